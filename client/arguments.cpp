@@ -1,0 +1,119 @@
+#include "client/arguments.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace moorlak {
+namespace {
+
+struct CommandEntry {
+  std::string_view name;
+  ClientCommand command;
+};
+
+constexpr std::array<CommandEntry, 5> kCommands{{{"ping", ClientCommand::Ping},
+                                                 {"start", ClientCommand::Start},
+                                                 {"stop", ClientCommand::Stop},
+                                                 {"status", ClientCommand::Status},
+                                                 {"logs", ClientCommand::Logs}}};
+
+struct OptionEntry {
+  std::string_view name;
+  ClientCommand command;
+  bool Arguments::*field;
+};
+
+constexpr std::array<OptionEntry, 4> kOptions{{{"--proxy", ClientCommand::Start, &Arguments::proxyMode},
+                                               {"--json", ClientCommand::Status, &Arguments::json},
+                                               {"--watch", ClientCommand::Status, &Arguments::watch},
+                                               {"--follow", ClientCommand::Logs, &Arguments::follow}}};
+
+bool IsHelpWord(const std::string& word) {
+  return word == "--help" || word == "-h";
+}
+
+ClientCommand FindCommand(std::string_view name) {
+  for (const CommandEntry& entry : kCommands) {
+    if (entry.name == name) return entry.command;
+  }
+  return ClientCommand::None;
+}
+
+bool SetOption(Arguments& arguments, std::string_view name) {
+  for (const OptionEntry& option : kOptions) {
+    if (option.name != name || option.command != arguments.command) continue;
+    arguments.*option.field = true;
+    return true;
+  }
+  return false;
+}
+
+// "-" alone is a file name; an empty word is one too, and gets its own error later.
+bool LooksLikeOption(const std::string& word) {
+  return word.size() > 1 && word.front() == '-';
+}
+
+std::string TakeOperand(Arguments& arguments, const std::string& word, bool& fileGiven) {
+  if (arguments.command != ClientCommand::Start || fileGiven) return "Unexpected argument \"" + word + "\".";
+  if (word.empty()) return "The name of the configuration file is empty.";
+  arguments.file = word;
+  fileGiven = true;
+  return {};
+}
+
+std::string TakeCommandWords(Arguments& arguments, const std::vector<std::string>& words) {
+  bool fileGiven = false;
+  bool optionsEnded = false;
+  for (size_t index = 1; index < words.size(); ++index) {
+    const std::string& word = words[index];
+    if (!optionsEnded && word == "--") {
+      optionsEnded = true;
+    } else if (!optionsEnded && LooksLikeOption(word)) {
+      if (!SetOption(arguments, word)) return "\"" + words.front() + "\" has no option \"" + word + "\".";
+    } else if (std::string error = TakeOperand(arguments, word, fileGiven); !error.empty()) {
+      return error;
+    }
+  }
+  if (arguments.command == ClientCommand::Start && !fileGiven) return "\"start\" needs a configuration: FILE or -.";
+  return {};
+}
+
+// What follows "--" is a file name, whatever it looks like.
+bool AsksForHelp(const std::vector<std::string>& words) {
+  const auto end = std::find(words.begin(), words.end(), "--");
+  return std::any_of(words.begin(), end, IsHelpWord);
+}
+
+}  // namespace
+
+ParsedArguments ParseArguments(const std::vector<std::string>& words) {
+  ParsedArguments parsed;
+  if (words.empty()) {
+    parsed.error = "A command is missing.";
+    return parsed;
+  }
+  Arguments& arguments = parsed.arguments;
+  arguments.command = FindCommand(words.front());
+  arguments.help = AsksForHelp(words);
+  if (arguments.help) return parsed;
+  if (arguments.command != ClientCommand::None) {
+    parsed.error = TakeCommandWords(arguments, words);
+  } else if (words.front() != "--version") {
+    parsed.error = "There is no command \"" + words.front() + "\".";
+  } else if (words.size() > 1) {
+    parsed.error = "Unexpected argument \"" + words[1] + "\".";
+  } else {
+    arguments.version = true;
+  }
+  return parsed;
+}
+
+std::string CommandName(ClientCommand command) {
+  for (const CommandEntry& entry : kCommands) {
+    if (entry.command == command) return std::string(entry.name);
+  }
+  return {};
+}
+
+}  // namespace moorlak

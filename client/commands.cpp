@@ -1,0 +1,149 @@
+#include "client/commands.h"
+
+#include <array>
+#include <cstdio>
+#include <string>
+
+#include "base/paths.h"
+#include "base/utf.h"
+#include "client/interrupt.h"
+#include "client/log_follower.h"
+#include "client/status_text.h"
+#include "client/system_error.h"
+#include "client/visible_text.h"
+
+namespace moorlak {
+namespace {
+
+constexpr DWORD kWatchPeriod = 1000;
+// A watch on the log folder that misses a change (network file systems do) is made up for by looking anyway.
+constexpr DWORD kLogPeriod = 1000;
+
+int64_t PerformanceCount() {
+  LARGE_INTEGER count{};
+  QueryPerformanceCounter(&count);
+  return count.QuadPart;
+}
+
+std::string MillisecondsSince(int64_t begin) {
+  LARGE_INTEGER frequency{};
+  QueryPerformanceFrequency(&frequency);
+  const double seconds = static_cast<double>(PerformanceCount() - begin) / static_cast<double>(frequency.QuadPart);
+  std::array<char, 64> text{};
+  std::snprintf(text.data(), text.size(), "%.1f ms", seconds * 1000.0);
+  return text.data();
+}
+
+ExitCode ExitOfOutput(bool written) {
+  return written ? ExitCode::Ok : ExitCode::Failure;
+}
+
+bool IsMissingLog(DWORD error) {
+  return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+}
+
+ExitCode ReportLogError(Console& console, DWORD error) {
+  const std::string path = NarrowUtf16(kLogFile);
+  Complain(console, IsMissingLog(error) ? "There is no tunnel log yet: " + path
+                                        : "Cannot read " + path + ": " + SystemErrorText(error) + ".");
+  return ExitCode::Failure;
+}
+
+bool ShowStatus(Console& console, const Arguments& arguments, const StatusReply& status, RateMeter& meter) {
+  std::optional<TrafficRates> rates;
+  if (arguments.watch) rates = MeasureRates(meter, status, GetTickCount64());
+  if (arguments.json) return WriteLine(console.out, StatusJson(status, rates));
+  const std::string line = StatusLine(status, rates);
+  return arguments.watch ? DrawLiveLine(console.out, line) : WriteLine(console.out, line);
+}
+
+ExitCode WatchStatus(Console& console, const Arguments& arguments, HANDLE interrupt) {
+  PipeRequest request;
+  request.command = CommandCode::Status;
+  request.interrupt = interrupt;
+  request.busyPatience = kWatchBusyPatience;
+  RateMeter meter;
+  ExitCode code = ExitCode::Ok;
+  do {
+    const PipeAnswer answer = ExchangeOverPipe(request);
+    if (answer.failure == Failure::Interrupted) break;
+    const std::optional<StatusReply> status = TakeStatus(console, answer, code);
+    if (!status) return code;
+    if (!ShowStatus(console, arguments, *status, meter)) return ExitCode::Failure;
+  } while (WaitForSingleObject(interrupt, kWatchPeriod) == WAIT_TIMEOUT);
+  EndLiveLine(console.out);
+  return ExitCode::Ok;
+}
+
+ExitCode FollowLog(Console& console, HANDLE interrupt) {
+  LogFollower follower;
+  bool written = true;
+  const LineSink print = [&](std::string_view line) { written = written && WriteLine(console.out, VisibleText(line)); };
+  do {
+    const DWORD error = ReadNewLines(follower, print);
+    if (error != ERROR_SUCCESS && !IsMissingLog(error)) return ReportLogError(console, error);
+    if (!written) return ExitCode::Failure;
+  } while (!WaitForLogChange(follower, interrupt, kLogPeriod));
+  return ExitCode::Ok;
+}
+
+ExitCode PrintLog(Console& console) {
+  LogFollower follower;
+  bool written = true;
+  const LineSink print = [&](std::string_view line) { written = written && WriteLine(console.out, VisibleText(line)); };
+  const DWORD error = ReadNewLines(follower, print);
+  if (error != ERROR_SUCCESS) return ReportLogError(console, error);
+  FlushUnfinishedLine(follower, print);
+  return ExitOfOutput(written);
+}
+
+// Runs a command that lasts until the user ends it.
+template <typename Command>
+ExitCode RunUntilInterrupted(Console& console, const Command& command) {
+  const HANDLE interrupt = CatchInterrupts();
+  if (interrupt == nullptr) {
+    Complain(console, "Cannot watch for Ctrl-C: " + SystemErrorText(GetLastError()) + ".");
+    return ExitCode::Failure;
+  }
+  return command(interrupt);
+}
+
+}  // namespace
+
+ExitCode RunPing(Console& console) {
+  const int64_t begin = PerformanceCount();
+  const PipeAnswer answer = ExchangeOverPipe(PipeRequest{});
+  if (answer.failure != Failure::None) return ReportFailure(console, answer);
+  if (!IsOkReply(answer.reply)) return ReportReply(console, answer);
+  return ExitOfOutput(WriteLine(console.out, "The service answered in " + MillisecondsSince(begin) + "."));
+}
+
+ExitCode RunStop(Console& console) {
+  PipeRequest request;
+  request.command = CommandCode::Stop;
+  request.replyPatience = kSlowReplyPatience;
+  const PipeAnswer answer = ExchangeOverPipe(request);
+  if (answer.failure != Failure::None) return ReportFailure(console, answer);
+  if (!IsOkReply(answer.reply)) return ReportReply(console, answer);
+  return ExitOfOutput(WriteLine(console.out, "Stopped."));
+}
+
+ExitCode RunStatus(Console& console, const Arguments& arguments) {
+  if (arguments.watch) {
+    return RunUntilInterrupted(console, [&](HANDLE interrupt) { return WatchStatus(console, arguments, interrupt); });
+  }
+  PipeRequest request;
+  request.command = CommandCode::Status;
+  ExitCode code = ExitCode::Ok;
+  const std::optional<StatusReply> status = TakeStatus(console, ExchangeOverPipe(request), code);
+  if (!status) return code;
+  RateMeter unused;
+  return ExitOfOutput(ShowStatus(console, arguments, *status, unused));
+}
+
+ExitCode RunLogs(Console& console, const Arguments& arguments) {
+  if (!arguments.follow) return PrintLog(console);
+  return RunUntilInterrupted(console, [&](HANDLE interrupt) { return FollowLog(console, interrupt); });
+}
+
+}  // namespace moorlak

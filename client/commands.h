@@ -1,0 +1,17 @@
+// The commands of moorlakctl, one function each.
+#pragma once
+
+#include "client/arguments.h"
+#include "client/console.h"
+#include "client/exit_code.h"
+
+namespace moorlak {
+
+ExitCode RunPing(Console& console);
+ExitCode RunStop(Console& console);
+ExitCode RunStatus(Console& console, const Arguments& arguments);
+ExitCode RunLogs(Console& console, const Arguments& arguments);
+// Stays in the foreground for as long as the session lasts; start_command.cpp.
+ExitCode RunStart(Console& console, const Arguments& arguments);
+
+}  // namespace moorlak

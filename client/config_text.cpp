@@ -1,0 +1,24 @@
+#include "client/config_text.h"
+
+namespace moorlak {
+namespace {
+
+constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
+constexpr std::string_view kUtf16LittleMark = "\xFF\xFE";
+constexpr std::string_view kUtf16BigMark = "\xFE\xFF";
+
+}  // namespace
+
+ConfigText PrepareConfigText(std::string_view fileBytes) {
+  if (fileBytes.starts_with(kUtf16LittleMark) || fileBytes.starts_with(kUtf16BigMark)) {
+    return {{}, "The configuration is UTF-16 text; save it as UTF-8."};
+  }
+  if (fileBytes.starts_with(kUtf8Mark)) fileBytes.remove_prefix(kUtf8Mark.size());
+  if (fileBytes.size() > kMaxConfigBytes) {
+    return {{},
+            "The configuration is too large: the service takes at most " + std::to_string(kMaxConfigBytes) + " bytes."};
+  }
+  return {fileBytes, {}};
+}
+
+}  // namespace moorlak

@@ -1,0 +1,128 @@
+#include "client/help_text.h"
+
+namespace moorlak {
+namespace {
+
+constexpr std::string_view kProgramHelp =
+    R"(moorlakctl controls the Moorlak tunnel service of this computer.
+
+Usage:
+  moorlakctl ping                       ask whether the service answers
+  moorlakctl start [--proxy] FILE|-     start a session and stay with it
+  moorlakctl stop                       stop the session
+  moorlakctl status [--json] [--watch]  show state and traffic
+  moorlakctl logs [--follow]            print the tunnel log
+  moorlakctl COMMAND --help             explain one command
+  moorlakctl --help | --version
+
+moorlakctl.exe must lie in the folder of the service program: the service
+answers no other program.
+
+Results go to standard output, messages to standard error. Both are UTF-8
+with plain line feeds when they are redirected.
+
+Exit codes:
+  0  done
+  1  the service answered with an error
+  2  wrong command line, or an unusable configuration file
+  3  the service is not running
+  4  the service is busy with other clients
+  5  the service refused this program
+  6  the session ended by itself (start)
+  7  the pipe, the tunnel log or moorlakctl itself failed
+  8  Windows denies this account access to the service
+)";
+
+constexpr std::string_view kPingHelp =
+    R"(Usage: moorlakctl ping
+
+Sends a ping to the service and prints how long the answer took.
+)";
+
+constexpr std::string_view kStartHelp =
+    R"(Usage: moorlakctl start [--proxy] FILE|-
+
+Starts a session with the engine configuration in FILE, or on standard input
+for "-". A session that runs already is replaced.
+
+  --proxy   start proxy mode: no tunnel, only a local proxy that the system
+            proxy points at
+  --        what follows is a file name, even if it begins with "-"
+
+The configuration is JSON in UTF-8, 16777214 bytes at most. A UTF-8
+byte-order mark at its beginning is left out, because the service would
+refuse the text; everything else is sent as it is.
+
+The command stays in the foreground, because the session belongs to the
+process that started it and ends with it. It prints the new lines of the
+tunnel log until the session is up, and traffic and rates once a second from
+then on: one line that refreshes itself on a terminal, a line each second
+elsewhere.
+
+Ctrl-C, Ctrl-Break or closing the window stops the session, waits for the
+service's answer and exits with 0. A second Ctrl-C ends the command at once;
+the service then stops the session by itself. When the session ends without
+being asked to, the last lines of the tunnel log follow and the exit code is
+6.
+)";
+
+constexpr std::string_view kStopHelp =
+    R"(Usage: moorlakctl stop
+
+Stops the session, whoever started it, and waits until everything is put
+back. It is no error if there is none.
+)";
+
+constexpr std::string_view kStatusHelp =
+    R"(Usage: moorlakctl status [--json] [--watch]
+
+Shows the session's state and the bytes sent (up) and received (down) since
+it began.
+
+  --json    print one JSON object on one line:
+            {"running":true,"tunnel":true,"up":1024,"down":4096}
+              running  a start was accepted and no stop came since
+              tunnel   the tunnel is up, or the local proxy in proxy mode
+              up       bytes sent by the session so far
+              down     bytes received by the session so far
+            Fields may be added later; these keep name and meaning.
+  --watch   repeat once a second until Ctrl-C, which exits with 0: one line
+            that refreshes itself on a terminal, a line each second
+            elsewhere. JSON objects then have two more fields, in bytes per
+            second:
+              upRate, downRate
+            They are 0 in the first object and when a counter has fallen.
+)";
+
+constexpr std::string_view kLogsHelp =
+    R"(Usage: moorlakctl logs [--follow]
+
+Prints the tunnel log, C:\ProgramData\Moorlak\logs\tunnel.log. Characters
+that could steer a terminal are shown as \xNN or \u{NNNN}.
+
+  --follow  go on with new lines until Ctrl-C, which exits with 0. Rotation
+            of the log loses no line; a log that does not exist yet is
+            awaited.
+)";
+
+}  // namespace
+
+std::string_view HelpText(ClientCommand command) {
+  switch (command) {
+    case ClientCommand::Ping:
+      return kPingHelp;
+    case ClientCommand::Start:
+      return kStartHelp;
+    case ClientCommand::Stop:
+      return kStopHelp;
+    case ClientCommand::Status:
+      return kStatusHelp;
+    case ClientCommand::Logs:
+      return kLogsHelp;
+    case ClientCommand::None:
+      break;
+  }
+  return kProgramHelp;
+}
+
+}  // namespace moorlak

@@ -1,0 +1,32 @@
+// Standard output and standard error: UTF-8 bytes when redirected, UTF-16 on a terminal.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+#include <windows.h>
+
+namespace moorlak {
+
+struct Output {
+  HANDLE handle = nullptr;
+  bool terminal = false;
+  // Columns of the live line that the cursor stands on; 0 when there is none.
+  size_t liveColumns = 0;
+};
+
+// Either STD_OUTPUT_HANDLE or STD_ERROR_HANDLE. A stream that is missing swallows everything.
+Output OpenOutput(DWORD standardHandle);
+
+// All texts are UTF-8 and made visible by the caller where their origin is unknown. False when the stream's reader has
+// gone away.
+bool WriteText(Output& output, std::string_view text);
+// Replaces a live line.
+bool WriteLine(Output& output, std::string_view line);
+// On a terminal the line stays in place and is replaced by the next one; elsewhere it is a line like any other.
+// ASCII without control characters; cut to the terminal's width.
+bool DrawLiveLine(Output& output, std::string_view line);
+// Leaves the live line standing and moves below it.
+void EndLiveLine(Output& output);
+
+}  // namespace moorlak

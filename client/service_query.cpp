@@ -1,0 +1,70 @@
+#include "client/service_query.h"
+
+#include <vector>
+
+#include <windows.h>
+
+#include "base/handle.h"
+#include "base/utf.h"
+
+#include <winsvc.h>
+
+namespace moorlak {
+namespace {
+
+constexpr wchar_t kServiceName[] = L"MoorlakTunnel";
+
+struct ServiceHandleTraits {
+  using Type = SC_HANDLE;
+  static Type Empty() noexcept { return nullptr; }
+  static bool IsValid(Type handle) noexcept { return handle != nullptr; }
+  static void Close(Type handle) noexcept { CloseServiceHandle(handle); }
+};
+using ServiceHandle = UniqueHandle<ServiceHandleTraits>;
+
+// Null with GetLastError set when the service cannot be opened.
+ServiceHandle OpenTunnelService(DWORD access) {
+  const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+  if (!manager) return ServiceHandle();
+  return ServiceHandle(OpenServiceW(manager.Get(), kServiceName, access));
+}
+
+ServiceState StateOf(DWORD currentState) {
+  switch (currentState) {
+    case SERVICE_STOPPED:
+      return ServiceState::Stopped;
+    case SERVICE_START_PENDING:
+      return ServiceState::Starting;
+    case SERVICE_STOP_PENDING:
+      return ServiceState::Stopping;
+    case SERVICE_RUNNING:
+      return ServiceState::Running;
+    default:
+      return ServiceState::Unknown;
+  }
+}
+
+}  // namespace
+
+ServiceState QueryServiceState() {
+  const ServiceHandle service = OpenTunnelService(SERVICE_QUERY_STATUS);
+  if (!service) {
+    return GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST ? ServiceState::NotInstalled : ServiceState::Unknown;
+  }
+  SERVICE_STATUS status{};
+  return QueryServiceStatus(service.Get(), &status) ? StateOf(status.dwCurrentState) : ServiceState::Unknown;
+}
+
+std::string QueryServiceCommandLine() {
+  const ServiceHandle service = OpenTunnelService(SERVICE_QUERY_CONFIG);
+  if (!service) return {};
+  DWORD size = 0;
+  QueryServiceConfigW(service.Get(), nullptr, 0, &size);
+  if (size < sizeof(QUERY_SERVICE_CONFIGW)) return {};
+  std::vector<QUERY_SERVICE_CONFIGW> config(size / sizeof(QUERY_SERVICE_CONFIGW) + 1);
+  if (!QueryServiceConfigW(service.Get(), config.data(), size, &size)) return {};
+  const wchar_t* const commandLine = config.front().lpBinaryPathName;
+  return commandLine == nullptr ? std::string() : NarrowUtf16(commandLine);
+}
+
+}  // namespace moorlak

@@ -1,0 +1,189 @@
+// `start`: the session belongs to this process and ends with it, so the command stays until one of them goes.
+#include <deque>
+#include <string>
+
+#include "client/commands.h"
+#include "client/config_file.h"
+#include "client/config_text.h"
+#include "client/interrupt.h"
+#include "client/log_follower.h"
+#include "client/session_watch.h"
+#include "client/status_text.h"
+#include "client/system_error.h"
+#include "client/visible_text.h"
+
+namespace moorlak {
+namespace {
+
+constexpr uint64_t kStatusPeriod = 1000;
+// Lines of the log that are shown when the session ends by itself.
+constexpr size_t kLastLines = 12;
+
+struct Session {
+  Console& console;
+  HANDLE interrupt;
+  LogFollower log;
+  SessionWatch watch;
+  RateMeter meter;
+  // The last answer, for what is told at the end.
+  StatusReply status;
+  // The session has been up at some time.
+  bool wasUp = false;
+  // Lines that came while the live line was shown, the oldest first.
+  std::deque<std::string> unshownLines;
+};
+
+void KeepLine(Session& session, std::string_view line) {
+  session.unshownLines.push_back(VisibleText(line));
+  if (session.unshownLines.size() > kLastLines) session.unshownLines.pop_front();
+}
+
+// While the session is coming up its log lines are printed, later they are only kept.
+void TakeLine(Session& session, std::string_view line) {
+  if (session.wasUp) {
+    KeepLine(session, line);
+  } else {
+    WriteLine(session.console.out, VisibleText(line));
+  }
+}
+
+// A log that cannot be read takes nothing away from the session.
+void TakeLogLines(Session& session) {
+  ReadNewLines(session.log, [&](std::string_view line) { TakeLine(session, line); });
+}
+
+PipeAnswer Ask(CommandCode command, uint32_t replyPatience, HANDLE interrupt) {
+  PipeRequest request;
+  request.command = command;
+  request.busyPatience = kWatchBusyPatience;
+  request.replyPatience = replyPatience;
+  request.interrupt = interrupt;
+  return ExchangeOverPipe(request);
+}
+
+// The user's end of the session.
+ExitCode StopOnRequest(Session& session) {
+  EndLiveLine(session.console.out);
+  WriteLine(session.console.out, "Stopping ...");
+  const PipeAnswer answer = Ask(CommandCode::Stop, kSlowReplyPatience, nullptr);
+  if (answer.failure != Failure::None) return ReportFailure(session.console, answer);
+  if (!IsOkReply(answer.reply)) return ReportReply(session.console, answer);
+  WriteLine(session.console.out, "Stopped.");
+  return ExitCode::Ok;
+}
+
+// What is known about a session that ended without being asked to.
+ExitCode TellEnd(Session& session) {
+  TakeLogLines(session);
+  FlushUnfinishedLine(session.log, [&](std::string_view line) { TakeLine(session, line); });
+  Console& console = session.console;
+  EndLiveLine(console.out);
+  for (const std::string& line : session.unshownLines) WriteLine(console.out, line);
+  std::string text = session.wasUp ? "The session ended by itself" : "The session did not come up";
+  text += "; sent " + FormatBytes(session.status.upBytes) + ", received " + FormatBytes(session.status.downBytes) + ".";
+  text += session.watch.proxyMode ? "\nIn proxy mode the engine's messages go to the service's standard error."
+                                  : "\nThe whole log: moorlakctl logs";
+  Complain(console, text);
+  return ExitCode::SessionEnded;
+}
+
+ExitCode EndBySession(Session& session) {
+  // A dead proxy engine leaves the service's `running` set until somebody stops it.
+  if (session.status.running) Ask(CommandCode::Stop, kSlowReplyPatience, session.interrupt);
+  return TellEnd(session);
+}
+
+// The service itself has gone or does not answer properly any more: its session is over for this program.
+ExitCode EndByService(Session& session, const PipeAnswer& answer) {
+  if (answer.failure == Failure::None) {
+    ReportReply(session.console, answer);
+  } else if (answer.failure == Failure::Refused) {
+    // It did serve this program before.
+    Complain(session.console, "The service closed the connection without an answer; it may have ended.");
+  } else {
+    ReportFailure(session.console, answer);
+  }
+  return TellEnd(session);
+}
+
+// One look at the status. True when the session is over; then `code` is set.
+bool LookAtStatus(Session& session, ExitCode& code) {
+  const PipeAnswer answer = Ask(CommandCode::Status, kQuickReplyPatience, session.interrupt);
+  if (answer.failure == Failure::Interrupted) return false;
+  const std::optional<StatusReply> status = ParseStatusReply(answer.reply);
+  if (!status) {
+    code = EndByService(session, answer);
+    return true;
+  }
+  session.status = *status;
+  const SessionEvent event = ObserveStatus(session.watch, *status);
+  if (event == SessionEvent::Ended) {
+    code = EndBySession(session);
+    return true;
+  }
+  const TrafficRates rates = MeasureRates(session.meter, *status, GetTickCount64());
+  if (event == SessionEvent::CameUp) {
+    session.wasUp = true;
+    WriteLine(session.console.out, "The session is up. Ctrl-C stops it.");
+  }
+  if (session.wasUp) DrawLiveLine(session.console.out, StatusLine(*status, rates));
+  return false;
+}
+
+ExitCode StayWithSession(Session& session) {
+  ExitCode code = ExitCode::Ok;
+  uint64_t nextLook = GetTickCount64() + kStatusPeriod;
+  for (;;) {
+    const uint64_t now = GetTickCount64();
+    const DWORD pause = now >= nextLook ? 0 : static_cast<DWORD>(nextLook - now);
+    if (WaitForLogChange(session.log, session.interrupt, pause)) return StopOnRequest(session);
+    TakeLogLines(session);
+    if (GetTickCount64() < nextLook) continue;
+    if (LookAtStatus(session, code)) return code;
+    nextLook = GetTickCount64() + kStatusPeriod;
+  }
+}
+
+// True when the service accepted the session; otherwise `code` is set.
+bool SendStart(Session& session, std::string_view configText, ExitCode& code) {
+  const std::string payload = EncodeStartPayload(session.watch.proxyMode, configText);
+  PipeRequest request;
+  request.command = CommandCode::Start;
+  request.payload = payload;
+  request.replyPatience = kSlowReplyPatience;
+  // Not interruptible: only after the answer is it known whether there is anything to stop.
+  const PipeAnswer answer = ExchangeOverPipe(request);
+  if (answer.failure != Failure::None) {
+    code = ReportFailure(session.console, answer);
+  } else if (!IsOkReply(answer.reply)) {
+    code = ReportReply(session.console, answer);
+  } else {
+    return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+ExitCode RunStart(Console& console, const Arguments& arguments) {
+  const ConfigFile file = ReadConfigFile(arguments.file);
+  const ConfigText config = file.error.empty() ? PrepareConfigText(file.bytes) : ConfigText{{}, file.error};
+  if (!config.error.empty()) {
+    Complain(console, config.error);
+    return ExitCode::Usage;
+  }
+  const HANDLE interrupt = CatchInterrupts();
+  if (interrupt == nullptr) {
+    Complain(console, "Cannot watch for Ctrl-C: " + SystemErrorText(GetLastError()) + ".");
+    return ExitCode::Failure;
+  }
+  Session session{console, interrupt, {}, {}, {}, {}, false, {}};
+  session.watch.proxyMode = arguments.proxyMode;
+  SkipWrittenLog(session.log);
+  ExitCode code = ExitCode::Ok;
+  if (!SendStart(session, config.text, code)) return code;
+  WriteLine(console.out, "The service accepted the start.");
+  return StayWithSession(session);
+}
+
+}  // namespace moorlak

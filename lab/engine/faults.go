@@ -1,0 +1,82 @@
+package main
+
+import (
+	"bytes"
+	"encoding/json"
+	"errors"
+	"fmt"
+	"io/fs"
+	"os"
+	"path/filepath"
+	"strings"
+	"sync"
+)
+
+const faultsFileName = "engine_faults.json"
+
+// Faults is the misbehaviour that a test asks for in engine_faults.json beside
+// the executable. README.md describes the members.
+type Faults struct {
+	DieAfterMs    *int `json:"dieAfterMs"`
+	Hang          bool `json:"hang"`
+	TestHang      bool `json:"testHang"`
+	PrintBytes    int  `json:"printBytes"`
+	APIPrintBytes int  `json:"apiPrintBytes"`
+	APIHang       bool `json:"apiHang"`
+	APINumbers    bool `json:"apiNumbers"`
+	LeaveLoopback bool `json:"leaveLoopback"`
+}
+
+// loadFaults refuses a file that it does not understand wholly: a mistyped
+// fault would otherwise let a test pass that tested nothing.
+func loadFaults() (Faults, error) {
+	var faults Faults
+	executable, err := os.Executable()
+	if err != nil {
+		return faults, err
+	}
+	path := filepath.Join(filepath.Dir(executable), faultsFileName)
+	text, err := os.ReadFile(path)
+	if errors.Is(err, fs.ErrNotExist) {
+		return faults, nil
+	}
+	if err != nil {
+		return faults, err
+	}
+	decoder := json.NewDecoder(bytes.NewReader(text))
+	decoder.DisallowUnknownFields()
+	if err := decoder.Decode(&faults); err != nil {
+		return faults, fmt.Errorf("%s: %w", path, err)
+	}
+	return faults, nil
+}
+
+// printNoise writes count bytes to each of the two streams and returns when
+// both are out. It writes them side by side, so that a reader which empties
+// only one pipe stops the engine just as a chatty real one would be stopped.
+func printNoise(count int) {
+	if count <= 0 {
+		return
+	}
+	var done sync.WaitGroup
+	for _, stream := range []struct {
+		file *os.File
+		name string
+	}{{os.Stdout, "stdout"}, {os.Stderr, "stderr"}} {
+		stream := stream
+		done.Add(1)
+		go func() {
+			defer done.Done()
+			stream.file.WriteString(noise(stream.name, count))
+		}()
+	}
+	done.Wait()
+}
+
+func noise(name string, count int) string {
+	var text strings.Builder
+	for line := 0; text.Len() < count; line++ {
+		fmt.Fprintf(&text, "lab engine %s noise %09d\n", name, line)
+	}
+	return text.String()[:count]
+}

@@ -1,0 +1,86 @@
+# Sourced by the other scripts: where things lie, how Wine is called, how a prefix is made.
+# shellcheck shell=bash
+set -euo pipefail
+
+ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+BUILD=${MOORLAK_BUILD:-$ROOT/build}
+WINE=/usr/lib/wine/wine64
+WINESERVER=/usr/lib/wine/wineserver64
+
+export WINEDEBUG=${WINEDEBUG:--all}
+# Without winedbg a crash ends the program with its code; with it a third of the crashes would exit 0.
+export WINEDLLOVERRIDES="mscoree,mshtml=;winedbg.exe=d"
+# A display that a prefix would look for costs time and is never needed.
+unset DISPLAY || true
+
+say() { printf '%s\n' "$*"; }
+
+# Installs what is missing of scripts/packages.txt.
+install_packages() {
+    local missing=() package
+    while read -r package; do
+        case $package in '' | \#*) continue ;; esac
+        dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
+    done <"$ROOT/scripts/packages.txt"
+    [ ${#missing[@]} -eq 0 ] && return 0
+    say "installing: ${missing[*]}"
+    local log=$BUILD/apt.log
+    mkdir -p "$BUILD"
+    # A first try without an update saves half a minute where the lists are fresh.
+    DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}" >"$log" 2>&1 && return 0
+    apt-get update >"$log" 2>&1 || { tail -n 20 "$log"; return 1; }
+    DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}" >>"$log" 2>&1 ||
+        { tail -n 20 "$log"; return 1; }
+}
+
+# The prefix that all others are cloned from: made once, never used itself.
+wine_template() {
+    local template=$BUILD/wine-template
+    if [ ! -e "$template/.complete" ]; then
+        rm -rf "$template"
+        mkdir -p "$template"
+        WINEPREFIX=$template "$WINE" wineboot -i >/dev/null 2>&1
+        WINEPREFIX=$template "$WINE" reg add 'HKCU\Software\Wine' /v Version /d win10 /f >/dev/null 2>&1
+        WINEPREFIX=$template "$WINESERVER" -w
+        touch "$template/.complete"
+    fi
+    printf '%s' "$template"
+}
+
+# clone_prefix DIR: a fresh prefix by hard links (20 ms, 2 MB). What Wine rewrites in place is copied for real.
+clone_prefix() {
+    local template target=$1 file
+    template=$(wine_template)
+    rm -rf "$target"
+    mkdir -p "$(dirname "$target")"
+    cp -al "$template" "$target"
+    for file in system.reg user.reg userdef.reg .update-timestamp; do
+        [ -e "$template/$file" ] || continue
+        rm -f "$target/$file"
+        cp -p "$template/$file" "$target/$file"
+    done
+    rm -f "$target/wineserver"
+}
+
+# Ends what runs in a prefix, and only there.
+end_prefix() {
+    [ -d "$1" ] || return 0
+    WINEPREFIX=$1 "$WINESERVER" -k >/dev/null 2>&1 || true
+    WINEPREFIX=$1 "$WINESERVER" -w >/dev/null 2>&1 || true
+}
+
+# install_product PREFIX BINARIES ENGINE: lays the product out in a prefix as its installer would: service, client and
+# tests in one folder, the engines in "xray" beside them.
+install_product() {
+    local folder="$1/drive_c/Program Files/Moorlak" binaries=$2 engine=$3 program
+    mkdir -p "$folder/xray" "$folder/web"
+    for program in src/moorlak_service client/moorlakctl tests/machine/moorlak_machine_tests; do
+        [ -e "$binaries/$program.exe" ] || continue
+        rm -f "$folder/${program##*/}.exe"
+        cp "$binaries/$program.exe" "$folder/"
+    done
+    for program in xray web; do
+        rm -f "$folder/$program/$program.exe"
+        cp "$engine/$program.exe" "$folder/$program/"
+    done
+}

@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# run_machine_tests.sh BINARIES ENGINE PREFIX [test program arguments]: the whole-service tests in a fresh prefix with
+# loopback ports of its own. The prefix is removed when all passed.
+source "$(dirname "$0")/common.sh"
+
+if [ -z "${MOORLAK_OWN_LOOPBACK:-}" ]; then
+    exec env MOORLAK_OWN_LOOPBACK=1 unshare --net --fork --kill-child -- bash -c \
+        'ip link set lo up && exec "$@"' bash "$0" "$@"
+fi
+
+binaries=$1 engine=$2 prefix=$3
+shift 3
+clone_prefix "$prefix"
+install_product "$prefix" "$binaries" "$engine"
+trap 'end_prefix "$prefix"' EXIT
+export WINEPREFIX=$prefix
+status=0
+"$WINE" 'C:\Program Files\Moorlak\moorlak_machine_tests.exe' "$@" || status=$?
+exit "$status"

@@ -1,0 +1,75 @@
+#include "base/durable_file.h"
+
+#include "base/handle.h"
+#include "base/trust.h"
+
+namespace moorlak {
+namespace {
+
+std::optional<std::string> ReadAll(HANDLE file, size_t maxBytes) {
+  LARGE_INTEGER size{};
+  if (!GetFileSizeEx(file, &size) || size.QuadPart < 0 || static_cast<unsigned long long>(size.QuadPart) > maxBytes) {
+    return std::nullopt;
+  }
+  std::string content(static_cast<size_t>(size.QuadPart), '\0');
+  size_t done = 0;
+  while (done < content.size()) {
+    DWORD got = 0;
+    if (!ReadFile(file, content.data() + done, static_cast<DWORD>(content.size() - done), &got, nullptr)) {
+      return std::nullopt;
+    }
+    if (got == 0) break;
+    done += got;
+  }
+  content.resize(done);
+  return content;
+}
+
+KernelHandle OpenForReading(const std::wstring& path, DWORD access, DWORD flags) {
+  return KernelHandle(CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                  FILE_ATTRIBUTE_NORMAL | flags, nullptr));
+}
+
+}  // namespace
+
+bool WriteWhole(HANDLE file, std::string_view content) {
+  while (!content.empty()) {
+    constexpr size_t kLargestWrite = 1u << 20;
+    const DWORD wanted = static_cast<DWORD>(content.size() < kLargestWrite ? content.size() : kLargestWrite);
+    DWORD written = 0;
+    if (!WriteFile(file, content.data(), wanted, &written, nullptr) || written == 0) return false;
+    content.remove_prefix(written);
+  }
+  return true;
+}
+
+bool WriteFileDurably(const std::wstring& path, std::string_view content) {
+  const std::wstring fresh = path + L".new";
+  // A leftover of a crash, or somebody else's file under that name: never written through.
+  if (!DeleteFileW(fresh.c_str()) && GetLastError() != ERROR_FILE_NOT_FOUND) return false;
+  KernelHandle file(CreateFileW(fresh.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file) return false;
+  const bool whole = WriteWhole(file.Get(), content) && FlushFileBuffers(file.Get());
+  file.Reset();
+  if (whole && MoveFileExW(fresh.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+    return true;
+  }
+  const DWORD error = GetLastError();
+  DeleteFileW(fresh.c_str());
+  SetLastError(error);
+  return false;
+}
+
+std::optional<std::string> ReadWholeFile(const std::wstring& path, size_t maxBytes) {
+  const KernelHandle file = OpenForReading(path, GENERIC_READ, 0);
+  if (!file) return std::nullopt;
+  return ReadAll(file.Get(), maxBytes);
+}
+
+std::optional<std::string> ReadTrustedFile(const std::wstring& path, size_t maxBytes) {
+  const KernelHandle file = OpenForReading(path, GENERIC_READ | READ_CONTROL, FILE_FLAG_OPEN_REPARSE_POINT);
+  if (!file || IsReparsePoint(file.Get()) || !HasTrustedOwner(file.Get(), SE_FILE_OBJECT)) return std::nullopt;
+  return ReadAll(file.Get(), maxBytes);
+}
+
+}  // namespace moorlak

@@ -1,0 +1,27 @@
+// Where the product keeps its files, and where this program lies.
+#pragma once
+
+#include <string>
+
+namespace moorlak {
+
+inline constexpr wchar_t kDataFolder[] = L"C:\\ProgramData\\Moorlak";
+inline constexpr wchar_t kLogFolder[] = L"C:\\ProgramData\\Moorlak\\logs";
+inline constexpr wchar_t kLogFile[] = L"C:\\ProgramData\\Moorlak\\logs\\tunnel.log";
+inline constexpr wchar_t kRotatedLogFile[] = L"C:\\ProgramData\\Moorlak\\logs\\tunnel.log.old";
+inline constexpr wchar_t kSupportNoteFile[] = L"C:\\ProgramData\\Moorlak\\SUPPORT.txt";
+inline constexpr wchar_t kProxyRestoreFile[] = L"C:\\ProgramData\\Moorlak\\proxy_restore.v1";
+
+// Creates the data folder and the log folder; existing ones are no error.
+void CreateDataFolders() noexcept;
+
+// Full path of this program, empty when it cannot be read. Paths of up to 32768 characters are supported.
+std::wstring ExecutablePath();
+
+// Its folder: the path up to, not including, the last "\" or "/".
+std::wstring ExecutableFolder();
+
+// The folder of a path by the same rule; empty when the path has no separator.
+std::wstring FolderOf(const std::wstring& path);
+
+}  // namespace moorlak

@@ -1,0 +1,43 @@
+#include "base/trust.h"
+
+#include <aclapi.h>
+
+#include <vector>
+
+#include "base/handle.h"
+
+namespace moorlak {
+namespace {
+
+bool IsOwnUser(PSID sid) {
+  KernelHandle token;
+  if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.Out())) return false;
+  DWORD size = 0;
+  GetTokenInformation(token.Get(), TokenUser, nullptr, 0, &size);
+  if (size < sizeof(TOKEN_USER)) return false;
+  std::vector<TOKEN_USER> user(size / sizeof(TOKEN_USER) + 1);
+  if (!GetTokenInformation(token.Get(), TokenUser, user.data(), size, &size)) return false;
+  return EqualSid(sid, user.front().User.Sid) != FALSE;
+}
+
+}  // namespace
+
+bool HasTrustedOwner(HANDLE object, SE_OBJECT_TYPE type) {
+  PSID owner = nullptr;
+  LocalMemory<PSECURITY_DESCRIPTOR> descriptor;
+  if (GetSecurityInfo(object, type, OWNER_SECURITY_INFORMATION, &owner, nullptr, nullptr, nullptr, descriptor.Out()) !=
+          ERROR_SUCCESS ||
+      owner == nullptr) {
+    return false;
+  }
+  return IsWellKnownSid(owner, WinLocalSystemSid) || IsWellKnownSid(owner, WinBuiltinAdministratorsSid) ||
+         IsOwnUser(owner);
+}
+
+bool IsReparsePoint(HANDLE file) {
+  BY_HANDLE_FILE_INFORMATION information{};
+  if (!GetFileInformationByHandle(file, &information)) return true;
+  return (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+}
+
+}  // namespace moorlak

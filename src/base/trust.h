@@ -1,0 +1,18 @@
+// Whom the service believes: objects that lie where every user can create some are judged by their owner.
+#pragma once
+
+#include <windows.h>
+
+#include <accctrl.h>
+
+namespace moorlak {
+
+// True when the object's owner is LocalSystem, the Administrators group or the user this process runs as. The handle
+// needs READ_CONTROL; an owner that cannot be read is not trusted.
+bool HasTrustedOwner(HANDLE object, SE_OBJECT_TYPE type);
+
+// True for junctions, symbolic links and mount points, and when the attributes cannot be read. The handle must have
+// been opened with FILE_FLAG_OPEN_REPARSE_POINT.
+bool IsReparsePoint(HANDLE file);
+
+}  // namespace moorlak

@@ -1,0 +1,116 @@
+#include "config/config_staging.h"
+
+#include <filesystem>
+#include <system_error>
+
+#include <windows.h>
+
+#include "base/durable_file.h"
+#include "base/trust.h"
+
+#include <sddl.h>
+
+namespace moorlak {
+namespace {
+
+// With its backslash at the end; empty when it cannot be had.
+std::wstring TemporaryDirectory() {
+  std::wstring path(MAX_PATH + 1, L'\0');
+  const DWORD length = GetTempPathW(static_cast<DWORD>(path.size()), path.data());
+  path.resize(length < path.size() ? length : 0);
+  return path;
+}
+
+// True when the folder is there afterwards; whose it is remains to be seen.
+bool CreatePrivateFolder(const std::wstring& path) {
+  LocalMemory<PSECURITY_DESCRIPTOR> descriptor;
+  if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(kStagingFolderSecurity, SDDL_REVISION_1, descriptor.Out(),
+                                                            nullptr)) {
+    return false;
+  }
+  SECURITY_ATTRIBUTES attributes{};
+  attributes.nLength = sizeof(attributes);
+  attributes.lpSecurityDescriptor = descriptor.Get();
+  return CreateDirectoryW(path.c_str(), &attributes) || GetLastError() == ERROR_ALREADY_EXISTS;
+}
+
+// The path is judged too, because not every system tells a link by its handle. It names what the handle holds: the
+// guard shares no deletion, so nothing else can have taken its place.
+bool IsTrustedFolder(const StagingFolder& folder) {
+  const DWORD attributes = GetFileAttributesW(folder.path.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
+         (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0 && !IsReparsePoint(folder.guard.Get()) &&
+         HasTrustedOwner(folder.guard.Get(), SE_FILE_OBJECT);
+}
+
+bool WriteNewFile(const std::wstring& path, std::string_view text) {
+  KernelHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file) return false;
+  if (WriteWhole(file.Get(), text)) return true;
+  file.Reset();
+  const DWORD error = GetLastError();
+  DeleteFileW(path.c_str());
+  SetLastError(error);
+  return false;
+}
+
+}  // namespace
+
+std::optional<StagingFolder> OpenStagingFolder(std::wstring_view name) {
+  const std::wstring parent = TemporaryDirectory();
+  if (parent.empty()) return std::nullopt;
+  std::error_code ignored;  // Where the parents are missing, the next call fails.
+  std::filesystem::create_directories(parent, ignored);
+
+  StagingFolder folder;
+  folder.path = parent + std::wstring(name);
+  if (!CreatePrivateFolder(folder.path)) return std::nullopt;
+  folder.guard.Reset(CreateFileW(folder.path.c_str(), FILE_READ_ATTRIBUTES | FILE_LIST_DIRECTORY | READ_CONTROL,
+                                 FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                                 FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+  if (!folder.guard) return std::nullopt;
+  if (!IsTrustedFolder(folder)) {
+    SetLastError(ERROR_ACCESS_DENIED);
+    return std::nullopt;
+  }
+  return folder;
+}
+
+void RemoveStagedFiles(const StagingFolder& folder, std::wstring_view prefix, std::wstring_view suffix) {
+  WIN32_FIND_DATAW entry{};
+  const FindHandle search(FindFirstFileW((folder.path + L"\\*").c_str(), &entry));
+  if (!search) return;
+  do {
+    const std::wstring_view name = entry.cFileName;
+    const bool isFile = (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+    if (isFile && name.size() >= prefix.size() + suffix.size() && name.starts_with(prefix) && name.ends_with(suffix)) {
+      DeleteFileW((folder.path + L"\\" + entry.cFileName).c_str());
+    }
+  } while (FindNextFileW(search.Get(), &entry));
+}
+
+std::optional<StagedConfig> StageConfig(const StagingFolder& folder, std::wstring_view fileName,
+                                        std::string_view text) {
+  StagedConfig staged;
+  staged.path = folder.path + L"\\" + std::wstring(fileName);
+  if (!WriteNewFile(staged.path, text)) return std::nullopt;
+  // A reader need not share writing with a handle that cannot write; so the file is opened anew, and compared, because
+  // for a moment it was closed.
+  staged.file.Reset(CreateFileW(staged.path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+  if (!staged.file || ReadWholeFile(staged.path, text.size()) != text) {
+    const DWORD error = staged.file ? ERROR_FILE_INVALID : GetLastError();
+    RemoveStagedConfig(staged);
+    SetLastError(error);
+    return std::nullopt;
+  }
+  return staged;
+}
+
+void RemoveStagedConfig(StagedConfig& staged) noexcept {
+  staged.file.Reset();
+  if (!staged.path.empty()) DeleteFileW(staged.path.c_str());
+  staged.path.clear();
+}
+
+}  // namespace moorlak

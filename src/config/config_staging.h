@@ -1,0 +1,44 @@
+// Handing a configuration to an engine as a file that nobody else can read, plant or change.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "base/handle.h"
+
+namespace moorlak {
+
+// Access for LocalSystem, the Administrators group and the owner, inherited by the files; nothing from above ("ACE
+// Strings" and "SID Strings" of Microsoft Learn).
+inline constexpr wchar_t kStagingFolderSecurity[] = L"D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FA;;;OW)";
+
+// A folder that was looked at and found trustworthy. While the guard is open nobody can rename or remove the folder.
+struct StagingFolder {
+  std::wstring path;
+  KernelHandle guard;
+};
+
+// Creates (with missing parents) or opens a folder of the system's temporary directory. Nothing when that fails, when a
+// reparse point or a file stands there, and when an existing folder's owner is not trusted (base/trust.h);
+// GetLastError tells why.
+std::optional<StagingFolder> OpenStagingFolder(std::wstring_view name);
+
+// Removes the folder's files (not its folders) whose names begin and end so; letter case counts. What cannot be
+// removed, as a file that an engine still runs on, stays.
+void RemoveStagedFiles(const StagingFolder& folder, std::wstring_view prefix, std::wstring_view suffix);
+
+// A staged file. While the handle is open others can read the file, but neither write nor remove it.
+struct StagedConfig {
+  std::wstring path;
+  KernelHandle file;
+};
+
+// Writes the text as it is to a new file of the folder. Nothing when a file of that name stands there or the text
+// cannot be written whole; GetLastError tells why.
+std::optional<StagedConfig> StageConfig(const StagingFolder& folder, std::wstring_view fileName, std::string_view text);
+
+// Closes and removes the file. Safe to call twice.
+void RemoveStagedConfig(StagedConfig& staged) noexcept;
+
+}  // namespace moorlak

@@ -1,0 +1,147 @@
+#include "config/json_members.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "config/text_scan.h"
+
+namespace moorlak {
+namespace {
+
+// The position behind the closing quote of the string that opens at the position, kNotFound when it has none.
+size_t SkipString(std::string_view text, size_t position) {
+  for (size_t i = position + 1; i < text.size(); ++i) {
+    if (text[i] == '\\') {
+      ++i;
+    } else if (text[i] == '"') {
+      return i + 1;
+    }
+  }
+  return kNotFound;
+}
+
+bool BeginsComment(std::string_view text, size_t position) {
+  const std::string_view here = text.substr(position, 2);
+  return here.starts_with('#') || here == "//" || here == "/*";
+}
+
+// The position behind the comment that begins at the position; a comment without an end reaches to the end of the text.
+size_t SkipComment(std::string_view text, size_t position) {
+  const bool block = text.substr(position, 2) == "/*";
+  const std::string_view closer = block ? "*/" : "\n";
+  const size_t end = text.find(closer, position + (block ? 2 : 1));
+  return end == kNotFound ? text.size() : end + closer.size();
+}
+
+// The position behind the object or array that opens at the position. Kinds of brackets are not told apart: where they
+// do not match, the engine refuses the whole text.
+size_t SkipContainer(std::string_view text, size_t position) {
+  size_t depth = 0;
+  while (position < text.size()) {
+    const char byte = text[position];
+    if (byte == '"') {
+      position = SkipString(text, position);
+      if (position == kNotFound) return kNotFound;
+    } else if (BeginsComment(text, position)) {
+      position = SkipComment(text, position);
+    } else {
+      ++position;
+      if (byte == '{' || byte == '[') ++depth;
+      if ((byte == '}' || byte == ']') && --depth == 0) return position;
+    }
+  }
+  return kNotFound;
+}
+
+// Numbers, true, false, null.
+size_t SkipScalar(std::string_view text, size_t position) {
+  const size_t begin = position;
+  while (position < text.size() && !IsBlank(text[position]) && !BeginsComment(text, position) &&
+         std::string_view(",:{}[]\"").find(text[position]) == kNotFound) {
+    ++position;
+  }
+  return position == begin ? kNotFound : position;
+}
+
+size_t SkipValue(std::string_view text, size_t position) {
+  if (position >= text.size()) return kNotFound;
+  if (text[position] == '"') return SkipString(text, position);
+  if (text[position] == '{' || text[position] == '[') return SkipContainer(text, position);
+  return SkipScalar(text, position);
+}
+
+bool EqualNames(std::string_view left, std::string_view right) {
+  return left.size() == right.size() && MatchLiteral(left, 0, right, LetterCase::Ignore) != kNotFound;
+}
+
+// `\uXXXX` of an ASCII character at the position of its backslash; nothing for every other.
+std::optional<char> ReadAsciiEscape(std::string_view inner, size_t position) {
+  const std::string_view digits = inner.substr(position).substr(0, 6);
+  if (digits.size() != 6 || digits[1] != 'u') return std::nullopt;
+  unsigned value = 0;
+  const auto [end, error] = std::from_chars(digits.data() + 2, digits.data() + 6, value, 16);
+  if (error != std::errc() || end != digits.data() + 6 || value >= 0x80) return std::nullopt;
+  return static_cast<char>(value);
+}
+
+}  // namespace
+
+size_t SkipBlanksAndComments(std::string_view text, size_t position) {
+  position = SkipBlanks(text, position);
+  while (position < text.size() && BeginsComment(text, position)) {
+    position = SkipBlanks(text, SkipComment(text, position));
+  }
+  return position;
+}
+
+size_t FindRootObject(std::string_view text) {
+  const size_t position = SkipBlanksAndComments(text, 0);
+  return position < text.size() && text[position] == '{' ? position : kNotFound;
+}
+
+std::optional<std::string_view> FindJsonMember(std::string_view text, size_t object, std::string_view name) {
+  std::optional<std::string_view> found;
+  size_t position = SkipBlanksAndComments(text, object + 1);
+  while (position < text.size() && text[position] == '"') {
+    const size_t nameEnd = SkipString(text, position);
+    if (nameEnd == kNotFound) break;
+    const std::string_view inner = text.substr(position + 1, nameEnd - position - 2);
+    position = SkipBlanksAndComments(text, nameEnd);
+    if (position >= text.size() || text[position] != ':') break;
+    const size_t valueBegin = SkipBlanksAndComments(text, position + 1);
+    const size_t valueEnd = SkipValue(text, valueBegin);
+    if (valueEnd == kNotFound) break;
+    if (EqualNames(UnescapeJson(inner), name)) found = text.substr(valueBegin, valueEnd - valueBegin);
+    position = SkipBlanksAndComments(text, valueEnd);
+    if (position >= text.size() || text[position] != ',') break;
+    position = SkipBlanksAndComments(text, position + 1);
+  }
+  return found;
+}
+
+std::optional<std::string> ReadJsonText(std::string_view value) {
+  if (value.size() < 2 || value.front() != '"' || value.back() != '"') return std::nullopt;
+  return UnescapeJson(value.substr(1, value.size() - 2));
+}
+
+std::string UnescapeJson(std::string_view inner) {
+  constexpr std::string_view kLetters = "\"\\/bfnrt";
+  constexpr std::string_view kMeanings = "\"\\/\b\f\n\r\t";
+  std::string meaning;
+  meaning.reserve(inner.size());
+  for (size_t i = 0; i < inner.size(); ++i) {
+    const size_t letter = inner[i] == '\\' && i + 1 < inner.size() ? kLetters.find(inner[i + 1]) : kNotFound;
+    if (letter != kNotFound) {
+      meaning += kMeanings[letter];
+      ++i;
+    } else if (const auto ascii = inner[i] == '\\' ? ReadAsciiEscape(inner, i) : std::nullopt) {
+      meaning += *ascii;
+      i += 5;
+    } else {
+      meaning += inner[i];
+    }
+  }
+  return meaning;
+}
+
+}  // namespace moorlak

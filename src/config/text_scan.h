@@ -1,0 +1,64 @@
+// Linear scanners over configuration text. The text is up to 16 MiB and may be hostile, so nothing here recurses,
+// backtracks or looks at a byte more than a fixed number of times in one call. The comment of each scanner gives the
+// ECMAScript pattern that it equals (in the C locale, over bytes); the tests compare the two.
+//
+// Positions are byte offsets, kNotFound stands for "no match". A key is given without its quotes and holds no quote.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <optional>
+#include <string_view>
+
+namespace moorlak {
+
+inline constexpr size_t kNotFound = std::string_view::npos;
+
+// Ignore folds the ASCII letters only.
+enum class LetterCase { Exact, Ignore };
+
+// The bytes [begin, end) of a match and what its group holds; the group points into the text.
+struct TextMatch {
+  size_t begin = 0;
+  size_t end = 0;
+  std::string_view group;
+};
+
+bool IsBlank(char byte);  // \s: the bytes 09 to 0D and 20
+bool IsDigit(char byte);  // \d
+
+// The position behind `\s*` and `\d*` at a position.
+size_t SkipBlanks(std::string_view text, size_t position);
+size_t SkipDigits(std::string_view text, size_t position);
+
+// The position behind the literal at exactly this position.
+size_t MatchLiteral(std::string_view text, size_t position, std::string_view literal, LetterCase letterCase);
+
+// (a|b|...) at exactly this position: the position behind the first literal of the list that stands there.
+size_t MatchAnyLiteral(std::string_view text, size_t position, std::initializer_list<std::string_view> literals,
+                       LetterCase letterCase);
+
+// "key"\s*:\s* at exactly this position: the position of the value.
+size_t MatchMemberHead(std::string_view text, size_t position, std::string_view key, LetterCase letterCase);
+
+// The first "key" (with its quotes) at or behind a position: the position of its first quote.
+size_t FindKey(std::string_view text, std::string_view key, size_t from, LetterCase letterCase);
+
+// The first match at or behind a position. "Head, then anything, then the first tail" (HEAD[\s\S]*?TAIL) is the tail
+// found from the end of the head: where the first head has no tail behind it, no later head has one.
+// "key"\s*:\s*(\d+)
+std::optional<TextMatch> FindNumberMember(std::string_view text, std::string_view key, size_t from = 0,
+                                          LetterCase letterCase = LetterCase::Exact);
+// "key"\s*:\s*"([^"]*)"
+std::optional<TextMatch> FindTextMember(std::string_view text, std::string_view key, size_t from = 0,
+                                        LetterCase letterCase = LetterCase::Exact);
+// "key"\s*:\s*"value" (the value holds no quote)
+std::optional<TextMatch> FindMemberWithText(std::string_view text, std::string_view key, std::string_view value,
+                                            size_t from = 0, LetterCase letterCase = LetterCase::Exact);
+
+// The decimal number that the whole text is, leading zeros allowed. Nothing when it holds anything but digits, is empty
+// or exceeds the largest value.
+std::optional<uint64_t> ParseDecimal(std::string_view digits, uint64_t largest);
+
+}  // namespace moorlak

@@ -1,0 +1,104 @@
+#include "ipc/caller_verification.h"
+
+#include <vector>
+
+#include <windows.h>
+
+#include "base/log.h"
+#include "base/paths.h"
+#include "ipc/install_folder.h"
+
+#include <sddl.h>
+
+namespace moorlak {
+namespace {
+
+constexpr size_t kFirstPathBuffer = 1024;
+constexpr size_t kLongestPath = 32768;
+
+// GetNamedPipeClientComputerNameW fails with ERROR_PIPE_LOCAL for a client of this machine. Not every system exports
+// it; where it is missing there is no way in from outside either.
+bool IsRemoteClient(HANDLE pipe) {
+  using Query = BOOL(WINAPI*)(HANDLE, LPWSTR, ULONG);
+  static const auto query = reinterpret_cast<Query>(
+      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "GetNamedPipeClientComputerNameW")));
+  if (query == nullptr) return false;
+  wchar_t name[MAX_PATH] = L"";
+  return query(pipe, name, sizeof(name)) || GetLastError() != ERROR_PIPE_LOCAL;
+}
+
+// Empty when it cannot be read.
+std::wstring ImagePath(HANDLE process) {
+  for (size_t size = kFirstPathBuffer; size <= kLongestPath; size *= 2) {
+    std::wstring path(size, L'\0');
+    DWORD length = static_cast<DWORD>(size);
+    if (QueryFullProcessImageNameW(process, 0, path.data(), &length)) {
+      path.resize(length);
+      return path;
+    }
+    if (GetLastError() != ERROR_INSUFFICIENT_BUFFER) break;
+  }
+  return {};
+}
+
+// Empty when it cannot be read.
+std::wstring UserSid(HANDLE process) {
+  KernelHandle token;
+  if (!OpenProcessToken(process, TOKEN_QUERY, token.Out())) return {};
+  DWORD size = 0;
+  GetTokenInformation(token.Get(), TokenUser, nullptr, 0, &size);
+  if (size < sizeof(TOKEN_USER)) return {};
+  std::vector<TOKEN_USER> user(size / sizeof(TOKEN_USER) + 1);
+  if (!GetTokenInformation(token.Get(), TokenUser, user.data(), size, &size)) return {};
+  const PSID sid = user.front().User.Sid;
+  LocalMemory<LPWSTR> text;
+  if (!IsValidSid(sid) || !ConvertSidToStringSidW(sid, text.Out())) return {};
+  return text.Get();
+}
+
+bool Reject(const std::string& reason) {
+  WriteLogLine("IPC reject: " + reason);
+  return false;
+}
+
+}  // namespace
+
+bool VerifyCaller(HANDLE pipe, CallerRecord& caller) {
+  caller = {};
+  ULONG processId = 0;
+  if (!GetNamedPipeClientProcessId(pipe, &processId) || processId == 0 || IsRemoteClient(pipe)) {
+    return Reject("caller pid unavailable");
+  }
+  return VerifyProcess(processId, caller);
+}
+
+bool VerifyProcess(uint32_t processId, CallerRecord& caller) {
+  caller = {};
+  KernelHandle process(OpenProcess(kCallerAccess, FALSE, processId));
+  if (!process) return Reject("OpenProcess failed for pid " + std::to_string(processId));
+  std::wstring imagePath = ImagePath(process.Get());
+  if (imagePath.empty()) return Reject("caller image path unavailable");
+  if (!IsInInstallFolder(imagePath, ExecutableFolder())) return Reject("caller outside install directory");
+  caller.userSid = UserSid(process.Get());
+  if (caller.userSid.empty()) WriteLogLine("IPC warn: caller user SID unavailable");
+  caller.process = std::move(process);
+  caller.imagePath = std::move(imagePath);
+  return true;
+}
+
+bool RecheckCaller(const CallerRecord& caller) {
+  switch (WaitForSingleObject(caller.process.Get(), 0)) {
+    case WAIT_TIMEOUT:
+      break;
+    case WAIT_OBJECT_0:
+      return Reject("caller process exited before command handled");
+    default:
+      return Reject("caller process wait failed err=" + std::to_string(GetLastError()));
+  }
+  const std::wstring imagePath = ImagePath(caller.process.Get());
+  if (imagePath.empty()) return Reject("caller image re-query failed");
+  if (!IsInInstallFolder(imagePath, ExecutableFolder())) return Reject("caller path changed outside install directory");
+  return true;
+}
+
+}  // namespace moorlak

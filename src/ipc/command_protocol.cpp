@@ -1,0 +1,31 @@
+#include "ipc/command_protocol.h"
+
+#include "ipc/wire_format.h"
+
+namespace moorlak {
+
+bool IsLoggedAsReceived(uint32_t code) {
+  return code != static_cast<uint32_t>(CommandCode::Status);
+}
+
+std::string FormatReceivedLine(uint32_t code) {
+  return "IPC server command " + std::to_string(code) + " received";
+}
+
+std::string FormatStartLine(size_t payloadBytes) {
+  return "IPC start (payload bytes=" + std::to_string(payloadBytes) + ")";
+}
+
+std::string FormatStartFailedLine(std::string_view reason) {
+  return std::string("IPC start failed: ").append(reason);
+}
+
+std::string FormatStartFailedReply(std::string_view error) {
+  return std::string(kReplyErrorPrefix).append(error.empty() ? "Could not start VPN." : error);
+}
+
+bool IsAccepted(std::string_view reply) {
+  return reply.starts_with(kReplyOk);
+}
+
+}  // namespace moorlak

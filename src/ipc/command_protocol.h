@@ -1,0 +1,33 @@
+// The commands' words: what is logged and what is answered. Texts of replies reach the user, texts of log lines are
+// searched for by support; both are contracts.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace moorlak {
+
+inline constexpr std::string_view kPingLine = "IPC ping";
+inline constexpr std::string_view kStopLine = "IPC stop";
+inline constexpr std::string_view kStartAcceptedLine = "IPC start accepted";
+
+inline constexpr std::string_view kMissingConfigReply = "ERR:Missing VPN config.";
+inline constexpr std::string_view kMissingConfigReason = "missing config";
+inline constexpr std::string_view kUnknownCommandReply = "ERR:Unknown command.";
+
+// All but status, which clients poll and which would drown the log; codes that nobody knows are logged too.
+bool IsLoggedAsReceived(uint32_t code);
+std::string FormatReceivedLine(uint32_t code);
+
+std::string FormatStartLine(size_t payloadBytes);
+// The log line of a refused start; the reason may be empty.
+std::string FormatStartFailedLine(std::string_view reason);
+// The reply to a refused start. An empty error becomes a general text, because the user is shown what follows "ERR:".
+std::string FormatStartFailedReply(std::string_view error);
+
+// True for the reply that makes the caller of a start command the tunnel's owner.
+bool IsAccepted(std::string_view reply);
+
+}  // namespace moorlak

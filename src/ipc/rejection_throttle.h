@@ -1,0 +1,21 @@
+// Makes refused callers wait: a program that hammers the pipe must not keep the service busy with refusing it.
+#pragma once
+
+#include <cstdint>
+
+namespace moorlak {
+
+// One for the whole pipe; its user guards it with a lock.
+struct RejectionThrottle {
+  // Tick 0 is a time like any other, so it cannot stand for "no period yet".
+  bool periodKnown = false;
+  // In milliseconds, of a counter that wraps every 49.7 days (GetTickCount).
+  uint32_t periodStart = 0;
+  uint32_t count = 0;
+};
+
+// Counts one rejection at the given tick. Returns the milliseconds to sleep before the next connection is accepted:
+// none for the first six of a period of 5001 ms, then 40, 80, and so on up to 2000.
+uint32_t RecordRejection(RejectionThrottle& throttle, uint32_t tick);
+
+}  // namespace moorlak

@@ -1,0 +1,44 @@
+#include "process/command_line.h"
+
+namespace moorlak {
+namespace {
+
+std::string Quoted(std::string_view path) {
+  std::string text = "\"";
+  text += path;
+  text += '"';
+  return text;
+}
+
+}  // namespace
+
+HiddenCommandLine ComposeHiddenCommand(std::string_view command, std::string_view systemFolder) {
+  HiddenCommandLine composed;
+  if (command.starts_with("netsh") && !systemFolder.empty()) {
+    composed.application = systemFolder;
+    composed.application += "\\netsh.exe";
+    composed.commandLine = command;
+    return composed;
+  }
+  composed.commandLine = "cmd.exe /C ";
+  composed.commandLine += command;
+  return composed;
+}
+
+std::string XrayCommandLine(std::string_view xrayPath, std::string_view configPath) {
+  return Quoted(xrayPath) + " -config " + Quoted(configPath);
+}
+
+std::string XrayApiCommandLine(std::string_view xrayPath, std::string_view arguments) {
+  std::string line = Quoted(xrayPath);
+  line += ' ';
+  line += arguments;
+  return line;
+}
+
+std::string Tun2SocksCommandLine(std::string_view tun2socksPath, uint16_t socksPort) {
+  return Quoted(tun2socksPath) + " -device tun://Moorlak" + " -proxy " +
+         "socks5://127.0.0.1:" + std::to_string(socksPort) + " -loglevel warn";
+}
+
+}  // namespace moorlak

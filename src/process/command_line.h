@@ -1,0 +1,31 @@
+// The command lines of every child process. All texts are UTF-8.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace moorlak {
+
+// What CreateProcess is given for a hidden command.
+struct HiddenCommandLine {
+  // Full path of the program; empty when the system is to find the first word of the command line.
+  std::string application;
+  std::string commandLine;
+};
+
+// A command whose first five bytes are "netsh" runs netsh.exe straight from the system folder, so that no other
+// netsh.exe on the search path is ever taken; anything may follow the five bytes. Everything else, and netsh when the
+// system folder is unknown (empty), runs through the command shell.
+HiddenCommandLine ComposeHiddenCommand(std::string_view command, std::string_view systemFolder);
+
+// "<path>" -config "<path>"
+std::string XrayCommandLine(std::string_view xrayPath, std::string_view configPath);
+
+// "<path>" and the argument string behind a blank.
+std::string XrayApiCommandLine(std::string_view xrayPath, std::string_view arguments);
+
+// "<path>" with the Moorlak adapter as device and the loopback SOCKS port as proxy.
+std::string Tun2SocksCommandLine(std::string_view tun2socksPath, uint16_t socksPort);
+
+}  // namespace moorlak

@@ -1,0 +1,119 @@
+#include "process/hidden_command.h"
+
+#include <algorithm>
+#include <exception>
+
+#include <windows.h>
+
+#include "base/log.h"
+#include "base/standard_error.h"
+#include "base/utf.h"
+#include "process/child_process.h"
+#include "process/command_line.h"
+
+namespace moorlak {
+namespace {
+
+// The counters of a busy engine fit whole, so that the engine never waits for a reader while it is waited for.
+constexpr DWORD kApiPipeSize = 1u << 20;
+constexpr DWORD kApiTimeoutMs = 800;
+constexpr DWORD kApiChunkSize = 4095;
+
+std::string SystemFolder() {
+  wchar_t folder[MAX_PATH];
+  const UINT length = GetSystemDirectoryW(folder, MAX_PATH);
+  if (length == 0 || length >= MAX_PATH) return {};
+  return NarrowUtf16({folder, length});
+}
+
+DWORD StartHidden(const std::string& command, ChildProcess& child) {
+  const HiddenCommandLine composed = ComposeHiddenCommand(command, SystemFolder());
+  ChildOptions options;
+  options.application = WidenUtf8(composed.application);
+  options.commandLine = WidenUtf8(composed.commandLine);
+  return StartChild(options, child);
+}
+
+void ReportSpawnFailure(DWORD error, const std::string& command) {
+  const std::string reason = "(" + std::to_string(error) + "): " + command;
+  WriteStandardErrorLine("RunHiddenCommand failed " + reason);
+  WriteLogLine("CMD spawn fail " + reason);
+}
+
+// The exit code, or 1 for a command that had to be ended or whose code cannot be read.
+DWORD AwaitExitCode(const ChildProcess& child, uint32_t timeoutMs, const std::string& command) {
+  DWORD exitCode = 1;
+  if (WaitForSingleObject(child.process.Get(), timeoutMs) != WAIT_OBJECT_0) {
+    TerminateChild(child, 1);
+    WriteLogLine("CMD timeout: " + command);
+    return exitCode;
+  }
+  GetExitCodeProcess(child.process.Get(), &exitCode);
+  return exitCode;
+}
+
+bool RunHidden(const std::string& command, uint32_t timeoutMs, bool logFailures) {
+  ChildProcess child;
+  if (const DWORD error = StartHidden(command, child); error != ERROR_SUCCESS) {
+    ReportSpawnFailure(error, command);
+    return false;
+  }
+  const DWORD exitCode = AwaitExitCode(child, timeoutMs, command);
+  if (exitCode == 0) return true;
+  if (logFailures) WriteLogLine("CMD exit=" + std::to_string(exitCode) + ": " + command);
+  return false;
+}
+
+// Reads what is there and waits for nothing: somebody who inherited the write end may hold it open for ever.
+std::string DrainPipe(HANDLE readEnd) {
+  std::string text;
+  char chunk[kApiChunkSize];
+  DWORD available = 0;
+  while (PeekNamedPipe(readEnd, nullptr, 0, nullptr, &available, nullptr) && available > 0) {
+    DWORD got = 0;
+    if (!ReadFile(readEnd, chunk, std::min(available, kApiChunkSize), &got, nullptr) || got == 0) break;
+    text.append(chunk, got);
+  }
+  return text;
+}
+
+bool RunApi(const std::string& xrayPath, const std::string& arguments, std::string& output) {
+  OutputPipe pipe;
+  if (!CreateOutputPipe(pipe, kApiPipeSize)) return false;
+  ChildOptions options;
+  options.commandLine = WidenUtf8(XrayApiCommandLine(xrayPath, arguments));
+  options.redirected = true;
+  options.standardOutput = pipe.writeEnd.Get();
+  options.standardError = pipe.writeEnd.Get();
+  ChildProcess child;
+  if (StartChild(options, child) != ERROR_SUCCESS) return false;
+  pipe.writeEnd.Reset();
+  const bool ended = WaitForSingleObject(child.process.Get(), kApiTimeoutMs) == WAIT_OBJECT_0;
+  if (!ended) TerminateChild(child, 1);
+  output = DrainPipe(pipe.readEnd.Get());
+  return ended;
+}
+
+}  // namespace
+
+bool RunHiddenCommand(const std::string& command, uint32_t timeoutMs, bool logFailures) noexcept {
+  try {
+    return RunHidden(command, timeoutMs, logFailures);
+  } catch (const std::exception& error) {
+    WriteStandardErrorLine(error.what());
+    WriteLogLine("CMD fail: out of memory");
+    return false;
+  }
+}
+
+bool RunXrayApiCommand(const std::string& xrayPath, const std::string& arguments, std::string& output) noexcept {
+  if (xrayPath.empty()) return false;
+  try {
+    return RunApi(xrayPath, arguments, output);
+  } catch (const std::exception& error) {
+    WriteStandardErrorLine(error.what());
+    return false;
+  }
+}
+
+}  // namespace moorlak

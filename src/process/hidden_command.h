@@ -1,0 +1,21 @@
+// Console tools without a window: every change made through netsh, route and ipconfig, and the engine's own queries.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace moorlak {
+
+// Runs one console command line (UTF-8) without a window and waits for it. True only when it was started, ended within
+// the time-out and its exit code was 0. A command that begins with the bytes "netsh" runs netsh.exe straight from the
+// system folder, everything else runs through "cmd.exe /C ". At the time-out the command and all it started are ended.
+// A spawn failure and a time-out are always logged, another exit code than 0 when logFailures is set (so a time-out
+// then leaves two lines). Re-entrant; never throws.
+bool RunHiddenCommand(const std::string& command, uint32_t timeoutMs, bool logFailures) noexcept;
+
+// Runs the engine (UTF-8 path) with the argument string and collects what it wrote on standard output and standard
+// error. True when it ended within 800 ms; output is replaced in both cases once the process was started. False at once
+// for an empty path.
+bool RunXrayApiCommand(const std::string& xrayPath, const std::string& arguments, std::string& output) noexcept;
+
+}  // namespace moorlak

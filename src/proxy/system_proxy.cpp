@@ -1,0 +1,221 @@
+#include "proxy/system_proxy.h"
+
+#include <array>
+#include <exception>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <windows.h>
+
+#include "base/durable_file.h"
+#include "base/handle.h"
+#include "base/paths.h"
+#include "base/standard_error.h"
+#include "base/utf.h"
+
+#include <wininet.h>
+
+namespace moorlak {
+namespace {
+
+static_assert(kProxyTypeDirect == PROXY_TYPE_DIRECT && kProxyTypeProxy == PROXY_TYPE_PROXY);
+
+// Far above any list of exceptions; a larger backup could not be read back and is not begun.
+constexpr size_t kMaxBackupBytes = 4u << 20;
+
+// One change at a time: the session, a stop and the recovery at the start all come here.
+std::mutex proxyLock;
+
+// Strings of a query are allocated with GlobalAlloc.
+struct GlobalTextTraits {
+  using Type = wchar_t*;
+  static Type Empty() noexcept { return nullptr; }
+  static bool IsValid(Type text) noexcept { return text != nullptr; }
+  static void Close(Type text) noexcept { GlobalFree(text); }
+};
+using GlobalText = UniqueHandle<GlobalTextTraits>;
+
+void Complain(const char* what, DWORD error) {
+  WriteStandardErrorLine(std::string("System proxy: ") + what + " (error " + std::to_string(error) + ")");
+}
+
+INTERNET_PER_CONN_OPTION_LISTW LanOptions(INTERNET_PER_CONN_OPTIONW* options, size_t count) {
+  INTERNET_PER_CONN_OPTION_LISTW list{};
+  list.dwSize = sizeof(list);
+  list.dwOptionCount = static_cast<DWORD>(count);
+  list.pOptions = options;
+  return list;
+}
+
+std::optional<std::string> TakeText(wchar_t* owned) {
+  const GlobalText text(owned);
+  if (!text) return std::nullopt;
+  return NarrowUtf16(text.Get());
+}
+
+std::optional<ProxySettings> QueryWithFlags(DWORD flagsOption) {
+  std::array<INTERNET_PER_CONN_OPTIONW, 4> options{};
+  options[0].dwOption = flagsOption;
+  options[1].dwOption = INTERNET_PER_CONN_PROXY_SERVER;
+  options[2].dwOption = INTERNET_PER_CONN_PROXY_BYPASS;
+  options[3].dwOption = INTERNET_PER_CONN_AUTOCONFIG_URL;
+  INTERNET_PER_CONN_OPTION_LISTW list = LanOptions(options.data(), options.size());
+  DWORD size = sizeof(list);
+  if (!InternetQueryOptionW(nullptr, INTERNET_OPTION_PER_CONNECTION_OPTION, &list, &size)) return std::nullopt;
+  ProxySettings settings;
+  settings.flags = options[0].Value.dwValue;
+  settings.server = TakeText(options[1].Value.pszValue);
+  settings.bypass = TakeText(options[2].Value.pszValue);
+  settings.pacUrl = TakeText(options[3].Value.pszValue);
+  return settings;
+}
+
+// Collects options for one call. A text that is not there is set as a null string, which deletes it.
+struct OptionSetter {
+  std::vector<INTERNET_PER_CONN_OPTIONW> options;
+  // The texts stay where they are while the list grows.
+  std::array<std::wstring, 3> texts;
+  size_t textCount = 0;
+
+  void AddFlags(DWORD flags) {
+    INTERNET_PER_CONN_OPTIONW option{};
+    option.dwOption = INTERNET_PER_CONN_FLAGS;
+    option.Value.dwValue = flags;
+    options.push_back(option);
+  }
+
+  void AddText(DWORD name, const std::optional<std::string>& text) {
+    INTERNET_PER_CONN_OPTIONW option{};
+    option.dwOption = name;
+    if (text) {
+      std::wstring& wide = texts.at(textCount++);
+      wide = WidenUtf8(*text);
+      option.Value.pszValue = wide.data();
+    }
+    options.push_back(option);
+  }
+
+  void EmptyMissingTexts() {
+    static wchar_t empty[] = L"";
+    for (INTERNET_PER_CONN_OPTIONW& option : options) {
+      if (option.dwOption != INTERNET_PER_CONN_FLAGS && option.Value.pszValue == nullptr) option.Value.pszValue = empty;
+    }
+  }
+
+  // Everything in one call, then the two notifications, in this order.
+  bool Apply() {
+    INTERNET_PER_CONN_OPTION_LISTW list = LanOptions(options.data(), options.size());
+    if (!InternetSetOptionW(nullptr, INTERNET_OPTION_PER_CONNECTION_OPTION, &list, sizeof(list))) {
+      Complain("the options cannot be set", GetLastError());
+      return false;
+    }
+    InternetSetOptionW(nullptr, INTERNET_OPTION_SETTINGS_CHANGED, nullptr, 0);
+    InternetSetOptionW(nullptr, INTERNET_OPTION_REFRESH, nullptr, 0);
+    return true;
+  }
+};
+
+std::optional<ProxyBackup> ReadBackup() {
+  const auto file = ReadTrustedFile(kProxyRestoreFile, kMaxBackupBytes);
+  if (!file) return std::nullopt;
+  auto backup = ParseProxyBackup(*file);
+  if (!backup) Complain("the backup is malformed", ERROR_INVALID_DATA);
+  return backup;
+}
+
+bool WriteBackup(const ProxyBackup& backup) {
+  const std::string file = FormatProxyBackup(backup);
+  if (file.size() > kMaxBackupBytes) {
+    Complain("the settings are too large to be kept", ERROR_FILE_TOO_LARGE);
+    return false;
+  }
+  CreateDataFolders();
+  if (WriteFileDurably(kProxyRestoreFile, file)) return true;
+  Complain("the backup cannot be written", GetLastError());
+  return false;
+}
+
+bool PutBack(const ProxySettings& previous, const RestorePlan& plan) {
+  OptionSetter setter;
+  if (plan.flags) setter.AddFlags(previous.flags);
+  if (plan.server) setter.AddText(INTERNET_PER_CONN_PROXY_SERVER, previous.server);
+  if (plan.bypass) setter.AddText(INTERNET_PER_CONN_PROXY_BYPASS, previous.bypass);
+  if (plan.pacUrl) setter.AddText(INTERNET_PER_CONN_AUTOCONFIG_URL, previous.pacUrl);
+  if (setter.Apply()) return true;
+  // That a null string is accepted is measured, not documented; an empty one means the same to every reader.
+  setter.EmptyMissingTexts();
+  return setter.Apply();
+}
+
+bool RestoreLocked() {
+  const auto backup = ReadBackup();
+  if (!backup) return true;
+  const auto current = ReadSystemProxy();
+  if (!current) {
+    Complain("the options cannot be read", GetLastError());
+    return false;
+  }
+  const RestorePlan plan = PlanRestore(*backup, *current);
+  if (plan.Any() && !PutBack(backup->previous, plan)) return false;
+  DeleteFileW(kProxyRestoreFile);
+  return true;
+}
+
+// The settings to come back to: those of a backup that could not be put back, else those that stand now.
+std::optional<ProxySettings> SettingsBeforeOurs(const std::optional<ProxyBackup>& standing) {
+  if (standing) return standing->previous;
+  auto current = ReadSystemProxy();
+  if (!current) Complain("the options cannot be read", GetLastError());
+  return current;
+}
+
+bool SetLocked(std::string_view host, uint16_t port) {
+  RestoreLocked();
+  const auto standing = ReadBackup();
+  const auto previous = SettingsBeforeOurs(standing);
+  if (!previous) return false;
+  const ProxyBackup backup{*previous, OurProxyServer(host, port)};
+  if (!WriteBackup(backup)) return false;
+
+  OptionSetter setter;
+  setter.AddFlags(kOurProxyFlags);
+  setter.AddText(INTERNET_PER_CONN_PROXY_SERVER, backup.ourServer);
+  setter.AddText(INTERNET_PER_CONN_PROXY_BYPASS, std::string(kOurProxyBypass));
+  if (setter.Apply()) return true;
+
+  // What a failed call left of ours goes away again; a backup that stood knows its own server's name.
+  if (standing) WriteBackup(*standing);
+  RestoreLocked();
+  return false;
+}
+
+}  // namespace
+
+std::optional<ProxySettings> ReadSystemProxy() {
+  // What the user chose; the plain flags hide a switch whose last detection failed. Not every system knows the option.
+  if (auto settings = QueryWithFlags(INTERNET_PER_CONN_FLAGS_UI)) return settings;
+  return QueryWithFlags(INTERNET_PER_CONN_FLAGS);
+}
+
+bool SetSystemProxy(std::string_view host, uint16_t port) noexcept {
+  try {
+    const std::lock_guard guard(proxyLock);
+    return SetLocked(host, port);
+  } catch (const std::exception& error) {
+    WriteStandardErrorLine(error.what());
+    return false;
+  }
+}
+
+bool RestoreSystemProxy() noexcept {
+  try {
+    const std::lock_guard guard(proxyLock);
+    return RestoreLocked();
+  } catch (const std::exception& error) {
+    WriteStandardErrorLine(error.what());
+    return false;
+  }
+}
+
+}  // namespace moorlak

@@ -1,0 +1,71 @@
+#include "proxy/xray_service.h"
+
+#include <exception>
+
+#include "base/standard_error.h"
+#include "process/engine_files.h"
+#include "proxy/proxy_config.h"
+#include "proxy/system_proxy.h"
+#include "proxy/xray_session.h"
+
+namespace moorlak {
+namespace {
+
+void ResetSession(XrayService& service) {
+  service.apiAddress = "127.0.0.1:" + std::to_string(kDefaultApiPort);
+  service.apiTag.clear();
+  service.socksPort = kDefaultSocksPort;
+  service.uplink = 0;
+  service.downlink = 0;
+}
+
+bool StartSession(XrayService& service, const std::string& text) {
+  if (!IsBalanced(text)) {
+    WriteStandardErrorLine("Invalid Xray configuration JSON");
+    return false;
+  }
+  service.configText = text;
+  service.xrayPath = FindXray();
+  if (service.xrayPath.empty()) {
+    WriteStandardErrorLine("Xray executable not found. Please ensure xray.exe is available.");
+    return false;
+  }
+  ResetSession(service);
+  service.running = true;
+  service.sessionThread = std::thread([&service] { RunProxySession(service); });
+  return true;
+}
+
+}  // namespace
+
+XrayService::XrayService() : xrayPath(FindXray()) {
+  ResetSession(*this);
+}
+
+XrayService::~XrayService() {
+  Stop();
+}
+
+bool XrayService::Start(const std::string& text) noexcept {
+  // Also joins the threads of a session that ended by itself.
+  Stop();
+  try {
+    return StartSession(*this, text);
+  } catch (const std::exception& error) {
+    running = false;
+    WriteStandardErrorLine(error.what());
+    return false;
+  }
+}
+
+void XrayService::Stop() noexcept {
+  running = false;
+  EndEngine(*this);
+  if (sessionThread.joinable()) sessionThread.join();
+  // The session publishes no engine once running is clear; should one stand here all the same, it must not stay.
+  EndEngine(*this);
+  RestoreSystemProxy();
+  if (statsThread.joinable()) statsThread.join();
+}
+
+}  // namespace moorlak

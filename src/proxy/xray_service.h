@@ -1,0 +1,51 @@
+// Proxy mode: Xray as a local proxy, the system proxy pointed at it, no tunnel.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "process/engine_process.h"
+
+namespace moorlak {
+
+// Start and Stop are called under the controller's lock; the status readers take no lock.
+struct XrayService {
+  // Set by a successful start, cleared by stop and when Xray dies.
+  std::atomic<bool> running{false};
+  // The configuration as given; written by start while no session thread lives.
+  std::string configText;
+  // UTF-8; looked up at construction and again at each start. Empty when not found.
+  std::string xrayPath;
+  // Written by start while no thread lives, then by the session thread; the statistics thread gets copies. Nobody else
+  // reads them.
+  std::string apiAddress;
+  std::string apiTag;
+  uint16_t socksPort = 0;
+
+  // Guards xrayProcess: the session publishes it, stop ends it.
+  std::mutex processLock;
+  std::unique_ptr<ProcessRecord> xrayProcess;
+
+  std::thread sessionThread;
+  std::thread statsThread;
+  std::atomic<int64_t> uplink{0};
+  std::atomic<int64_t> downlink{0};
+
+  XrayService();
+  XrayService(const XrayService&) = delete;
+  XrayService& operator=(const XrayService&) = delete;
+  ~XrayService();
+
+  // False when the text is not balanced or Xray is missing. True means that the session thread has begun; whether the
+  // launch succeeds shows only in running.
+  bool Start(const std::string& text) noexcept;
+  // Ends the session and puts the system proxy back. Safe when nothing runs.
+  void Stop() noexcept;
+  bool IsRunning() const { return running; }
+};
+
+}  // namespace moorlak

@@ -1,0 +1,15 @@
+// One run of the proxy-mode engine: what the session thread does from staging to the engine's end.
+#pragma once
+
+#include "proxy/xray_service.h"
+
+namespace moorlak {
+
+// Body of the session thread. When it returns, running is clear, the engine has ended, the system proxy is put back and
+// the staged file is gone, whatever happened. Every wait ends within about 100 ms after running was cleared.
+void RunProxySession(XrayService& service) noexcept;
+
+// Ends the published engine, if there is one. Any thread may call it.
+void EndEngine(XrayService& service) noexcept;
+
+}  // namespace moorlak

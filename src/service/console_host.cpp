@@ -1,0 +1,96 @@
+#include "service/console_host.h"
+
+#include <windows.h>
+
+#include <string_view>
+#include <thread>
+
+#include "base/handle.h"
+#include "base/log.h"
+#include "base/thread_body.h"
+#include "base/utf.h"
+#include "service/process_host.h"
+#include "service/recovery.h"
+#include "service/single_instance.h"
+
+namespace moorlak {
+namespace {
+
+// Static and never closed: the reader thread and the control handler may use them until the process has gone.
+struct ConsoleEvents {
+  HANDLE stopRequested = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  HANDLE cleanedUp = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+};
+
+ConsoleEvents& Events() {
+  static ConsoleEvents& events = *new ConsoleEvents;
+  return events;
+}
+
+// Windows ends the process when this returns from a closing window, so it returns only after the clean-up.
+BOOL WINAPI HandleConsoleControl(DWORD /*control*/) {
+  SetEvent(Events().stopRequested);
+  WaitForSingleObject(Events().cleanedUp, INFINITE);
+  return TRUE;
+}
+
+// The pipe's owner is LocalSystem. Somebody else may set that owner only with this privilege, which an elevated
+// administrator has, but disabled.
+void EnableRestorePrivilege() {
+  KernelHandle token;
+  if (!OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, token.Out())) return;
+  TOKEN_PRIVILEGES privileges{};
+  privileges.PrivilegeCount = 1;
+  privileges.Privileges[0].Attributes = SE_PRIVILEGE_ENABLED;
+  if (!LookupPrivilegeValueW(nullptr, SE_RESTORE_NAME, &privileges.Privileges[0].Luid)) return;
+  AdjustTokenPrivileges(token.Get(), FALSE, &privileges, 0, nullptr, nullptr);
+}
+
+void Print(std::wstring_view line) {
+  const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
+  DWORD written = 0;
+  if (WriteConsoleW(output, line.data(), static_cast<DWORD>(line.size()), &written, nullptr)) return;
+  const std::string text = NarrowUtf16(line);
+  WriteFile(output, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+}
+
+// One character, the end of input, or a failure: each ends the console mode. The C library's streams are left alone:
+// a thread that waits in one of them holds its lock, and the process could then not exit.
+void AwaitOneCharacter() {
+  const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+  wchar_t character = 0;
+  DWORD got = 0;
+  if (!ReadConsoleW(input, &character, 1, &got, nullptr)) ReadFile(input, &character, 1, &got, nullptr);
+}
+
+// A blocked read of the console cannot be ended from outside, so a thread of its own waits in it.
+void StartEnterReader() {
+  std::thread([] {
+    RunThreadBody("console reader", [] {
+      AwaitOneCharacter();
+      SetEvent(Events().stopRequested);
+    });
+  }).detach();
+}
+
+}  // namespace
+
+void RunInConsole() {
+  WriteLogLine("MoorlakTunnel console mode");
+  Print(L"Moorlak tunnel service (console mode)\r\n");
+  EnableRestorePrivilege();
+  SetConsoleCtrlHandler(HandleConsoleControl, TRUE);
+  const InstanceClaim claim = ClaimInstance();
+  if (claim.isFirst) RecoverEarlierSession();
+  stopFlag = false;
+  std::thread pipeThread = StartPipeThread();
+  Print(L"Press Enter to stop...\r\n");
+  StartEnterReader();
+  WaitForSingleObject(Events().stopRequested, INFINITE);
+  BeginStop();
+  pipeThread.join();
+  EndTunnel();
+  SetEvent(Events().cleanedUp);
+}
+
+}  // namespace moorlak

@@ -1,0 +1,25 @@
+#include <cwchar>
+
+#include "base/thread_body.h"
+#include "service/console_host.h"
+#include "service/service_host.h"
+
+namespace {
+
+bool WantsConsole(int argumentCount, wchar_t** arguments) {
+  return argumentCount > 1 && _wcsicmp(arguments[1], L"--console") == 0;
+}
+
+}  // namespace
+
+int wmain(int argumentCount, wchar_t** arguments) {
+  int exitCode = 0;
+  moorlak::RunThreadBody("main", [&] {
+    if (WantsConsole(argumentCount, arguments)) {
+      moorlak::RunInConsole();
+    } else {
+      exitCode = moorlak::RunAsService();
+    }
+  });
+  return exitCode;
+}

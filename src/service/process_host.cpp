@@ -1,0 +1,26 @@
+#include "service/process_host.h"
+
+#include "ipc/pipe_server.h"
+#include "tunnel/tunnel_controller.h"
+
+namespace moorlak {
+
+std::atomic<bool> stopFlag{false};
+
+std::thread StartPipeThread() {
+  return std::thread([] { RunPipeServer(stopFlag); });
+}
+
+void BeginStop() noexcept {
+  stopFlag = true;
+  TunnelController::Instance().BeginClosing();
+  WakePipeServer();
+}
+
+void EndTunnel() noexcept {
+  TunnelController& controller = TunnelController::Instance();
+  controller.Stop();
+  controller.Shutdown();
+}
+
+}  // namespace moorlak

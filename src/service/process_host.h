@@ -1,0 +1,24 @@
+// What the service mode and the console mode share: the same pieces, brought up and taken down in the same way.
+#pragma once
+
+#include <atomic>
+#include <thread>
+
+namespace moorlak {
+
+inline constexpr wchar_t kServiceName[] = L"MoorlakTunnel";
+
+// Set once when the process is to stop; read by the pipe server and the owner watch.
+extern std::atomic<bool> stopFlag;
+
+// Starts the pipe thread. Throws std::system_error when there is no thread to be had: the process then cannot do
+// anything and ends.
+std::thread StartPipeThread();
+
+// Sets the stop flag, lets the controller refuse every later start and makes the pipe's pending connect return.
+void BeginStop() noexcept;
+
+// The controller's stop and its last release.
+void EndTunnel() noexcept;
+
+}  // namespace moorlak

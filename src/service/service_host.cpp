@@ -1,0 +1,120 @@
+#include "service/service_host.h"
+
+#include <windows.h>
+
+#include <mutex>
+#include <string>
+
+#include "base/handle.h"
+#include "base/log.h"
+#include "base/thread_body.h"
+#include "service/process_host.h"
+#include "service/recovery.h"
+#include "service/single_instance.h"
+#include "service/tunnel_log.h"
+
+namespace moorlak {
+namespace {
+
+constexpr DWORD kAcceptedControls = SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_PRESHUTDOWN;
+constexpr DWORD kStartWaitHintMs = 3000;
+constexpr DWORD kStopWaitHintMs = 45000;
+
+// The main routine and the control handler both report.
+struct ServiceState {
+  // Guards every field.
+  std::mutex lock;
+  SERVICE_STATUS_HANDLE handle = nullptr;
+  SERVICE_STATUS status{SERVICE_WIN32_OWN_PROCESS, 0, 0, NO_ERROR, 0, 0, 0};
+  KernelHandle stopEvent;
+};
+ServiceState service;
+
+void ReportLocked(DWORD state, DWORD controls, DWORD waitHintMs) {
+  // The service control manager may have forgotten the handle once it was told "stopped".
+  if (service.handle == nullptr || service.status.dwCurrentState == SERVICE_STOPPED) return;
+  service.status.dwCurrentState = state;
+  service.status.dwControlsAccepted = controls;
+  service.status.dwWaitHint = waitHintMs;
+  SetServiceStatus(service.handle, &service.status);
+}
+
+void Report(DWORD state, DWORD controls, DWORD waitHintMs) {
+  const std::lock_guard guard(service.lock);
+  ReportLocked(state, controls, waitHintMs);
+}
+
+void RequestStop() {
+  Report(SERVICE_STOP_PENDING, kAcceptedControls, kStopWaitHintMs);
+  BeginStop();
+  const std::lock_guard guard(service.lock);
+  if (service.stopEvent) SetEvent(service.stopEvent.Get());
+}
+
+// False when there is nothing to wait on; the exit code then tells why.
+bool CreateStopEvent() {
+  const std::lock_guard guard(service.lock);
+  service.stopEvent = KernelHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  if (service.stopEvent) return true;
+  service.status.dwWin32ExitCode = GetLastError();
+  return false;
+}
+
+void CloseStopEvent() {
+  const std::lock_guard guard(service.lock);
+  service.stopEvent.Reset();
+  service.status.dwWin32ExitCode = NO_ERROR;
+}
+
+void ServeUntilStopped() {
+  const InstanceClaim claim = ClaimInstance();
+  if (claim.isFirst) RecoverEarlierSession();
+  std::thread pipeThread = StartPipeThread();
+  Report(SERVICE_RUNNING, kAcceptedControls, 0);
+  WaitForSingleObject(service.stopEvent.Get(), INFINITE);
+  BeginStop();
+  WriteLogLine("MoorlakTunnel: stopping tunnel");
+  Report(SERVICE_STOP_PENDING, kAcceptedControls, kStopWaitHintMs);
+  EndTunnel();
+  pipeThread.join();
+  CloseStopEvent();
+  WriteLogLine("MoorlakTunnel: stopped");
+}
+
+void RunService() {
+  WriteLogLine("MoorlakTunnel service starting");
+  WriteSessionBanner("tunnel_service");
+  {
+    const std::lock_guard guard(service.lock);
+    service.handle = RegisterServiceCtrlHandlerExW(kServiceName, HandleServiceControl, nullptr);
+    if (service.handle == nullptr) return;
+    ReportLocked(SERVICE_START_PENDING, 0, kStartWaitHintMs);
+  }
+  if (CreateStopEvent()) {
+    stopFlag = false;
+    ServeUntilStopped();
+  }
+  Report(SERVICE_STOPPED, kAcceptedControls, 0);
+}
+
+void WINAPI ServiceMain(DWORD /*argumentCount*/, wchar_t** /*arguments*/) {
+  RunThreadBody("service main", RunService);
+}
+
+}  // namespace
+
+DWORD WINAPI HandleServiceControl(DWORD control, DWORD /*eventType*/, void* /*eventData*/, void* /*context*/) {
+  if (control == SERVICE_CONTROL_STOP || control == SERVICE_CONTROL_PRESHUTDOWN) RequestStop();
+  return NO_ERROR;
+}
+
+int RunAsService() {
+  std::wstring name = kServiceName;
+  const SERVICE_TABLE_ENTRYW table[] = {{name.data(), ServiceMain}, {nullptr, nullptr}};
+  if (StartServiceCtrlDispatcherW(table)) return 0;
+  const DWORD error = GetLastError();
+  WriteLogLine("StartServiceCtrlDispatcher failed: " + std::to_string(error));
+  return static_cast<int>(error);
+}
+
+}  // namespace moorlak

@@ -1,0 +1,132 @@
+// Life of the process: service mode under the service control manager, console mode, start-up and end.
+#include <gtest/gtest.h>
+
+#include "machine/support/child.h"
+#include "machine/support/log_watch.h"
+#include "machine/support/pipe_client.h"
+#include "machine/support/service_control.h"
+#include "machine/support/wait.h"
+
+namespace moorlak::machine {
+namespace {
+
+constexpr DWORD kStopAndPreshutdown = SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_PRESHUTDOWN;
+
+std::wstring ServiceCommand(const std::wstring& arguments) {
+  return L"\"" + InstallFolder() + L"\\moorlak_service.exe\" " + arguments;
+}
+
+TEST(Lifecycle, RunsUnderTheServiceControlManagerAndStops) {
+  const LogWatch log;
+  StartTunnelService();
+  const SERVICE_STATUS_PROCESS running = QueryTunnelService();
+  EXPECT_EQ(running.dwServiceType, static_cast<DWORD>(SERVICE_WIN32_OWN_PROCESS));
+  EXPECT_EQ(running.dwControlsAccepted, kStopAndPreshutdown);
+  EXPECT_EQ(running.dwWaitHint, 0u);
+  StopTunnelService();
+  EXPECT_EQ(QueryTunnelService().dwWin32ExitCode, 0u);
+  const auto messages = log.Messages();
+  ASSERT_GE(messages.size(), 5u);
+  EXPECT_EQ(messages[0], "MoorlakTunnel service starting");
+  EXPECT_TRUE(messages[1].starts_with("=== session banner role=tunnel_service os=Windows 10.")) << messages[1];
+  EXPECT_TRUE(messages[2].starts_with("Support: ")) << messages[2];
+  EXPECT_EQ(messages[messages.size() - 2], "MoorlakTunnel: stopping tunnel");
+  EXPECT_EQ(messages.back(), "MoorlakTunnel: stopped");
+}
+
+TEST(Lifecycle, IgnoresOtherControls) {
+  StartTunnelService();
+  EXPECT_EQ(ControlTunnelService(SERVICE_CONTROL_INTERROGATE), NO_ERROR);
+  EXPECT_EQ(ControlTunnelService(200), NO_ERROR);
+  EXPECT_EQ(Ask(CommandCode::Ping), "OK");
+}
+
+TEST(Lifecycle, StartsAgainAfterAStop) {
+  for (int round = 0; round < 3; ++round) {
+    StartTunnelService();
+    StopTunnelService();
+  }
+}
+
+TEST(Lifecycle, ExitsWith1063WhenStartedByHand) {
+  const LogWatch log;
+  DWORD exitCode = 0;
+  RunProgram(ServiceCommand(L""), exitCode);
+  EXPECT_EQ(exitCode, static_cast<DWORD>(ERROR_FAILED_SERVICE_CONTROLLER_CONNECT));
+  EXPECT_EQ(log.Count("StartServiceCtrlDispatcher failed: 1063"), 1u);
+}
+
+// A console whose Enter key is a pipe in the test's hand.
+struct Console {
+  KernelHandle keyboard;
+  Child program;
+};
+
+Console StartConsole(const std::wstring& arguments) {
+  Console console;
+  SECURITY_ATTRIBUTES inheritable{sizeof(inheritable), nullptr, TRUE};
+  KernelHandle input;
+  EXPECT_TRUE(CreatePipe(input.Out(), console.keyboard.Out(), &inheritable, 0));
+  SetHandleInformation(console.keyboard.Get(), HANDLE_FLAG_INHERIT, 0);
+  console.program = StartProgram(ServiceCommand(arguments), input.Get());
+  return console;
+}
+
+void PressEnter(const Console& console) {
+  DWORD written = 0;
+  EXPECT_TRUE(WriteFile(console.keyboard.Get(), "\n", 1, &written, nullptr));
+}
+
+class ConsoleMode : public testing::TestWithParam<const wchar_t*> {};
+
+TEST_P(ConsoleMode, ServesUntilEnterWhateverTheCaseOfItsArgument) {
+  const LogWatch log;
+  Console console = StartConsole(GetParam());
+  EXPECT_EQ(Ask(CommandCode::Ping), "OK");
+  EXPECT_EQ(Output(console.program),
+            "Moorlak tunnel service (console mode)\r\nPress Enter to stop...\r\n");
+  PressEnter(console);
+  EXPECT_TRUE(WaitForExit(console.program));
+  EXPECT_EQ(ExitCode(console.program), 0u);
+  EXPECT_EQ(log.Messages().front(), "MoorlakTunnel console mode");
+  for (const auto& message : log.Messages()) EXPECT_EQ(message.find("session banner"), std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(Spellings, ConsoleMode,
+                         testing::Values(L"--console", L"--CONSOLE", L"--Console", L"--console ignored"));
+
+TEST(ConsoleModeEnd, EndsAtTheEndOfInput) {
+  Console console = StartConsole(L"--console");
+  EXPECT_EQ(Ask(CommandCode::Ping), "OK");
+  console.keyboard.Reset();
+  EXPECT_TRUE(WaitForExit(console.program));
+  EXPECT_EQ(ExitCode(console.program), 0u);
+}
+
+TEST(Lifecycle, FinishesTheCommandInHandBeforeAStopTakesEffect) {
+  StartTunnelService();
+  const LogWatch log;
+  const KernelHandle pipe = ConnectPipe();
+  const std::string payload = EncodeStartPayload(true, std::string(8u << 20, ' '));
+  const std::string request = EncodeRequest(CommandCode::Start, payload);
+  ASSERT_TRUE(SendBytes(pipe.Get(), request));
+  ASSERT_TRUE(log.WaitForMessage("IPC start (payload bytes=" + std::to_string(payload.size()) + ")"));
+  EXPECT_EQ(ControlTunnelService(SERVICE_CONTROL_STOP), NO_ERROR);
+  const std::string reply = ReadReply(pipe.Get()).value_or("(no reply)");
+  EXPECT_TRUE(reply.starts_with("ERR:")) << reply;
+  EXPECT_TRUE(WaitForServiceState(SERVICE_STOPPED));
+}
+
+TEST(Lifecycle, AStopEndsAHalfReadRequestAtOnce) {
+  StartTunnelService();
+  const LogWatch log;
+  const KernelHandle pipe = ConnectPipe();
+  ASSERT_TRUE(SendBytes(pipe.Get(), RawRequest(2, 1000, "half of it")));
+  ASSERT_TRUE(log.WaitForMessage("IPC server command 2 received"));
+  EXPECT_EQ(ControlTunnelService(SERVICE_CONTROL_STOP), NO_ERROR);
+  EXPECT_TRUE(WaitForServiceState(SERVICE_STOPPED));
+  EXPECT_EQ(log.Count("IPC: ReadExact timed out after 8000ms"), 0u);
+}
+
+}  // namespace
+}  // namespace moorlak::machine

@@ -1,0 +1,118 @@
+#include "machine/support/service_control.h"
+
+#include <psapi.h>
+
+#include <gtest/gtest.h>
+
+#include "base/handle.h"
+#include "base/paths.h"
+#include "machine/support/pipe_client.h"
+#include "machine/support/wait.h"
+#include "service/process_host.h"
+
+namespace moorlak::machine {
+namespace {
+
+struct ScmHandleTraits {
+  using Type = SC_HANDLE;
+  static Type Empty() noexcept { return nullptr; }
+  static bool IsValid(Type handle) noexcept { return handle != nullptr; }
+  static void Close(Type handle) noexcept { CloseServiceHandle(handle); }
+};
+using ScmHandle = UniqueHandle<ScmHandleTraits>;
+
+ScmHandle OpenManager() {
+  return ScmHandle(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
+}
+
+ScmHandle OpenTunnelService() {
+  const ScmHandle manager = OpenManager();
+  return ScmHandle(OpenServiceW(manager.Get(), kServiceName, SERVICE_ALL_ACCESS));
+}
+
+KernelHandle OpenServiceProcess(DWORD access) {
+  const DWORD id = ServiceProcessId();
+  return id == 0 ? KernelHandle() : KernelHandle(OpenProcess(access, FALSE, id));
+}
+
+}  // namespace
+
+std::wstring InstallFolder() {
+  return ExecutableFolder();
+}
+
+void InstallService() {
+  const ScmHandle manager = OpenManager();
+  ASSERT_TRUE(manager) << GetLastError();
+  const std::wstring command = L"\"" + InstallFolder() + L"\\moorlak_service.exe\"";
+  const ScmHandle created(CreateServiceW(manager.Get(), kServiceName, L"Moorlak tunnel service", SERVICE_ALL_ACCESS,
+                                         SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL,
+                                         command.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr));
+  const DWORD error = GetLastError();
+  ASSERT_TRUE(created || error == ERROR_SERVICE_EXISTS) << error;
+}
+
+void StartTunnelService() {
+  InstallService();
+  const ScmHandle service = OpenTunnelService();
+  ASSERT_TRUE(service) << GetLastError();
+  const bool started = StartServiceW(service.Get(), 0, nullptr) != FALSE;
+  const DWORD error = GetLastError();
+  ASSERT_TRUE(started || error == ERROR_SERVICE_ALREADY_RUNNING) << error;
+  ASSERT_TRUE(WaitForServiceState(SERVICE_RUNNING));
+  ASSERT_EQ(Ask(CommandCode::Ping), "OK");
+}
+
+void StopTunnelService() {
+  const KernelHandle process = OpenServiceProcess(SYNCHRONIZE);
+  if (!process) return;
+  ControlTunnelService(SERVICE_CONTROL_STOP);
+  EXPECT_TRUE(WaitForServiceState(SERVICE_STOPPED));
+  EXPECT_EQ(WaitForSingleObject(process.Get(), 30'000), WAIT_OBJECT_0);
+}
+
+DWORD ControlTunnelService(DWORD control) {
+  const ScmHandle service = OpenTunnelService();
+  SERVICE_STATUS status{};
+  return ControlService(service.Get(), control, &status) ? NO_ERROR : GetLastError();
+}
+
+SERVICE_STATUS_PROCESS QueryTunnelService() {
+  SERVICE_STATUS_PROCESS status{};
+  status.dwCurrentState = SERVICE_STOPPED;
+  const ScmHandle service = OpenTunnelService();
+  DWORD needed = 0;
+  if (service) {
+    QueryServiceStatusEx(service.Get(), SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status), sizeof(status),
+                         &needed);
+  }
+  return status;
+}
+
+bool WaitForServiceState(DWORD state) {
+  return WaitUntil([state] { return QueryTunnelService().dwCurrentState == state; });
+}
+
+DWORD ServiceProcessId() {
+  return QueryTunnelService().dwProcessId;
+}
+
+void KillTunnelService() {
+  const KernelHandle process = OpenServiceProcess(PROCESS_TERMINATE | SYNCHRONIZE);
+  ASSERT_TRUE(process);
+  ASSERT_TRUE(TerminateProcess(process.Get(), 1));
+  ASSERT_EQ(WaitForSingleObject(process.Get(), 30'000), WAIT_OBJECT_0);
+  ASSERT_TRUE(WaitForServiceState(SERVICE_STOPPED));
+}
+
+ProcessUse ServiceUse() {
+  ProcessUse use;
+  const KernelHandle process = OpenServiceProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ);
+  EXPECT_TRUE(GetProcessHandleCount(process.Get(), &use.handles)) << GetLastError();
+  PROCESS_MEMORY_COUNTERS_EX memory{};
+  EXPECT_TRUE(GetProcessMemoryInfo(process.Get(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory), sizeof(memory)));
+  use.privateBytes = memory.PrivateUsage;
+  return use;
+}
+
+}  // namespace moorlak::machine

@@ -1,0 +1,40 @@
+// The shipped service under the real service control manager.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace moorlak::machine {
+
+// Folder of this test program. The service lies in it too, so that the test is one of the callers it serves.
+std::wstring InstallFolder();
+
+// Creates the service entry if it is missing (own process, started by hand, LocalSystem).
+void InstallService();
+
+// Starts the service and waits until it runs and answers on its pipe.
+void StartTunnelService();
+
+// Sends a stop control and waits for "stopped" and for the end of the process. Nothing happens when it is not running.
+void StopTunnelService();
+
+// Sends any control and returns the error number, 0 on success.
+DWORD ControlTunnelService(DWORD control);
+
+// SERVICE_STOPPED when there is no such service.
+SERVICE_STATUS_PROCESS QueryTunnelService();
+bool WaitForServiceState(DWORD state);
+DWORD ServiceProcessId();
+
+// Ends the service process as a crash would and waits until the control manager knows.
+void KillTunnelService();
+
+struct ProcessUse {
+  DWORD handles = 0;
+  size_t privateBytes = 0;
+};
+// Of the running service.
+ProcessUse ServiceUse();
+
+}  // namespace moorlak::machine

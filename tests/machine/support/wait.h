@@ -1,0 +1,23 @@
+// Waiting for a condition with a generous limit: the limit is only met when something is broken.
+#pragma once
+
+#include <windows.h>
+
+#include <chrono>
+
+namespace moorlak::machine {
+
+inline constexpr std::chrono::seconds kLongWait{30};
+
+// Polls until the condition holds; false at the limit.
+template <typename Condition>
+bool WaitUntil(Condition condition, std::chrono::milliseconds limit = kLongWait) {
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() >= deadline) return false;
+    Sleep(10);
+  }
+  return true;
+}
+
+}  // namespace moorlak::machine

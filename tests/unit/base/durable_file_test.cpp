@@ -1,0 +1,71 @@
+#include "base/durable_file.h"
+
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "base/handle.h"
+
+namespace moorlak {
+namespace {
+
+namespace fs = std::filesystem;
+
+class DurableFile : public testing::Test {
+ protected:
+  void SetUp() override {
+    fs::remove_all(folder);
+    fs::create_directories(folder);
+  }
+  void TearDown() override { fs::remove_all(folder); }
+
+  const fs::path folder = fs::temp_directory_path() / L"durable \x0444\x0430\x0439\x043b";
+  const std::wstring path = (folder / "restore.v1").wstring();
+};
+
+TEST_F(DurableFile, ReplacesTheOldContentAsAWhole) {
+  ASSERT_TRUE(WriteFileDurably(path, std::string(100'000, 'a')));
+  ASSERT_TRUE(WriteFileDurably(path, "v1\n"));
+  EXPECT_EQ(ReadWholeFile(path, 100), "v1\n");
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator{}), 1);
+}
+
+TEST_F(DurableFile, IgnoresTheLeftoverOfACrashedWrite) {
+  std::ofstream(fs::path(path + L".new"), std::ios::binary) << "half of a back";
+  ASSERT_TRUE(WriteFileDurably(path, "v1\nwhole\n"));
+  EXPECT_EQ(ReadWholeFile(path, 100), "v1\nwhole\n");
+}
+
+TEST_F(DurableFile, KeepsTheOldContentWhenTheNewOneCannotBeWritten) {
+  ASSERT_TRUE(WriteFileDurably(path, "old"));
+  fs::create_directories(path + L".new");
+  EXPECT_FALSE(WriteFileDurably(path, "new"));
+  EXPECT_EQ(ReadWholeFile(path, 100), "old");
+}
+
+TEST_F(DurableFile, KeepsTheOldContentWhenItCannotBeReplaced) {
+  ASSERT_TRUE(WriteFileDurably(path, "old"));
+  const KernelHandle holder(
+      CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+  EXPECT_FALSE(WriteFileDurably(path, "new"));
+  EXPECT_EQ(ReadWholeFile(path, 100), "old");
+  EXPECT_FALSE(fs::exists(path + L".new"));
+}
+
+TEST_F(DurableFile, ReadsNothingThatIsMissingOrTooLarge) {
+  EXPECT_EQ(ReadWholeFile(path, 100), std::nullopt);
+  ASSERT_TRUE(WriteFileDurably(path, "12345"));
+  EXPECT_EQ(ReadWholeFile(path, 4), std::nullopt);
+  EXPECT_EQ(ReadWholeFile(path, 5), "12345");
+}
+
+TEST_F(DurableFile, BelievesAFileOfTheOwnUser) {
+  ASSERT_TRUE(WriteFileDurably(path, "v1\n"));
+  EXPECT_EQ(ReadTrustedFile(path, 100), "v1\n");
+}
+
+}  // namespace
+}  // namespace moorlak

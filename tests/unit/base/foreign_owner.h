@@ -1,0 +1,61 @@
+// Objects that belong to somebody else, which a program under Wine can have because Linux keeps the owners.
+#pragma once
+
+#include <cstring>
+#include <string>
+
+#include <windows.h>
+
+#include "base/handle.h"
+#include "base/trust.h"
+#include "base/utf.h"
+
+namespace moorlak {
+
+// The Linux name of a path, empty outside of Wine.
+inline std::wstring LinuxPath(const std::wstring& path) {
+  using Translate = char*(CDECL*)(const wchar_t*);
+  const auto address = GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name");
+  if (address == nullptr) return {};
+  Translate translate = nullptr;
+  static_assert(sizeof(translate) == sizeof(address));
+  std::memcpy(&translate, &address, sizeof(translate));
+  char* name = translate(path.c_str());
+  if (name == nullptr) return {};
+  const std::wstring wide = WidenUtf8(name);
+  HeapFree(GetProcessHeap(), 0, name);
+  return wide;
+}
+
+// Starts a Linux program. It gives no handle, so the caller waits for what it does.
+inline bool StartLinuxProgram(std::wstring commandLine) {
+  STARTUPINFOW startup{};
+  startup.cb = sizeof(startup);
+  PROCESS_INFORMATION created{};
+  if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &created)) {
+    return false;
+  }
+  const KernelHandle process(created.hProcess);
+  const KernelHandle thread(created.hThread);
+  return true;
+}
+
+inline bool HasTrustedOwner(const std::wstring& path) {
+  const KernelHandle object(CreateFileW(path.c_str(), READ_CONTROL, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                        OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  return object && HasTrustedOwner(object.Get(), SE_FILE_OBJECT);
+}
+
+// Gives a file or folder to another user. False when that cannot be done here.
+inline bool GiveToAnotherUser(const std::wstring& path) {
+  const std::wstring linuxPath = LinuxPath(path);
+  if (linuxPath.empty() || !StartLinuxProgram(L"Z:\\bin\\chown 65534 \"" + linuxPath + L"\"")) return false;
+  const ULONGLONG deadline = GetTickCount64() + 30000;
+  while (HasTrustedOwner(path)) {
+    if (GetTickCount64() > deadline) return false;
+    Sleep(5);
+  }
+  return true;
+}
+
+}  // namespace moorlak

@@ -1,0 +1,93 @@
+#include "client/arguments.h"
+
+#include <gtest/gtest.h>
+
+namespace moorlak {
+namespace {
+
+std::string ErrorOf(const std::vector<std::string>& words) {
+  return ParseArguments(words).error;
+}
+
+Arguments Accepted(const std::vector<std::string>& words) {
+  const ParsedArguments parsed = ParseArguments(words);
+  EXPECT_EQ(parsed.error, "");
+  return parsed.arguments;
+}
+
+TEST(Arguments, EachCommandIsKnownByItsName) {
+  EXPECT_EQ(Accepted({"ping"}).command, ClientCommand::Ping);
+  EXPECT_EQ(Accepted({"start", "a.json"}).command, ClientCommand::Start);
+  EXPECT_EQ(Accepted({"stop"}).command, ClientCommand::Stop);
+  EXPECT_EQ(Accepted({"status"}).command, ClientCommand::Status);
+  EXPECT_EQ(Accepted({"logs"}).command, ClientCommand::Logs);
+  EXPECT_EQ(CommandName(ClientCommand::Status), "status");
+  EXPECT_EQ(CommandName(ClientCommand::None), "");
+}
+
+TEST(Arguments, NoCommandAndAnUnknownOneAreErrors) {
+  EXPECT_EQ(ErrorOf({}), "A command is missing.");
+  EXPECT_EQ(ErrorOf({"begin"}), "There is no command \"begin\".");
+  EXPECT_EQ(ErrorOf({""}), "There is no command \"\".");
+  EXPECT_EQ(ErrorOf({"Ping"}), "There is no command \"Ping\".");
+}
+
+TEST(Arguments, StartTakesProxyOnEitherSideOfTheFile) {
+  const Arguments before = Accepted({"start", "--proxy", "a.json"});
+  EXPECT_TRUE(before.proxyMode);
+  EXPECT_EQ(before.file, "a.json");
+  const Arguments behind = Accepted({"start", "a.json", "--proxy"});
+  EXPECT_TRUE(behind.proxyMode);
+  EXPECT_EQ(behind.file, "a.json");
+  EXPECT_FALSE(Accepted({"start", "a.json"}).proxyMode);
+}
+
+TEST(Arguments, ASingleDashIsStandardInput) {
+  EXPECT_EQ(Accepted({"start", "-"}).file, "-");
+}
+
+TEST(Arguments, WhatFollowsTwoDashesIsAFileName) {
+  EXPECT_EQ(Accepted({"start", "--", "--proxy"}).file, "--proxy");
+  EXPECT_FALSE(Accepted({"start", "--", "--proxy"}).proxyMode);
+  EXPECT_EQ(Accepted({"start", "--", "--help"}).file, "--help");
+  EXPECT_EQ(Accepted({"start", "--", "--"}).file, "--");
+}
+
+TEST(Arguments, StartNeedsExactlyOneFile) {
+  EXPECT_EQ(ErrorOf({"start"}), "\"start\" needs a configuration: FILE or -.");
+  EXPECT_EQ(ErrorOf({"start", "--proxy"}), "\"start\" needs a configuration: FILE or -.");
+  EXPECT_EQ(ErrorOf({"start", "a", "b"}), "Unexpected argument \"b\".");
+  EXPECT_EQ(ErrorOf({"start", ""}), "The name of the configuration file is empty.");
+}
+
+TEST(Arguments, AnOptionOfAnotherCommandIsRefused) {
+  EXPECT_EQ(ErrorOf({"start", "--json", "a"}), "\"start\" has no option \"--json\".");
+  EXPECT_EQ(ErrorOf({"ping", "--watch"}), "\"ping\" has no option \"--watch\".");
+  EXPECT_EQ(ErrorOf({"logs", "-f"}), "\"logs\" has no option \"-f\".");
+  EXPECT_EQ(ErrorOf({"stop", "now"}), "Unexpected argument \"now\".");
+}
+
+TEST(Arguments, StatusAndLogsTakeTheirOptions) {
+  const Arguments status = Accepted({"status", "--json", "--watch"});
+  EXPECT_TRUE(status.json);
+  EXPECT_TRUE(status.watch);
+  EXPECT_FALSE(Accepted({"status"}).json);
+  EXPECT_TRUE(Accepted({"logs", "--follow"}).follow);
+}
+
+TEST(Arguments, HelpIsOfTheCommandAndWinsOverErrors) {
+  EXPECT_TRUE(Accepted({"--help"}).help);
+  EXPECT_EQ(Accepted({"--help"}).command, ClientCommand::None);
+  EXPECT_TRUE(Accepted({"start", "--help"}).help);
+  EXPECT_EQ(Accepted({"start", "--wrong", "-h"}).command, ClientCommand::Start);
+  EXPECT_TRUE(Accepted({"nonsense", "--help"}).help);
+}
+
+TEST(Arguments, VersionStandsAlone) {
+  EXPECT_TRUE(Accepted({"--version"}).version);
+  EXPECT_EQ(ErrorOf({"--version", "ping"}), "Unexpected argument \"ping\".");
+  EXPECT_EQ(ErrorOf({"ping", "--version"}), "\"ping\" has no option \"--version\".");
+}
+
+}  // namespace
+}  // namespace moorlak

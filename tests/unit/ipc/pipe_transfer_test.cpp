@@ -1,0 +1,191 @@
+#include "ipc/pipe_transfer.h"
+
+#include <array>
+#include <gtest/gtest.h>
+#include <thread>
+
+#include "ipc/wire_format.h"
+#include "unit/ipc/log_tail.h"
+#include "unit/ipc/pipe_pair.h"
+
+namespace moorlak {
+namespace {
+
+// Longer than any test is meant to take: what ends later has not been ended by what the test is about.
+constexpr uint32_t kGenerousMs = 60000;
+
+std::string LengthBytes(uint32_t length) {
+  const WireNumber bytes = EncodeNumber(length);
+  return {bytes.begin(), bytes.end()};
+}
+
+TEST(PipeTransfer, ACountOfZeroSucceedsAtOnce) {
+  EXPECT_TRUE(ReadExact(nullptr, nullptr, 0, 0));
+  EXPECT_TRUE(WriteExact(nullptr, nullptr, 0, 0));
+}
+
+TEST(PipeTransfer, AReadTakesExactlyItsCount) {
+  const PipePair pipe = OpenPipePair();
+  ASSERT_TRUE(SendAll(pipe.client.Get(), "abcdef"));
+  std::array<char, 4> first{};
+  std::array<char, 2> second{};
+  ASSERT_TRUE(ReadExact(pipe.server.Get(), first.data(), first.size(), kGenerousMs));
+  ASSERT_TRUE(ReadExact(pipe.server.Get(), second.data(), second.size(), kGenerousMs));
+  EXPECT_EQ(std::string(first.begin(), first.end()), "abcd");
+  EXPECT_EQ(std::string(second.begin(), second.end()), "ef");
+}
+
+TEST(PipeTransfer, AReadWaitsForBytesThatComeInPieces) {
+  const PipePair pipe = OpenPipePair();
+  std::thread peer([&] {
+    for (const char* piece : {"a", "bc", "d"}) SendAll(pipe.client.Get(), piece);
+  });
+  std::array<char, 4> bytes{};
+  EXPECT_TRUE(ReadExact(pipe.server.Get(), bytes.data(), bytes.size(), kGenerousMs));
+  EXPECT_EQ(std::string(bytes.begin(), bytes.end()), "abcd");
+  peer.join();
+}
+
+TEST(PipeTransfer, AWriteOfMoreThanThePipeHoldsArrivesWhole) {
+  const PipePair pipe = OpenPipePair(4096);
+  std::string sent(300000, '\0');
+  for (size_t i = 0; i < sent.size(); ++i) sent[i] = static_cast<char>(i * 31 >> 3);
+  std::string received;
+  std::thread peer([&] { received = ReceiveAll(pipe.client.Get(), sent.size()); });
+  EXPECT_TRUE(WriteExact(pipe.server.Get(), sent.data(), sent.size(), kGenerousMs));
+  peer.join();
+  EXPECT_EQ(received, sent);
+}
+
+TEST(PipeTransfer, AReadFromASilentPeerTimesOutWithALogLine) {
+  const PipePair pipe = OpenPipePair();
+  const LogTail log;
+  std::array<char, 4> bytes{};
+  EXPECT_FALSE(ReadExact(pipe.server.Get(), bytes.data(), bytes.size(), 50));
+  EXPECT_EQ(log.Messages(), "IPC: ReadExact timed out after 50ms\n");
+}
+
+TEST(PipeTransfer, AWriteToAPeerThatDoesNotReadTimesOutWithALogLine) {
+  const PipePair pipe = OpenPipePair(4096);
+  const LogTail log;
+  const std::string bytes(1000000, 'x');
+  EXPECT_FALSE(WriteExact(pipe.server.Get(), bytes.data(), bytes.size(), 50));
+  EXPECT_EQ(log.Messages(), "IPC: WriteExact timed out after 50ms\n");
+}
+
+TEST(PipeTransfer, BytesThatDripInDoNotExtendTheDeadline) {
+  const PipePair pipe = OpenPipePair();
+  const LogTail log;
+  const KernelHandle finished(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  std::thread peer([&] {
+    // Each byte comes well within the time-out, all of them together only long after it.
+    while (WaitForSingleObject(finished.Get(), 20) == WAIT_TIMEOUT && SendAll(pipe.client.Get(), "x")) continue;
+  });
+  std::string bytes(10000, '\0');
+  EXPECT_FALSE(ReadExact(pipe.server.Get(), bytes.data(), bytes.size(), 300));
+  SetEvent(finished.Get());
+  peer.join();
+  EXPECT_EQ(log.Messages(), "IPC: ReadExact timed out after 300ms\n");
+}
+
+TEST(PipeTransfer, ADeadlineThatHasPassedEndsAReadAlthoughBytesAreReady) {
+  const PipePair pipe = OpenPipePair();
+  ASSERT_TRUE(SendAll(pipe.client.Get(), "abcd"));
+  std::array<char, 4> bytes{};
+  EXPECT_FALSE(ReadExact(pipe.server.Get(), bytes.data(), bytes.size(), 0));
+}
+
+TEST(PipeTransfer, APeerThatLeavesEndsAReadWithoutALogLine) {
+  PipePair pipe = OpenPipePair();
+  const LogTail log;
+  ASSERT_TRUE(SendAll(pipe.client.Get(), "ab"));
+  pipe.client.Reset();
+  std::array<char, 4> bytes{};
+  EXPECT_FALSE(ReadExact(pipe.server.Get(), bytes.data(), bytes.size(), kGenerousMs));
+  EXPECT_EQ(log.Messages(), "");
+}
+
+TEST(PipeTransfer, TheStopFlagEndsAHalfReadRequest) {
+  const PipePair pipe = OpenPipePair();
+  const LogTail log;
+  std::atomic<bool> stopFlag{false};
+  ASSERT_TRUE(SendAll(pipe.client.Get(), "ab"));
+  std::thread stopper([&] {
+    // The reader has taken its first half when the pipe is empty.
+    DWORD waiting = 1;
+    while (waiting != 0 && PeekNamedPipe(pipe.server.Get(), nullptr, 0, nullptr, &waiting, nullptr)) Sleep(1);
+    stopFlag = true;
+  });
+  std::array<char, 4> bytes{};
+  EXPECT_FALSE(ReadExact(pipe.server.Get(), bytes.data(), bytes.size(), kGenerousMs, &stopFlag));
+  stopper.join();
+  EXPECT_EQ(log.Messages(), "");
+}
+
+TEST(PipeTransfer, AStopFlagThatStaysClearDoesNotEndARead) {
+  const PipePair pipe = OpenPipePair();
+  const LogTail log;
+  const std::atomic<bool> stopFlag{false};
+  std::array<char, 4> bytes{};
+  // Longer than one look at the flag.
+  EXPECT_FALSE(ReadExact(pipe.server.Get(), bytes.data(), bytes.size(), 250, &stopFlag));
+  EXPECT_EQ(log.Messages(), "IPC: ReadExact timed out after 250ms\n");
+}
+
+TEST(PipeTransfer, AMessageIsItsLengthAndItsBytes) {
+  const PipePair pipe = OpenPipePair();
+  ASSERT_TRUE(SendAll(pipe.client.Get(), LengthBytes(3) + "abcd"));
+  std::string text("old");
+  ASSERT_TRUE(ReadMessage(pipe.server.Get(), text));
+  EXPECT_EQ(text, "abc");
+}
+
+TEST(PipeTransfer, AMessageOfLengthZeroIsEmpty) {
+  const PipePair pipe = OpenPipePair();
+  ASSERT_TRUE(SendAll(pipe.client.Get(), LengthBytes(0)));
+  std::string text("old");
+  ASSERT_TRUE(ReadMessage(pipe.server.Get(), text));
+  EXPECT_EQ(text, "");
+}
+
+TEST(PipeTransfer, AMessageOfExactlyTheLimitIsAccepted) {
+  const PipePair pipe = OpenPipePair();
+  std::thread peer([&] {
+    std::string payload(16777216, 'x');
+    payload.back() = 'y';
+    EXPECT_TRUE(SendAll(pipe.client.Get(), LengthBytes(16777216) + payload));
+  });
+  std::string text;
+  EXPECT_TRUE(ReadMessage(pipe.server.Get(), text));
+  peer.join();
+  ASSERT_EQ(text.size(), 16777216u);
+  EXPECT_EQ(text.find_first_not_of('x'), 16777215u);
+}
+
+TEST(PipeTransfer, AMessageOfOneByteMoreIsRefusedUnread) {
+  const PipePair pipe = OpenPipePair();
+  ASSERT_TRUE(SendAll(pipe.client.Get(), LengthBytes(16777217) + "ab"));
+  std::string text;
+  EXPECT_FALSE(ReadMessage(pipe.server.Get(), text));
+  DWORD waiting = 0;
+  ASSERT_TRUE(PeekNamedPipe(pipe.server.Get(), nullptr, 0, nullptr, &waiting, nullptr));
+  EXPECT_EQ(waiting, 2u);
+}
+
+TEST(PipeTransfer, TheGreatestLengthIsRefused) {
+  const PipePair pipe = OpenPipePair();
+  ASSERT_TRUE(SendAll(pipe.client.Get(), LengthBytes(0xFFFFFFFF)));
+  std::string text;
+  EXPECT_FALSE(ReadMessage(pipe.server.Get(), text));
+}
+
+TEST(PipeTransfer, AMessageThatIsCutOffIsRefused) {
+  PipePair pipe = OpenPipePair();
+  ASSERT_TRUE(SendAll(pipe.client.Get(), LengthBytes(4) + "abc"));
+  pipe.client.Reset();
+  std::string text;
+  EXPECT_FALSE(ReadMessage(pipe.server.Get(), text));
+}
+
+}  // namespace
+}  // namespace moorlak

@@ -1,0 +1,140 @@
+#include "unit/process/child_test_support.h"
+
+#include <atomic>
+#include <filesystem>
+#include <functional>
+
+#include "base/durable_file.h"
+#include "base/paths.h"
+#include "base/utf.h"
+
+namespace moorlak {
+namespace {
+
+std::wstring TemporaryPath(std::string_view name) {
+  return (std::filesystem::temp_directory_path() / WidenUtf8(UniqueName(name))).wstring();
+}
+
+struct CaptureFile {
+  std::wstring path = TemporaryPath("stderr");
+  HANDLE handle = CreateFileW(path.c_str(), FILE_APPEND_DATA | SYNCHRONIZE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                              CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+};
+
+const CaptureFile& Capture() {
+  static const CaptureFile file;
+  return file;
+}
+
+std::string FileText(const std::wstring& path) {
+  const KernelHandle file(CreateFileW(path.c_str(), GENERIC_READ,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING, 0,
+                                      nullptr));
+  return file ? ReadToEnd(file.Get()) : std::string();
+}
+
+bool HoldsWithin(DWORD ms, const std::function<bool()>& condition) {
+  const ULONGLONG begin = GetTickCount64();
+  while (!condition()) {
+    if (GetTickCount64() - begin > ms) return false;
+    Sleep(5);
+  }
+  return true;
+}
+
+}  // namespace
+
+std::wstring TestChildPath() {
+  return ExecutableFolder() + L"\\test_child.exe";
+}
+
+std::string NarrowTestChildPath() {
+  return NarrowUtf16(TestChildPath());
+}
+
+std::string UniqueName(std::string_view prefix) {
+  static std::atomic<unsigned> counter{0};
+  return std::string(prefix) + "-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(GetTickCount64()) +
+         "-" + std::to_string(++counter);
+}
+
+TestFolder::TestFolder() : path(TemporaryPath("Папка теста")) {
+  std::filesystem::create_directories(path);
+}
+
+TestFolder::~TestFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path, ignored);
+}
+
+std::string TestFolder::NarrowFile(const std::wstring& name) const {
+  return NarrowUtf16(File(name));
+}
+
+void TestFolder::Write(const std::wstring& name, std::string_view content) const {
+  if (!WriteFileDurably(File(name), content)) throw std::runtime_error("cannot write " + NarrowFile(name));
+}
+
+void TestFolder::AddChild(const std::wstring& name) const {
+  std::filesystem::copy_file(TestChildPath(), File(name));
+}
+
+LifeSign::LifeSign()
+    : mutexName(UniqueName("Local\\life")),
+      readyName(UniqueName("Local\\ready")),
+      mutex(CreateMutexW(nullptr, FALSE, WidenUtf8(mutexName).c_str())),
+      ready(CreateEventW(nullptr, TRUE, FALSE, WidenUtf8(readyName).c_str())) {}
+
+CurrentFolder::CurrentFolder(const std::wstring& folder) : previous(std::filesystem::current_path().wstring()) {
+  std::filesystem::current_path(folder);
+}
+
+CurrentFolder::~CurrentFolder() {
+  std::error_code ignored;
+  std::filesystem::current_path(previous, ignored);
+}
+
+StandardErrorCapture::StandardErrorCapture()
+    : previous(GetStdHandle(STD_ERROR_HANDLE)), begin(FileText(Capture().path).size()) {
+  SetStdHandle(STD_ERROR_HANDLE, Capture().handle);
+}
+
+StandardErrorCapture::~StandardErrorCapture() {
+  SetStdHandle(STD_ERROR_HANDLE, previous);
+}
+
+std::string StandardErrorCapture::Text() const {
+  return FileText(Capture().path).substr(begin);
+}
+
+bool StandardErrorCapture::Shows(std::string_view text) const {
+  return HoldsWithin(kGenerousMs, [&] { return Text().find(text) != std::string::npos; });
+}
+
+std::vector<std::string> LogMessagesWith(std::string_view text) {
+  constexpr size_t kTimeLength = sizeof("2000-01-01 00:00:00 ") - 1;
+  const std::string log = FileText(kLogFile);
+  std::vector<std::string> messages;
+  for (size_t begin = 0; begin < log.size();) {
+    size_t end = log.find("\r\n", begin);
+    if (end == std::string::npos) end = log.size();
+    const std::string line = log.substr(begin, end - begin);
+    if (line.size() > kTimeLength && line.find(text) != std::string::npos) messages.push_back(line.substr(kTimeLength));
+    begin = end + 2;
+  }
+  return messages;
+}
+
+bool LogShows(std::string_view text) {
+  return HoldsWithin(kGenerousMs, [&] { return !LogMessagesWith(text).empty(); });
+}
+
+std::string ReadToEnd(HANDLE readEnd) {
+  std::string text;
+  char chunk[4096];
+  DWORD got = 0;
+  while (ReadFile(readEnd, chunk, sizeof(chunk), &got, nullptr) && got > 0) text.append(chunk, got);
+  return text;
+}
+
+}  // namespace moorlak

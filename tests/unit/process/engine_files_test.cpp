@@ -1,0 +1,99 @@
+#include "process/engine_files.h"
+
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <system_error>
+
+#include "base/paths.h"
+#include "base/utf.h"
+#include "unit/process/child_test_support.h"
+
+namespace moorlak {
+namespace {
+
+using std::filesystem::path;
+
+// Lies in the test program's own folder while it lives, so each name must belong to one test.
+struct FileBesideProgram {
+  explicit FileBesideProgram(const path& relative) : file(path(ExecutableFolder()) / relative) {
+    std::filesystem::create_directories(file.parent_path());
+    std::ofstream(file) << "x";
+  }
+  FileBesideProgram(const FileBesideProgram&) = delete;
+  FileBesideProgram& operator=(const FileBesideProgram&) = delete;
+  ~FileBesideProgram() {
+    std::error_code ignored;
+    std::filesystem::remove(file, ignored);
+  }
+
+  path file;
+};
+
+void Touch(const path& file) {
+  std::filesystem::create_directories(file.parent_path());
+  std::ofstream(file) << "x";
+}
+
+std::string Narrow(const path& file) {
+  return NarrowUtf16(file.wstring());
+}
+
+TEST(EngineFiles, FindsXrayInACurrentFolderWithACyrillicNameAndTellsSo) {
+  const TestFolder folder;
+  Touch(path(folder.path) / "xray" / "xray.exe");
+  const CurrentFolder current(folder.path);
+  const StandardErrorCapture standardError;
+  const std::string wanted = Narrow(path(folder.path) / "xray" / "xray.exe");
+  EXPECT_EQ(FindXray(), wanted);
+  EXPECT_EQ(standardError.Text(), "VpnService: using xray at " + wanted + "\n");
+}
+
+TEST(EngineFiles, PrefersTheCurrentFolderItselfToItsXrayFolder) {
+  const TestFolder folder;
+  Touch(path(folder.path) / "xray" / "xray.exe");
+  Touch(path(folder.path) / "xray.exe");
+  const CurrentFolder current(folder.path);
+  EXPECT_EQ(FindXray(), Narrow(path(folder.path) / "xray.exe"));
+}
+
+TEST(EngineFiles, LooksInTheXrayFolderBesideTheCurrentFolder) {
+  const TestFolder folder;
+  Touch(path(folder.path) / "xray" / "xray.exe");
+  std::filesystem::create_directory(path(folder.path) / "inner");
+  const CurrentFolder current(folder.File(L"inner"));
+  EXPECT_EQ(FindXray(), Narrow(path(folder.path) / "xray" / "xray.exe"));
+}
+
+// The three states in one test, because the program's own folder is shared by all tests.
+TEST(EngineFiles, FindsTun2SocksBesideTheProgramFromTheSystemFolderUnlessTheCurrentFolderHasIt) {
+  const StandardErrorCapture standardError;
+  {
+    const CurrentFolder current(L"C:\\windows\\system32");
+    EXPECT_EQ(FindTun2Socks(), "");
+    EXPECT_EQ(standardError.Text(), "");
+    const FileBesideProgram beside(path("xray") / "tun2socks.exe");
+    EXPECT_EQ(FindTun2Socks(), Narrow(beside.file));
+    EXPECT_EQ(standardError.Text(), "VpnService: using tun2socks at " + Narrow(beside.file) + "\n");
+  }
+  const FileBesideProgram beside(path("xray") / "tun2socks.exe");
+  const TestFolder folder;
+  Touch(path(folder.path) / "tun2socks.exe");
+  const CurrentFolder current(folder.path);
+  EXPECT_EQ(FindTun2Socks(), Narrow(path(folder.path) / "tun2socks.exe"));
+}
+
+TEST(EngineFiles, PrefersWintunInTheXrayFolderAndTellsNothing) {
+  const TestFolder empty;
+  const CurrentFolder current(empty.path);
+  const StandardErrorCapture standardError;
+  EXPECT_EQ(FindWintun(), L"");
+  const FileBesideProgram beside("wintun.dll");
+  EXPECT_EQ(FindWintun(), beside.file.wstring());
+  const FileBesideProgram below(path("xray") / "wintun.dll");
+  EXPECT_EQ(FindWintun(), below.file.wstring());
+  EXPECT_EQ(standardError.Text(), "");
+}
+
+}  // namespace
+}  // namespace moorlak

@@ -1,0 +1,86 @@
+// What the system proxy's registry key holds, for tests of what comes back.
+#pragma once
+
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <windows.h>
+
+#include "base/handle.h"
+
+namespace moorlak {
+
+inline constexpr wchar_t kInternetSettings[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings";
+
+struct RegistryKeyTraits {
+  using Type = HKEY;
+  static Type Empty() noexcept { return nullptr; }
+  static bool IsValid(Type key) noexcept { return key != nullptr; }
+  static void Close(Type key) noexcept { RegCloseKey(key); }
+};
+using RegistryKey = UniqueHandle<RegistryKeyTraits>;
+
+// Every value of the key: its type and its bytes.
+using RegistryValues = std::map<std::wstring, std::pair<DWORD, std::vector<BYTE>>>;
+
+inline RegistryKey OpenInternetSettings() {
+  RegistryKey key;
+  RegCreateKeyExW(HKEY_CURRENT_USER, kInternetSettings, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, key.Out(), nullptr);
+  return key;
+}
+
+inline RegistryValues ReadInternetSettings() {
+  const RegistryKey key = OpenInternetSettings();
+  RegistryValues values;
+  for (DWORD index = 0;; ++index) {
+    wchar_t name[256];
+    DWORD nameLength = 256;
+    DWORD type = 0;
+    std::vector<BYTE> bytes(65536);
+    DWORD size = static_cast<DWORD>(bytes.size());
+    if (RegEnumValueW(key.Get(), index, name, &nameLength, nullptr, &type, bytes.data(), &size) != ERROR_SUCCESS) break;
+    bytes.resize(size);
+    values[{name, nameLength}] = {type, std::move(bytes)};
+  }
+  return values;
+}
+
+inline void DeleteInternetSetting(const wchar_t* name) {
+  RegDeleteValueW(OpenInternetSettings().Get(), name);
+}
+
+inline void WriteInternetSetting(const wchar_t* name, const std::wstring& text) {
+  RegSetValueExW(OpenInternetSettings().Get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+                 static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
+}
+
+inline void WriteInternetSetting(const wchar_t* name, DWORD number) {
+  RegSetValueExW(OpenInternetSettings().Get(), name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number),
+                 sizeof(number));
+}
+
+// Starts a test from "no proxy", as a fresh Windows account has it, and gives back at its end what was there.
+struct ProxyRegistryGuard {
+  ProxyRegistryGuard() : before(ReadInternetSettings()) {
+    for (const wchar_t* name : kNames) DeleteInternetSetting(name);
+    WriteInternetSetting(L"ProxyEnable", 0);
+  }
+  ProxyRegistryGuard(const ProxyRegistryGuard&) = delete;
+  ProxyRegistryGuard& operator=(const ProxyRegistryGuard&) = delete;
+  ~ProxyRegistryGuard() {
+    for (const wchar_t* name : kNames) {
+      DeleteInternetSetting(name);
+      const auto value = before.find(name);
+      if (value == before.end()) continue;
+      const auto& [type, bytes] = value->second;
+      RegSetValueExW(OpenInternetSettings().Get(), name, 0, type, bytes.data(), static_cast<DWORD>(bytes.size()));
+    }
+  }
+
+  static constexpr const wchar_t* kNames[] = {L"ProxyEnable", L"ProxyServer", L"ProxyOverride", L"AutoConfigURL"};
+  RegistryValues before;
+};
+
+}  // namespace moorlak

@@ -1,0 +1,174 @@
+#include "service/tunnel_log.h"
+
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <thread>
+#include <vector>
+
+#include "base/durable_file.h"
+#include "base/handle.h"
+#include "base/log.h"
+#include "base/paths.h"
+#include "service/log_format.h"
+
+namespace moorlak {
+namespace {
+
+constexpr size_t kAnySize = 64u << 20;
+
+std::string ReadLog() {
+  return ReadWholeFile(kLogFile, kAnySize).value_or("");
+}
+
+std::vector<std::string> LogLines() {
+  std::vector<std::string> lines;
+  const std::string text = ReadLog();
+  size_t start = 0;
+  for (size_t end = text.find("\r\n"); end != std::string::npos; end = text.find("\r\n", start)) {
+    lines.push_back(text.substr(start, end - start));
+    start = end + 2;
+  }
+  EXPECT_EQ(start, text.size()) << "the log ends within a line";
+  return lines;
+}
+
+class TunnelLog : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::filesystem::remove_all(kLogFolder);
+    std::filesystem::remove(kSupportNoteFile);
+  }
+};
+
+void MakeLogOfSize(size_t bytes) {
+  CreateDataFolders();
+  std::ofstream(std::filesystem::path(kLogFile), std::ios::binary) << std::string(bytes, 'x');
+}
+
+TEST_F(TunnelLog, WritesOneLineWithItsTime) {
+  WriteLogLine("first — line");
+  const auto lines = LogLines();
+  ASSERT_EQ(lines.size(), 1u);
+  ASSERT_GT(lines[0].size(), 20u);
+  EXPECT_EQ(lines[0].substr(20), "first — line");
+  EXPECT_EQ(lines[0][4], '-');
+  EXPECT_EQ(lines[0][10], ' ');
+  EXPECT_EQ(lines[0][13], ':');
+  EXPECT_EQ(lines[0][19], ' ');
+}
+
+TEST_F(TunnelLog, KeepsALogOfExactlyFiveMebibytes) {
+  MakeLogOfSize(5'242'880);
+  WriteLogLine("appended");
+  EXPECT_GT(std::filesystem::file_size(kLogFile), 5'242'880u);
+  EXPECT_FALSE(std::filesystem::exists(kRotatedLogFile));
+}
+
+TEST_F(TunnelLog, RotatesALogOneByteLargerAtTheNextLine) {
+  MakeLogOfSize(5'242'881);
+  WriteLogLine("fresh");
+  EXPECT_EQ(std::filesystem::file_size(kRotatedLogFile), 5'242'881u);
+  EXPECT_EQ(LogLines().size(), 1u);
+}
+
+TEST_F(TunnelLog, KeepsOneRotatedGeneration) {
+  MakeLogOfSize(5'242'881);
+  WriteLogLine("first rotation");
+  MakeLogOfSize(5'300'000);
+  WriteLogLine("second rotation");
+  EXPECT_EQ(std::filesystem::file_size(kRotatedLogFile), 5'300'000u);
+}
+
+TEST_F(TunnelLog, RecreatesAMissingFolderAtTheNextLine) {
+  WriteLogLine("before");
+  std::filesystem::remove_all(kLogFolder);
+  WriteLogLine("after");
+  const auto lines = LogLines();
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].substr(20), "after");
+}
+
+TEST_F(TunnelLog, DropsTheLineWhenTheLogCannotBeOpened) {
+  CreateDataFolders();
+  std::filesystem::create_directories(kLogFile);
+  WriteLogLine("nowhere to go");
+  EXPECT_TRUE(std::filesystem::is_directory(kLogFile));
+}
+
+TEST_F(TunnelLog, TakesAnAbandonedMutexAsHeld) {
+  // The handle that is kept open here keeps the abandoned state from vanishing with the mutex.
+  const KernelHandle mutex(CreateMutexW(nullptr, FALSE, kLogMutexName));
+  std::thread([&] { WaitForSingleObject(mutex.Get(), INFINITE); }).join();
+  WriteLogLine("after the crash of a writer");
+  EXPECT_EQ(LogLines().size(), 1u);
+  // Released again: a second owner gets it at once.
+  EXPECT_EQ(WaitForSingleObject(mutex.Get(), 0), WAIT_OBJECT_0);
+  ReleaseMutex(mutex.Get());
+}
+
+TEST_F(TunnelLog, WaitsForAnotherWriter) {
+  const KernelHandle mutex(CreateMutexW(nullptr, TRUE, kLogMutexName));
+  const KernelHandle finished(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  std::thread writer([&] {
+    WriteLogLine("second");
+    SetEvent(finished.Get());
+  });
+  EXPECT_EQ(WaitForSingleObject(finished.Get(), 50), static_cast<DWORD>(WAIT_TIMEOUT));
+  EXPECT_FALSE(std::filesystem::exists(kLogFile));
+  ReleaseMutex(mutex.Get());
+  writer.join();
+  EXPECT_EQ(LogLines().size(), 1u);
+}
+
+TEST_F(TunnelLog, DoesNotMixTheLinesOfManyThreads) {
+  std::vector<std::thread> writers;
+  for (char name = 'a'; name < 'e'; ++name) {
+    writers.emplace_back([name] {
+      for (int i = 0; i < 50; ++i) WriteLogLine(std::string(200, name));
+    });
+  }
+  for (auto& writer : writers) writer.join();
+  const auto lines = LogLines();
+  EXPECT_EQ(lines.size(), 200u);
+  for (const auto& line : lines) {
+    const std::string message = line.substr(20);
+    EXPECT_EQ(message, std::string(200, message[0]));
+  }
+}
+
+TEST_F(TunnelLog, CanBeReadAndDeletedWhileItIsWritten) {
+  WriteLogLine("one");
+  const KernelHandle reader(CreateFileW(kLogFile, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                        nullptr, OPEN_EXISTING, 0, nullptr));
+  ASSERT_TRUE(reader);
+  WriteLogLine("two");
+  EXPECT_EQ(LogLines().size(), 2u);
+}
+
+TEST_F(TunnelLog, OpensASessionWithNoteBannerAndSupportLine) {
+  WriteSessionBanner("tunnel_service");
+  EXPECT_EQ(ReadWholeFile(kSupportNoteFile, kAnySize), SupportNoteText());
+  const auto lines = LogLines();
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0].substr(20), BannerLine("tunnel_service", OsVersionText(), GetCurrentProcessId()));
+  EXPECT_EQ(lines[1].substr(20), SupportLine());
+}
+
+TEST_F(TunnelLog, NeverRewritesAnExistingSupportNote) {
+  CreateDataFolders();
+  std::ofstream(std::filesystem::path(kSupportNoteFile), std::ios::binary) << "mine";
+  WriteSessionBanner("tunnel_service");
+  EXPECT_EQ(ReadWholeFile(kSupportNoteFile, kAnySize), "mine");
+}
+
+TEST(OsVersion, NamesMajorMinorAndBuild) {
+  const std::string text = OsVersionText();
+  EXPECT_TRUE(text.starts_with("Windows 10.0.")) << text;
+}
+
+}  // namespace
+}  // namespace moorlak
