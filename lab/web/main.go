@@ -5,12 +5,14 @@ package main
 
 import (
 	"fmt"
+	"net"
 	"os"
 )
 
 const usage = `usage:
   web serve [-addr HOST:PORT] [-portfile FILE]
   web fetch [-socks HOST:PORT] [-o FILE] [-post BYTES] [-timeout DURATION] URL
+  web freeport
 `
 
 func main() {
@@ -24,6 +26,8 @@ func main() {
 		err = serveCommand(os.Args[2:])
 	case "fetch":
 		err = fetchCommand(os.Args[2:])
+	case "freeport":
+		err = printFreePort()
 	default:
 		err = fmt.Errorf("unknown command %q\n%s", os.Args[1], usage)
 	}
@@ -31,4 +35,15 @@ func main() {
 		fmt.Fprintln(os.Stderr, err)
 		os.Exit(1)
 	}
+}
+
+// printFreePort names a loopback port that nobody held a moment ago.
+func printFreePort() error {
+	listener, err := net.Listen("tcp4", "127.0.0.1:0")
+	if err != nil {
+		return err
+	}
+	defer listener.Close()
+	fmt.Println(listener.Addr().(*net.TCPAddr).Port)
+	return nil
 }

@@ -3,10 +3,11 @@
 #include "proxy/xray_service.h"
 
 #include <filesystem>
+#include <functional>
 #include <gtest/gtest.h>
 
+#include "base/durable_file.h"
 #include "base/paths.h"
-#include "base/utf.h"
 #include "proxy/system_proxy.h"
 #include "unit/config/held_port.h"
 #include "unit/process/child_test_support.h"

@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# check_programs.sh BINARIES: the shipped programs need nothing beside Windows and carry its protections.
+source "$(dirname "$0")/common.sh"
+status=0
+for program in "$1/src/moorlak_service.exe" "$1/client/moorlakctl.exe"; do
+    dump=$(x86_64-w64-mingw32-objdump -p "$program")
+    # ASLR, DEP and high-entropy addresses (Microsoft Learn, "PE Format", DLL characteristics).
+    for flag in DYNAMIC_BASE NX_COMPAT HIGH_ENTROPY_VA; do
+        grep -q "$flag" <<<"$dump" || { say "${program##*/}: no $flag"; status=1; }
+    done
+    foreign=$(sed -n 's/.*DLL Name: //p' <<<"$dump" | tr '[:upper:]' '[:lower:]' |
+        grep -vE '^(advapi32|kernel32|msvcrt|wininet|ws2_32|user32|shell32|api-ms-win-.*)\.dll$' || true)
+    [ -z "$foreign" ] || { say "${program##*/} needs $foreign"; status=1; }
+    grep -q '^\.reloc' <<<"$(x86_64-w64-mingw32-objdump -h "$program" | awk '{print $2}')" ||
+        { say "${program##*/}: no relocations, so its address is not random"; status=1; }
+    x86_64-w64-mingw32-objdump -s -j .rsrc "$program" | grep -q 'V.S._.V.E.R' ||
+        { say "${program##*/}: no version resource"; status=1; }
+    say "${program##*/}: $(stat -c %s "$program") bytes"
+done
+exit "$status"

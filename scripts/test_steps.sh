@@ -1,0 +1,111 @@
+# Sourced by test.sh: the kinds of steps, and the counting.
+# shellcheck shell=bash
+
+passed=0
+failed=0
+RESULTS=$BUILD/results
+rm -rf "$RESULTS"
+mkdir -p "$RESULTS"
+
+# A build step that fails ends the run: nothing after it would mean anything.
+step() {
+    local title=$1 log
+    shift
+    log=$RESULTS/${title// /_}.log
+    say "== $title"
+    if ! "$@" >"$log" 2>&1; then
+        tail -n 60 "$log"
+        say "$passed passed, $((failed + 1)) failed"
+        exit 1
+    fi
+}
+
+build_preset() {
+    local preset=$1
+    shift
+    (cd "$ROOT" && cmake --preset "$preset" -B "$BUILD/$preset")
+    cmake --build "$BUILD/$preset" --target "$@"
+}
+
+# A check counts as one test.
+check() {
+    local title=$1 log
+    shift
+    log=$RESULTS/${title// /_}.log
+    if "$@" >"$log" 2>&1; then
+        passed=$((passed + 1))
+        say "ok    $title"
+    else
+        failed=$((failed + 1))
+        tail -n 60 "$log"
+        say "FAIL  $title"
+    fi
+}
+
+# count TITLE JSON LOG EXITCODE: adds up what GoogleTest reported. A program that ended without a report, or with an
+# error although no test failed, is one more failure.
+count() {
+    local title=$1 json=$2 log=$3 status=$4 tests=0 failures=0 ignored=0
+    if [ -s "$json" ]; then
+        read -r tests failures ignored < <(jq -r '
+            [.testsuites[].testsuite[]] as $t
+            | "\([$t[] | select(.result == "COMPLETED")] | length) \([$t[] | select(.failures)] | length) \([$t[] | select(.result == "SKIPPED")] | length)"' "$json")
+    fi
+    if [ "$status" -ne 0 ] && [ "$failures" -eq 0 ]; then failures=1 tests=$((tests + 1)); fi
+    [ "$tests" -gt 0 ] || { failures=1 tests=1; say "no test ran: $title"; }
+    passed=$((passed + tests - failures))
+    failed=$((failed + failures))
+    if [ "$failures" -eq 0 ]; then
+        say "ok    $title: $tests tests$([ "$ignored" -eq 0 ] || printf ', %s skipped' "$ignored")"
+    else
+        grep -vE '^\[ (RUN|      OK)|^\[---' "$log" | tail -n 120
+        say "FAIL  $title: $failures of $tests tests"
+    fi
+}
+
+native_suite() {
+    local title=$1 program=$BUILD/$2 name=native_${2##*/} status=0
+    "$program" --gtest_output="json:$RESULTS/$name.json" >"$RESULTS/$name.log" 2>&1 || status=$?
+    count "$title" "$RESULTS/$name.json" "$RESULTS/$name.log" "$status"
+}
+
+wine_suite() {
+    local title=$1 program=$BUILD/$2 name=wine_${2##*/} status=0 prefix
+    prefix=$BUILD/prefixes/$name
+    clone_prefix "$prefix"
+    WINEPREFIX=$prefix timeout 900 "$WINE" "$program" --gtest_output="json:Z:${RESULTS//\//\\}\\$name.json" \
+        >"$RESULTS/$name.log" 2>&1 || status=$?
+    end_prefix "$prefix"
+    rm -rf "$prefix"
+    count "$title" "$RESULTS/$name.json" "$RESULTS/$name.log" "$status"
+}
+
+# machine_suite TITLE SHARDS: each shard has a prefix and a loopback of its own.
+machine_suite() {
+    local title=$1 shards=$2 shard name status pids=()
+    for ((shard = 0; shard < shards; shard++)); do
+        name=machine_$shard
+        GTEST_TOTAL_SHARDS=$shards GTEST_SHARD_INDEX=$shard timeout 1200 "$ROOT/scripts/run_machine_tests.sh" \
+            "$BUILD/windows-release" "$BUILD/engine" "$BUILD/prefixes/$name" \
+            --gtest_output="json:Z:${RESULTS//\//\\}\\$name.json" >"$RESULTS/$name.log" 2>&1 &
+        pids+=($!)
+    done
+    for ((shard = 0; shard < shards; shard++)); do
+        name=machine_$shard
+        status=0
+        wait "${pids[$shard]}" || status=$?
+        rm -rf "$BUILD/prefixes/$name"
+        count "$title ($((shard + 1)) of $shards)" "$RESULTS/$name.json" "$RESULTS/$name.log" "$status"
+    done
+}
+
+# A short run with a fixed seed: enough to see that a target builds, starts and holds on what it has always held on.
+fuzz_smoke() {
+    check "fuzz $1, 50000 runs" "$BUILD/fuzz/tests/fuzz/$1" -seed=1 -runs=50000 -max_len=4096 \
+        -artifact_prefix="$RESULTS/"
+}
+
+finish() {
+    say "$passed passed, $failed failed"
+    [ "$failed" -eq 0 ]
+}
