@@ -41,6 +41,9 @@ wine_template() {
         mkdir -p "$template"
         WINEPREFIX=$template "$WINE" wineboot -i >/dev/null 2>&1
         WINEPREFIX=$template "$WINE" reg add 'HKCU\Software\Wine' /v Version /d win10 /f >/dev/null 2>&1
+        # Windows has this value from the start; a fresh prefix gets it with the first change of the system proxy.
+        WINEPREFIX=$template "$WINE" reg add 'HKCU\Software\Microsoft\Windows\CurrentVersion\Internet Settings' \
+            /v ProxyEnable /t REG_DWORD /d 0 /f >/dev/null 2>&1
         WINEPREFIX=$template "$WINESERVER" -w
         touch "$template/.complete"
     fi

@@ -73,7 +73,7 @@ if [ -z "$config" ]; then
 JSON
 fi
 
-before=$(proxy_settings)
+proxy_settings >"$work/proxy.before"
 wine sc create MoorlakTunnel "binPath=" "\"$folder\\moorlak_service.exe\"" >/dev/null
 wine sc start MoorlakTunnel >/dev/null
 wait_for 30 ctl ping || { say "the service did not answer"; exit 1; }
@@ -111,7 +111,8 @@ service_is_stopped() { wine sc query MoorlakTunnel | grep -q STOPPED; }
 wait_for 30 service_is_stopped || problems+=("the service did not stop")
 wine sc delete MoorlakTunnel >/dev/null
 
-[ "$(proxy_settings)" = "$before" ] || problems+=("the system proxy differs")
+proxy_settings >"$work/proxy.after"
+difference=$(diff "$work/proxy.before" "$work/proxy.after") || problems+=("the system proxy differs: $difference")
 [ ! -e "$prefix/drive_c/ProgramData/Moorlak/proxy_restore.v1" ] || problems+=("a restore file is left")
 [ -z "$(find "$prefix/drive_c" -path '*flutter_vless*' -name '*.json' 2>/dev/null)" ] || problems+=("a staged file is left")
 ! wine tasklist | grep -qi 'xray.exe' || problems+=("an engine still runs")
