@@ -60,12 +60,16 @@ bool XrayService::Start(const std::string& text) noexcept {
 
 void XrayService::Stop() noexcept {
   running = false;
+  // Without a session of our own the system proxy may be another instance's.
+  if (!sessionThread.joinable()) return;
   EndEngine(*this);
-  if (sessionThread.joinable()) sessionThread.join();
+  sessionThread.join();
   // The session publishes no engine once running is clear; should one stand here all the same, it must not stay.
   EndEngine(*this);
   RestoreSystemProxy();
   if (statsThread.joinable()) statsThread.join();
+  uplink = 0;
+  downlink = 0;
 }
 
 }  // namespace moorlak

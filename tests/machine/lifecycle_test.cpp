@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "machine/support/child.h"
+#include "machine/support/console.h"
 #include "machine/support/log_watch.h"
 #include "machine/support/pipe_client.h"
 #include "machine/support/service_control.h"
@@ -11,10 +12,6 @@ namespace moorlak::machine {
 namespace {
 
 constexpr DWORD kStopAndPreshutdown = SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_PRESHUTDOWN;
-
-std::wstring ServiceCommand(const std::wstring& arguments) {
-  return L"\"" + InstallFolder() + L"\\moorlak_service.exe\" " + arguments;
-}
 
 TEST(Lifecycle, RunsUnderTheServiceControlManagerAndStops) {
   const LogWatch log;
@@ -54,27 +51,6 @@ TEST(Lifecycle, ExitsWith1063WhenStartedByHand) {
   RunProgram(ServiceCommand(L""), exitCode);
   EXPECT_EQ(exitCode, static_cast<DWORD>(ERROR_FAILED_SERVICE_CONTROLLER_CONNECT));
   EXPECT_EQ(log.Count("StartServiceCtrlDispatcher failed: 1063"), 1u);
-}
-
-// A console whose Enter key is a pipe in the test's hand.
-struct Console {
-  KernelHandle keyboard;
-  Child program;
-};
-
-Console StartConsole(const std::wstring& arguments) {
-  Console console;
-  SECURITY_ATTRIBUTES inheritable{sizeof(inheritable), nullptr, TRUE};
-  KernelHandle input;
-  EXPECT_TRUE(CreatePipe(input.Out(), console.keyboard.Out(), &inheritable, 0));
-  SetHandleInformation(console.keyboard.Get(), HANDLE_FLAG_INHERIT, 0);
-  console.program = StartProgram(ServiceCommand(arguments), input.Get());
-  return console;
-}
-
-void PressEnter(const Console& console) {
-  DWORD written = 0;
-  EXPECT_TRUE(WriteFile(console.keyboard.Get(), "\n", 1, &written, nullptr));
 }
 
 class ConsoleMode : public testing::TestWithParam<const wchar_t*> {};

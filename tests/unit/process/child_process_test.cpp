@@ -58,8 +58,8 @@ TEST(ChildProcess, RunsAndTellsItsExitCode) {
   EXPECT_EQ(child.id, GetProcessId(child.process.Get()));
 }
 
-TEST(ChildProcess, IsStartedHiddenWithoutAConsoleWindow) {
-  EXPECT_EQ(OutputOf("startup"), "startup flags=257 show=0 window=no\n");
+TEST(ChildProcess, IsStartedHidden) {
+  EXPECT_EQ(OutputOf("startup"), "startup flags=257 show=0\n");
 }
 
 TEST(ChildProcess, RunsTheGivenApplicationWhateverTheCommandLineNames) {
@@ -162,6 +162,20 @@ TEST(ChildProcess, GetsNoStreamInsteadOfOneThatIsNotInheritable) {
   ChildOptions options;
   options.standardInput = input.Get();
   EXPECT_EQ(OutputOf("streams", options), "streams other pipe pipe\n");
+}
+
+TEST(ChildProcess, NeverSeesTheValueOfAHandleThatIsNotInheritable) {
+  // A value that is higher than those of a young process's own handles.
+  constexpr uintptr_t kHighValue = 4000;
+  std::vector<KernelHandle> events;
+  do {
+    events.emplace_back(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    ASSERT_TRUE(events.back());
+  } while (reinterpret_cast<uintptr_t>(events.back().Get()) < kHighValue);
+  ChildOptions options;
+  options.standardInput = events.back().Get();
+  EXPECT_NE(OutputOf("input-value", options),
+            std::to_string(reinterpret_cast<uintptr_t>(options.standardInput)) + "\n");
 }
 
 TEST(ChildProcess, EndsWithAllItStartedWhenItsRecordIsDestroyed) {

@@ -1,7 +1,7 @@
 // A child process for tests. It does what its arguments say, one after the other, and then exits with 0:
 //   out=TEXT err=TEXT   write the text to a stream; \n and \r in it are line breaks
 //   bytes=N             write N times "x" to standard output
-//   env=NAME cwd cmdline startup streams   tell one property on standard output
+//   env=NAME cwd cmdline startup streams input-value   tell one property on standard output
 //   echo                copy standard input to standard output
 //   set=VALUE           set the event whose handle has this value here, if there is one
 //   hold=NAME           take a named mutex and keep it until the process ends
@@ -68,8 +68,7 @@ void TellCurrentFolder() {
 void TellStartup() {
   STARTUPINFOW startup{};
   GetStartupInfoW(&startup);
-  Tell("startup flags=" + std::to_string(startup.dwFlags) + " show=" + std::to_string(startup.wShowWindow) +
-       " window=" + (GetConsoleWindow() != nullptr ? "yes" : "no"));
+  Tell("startup flags=" + std::to_string(startup.dwFlags) + " show=" + std::to_string(startup.wShowWindow));
 }
 
 void TellStreams() {
@@ -138,6 +137,7 @@ void Perform(const std::wstring& action) {
   if (verb == L"cmdline") Tell("cmdline=" + Narrow(GetCommandLineW()));
   if (verb == L"startup") TellStartup();
   if (verb == L"streams") TellStreams();
+  if (verb == L"input-value") Tell(std::to_string(reinterpret_cast<uintptr_t>(GetStdHandle(STD_INPUT_HANDLE))));
   if (verb == L"echo") Echo();
   if (verb == L"sleep") Sleep(INFINITE);
   if (verb == L"exit") ExitProcess(static_cast<UINT>(std::stoul(value)));

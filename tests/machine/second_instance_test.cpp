@@ -1,0 +1,47 @@
+// Two instances of the program on one machine: the second one leaves the first one's machine alone.
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include "machine/support/console.h"
+#include "machine/support/log_watch.h"
+#include "machine/support/pipe_client.h"
+#include "machine/support/service_control.h"
+#include "machine/support/wait.h"
+
+namespace moorlak::machine {
+namespace {
+
+constexpr char kConfig[] =
+    R"({"inbounds":[{"tag":"in_proxy","listen":"127.0.0.1","port":21807,"protocol":"socks"}],)"
+    R"("outbounds":[{"tag":"proxy","protocol":"freedom"}]})";
+
+std::wstring ProxyServer() {
+  wchar_t server[256] = L"";
+  DWORD size = sizeof(server);
+  RegGetValueW(HKEY_CURRENT_USER, L"Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings", L"ProxyServer",
+               RRF_RT_REG_SZ, nullptr, server, &size);
+  return server;
+}
+
+bool WaitForProxyServer(const wchar_t* server) {
+  return WaitUntil([server] { return ProxyServer() == server; });
+}
+
+TEST(SecondInstance, WaitsForThePipeAndLeavesTheSystemProxyOfTheFirstAloneWhenItEnds) {
+  StartTunnelService();
+  ASSERT_EQ(StartTunnel(true, kConfig), "OK");
+  ASSERT_TRUE(WaitForProxyServer(L"socks=localhost:21807"));
+  const LogWatch log;
+  Console second = StartConsole();
+  ASSERT_TRUE(log.WaitForMessageWith("CreateNamedPipe failed: "));
+  PressEnter(second);
+  ASSERT_TRUE(WaitForExit(second.program));
+  EXPECT_EQ(ProxyServer(), L"socks=localhost:21807");
+  EXPECT_TRUE(AskStatus().tunnelUp);
+  EXPECT_EQ(Ask(CommandCode::Stop), "OK");
+  EXPECT_TRUE(WaitForProxyServer(L""));
+}
+
+}  // namespace
+}  // namespace moorlak::machine
