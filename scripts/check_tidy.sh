@@ -13,7 +13,7 @@ tidy() {
     shift 2
     stamp=$stamps/$(printf '%s %s %s' "$common" "$database" "$(sha256sum "$file")" | sha256sum | cut -c1-32)
     [ -e "$stamp" ] && return 0
-    clang-tidy --quiet -p "$database" "$@" "$file" 2>"$stamp.err" || { cat "$stamp.err"; return 1; }
+    clang-tidy --quiet -p "$database" --extra-arg=-Wno-unknown-warning-option "$@" "$file" 2>"$stamp.err" || { cat "$stamp.err"; return 1; }
     rm -f "$stamp.err"
     touch "$stamp"
 }
@@ -30,5 +30,5 @@ status=0
 printf '%s\n' "$native" | xargs -P 2 -I{} bash -c 'tidy "$1" "$2"' _ "$BUILD/native-asan" {} || status=1
 printf '%s\n' "$windows" | xargs -P 2 -I{} bash -c 'tidy "$@"' _ "$BUILD/windows-debug" {} \
     --extra-arg=--target=x86_64-w64-windows-gnu "--extra-arg=-isystem$mingw_headers" \
-    "--extra-arg=-isystem$mingw_headers/x86_64-w64-mingw32" --extra-arg=-Wno-unknown-warning-option || status=1
+    "--extra-arg=-isystem$mingw_headers/x86_64-w64-mingw32" || status=1
 exit "$status"

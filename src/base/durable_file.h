@@ -1,11 +1,11 @@
 // Files that must survive a crash are written whole or not at all; files that are read back after one are small.
 #pragma once
 
+#include <windows.h>
+
 #include <optional>
 #include <string>
 #include <string_view>
-
-#include <windows.h>
 
 namespace moorlak {
 

@@ -9,7 +9,8 @@ namespace moorlak {
 namespace {
 
 int CheckedLength(size_t length) {
-  if (length > static_cast<size_t>(std::numeric_limits<int>::max())) throw std::length_error("text too long to convert");
+  if (length > static_cast<size_t>(std::numeric_limits<int>::max()))
+    throw std::length_error("text too long to convert");
   return static_cast<int>(length);
 }
 

@@ -1,14 +1,13 @@
 #include "ipc/caller_verification.h"
 
-#include <vector>
-
 #include <windows.h>
+#include <sddl.h>
+
+#include <vector>
 
 #include "base/log.h"
 #include "base/paths.h"
 #include "ipc/install_folder.h"
-
-#include <sddl.h>
 
 namespace moorlak {
 namespace {

@@ -1,10 +1,10 @@
 // Who is calling: only programs that lie in the service's own folder may send commands.
 #pragma once
 
+#include <windows.h>
+
 #include <cstdint>
 #include <string>
-
-#include <windows.h>
 
 #include "base/handle.h"
 

@@ -1,13 +1,13 @@
 // A bound for FlushFileBuffers, which waits on a pipe until the reader has taken everything, for ever if need be.
 #pragma once
 
+#include <windows.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
 #include <thread>
-
-#include <windows.h>
 
 namespace moorlak {
 

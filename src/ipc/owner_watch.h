@@ -2,11 +2,11 @@
 // UI app never leaves the machine's traffic in a tunnel that nobody controls.
 #pragma once
 
+#include <windows.h>
+
 #include <atomic>
 #include <cstdint>
 #include <string>
-
-#include <windows.h>
 
 namespace moorlak {
 

@@ -1,11 +1,12 @@
 #include "ipc/pipe_server.h"
 
+#include <windows.h>
+#include <sddl.h>
+
 #include <exception>
 #include <mutex>
 #include <string>
 #include <thread>
-
-#include <windows.h>
 
 #include "base/handle.h"
 #include "base/log.h"
@@ -20,8 +21,6 @@
 #include "ipc/wire_format.h"
 #include "process/cancellable_wait.h"
 #include "tunnel/tunnel_controller.h"
-
-#include <sddl.h>
 
 namespace moorlak {
 namespace {

@@ -1,12 +1,12 @@
 // Moves bytes over an overlapped pipe handle within a time limit, so that no peer can hold the thread that serves it.
 #pragma once
 
+#include <windows.h>
+
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
-
-#include <windows.h>
 
 namespace moorlak {
 

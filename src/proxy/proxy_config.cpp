@@ -122,7 +122,9 @@ ApiEndpoint DetectApiEndpoint(std::string_view text, std::string_view defaultAdd
 bool IsSafeApiAddress(std::string_view address) {
   constexpr size_t kLongestHost = 253;
   const size_t colon = address.rfind(':');
-  if (colon == kNotFound || colon > kLongestHost) return false;
+  // A missing colon is farther than any.
+  static_assert(kNotFound > kLongestHost);
+  if (colon > kLongestHost) return false;
   return IsSafeHost(address.substr(0, colon)) && ParseDecimal(address.substr(colon + 1), kLargestPort).value_or(0) != 0;
 }
 

@@ -1,7 +1,6 @@
 #include "service/tunnel_log.h"
 
 #include <windows.h>
-
 #include <aclapi.h>
 #include <sddl.h>
 

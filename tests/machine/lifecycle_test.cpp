@@ -59,8 +59,7 @@ TEST_P(ConsoleMode, ServesUntilEnterWhateverTheCaseOfItsArgument) {
   const LogWatch log;
   Console console = StartConsole(GetParam());
   EXPECT_EQ(Ask(CommandCode::Ping), "OK");
-  EXPECT_EQ(Output(console.program),
-            "Moorlak tunnel service (console mode)\r\nPress Enter to stop...\r\n");
+  EXPECT_EQ(Output(console.program), "Moorlak tunnel service (console mode)\r\nPress Enter to stop...\r\n");
   PressEnter(console);
   EXPECT_TRUE(WaitForExit(console.program));
   EXPECT_EQ(ExitCode(console.program), 0u);

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "machine/support/raw_caller.h"
 #include "machine/support/service_control.h"
 
 namespace {
@@ -12,6 +13,9 @@ class ServiceStopper : public testing::EmptyTestEventListener {
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
+  if (moorlak::machine::IsCaller(argumentCount, arguments)) {
+    return moorlak::machine::RunCaller(argumentCount, arguments);
+  }
   testing::InitGoogleTest(&argumentCount, arguments);
   testing::UnitTest::GetInstance()->listeners().Append(new ServiceStopper);
   return RUN_ALL_TESTS();

@@ -1,7 +1,7 @@
 // Two instances of the program on one machine: the second one leaves the first one's machine alone.
-#include <windows.h>
-
 #include <gtest/gtest.h>
+
+#include <windows.h>
 
 #include "machine/support/console.h"
 #include "machine/support/log_watch.h"
@@ -12,9 +12,8 @@
 namespace moorlak::machine {
 namespace {
 
-constexpr char kConfig[] =
-    R"({"inbounds":[{"tag":"in_proxy","listen":"127.0.0.1","port":21807,"protocol":"socks"}],)"
-    R"("outbounds":[{"tag":"proxy","protocol":"freedom"}]})";
+constexpr char kConfig[] = R"({"inbounds":[{"tag":"in_proxy","listen":"127.0.0.1","port":21807,"protocol":"socks"}],)"
+                           R"("outbounds":[{"tag":"proxy","protocol":"freedom"}]})";
 
 std::wstring ProxyServer() {
   wchar_t server[256] = L"";

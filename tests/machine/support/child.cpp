@@ -1,9 +1,8 @@
 #include "machine/support/child.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <filesystem>
+#include <gtest/gtest.h>
 
 #include "base/durable_file.h"
 

@@ -1,8 +1,7 @@
 #include "machine/support/service_control.h"
 
-#include <psapi.h>
-
 #include <gtest/gtest.h>
+#include <psapi.h>
 
 #include "base/handle.h"
 #include "base/paths.h"
@@ -52,7 +51,7 @@ void InstallService() {
   ASSERT_TRUE(created || error == ERROR_SERVICE_EXISTS) << error;
 }
 
-void StartTunnelService() {
+void LaunchTunnelService() {
   InstallService();
   const ScmHandle service = OpenTunnelService();
   ASSERT_TRUE(service) << GetLastError();
@@ -60,6 +59,10 @@ void StartTunnelService() {
   const DWORD error = GetLastError();
   ASSERT_TRUE(started || error == ERROR_SERVICE_ALREADY_RUNNING) << error;
   ASSERT_TRUE(WaitForServiceState(SERVICE_RUNNING));
+}
+
+void StartTunnelService() {
+  ASSERT_NO_FATAL_FAILURE(LaunchTunnelService());
   ASSERT_EQ(Ask(CommandCode::Ping), "OK");
 }
 

@@ -1,9 +1,9 @@
 // The shipped service under the real service control manager.
 #pragma once
 
-#include <windows.h>
-
 #include <string>
+
+#include <windows.h>
 
 namespace moorlak::machine {
 
@@ -13,7 +13,10 @@ std::wstring InstallFolder();
 // Creates the service entry if it is missing (own process, started by hand, LocalSystem).
 void InstallService();
 
-// Starts the service and waits until it runs and answers on its pipe.
+// Starts the service and waits until it runs; its pipe may belong to somebody else.
+void LaunchTunnelService();
+
+// The same, and waits until it answers on its pipe.
 void StartTunnelService();
 
 // Sends a stop control and waits for "stopped" and for the end of the process. Nothing happens when it is not running.

@@ -1,11 +1,10 @@
 #include "base/durable_file.h"
 
-#include <windows.h>
-
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
+
+#include <windows.h>
 
 #include "base/handle.h"
 

@@ -1,10 +1,10 @@
 // Both ends of a private named pipe inside the test process.
 #pragma once
 
+#include <windows.h>
+
 #include <gtest/gtest.h>
 #include <string>
-
-#include <windows.h>
 
 #include "base/handle.h"
 

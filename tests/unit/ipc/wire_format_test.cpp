@@ -77,7 +77,7 @@ TEST(WireFormat, StartPayloadsSurviveTheRoundTrip) {
   }
 }
 
-TEST(WireFormat, StatusWhileIdleReadsAsSpecified) {
+TEST(WireFormat, StatusWhileIdlePrintsZeros) {
   EXPECT_EQ(FormatStatusReply({}), "OK running=0 tunnel=0 up=0 down=0");
 }
 

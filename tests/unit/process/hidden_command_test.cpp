@@ -1,10 +1,10 @@
 #include "process/hidden_command.h"
 
+#include <windows.h>
+
 #include <gtest/gtest.h>
 #include <thread>
 #include <vector>
-
-#include <windows.h>
 
 #include "base/utf.h"
 #include "unit/process/child_test_support.h"

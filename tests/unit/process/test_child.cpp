@@ -11,12 +11,12 @@
 //   sleep exit=N
 // Started like an engine it takes its actions from a file, one a line: the one behind "-config", or "actions.txt" in
 // the current folder behind "-device".
+#include <windows.h>
+#include <shellapi.h>
+
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <windows.h>
-#include <shellapi.h>
 
 namespace {
 
@@ -69,6 +69,13 @@ void TellStartup() {
   STARTUPINFOW startup{};
   GetStartupInfoW(&startup);
   Tell("startup flags=" + std::to_string(startup.dwFlags) + " show=" + std::to_string(startup.wShowWindow));
+}
+
+// What the parent passed: the system may put another handle in the place of an unusable one.
+void TellInputValue() {
+  STARTUPINFOW startup{};
+  GetStartupInfoW(&startup);
+  Tell(std::to_string(reinterpret_cast<uintptr_t>(startup.hStdInput)));
 }
 
 void TellStreams() {
@@ -137,7 +144,7 @@ void Perform(const std::wstring& action) {
   if (verb == L"cmdline") Tell("cmdline=" + Narrow(GetCommandLineW()));
   if (verb == L"startup") TellStartup();
   if (verb == L"streams") TellStreams();
-  if (verb == L"input-value") Tell(std::to_string(reinterpret_cast<uintptr_t>(GetStdHandle(STD_INPUT_HANDLE))));
+  if (verb == L"input-value") TellInputValue();
   if (verb == L"echo") Echo();
   if (verb == L"sleep") Sleep(INFINITE);
   if (verb == L"exit") ExitProcess(static_cast<UINT>(std::stoul(value)));

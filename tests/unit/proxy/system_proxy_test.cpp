@@ -1,12 +1,13 @@
 #include "proxy/system_proxy.h"
 
+#include <windows.h>
+
 #include <filesystem>
 #include <gtest/gtest.h>
 
-#include <windows.h>
-
 #include "base/durable_file.h"
 #include "base/paths.h"
+#include "unit/base/flat_folder.h"
 #include "unit/base/foreign_owner.h"
 #include "unit/proxy/proxy_registry.h"
 
@@ -16,9 +17,9 @@ namespace {
 struct SystemProxy : testing::Test {
   void SetUp() override {
     CreateDataFolders();
-    std::filesystem::remove_all(kProxyRestoreFile);
+    RemoveFlatFolder(kProxyRestoreFile);
   }
-  void TearDown() override { std::filesystem::remove_all(kProxyRestoreFile); }
+  void TearDown() override { RemoveFlatFolder(kProxyRestoreFile); }
 
   ProxyRegistryGuard registry;
 };

@@ -9,6 +9,7 @@
 #include "base/durable_file.h"
 #include "base/paths.h"
 #include "proxy/system_proxy.h"
+#include "unit/base/flat_folder.h"
 #include "unit/config/held_port.h"
 #include "unit/process/child_test_support.h"
 #include "unit/proxy/proxy_registry.h"
@@ -44,13 +45,13 @@ size_t StagedFileCount() {
 struct XrayServiceTest : testing::Test {
   void SetUp() override {
     CreateDataFolders();
-    std::filesystem::remove_all(kProxyRestoreFile);
-    std::filesystem::remove_all(StagingFolderPath());
+    DeleteFileW(kProxyRestoreFile);
+    RemoveFlatFolder(StagingFolderPath().wstring());
     before = ReadInternetSettings();
   }
   void TearDown() override {
     service.Stop();
-    std::filesystem::remove_all(StagingFolderPath());
+    RemoveFlatFolder(StagingFolderPath().wstring());
     EXPECT_EQ(ReadInternetSettings(), before);
   }
 

@@ -1,13 +1,12 @@
 #include "service/tunnel_log.h"
 
-#include <windows.h>
-
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <thread>
 #include <vector>
+
+#include <windows.h>
 
 #include "base/durable_file.h"
 #include "base/handle.h"

@@ -1,7 +1,6 @@
 #include "tunnel/tunnel_controller.h"
 
 #include <gtest/gtest.h>
-
 #include <memory>
 
 namespace moorlak {

@@ -1,0 +1,176 @@
+// The control pipe: what it answers, what it refuses, and how long a bad client can hold it.
+#include <gtest/gtest.h>
+#include <string>
+#include <thread>
+
+#include "machine/support/log_watch.h"
+#include "machine/support/pipe_client.h"
+#include "machine/support/running_service.h"
+#include "machine/support/service_control.h"
+#include "machine/support/wait.h"
+
+namespace moorlak::machine {
+namespace {
+
+constexpr uint32_t kUnknownCode = 77;
+
+class ControlPipe : public RunningService {
+ protected:
+  // Whatever was done to it, the service is the same process and serves the next client.
+  void TearDown() override {
+    EXPECT_EQ(Ask(CommandCode::Ping), "OK");
+    EXPECT_EQ(ServiceProcessId(), processId);
+  }
+
+  const LogWatch log;
+  const DWORD processId = ServiceProcessId();
+};
+
+// Everything before the payload, with a length that need not be the payload's.
+std::string Header(uint32_t code, uint32_t length) {
+  return RawRequest(code, length, {});
+}
+
+std::optional<std::string> AskRaw(const std::string& request) {
+  const KernelHandle pipe = ConnectPipe();
+  if (!SendBytes(pipe.Get(), request)) return std::nullopt;
+  return ReadReply(pipe.Get());
+}
+
+std::string ReceivedLine(uint32_t code) {
+  return "IPC server command " + std::to_string(code) + " received";
+}
+
+TEST_F(ControlPipe, AcceptsAPayloadOfExactly16777216Bytes) {
+  EXPECT_EQ(Ask(CommandCode::Ping, std::string(16'777'216, 'x')), "OK");
+}
+
+TEST_F(ControlPipe, ClosesTheConnectionOnAPayloadLengthOf16777217) {
+  const KernelHandle pipe = ConnectPipe();
+  ASSERT_TRUE(SendBytes(pipe.Get(), Header(1, 16'777'217)));
+  EXPECT_TRUE(ReadsEndOfPipe(pipe.Get()));
+  EXPECT_EQ(log.Count("IPC ping"), 0u);
+}
+
+TEST_F(ControlPipe, TheGreatestLengthGetsNoReplyWhateverFollowsIt) {
+  EXPECT_EQ(AskRaw(RawRequest(1, 0xFFFFFFFF, std::string(300'000, 'x'))), std::nullopt);
+  EXPECT_EQ(log.Count("IPC ping"), 0u);
+}
+
+TEST_F(ControlPipe, LogsEveryCommandAsReceivedButStatus) {
+  for (const uint32_t code : {1u, 2u, 3u, 4u, kUnknownCode}) EXPECT_TRUE(AskRaw(Header(code, 0)));
+  for (const uint32_t code : {1u, 2u, 3u, kUnknownCode}) EXPECT_EQ(log.Count(ReceivedLine(code)), 1u) << code;
+  EXPECT_EQ(log.Count(ReceivedLine(4)), 0u);
+}
+
+TEST_F(ControlPipe, AStatusRequestLeavesNoLogLineAtAll) {
+  EXPECT_EQ(Ask(CommandCode::Status), "OK running=0 tunnel=0 up=0 down=0");
+  EXPECT_TRUE(log.Messages().empty());
+}
+
+TEST_F(ControlPipe, AnswersStatusWhileIdleWithZeros) {
+  EXPECT_EQ(Ask(CommandCode::Status), "OK running=0 tunnel=0 up=0 down=0");
+}
+
+TEST_F(ControlPipe, AnswersStopWithOkWhenNothingRuns) {
+  EXPECT_EQ(Ask(CommandCode::Stop), "OK");
+  EXPECT_EQ(log.Count("IPC stop"), 1u);
+}
+
+TEST_F(ControlPipe, AnswersAnUnknownCommand) {
+  for (const uint32_t code : {0u, 5u, kUnknownCode, 0xFFFFFFFFu}) {
+    EXPECT_EQ(AskRaw(RawRequest(code, 3, "abc")), "ERR:Unknown command.") << code;
+  }
+}
+
+TEST_F(ControlPipe, IgnoresThePayloadOfCommandsThatTakeNone) {
+  EXPECT_EQ(Ask(CommandCode::Ping, "1\n{}"), "OK");
+  EXPECT_EQ(Ask(CommandCode::Stop, "1\n{}"), "OK");
+  EXPECT_EQ(Ask(CommandCode::Status, "1\n{}"), "OK running=0 tunnel=0 up=0 down=0");
+}
+
+TEST_F(ControlPipe, DropsASilentClientAfter1500Ms) {
+  const auto begin = std::chrono::steady_clock::now();
+  const KernelHandle pipe = ConnectPipe();
+  EXPECT_TRUE(ReadsEndOfPipe(pipe.Get()));
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1400));
+  EXPECT_EQ(log.Count("IPC: ReadExact timed out after 1500ms"), 1u);
+}
+
+TEST_F(ControlPipe, BytesThatDripInDoNotExtendTheTimeForTheCommandCode) {
+  const KernelHandle pipe = ConnectPipe();
+  // Each byte comes in less than 1500 ms after the one before, the last one only long after the first 1500 ms.
+  for (const char byte : EncodeRequest(CommandCode::Ping, {}).substr(0, sizeof(WireNumber))) {
+    if (!SendBytes(pipe.Get(), std::string(1, byte))) break;
+    Sleep(900);
+  }
+  EXPECT_TRUE(ReadsEndOfPipe(pipe.Get()));
+  EXPECT_EQ(log.Count("IPC: ReadExact timed out after 1500ms"), 1u);
+  EXPECT_EQ(log.Count(ReceivedLine(1)), 0u);
+}
+
+TEST_F(ControlPipe, DropsAClientThatGoesSilentBeforeItsPayloadLength) {
+  const KernelHandle pipe = ConnectPipe();
+  ASSERT_TRUE(SendBytes(pipe.Get(), Header(1, 0).substr(0, 6)));
+  EXPECT_TRUE(ReadsEndOfPipe(pipe.Get()));
+  EXPECT_EQ(log.Count("IPC: ReadExact timed out after 8000ms"), 1u);
+}
+
+TEST_F(ControlPipe, DropsAClientThatGoesSilentWithinItsPayload) {
+  const KernelHandle pipe = ConnectPipe();
+  ASSERT_TRUE(SendBytes(pipe.Get(), RawRequest(2, 10, "1\n{")));
+  EXPECT_TRUE(ReadsEndOfPipe(pipe.Get()));
+  EXPECT_EQ(log.Count("IPC: ReadExact timed out after 8000ms"), 1u);
+  EXPECT_EQ(log.Count("IPC start (payload bytes=10)"), 0u);
+}
+
+TEST_F(ControlPipe, AClientThatLeavesEarlyCostsNoTimeOut) {
+  const std::string request = RawRequest(1, 8, "12345678");
+  for (size_t sent = 0; sent <= request.size(); ++sent) {
+    const KernelHandle pipe = ConnectPipe();
+    ASSERT_TRUE(pipe);
+    EXPECT_TRUE(SendBytes(pipe.Get(), request.substr(0, sent)));
+  }
+  EXPECT_EQ(Ask(CommandCode::Ping), "OK");
+  for (const auto& message : log.Messages()) EXPECT_EQ(message.find("timed out"), std::string::npos) << message;
+}
+
+TEST_F(ControlPipe, AClientThatNeverReadsItsReplyDoesNotHoldTheService) {
+  const KernelHandle pipe = ConnectPipe();
+  ASSERT_TRUE(SendBytes(pipe.Get(), EncodeRequest(CommandCode::Ping, {})));
+  ASSERT_TRUE(log.WaitForMessage("IPC ping"));
+  // The first client keeps its end open the whole time.
+  EXPECT_EQ(Ask(CommandCode::Ping), "OK");
+  EXPECT_EQ(log.Count("IPC ping"), 2u);
+}
+
+TEST_F(ControlPipe, AClientThatReadsLateButInTimeLosesNothing) {
+  const KernelHandle pipe = ConnectPipe();
+  ASSERT_TRUE(SendBytes(pipe.Get(), Header(kUnknownCode, 0)));
+  ASSERT_TRUE(log.WaitForMessage(ReceivedLine(kUnknownCode)));
+  Sleep(3000);
+  EXPECT_EQ(ReadReply(pipe.Get()), "ERR:Unknown command.");
+  EXPECT_TRUE(ReadsEndOfPipe(pipe.Get()));
+}
+
+TEST_F(ControlPipe, ARequestInSinglesBytesIsServedLikeOneInOnePiece) {
+  const KernelHandle pipe = ConnectPipe();
+  for (const char byte : RawRequest(2, 3, "0\nx")) ASSERT_TRUE(SendBytes(pipe.Get(), std::string(1, byte)));
+  EXPECT_EQ(ReadReply(pipe.Get()), "ERR:Invalid VPN configuration. The server config could not be parsed.");
+}
+
+TEST_F(ControlPipe, BytesBehindThePayloadAreThrownAway) {
+  EXPECT_EQ(AskRaw(RawRequest(1, 2, "ab" + EncodeRequest(CommandCode::Stop, {}))), "OK");
+  EXPECT_EQ(Ask(CommandCode::Ping), "OK");
+  EXPECT_EQ(log.Count("IPC stop"), 0u);
+}
+
+TEST_F(ControlPipe, DisconnectsAfterTheReply) {
+  const KernelHandle pipe = ConnectPipe();
+  ASSERT_TRUE(SendBytes(pipe.Get(), EncodeRequest(CommandCode::Ping, {})));
+  EXPECT_EQ(ReadReply(pipe.Get()), "OK");
+  EXPECT_TRUE(ReadsEndOfPipe(pipe.Get()));
+}
+
+}  // namespace
+}  // namespace moorlak::machine

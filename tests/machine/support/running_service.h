@@ -1,0 +1,18 @@
+// For tests that begin with a running service.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include "machine/support/service_control.h"
+
+namespace moorlak::machine {
+
+// Members of a derived fixture, a LogWatch for one, are made after the service has come up.
+class RunningService : public testing::Test {
+ protected:
+  RunningService() { StartTunnelService(); }
+};
+
+}  // namespace moorlak::machine
