@@ -1,7 +1,5 @@
 #include "ipc/owner_watch.h"
 
-#include <chrono>
-#include <condition_variable>
 #include <mutex>
 #include <optional>
 
@@ -13,18 +11,20 @@
 namespace moorlak {
 namespace {
 
-constexpr std::chrono::milliseconds kPollInterval{1000};
+constexpr DWORD kPollIntervalMs = 1000;
+constexpr char kOrphanedLine[] = "UI process exited while tunnel up — stopping orphaned tunnel";
 
 struct OwnerRecord {
-  // The owner lock; it guards every field. The controller is never called with it held.
+  // The owner lock; it guards every field but the event. The controller is never called with it held.
   std::mutex lock;
-  std::condition_variable ended;
+  // Manual-reset; set once, when the watch is to end. A wait for it counts on the monotonic clock, which a condition
+  // variable of this toolchain does not.
+  const KernelHandle ended{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
   KernelHandle process;
   std::wstring imagePath;
   uint64_t startNumber = 0;
   // Counts the owners recorded so far.
   uint64_t generation = 0;
-  bool ending = false;
 };
 
 // What remains of an owner that has gone.
@@ -44,7 +44,8 @@ void ClearLocked(OwnerRecord& owner) {
   owner.imagePath.clear();
 }
 
-std::optional<ExitedOwner> TakeExitedLocked(OwnerRecord& owner) {
+std::optional<ExitedOwner> TakeExited(OwnerRecord& owner) {
+  const std::lock_guard guard(owner.lock);
   if (!owner.process || WaitForSingleObject(owner.process.Get(), 0) != WAIT_OBJECT_0) return std::nullopt;
   ClearLocked(owner);
   return ExitedOwner{owner.startNumber, owner.generation};
@@ -53,16 +54,6 @@ std::optional<ExitedOwner> TakeExitedLocked(OwnerRecord& owner) {
 bool IsLastOwner(OwnerRecord& owner, uint64_t generation) {
   const std::lock_guard guard(owner.lock);
   return owner.generation == generation;
-}
-
-void StopOrphanedTunnel(const ExitedOwner& exited) {
-  // An owner recorded since has taken the tunnel over. A start that is accepted but not recorded yet shows in the
-  // controller's number.
-  if (!IsLastOwner(Owner(), exited.generation)) return;
-  TunnelController& controller = TunnelController::Instance();
-  if (!controller.IsRunning() || controller.startNumber != exited.startNumber) return;
-  WriteLogLine("UI process exited while tunnel up — stopping orphaned tunnel");
-  controller.StopIfCurrent(exited.startNumber);
 }
 
 }  // namespace
@@ -89,23 +80,18 @@ void ForgetOwner() {
 
 void RunOwnerWatch(const std::atomic<bool>& stopFlag) {
   OwnerRecord& owner = Owner();
-  std::unique_lock guard(owner.lock);
-  while (!stopFlag && !owner.ended.wait_for(guard, kPollInterval, [&] { return owner.ending; })) {
-    const auto exited = TakeExitedLocked(owner);
-    if (!exited) continue;
-    guard.unlock();
-    StopOrphanedTunnel(*exited);
-    guard.lock();
+  while (!stopFlag && WaitForSingleObject(owner.ended.Get(), kPollIntervalMs) == WAIT_TIMEOUT) {
+    const auto exited = TakeExited(owner);
+    // An owner recorded since has taken the tunnel over. A start that is accepted but not recorded yet shows in the
+    // controller's number.
+    if (exited && IsLastOwner(owner, exited->generation)) {
+      TunnelController::Instance().StopIfCurrent(exited->startNumber, kOrphanedLine);
+    }
   }
 }
 
 void EndOwnerWatch() {
-  OwnerRecord& owner = Owner();
-  {
-    const std::lock_guard guard(owner.lock);
-    owner.ending = true;
-  }
-  owner.ended.notify_all();
+  SetEvent(Owner().ended.Get());
 }
 
 }  // namespace moorlak

@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "base/log.h"
 #include "base/standard_error.h"
 
 namespace moorlak {
@@ -75,9 +76,10 @@ void TunnelController::Stop() noexcept {
   StopEngineLocked(*this);
 }
 
-bool TunnelController::StopIfCurrent(uint64_t number) noexcept {
+bool TunnelController::StopIfCurrent(uint64_t number, std::string_view reason) noexcept {
   const std::lock_guard guard(lock);
   if (!running || startNumber != number) return false;
+  WriteLogLine(reason);
   running = false;
   StopEngineLocked(*this);
   return true;

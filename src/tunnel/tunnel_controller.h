@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "proxy/xray_service.h"
 
@@ -31,8 +32,9 @@ struct TunnelController {
   // status only.
   bool Start(const std::string& configText, bool useProxyMode, std::string& error);
   void Stop() noexcept;
-  // Stops the tunnel if the accepted start of that number is still the current one and running. Returns whether it was.
-  bool StopIfCurrent(uint64_t number) noexcept;
+  // Stops the tunnel if the accepted start of that number is still the current one and running, after writing the
+  // reason to the tunnel log. Returns whether it was.
+  bool StopIfCurrent(uint64_t number, std::string_view reason) noexcept;
   // Refuses every later start. Called before the final stop.
   void BeginClosing() noexcept;
   // The last release of what the engines hold, after the final stop.

@@ -27,7 +27,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr size_t kThreads = 2;
 // What a service at rest may differ by: one connection that is just being set up or torn down.
-constexpr DWORD kHandleRoom = 4;
+constexpr size_t kHandleRoom = 4;
 constexpr size_t kPrivateBytesRoom = 1u << 20;
 
 struct Numbers {
@@ -127,7 +127,7 @@ ProcessUse UseAtRest() {
 }
 
 void PrintUse(const char* when, const ProcessUse& use) {
-  std::printf("%s: %lu handles, %zu KiB private\n", when, use.handles, use.privateBytes / 1024);
+  std::printf("%s: %zu handles, %zu KiB private\n", when, use.handles, use.privateBytes / 1024);
 }
 
 class HostileClients : public RunningService {};

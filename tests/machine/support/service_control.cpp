@@ -5,6 +5,7 @@
 
 #include "base/handle.h"
 #include "base/paths.h"
+#include "machine/support/handle_count.h"
 #include "machine/support/pipe_client.h"
 #include "machine/support/wait.h"
 #include "service/process_host.h"
@@ -111,10 +112,12 @@ void KillTunnelService() {
 ProcessUse ServiceUse() {
   ProcessUse use;
   const KernelHandle process = OpenServiceProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ);
-  EXPECT_TRUE(GetProcessHandleCount(process.Get(), &use.handles)) << GetLastError();
-  PROCESS_MEMORY_COUNTERS_EX memory{};
-  EXPECT_TRUE(GetProcessMemoryInfo(process.Get(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory), sizeof(memory)));
-  use.privateBytes = memory.PrivateUsage;
+  use.handles = CountHandles(ServiceProcessId());
+  PROCESS_MEMORY_COUNTERS memory{};
+  EXPECT_TRUE(GetProcessMemoryInfo(process.Get(), &memory, sizeof(memory))) << GetLastError();
+  use.privateBytes = memory.PagefileUsage;
+  EXPECT_GT(use.handles, 0u);
+  EXPECT_GT(use.privateBytes, 0u);
   return use;
 }
 

@@ -34,7 +34,8 @@ DWORD ServiceProcessId();
 void KillTunnelService();
 
 struct ProcessUse {
-  DWORD handles = 0;
+  size_t handles = 0;
+  // Memory that belongs to the process alone; under Wine only as far as it is resident or swapped out.
   size_t privateBytes = 0;
 };
 // Of the running service.

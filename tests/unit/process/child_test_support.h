@@ -1,11 +1,11 @@
 // Shared by the tests that start children: the test child, names, captured standard error, the tunnel log.
 #pragma once
 
+#include <windows.h>
+
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <windows.h>
 
 #include "base/handle.h"
 

@@ -20,9 +20,10 @@ TEST(ServiceControls, TreatPreshutdownExactlyLikeStop) {
 }
 
 TEST(ServiceControls, IgnoreEveryOtherControl) {
-  for (const DWORD control : {SERVICE_CONTROL_PAUSE, SERVICE_CONTROL_CONTINUE, SERVICE_CONTROL_INTERROGATE,
-                              SERVICE_CONTROL_SHUTDOWN, SERVICE_CONTROL_PARAMCHANGE, 200}) {
-    EXPECT_FALSE(BeginsStop(static_cast<DWORD>(control))) << control;
+  constexpr DWORD kOwnControl = 200;
+  for (const DWORD control : {DWORD{SERVICE_CONTROL_PAUSE}, DWORD{SERVICE_CONTROL_CONTINUE},
+                              DWORD{SERVICE_CONTROL_INTERROGATE}, DWORD{SERVICE_CONTROL_SHUTDOWN}, kOwnControl}) {
+    EXPECT_FALSE(BeginsStop(control)) << control;
   }
 }
 

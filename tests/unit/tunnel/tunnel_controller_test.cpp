@@ -66,7 +66,7 @@ TEST_F(Controller, IsIdleAtFirstAndStopsSafely) {
   EXPECT_EQ(up, 0);
   EXPECT_EQ(down, 0);
   EXPECT_FALSE(controller->IsTunnelUp());
-  EXPECT_FALSE(controller->StopIfCurrent(0));
+  EXPECT_FALSE(controller->StopIfCurrent(0, "never written"));
 }
 
 }  // namespace
