@@ -86,4 +86,7 @@ install_product() {
         rm -f "$folder/$program/$program.exe"
         cp "$engine/$program.exe" "$folder/$program/"
     done
+    # Stand-in DLLs wait in a folder of their own until a test lays one beside the service.
+    rm -rf "$folder/lab"
+    [ ! -d "$binaries/tests/machine/lab" ] || cp -r "$binaries/tests/machine/lab" "$folder/lab"
 }

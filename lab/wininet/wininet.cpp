@@ -12,11 +12,11 @@
 // Calls (text, a line for each call).
 #include <windows.h>
 
-#include <iterator>
 #include <string>
 
-// Declares the functions as defined here instead of imported.
-#define _WINX32_
+// The functions are defined here, not imported.
+#undef DECLSPEC_IMPORT
+#define DECLSPEC_IMPORT
 #include <wininet.h>
 
 namespace {

@@ -1,6 +1,7 @@
 #include "base/trust.h"
 
 #include <aclapi.h>
+#include <sddl.h>
 
 #include <vector>
 
@@ -9,15 +10,14 @@
 namespace moorlak {
 namespace {
 
+std::wstring SidText(PSID sid) {
+  LocalMemory<LPWSTR> text;
+  return IsValidSid(sid) && ConvertSidToStringSidW(sid, text.Out()) ? text.Get() : std::wstring();
+}
+
 bool IsOwnUser(PSID sid) {
-  KernelHandle token;
-  if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.Out())) return false;
-  DWORD size = 0;
-  GetTokenInformation(token.Get(), TokenUser, nullptr, 0, &size);
-  if (size < sizeof(TOKEN_USER)) return false;
-  std::vector<TOKEN_USER> user(size / sizeof(TOKEN_USER) + 1);
-  if (!GetTokenInformation(token.Get(), TokenUser, user.data(), size, &size)) return false;
-  return EqualSid(sid, user.front().User.Sid) != FALSE;
+  const std::wstring own = UserSid(GetCurrentProcess());
+  return !own.empty() && SidText(sid) == own;
 }
 
 }  // namespace
@@ -32,6 +32,17 @@ bool HasTrustedOwner(HANDLE object, SE_OBJECT_TYPE type) {
   }
   return IsWellKnownSid(owner, WinLocalSystemSid) || IsWellKnownSid(owner, WinBuiltinAdministratorsSid) ||
          IsOwnUser(owner);
+}
+
+std::wstring UserSid(HANDLE process) {
+  KernelHandle token;
+  if (!OpenProcessToken(process, TOKEN_QUERY, token.Out())) return {};
+  DWORD size = 0;
+  GetTokenInformation(token.Get(), TokenUser, nullptr, 0, &size);
+  if (size < sizeof(TOKEN_USER)) return {};
+  std::vector<TOKEN_USER> user(size / sizeof(TOKEN_USER) + 1);
+  if (!GetTokenInformation(token.Get(), TokenUser, user.data(), size, &size)) return {};
+  return SidText(user.front().User.Sid);
 }
 
 bool IsReparsePoint(HANDLE file) {

@@ -4,12 +4,17 @@
 #include <windows.h>
 
 #include <accctrl.h>
+#include <string>
 
 namespace moorlak {
 
 // True when the object's owner is LocalSystem, the Administrators group or the user this process runs as. The handle
 // needs READ_CONTROL; an owner that cannot be read is not trusted.
 bool HasTrustedOwner(HANDLE object, SE_OBJECT_TYPE type);
+
+// SID of the user that a process runs as, as text ("S-1-5-18" is LocalSystem); empty when it cannot be read. The handle
+// needs PROCESS_QUERY_LIMITED_INFORMATION.
+std::wstring UserSid(HANDLE process);
 
 // True for junctions, symbolic links and mount points, and when the attributes cannot be read. The handle must have
 // been opened with FILE_FLAG_OPEN_REPARSE_POINT.

@@ -1,12 +1,10 @@
 #include "ipc/caller_verification.h"
 
 #include <windows.h>
-#include <sddl.h>
-
-#include <vector>
 
 #include "base/log.h"
 #include "base/paths.h"
+#include "base/trust.h"
 #include "ipc/install_folder.h"
 
 namespace moorlak {
@@ -38,21 +36,6 @@ std::wstring ImagePath(HANDLE process) {
     if (GetLastError() != ERROR_INSUFFICIENT_BUFFER) break;
   }
   return {};
-}
-
-// Empty when it cannot be read.
-std::wstring UserSid(HANDLE process) {
-  KernelHandle token;
-  if (!OpenProcessToken(process, TOKEN_QUERY, token.Out())) return {};
-  DWORD size = 0;
-  GetTokenInformation(token.Get(), TokenUser, nullptr, 0, &size);
-  if (size < sizeof(TOKEN_USER)) return {};
-  std::vector<TOKEN_USER> user(size / sizeof(TOKEN_USER) + 1);
-  if (!GetTokenInformation(token.Get(), TokenUser, user.data(), size, &size)) return {};
-  const PSID sid = user.front().User.Sid;
-  LocalMemory<LPWSTR> text;
-  if (!IsValidSid(sid) || !ConvertSidToStringSidW(sid, text.Out())) return {};
-  return text.Get();
 }
 
 bool Reject(const std::string& reason) {

@@ -10,13 +10,20 @@ namespace {
 
 constexpr wchar_t kInstanceMutexName[] = L"Global\\Moorlak_TunnelService";
 // Everybody may look at it, so that a second instance under another account can tell whose it is.
-constexpr wchar_t kInstanceSecurity[] = L"D:(A;;GA;;;SY)(A;;GA;;;BA)(A;;RC;;;WD)";
+constexpr wchar_t kInstanceAccess[] = L"D:(A;;GA;;;SY)(A;;GA;;;BA)(A;;RC;;;WD)";
+
+// Names the owner, by which another instance will know this one.
+LocalMemory<PSECURITY_DESCRIPTOR> InstanceSecurity() {
+  const std::wstring sddl = L"O:" + UserSid(GetCurrentProcess()) + kInstanceAccess;
+  LocalMemory<PSECURITY_DESCRIPTOR> descriptor;
+  ConvertStringSecurityDescriptorToSecurityDescriptorW(sddl.c_str(), SDDL_REVISION_1, descriptor.Out(), nullptr);
+  return descriptor;
+}
 
 }  // namespace
 
 InstanceClaim ClaimInstance() {
-  LocalMemory<PSECURITY_DESCRIPTOR> descriptor;
-  ConvertStringSecurityDescriptorToSecurityDescriptorW(kInstanceSecurity, SDDL_REVISION_1, descriptor.Out(), nullptr);
+  const auto descriptor = InstanceSecurity();
   SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor.Get(), FALSE};
   InstanceClaim claim;
   claim.mutex = KernelHandle(CreateMutexExW(&attributes, kInstanceMutexName, 0, READ_CONTROL));

@@ -133,7 +133,7 @@ void PrintUse(const char* when, const ProcessUse& use) {
 class HostileClients : public RunningService {};
 
 TEST_F(HostileClients, CostTheServiceNeitherAPingNorAHandleNorMemory) {
-  const uint32_t connections = FromEnvironment("MOORLAK_HOSTILE_CLIENTS", 300);
+  const uint32_t connections = std::max(FromEnvironment("MOORLAK_HOSTILE_CLIENTS", 300), 100u);
   const uint32_t seed = FromEnvironment("MOORLAK_HOSTILE_SEED", std::random_device{}());
   const Numbers all = Share(connections);
   const Numbers early{all.wellPlaced / 5, all.refused / 5, std::max<size_t>(all.stalled / 5, 1)};

@@ -30,7 +30,7 @@ SERVICE_STATUS_PROCESS QueryTunnelService();
 bool WaitForServiceState(DWORD state);
 DWORD ServiceProcessId();
 
-// Ends the service process as a crash would and waits until the control manager knows.
+// Ends the service process as a crash would and waits for its end.
 void KillTunnelService();
 
 struct ProcessUse {

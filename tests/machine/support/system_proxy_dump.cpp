@@ -123,6 +123,11 @@ std::string Shown(const std::optional<std::string>& text) {
 
 }  // namespace
 
+void PrintTo(const ProxyOptions& options, std::ostream* out) {
+  *out << "flags " << options.flags << ", server " << Shown(options.server) << ", bypass " << Shown(options.bypass)
+       << ", automatic configuration " << Shown(options.pacUrl);
+}
+
 ProxyOptions ReadProxyOptions() {
   std::array<INTERNET_PER_CONN_OPTIONW, 4> options{};
   INTERNET_PER_CONN_OPTION_LISTW list = OptionList(options);
@@ -150,9 +155,7 @@ void WriteProxyOptions(const ProxyOptions& wanted) {
 }
 
 std::string DumpSystemProxy() {
-  const ProxyOptions options = ReadProxyOptions();
-  return DumpKeys() + "[options]\n  flags " + std::to_string(options.flags) + "\n  server " + Shown(options.server) +
-         "\n  bypass " + Shown(options.bypass) + "\n  automatic configuration " + Shown(options.pacUrl) + '\n';
+  return DumpKeys() + "[options]\n  " + testing::PrintToString(ReadProxyOptions()) + '\n';
 }
 
 void ResetSystemProxy() {

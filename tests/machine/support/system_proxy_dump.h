@@ -8,6 +8,7 @@
 #include <windows.h>
 
 #include <optional>
+#include <ostream>
 #include <string>
 
 namespace moorlak::machine {
@@ -21,6 +22,11 @@ struct ProxyOptions {
 
   bool operator==(const ProxyOptions&) const = default;
 };
+// For messages of failed tests.
+void PrintTo(const ProxyOptions& options, std::ostream* out);
+
+// What the system's WinINet tells. Wine's keeps less than Windows' does: no exception list, of the flags only "proxy"
+// and "configuration address" (lab/wininet keeps everything).
 ProxyOptions ReadProxyOptions();
 
 // Sets all four in one call, as the system's own dialog does.
