@@ -1,14 +1,13 @@
 #include "config/config_staging.h"
 
+#include <windows.h>
+#include <sddl.h>
+
 #include <filesystem>
 #include <system_error>
 
-#include <windows.h>
-
 #include "base/durable_file.h"
 #include "base/trust.h"
-
-#include <sddl.h>
 
 namespace moorlak {
 namespace {

@@ -1,5 +1,7 @@
 #include "ipc/flush_watchdog.h"
 
+#include <algorithm>
+
 #include "base/thread_body.h"
 
 namespace moorlak {
@@ -7,6 +9,18 @@ namespace {
 
 // A cancel can come a moment before the flush has reached the kernel, and is then lost.
 constexpr std::chrono::milliseconds kCancelInterval{100};
+
+// Holds the lock for a scope.
+class ExclusiveGuard {
+ public:
+  explicit ExclusiveGuard(SRWLOCK& guarded) noexcept : lock(guarded) { AcquireSRWLockExclusive(&lock); }
+  ExclusiveGuard(const ExclusiveGuard&) = delete;
+  ExclusiveGuard& operator=(const ExclusiveGuard&) = delete;
+  ~ExclusiveGuard() { ReleaseSRWLockExclusive(&lock); }
+
+ private:
+  SRWLOCK& lock;
+};
 
 // The lock is held while a flush is cancelled, so the pipe is still open then.
 FlushWatchdog::Clock::time_point LookLocked(const FlushWatchdog& watchdog) {
@@ -17,29 +31,31 @@ FlushWatchdog::Clock::time_point LookLocked(const FlushWatchdog& watchdog) {
   return now + kCancelInterval;
 }
 
+DWORD MillisecondsUntil(FlushWatchdog::Clock::time_point time) {
+  if (time == FlushWatchdog::Clock::time_point::max()) return INFINITE;
+  const int64_t left = std::chrono::ceil<std::chrono::milliseconds>(time - FlushWatchdog::Clock::now()).count();
+  return static_cast<DWORD>(std::clamp<int64_t>(left, 0, INFINITE - 1));
+}
+
 void RunWatchdog(FlushWatchdog& watchdog) {
-  std::unique_lock guard(watchdog.lock);
+  const ExclusiveGuard guard(watchdog.lock);
   while (!watchdog.ending) {
     watchdog.nextLook = LookLocked(watchdog);
-    if (watchdog.nextLook == FlushWatchdog::Clock::time_point::max()) {
-      watchdog.wake.wait(guard);
-    } else {
-      watchdog.wake.wait_until(guard, watchdog.nextLook);
-    }
+    SleepConditionVariableSRW(&watchdog.wake, &watchdog.lock, MillisecondsUntil(watchdog.nextLook), 0);
   }
 }
 
 void Arm(FlushWatchdog& watchdog, HANDLE pipe, uint32_t limitMs) {
   const auto deadline = FlushWatchdog::Clock::now() + std::chrono::milliseconds(limitMs);
-  const std::lock_guard guard(watchdog.lock);
+  const ExclusiveGuard guard(watchdog.lock);
   watchdog.pipe = pipe;
   watchdog.deadline = deadline;
   // The thread is asked to look anew only if it would sleep past this deadline.
-  if (watchdog.nextLook > deadline) watchdog.wake.notify_one();
+  if (watchdog.nextLook > deadline) WakeConditionVariable(&watchdog.wake);
 }
 
 void Disarm(FlushWatchdog& watchdog) {
-  const std::lock_guard guard(watchdog.lock);
+  const ExclusiveGuard guard(watchdog.lock);
   watchdog.pipe = nullptr;
 }
 
@@ -50,10 +66,10 @@ FlushWatchdog::FlushWatchdog()
 
 FlushWatchdog::~FlushWatchdog() {
   {
-    const std::lock_guard guard(lock);
+    const ExclusiveGuard guard(lock);
     ending = true;
   }
-  wake.notify_one();
+  WakeConditionVariable(&wake);
   thread.join();
 }
 

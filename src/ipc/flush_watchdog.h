@@ -4,9 +4,7 @@
 #include <windows.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <thread>
 
 namespace moorlak {
@@ -16,8 +14,10 @@ namespace moorlak {
 struct FlushWatchdog {
   using Clock = std::chrono::steady_clock;
 
-  std::mutex lock;
-  std::condition_variable wake;
+  // The system's own primitives, which count on the monotonic clock: a timed wait of this toolchain's condition
+  // variable is given a time of the clock that an administrator may set.
+  SRWLOCK lock = SRWLOCK_INIT;
+  CONDITION_VARIABLE wake = CONDITION_VARIABLE_INIT;
   // All of these are guarded by lock. The pipe is null while nothing is flushed.
   HANDLE pipe = nullptr;
   Clock::time_point deadline;

@@ -1,9 +1,9 @@
 // The one way to create a child process: no window, a job of its own, exactly the handles meant for it.
 #pragma once
 
-#include <string>
-
 #include <windows.h>
+
+#include <string>
 
 #include "base/handle.h"
 

@@ -1,12 +1,12 @@
 #include "process/engine_process.h"
 
+#include <windows.h>
+
 #include <exception>
 #include <filesystem>
 #include <string_view>
 #include <thread>
 #include <utility>
-
-#include <windows.h>
 
 #include "base/log.h"
 #include "base/standard_error.h"

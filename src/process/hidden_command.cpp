@@ -1,9 +1,9 @@
 #include "process/hidden_command.h"
 
+#include <windows.h>
+
 #include <algorithm>
 #include <exception>
-
-#include <windows.h>
 
 #include "base/log.h"
 #include "base/standard_error.h"

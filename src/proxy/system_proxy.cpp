@@ -1,20 +1,19 @@
 #include "proxy/system_proxy.h"
 
+#include <windows.h>
+#include <wininet.h>
+
 #include <array>
 #include <exception>
 #include <mutex>
 #include <string>
 #include <vector>
 
-#include <windows.h>
-
 #include "base/durable_file.h"
 #include "base/handle.h"
 #include "base/paths.h"
 #include "base/standard_error.h"
 #include "base/utf.h"
-
-#include <wininet.h>
 
 namespace moorlak {
 namespace {

@@ -1,10 +1,10 @@
 #include "proxy/xray_session.h"
 
+#include <windows.h>
+
 #include <exception>
 #include <optional>
 #include <utility>
-
-#include <windows.h>
 
 #include "base/durable_file.h"
 #include "base/standard_error.h"

@@ -104,19 +104,25 @@ std::wstring CommandLineOf(DWORD processId) {
   return line;
 }
 
-std::vector<PROCESSENTRY32W> EngineEntries() {
+// Wine goes on listing some processes that have ended.
+bool IsAlive(DWORD processId) {
+  const KernelHandle process(OpenProcess(SYNCHRONIZE, FALSE, processId));
+  return process && WaitForSingleObject(process.Get(), 0) == WAIT_TIMEOUT;
+}
+
+std::vector<PROCESSENTRY32W> LivingEngines() {
   std::vector<PROCESSENTRY32W> entries;
   const KernelHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
   PROCESSENTRY32W entry{};
   entry.dwSize = sizeof(entry);
   for (BOOL more = Process32FirstW(snapshot.Get(), &entry); more; more = Process32NextW(snapshot.Get(), &entry)) {
-    if (_wcsicmp(entry.szExeFile, kEngineName) == 0) entries.push_back(entry);
+    if (_wcsicmp(entry.szExeFile, kEngineName) == 0 && IsAlive(entry.th32ProcessID)) entries.push_back(entry);
   }
   return entries;
 }
 
 DWORD FindEngine(DWORD parentId, DWORD otherThanId) {
-  for (const PROCESSENTRY32W& entry : EngineEntries()) {
+  for (const PROCESSENTRY32W& entry : LivingEngines()) {
     const bool candidate = entry.th32ParentProcessID == parentId && entry.th32ProcessID != otherThanId;
     if (candidate && CommandLineOf(entry.th32ProcessID).find(L" -config ") != std::wstring::npos) {
       return entry.th32ProcessID;
@@ -208,7 +214,7 @@ void KillEngine(const EngineProcess& engine) {
 }
 
 bool WaitForNoEngine() {
-  return WaitUntil([] { return EngineEntries().empty(); });
+  return WaitUntil([] { return LivingEngines().empty(); });
 }
 
 EngineFaults::EngineFaults(std::string_view members) {

@@ -1,10 +1,10 @@
 // Objects that belong to somebody else, which a program under Wine can have because Linux keeps the owners.
 #pragma once
 
+#include <windows.h>
+
 #include <cstring>
 #include <string>
-
-#include <windows.h>
 
 #include "base/handle.h"
 #include "base/trust.h"

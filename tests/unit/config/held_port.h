@@ -2,10 +2,9 @@
 #pragma once
 
 #include <winsock2.h>
+#include <windows.h>
 
 #include <cstdint>
-
-#include <windows.h>
 
 namespace moorlak {
 

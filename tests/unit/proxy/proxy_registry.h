@@ -1,12 +1,12 @@
 // What the system proxy's registry key holds, for tests of what comes back.
 #pragma once
 
+#include <windows.h>
+
 #include <map>
 #include <string>
 #include <utility>
 #include <vector>
-
-#include <windows.h>
 
 #include "base/handle.h"
 

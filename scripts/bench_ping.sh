@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# bench_ping.sh [BINARIES [BLOCKS]]: ping round trips against the release build and against a bare server that makes
+# the same system calls, in a fresh prefix, as a markdown table. Without BINARIES the release preset is built first.
+source "$(dirname "$0")/common.sh"
+
+binaries=${1:-}
+if [ -z "$binaries" ]; then
+    binaries=$BUILD/windows-release
+    (cd "$ROOT" && cmake --preset windows-release -B "$binaries") >/dev/null
+    cmake --build "$binaries" --target moorlak_service moorlak_ping_bench >/dev/null
+fi
+prefix=$BUILD/prefixes/bench_ping
+folder="$prefix/drive_c/Program Files/Moorlak"
+clone_prefix "$prefix"
+trap 'end_prefix "$prefix"; rm -rf "$prefix"' EXIT
+mkdir -p "$folder"
+cp "$binaries/src/moorlak_service.exe" "$binaries/tests/bench/moorlak_ping_bench.exe" "$folder/"
+export WINEPREFIX=$prefix
+"$WINE" 'C:\Program Files\Moorlak\moorlak_ping_bench.exe' ${2:+"$2"}
