@@ -26,9 +26,14 @@ enum class Progress { GoOn, Failed, TimedOut, Stopped };
 // caller's, because a pass that cannot be cancelled goes on using it after the caller has left.
 struct PassBlock {
   OVERLAPPED overlapped{};
+  // Each pass makes it unsignalled when it begins (Microsoft Learn, "Synchronization and Overlapped Input and Output").
   KernelHandle event{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
-  std::unique_ptr<char[]> bytes;
+  char bytes[kLargestPass];
 };
+
+// One for each thread, because an event made anew costs more than the few bytes of most transfers. Empty while a
+// transfer uses it, before the first one, and after a pass that was given up.
+thread_local std::unique_ptr<PassBlock> idleBlock;
 
 struct Transfer {
   HANDLE pipe;
@@ -37,12 +42,14 @@ struct Transfer {
   const std::atomic<bool>* stopFlag;
   Clock::time_point deadline;
   std::unique_ptr<PassBlock> block;
+
+  ~Transfer() {
+    if (block && block->event) idleBlock = std::move(block);
+  }
 };
 
-Transfer BeginTransfer(HANDLE pipe, Direction direction, size_t count, uint32_t timeoutMs,
-                       const std::atomic<bool>* stopFlag) {
-  auto block = std::make_unique<PassBlock>();
-  block->bytes = std::make_unique_for_overwrite<char[]>(std::min(count, kLargestPass));
+Transfer BeginTransfer(HANDLE pipe, Direction direction, uint32_t timeoutMs, const std::atomic<bool>* stopFlag) {
+  auto block = idleBlock ? std::move(idleBlock) : std::make_unique_for_overwrite<PassBlock>();
   const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
   return {pipe, direction, timeoutMs, stopFlag, deadline, std::move(block)};
 }
@@ -88,8 +95,8 @@ Progress RunPass(Transfer& transfer, DWORD size, DWORD& moved) {
   block.overlapped = {};
   block.overlapped.hEvent = block.event.Get();
   const BOOL done = transfer.direction == Direction::Read
-                        ? ReadFile(transfer.pipe, block.bytes.get(), size, nullptr, &block.overlapped)
-                        : WriteFile(transfer.pipe, block.bytes.get(), size, nullptr, &block.overlapped);
+                        ? ReadFile(transfer.pipe, block.bytes, size, nullptr, &block.overlapped)
+                        : WriteFile(transfer.pipe, block.bytes, size, nullptr, &block.overlapped);
   if (!done) {
     if (GetLastError() != ERROR_IO_PENDING) return Progress::Failed;
     const Progress progress = WaitForPass(transfer);
@@ -121,13 +128,13 @@ DWORD MoveSome(Transfer& transfer, size_t size) {
 
 bool ReadExact(HANDLE pipe, void* buffer, size_t count, uint32_t timeoutMs, const std::atomic<bool>* stopFlag) {
   if (count == 0) return true;
-  Transfer transfer = BeginTransfer(pipe, Direction::Read, count, timeoutMs, stopFlag);
+  Transfer transfer = BeginTransfer(pipe, Direction::Read, timeoutMs, stopFlag);
   if (!transfer.block->event) return false;
   char* destination = static_cast<char*>(buffer);
   while (count > 0) {
     const DWORD moved = MoveSome(transfer, std::min(count, kLargestPass));
     if (moved == 0) return false;
-    std::memcpy(destination, transfer.block->bytes.get(), moved);
+    std::memcpy(destination, transfer.block->bytes, moved);
     destination += moved;
     count -= moved;
   }
@@ -136,12 +143,12 @@ bool ReadExact(HANDLE pipe, void* buffer, size_t count, uint32_t timeoutMs, cons
 
 bool WriteExact(HANDLE pipe, const void* buffer, size_t count, uint32_t timeoutMs) {
   if (count == 0) return true;
-  Transfer transfer = BeginTransfer(pipe, Direction::Write, count, timeoutMs, nullptr);
+  Transfer transfer = BeginTransfer(pipe, Direction::Write, timeoutMs, nullptr);
   if (!transfer.block->event) return false;
   const char* source = static_cast<const char*>(buffer);
   while (count > 0) {
     const size_t size = std::min(count, kLargestPass);
-    std::memcpy(transfer.block->bytes.get(), source, size);
+    std::memcpy(transfer.block->bytes, source, size);
     const DWORD moved = MoveSome(transfer, size);
     if (moved == 0) return false;
     source += moved;
