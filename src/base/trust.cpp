@@ -3,8 +3,6 @@
 #include <aclapi.h>
 #include <sddl.h>
 
-#include <vector>
-
 #include "base/handle.h"
 
 namespace moorlak {
@@ -37,12 +35,11 @@ bool HasTrustedOwner(HANDLE object, SE_OBJECT_TYPE type) {
 std::wstring UserSid(HANDLE process) {
   KernelHandle token;
   if (!OpenProcessToken(process, TOKEN_QUERY, token.Out())) return {};
+  // No SID is longer, so the size need not be asked for first.
+  alignas(TOKEN_USER) BYTE buffer[sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE];
   DWORD size = 0;
-  GetTokenInformation(token.Get(), TokenUser, nullptr, 0, &size);
-  if (size < sizeof(TOKEN_USER)) return {};
-  std::vector<TOKEN_USER> user(size / sizeof(TOKEN_USER) + 1);
-  if (!GetTokenInformation(token.Get(), TokenUser, user.data(), size, &size)) return {};
-  return SidText(user.front().User.Sid);
+  if (!GetTokenInformation(token.Get(), TokenUser, buffer, sizeof(buffer), &size)) return {};
+  return SidText(reinterpret_cast<const TOKEN_USER*>(buffer)->User.Sid);
 }
 
 bool IsReparsePoint(HANDLE file) {

@@ -16,23 +16,36 @@ struct AttributeListTraits {
   static void Close(Type list) noexcept { DeleteProcThreadAttributeList(list); }
 };
 
-// An attribute list with one entry, the handles. It refers to its own memory and to the handles: neither may move
-// while it is in use.
-struct HandleListAttribute {
+// It refers to its own memory, to the job and to the handles: none of them may move while it is in use.
+struct AttributeList {
   std::vector<std::byte> memory;
   UniqueHandle<AttributeListTraits> list;
 };
 
-bool FillHandleListAttribute(HandleListAttribute& attribute, std::vector<HANDLE>& handles) {
+bool OpenAttributeList(AttributeList& attributes, DWORD count) {
   SIZE_T size = 0;
   // Asks for the size only, and so fails.
-  InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
-  attribute.memory.resize(size);
-  auto* list = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(attribute.memory.data());
-  if (!InitializeProcThreadAttributeList(list, 1, 0, &size)) return false;
-  attribute.list.Reset(list);
-  return UpdateProcThreadAttribute(list, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles.data(),
-                                   handles.size() * sizeof(HANDLE), nullptr, nullptr) != FALSE;
+  InitializeProcThreadAttributeList(nullptr, count, 0, &size);
+  attributes.memory.resize(size);
+  auto* list = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(attributes.memory.data());
+  if (!InitializeProcThreadAttributeList(list, count, 0, &size)) return false;
+  attributes.list.Reset(list);
+  return true;
+}
+
+bool SetHandles(const AttributeList& attributes, DWORD_PTR attribute, HANDLE* handles, size_t count) {
+  return UpdateProcThreadAttribute(attributes.list.Get(), 0, attribute, handles, count * sizeof(HANDLE), nullptr,
+                                   nullptr) != FALSE;
+}
+
+// The job, and exactly these handles to inherit; without any, that entry is left out.
+bool FillAttributeList(AttributeList& attributes, HANDLE& job, std::vector<HANDLE>& inherited) {
+  if (!OpenAttributeList(attributes, inherited.empty() ? 1 : 2) ||
+      !SetHandles(attributes, PROC_THREAD_ATTRIBUTE_JOB_LIST, &job, 1)) {
+    return false;
+  }
+  return inherited.empty() ||
+         SetHandles(attributes, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, inherited.data(), inherited.size());
 }
 
 bool IsInheritable(HANDLE handle) {
@@ -78,20 +91,21 @@ const wchar_t* TextOrNull(const std::wstring& text) {
   return text.empty() ? nullptr : text.c_str();
 }
 
-DWORD CreateSuspended(const ChildOptions& options, ChildProcess& child) {
+// The system puts the child into the job as it creates it. Were that a step of its own, a crash in between would leave
+// a child behind.
+DWORD CreateInJob(const ChildOptions& options, ChildProcess& child) {
   std::vector<HANDLE> inherited = HandlesFor(options);
   STARTUPINFOEXW startup = StartupRecord(options, inherited);
-  HandleListAttribute attribute;
-  if (!inherited.empty()) {
-    if (!FillHandleListAttribute(attribute, inherited)) return GetLastError();
-    startup.lpAttributeList = attribute.list.Get();
-  }
+  HANDLE job = child.job.Get();
+  AttributeList attributes;
+  if (!FillAttributeList(attributes, job, inherited)) return GetLastError();
+  startup.lpAttributeList = attributes.list.Get();
   // CreateProcessW writes into the command line.
   std::wstring commandLine = options.commandLine;
   PROCESS_INFORMATION created{};
   if (!CreateProcessW(TextOrNull(options.application), commandLine.data(), nullptr, nullptr, !inherited.empty(),
-                      CREATE_NO_WINDOW | CREATE_SUSPENDED | EXTENDED_STARTUPINFO_PRESENT, nullptr,
-                      TextOrNull(options.workingFolder), &startup.StartupInfo, &created)) {
+                      CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT, nullptr, TextOrNull(options.workingFolder),
+                      &startup.StartupInfo, &created)) {
     return GetLastError();
   }
   child.process.Reset(created.hProcess);
@@ -106,13 +120,7 @@ DWORD StartChild(const ChildOptions& options, ChildProcess& child) {
   ChildProcess started;
   started.job = CreateKillOnCloseJob();
   if (!started.job) return GetLastError();
-  if (const DWORD error = CreateSuspended(options, started); error != ERROR_SUCCESS) return error;
-  if (!AssignProcessToJobObject(started.job.Get(), started.process.Get()) ||
-      ResumeThread(started.thread.Get()) == static_cast<DWORD>(-1)) {
-    const DWORD error = GetLastError();
-    TerminateProcess(started.process.Get(), 1);
-    return error;
-  }
+  if (const DWORD error = CreateInJob(options, started); error != ERROR_SUCCESS) return error;
   child = std::move(started);
   return ERROR_SUCCESS;
 }

@@ -32,8 +32,9 @@ struct ChildProcess {
 };
 
 // ERROR_SUCCESS, or the system error number of the call that failed; then no child runs. A child that cannot be put
-// into a job is not started: nothing may outlive the service that could still change the machine. The child joins the
-// job before its first instruction, so that nothing it starts can stand outside.
+// into a job is not started: nothing may outlive the service that could still change the machine. The child is in the
+// job from its creation on (PROC_THREAD_ATTRIBUTE_JOB_LIST of Microsoft Learn), so that a crash at any moment ends it
+// and nothing it starts can stand outside.
 DWORD StartChild(const ChildOptions& options, ChildProcess& child);
 
 // Terminates the child and all it started; does not wait for their end.

@@ -8,6 +8,7 @@
 #include "base/log.h"
 #include "base/standard_error.h"
 #include "base/utf.h"
+#include "process/cancellable_wait.h"
 #include "process/child_process.h"
 #include "process/command_line.h"
 
@@ -16,7 +17,7 @@ namespace {
 
 // The counters of a busy engine fit whole, so that the engine never waits for a reader while it is waited for.
 constexpr DWORD kApiPipeSize = 1u << 20;
-constexpr DWORD kApiTimeoutMs = 800;
+constexpr int32_t kApiTimeoutMs = 800;
 constexpr DWORD kApiChunkSize = 4095;
 
 std::string SystemFolder() {
@@ -77,7 +78,20 @@ std::string DrainPipe(HANDLE readEnd) {
   return text;
 }
 
-bool RunApi(const std::string& xrayPath, const std::string& arguments, std::string& output) {
+// False at the time-out, and soon after the flag was cleared.
+bool AwaitAnswer(const ChildProcess& child, const std::atomic<bool>* running) {
+  int32_t waitedMs = 0;
+  while (running == nullptr || *running) {
+    const int32_t stepMs = NextWaitStep(kApiTimeoutMs, waitedMs);
+    if (stepMs == 0) break;
+    if (WaitForSingleObject(child.process.Get(), static_cast<DWORD>(stepMs)) == WAIT_OBJECT_0) return true;
+    waitedMs += stepMs;
+  }
+  return false;
+}
+
+bool RunApi(const std::string& xrayPath, const std::string& arguments, std::string& output,
+            const std::atomic<bool>* running) {
   OutputPipe pipe;
   if (!CreateOutputPipe(pipe, kApiPipeSize)) return false;
   ChildOptions options;
@@ -88,7 +102,7 @@ bool RunApi(const std::string& xrayPath, const std::string& arguments, std::stri
   ChildProcess child;
   if (StartChild(options, child) != ERROR_SUCCESS) return false;
   pipe.writeEnd.Reset();
-  const bool ended = WaitForSingleObject(child.process.Get(), kApiTimeoutMs) == WAIT_OBJECT_0;
+  const bool ended = AwaitAnswer(child, running);
   if (!ended) TerminateChild(child, 1);
   output = DrainPipe(pipe.readEnd.Get());
   return ended;
@@ -106,10 +120,11 @@ bool RunHiddenCommand(const std::string& command, uint32_t timeoutMs, bool logFa
   }
 }
 
-bool RunXrayApiCommand(const std::string& xrayPath, const std::string& arguments, std::string& output) noexcept {
+bool RunXrayApiCommand(const std::string& xrayPath, const std::string& arguments, std::string& output,
+                       const std::atomic<bool>* running) noexcept {
   if (xrayPath.empty()) return false;
   try {
-    return RunApi(xrayPath, arguments, output);
+    return RunApi(xrayPath, arguments, output, running);
   } catch (const std::exception& error) {
     WriteStandardErrorLine(error.what());
     return false;

@@ -1,6 +1,7 @@
 // Console tools without a window: every change made through netsh, route and ipconfig, and the engine's own queries.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -15,7 +16,8 @@ bool RunHiddenCommand(const std::string& command, uint32_t timeoutMs, bool logFa
 
 // Runs the engine (UTF-8 path) with the argument string and collects what it wrote on standard output and standard
 // error. True when it ended within 800 ms; output is replaced in both cases once the process was started. False at once
-// for an empty path.
-bool RunXrayApiCommand(const std::string& xrayPath, const std::string& arguments, std::string& output) noexcept;
+// for an empty path. Clearing the flag, where one is given, ends the wait within about 100 ms as the time-out would.
+bool RunXrayApiCommand(const std::string& xrayPath, const std::string& arguments, std::string& output,
+                       const std::atomic<bool>* running = nullptr) noexcept;
 
 }  // namespace moorlak

@@ -123,7 +123,7 @@ void PointSystemProxy(XrayService& service, const std::wstring& configPath) {
 
 void QueryCounters(XrayService& service, const std::string& arguments, const std::string& apiTag) {
   std::string output;
-  if (!RunXrayApiCommand(service.xrayPath, arguments, output)) return;
+  if (!RunXrayApiCommand(service.xrayPath, arguments, output, &service.running)) return;
   const auto totals = SumOutboundTraffic(output, apiTag);
   if (!totals) return;
   service.uplink = totals->uplink;

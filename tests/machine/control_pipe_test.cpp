@@ -49,7 +49,11 @@ TEST_F(ControlPipe, ClosesTheConnectionOnAPayloadLengthOf16777217) {
   const KernelHandle pipe = ConnectPipe();
   ASSERT_TRUE(SendBytes(pipe.Get(), Header(1, 16'777'217)));
   EXPECT_TRUE(ReadsEndOfPipe(pipe.Get()));
+  EXPECT_EQ(AskRaw(RawRequest(1, 16'777'217, std::string(16'777'217, 'x'))), std::nullopt);
+  EXPECT_EQ(log.Count(ReceivedLine(1)), 2u);
   EXPECT_EQ(log.Count("IPC ping"), 0u);
+  // It was the length that ended them, not the wait for a payload.
+  EXPECT_EQ(log.Count("IPC: ReadExact timed out after 8000ms"), 0u);
 }
 
 TEST_F(ControlPipe, TheGreatestLengthGetsNoReplyWhateverFollowsIt) {

@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <gtest/gtest.h>
+#include <mutex>
+#include <optional>
 #include <random>
 #include <thread>
 #include <vector>
@@ -28,7 +30,7 @@ using Clock = std::chrono::steady_clock;
 constexpr size_t kThreads = 2;
 // What a service at rest may differ by: one connection that is just being set up or torn down.
 constexpr size_t kHandleRoom = 4;
-constexpr size_t kPrivateBytesRoom = 1u << 20;
+constexpr size_t kPrivateBytesRoom = 512u << 10;
 
 struct Numbers {
   size_t wellPlaced = 0;
@@ -88,15 +90,25 @@ struct Complaints {
   }
 };
 
+// The number of the stall that comes with this connection, if one does: they are spread over the whole wave, so that
+// other clients get a turn in between.
+std::optional<size_t> StallAt(size_t connection, const Numbers& numbers) {
+  const size_t distance = numbers.wellPlaced / numbers.stalled;
+  const size_t stall = connection / distance;
+  const bool due = connection % distance == distance / 2 && stall < numbers.stalled;
+  return due ? std::optional(stall) : std::nullopt;
+}
+
 // Every connection has a seed of its own, so that it does the same whichever thread it falls to.
-void Misbehave(size_t count, uint32_t seed, Complaints& complaints) {
+void Misbehave(const Numbers& numbers, uint32_t seed, Complaints& complaints) {
   std::atomic<size_t> next{0};
   std::vector<std::thread> threads;
   for (size_t i = 0; i < kThreads; ++i) {
     threads.emplace_back([&] {
-      for (size_t number = next++; number < count; number = next++) {
-        RandomSource random(seed + static_cast<uint32_t>(number));
+      for (size_t connection = next++; connection < numbers.wellPlaced; connection = next++) {
+        RandomSource random(seed + static_cast<uint32_t>(connection));
         complaints.Add(MisbehaveOnce(random));
+        if (const auto stall = StallAt(connection, numbers)) complaints.Add(StallOnce(seed + *stall));
       }
     });
   }
@@ -105,11 +117,7 @@ void Misbehave(size_t count, uint32_t seed, Complaints& complaints) {
 
 void RunWave(const Numbers& numbers, uint32_t seed, const std::wstring& outsider, Complaints& complaints) {
   const Child refused = StartProgram(CallerCommand(L"ask " + std::to_wstring(numbers.refused), outsider));
-  std::thread staller([&] {
-    for (size_t i = 0; i < numbers.stalled; ++i) complaints.Add(StallOnce(seed + i));
-  });
-  Misbehave(numbers.wellPlaced, seed, complaints);
-  staller.join();
+  Misbehave(numbers, seed, complaints);
   EXPECT_TRUE(WaitForExit(refused, INFINITE));
   EXPECT_TRUE(Output(refused).starts_with("0 of " + std::to_string(numbers.refused) + " answered")) << Output(refused);
 }

@@ -26,7 +26,7 @@ Child StartProgram(const std::wstring& commandLine, HANDLE standardInput) {
   Child child;
   child.outputFile = NewOutputFile();
   SECURITY_ATTRIBUTES inheritable{sizeof(inheritable), nullptr, TRUE};
-  const KernelHandle output(CreateFileW(child.outputFile.c_str(), FILE_APPEND_DATA | SYNCHRONIZE,
+  const KernelHandle output(CreateFileW(child.outputFile.c_str(), GENERIC_WRITE,
                                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, &inheritable,
                                         CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
   STARTUPINFOW startup{};

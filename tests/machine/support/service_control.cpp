@@ -69,7 +69,8 @@ void StartTunnelService() {
 
 void StopTunnelService() {
   const KernelHandle process = OpenServiceProcess(SYNCHRONIZE);
-  if (!process) return;
+  // Wine goes on naming a process that was killed.
+  if (!process || WaitForSingleObject(process.Get(), 0) == WAIT_OBJECT_0) return;
   ControlTunnelService(SERVICE_CONTROL_STOP);
   EXPECT_TRUE(WaitForServiceState(SERVICE_STOPPED));
   EXPECT_EQ(WaitForSingleObject(process.Get(), 30'000), WAIT_OBJECT_0);

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <gtest/gtest.h>
 #include <thread>
 #include <vector>
@@ -201,6 +202,24 @@ TEST(XrayApiCommand, KeepsTheOutputWrittenBeforeATimeOutAndEndsTheProgram) {
     return;
   }
   FAIL() << "the program never started within the time-out";
+}
+
+TEST(XrayApiCommand, IsNotWaitedForOnceTheFlagIsCleared) {
+  const std::atomic<bool> running{false};
+  std::string output;
+  EXPECT_FALSE(RunXrayApiCommand(NarrowTestChildPath(), "exit=0", output, &running));
+}
+
+TEST(XrayApiCommand, IsWaitedForWhileTheFlagIsSet) {
+  const std::atomic<bool> running{true};
+  std::string output;
+  constexpr int kAttempts = 5;
+  bool ended = false;
+  for (int attempt = 0; attempt < kAttempts && !ended; ++attempt) {
+    ended = RunXrayApiCommand(NarrowTestChildPath(), "out=here", output, &running);
+  }
+  EXPECT_TRUE(ended);
+  EXPECT_EQ(output, "here");
 }
 
 TEST(XrayApiCommand, DoesNotWaitForOutputAfterThePipeIsDrained) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "service/process_host.h"
+#include "tunnel/tunnel_controller.h"
 
 namespace moorlak {
 namespace {
@@ -10,6 +11,8 @@ namespace {
 bool BeginsStop(DWORD control) {
   stopFlag = false;
   EXPECT_EQ(HandleServiceControl(control, 0, nullptr, nullptr), static_cast<DWORD>(NO_ERROR));
+  // The controller is one for the whole program; the tests after this one want it open.
+  TunnelController::Instance().closing = false;
   return stopFlag.exchange(false);
 }
 
