@@ -12,6 +12,10 @@ binaries=$1 engine=$2 prefix=$3
 shift 3
 clone_prefix "$prefix"
 install_product "$prefix" "$binaries" "$engine"
+# The same folder in another spelling, for the rule that letter case does not matter: Wine shows every program's path as
+# it stands on the disk, so only a second folder can differ.
+mkdir "$prefix/drive_c/Program Files/MOORLAK"
+cp "$binaries/tests/machine/moorlak_machine_tests.exe" "$prefix/drive_c/Program Files/MOORLAK/"
 trap 'end_prefix "$prefix"' EXIT
 export WINEPREFIX=$prefix
 status=0

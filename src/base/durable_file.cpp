@@ -1,5 +1,7 @@
 #include "base/durable_file.h"
 
+#include <utility>
+
 #include "base/handle.h"
 #include "base/trust.h"
 
@@ -28,6 +30,18 @@ std::optional<std::string> ReadAll(HANDLE file, size_t maxBytes) {
 KernelHandle OpenForReading(const std::wstring& path, DWORD access, DWORD flags) {
   return KernelHandle(CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
                                   FILE_ATTRIBUTE_NORMAL | flags, nullptr));
+}
+
+// Virus scanners and backup programs hold a fresh file for a moment.
+KernelHandle OpenUnlessHeld(const std::wstring& path, DWORD access, DWORD flags) {
+  constexpr int kTries = 10;
+  constexpr DWORD kRetryMs = 100;
+  KernelHandle file = OpenForReading(path, access, flags);
+  for (int tries = 1; !file && GetLastError() == ERROR_SHARING_VIOLATION && tries < kTries; ++tries) {
+    Sleep(kRetryMs);
+    file = OpenForReading(path, access, flags);
+  }
+  return file;
 }
 
 }  // namespace
@@ -66,10 +80,21 @@ std::optional<std::string> ReadWholeFile(const std::wstring& path, size_t maxByt
   return ReadAll(file.Get(), maxBytes);
 }
 
-std::optional<std::string> ReadTrustedFile(const std::wstring& path, size_t maxBytes) {
-  const KernelHandle file = OpenForReading(path, GENERIC_READ | READ_CONTROL, FILE_FLAG_OPEN_REPARSE_POINT);
-  if (!file || IsReparsePoint(file.Get()) || !HasTrustedOwner(file.Get(), SE_FILE_OBJECT)) return std::nullopt;
-  return ReadAll(file.Get(), maxBytes);
+FileRead ReadTrustedFile(const std::wstring& path, size_t maxBytes, std::string& content) {
+  const KernelHandle file = OpenUnlessHeld(path, GENERIC_READ | READ_CONTROL, FILE_FLAG_OPEN_REPARSE_POINT);
+  if (!file) {
+    const DWORD error = GetLastError();
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ? FileRead::Missing : FileRead::Unreadable;
+  }
+  LARGE_INTEGER size{};
+  if (IsReparsePoint(file.Get()) || !HasTrustedOwner(file.Get(), SE_FILE_OBJECT) ||
+      (GetFileSizeEx(file.Get(), &size) && static_cast<unsigned long long>(size.QuadPart) > maxBytes)) {
+    return FileRead::NotBelieved;
+  }
+  auto text = ReadAll(file.Get(), maxBytes);
+  if (!text) return FileRead::Unreadable;
+  content = std::move(*text);
+  return FileRead::Done;
 }
 
 }  // namespace moorlak

@@ -19,8 +19,10 @@ bool WriteFileDurably(const std::wstring& path, std::string_view content);
 // The whole file, or nothing when it is missing, unreadable or larger than maxBytes.
 std::optional<std::string> ReadWholeFile(const std::wstring& path, size_t maxBytes);
 
-// The same for a recovery file: believed only when no reparse point stands in its place and its owner is trusted
-// (base/trust.h), because every user may create files in the data folder.
-std::optional<std::string> ReadTrustedFile(const std::wstring& path, size_t maxBytes);
+// The same for a recovery file: believed only when no reparse point stands in its place, its owner is trusted
+// (base/trust.h) and it is no larger than maxBytes, because every user may create files in the data folder. A file that
+// somebody holds without sharing it is tried again for a second.
+enum class FileRead { Done, Missing, Unreadable, NotBelieved };
+FileRead ReadTrustedFile(const std::wstring& path, size_t maxBytes, std::string& content);
 
 }  // namespace moorlak

@@ -18,7 +18,26 @@ bool IsOwnUser(PSID sid) {
   return !own.empty() && SidText(sid) == own;
 }
 
+// Only a token that carries the group enabled may make it an owner. LocalSystem's does, an elevated one does.
+bool MayOwnAsAdministrators() {
+  BYTE sid[SECURITY_MAX_SID_SIZE];
+  DWORD size = sizeof(sid);
+  BOOL isMember = FALSE;
+  return CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, sid, &size) &&
+         CheckTokenMembership(nullptr, sid, &isMember) && isMember;
+}
+
 }  // namespace
+
+LocalMemory<PSECURITY_DESCRIPTOR> DescriptorFrom(const std::wstring& sddl) {
+  LocalMemory<PSECURITY_DESCRIPTOR> descriptor;
+  ConvertStringSecurityDescriptorToSecurityDescriptorW(sddl.c_str(), SDDL_REVISION_1, descriptor.Out(), nullptr);
+  return descriptor;
+}
+
+LocalMemory<PSECURITY_DESCRIPTOR> OwnedDescriptor(const std::wstring& sddl) {
+  return DescriptorFrom((MayOwnAsAdministrators() ? L"O:BA" : L"O:" + UserSid(GetCurrentProcess())) + sddl);
+}
 
 bool HasTrustedOwner(HANDLE object, SE_OBJECT_TYPE type) {
   PSID owner = nullptr;
@@ -46,6 +65,19 @@ bool IsReparsePoint(HANDLE file) {
   BY_HANDLE_FILE_INFORMATION information{};
   if (!GetFileInformationByHandle(file, &information)) return true;
   return (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+}
+
+bool IsTrustedFolder(const std::wstring& path) {
+  // The path is asked too, because not every system tells a link by its handle.
+  const DWORD attributes = GetFileAttributesW(path.c_str());
+  if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0 ||
+      (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
+    return false;
+  }
+  const KernelHandle folder(CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES | READ_CONTROL,
+                                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                        FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+  return folder && !IsReparsePoint(folder.Get()) && HasTrustedOwner(folder.Get(), SE_FILE_OBJECT);
 }
 
 }  // namespace moorlak

@@ -6,7 +6,17 @@
 #include <accctrl.h>
 #include <string>
 
+#include "base/handle.h"
+
 namespace moorlak {
+
+// Security descriptor from its text form ("Security Descriptor String Format" of Microsoft Learn); empty when the text
+// is malformed or names an unknown account.
+LocalMemory<PSECURITY_DESCRIPTOR> DescriptorFrom(const std::wstring& sddl);
+
+// The same with an owner in front of the text: the Administrators group where this process may name it, by which
+// LocalSystem and elevated administrators know each other's objects, else the own user. Empty when there is neither.
+LocalMemory<PSECURITY_DESCRIPTOR> OwnedDescriptor(const std::wstring& sddl);
 
 // True when the object's owner is LocalSystem, the Administrators group or the user this process runs as. The handle
 // needs READ_CONTROL; an owner that cannot be read is not trusted.
@@ -15,6 +25,9 @@ bool HasTrustedOwner(HANDLE object, SE_OBJECT_TYPE type);
 // SID of the user that a process runs as, as text ("S-1-5-18" is LocalSystem); empty when it cannot be read. The handle
 // needs PROCESS_QUERY_LIMITED_INFORMATION.
 std::wstring UserSid(HANDLE process);
+
+// True when the path names a folder that is no reparse point and has a trusted owner.
+bool IsTrustedFolder(const std::wstring& path);
 
 // True for junctions, symbolic links and mount points, and when the attributes cannot be read. The handle must have
 // been opened with FILE_FLAG_OPEN_REPARSE_POINT.

@@ -1,7 +1,7 @@
 #include "config/config_staging.h"
 
 #include <windows.h>
-#include <sddl.h>
+#include <aclapi.h>
 
 #include <filesystem>
 #include <system_error>
@@ -21,25 +21,19 @@ std::wstring TemporaryDirectory() {
 }
 
 // True when the folder is there afterwards; whose it is remains to be seen.
-bool CreatePrivateFolder(const std::wstring& path) {
-  LocalMemory<PSECURITY_DESCRIPTOR> descriptor;
-  if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(kStagingFolderSecurity, SDDL_REVISION_1, descriptor.Out(),
-                                                            nullptr)) {
-    return false;
-  }
-  SECURITY_ATTRIBUTES attributes{};
-  attributes.nLength = sizeof(attributes);
-  attributes.lpSecurityDescriptor = descriptor.Get();
+bool CreatePrivateFolder(const std::wstring& path, PSECURITY_DESCRIPTOR security) {
+  SECURITY_ATTRIBUTES attributes{sizeof(attributes), security, FALSE};
   return CreateDirectoryW(path.c_str(), &attributes) || GetLastError() == ERROR_ALREADY_EXISTS;
 }
 
-// The path is judged too, because not every system tells a link by its handle. It names what the handle holds: the
-// guard shares no deletion, so nothing else can have taken its place.
-bool IsTrustedFolder(const StagingFolder& folder) {
-  const DWORD attributes = GetFileAttributesW(folder.path.c_str());
-  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
-         (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0 && !IsReparsePoint(folder.guard.Get()) &&
-         HasTrustedOwner(folder.guard.Get(), SE_FILE_OBJECT);
+// A folder that was there already may have been made under the looser rules of its parent.
+bool MakePrivate(HANDLE folder, PSECURITY_DESCRIPTOR security) {
+  BOOL present = FALSE;
+  BOOL defaulted = FALSE;
+  PACL dacl = nullptr;
+  return GetSecurityDescriptorDacl(security, &present, &dacl, &defaulted) &&
+         SetSecurityInfo(folder, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION,
+                         nullptr, nullptr, dacl, nullptr) == ERROR_SUCCESS;
 }
 
 bool WriteNewFile(const std::wstring& path, std::string_view text) {
@@ -63,12 +57,15 @@ std::optional<StagingFolder> OpenStagingFolder(std::wstring_view name) {
 
   StagingFolder folder;
   folder.path = parent + std::wstring(name);
-  if (!CreatePrivateFolder(folder.path)) return std::nullopt;
-  folder.guard.Reset(CreateFileW(folder.path.c_str(), FILE_READ_ATTRIBUTES | FILE_LIST_DIRECTORY | READ_CONTROL,
+  const auto security = DescriptorFrom(kStagingFolderSecurity);
+  if (!security || !CreatePrivateFolder(folder.path, security.Get())) return std::nullopt;
+  folder.guard.Reset(CreateFileW(folder.path.c_str(),
+                                 FILE_READ_ATTRIBUTES | FILE_LIST_DIRECTORY | READ_CONTROL | WRITE_DAC,
                                  FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                                  FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
   if (!folder.guard) return std::nullopt;
-  if (!IsTrustedFolder(folder)) {
+  // The path names what the handle holds: the guard shares no deletion, so nothing else can have taken its place.
+  if (!IsTrustedFolder(folder.path) || !MakePrivate(folder.guard.Get(), security.Get())) {
     SetLastError(ERROR_ACCESS_DENIED);
     return std::nullopt;
   }

@@ -2,6 +2,7 @@
 
 #include <mutex>
 #include <optional>
+#include <stdexcept>
 
 #include "base/handle.h"
 #include "base/log.h"
@@ -80,6 +81,7 @@ void ForgetOwner() {
 
 void RunOwnerWatch(const std::atomic<bool>& stopFlag) {
   OwnerRecord& owner = Owner();
+  if (!owner.ended) throw std::runtime_error("no event to wait for");
   while (!stopFlag && WaitForSingleObject(owner.ended.Get(), kPollIntervalMs) == WAIT_TIMEOUT) {
     const auto exited = TakeExited(owner);
     // An owner recorded since has taken the tunnel over. A start that is accepted but not recorded yet shows in the

@@ -1,7 +1,6 @@
 #include "ipc/pipe_server.h"
 
 #include <windows.h>
-#include <sddl.h>
 
 #include <exception>
 #include <mutex>
@@ -11,6 +10,7 @@
 #include "base/handle.h"
 #include "base/log.h"
 #include "base/thread_body.h"
+#include "base/trust.h"
 #include "ipc/caller_verification.h"
 #include "ipc/command_dispatcher.h"
 #include "ipc/command_protocol.h"
@@ -56,6 +56,9 @@ struct PipeServer {
   FlushWatchdog flushWatchdog;
 };
 
+// Set while the loop runs. A server that has left needs no waking, and the stop no waiting for its pipe.
+std::atomic<bool> isServing{false};
+
 // Shared by all connections.
 std::mutex throttleLock;
 RejectionThrottle throttle;
@@ -72,13 +75,10 @@ void SleepUnlessStopped(const std::atomic<bool>& stopFlag, int32_t durationMs) {
 
 // GetLastError tells why when the result is empty.
 ServerPipe CreateInstance() {
-  LocalMemory<PSECURITY_DESCRIPTOR> descriptor;
-  SECURITY_ATTRIBUTES attributes{sizeof(attributes), nullptr, FALSE};
-  const bool converted = ConvertStringSecurityDescriptorToSecurityDescriptorW(kPipeSecurity, SDDL_REVISION_1,
-                                                                              descriptor.Out(), nullptr) != FALSE;
-  attributes.lpSecurityDescriptor = descriptor.Get();
+  const auto descriptor = DescriptorFrom(kPipeSecurity);
+  SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor.Get(), FALSE};
   return ServerPipe(CreateNamedPipeW(kPipeName, kOpenMode, kPipeMode, kMaxInstances, kBufferBytes, kBufferBytes, 0,
-                                     converted ? &attributes : nullptr));
+                                     descriptor ? &attributes : nullptr));
 }
 
 void LogCreateFailure(DWORD error) {
@@ -204,8 +204,10 @@ std::thread StartOwnerWatchOnce(const std::atomic<bool>& stopFlag) {
 void RunPipeServer(const std::atomic<bool>& stopFlag) {
   RunThreadBody("IPC pipe", [&stopFlag] {
     PipeServer server{stopFlag, {}};
+    isServing = true;
     std::thread ownerWatch = StartOwnerWatchOnce(stopFlag);
     ServeUntilStopped(server);
+    isServing = false;
     if (!ownerWatch.joinable()) return;
     EndOwnerWatch();
     ownerWatch.join();
@@ -214,7 +216,7 @@ void RunPipeServer(const std::atomic<bool>& stopFlag) {
 
 void WakePipeServer() noexcept {
   constexpr DWORD kFlags = FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
-  for (int attempt = 0; attempt < kWakeTries; ++attempt) {
+  for (int attempt = 0; attempt < kWakeTries && isServing; ++attempt) {
     const KernelHandle pipe(
         CreateFileW(kPipeName, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, kFlags, nullptr));
     // A busy pipe is serving a client: its thread meets the stop flag by itself.

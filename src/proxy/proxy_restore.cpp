@@ -9,7 +9,7 @@ namespace moorlak {
 namespace {
 
 constexpr std::string_view kVersion = "v1";
-constexpr size_t kLineCount = 6;
+constexpr size_t kLineCount = 7;
 
 std::string FormatText(const std::optional<std::string>& text) {
   if (!text) return "-";
@@ -74,8 +74,9 @@ std::string OurProxyServer(std::string_view host, uint16_t port) {
 std::string FormatProxyBackup(const ProxyBackup& backup) {
   std::string file(kVersion);
   file += '\n' + std::to_string(backup.previous.flags) + '\n';
-  for (const auto& text : {backup.previous.server, backup.previous.bypass, backup.previous.pacUrl,
-                           std::optional<std::string>(backup.ourServer)}) {
+  const ProxySettings& previous = backup.previous;
+  for (const auto& text : {previous.server, previous.bypass, previous.pacUrl, std::optional(backup.ourServer),
+                           std::optional(backup.accountSid)}) {
     file += FormatText(text) + '\n';
   }
   return file;
@@ -87,13 +88,15 @@ std::optional<ProxyBackup> ParseProxyBackup(std::string_view file) {
   const auto flags = ParseDecimal((*lines)[1], std::numeric_limits<uint32_t>::max());
   ProxyBackup backup;
   std::optional<std::string> ourServer;
+  std::optional<std::string> accountSid;
   if (!flags || !ParseText((*lines)[2], backup.previous.server) || !ParseText((*lines)[3], backup.previous.bypass) ||
-      !ParseText((*lines)[4], backup.previous.pacUrl) || !ParseText((*lines)[5], ourServer) || !ourServer ||
-      ourServer->empty()) {
+      !ParseText((*lines)[4], backup.previous.pacUrl) || !ParseText((*lines)[5], ourServer) ||
+      !ParseText((*lines)[6], accountSid) || ourServer.value_or("").empty() || accountSid.value_or("").empty()) {
     return std::nullopt;
   }
   backup.previous.flags = static_cast<uint32_t>(*flags);
   backup.ourServer = std::move(*ourServer);
+  backup.accountSid = std::move(*accountSid);
   return backup;
 }
 

@@ -19,11 +19,13 @@ struct ProxySettings {
   bool operator==(const ProxySettings&) const = default;
 };
 
-// What the recovery file keeps: the settings found before ours, and the server text that we set. Flags and bypass list
-// of ours are constants.
+// What the recovery file keeps: the settings found before ours, the server text that we set, and the SID of the account
+// whose settings they are: the file is the machine's, the settings are one account's. Flags and bypass list of ours are
+// constants.
 struct ProxyBackup {
   ProxySettings previous;
   std::string ourServer;
+  std::string accountSid;
 
   bool operator==(const ProxyBackup&) const = default;
 };
@@ -40,7 +42,8 @@ inline constexpr std::string_view kOurProxyBypass =
 std::string OurProxyServer(std::string_view host, uint16_t port);  // "socks=HOST:PORT"
 
 // Lines of the file, each ended by a line feed: "v1", previous flags in decimal, previous server, bypass list and PAC
-// address, our server. A text stands behind "="; "-" alone means that it was not there. Inside a text `\\`, `\r` and
+// address, our server, account. A text stands behind "="; "-" alone means that it was not there. Inside a text `\\`,
+// `\r` and
 // `\n` stand for backslash, carriage return and line feed.
 std::string FormatProxyBackup(const ProxyBackup& backup);
 

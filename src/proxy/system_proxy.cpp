@@ -13,6 +13,7 @@
 #include "base/handle.h"
 #include "base/paths.h"
 #include "base/standard_error.h"
+#include "base/trust.h"
 #include "base/utf.h"
 
 namespace moorlak {
@@ -115,12 +116,28 @@ struct OptionSetter {
   }
 };
 
-std::optional<ProxyBackup> ReadBackup() {
-  const auto file = ReadTrustedFile(kProxyRestoreFile, kMaxBackupBytes);
-  if (!file) return std::nullopt;
-  auto backup = ParseProxyBackup(*file);
-  if (!backup) Complain("the backup is malformed", ERROR_INVALID_DATA);
-  return backup;
+std::string OwnAccount() {
+  return NarrowUtf16(UserSid(GetCurrentProcess()));
+}
+
+// What the recovery file says to this account. Another account's settings can be put back only by that account.
+enum class BackupState { None, Ours, OtherAccount, Unreadable };
+
+BackupState ReadBackup(ProxyBackup& backup) {
+  std::string file;
+  const FileRead read = ReadTrustedFile(kProxyRestoreFile, kMaxBackupBytes, file);
+  if (read == FileRead::Missing) return BackupState::None;
+  if (read == FileRead::Unreadable) {
+    Complain("the backup cannot be read", GetLastError());
+    return BackupState::Unreadable;
+  }
+  auto parsed = read == FileRead::Done ? ParseProxyBackup(file) : std::nullopt;
+  if (!parsed) {
+    Complain("the backup is not believed", ERROR_INVALID_DATA);
+    return BackupState::None;
+  }
+  backup = std::move(*parsed);
+  return backup.accountSid == OwnAccount() ? BackupState::Ours : BackupState::OtherAccount;
 }
 
 bool WriteBackup(const ProxyBackup& backup) {
@@ -142,28 +159,32 @@ bool PutBack(const ProxySettings& previous, const RestorePlan& plan) {
   if (plan.bypass) setter.AddText(INTERNET_PER_CONN_PROXY_BYPASS, previous.bypass);
   if (plan.pacUrl) setter.AddText(INTERNET_PER_CONN_AUTOCONFIG_URL, previous.pacUrl);
   if (setter.Apply()) return true;
-  // That a null string is accepted is measured, not documented; an empty one means the same to every reader.
+  // That a null string is accepted is what Wine does, and not documented; an empty one means the same to every reader.
   setter.EmptyMissingTexts();
   return setter.Apply();
 }
 
 bool RestoreLocked() {
-  const auto backup = ReadBackup();
-  if (!backup) return true;
+  ProxyBackup backup;
+  const BackupState state = ReadBackup(backup);
+  if (state != BackupState::Ours) return state != BackupState::Unreadable;
   const auto current = ReadSystemProxy();
   if (!current) {
     Complain("the options cannot be read", GetLastError());
     return false;
   }
-  const RestorePlan plan = PlanRestore(*backup, *current);
-  if (plan.Any() && !PutBack(backup->previous, plan)) return false;
+  const RestorePlan plan = PlanRestore(backup, *current);
+  if (plan.Any() && !PutBack(backup.previous, plan)) return false;
   DeleteFileW(kProxyRestoreFile);
   return true;
 }
 
-// The settings to come back to: those of a backup that could not be put back, else those that stand now.
-std::optional<ProxySettings> SettingsBeforeOurs(const std::optional<ProxyBackup>& standing) {
-  if (standing) return standing->previous;
+// The settings to come back to: those of a backup that could not be put back, else those that stand now. Nothing when
+// they are not to be had, or when the file holds what may not be overwritten.
+std::optional<ProxySettings> SettingsBeforeOurs(BackupState state, const ProxyBackup& standing) {
+  if (state == BackupState::Ours) return standing.previous;
+  if (state == BackupState::OtherAccount) Complain("another account's backup stands", ERROR_FILE_EXISTS);
+  if (state != BackupState::None) return std::nullopt;
   auto current = ReadSystemProxy();
   if (!current) Complain("the options cannot be read", GetLastError());
   return current;
@@ -171,10 +192,11 @@ std::optional<ProxySettings> SettingsBeforeOurs(const std::optional<ProxyBackup>
 
 bool SetLocked(std::string_view host, uint16_t port) {
   RestoreLocked();
-  const auto standing = ReadBackup();
-  const auto previous = SettingsBeforeOurs(standing);
+  ProxyBackup standing;
+  const BackupState state = ReadBackup(standing);
+  const auto previous = SettingsBeforeOurs(state, standing);
   if (!previous) return false;
-  const ProxyBackup backup{*previous, OurProxyServer(host, port)};
+  const ProxyBackup backup{*previous, OurProxyServer(host, port), OwnAccount()};
   if (!WriteBackup(backup)) return false;
 
   OptionSetter setter;
@@ -184,7 +206,7 @@ bool SetLocked(std::string_view host, uint16_t port) {
   if (setter.Apply()) return true;
 
   // What a failed call left of ours goes away again; a backup that stood knows its own server's name.
-  if (standing) WriteBackup(*standing);
+  if (state == BackupState::Ours) WriteBackup(standing);
   RestoreLocked();
   return false;
 }

@@ -15,7 +15,8 @@ std::optional<ProxySettings> ReadSystemProxy();
 
 // Points the system proxy at the SOCKS port of a host (UTF-8). What stood before is written to the recovery file first,
 // and without that nothing is changed. A backup of an earlier session is put back before; if that fails, what it holds
-// stays the backup. False when the proxy is not set; it then stands as before.
+// stays the backup, and one of another account is never overwritten. False when the proxy is not set; it then stands as
+// before.
 bool SetSystemProxy(std::string_view host, uint16_t port) noexcept;
 
 // Puts back what the recovery file holds, as far as the settings are still ours, and deletes the file. False when

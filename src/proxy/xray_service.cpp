@@ -19,13 +19,19 @@ void ResetSession(XrayService& service) {
   service.downlink = 0;
 }
 
+std::string LookUpXray() {
+  std::string path = FindXray();
+  if (!path.empty()) WriteStandardErrorLine("Found Xray executable: " + path);
+  return path;
+}
+
 bool StartSession(XrayService& service, const std::string& text) {
   if (!IsBalanced(text)) {
     WriteStandardErrorLine("Invalid Xray configuration JSON");
     return false;
   }
   service.configText = text;
-  service.xrayPath = FindXray();
+  service.xrayPath = LookUpXray();
   if (service.xrayPath.empty()) {
     WriteStandardErrorLine("Xray executable not found. Please ensure xray.exe is available.");
     return false;
@@ -38,7 +44,7 @@ bool StartSession(XrayService& service, const std::string& text) {
 
 }  // namespace
 
-XrayService::XrayService() : xrayPath(FindXray()) {
+XrayService::XrayService() : xrayPath(LookUpXray()) {
   ResetSession(*this);
 }
 

@@ -29,6 +29,7 @@ constexpr char kProxyHost[] = "localhost";
 constexpr int32_t kSettleMs = 500;
 constexpr int32_t kMonitorPeriodMs = 500;
 constexpr int32_t kStatisticsPeriodMs = 1000;
+constexpr DWORD kEngineEndMs = 1000;
 
 // More than the control pipe lets through, the added sections included.
 constexpr size_t kMaxStagedBytes = 32u << 20;
@@ -205,7 +206,11 @@ void EndEngine(XrayService& service) noexcept {
     const std::lock_guard guard(service.processLock);
     ended = std::move(service.xrayProcess);
   }
-  if (ended) StopProcess(*ended);
+  if (!ended) return;
+  // The next engine wants the same ports, which are free only when this one has gone.
+  TerminateProcess(ended->process.Get(), 0);
+  WaitForSingleObject(ended->process.Get(), kEngineEndMs);
+  StopProcess(*ended);
 }
 
 }  // namespace moorlak

@@ -22,7 +22,7 @@ constexpr DWORD kStopWaitHintMs = 45000;
 
 // The main routine and the control handler both report.
 struct ServiceState {
-  // Guards every field.
+  // Guards every field; the main routine, which alone creates and closes the event, waits on it without.
   std::mutex lock;
   SERVICE_STATUS_HANDLE handle = nullptr;
   SERVICE_STATUS status{SERVICE_WIN32_OWN_PROCESS, 0, 0, NO_ERROR, 0, 0, 0};
@@ -42,6 +42,12 @@ void ReportLocked(DWORD state, DWORD controls, DWORD waitHintMs) {
 void Report(DWORD state, DWORD controls, DWORD waitHintMs) {
   const std::lock_guard guard(service.lock);
   ReportLocked(state, controls, waitHintMs);
+}
+
+// What the service accepts stays as it was last told.
+void ReportStopped() {
+  const std::lock_guard guard(service.lock);
+  ReportLocked(SERVICE_STOPPED, service.status.dwControlsAccepted, 0);
 }
 
 void RequestStop() {
@@ -94,7 +100,7 @@ void RunService() {
     stopFlag = false;
     ServeUntilStopped();
   }
-  Report(SERVICE_STOPPED, kAcceptedControls, 0);
+  ReportStopped();
 }
 
 void WINAPI ServiceMain(DWORD /*argumentCount*/, wchar_t** /*arguments*/) {

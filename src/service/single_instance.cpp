@@ -1,7 +1,5 @@
 #include "service/single_instance.h"
 
-#include <sddl.h>
-
 #include "base/log.h"
 #include "base/trust.h"
 
@@ -12,18 +10,10 @@ constexpr wchar_t kInstanceMutexName[] = L"Global\\Moorlak_TunnelService";
 // Everybody may look at it, so that a second instance under another account can tell whose it is.
 constexpr wchar_t kInstanceAccess[] = L"D:(A;;GA;;;SY)(A;;GA;;;BA)(A;;RC;;;WD)";
 
-// Names the owner, by which another instance will know this one.
-LocalMemory<PSECURITY_DESCRIPTOR> InstanceSecurity() {
-  const std::wstring sddl = L"O:" + UserSid(GetCurrentProcess()) + kInstanceAccess;
-  LocalMemory<PSECURITY_DESCRIPTOR> descriptor;
-  ConvertStringSecurityDescriptorToSecurityDescriptorW(sddl.c_str(), SDDL_REVISION_1, descriptor.Out(), nullptr);
-  return descriptor;
-}
-
 }  // namespace
 
 InstanceClaim ClaimInstance() {
-  const auto descriptor = InstanceSecurity();
+  const auto descriptor = OwnedDescriptor(kInstanceAccess);
   SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor.Get(), FALSE};
   InstanceClaim claim;
   claim.mutex = KernelHandle(CreateMutexExW(&attributes, kInstanceMutexName, 0, READ_CONTROL));

@@ -2,7 +2,6 @@
 
 #include <windows.h>
 #include <aclapi.h>
-#include <sddl.h>
 
 #include <atomic>
 #include <ctime>
@@ -12,6 +11,7 @@
 #include "base/handle.h"
 #include "base/log.h"
 #include "base/paths.h"
+#include "base/trust.h"
 #include "service/log_format.h"
 
 namespace moorlak {
@@ -20,16 +20,30 @@ namespace {
 constexpr wchar_t kFolderAccess[] = L"D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;0x1200a3;;;BU)";
 constexpr wchar_t kFileAccess[] = L"D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;0x120185;;;BU)";
 
+// Full access for LocalSystem, administrators and the owner.
+constexpr wchar_t kMutexAccess[] = L"D:(A;;GA;;;SY)(A;;GA;;;BA)(A;;GA;;;S-1-3-4)";
+
 std::atomic<bool> logAclApplied{false};
 
+KernelHandle OpenLogMutex() {
+  // Never destroyed: threads log until the process has gone.
+  static const auto& descriptor = *new LocalMemory<PSECURITY_DESCRIPTOR>(OwnedDescriptor(kMutexAccess));
+  SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor.Get(), FALSE};
+  return KernelHandle(CreateMutexW(&attributes, FALSE, kLogMutexName));
+}
+
 // Holds the log mutex for a scope. Without the mutex the line is still worth writing, so a failure to create it is no
-// reason to stop.
+// reason to stop. Nor is a stranger who holds it: the name of a service's session can be taken by every user, and the
+// service must not wait for him.
 class LogLock {
  public:
-  LogLock() noexcept : mutex(CreateMutexW(nullptr, FALSE, kLogMutexName)) {
+  LogLock() : mutex(OpenLogMutex()) {
     if (!mutex) return;
+    DWORD result = WaitForSingleObject(mutex.Get(), 0);
+    if (result == WAIT_TIMEOUT && HasTrustedOwner(mutex.Get(), SE_KERNEL_OBJECT)) {
+      result = WaitForSingleObject(mutex.Get(), INFINITE);
+    }
     // An abandoned mutex is a held one: its writer crashed between two lines or within one, and lines are independent.
-    const DWORD result = WaitForSingleObject(mutex.Get(), INFINITE);
     held = result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
   }
   LogLock(const LogLock&) = delete;
@@ -42,12 +56,6 @@ class LogLock {
   KernelHandle mutex;
   bool held = false;
 };
-
-LocalMemory<PSECURITY_DESCRIPTOR> DescriptorFrom(const wchar_t* sddl) {
-  LocalMemory<PSECURITY_DESCRIPTOR> descriptor;
-  ConvertStringSecurityDescriptorToSecurityDescriptorW(sddl, SDDL_REVISION_1, descriptor.Out(), nullptr);
-  return descriptor;
-}
 
 DWORD SetDacl(const wchar_t* path, PSECURITY_DESCRIPTOR descriptor) {
   BOOL present = FALSE;
@@ -117,6 +125,9 @@ void WriteLogLine(std::string_view message) noexcept {
 }
 
 void ApplyLogAccessRules() {
+  // Access given through a folder that leads elsewhere would be given there. Whoever made these folders before the
+  // service did can make them lead anywhere.
+  if (!IsTrustedFolder(kDataFolder) || !IsTrustedFolder(kLogFolder)) return;
   const auto folderDescriptor = DescriptorFrom(kFolderAccess);
   const auto fileDescriptor = DescriptorFrom(kFileAccess);
   if (!folderDescriptor || !fileDescriptor) return;

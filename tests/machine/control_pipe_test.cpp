@@ -1,7 +1,11 @@
 // The control pipe: what it answers, what it refuses, and how long a bad client can hold it.
+#include <windows.h>
+#include <aclapi.h>
+#include <sddl.h>
+
 #include <gtest/gtest.h>
 #include <string>
-#include <thread>
+#include <vector>
 
 #include "machine/support/log_watch.h"
 #include "machine/support/pipe_client.h"
@@ -39,6 +43,73 @@ std::optional<std::string> AskRaw(const std::string& request) {
 
 std::string ReceivedLine(uint32_t code) {
   return "IPC server command " + std::to_string(code) + " received";
+}
+
+// One line for each of owner, group and entries. Generic rights stand as what they mean for a file or a pipe: Windows
+// translates them when it creates the object.
+std::vector<std::wstring> Describe(PSID owner, PSID group, PACL dacl) {
+  const auto text = [](PSID sid) {
+    LocalMemory<LPWSTR> sidText;
+    return ConvertSidToStringSidW(sid, sidText.Out()) ? std::wstring(sidText.Get()) : std::wstring(L"(no SID)");
+  };
+  std::vector<std::wstring> lines{L"owner " + text(owner), L"group " + text(group)};
+  if (dacl == nullptr) return lines;
+  for (DWORD index = 0; index < dacl->AceCount; ++index) {
+    void* entry = nullptr;
+    EXPECT_TRUE(GetAce(dacl, index, &entry));
+    auto* ace = static_cast<ACCESS_ALLOWED_ACE*>(entry);
+    GENERIC_MAPPING mapping{FILE_GENERIC_READ, FILE_GENERIC_WRITE, FILE_GENERIC_EXECUTE, FILE_ALL_ACCESS};
+    DWORD mask = ace->Mask;
+    MapGenericMask(&mask, &mapping);
+    lines.push_back(L"type " + std::to_wstring(ace->Header.AceType) + L" flags " +
+                    std::to_wstring(ace->Header.AceFlags) + L" mask " + std::to_wstring(mask) + L" for " +
+                    text(&ace->SidStart));
+  }
+  return lines;
+}
+
+std::vector<std::wstring> DescribeText(const wchar_t* sddl) {
+  LocalMemory<PSECURITY_DESCRIPTOR> descriptor;
+  EXPECT_TRUE(
+      ConvertStringSecurityDescriptorToSecurityDescriptorW(sddl, SDDL_REVISION_1, descriptor.Out(), nullptr));
+  PSID owner = nullptr;
+  PSID group = nullptr;
+  PACL dacl = nullptr;
+  BOOL present = FALSE;
+  BOOL unused = FALSE;
+  EXPECT_TRUE(GetSecurityDescriptorOwner(descriptor.Get(), &owner, &unused));
+  EXPECT_TRUE(GetSecurityDescriptorGroup(descriptor.Get(), &group, &unused));
+  EXPECT_TRUE(GetSecurityDescriptorDacl(descriptor.Get(), &present, &dacl, &unused));
+  return Describe(owner, group, dacl);
+}
+
+std::vector<std::wstring> DescribeObject(HANDLE object) {
+  constexpr SECURITY_INFORMATION kParts =
+      OWNER_SECURITY_INFORMATION | GROUP_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION;
+  PSID owner = nullptr;
+  PSID group = nullptr;
+  PACL dacl = nullptr;
+  LocalMemory<PSECURITY_DESCRIPTOR> descriptor;
+  EXPECT_EQ(GetSecurityInfo(object, SE_KERNEL_OBJECT, kParts, &owner, &group, &dacl, nullptr, descriptor.Out()),
+            static_cast<DWORD>(ERROR_SUCCESS));
+  return Describe(owner, group, dacl);
+}
+
+TEST_F(ControlPipe, HasExactlyItsSecurityDescriptorOneInstanceAndTheBufferSizes) {
+  constexpr DWORD kMebibyte = 1u << 20;
+  // Reading includes the right to read the descriptor.
+  const KernelHandle pipe = ConnectPipe();
+  ASSERT_TRUE(pipe);
+  EXPECT_EQ(DescribeObject(pipe.Get()), DescribeText(L"O:SYG:SYD:(A;;GA;;;SY)(A;;0x12019f;;;BU)(A;;0x12019f;;;AU)"));
+  DWORD flags = 0;
+  DWORD outBytes = 0;
+  DWORD inBytes = 0;
+  DWORD instances = 0;
+  ASSERT_TRUE(GetNamedPipeInfo(pipe.Get(), &flags, &outBytes, &inBytes, &instances)) << GetLastError();
+  EXPECT_EQ(flags & PIPE_TYPE_MESSAGE, 0u);
+  EXPECT_EQ(outBytes, kMebibyte);
+  EXPECT_EQ(inBytes, kMebibyte);
+  EXPECT_EQ(instances, 1u);
 }
 
 TEST_F(ControlPipe, AcceptsAPayloadOfExactly16777216Bytes) {
@@ -157,7 +228,7 @@ TEST_F(ControlPipe, AClientThatReadsLateButInTimeLosesNothing) {
   EXPECT_TRUE(ReadsEndOfPipe(pipe.Get()));
 }
 
-TEST_F(ControlPipe, ARequestInSinglesBytesIsServedLikeOneInOnePiece) {
+TEST_F(ControlPipe, ARequestInSingleBytesIsServedLikeOneInOnePiece) {
   const KernelHandle pipe = ConnectPipe();
   for (const char byte : RawRequest(2, 3, "0\nx")) ASSERT_TRUE(SendBytes(pipe.Get(), std::string(1, byte)));
   EXPECT_EQ(ReadReply(pipe.Get()), "ERR:Invalid VPN configuration. The server config could not be parsed.");

@@ -18,12 +18,6 @@ KernelHandle SquatOnPipeName() {
                                        PIPE_UNLIMITED_INSTANCES, 4096, 4096, 0, nullptr));
 }
 
-DWORD ServerOf(const KernelHandle& pipe) {
-  ULONG processId = 0;
-  EXPECT_TRUE(GetNamedPipeServerProcessId(pipe.Get(), &processId)) << GetLastError();
-  return processId;
-}
-
 TEST(PipeName, ASquattedNameIsLoggedEvery500MsUntilItIsFree) {
   const LogWatch log;
   KernelHandle squatter = SquatOnPipeName();
@@ -59,9 +53,9 @@ TEST(PipeName, ASecondInstanceWaitsAndTakesThePipeOverWhenTheFirstStops) {
     return std::count_if(messages.begin(), messages.end(), isRefusal) >= 2;
   }));
   // The first client since the second instance has been waiting.
-  EXPECT_EQ(ServerOf(ConnectPipe()), ServiceProcessId());
+  EXPECT_EQ(ServerOf(ConnectPipe().Get()), ServiceProcessId());
   StopTunnelService();
-  EXPECT_EQ(ServerOf(ConnectPipe()), second.program.processId);
+  EXPECT_EQ(ServerOf(ConnectPipe().Get()), second.program.processId);
   EXPECT_EQ(Ask(CommandCode::Ping), "OK");
 }
 

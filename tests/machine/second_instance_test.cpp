@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include "base/paths.h"
 #include "machine/support/console.h"
 #include "machine/support/log_watch.h"
 #include "machine/support/pipe_client.h"
@@ -23,6 +24,13 @@ std::wstring ProxyServer() {
   return server;
 }
 
+// Log lines of an instance that found the pipe's name taken.
+size_t CountRefusals(const LogWatch& log) {
+  size_t count = 0;
+  for (const auto& message : log.Messages()) count += message.starts_with("CreateNamedPipe failed: ");
+  return count;
+}
+
 bool WaitForProxyServer(const wchar_t* server) {
   return WaitUntil([server] { return ProxyServer() == server; });
 }
@@ -40,6 +48,25 @@ TEST(SecondInstance, WaitsForThePipeAndLeavesTheSystemProxyOfTheFirstAloneWhenIt
   EXPECT_TRUE(AskStatus().tunnelUp);
   EXPECT_EQ(Ask(CommandCode::Stop), "OK");
   EXPECT_TRUE(WaitForProxyServer(L""));
+}
+
+TEST(SecondInstance, AServiceThatComesSecondRunsNoRecoveryAndTakesThePipeOverWhenTheConsoleEnds) {
+  const LogWatch log;
+  Console first = StartConsole();
+  ASSERT_EQ(StartTunnel(true, kConfig), "OK");
+  ASSERT_TRUE(WaitForProxyServer(L"socks=localhost:21807"));
+  LaunchTunnelService();
+  // The pipe comes after recovery, so a second instance that complains about its name has had its chance.
+  ASSERT_TRUE(WaitUntil([&] { return CountRefusals(log) >= 2; }));
+  EXPECT_EQ(ProxyServer(), L"socks=localhost:21807");
+  EXPECT_NE(GetFileAttributesW(kProxyRestoreFile), INVALID_FILE_ATTRIBUTES);
+  EXPECT_TRUE(AskStatus().tunnelUp);
+  EXPECT_EQ(ServerOf(ConnectPipe().Get()), first.program.processId);
+  PressEnter(first);
+  ASSERT_TRUE(WaitForExit(first.program));
+  EXPECT_TRUE(WaitForProxyServer(L""));
+  EXPECT_EQ(ServerOf(ConnectPipe().Get()), ServiceProcessId());
+  EXPECT_EQ(Ask(CommandCode::Status), "OK running=0 tunnel=0 up=0 down=0");
 }
 
 }  // namespace

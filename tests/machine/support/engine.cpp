@@ -121,14 +121,24 @@ std::vector<PROCESSENTRY32W> LivingEngines() {
   return entries;
 }
 
-DWORD FindEngine(DWORD parentId, DWORD otherThanId) {
+// The process of that parent with the word in its command line, 0 when there is none.
+DWORD FindEngine(DWORD parentId, const wchar_t* word, DWORD otherThanId) {
   for (const PROCESSENTRY32W& entry : LivingEngines()) {
     const bool candidate = entry.th32ParentProcessID == parentId && entry.th32ProcessID != otherThanId;
-    if (candidate && CommandLineOf(entry.th32ProcessID).find(L" -config ") != std::wstring::npos) {
-      return entry.th32ProcessID;
-    }
+    if (candidate && CommandLineOf(entry.th32ProcessID).find(word) != std::wstring::npos) return entry.th32ProcessID;
   }
   return 0;
+}
+
+EngineProcess WaitForProcess(DWORD parentId, const wchar_t* word, DWORD otherThanId) {
+  EngineProcess found;
+  EXPECT_TRUE(WaitUntil([&] {
+    found.id = FindEngine(parentId, word, otherThanId);
+    return found.id != 0;
+  }));
+  found.process.Reset(OpenProcess(SYNCHRONIZE | PROCESS_TERMINATE, FALSE, found.id));
+  EXPECT_TRUE(found.process) << GetLastError();
+  return found;
 }
 
 std::wstring FaultsFile() {
@@ -194,14 +204,11 @@ std::optional<Transfer> Post(const std::string& url, int64_t bytes, uint16_t soc
 }
 
 EngineProcess WaitForEngine(DWORD parentId, DWORD otherThanId) {
-  EngineProcess engine;
-  EXPECT_TRUE(WaitUntil([&] {
-    engine.id = FindEngine(parentId, otherThanId);
-    return engine.id != 0;
-  }));
-  engine.process.Reset(OpenProcess(SYNCHRONIZE | PROCESS_TERMINATE, FALSE, engine.id));
-  EXPECT_TRUE(engine.process) << GetLastError();
-  return engine;
+  return WaitForProcess(parentId, L" -config ", otherThanId);
+}
+
+EngineProcess WaitForQuery(DWORD parentId) {
+  return WaitForProcess(parentId, L" api ", 0);
 }
 
 bool WaitForEnd(const EngineProcess& engine) {

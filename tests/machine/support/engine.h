@@ -64,6 +64,8 @@ struct EngineProcess {
 };
 // Waits for the engine that the process of that id has started; what only asks an engine for counters is none.
 EngineProcess WaitForEngine(DWORD parentId, DWORD otherThanId = 0);
+// Waits until the process of that id asks an engine for its counters, and returns the query.
+EngineProcess WaitForQuery(DWORD parentId);
 bool WaitForEnd(const EngineProcess& engine);
 // Ends it as a crash would.
 void KillEngine(const EngineProcess& engine);

@@ -30,6 +30,12 @@ KernelHandle ConnectPipe(std::chrono::milliseconds limit) {
   }
 }
 
+DWORD ServerOf(HANDLE pipe) {
+  ULONG processId = 0;
+  EXPECT_TRUE(GetNamedPipeServerProcessId(pipe, &processId)) << GetLastError();
+  return processId;
+}
+
 bool SendBytes(HANDLE pipe, std::string_view bytes) {
   while (!bytes.empty()) {
     DWORD written = 0;

@@ -17,6 +17,9 @@ namespace moorlak::machine {
 // Opens the pipe, waiting while it is busy or between two instances. Empty at the limit.
 KernelHandle ConnectPipe(std::chrono::milliseconds limit = std::chrono::seconds(30));
 
+// Id of the process that serves a connection.
+DWORD ServerOf(HANDLE pipe);
+
 // False when the service has closed its end.
 bool SendBytes(HANDLE pipe, std::string_view bytes);
 

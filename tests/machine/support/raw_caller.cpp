@@ -1,11 +1,11 @@
 #include "machine/support/raw_caller.h"
 
+#include <windows.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <string_view>
-
-#include <windows.h>
 
 #include "base/durable_file.h"
 #include "base/paths.h"
@@ -39,6 +39,11 @@ int RunStart(const char* configFile) {
   return 0;
 }
 
+int RunWhere() {
+  Print(NarrowUtf16(ExecutablePath()));
+  return 0;
+}
+
 int RunHold() {
   const KernelHandle pipe = ConnectPipe();
   if (!pipe) return 1;
@@ -57,6 +62,7 @@ int RunCaller(int argumentCount, char** arguments) {
   const std::string_view role = arguments[2];
   if (role == "ask" && argumentCount == 4) return RunAsk(arguments[3]);
   if (role == "start" && argumentCount == 4) return RunStart(arguments[3]);
+  if (role == "where") return RunWhere();
   if (role == "hold") return RunHold();
   return 2;
 }

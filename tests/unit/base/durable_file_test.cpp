@@ -1,10 +1,10 @@
 #include "base/durable_file.h"
 
+#include <windows.h>
+
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-
-#include <windows.h>
 
 #include "base/handle.h"
 
@@ -63,7 +63,23 @@ TEST_F(DurableFile, ReadsNothingThatIsMissingOrTooLarge) {
 
 TEST_F(DurableFile, BelievesAFileOfTheOwnUser) {
   ASSERT_TRUE(WriteFileDurably(path, "v1\n"));
-  EXPECT_EQ(ReadTrustedFile(path, 100), "v1\n");
+  std::string content;
+  EXPECT_EQ(ReadTrustedFile(path, 100, content), FileRead::Done);
+  EXPECT_EQ(content, "v1\n");
+}
+
+TEST_F(DurableFile, TellsAMissingFileFromOneThatSomebodyHolds) {
+  std::string content;
+  EXPECT_EQ(ReadTrustedFile(path, 100, content), FileRead::Missing);
+  ASSERT_TRUE(WriteFileDurably(path, "v1\n"));
+  const KernelHandle holder(CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+  EXPECT_EQ(ReadTrustedFile(path, 100, content), FileRead::Unreadable);
+}
+
+TEST_F(DurableFile, DoesNotBelieveAFileThatIsTooLarge) {
+  ASSERT_TRUE(WriteFileDurably(path, "12345"));
+  std::string content;
+  EXPECT_EQ(ReadTrustedFile(path, 4, content), FileRead::NotBelieved);
 }
 
 }  // namespace

@@ -7,9 +7,10 @@ namespace moorlak {
 namespace {
 
 constexpr char kOurs[] = "socks=localhost:10807";
+constexpr char kAccount[] = "S-1-5-18";
 
 ProxyBackup Backup() {
-  return {{9, "proxy.example:8080", "<local>;*.example", "http://pac.example/p.pac"}, kOurs};
+  return {{9, "proxy.example:8080", "<local>;*.example", "http://pac.example/p.pac"}, kOurs, kAccount};
 }
 
 ProxySettings Ours() {
@@ -17,18 +18,19 @@ ProxySettings Ours() {
 }
 
 TEST(ProxyBackup, TheFileHoldsOneValueALine) {
-  EXPECT_EQ(FormatProxyBackup(Backup()),
-            "v1\n9\n=proxy.example:8080\n=<local>;*.example\n=http://pac.example/p.pac\n=socks=localhost:10807\n");
+  EXPECT_EQ(
+      FormatProxyBackup(Backup()),
+      "v1\n9\n=proxy.example:8080\n=<local>;*.example\n=http://pac.example/p.pac\n=socks=localhost:10807\n=S-1-5-18\n");
 }
 
 TEST(ProxyBackup, AnAbsentTextDiffersFromAnEmptyOneAndFromADash) {
-  const ProxyBackup backup{{1, std::nullopt, "", "-"}, kOurs};
-  EXPECT_EQ(FormatProxyBackup(backup), "v1\n1\n-\n=\n=-\n=socks=localhost:10807\n");
+  const ProxyBackup backup{{1, std::nullopt, "", "-"}, kOurs, kAccount};
+  EXPECT_EQ(FormatProxyBackup(backup), "v1\n1\n-\n=\n=-\n=socks=localhost:10807\n=S-1-5-18\n");
   EXPECT_EQ(ParseProxyBackup(FormatProxyBackup(backup)), backup);
 }
 
 TEST(ProxyBackup, LineEndsAndBackslashesInsideATextComeBack) {
-  const ProxyBackup backup{{4294967295, "a\\nb\r\nc\\", "\\", "\n"}, "=\r"};
+  const ProxyBackup backup{{4294967295, "a\\nb\r\nc\\", "\\", "\n"}, "=\r", "S-1-5-21-1"};
   EXPECT_EQ(ParseProxyBackup(FormatProxyBackup(backup)), backup);
 }
 
@@ -36,7 +38,7 @@ TEST(ProxyBackup, WhatIsWrittenIsReadAgainWhateverTheTexts) {
   const std::vector<std::optional<std::string>> texts = {std::nullopt, "", "=", "-", "\\r", "\xD0\xBF", " v1 ", "a\nb"};
   for (const auto& server : texts) {
     for (const auto& bypass : texts) {
-      const ProxyBackup backup{{3, server, bypass, server}, kOurs};
+      const ProxyBackup backup{{3, server, bypass, server}, kOurs, kAccount};
       ASSERT_EQ(ParseProxyBackup(FormatProxyBackup(backup)), backup);
     }
   }
@@ -52,26 +54,29 @@ TEST(ProxyBackup, EveryCutFileIsRejectedAsAWhole) {
 
 TEST(ProxyBackup, MalformedFilesAreRejectedAsAWhole) {
   for (const char* file : {
-           "v2\n1\n-\n-\n-\n=s\n",              // another version
-           "v1\n1\n-\n-\n-\n=s\nx\n",           // a line too many
-           "v1\n1\n-\n-\n-\n=s\n\n",            //
-           "v1\n1\n-\n-\n=s\n",                 // a line too few
-           "v1\r\n1\r\n-\r\n-\r\n-\r\n=s\r\n",  // other line ends
-           "v1\nx\n-\n-\n-\n=s\n",              // flags that are no number
-           "v1\n\n-\n-\n-\n=s\n",               //
-           "v1\n-1\n-\n-\n-\n=s\n",             //
-           "v1\n4294967296\n-\n-\n-\n=s\n",     // or none of 32 bits
-           "v1\n1\ntext\n-\n-\n=s\n",           // a text without its mark
-           "v1\n1\n--\n-\n-\n=s\n",             //
-           "v1\n1\n\n-\n-\n=s\n",               //
-           "v1\n1\n=\\x\n-\n-\n=s\n",           // an unknown escape
-           "v1\n1\n=a\\\n-\n-\n=s\n",           // a backslash at the end
-           "v1\n1\n-\n-\n-\n-\n",               // no server of ours
-           "v1\n1\n-\n-\n-\n=\n",               //
+           "v2\n1\n-\n-\n-\n=s\n=u\n",                // another version
+           "v1\n1\n-\n-\n-\n=s\n=u\nx\n",             // a line too many
+           "v1\n1\n-\n-\n-\n=s\n=u\n\n",              //
+           "v1\n1\n-\n-\n-\n=s\n",                    // a line too few
+           "v1\r\n1\r\n-\r\n-\r\n-\r\n=s\r\n=u\r\n",  // other line ends
+           "v1\nx\n-\n-\n-\n=s\n=u\n",                // flags that are no number
+           "v1\n\n-\n-\n-\n=s\n=u\n",                 //
+           "v1\n-1\n-\n-\n-\n=s\n=u\n",               //
+           "v1\n4294967296\n-\n-\n-\n=s\n=u\n",       // or none of 32 bits
+           "v1\n1\ntext\n-\n-\n=s\n=u\n",             // a text without its mark
+           "v1\n1\n--\n-\n-\n=s\n=u\n",               //
+           "v1\n1\n\n-\n-\n=s\n=u\n",                 //
+           "v1\n1\n=\\x\n-\n-\n=s\n=u\n",             // an unknown escape
+           "v1\n1\n=a\\\n-\n-\n=s\n=u\n",             // a backslash at the end
+           "v1\n1\n-\n-\n-\n-\n=u\n",                 // no server of ours
+           "v1\n1\n-\n-\n-\n=\n=u\n",                 //
+           "v1\n1\n-\n-\n-\n=s\n-\n",                 // no account
+           "v1\n1\n-\n-\n-\n=s\n=\n",                 //
        }) {
     EXPECT_FALSE(ParseProxyBackup(file)) << file;
   }
-  EXPECT_FALSE(ParseProxyBackup(std::string("v1\n1\n=a\0b\n-\n-\n=s\n", 17)));
+  EXPECT_FALSE(ParseProxyBackup(std::string("v1\n1\n=a\0b\n-\n-\n=s\n=u\n", 20)));
+  EXPECT_TRUE(ParseProxyBackup("v1\n1\n-\n-\n-\n=s\n=u\n"));
 }
 
 TEST(ProxyRestore, OurServerTextNamesSocksHostAndPort) {

@@ -6,7 +6,10 @@
 #include <gtest/gtest.h>
 
 #include "base/durable_file.h"
+#include "base/handle.h"
 #include "base/paths.h"
+#include "base/trust.h"
+#include "base/utf.h"
 #include "unit/base/flat_folder.h"
 #include "unit/base/foreign_owner.h"
 #include "unit/proxy/proxy_registry.h"
@@ -26,6 +29,10 @@ struct SystemProxy : testing::Test {
 
 bool BackupStands() {
   return GetFileAttributesW(kProxyRestoreFile) != INVALID_FILE_ATTRIBUTES;
+}
+
+std::string OwnAccount() {
+  return NarrowUtf16(UserSid(GetCurrentProcess()));
 }
 
 std::optional<ProxyBackup> ReadBackup() {
@@ -123,7 +130,8 @@ TEST_F(SystemProxy, ASecondSetKeepsWhatStoodBeforeTheFirst) {
 
 TEST_F(SystemProxy, ABackupOfAKilledSessionIsPutBack) {
   // As a killed process leaves it: the file and our settings stand.
-  WriteBackup({{kProxyTypeProxy, "proxy.example:8080", std::nullopt, std::nullopt}, "socks=localhost:10807"});
+  WriteBackup(
+      {{kProxyTypeProxy, "proxy.example:8080", std::nullopt, std::nullopt}, "socks=localhost:10807", OwnAccount()});
   WriteInternetSetting(L"ProxyEnable", 1);
   WriteInternetSetting(L"ProxyServer", std::wstring(L"socks=localhost:10807"));
   EXPECT_TRUE(RestoreSystemProxy());
@@ -134,10 +142,35 @@ TEST_F(SystemProxy, ABackupOfAKilledSessionIsPutBack) {
 TEST_F(SystemProxy, ABackupOfASessionKilledBeforeItSetAnythingChangesNothing) {
   UsePreviousProxy();
   const RegistryValues before = ReadInternetSettings();
-  WriteBackup({*ReadSystemProxy(), "socks=localhost:10807"});
+  WriteBackup({*ReadSystemProxy(), "socks=localhost:10807", OwnAccount()});
   EXPECT_TRUE(RestoreSystemProxy());
   EXPECT_EQ(ReadInternetSettings(), before);
   EXPECT_FALSE(BackupStands());
+}
+
+TEST_F(SystemProxy, ABackupOfAnotherAccountIsLeftForItAndNeverOverwritten) {
+  UsePreviousProxy();
+  const RegistryValues before = ReadInternetSettings();
+  const ProxyBackup others{*ReadSystemProxy(), "socks=localhost:10807", "S-1-5-21-1-2-3-1001"};
+  WriteBackup(others);
+  EXPECT_TRUE(RestoreSystemProxy());
+  EXPECT_FALSE(SetSystemProxy("localhost", 10807));
+  EXPECT_EQ(ReadInternetSettings(), before);
+  EXPECT_EQ(ReadBackup(), others);
+}
+
+TEST_F(SystemProxy, ABackupThatSomebodyHoldsIsKeptAndToldAsAFailure) {
+  UsePreviousProxy();
+  ASSERT_TRUE(SetSystemProxy("localhost", 10807));
+  const RegistryValues ours = ReadInternetSettings();
+  {
+    const KernelHandle holder(CreateFileW(kProxyRestoreFile, GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    EXPECT_FALSE(RestoreSystemProxy());
+    EXPECT_FALSE(SetSystemProxy("localhost", 20808));
+  }
+  EXPECT_EQ(ReadInternetSettings(), ours);
+  EXPECT_TRUE(RestoreSystemProxy());
+  EXPECT_EQ(ReadSystemProxy()->server, "proxy.example:8080");
 }
 
 TEST_F(SystemProxy, AServerThatTheUserChoseMeanwhileStays) {

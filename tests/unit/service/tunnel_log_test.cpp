@@ -1,17 +1,18 @@
 #include "service/tunnel_log.h"
 
+#include <windows.h>
+
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <thread>
 #include <vector>
 
-#include <windows.h>
-
 #include "base/durable_file.h"
 #include "base/handle.h"
 #include "base/log.h"
 #include "base/paths.h"
+#include "base/trust.h"
 #include "service/log_format.h"
 
 namespace moorlak {
@@ -110,7 +111,9 @@ TEST_F(TunnelLog, TakesAnAbandonedMutexAsHeld) {
 }
 
 TEST_F(TunnelLog, WaitsForAnotherWriter) {
-  const KernelHandle mutex(CreateMutexW(nullptr, TRUE, kLogMutexName));
+  const auto descriptor = OwnedDescriptor(L"D:(A;;GA;;;SY)(A;;GA;;;BA)");
+  SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor.Get(), FALSE};
+  const KernelHandle mutex(CreateMutexW(&attributes, TRUE, kLogMutexName));
   const KernelHandle finished(CreateEventW(nullptr, TRUE, FALSE, nullptr));
   std::thread writer([&] {
     WriteLogLine("second");
@@ -121,6 +124,14 @@ TEST_F(TunnelLog, WaitsForAnotherWriter) {
   ReleaseMutex(mutex.Get());
   writer.join();
   EXPECT_EQ(LogLines().size(), 1u);
+}
+
+// An object made without a descriptor has no owner here, so it counts as a stranger's.
+TEST_F(TunnelLog, DoesNotWaitForAStrangerWhoHoldsTheMutex) {
+  const KernelHandle mutex(CreateMutexW(nullptr, TRUE, kLogMutexName));
+  std::thread([] { WriteLogLine("written all the same"); }).join();
+  EXPECT_EQ(LogLines().size(), 1u);
+  ReleaseMutex(mutex.Get());
 }
 
 TEST_F(TunnelLog, DoesNotMixTheLinesOfManyThreads) {

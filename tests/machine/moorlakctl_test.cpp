@@ -1,0 +1,265 @@
+// The command-line client against the running service: what it prints and with which code it ends. The codes are
+// documented in docs/moorlakctl.md.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "base/utf.h"
+#include "machine/support/ctrl_c.h"
+#include "machine/support/engine.h"
+#include "machine/support/log_watch.h"
+#include "machine/support/pipe_client.h"
+#include "machine/support/proxy_fixture.h"
+#include "machine/support/service_control.h"
+#include "machine/support/system_proxy_dump.h"
+#include "machine/support/wait.h"
+
+namespace moorlak::machine {
+namespace {
+
+constexpr DWORD kOk = 0;
+constexpr DWORD kServiceError = 1;
+constexpr DWORD kUsage = 2;
+constexpr DWORD kNotRunning = 3;
+constexpr DWORD kRefused = 5;
+constexpr DWORD kSessionEnded = 6;
+
+constexpr char kOrphanLine[] = "UI process exited while tunnel up — stopping orphaned tunnel";
+
+std::wstring CtlCommand(const std::wstring& arguments, const std::wstring& folder = InstallFolder()) {
+  return L"\"" + folder + L"\\moorlakctl.exe\" " + arguments;
+}
+
+bool Contains(const std::string& text, std::string_view part) {
+  return text.find(part) != std::string::npos;
+}
+
+struct Moorlakctl : ProxyTest {
+  ~Moorlakctl() override { std::filesystem::remove(ConfigFile()); }
+
+  static std::wstring ConfigFile() {
+    return (std::filesystem::temp_directory_path() / L"настройки теста.json").wstring();
+  }
+  // Runs a command to its end; its output is kept.
+  DWORD Run(const std::wstring& arguments) {
+    DWORD exitCode = 0xDEAD;
+    output = RunProgram(CtlCommand(arguments), exitCode);
+    return exitCode;
+  }
+  static std::wstring StartArguments(std::string_view config) {
+    std::ofstream(std::filesystem::path(ConfigFile()), std::ios::binary) << config;
+    return L"start --proxy \"" + ConfigFile() + L"\"";
+  }
+  // Starts a session with `start` and waits until it is up, shown, and the system proxy set.
+  Child StartSession() {
+    Child start = StartProgram(CtlCommand(StartArguments(EngineConfig(port))));
+    EXPECT_TRUE(WaitForListener(port));
+    EXPECT_TRUE(WaitForSystemProxy(OurServer(port)));
+    EXPECT_TRUE(WaitForOutput(start, "\ntunnel up, sent "));
+    return start;
+  }
+  static bool WaitForOutput(const Child& child, std::string_view text) {
+    return WaitUntil([&] { return Contains(Output(child), text); });
+  }
+
+  std::string output;
+};
+
+TEST_F(Moorlakctl, PingTellsHowLongTheAnswerTook) {
+  StartTunnelService();
+  const LogWatch log;
+  EXPECT_EQ(Run(L"ping"), kOk);
+  EXPECT_TRUE(output.starts_with("The service answered in ")) << output;
+  EXPECT_TRUE(output.ends_with(" ms.\n")) << output;
+  EXPECT_EQ(log.Count("IPC ping"), 1u);
+}
+
+TEST_F(Moorlakctl, StatusIsOneLine) {
+  StartTunnelService();
+  EXPECT_EQ(Run(L"status"), kOk);
+  EXPECT_EQ(output, "stopped, sent 0 B, received 0 B\n");
+}
+
+TEST_F(Moorlakctl, StatusJsonIsOneObjectWithTheDocumentedFields) {
+  StartTunnelService();
+  EXPECT_EQ(Run(L"status --json"), kOk);
+  EXPECT_EQ(nlohmann::json::parse(output),
+            (nlohmann::json{{"running", false}, {"tunnel", false}, {"up", 0}, {"down", 0}}));
+
+  StartProxy();
+  const WebServer web;
+  ASSERT_TRUE(Fetch(web.Url("/bytes/100000"), port));
+  ASSERT_TRUE(WaitUntil([] { return AskStatus().downBytes >= 100'000; }));
+  EXPECT_EQ(Run(L"status --json"), kOk);
+  const nlohmann::json up = nlohmann::json::parse(output);
+  EXPECT_EQ(up.at("running"), true);
+  EXPECT_EQ(up.at("tunnel"), true);
+  EXPECT_TRUE(up.at("up").is_number_integer());
+  EXPECT_EQ(up.at("down"), AskStatus().downBytes);
+  EXPECT_EQ(up.size(), 4u);
+  EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 1);
+}
+
+TEST_F(Moorlakctl, StatusWatchGoesOnUntilCtrlC) {
+  StartTunnelService();
+  const Child watch = StartProgram(CtlCommand(L"status --watch --json"));
+  ASSERT_TRUE(WaitUntil([&] {
+    const std::string shown = Output(watch);
+    return std::count(shown.begin(), shown.end(), '\n') >= 2;
+  }));
+  EXPECT_TRUE(PressCtrlC(watch.processId));
+  EXPECT_TRUE(WaitForExit(watch));
+  EXPECT_EQ(ExitCode(watch), kOk);
+  const std::string shown = Output(watch);
+  const nlohmann::json first = nlohmann::json::parse(shown.substr(0, shown.find('\n')));
+  EXPECT_EQ(first.at("upRate"), 0);
+  EXPECT_EQ(first.at("downRate"), 0);
+}
+
+TEST_F(Moorlakctl, StartStaysInTheForegroundAndShowsTheStatus) {
+  StartTunnelService();
+  const Child start = StartSession();
+  const std::string shown = Output(start);
+  EXPECT_TRUE(shown.starts_with("The service accepted the start.\n")) << shown;
+  EXPECT_TRUE(Contains(shown, "The session is up. Ctrl-C stops it.\ntunnel up, sent 0 B (0 B/s), received 0 B (0 B/s)\n"))
+      << shown;
+  EXPECT_EQ(ExitCode(start), DWORD{STILL_ACTIVE});
+  EXPECT_TRUE(AskStatus().tunnelUp);
+}
+
+TEST_F(Moorlakctl, StopFromASecondOneEndsTheSessionAndTheStart) {
+  StartTunnelService();
+  const Child start = StartSession();
+  EXPECT_EQ(Run(L"stop"), kOk);
+  EXPECT_EQ(output, "Stopped.\n");
+  EXPECT_EQ(DumpSystemProxy(), before);
+  EXPECT_TRUE(WaitForExit(start));
+  EXPECT_EQ(ExitCode(start), kSessionEnded);
+  EXPECT_TRUE(Contains(Output(start), "moorlakctl: The session ended by itself; sent ")) << Output(start);
+}
+
+TEST_F(Moorlakctl, StopWithoutASessionIsNoError) {
+  StartTunnelService();
+  EXPECT_EQ(Run(L"stop"), kOk);
+  EXPECT_EQ(output, "Stopped.\n");
+}
+
+TEST_F(Moorlakctl, KilledItLosesItsSession) {
+  StartTunnelService();
+  const LogWatch log;
+  Child start = StartSession();
+  const EngineProcess engine = WaitForEngine(ServiceProcessId());
+  Kill(start);
+  EXPECT_TRUE(log.WaitForMessage(kOrphanLine));
+  EXPECT_TRUE(WaitForEnd(engine));
+  EXPECT_TRUE(WaitUntil([] { return !AskStatus().running; }));
+  EXPECT_TRUE(WaitForDump(before));
+}
+
+TEST_F(Moorlakctl, CtrlCStopsTheSessionAndExitsWithZero) {
+  StartTunnelService();
+  const LogWatch log;
+  const Child start = StartSession();
+  EXPECT_TRUE(PressCtrlC(start.processId));
+  EXPECT_TRUE(WaitForExit(start));
+  EXPECT_EQ(ExitCode(start), kOk);
+  EXPECT_TRUE(Output(start).ends_with("Stopping ...\nStopped.\n")) << Output(start);
+  EXPECT_FALSE(AskStatus().running);
+  EXPECT_EQ(DumpSystemProxy(), before);
+  EXPECT_EQ(log.Count("IPC stop"), 1u);
+  EXPECT_EQ(log.Count(kOrphanLine), 0u);
+}
+
+TEST_F(Moorlakctl, TheDeathOfTheEngineEndsStartAndTheSession) {
+  StartTunnelService();
+  const Child start = StartSession();
+  KillEngine(WaitForEngine(ServiceProcessId()));
+  EXPECT_TRUE(WaitForExit(start));
+  EXPECT_EQ(ExitCode(start), kSessionEnded);
+  const std::string shown = Output(start);
+  EXPECT_TRUE(Contains(shown, "moorlakctl: The session ended by itself; sent ")) << shown;
+  EXPECT_TRUE(Contains(shown, "In proxy mode the engine's messages go to the service's standard error.")) << shown;
+  // A dead engine leaves the session running in the service until somebody stops it.
+  EXPECT_FALSE(AskStatus().running);
+}
+
+TEST_F(Moorlakctl, TheEndOfTheServiceEndsStart) {
+  StartTunnelService();
+  const Child start = StartSession();
+  StopTunnelService();
+  EXPECT_TRUE(WaitForExit(start));
+  EXPECT_EQ(ExitCode(start), kSessionEnded);
+  EXPECT_EQ(DumpSystemProxy(), before);
+}
+
+TEST_F(Moorlakctl, ARefusedConfigurationShowsTheServicesText) {
+  StartTunnelService();
+  EXPECT_EQ(Run(StartArguments("{]")), kServiceError);
+  EXPECT_EQ(output,
+            "moorlakctl: The service answered: Could not start proxy mode. Ensure xray.exe is in the xray folder next "
+            "to moor_lak.exe.\n");
+}
+
+TEST_F(Moorlakctl, AnEngineThatRefusesItsConfigurationEndsStart) {
+  StartTunnelService();
+  EXPECT_EQ(Run(StartArguments(R"({"inbounds":"none"})")), kSessionEnded);
+  EXPECT_TRUE(Contains(output, "The service accepted the start.\n")) << output;
+  EXPECT_FALSE(AskStatus().running);
+}
+
+TEST_F(Moorlakctl, AConfigurationFileThatIsMissingIsAUsageError) {
+  StartTunnelService();
+  const LogWatch log;
+  EXPECT_EQ(Run(L"start --proxy C:\\missing\\file.json"), kUsage);
+  EXPECT_TRUE(Contains(output, "C:\\missing\\file.json")) << output;
+  EXPECT_TRUE(log.Messages().empty());
+}
+
+TEST_F(Moorlakctl, TellsThatTheServiceIsInstalledButStopped) {
+  InstallService();
+  EXPECT_EQ(Run(L"ping"), kNotRunning);
+  EXPECT_EQ(output,
+            "moorlakctl: The tunnel service is not running: it is installed but stopped.\n"
+            "Start it from an elevated prompt: sc start MoorlakTunnel\n");
+}
+
+TEST_F(Moorlakctl, InAnotherFolderIsRefusedAndTellsWhere) {
+  const std::wstring folder = InstallFolder() + L"\\elsewhere";
+  CreateDirectoryW(folder.c_str(), nullptr);
+  ASSERT_TRUE(CopyFileW((InstallFolder() + L"\\moorlakctl.exe").c_str(), (folder + L"\\moorlakctl.exe").c_str(), FALSE));
+  StartTunnelService();
+  const LogWatch log;
+  DWORD exitCode = 0;
+  const std::string shown = RunProgram(CtlCommand(L"ping", folder), exitCode);
+  EXPECT_EQ(exitCode, kRefused);
+  EXPECT_TRUE(shown.starts_with(
+      "moorlakctl: The service closed the connection without an answer: it serves only programs in its own folder.\n"))
+      << shown;
+  EXPECT_TRUE(Contains(shown, "  moorlakctl.exe lies in: " + NarrowUtf16(folder) + "\n")) << shown;
+  EXPECT_EQ(log.Count("IPC reject: caller outside install directory"), 1u);
+  std::filesystem::remove_all(folder);
+}
+
+TEST_F(Moorlakctl, LogsPrintsTheTunnelLog) {
+  StartTunnelService();
+  ASSERT_EQ(Ask(CommandCode::Ping), "OK");
+  EXPECT_EQ(Run(L"logs"), kOk);
+  EXPECT_TRUE(Contains(output, " MoorlakTunnel service starting\n")) << output;
+  EXPECT_TRUE(output.ends_with(" IPC ping\n")) << output;
+}
+
+TEST_F(Moorlakctl, LogsFollowGoesOnWithNewLinesUntilCtrlC) {
+  StartTunnelService();
+  const Child logs = StartProgram(CtlCommand(L"logs --follow"));
+  ASSERT_TRUE(WaitForOutput(logs, " MoorlakTunnel service starting\n"));
+  EXPECT_EQ(Ask(CommandCode::Stop), "OK");
+  EXPECT_TRUE(WaitForOutput(logs, " IPC stop\n"));
+  EXPECT_TRUE(PressCtrlC(logs.processId));
+  EXPECT_TRUE(WaitForExit(logs));
+  EXPECT_EQ(ExitCode(logs), kOk);
+}
+
+}  // namespace
+}  // namespace moorlak::machine
