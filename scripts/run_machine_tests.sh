@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # run_machine_tests.sh BINARIES ENGINE PREFIX [test program arguments]: the whole-service tests in a fresh prefix with
-# loopback ports of its own. The prefix is removed when all passed.
+# loopback ports of its own. The prefix stays for a look at its log; it must lie on the file system of the build folder.
 source "$(dirname "$0")/common.sh"
 
 if [ -z "${MOORLAK_OWN_LOOPBACK:-}" ]; then

@@ -4,8 +4,7 @@ source "$(dirname "$0")/common.sh"
 source "$ROOT/scripts/test_steps.sh"
 
 mkdir -p "$BUILD"
-install_packages
-
+step "installing packages" install_packages
 step "building the native tests" build_preset native-asan moorlak_core_tests moorlak_client_tests
 step "building the Windows tests" build_preset windows-debug \
     moorlak_core_tests moorlak_client_tests moorlak_shell_tests test_child
@@ -13,7 +12,7 @@ step "building the programs as shipped" build_preset windows-release \
     moorlak_service moorlakctl moorlak_machine_tests
 step "building the engine for tests" "$ROOT/scripts/build_engine.sh" "$BUILD/engine"
 step "building the fuzz targets" build_preset fuzz wire_format_fuzzer proxy_text_fuzzer
-wine_template >/dev/null
+step "making the Wine prefix" wine_template
 
 check "format" "$ROOT/scripts/check_format.sh"
 check "clang-tidy" "$ROOT/scripts/check_tidy.sh"

@@ -19,8 +19,7 @@ std::string FormatLogLine(const std::tm& localTime, std::string_view message);
 
 bool NeedsRotation(uint64_t logBytes);
 
-// Content of SUPPORT.txt. Every line ends in CR CR LF: the file has always been written that way, and support's tools
-// expect it.
+// Content of SUPPORT.txt. Every line ends in CR CR LF: that is this file's form, and not a mistake to be mended.
 std::string SupportNoteText();
 
 // The two lines that open a service session.

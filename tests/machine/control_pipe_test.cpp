@@ -70,8 +70,7 @@ std::vector<std::wstring> Describe(PSID owner, PSID group, PACL dacl) {
 
 std::vector<std::wstring> DescribeText(const wchar_t* sddl) {
   LocalMemory<PSECURITY_DESCRIPTOR> descriptor;
-  EXPECT_TRUE(
-      ConvertStringSecurityDescriptorToSecurityDescriptorW(sddl, SDDL_REVISION_1, descriptor.Out(), nullptr));
+  EXPECT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(sddl, SDDL_REVISION_1, descriptor.Out(), nullptr));
   PSID owner = nullptr;
   PSID group = nullptr;
   PACL dacl = nullptr;

@@ -30,7 +30,7 @@ using Clock = std::chrono::steady_clock;
 constexpr size_t kThreads = 2;
 // What a service at rest may differ by: one connection that is just being set up or torn down.
 constexpr size_t kHandleRoom = 4;
-constexpr size_t kPrivateBytesRoom = 512u << 10;
+constexpr size_t kPrivateBytesRoom = 1u << 20;
 
 struct Numbers {
   size_t wellPlaced = 0;

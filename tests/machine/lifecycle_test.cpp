@@ -3,9 +3,12 @@
 
 #include "machine/support/child.h"
 #include "machine/support/console.h"
+#include "machine/support/engine.h"
 #include "machine/support/log_watch.h"
 #include "machine/support/pipe_client.h"
+#include "machine/support/proxy_tunnel.h"
 #include "machine/support/service_control.h"
+#include "machine/support/system_proxy_dump.h"
 #include "machine/support/wait.h"
 
 namespace moorlak::machine {
@@ -78,17 +81,64 @@ TEST(ConsoleModeEnd, EndsAtTheEndOfInput) {
   EXPECT_EQ(ExitCode(console.program), 0u);
 }
 
-TEST(Lifecycle, FinishesTheCommandInHandBeforeAStopTakesEffect) {
+// Sends the stop control while a start is in hand. False when the start was answered before the control had taken
+// effect.
+bool StopsDuringAStart() {
+  StartTunnelService();
+  const std::string config = SocksConfig(FreeLoopbackPort());
+  EXPECT_EQ(StartTunnel(true, config), "OK");
+  const EngineProcess first = WaitForEngine(ServiceProcessId());
+  // The query in flight must be ended too before the second start can go on.
+  WaitForQuery(ServiceProcessId());
+  const LogWatch log;
+  const std::string payload = EncodeStartPayload(true, config);
+  const KernelHandle pipe = ConnectPipe();
+  EXPECT_TRUE(SendBytes(pipe.Get(), EncodeRequest(CommandCode::Start, payload)));
+  EXPECT_TRUE(log.WaitForMessage("IPC start (payload bytes=" + std::to_string(payload.size()) + ")"));
+  // A start ends the earlier engine only when it has been let in: from now on it cannot be refused any more.
+  EXPECT_TRUE(WaitForEnd(first));
+  EXPECT_EQ(ControlTunnelService(SERVICE_CONTROL_STOP), NO_ERROR);
+  DWORD answered = 0;
+  EXPECT_TRUE(PeekNamedPipe(pipe.Get(), nullptr, 0, nullptr, &answered, nullptr));
+  EXPECT_EQ(ReadReply(pipe.Get()), "OK");
+  EXPECT_TRUE(WaitForServiceState(SERVICE_STOPPED));
+  EXPECT_EQ(log.Count("MoorlakTunnel: stopped"), 1u);
+  return answered == 0;
+}
+
+TEST(Lifecycle, AStopControlDuringAStartFinishesTheStartAndThenStopsItsTunnel) {
+  constexpr int kTries = 10;
+  ResetSystemProxy();
+  const std::string before = DumpSystemProxy();
+  // A query that hangs lengthens the end of the first tunnel, and with it the second start.
+  const EngineFaults faults(R"("apiHang":true)");
+  bool during = false;
+  for (int tries = 0; !during && tries < kTries; ++tries) {
+    during = StopsDuringAStart();
+    EXPECT_TRUE(WaitForNoEngine());
+    EXPECT_EQ(DumpSystemProxy(), before);
+  }
+  EXPECT_TRUE(during);
+}
+
+TEST(Lifecycle, ReportsStopPendingWithAHintOf45000Ms) {
+  const auto expectStopPending = [] {
+    const SERVICE_STATUS_PROCESS status = QueryTunnelService();
+    EXPECT_EQ(status.dwCurrentState, static_cast<DWORD>(SERVICE_STOP_PENDING));
+    EXPECT_EQ(status.dwControlsAccepted, kStopAndPreshutdown);
+    EXPECT_EQ(status.dwWaitHint, 45'000u);
+  };
   StartTunnelService();
   const LogWatch log;
+  // A reply that nobody has read yet keeps the service at work.
   const KernelHandle pipe = ConnectPipe();
-  const std::string payload = EncodeStartPayload(true, std::string(8u << 20, ' '));
-  const std::string request = EncodeRequest(CommandCode::Start, payload);
-  ASSERT_TRUE(SendBytes(pipe.Get(), request));
-  ASSERT_TRUE(log.WaitForMessage("IPC start (payload bytes=" + std::to_string(payload.size()) + ")"));
+  ASSERT_TRUE(SendBytes(pipe.Get(), EncodeRequest(CommandCode::Ping, {})));
+  ASSERT_TRUE(log.WaitForMessage("IPC ping"));
   EXPECT_EQ(ControlTunnelService(SERVICE_CONTROL_STOP), NO_ERROR);
-  const std::string reply = ReadReply(pipe.Get()).value_or("(no reply)");
-  EXPECT_TRUE(reply.starts_with("ERR:")) << reply;
+  expectStopPending();
+  ASSERT_TRUE(log.WaitForMessage("MoorlakTunnel: stopping tunnel"));
+  expectStopPending();
+  EXPECT_EQ(ReadReply(pipe.Get()), "OK");
   EXPECT_TRUE(WaitForServiceState(SERVICE_STOPPED));
 }
 

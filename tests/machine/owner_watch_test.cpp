@@ -4,9 +4,9 @@
 
 #include "base/durable_file.h"
 #include "machine/support/child.h"
+#include "machine/support/engine.h"
 #include "machine/support/log_watch.h"
 #include "machine/support/pipe_client.h"
-#include "machine/support/proxy_tunnel.h"
 #include "machine/support/raw_caller.h"
 #include "machine/support/running_service.h"
 #include "machine/support/service_control.h"
@@ -21,18 +21,16 @@ constexpr std::chrono::milliseconds kTwoRounds{2500};
 
 class OwnerWatch : public RunningService {
  protected:
-  void SetUp() override {
-    configFile = (std::filesystem::temp_directory_path() / L"owner_watch_config.json").wstring();
-    ASSERT_TRUE(WriteFileDurably(configFile, SocksConfig(port)));
-  }
   void TearDown() override { DeleteFileW(configFile.c_str()); }
 
   // A process that has started the tunnel and lives on.
   Child StartOwner() const {
+    const uint16_t port = NextPort();
+    EXPECT_TRUE(WriteFileDurably(configFile, EngineConfig(port)));
     Child owner = StartProgram(CallerCommand(L"start \"" + configFile + L"\""));
     EXPECT_TRUE(WaitUntil([&] { return Output(owner).ends_with("\n"); }));
     EXPECT_TRUE(Output(owner).starts_with("OK")) << Output(owner);
-    EXPECT_TRUE(WaitForTunnel(port));
+    EXPECT_TRUE(WaitForListener(port));
     return owner;
   }
 
@@ -42,8 +40,7 @@ class OwnerWatch : public RunningService {
   }
 
   const LogWatch log;
-  const uint16_t port = FreeLoopbackPort();
-  std::wstring configFile;
+  const std::wstring configFile = (std::filesystem::temp_directory_path() / L"owner_watch_config.json").wstring();
 };
 
 TEST_F(OwnerWatch, KillingTheOwnerStopsTheTunnel) {
@@ -58,7 +55,7 @@ TEST_F(OwnerWatch, KillingTheOwnerAfterAStopDoesNothing) {
   Child first = StartOwner();
   EXPECT_EQ(Ask(CommandCode::Stop), "OK");
   // This tunnel belongs to the test.
-  ASSERT_EQ(StartTunnel(true, SocksConfig(port)), "OK");
+  ASSERT_EQ(StartTunnel(true, EngineConfig(NextPort())), "OK");
   Kill(first);
   EXPECT_TRUE(StaysUp());
   EXPECT_EQ(log.Count(kOrphanLine), 0u);

@@ -1,7 +1,7 @@
 // Two instances of the program on one machine: the second one leaves the first one's machine alone.
-#include <gtest/gtest.h>
-
 #include <windows.h>
+
+#include <gtest/gtest.h>
 
 #include "base/paths.h"
 #include "machine/support/console.h"

@@ -1,11 +1,9 @@
 // The start command: mode, configuration text, and what becomes of the tunnel before.
-#include <filesystem>
 #include <gtest/gtest.h>
 
-#include "base/durable_file.h"
+#include "machine/support/engine.h"
 #include "machine/support/log_watch.h"
 #include "machine/support/pipe_client.h"
-#include "machine/support/proxy_tunnel.h"
 #include "machine/support/running_service.h"
 #include "machine/support/service_control.h"
 #include "machine/support/wait.h"
@@ -32,9 +30,10 @@ class StartCommand : public RunningService {
 };
 
 TEST_F(StartCommand, TheByte1ALineFeedAndAnObjectStartProxyMode) {
-  const uint16_t port = FreeLoopbackPort();
-  EXPECT_EQ(Ask(CommandCode::Start, "1\n" + SocksConfig(port)), "OK");
-  EXPECT_TRUE(WaitForTunnel(port));
+  const uint16_t port = NextPort();
+  EXPECT_EQ(Ask(CommandCode::Start, "1\n" + EngineConfig(port)), "OK");
+  EXPECT_TRUE(WaitForListener(port));
+  EXPECT_TRUE(AskStatus().tunnelUp);
   EXPECT_EQ(log.Count("IPC start accepted"), 1u);
 }
 
@@ -64,12 +63,12 @@ TEST_F(StartCommand, AnEmptyPayloadIsAMissingConfiguration) {
 class UnparsableConfig : public StartCommand, public testing::WithParamInterface<const char*> {};
 
 TEST_P(UnparsableConfig, FailsAndLeavesThePreviousTunnelStopped) {
-  const uint16_t port = FreeLoopbackPort();
-  ASSERT_EQ(StartTunnel(true, SocksConfig(port)), "OK");
-  ASSERT_TRUE(WaitForTunnel(port));
+  const uint16_t port = NextPort();
+  ASSERT_EQ(StartTunnel(true, EngineConfig(port)), "OK");
+  ASSERT_TRUE(WaitForListener(port));
   EXPECT_EQ(StartTunnel(true, GetParam()), kUnparsable);
   EXPECT_EQ(Ask(CommandCode::Status), "OK running=0 tunnel=0 up=0 down=0");
-  EXPECT_FALSE(IsListening(port));
+  EXPECT_TRUE(WaitForNoEngine());
 }
 
 INSTANTIATE_TEST_SUITE_P(OfOnlyWhitespace, UnparsableConfig, testing::Values(" \t\r\n \n"));
@@ -77,19 +76,11 @@ INSTANTIATE_TEST_SUITE_P(ThatBeginsWithALetter, UnparsableConfig, testing::Value
 
 TEST_F(StartCommand, LeadingWhitespaceBeforeTheBraceIsAcceptedAndPassedOnUnchanged) {
   const std::string whitespace = " \t\r\n\n \t";
-  const uint16_t port = FreeLoopbackPort();
-  ASSERT_EQ(StartTunnel(true, whitespace + SocksConfig(port)), "OK");
-  ASSERT_TRUE(WaitForTunnel(port));
+  const uint16_t port = NextPort();
+  ASSERT_EQ(StartTunnel(true, whitespace + EngineConfig(port)), "OK");
+  ASSERT_TRUE(WaitForListener(port));
   // What the engine was given lies in the staging folder as long as it runs.
-  const auto folder = std::filesystem::temp_directory_path() / L"flutter_vless";
-  size_t staged = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    const auto text = ReadWholeFile(entry.path().wstring(), 1u << 20);
-    ASSERT_TRUE(text) << entry.path();
-    EXPECT_EQ(text->substr(0, whitespace.size() + 1), whitespace + "{");
-    ++staged;
-  }
-  EXPECT_EQ(staged, 1u);
+  EXPECT_EQ(ReadStagedText().substr(0, whitespace.size() + 1), whitespace + "{");
 }
 
 TEST_F(StartCommand, AConfigurationThatBeginsWithABracketPassesTheControllersCheck) {

@@ -1,0 +1,67 @@
+// A killed service takes along the commands it was waiting for: none of them may change the machine later.
+#include <windows.h>
+#include <tlhelp32.h>
+
+#include <gtest/gtest.h>
+#include <vector>
+
+#include "machine/support/engine.h"
+#include "machine/support/pipe_client.h"
+#include "machine/support/proxy_tunnel.h"
+#include "machine/support/service_control.h"
+#include "machine/support/system_proxy_dump.h"
+#include "machine/support/wait.h"
+
+namespace moorlak::machine {
+namespace {
+
+// Suspends every thread of a process while it lives.
+struct FrozenProcess {
+  explicit FrozenProcess(DWORD processId) {
+    const KernelHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
+    THREADENTRY32 entry{};
+    entry.dwSize = sizeof(entry);
+    for (BOOL more = Thread32First(snapshot.Get(), &entry); more; more = Thread32Next(snapshot.Get(), &entry)) {
+      if (entry.th32OwnerProcessID != processId) continue;
+      KernelHandle thread(OpenThread(THREAD_SUSPEND_RESUME, FALSE, entry.th32ThreadID));
+      if (thread && SuspendThread(thread.Get()) != static_cast<DWORD>(-1)) threads.push_back(std::move(thread));
+    }
+    EXPECT_FALSE(threads.empty());
+  }
+  FrozenProcess(const FrozenProcess&) = delete;
+  FrozenProcess& operator=(const FrozenProcess&) = delete;
+  ~FrozenProcess() {
+    for (const KernelHandle& thread : threads) ResumeThread(thread.Get());
+  }
+
+  std::vector<KernelHandle> threads;
+};
+
+// Kills the service while it waits for a query; false when the query's own time was up before.
+bool KillWithinAQuery(DWORD serviceId) {
+  const EngineProcess query = WaitForQuery(serviceId);
+  // From here on the service can end nothing by itself, and the query hangs: only the kill is left.
+  const FrozenProcess frozen(serviceId);
+  if (WaitForSingleObject(query.process.Get(), 0) != WAIT_TIMEOUT) return false;
+  KillTunnelService();
+  EXPECT_TRUE(WaitForEnd(query));
+  return true;
+}
+
+TEST(KilledService, LeavesNoHiddenCommandBehind) {
+  constexpr int kTries = 10;
+  ResetSystemProxy();
+  const std::string before = DumpSystemProxy();
+  const EngineFaults faults(R"("apiHang":true)");
+  StartTunnelService();
+  ASSERT_EQ(StartTunnel(true, SocksConfig(FreeLoopbackPort())), "OK");
+  bool killed = false;
+  for (int tries = 0; !killed && tries < kTries; ++tries) killed = KillWithinAQuery(ServiceProcessId());
+  EXPECT_TRUE(killed);
+  EXPECT_TRUE(WaitForNoEngine());
+  StartTunnelService();
+  EXPECT_EQ(DumpSystemProxy(), before);
+}
+
+}  // namespace
+}  // namespace moorlak::machine
