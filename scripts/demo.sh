@@ -25,6 +25,8 @@ export WINEPREFIX=$prefix
 folder='C:\Program Files\Moorlak'
 work=$prefix/demo
 mkdir -p "$work"
+# What went wrong on the way, and what was not put back.
+failures=()
 problems=()
 page_server=
 tunnel_client=
@@ -69,12 +71,14 @@ conclude() {
     [ -z "$tunnel_client" ] || kill "$tunnel_client" 2>/dev/null || true
     [ -z "$page_server" ] || kill "$page_server" 2>/dev/null || true
     end_prefix "$prefix" >/dev/null 2>&1
-    [ "$status" -eq 0 ] || problems+=("the demonstration broke off")
+    [ "$status" -eq 0 ] || problems+=("the demonstration broke off, so nobody looked")
+    [ ${#failures[@]} -eq 0 ] || say "it did not all work: $(printf '%s; ' "${failures[@]}")"
     if [ ${#problems[@]} -eq 0 ]; then
         say "Everything was put back: system proxy as before, no engine, no staged file."
-        exit 0
+        [ ${#failures[@]} -eq 0 ]
+        exit
     fi
-    say "NOT everything is right: $(printf '%s; ' "${problems[@]}")"
+    say "NOT everything was put back: $(printf '%s; ' "${problems[@]}")"
     exit 1
 }
 trap conclude EXIT
@@ -104,7 +108,7 @@ fi
 proxy_settings >"$work/proxy.before"
 wine sc create MoorlakTunnel "binPath=" "\"$folder\\moorlak_service.exe\"" >/dev/null
 wine sc start MoorlakTunnel >/dev/null
-wait_for 30 service_answers || { problems+=("the service did not answer"); exit 0; }
+wait_for 30 service_answers || { failures+=("the service did not answer"); exit 0; }
 say "the service runs under the service control manager and answers: $(ctl ping)"
 
 ctl start --proxy "Z:${config//\//\\}" >"$work/client.log" &
@@ -113,24 +117,24 @@ if wait_for 30 tunnel_is_up && wait_for 30 proxy_is_set; then
     say "proxy mode is up: $(ctl status)"
     say "the system proxy is now $(system_proxy)"
     # A look that does not find the engine now would prove nothing by finding none later.
-    engine_runs || problems+=("the engine was not seen running")
+    engine_runs || failures+=("the engine was not seen running")
     socks=127.0.0.1:$(system_proxy | sed -n 's/.*socks=localhost:\([0-9]*\).*/\1/p')
     # An engine listens a moment after its start; the system proxy is set half a second later.
     if "$BUILD/engine/web" fetch -socks "$socks" "$page/" >"$work/page.json" 2>"$work/page.err" &&
         "$BUILD/engine/web" fetch -socks "$socks" "$page/bytes/5242880" >"$work/large.json" 2>"$work/page.err"; then
         say "a page through the engine:  $(cat "$work/page.json")"
         say "5 MiB through the engine:   $(cat "$work/large.json")"
-        wait_for 20 bytes_are_counted || problems+=("the traffic was not counted")
+        wait_for 20 bytes_are_counted || failures+=("the traffic was not counted")
     else
         say "no page came through this configuration: $(cat "$work/page.err")"
         # Yours may lead elsewhere than to this machine's loopback.
-        [ -n "${1:-}" ] || problems+=("no page came through")
+        [ -n "${1:-}" ] || failures+=("no page came through")
     fi
     say "status shows the bytes:     $(ctl status)"
 else
     say "proxy mode did not come up; the client says:"
     cat "$work/client.log"
-    problems+=("proxy mode did not come up")
+    failures+=("proxy mode did not come up")
 fi
 
 ctl stop >/dev/null

@@ -10,7 +10,6 @@
 #include "machine/support/proxy_tunnel.h"
 #include "machine/support/service_control.h"
 #include "machine/support/system_proxy_dump.h"
-#include "machine/support/wait.h"
 
 namespace moorlak::machine {
 namespace {

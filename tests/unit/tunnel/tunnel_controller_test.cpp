@@ -1,7 +1,14 @@
 #include "tunnel/tunnel_controller.h"
 
+#include <windows.h>
+
 #include <gtest/gtest.h>
 #include <memory>
+
+#include "base/paths.h"
+#include "unit/ipc/log_tail.h"
+#include "unit/process/child_test_support.h"
+#include "unit/proxy/proxy_registry.h"
 
 namespace moorlak {
 namespace {
@@ -19,6 +26,63 @@ class Controller : public testing::Test {
 
   std::unique_ptr<TunnelController> controller = std::make_unique<TunnelController>();
 };
+
+// With a stand-in engine: the test child under the engine's name, which does what a comment in its configuration says.
+class ControllerWithEngine : public Controller {
+ protected:
+  void SetUp() override {
+    CreateDataFolders();
+    DeleteFileW(kProxyRestoreFile);
+    folder.AddChild(L"xray.exe");
+  }
+  void TearDown() override { controller->Stop(); }
+
+  static std::string Config(const LifeSign& life) { return "{\"log\":{}/*\n" + life.ActionLines() + "\n*/}"; }
+
+  const ProxyRegistryGuard registry;
+  const TestFolder folder;
+  const CurrentFolder current{folder.path};
+};
+
+TEST_F(ControllerWithEngine, AnOlderStartsNumberStopsNothing) {
+  const LifeSign first;
+  const LifeSign second;
+  EXPECT_EQ(StartError(Config(first), true), "");
+  ASSERT_TRUE(first.Started());
+  EXPECT_EQ(StartError(Config(second), true), "");
+  ASSERT_TRUE(second.Started());
+  EXPECT_EQ(controller->startNumber, 2u);
+  const LogTail log;
+  EXPECT_FALSE(controller->StopIfCurrent(1, "the first one's owner has gone"));
+  EXPECT_TRUE(controller->IsRunning());
+  EXPECT_TRUE(controller->IsTunnelUp());
+  EXPECT_TRUE(second.Lives());
+  EXPECT_EQ(log.Messages(), "");
+}
+
+TEST_F(ControllerWithEngine, TheCurrentStartsNumberStopsTheTunnelAndTellsWhy) {
+  const LifeSign life;
+  EXPECT_EQ(StartError(Config(life), true), "");
+  ASSERT_TRUE(life.Started());
+  const LogTail log;
+  EXPECT_TRUE(controller->StopIfCurrent(controller->startNumber, "its owner has gone"));
+  EXPECT_FALSE(controller->IsRunning());
+  EXPECT_FALSE(controller->IsTunnelUp());
+  EXPECT_TRUE(life.Ends());
+  EXPECT_EQ(log.Messages(), "its owner has gone\n");
+  EXPECT_FALSE(controller->StopIfCurrent(controller->startNumber, "twice"));
+  EXPECT_EQ(log.Messages(), "its owner has gone\n");
+}
+
+TEST_F(ControllerWithEngine, ARefusedStartLeavesTheNumberAsItIs) {
+  const LifeSign life;
+  EXPECT_EQ(StartError(Config(life), true), "");
+  EXPECT_EQ(StartError("no configuration", true), kInvalid);
+  EXPECT_EQ(controller->startNumber, 1u);
+  // The refused start has stopped the tunnel before it looked at the text.
+  EXPECT_FALSE(controller->IsRunning());
+  EXPECT_FALSE(controller->StopIfCurrent(1, "never written"));
+}
 
 TEST_F(Controller, RefusesTextThatDoesNotBeginLikeJson) {
   for (const char* text : {"", " \t\r\n", "x{}", "vless://", "\xef\xbb\xbf{}", "\v{}"}) {
