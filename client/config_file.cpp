@@ -1,9 +1,9 @@
 #include "client/config_file.h"
 
+#include <windows.h>
+
 #include <algorithm>
 #include <vector>
-
-#include <windows.h>
 
 #include "base/handle.h"
 #include "base/utf.h"

@@ -1,9 +1,9 @@
 // Reads the tunnel log as it grows, across rotation.
 #pragma once
 
-#include <cstdint>
-
 #include <windows.h>
+
+#include <cstdint>
 
 #include "base/handle.h"
 #include "client/line_assembler.h"

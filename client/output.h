@@ -1,10 +1,10 @@
 // Standard output and standard error: UTF-8 bytes when redirected, UTF-16 on a terminal.
 #pragma once
 
+#include <windows.h>
+
 #include <cstddef>
 #include <string_view>
-
-#include <windows.h>
 
 namespace moorlak {
 

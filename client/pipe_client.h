@@ -1,11 +1,11 @@
 // One command to the service: one connection, one request, one reply.
 #pragma once
 
+#include <windows.h>
+
 #include <cstdint>
 #include <string>
 #include <string_view>
-
-#include <windows.h>
 
 #include "client/failure.h"
 #include "ipc/wire_format.h"

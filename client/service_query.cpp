@@ -1,13 +1,12 @@
 #include "client/service_query.h"
 
-#include <vector>
-
 #include <windows.h>
+#include <winsvc.h>
+
+#include <vector>
 
 #include "base/handle.h"
 #include "base/utf.h"
-
-#include <winsvc.h>
 
 namespace moorlak {
 namespace {

@@ -1,9 +1,9 @@
 // The system's own words for an error number.
 #pragma once
 
-#include <string>
-
 #include <windows.h>
+
+#include <string>
 
 namespace moorlak {
 

@@ -22,8 +22,7 @@
 namespace {
 
 constexpr wchar_t kKey[] = L"Software\\Moorlak Lab\\WinINet";
-constexpr DWORD kAllFlags =
-    PROXY_TYPE_DIRECT | PROXY_TYPE_PROXY | PROXY_TYPE_AUTO_PROXY_URL | PROXY_TYPE_AUTO_DETECT;
+constexpr DWORD kAllFlags = PROXY_TYPE_DIRECT | PROXY_TYPE_PROXY | PROXY_TYPE_AUTO_PROXY_URL | PROXY_TYPE_AUTO_DETECT;
 constexpr size_t kLongestText = 65536;
 
 struct TextOption {
@@ -142,8 +141,8 @@ BOOL SetList(const INTERNET_PER_CONN_OPTION_LISTW& list) {
 
 }  // namespace
 
-extern "C" __declspec(dllexport) BOOL WINAPI InternetQueryOptionW(HINTERNET session, DWORD option, void* buffer,
-                                                                  DWORD* size) {
+extern "C" __declspec(dllexport) BOOL WINAPI
+    InternetQueryOptionW(HINTERNET session, DWORD option, void* buffer, DWORD* size) {
   if (session != nullptr || option != INTERNET_OPTION_PER_CONNECTION_OPTION) {
     return Refuse(L"query " + std::to_wstring(option), ERROR_INTERNET_INVALID_OPTION);
   }
@@ -155,8 +154,8 @@ extern "C" __declspec(dllexport) BOOL WINAPI InternetQueryOptionW(HINTERNET sess
   return TRUE;
 }
 
-extern "C" __declspec(dllexport) BOOL WINAPI InternetSetOptionW(HINTERNET session, DWORD option, void* buffer,
-                                                                DWORD size) {
+extern "C" __declspec(dllexport) BOOL WINAPI
+    InternetSetOptionW(HINTERNET session, DWORD option, void* buffer, DWORD size) {
   if (session == nullptr && option == INTERNET_OPTION_PER_CONNECTION_OPTION) {
     if (!IsList(buffer, size)) return Refuse(L"a list", ERROR_INVALID_PARAMETER);
     return SetList(*static_cast<const INTERNET_PER_CONN_OPTION_LISTW*>(buffer));

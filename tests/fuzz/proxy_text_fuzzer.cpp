@@ -62,7 +62,8 @@ void CheckBackup(std::string_view text) {
   // Any texts, cut out of the input, come back; a NUL cannot be in a setting.
   if (text.find('\0') != std::string_view::npos) return;
   const size_t third = text.size() / 3;
-  ProxyBackup backup{{static_cast<uint32_t>(text.size()), std::nullopt, std::nullopt, std::nullopt}, "socks=x:1", "S-1-5-18"};
+  ProxyBackup backup{
+      {static_cast<uint32_t>(text.size()), std::nullopt, std::nullopt, std::nullopt}, "socks=x:1", "S-1-5-18"};
   backup.previous.server = text.substr(0, third);
   backup.previous.bypass = text.substr(third, third);
   if (text.size() % 2 == 0) backup.previous.pacUrl = text.substr(2 * third);

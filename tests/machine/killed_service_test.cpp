@@ -7,7 +7,6 @@
 
 #include "machine/support/engine.h"
 #include "machine/support/pipe_client.h"
-#include "machine/support/proxy_tunnel.h"
 #include "machine/support/service_control.h"
 #include "machine/support/system_proxy_dump.h"
 
@@ -53,7 +52,7 @@ TEST(KilledService, LeavesNoHiddenCommandBehind) {
   const std::string before = DumpSystemProxy();
   const EngineFaults faults(R"("apiHang":true)");
   StartTunnelService();
-  ASSERT_EQ(StartTunnel(true, SocksConfig(FreeLoopbackPort())), "OK");
+  ASSERT_EQ(StartTunnel(true, EngineConfig(NextPort())), "OK");
   bool killed = false;
   for (int tries = 0; !killed && tries < kTries; ++tries) killed = KillWithinAQuery(ServiceProcessId());
   EXPECT_TRUE(killed);

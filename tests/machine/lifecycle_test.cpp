@@ -6,7 +6,6 @@
 #include "machine/support/engine.h"
 #include "machine/support/log_watch.h"
 #include "machine/support/pipe_client.h"
-#include "machine/support/proxy_tunnel.h"
 #include "machine/support/service_control.h"
 #include "machine/support/system_proxy_dump.h"
 
@@ -84,7 +83,7 @@ TEST(ConsoleModeEnd, EndsAtTheEndOfInput) {
 // effect.
 bool StopsDuringAStart() {
   StartTunnelService();
-  const std::string config = SocksConfig(FreeLoopbackPort());
+  const std::string config = EngineConfig(NextPort());
   EXPECT_EQ(StartTunnel(true, config), "OK");
   const EngineProcess first = WaitForEngine(ServiceProcessId());
   // The query in flight must be ended too before the second start can go on.

@@ -1,9 +1,8 @@
 // The command-line client against the running service: what it prints and with which code it ends. The codes are
 // documented in docs/moorlakctl.md.
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include "base/utf.h"
@@ -123,7 +122,8 @@ TEST_F(Moorlakctl, StartStaysInTheForegroundAndShowsTheStatus) {
   const Child start = StartSession();
   const std::string shown = Output(start);
   EXPECT_TRUE(shown.starts_with("The service accepted the start.\n")) << shown;
-  EXPECT_TRUE(Contains(shown, "The session is up. Ctrl-C stops it.\ntunnel up, sent 0 B (0 B/s), received 0 B (0 B/s)\n"))
+  EXPECT_TRUE(
+      Contains(shown, "The session is up. Ctrl-C stops it.\ntunnel up, sent 0 B (0 B/s), received 0 B (0 B/s)\n"))
       << shown;
   EXPECT_EQ(ExitCode(start), DWORD{STILL_ACTIVE});
   EXPECT_TRUE(AskStatus().tunnelUp);
@@ -228,7 +228,8 @@ TEST_F(Moorlakctl, TellsThatTheServiceIsInstalledButStopped) {
 TEST_F(Moorlakctl, InAnotherFolderIsRefusedAndTellsWhere) {
   const std::wstring folder = InstallFolder() + L"\\elsewhere";
   CreateDirectoryW(folder.c_str(), nullptr);
-  ASSERT_TRUE(CopyFileW((InstallFolder() + L"\\moorlakctl.exe").c_str(), (folder + L"\\moorlakctl.exe").c_str(), FALSE));
+  ASSERT_TRUE(
+      CopyFileW((InstallFolder() + L"\\moorlakctl.exe").c_str(), (folder + L"\\moorlakctl.exe").c_str(), FALSE));
   StartTunnelService();
   const LogWatch log;
   DWORD exitCode = 0;

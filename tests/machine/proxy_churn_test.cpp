@@ -1,8 +1,7 @@
 // Many sessions in quick succession, ended at every moment of their beginning.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstdio>
+#include <gtest/gtest.h>
 
 #include "machine/support/engine.h"
 #include "machine/support/pipe_client.h"

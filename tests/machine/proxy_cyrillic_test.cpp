@@ -1,8 +1,7 @@
 // A copy of the product in a folder with a Cyrillic name, with a temporary folder of that kind.
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 
 #include "machine/support/engine.h"
 #include "machine/support/proxy_fixture.h"
@@ -45,9 +44,7 @@ struct ProxyInACyrillicFolder : ProxyTest {
     std::filesystem::remove_all(kTemporary, busy);
   }
 
-  static std::wstring Command(const std::wstring& arguments) {
-    return L"\"" + std::wstring(kFolder) + arguments;
-  }
+  static std::wstring Command(const std::wstring& arguments) { return L"\"" + std::wstring(kFolder) + arguments; }
 };
 
 // The service in that folder serves only programs in that folder, so its own client starts the session.

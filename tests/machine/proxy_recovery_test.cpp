@@ -1,10 +1,9 @@
 // A killed service: what the system does at once, and what the next start of the service puts right.
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <thread>
 
 #include "base/paths.h"

@@ -3,7 +3,6 @@
 // Under Wine the service, which is LocalSystem by name, runs as the user of the tests and so changes this user's
 // settings. On Windows they would be LocalSystem's: these tests show what is set and put back, not for whom.
 #include <windows.h>
-
 #include <wininet.h>
 
 #include <gtest/gtest.h>
@@ -122,7 +121,8 @@ struct ProxyOptionsMeanwhile : ProxyOptionsTest {
 };
 
 TEST_F(ProxyOptionsMeanwhile, ThatTheUserChoseAltogetherStay) {
-  const ProxyOptions chosen{kProxy | PROXY_TYPE_AUTO_DETECT, "chosen.example:8080", "*.chosen.example", "http://chosen"};
+  const ProxyOptions chosen{kProxy | PROXY_TYPE_AUTO_DETECT, "chosen.example:8080", "*.chosen.example",
+                            "http://chosen"};
   system.Write(chosen);
   StopProxy();
   EXPECT_EQ(system.Read(), chosen);
@@ -150,8 +150,8 @@ TEST_F(ProxyOptionsMeanwhile, AProxyThatTheUserSwitchedOffStaysOff) {
 TEST_F(ProxyOptionsMeanwhile, AConfigurationAddressThatTheUserChoseStays) {
   system.Write({kProxy | PROXY_TYPE_AUTO_PROXY_URL, OurServer(port), kOurBypass, "http://chosen"});
   StopProxy();
-  EXPECT_EQ(system.Read(), (ProxyOptions{kProxy | PROXY_TYPE_AUTO_PROXY_URL, "proxy.example:3128", "<local>",
-                                         "http://chosen"}));
+  EXPECT_EQ(system.Read(),
+            (ProxyOptions{kProxy | PROXY_TYPE_AUTO_PROXY_URL, "proxy.example:3128", "<local>", "http://chosen"}));
 }
 
 TEST_F(ProxyOptionsMeanwhile, ThatTheUserChoseStayWhenTheServiceWasKilled) {

@@ -1,8 +1,7 @@
 // The staged configuration: what the engine runs, under which name, and who may touch it.
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include "machine/support/console.h"
@@ -120,9 +119,10 @@ TEST_F(ProxyStaging, KeepsSectionsThatAreThereAndTheMetadata) {
 }
 
 TEST_F(ProxyStaging, TakesAllowInsecureOut) {
-  const std::string tls = R"("outbounds":[{"protocol":"freedom","streamSettings":{"security":"tls","tlsSettings":)"
-                          R"({"allowInsecure": true, "serverName":"a.example"}}},{"protocol":"freedom","tag":"b",)"
-                          R"("streamSettings":{"security":"tls","tlsSettings":{"serverName":"b", "AllowInsecure":1}}}],)";
+  const std::string tls =
+      R"("outbounds":[{"protocol":"freedom","streamSettings":{"security":"tls","tlsSettings":)"
+      R"({"allowInsecure": true, "serverName":"a.example"}}},{"protocol":"freedom","tag":"b",)"
+      R"("streamSettings":{"security":"tls","tlsSettings":{"serverName":"b", "AllowInsecure":1}}}],)";
   StartTunnelService();
   StartProxy("{" + tls + EngineConfig(port).substr(1));
   const std::string staged = ReadStagedText();

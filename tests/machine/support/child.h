@@ -1,9 +1,9 @@
 // Programs that a test starts, with what they print collected in a file.
 #pragma once
 
-#include <string>
-
 #include <windows.h>
+
+#include <string>
 
 #include "base/handle.h"
 

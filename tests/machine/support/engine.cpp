@@ -1,9 +1,7 @@
 #include "machine/support/engine.h"
 
 #include <winsock2.h>
-
 #include <tlhelp32.h>
-#include <winternl.h>
 
 #include <algorithm>
 #include <array>
@@ -12,6 +10,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <winternl.h>
 
 #include "base/utf.h"
 #include "machine/support/service_control.h"
@@ -194,7 +193,8 @@ std::optional<Transfer> Fetch(const std::string& url, uint16_t socksPort) {
 
 std::optional<Transfer> Post(const std::string& url, int64_t bytes, uint16_t socksPort) {
   const std::wstring answer = (std::filesystem::temp_directory_path() / L"machine_test_answer.json").wstring();
-  const auto result = RunFetch("-o \"" + NarrowUtf16(answer) + "\" -post " + std::to_string(bytes) + ' ' + url, socksPort);
+  const auto result =
+      RunFetch("-o \"" + NarrowUtf16(answer) + "\" -post " + std::to_string(bytes) + ' ' + url, socksPort);
   const std::string received = ReadText(answer);
   DeleteFileW(answer.c_str());
   if (!result) return std::nullopt;

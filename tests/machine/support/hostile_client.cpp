@@ -1,10 +1,10 @@
 #include "machine/support/hostile_client.h"
 
+#include <windows.h>
+
 #include <chrono>
 #include <optional>
 #include <string_view>
-
-#include <windows.h>
 
 #include "machine/support/pipe_client.h"
 

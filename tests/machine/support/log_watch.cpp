@@ -1,8 +1,8 @@
 #include "machine/support/log_watch.h"
 
-#include <algorithm>
-
 #include <windows.h>
+
+#include <algorithm>
 
 #include "base/handle.h"
 #include "base/paths.h"

@@ -1,13 +1,13 @@
 // A client of the control pipe that can also misbehave: every byte is the test's own.
 #pragma once
 
+#include <windows.h>
+
 #include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
-
-#include <windows.h>
 
 #include "base/handle.h"
 #include "ipc/wire_format.h"

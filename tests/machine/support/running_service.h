@@ -1,9 +1,9 @@
 // For tests that begin with a running service.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <windows.h>
+
+#include <gtest/gtest.h>
 
 #include "machine/support/service_control.h"
 

@@ -1,9 +1,9 @@
 // The shipped service under the real service control manager.
 #pragma once
 
-#include <string>
-
 #include <windows.h>
+
+#include <string>
 
 namespace moorlak::machine {
 

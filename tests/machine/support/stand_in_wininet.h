@@ -1,5 +1,5 @@
-// The service with the lab's wininet.dll: all four options of the system proxy are kept as Windows keeps them, and every
-// call that changes something is recorded (lab/wininet/wininet.cpp). The tests read its store, not the system's.
+// The service with the lab's wininet.dll: all four options of the system proxy are kept as Windows keeps them, and
+// every call that changes something is recorded (lab/wininet/wininet.cpp). The tests read its store, not the system's.
 #pragma once
 
 #include <string>

@@ -64,7 +64,8 @@ std::string DumpValues(HKEY key) {
     EXPECT_EQ(status, ERROR_SUCCESS);
     if (status != ERROR_SUCCESS) break;
     bytes.resize(size);
-    lines[name.data()] = "  " + NarrowUtf16(name.data()) + " type " + std::to_string(type) + ' ' + DataText(type, bytes);
+    lines[name.data()] =
+        "  " + NarrowUtf16(name.data()) + " type " + std::to_string(type) + ' ' + DataText(type, bytes);
   }
   std::string text;
   for (const auto& [name, line] : lines) text += line + '\n';

@@ -1,9 +1,9 @@
 // Waiting for a condition with a generous limit: the limit is only met when something is broken.
 #pragma once
 
-#include <chrono>
-
 #include <windows.h>
+
+#include <chrono>
 
 namespace moorlak::machine {
 
