@@ -13,8 +13,10 @@ for program in "$1/src/moorlak_service.exe" "$1/client/moorlakctl.exe"; do
     [ -z "$foreign" ] || { say "${program##*/} needs $foreign"; status=1; }
     grep -q '^\.reloc' <<<"$(x86_64-w64-mingw32-objdump -h "$program" | awk '{print $2}')" ||
         { say "${program##*/}: no relocations, so its address is not random"; status=1; }
-    x86_64-w64-mingw32-objdump -s -j .rsrc "$program" | grep -q 'V.S._.V.E.R' ||
-        { say "${program##*/}: no version resource"; status=1; }
+    # Resources' names are UTF-16.
+    grep -q VS_VERSION_INFO <<<"$(strings -el "$program")" || { say "${program##*/}: no version resource"; status=1; }
+    grep -q 'requestedExecutionLevel level="asInvoker"' <<<"$(strings "$program")" ||
+        { say "${program##*/}: no manifest"; status=1; }
     say "${program##*/}: $(stat -c %s "$program") bytes"
 done
 exit "$status"
