@@ -8,7 +8,7 @@ if [ -z "${MOORLAK_OWN_LOOPBACK:-}" ]; then
         'ip link set lo up && exec "$@"' bash "$0" "$@"
 fi
 
-binaries=$1 engine=$2 prefix=$3
+binaries=$(realpath "$1") engine=$(realpath "$2") prefix=$(realpath -m "$3")
 shift 3
 clone_prefix "$prefix"
 install_product "$prefix" "$binaries" "$engine"

@@ -3,9 +3,11 @@
 
 #include "machine/support/child.h"
 #include "machine/support/console.h"
+#include "machine/support/ctrl_c.h"
 #include "machine/support/engine.h"
 #include "machine/support/log_watch.h"
 #include "machine/support/pipe_client.h"
+#include "machine/support/proxy_fixture.h"
 #include "machine/support/service_control.h"
 #include "machine/support/system_proxy_dump.h"
 
@@ -70,6 +72,19 @@ TEST_P(ConsoleMode, ServesUntilEnterWhateverTheCaseOfItsArgument) {
 
 INSTANTIATE_TEST_SUITE_P(Spellings, ConsoleMode,
                          testing::Values(L"--console", L"--CONSOLE", L"--Console", L"--console ignored"));
+
+TEST(ConsoleModeEnd, TreatsCtrlCAsEnterAndPutsTheMachineBackFirst) {
+  const std::string before = DumpSystemProxy();
+  const uint16_t port = NextPort();
+  Console console = StartConsole(L"--console");
+  ASSERT_EQ(StartTunnel(true, EngineConfig(port)), "OK");
+  ASSERT_TRUE(WaitForSystemProxy(OurServer(port)));
+  EXPECT_TRUE(PressCtrlC(console.program.processId));
+  EXPECT_TRUE(WaitForExit(console.program));
+  EXPECT_EQ(ExitCode(console.program), 0u);
+  EXPECT_EQ(DumpSystemProxy(), before);
+  EXPECT_TRUE(WaitForNoEngine());
+}
 
 TEST(ConsoleModeEnd, EndsAtTheEndOfInput) {
   Console console = StartConsole(L"--console");

@@ -129,6 +129,21 @@ TEST_F(Moorlakctl, StartStaysInTheForegroundAndShowsTheStatus) {
   EXPECT_TRUE(AskStatus().tunnelUp);
 }
 
+TEST_F(Moorlakctl, StartTakesTheConfigurationFromStandardInput) {
+  StartTunnelService();
+  KernelHandle input;
+  KernelHandle text;
+  SECURITY_ATTRIBUTES inheritable{sizeof(inheritable), nullptr, TRUE};
+  ASSERT_TRUE(CreatePipe(input.Out(), text.Out(), &inheritable, 0));
+  SetHandleInformation(text.Get(), HANDLE_FLAG_INHERIT, 0);
+  const Child start = StartProgram(CtlCommand(L"start --proxy -"), input.Get());
+  const std::string config = EngineConfig(port);
+  DWORD written = 0;
+  ASSERT_TRUE(WriteFile(text.Get(), config.data(), static_cast<DWORD>(config.size()), &written, nullptr));
+  text.Reset();
+  EXPECT_TRUE(WaitForListener(port)) << Output(start);
+}
+
 TEST_F(Moorlakctl, StopFromASecondOneEndsTheSessionAndTheStart) {
   StartTunnelService();
   const Child start = StartSession();
