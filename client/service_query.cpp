@@ -7,19 +7,10 @@
 
 #include "base/handle.h"
 #include "base/utf.h"
+#include "ipc/wire_format.h"
 
 namespace moorlak {
 namespace {
-
-constexpr wchar_t kServiceName[] = L"MoorlakTunnel";
-
-struct ServiceHandleTraits {
-  using Type = SC_HANDLE;
-  static Type Empty() noexcept { return nullptr; }
-  static bool IsValid(Type handle) noexcept { return handle != nullptr; }
-  static void Close(Type handle) noexcept { CloseServiceHandle(handle); }
-};
-using ServiceHandle = UniqueHandle<ServiceHandleTraits>;
 
 // Null with GetLastError set when the service cannot be opened.
 ServiceHandle OpenTunnelService(DWORD access) {

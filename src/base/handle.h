@@ -71,6 +71,23 @@ struct FindHandleTraits {
 };
 using FindHandle = UniqueHandle<FindHandleTraits>;
 
+// The service control manager and its services.
+struct ServiceHandleTraits {
+  using Type = SC_HANDLE;
+  static Type Empty() noexcept { return nullptr; }
+  static bool IsValid(Type handle) noexcept { return handle != nullptr; }
+  static void Close(Type handle) noexcept { CloseServiceHandle(handle); }
+};
+using ServiceHandle = UniqueHandle<ServiceHandleTraits>;
+
+struct RegistryKeyTraits {
+  using Type = HKEY;
+  static Type Empty() noexcept { return nullptr; }
+  static bool IsValid(Type key) noexcept { return key != nullptr; }
+  static void Close(Type key) noexcept { RegCloseKey(key); }
+};
+using RegistryKey = UniqueHandle<RegistryKeyTraits>;
+
 // Memory that Windows hands out with LocalAlloc: security descriptors, SID texts.
 template <typename T>
 struct LocalMemoryTraits {

@@ -8,6 +8,22 @@ namespace {
 constexpr size_t kFirstPathBuffer = 1024;
 constexpr size_t kLongestPath = 32768;
 
+// A path of unknown length. The call gets a buffer and its size, and answers with the length, 0 for a failure, or the
+// size for a buffer that is too small.
+template <typename Call>
+std::wstring ReadPath(Call call) {
+  for (size_t size = kFirstPathBuffer; size <= kLongestPath; size *= 2) {
+    std::wstring path(size, L'\0');
+    const DWORD length = call(path.data(), static_cast<DWORD>(size));
+    if (length == 0) return {};
+    if (length < size) {
+      path.resize(length);
+      return path;
+    }
+  }
+  return {};
+}
+
 }  // namespace
 
 void CreateDataFolders() noexcept {
@@ -16,17 +32,15 @@ void CreateDataFolders() noexcept {
 }
 
 std::wstring ExecutablePath() {
-  for (size_t size = kFirstPathBuffer; size <= kLongestPath; size *= 2) {
-    std::wstring path(size, L'\0');
-    const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(size));
-    if (length == 0) return {};
-    // A full buffer means a cut path: the call does not fail then.
-    if (length < size) {
-      path.resize(length);
-      return path;
-    }
-  }
-  return {};
+  return ReadPath([](wchar_t* buffer, DWORD size) { return GetModuleFileNameW(nullptr, buffer, size); });
+}
+
+std::wstring ImagePath(HANDLE process) {
+  return ReadPath([process](wchar_t* buffer, DWORD size) {
+    DWORD length = size;
+    if (QueryFullProcessImageNameW(process, 0, buffer, &length)) return length;
+    return GetLastError() == ERROR_INSUFFICIENT_BUFFER ? size : 0;
+  });
 }
 
 std::wstring ExecutableFolder() {

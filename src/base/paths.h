@@ -1,6 +1,8 @@
 // Where the product keeps its files, and where this program lies.
 #pragma once
 
+#include <windows.h>
+
 #include <string>
 
 namespace moorlak {
@@ -18,7 +20,10 @@ void CreateDataFolders() noexcept;
 // Full path of this program, empty when it cannot be read. Paths of up to 32768 characters are supported.
 std::wstring ExecutablePath();
 
-// Its folder: the path up to, not including, the last "\" or "/".
+// Full Win32 path of a process's executable, by the same rules. The handle needs PROCESS_QUERY_LIMITED_INFORMATION.
+std::wstring ImagePath(HANDLE process);
+
+// The folder of this program: the path up to, not including, the last "\" or "/".
 std::wstring ExecutableFolder();
 
 // The folder of a path by the same rule; empty when the path has no separator.

@@ -10,9 +10,6 @@
 namespace moorlak {
 namespace {
 
-constexpr size_t kFirstPathBuffer = 1024;
-constexpr size_t kLongestPath = 32768;
-
 // GetNamedPipeClientComputerNameW fails with ERROR_PIPE_LOCAL for a client of this machine. Not every system exports
 // it; where it is missing there is no way in from outside either.
 bool IsRemoteClient(HANDLE pipe) {
@@ -22,20 +19,6 @@ bool IsRemoteClient(HANDLE pipe) {
   if (query == nullptr) return false;
   wchar_t name[MAX_PATH] = L"";
   return query(pipe, name, sizeof(name)) || GetLastError() != ERROR_PIPE_LOCAL;
-}
-
-// Empty when it cannot be read.
-std::wstring ImagePath(HANDLE process) {
-  for (size_t size = kFirstPathBuffer; size <= kLongestPath; size *= 2) {
-    std::wstring path(size, L'\0');
-    DWORD length = static_cast<DWORD>(size);
-    if (QueryFullProcessImageNameW(process, 0, path.data(), &length)) {
-      path.resize(length);
-      return path;
-    }
-    if (GetLastError() != ERROR_INSUFFICIENT_BUFFER) break;
-  }
-  return {};
 }
 
 bool Reject(const std::string& reason) {

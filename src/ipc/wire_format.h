@@ -13,6 +13,9 @@
 
 namespace moorlak {
 
+// Under which the service control manager knows the service.
+inline constexpr wchar_t kServiceName[] = L"MoorlakTunnel";
+
 inline constexpr wchar_t kPipeName[] = L"\\\\.\\pipe\\MoorlakTunnel";
 
 // Largest payload that the service accepts; a longer one ends the connection without a reply.

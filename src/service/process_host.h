@@ -6,8 +6,6 @@
 
 namespace moorlak {
 
-inline constexpr wchar_t kServiceName[] = L"MoorlakTunnel";
-
 // Set once when the process is to stop; read by the pipe server and the owner watch.
 extern std::atomic<bool> stopFlag;
 

@@ -8,6 +8,7 @@
 #include "base/handle.h"
 #include "base/log.h"
 #include "base/thread_body.h"
+#include "ipc/wire_format.h"
 #include "service/process_host.h"
 #include "service/recovery.h"
 #include "service/single_instance.h"

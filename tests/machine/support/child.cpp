@@ -57,7 +57,11 @@ DWORD ExitCode(const Child& child) {
 }
 
 std::string Output(const Child& child) {
-  const KernelHandle file(CreateFileW(child.outputFile.c_str(), GENERIC_READ,
+  return ReadSharedFile(child.outputFile);
+}
+
+std::string ReadSharedFile(const std::wstring& path) {
+  const KernelHandle file(CreateFileW(path.c_str(), GENERIC_READ,
                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING, 0,
                                       nullptr));
   if (!file) return {};

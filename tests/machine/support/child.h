@@ -29,6 +29,9 @@ DWORD ExitCode(const Child& child);
 std::string Output(const Child& child);
 void Kill(Child& child);
 
+// What stands in a file that another program may be writing; empty when there is none.
+std::string ReadSharedFile(const std::wstring& path);
+
 // Runs to the end and returns what was printed.
 std::string RunProgram(const std::wstring& commandLine, DWORD& exitCode);
 

@@ -1,11 +1,9 @@
 #include "machine/support/log_watch.h"
 
-#include <windows.h>
-
 #include <algorithm>
 
-#include "base/handle.h"
 #include "base/paths.h"
+#include "machine/support/child.h"
 #include "machine/support/wait.h"
 
 namespace moorlak::machine {
@@ -14,16 +12,7 @@ namespace {
 constexpr size_t kTimeLength = sizeof("2026-01-31 09:05:07 ") - 1;
 
 std::string ReadLog() {
-  const KernelHandle file(CreateFileW(kLogFile, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                      nullptr, OPEN_EXISTING, 0, nullptr));
-  if (!file) return {};
-  LARGE_INTEGER size{};
-  GetFileSizeEx(file.Get(), &size);
-  std::string text(static_cast<size_t>(size.QuadPart), '\0');
-  DWORD got = 0;
-  ReadFile(file.Get(), text.data(), static_cast<DWORD>(text.size()), &got, nullptr);
-  text.resize(got);
-  return text;
+  return ReadSharedFile(kLogFile);
 }
 
 }  // namespace

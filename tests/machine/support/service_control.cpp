@@ -8,26 +8,17 @@
 #include "machine/support/handle_count.h"
 #include "machine/support/pipe_client.h"
 #include "machine/support/wait.h"
-#include "service/process_host.h"
 
 namespace moorlak::machine {
 namespace {
 
-struct ScmHandleTraits {
-  using Type = SC_HANDLE;
-  static Type Empty() noexcept { return nullptr; }
-  static bool IsValid(Type handle) noexcept { return handle != nullptr; }
-  static void Close(Type handle) noexcept { CloseServiceHandle(handle); }
-};
-using ScmHandle = UniqueHandle<ScmHandleTraits>;
-
-ScmHandle OpenManager() {
-  return ScmHandle(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
+ServiceHandle OpenManager() {
+  return ServiceHandle(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
 }
 
-ScmHandle OpenTunnelService() {
-  const ScmHandle manager = OpenManager();
-  return ScmHandle(OpenServiceW(manager.Get(), kServiceName, SERVICE_ALL_ACCESS));
+ServiceHandle OpenTunnelService() {
+  const ServiceHandle manager = OpenManager();
+  return ServiceHandle(OpenServiceW(manager.Get(), kServiceName, SERVICE_ALL_ACCESS));
 }
 
 KernelHandle OpenServiceProcess(DWORD access) {
@@ -42,19 +33,19 @@ std::wstring InstallFolder() {
 }
 
 void InstallService() {
-  const ScmHandle manager = OpenManager();
+  const ServiceHandle manager = OpenManager();
   ASSERT_TRUE(manager) << GetLastError();
   const std::wstring command = L"\"" + InstallFolder() + L"\\moorlak_service.exe\"";
-  const ScmHandle created(CreateServiceW(manager.Get(), kServiceName, L"Moorlak tunnel service", SERVICE_ALL_ACCESS,
-                                         SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL,
-                                         command.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr));
+  const ServiceHandle created(CreateServiceW(manager.Get(), kServiceName, L"Moorlak tunnel service", SERVICE_ALL_ACCESS,
+                                             SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL,
+                                             command.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr));
   const DWORD error = GetLastError();
   ASSERT_TRUE(created || error == ERROR_SERVICE_EXISTS) << error;
 }
 
 void LaunchTunnelService() {
   InstallService();
-  const ScmHandle service = OpenTunnelService();
+  const ServiceHandle service = OpenTunnelService();
   ASSERT_TRUE(service) << GetLastError();
   const bool started = StartServiceW(service.Get(), 0, nullptr) != FALSE;
   const DWORD error = GetLastError();
@@ -77,7 +68,7 @@ void StopTunnelService() {
 }
 
 DWORD ControlTunnelService(DWORD control) {
-  const ScmHandle service = OpenTunnelService();
+  const ServiceHandle service = OpenTunnelService();
   SERVICE_STATUS status{};
   return ControlService(service.Get(), control, &status) ? NO_ERROR : GetLastError();
 }
@@ -85,7 +76,7 @@ DWORD ControlTunnelService(DWORD control) {
 SERVICE_STATUS_PROCESS QueryTunnelService() {
   SERVICE_STATUS_PROCESS status{};
   status.dwCurrentState = SERVICE_STOPPED;
-  const ScmHandle service = OpenTunnelService();
+  const ServiceHandle service = OpenTunnelService();
   DWORD needed = 0;
   if (service) {
     QueryServiceStatusEx(service.Get(), SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status), sizeof(status),

@@ -18,14 +18,6 @@ namespace {
 
 constexpr wchar_t kInternetSettings[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings";
 
-struct RegistryKeyTraits {
-  using Type = HKEY;
-  static Type Empty() noexcept { return nullptr; }
-  static bool IsValid(Type key) noexcept { return key != nullptr; }
-  static void Close(Type key) noexcept { RegCloseKey(key); }
-};
-using RegistryKey = UniqueHandle<RegistryKeyTraits>;
-
 RegistryKey OpenUserKey(const std::wstring& path, REGSAM access) {
   RegistryKey key;
   RegOpenKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, access, key.Out());

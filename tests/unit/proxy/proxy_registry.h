@@ -14,14 +14,6 @@ namespace moorlak {
 
 inline constexpr wchar_t kInternetSettings[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings";
 
-struct RegistryKeyTraits {
-  using Type = HKEY;
-  static Type Empty() noexcept { return nullptr; }
-  static bool IsValid(Type key) noexcept { return key != nullptr; }
-  static void Close(Type key) noexcept { RegCloseKey(key); }
-};
-using RegistryKey = UniqueHandle<RegistryKeyTraits>;
-
 // Every value of the key: its type and its bytes.
 using RegistryValues = std::map<std::wstring, std::pair<DWORD, std::vector<BYTE>>>;
 
