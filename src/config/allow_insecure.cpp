@@ -18,13 +18,15 @@ size_t MatchMember(std::string_view text, size_t position) {
 using Finder = std::optional<TextMatch> (*)(std::string_view text, size_t from);
 
 // ,\s*"allowInsecure"\s*:\s*(true|false|1|0)
-// Each comma looks at the blanks behind it only, and no blank stands behind two commas without a comma between.
+// Looked for from its key, which is rarer than a comma: the comma, if any, stands behind the blanks before the key.
 std::optional<TextMatch> FindWithCommaBefore(std::string_view text, size_t from) {
-  for (size_t comma = text.find(',', from); comma != kNotFound;) {
-    const size_t key = SkipBlanks(text, comma + 1);
+  for (size_t key = FindKey(text, kKey, from, LetterCase::Ignore); key != kNotFound;
+       key = FindKey(text, kKey, key + 1, LetterCase::Ignore)) {
+    size_t behindComma = key;
+    while (behindComma > from && IsBlank(text[behindComma - 1])) --behindComma;
+    if (behindComma == from || text[behindComma - 1] != ',') continue;
     const size_t end = MatchMember(text, key);
-    if (end != kNotFound) return TextMatch{comma, end, {}};
-    comma = text.find(',', key);
+    if (end != kNotFound) return TextMatch{behindComma - 1, end, {}};
   }
   return std::nullopt;
 }

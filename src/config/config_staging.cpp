@@ -3,14 +3,22 @@
 #include <windows.h>
 #include <aclapi.h>
 
+#include <exception>
 #include <filesystem>
 #include <system_error>
 
 #include "base/durable_file.h"
+#include "base/standard_error.h"
 #include "base/trust.h"
+#include "config/allow_insecure.h"
 
 namespace moorlak {
 namespace {
+
+constexpr wchar_t kVpnFolderName[] = L"flutter_vless_vpn";
+constexpr wchar_t kVpnFilePrefix[] = L"vpn_config_";
+constexpr wchar_t kVpnFileSuffix[] = L".json";
+constexpr wchar_t kVpnFileName[] = L"vpn_config_active.json";
 
 // With its backslash at the end; empty when it cannot be had.
 std::wstring TemporaryDirectory() {
@@ -45,6 +53,16 @@ bool WriteNewFile(const std::wstring& path, std::string_view text) {
   DeleteFileW(path.c_str());
   SetLastError(error);
   return false;
+}
+
+bool StageVpnConfig(std::string_view configText, StagedConfig& staged) {
+  const auto folder = OpenStagingFolder(kVpnFolderName);
+  if (!folder) return false;
+  RemoveStagedFiles(*folder, kVpnFilePrefix, kVpnFileSuffix);
+  auto written = StageConfig(*folder, kVpnFileName, StripAllowInsecure(configText));
+  if (!written) return false;
+  staged = std::move(*written);
+  return true;
 }
 
 }  // namespace
@@ -107,6 +125,15 @@ void RemoveStagedConfig(StagedConfig& staged) noexcept {
   staged.file.Reset();
   if (!staged.path.empty()) DeleteFileW(staged.path.c_str());
   staged.path.clear();
+}
+
+bool WriteStagedConfig(std::string_view configText, StagedConfig& staged) noexcept {
+  try {
+    return StageVpnConfig(configText, staged);
+  } catch (const std::exception& error) {
+    WriteStandardErrorLine(error.what());
+    return false;
+  }
 }
 
 }  // namespace moorlak

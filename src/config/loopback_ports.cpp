@@ -3,32 +3,10 @@
 #include <winsock2.h>
 #include <windows.h>
 
-#include "base/handle.h"
+#include "base/winsock.h"
 
 namespace moorlak {
 namespace {
-
-struct WinsockSession {
-  bool started;
-
-  WinsockSession() noexcept {
-    WSADATA data{};
-    started = WSAStartup(MAKEWORD(2, 2), &data) == 0;
-  }
-  WinsockSession(const WinsockSession&) = delete;
-  WinsockSession& operator=(const WinsockSession&) = delete;
-  ~WinsockSession() {
-    if (started) WSACleanup();
-  }
-};
-
-struct SocketTraits {
-  using Type = SOCKET;
-  static Type Empty() noexcept { return INVALID_SOCKET; }
-  static bool IsValid(Type socket) noexcept { return socket != INVALID_SOCKET; }
-  static void Close(Type socket) noexcept { closesocket(socket); }
-};
-using UniqueSocket = UniqueHandle<SocketTraits>;
 
 // A TCP socket bound to 127.0.0.1 and the port, no option set; empty when that fails.
 UniqueSocket BindLoopback(uint16_t port) noexcept {

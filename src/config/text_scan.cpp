@@ -1,13 +1,10 @@
 #include "config/text_scan.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace moorlak {
 namespace {
-
-char FoldLetter(char byte) {
-  return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
-}
 
 // "inner" at exactly this position.
 size_t MatchQuoted(std::string_view text, size_t position, std::string_view inner, LetterCase letterCase) {
@@ -24,13 +21,45 @@ std::optional<TextMatch> MatchNumber(std::string_view text, size_t position) {
 
 std::optional<TextMatch> MatchText(std::string_view text, size_t position) {
   if (position >= text.size() || text[position] != '"') return std::nullopt;
-  const size_t close = text.find('"', position + 1);
+  const size_t close = FindByte(text, '"', position + 1);
   if (close == kNotFound) return std::nullopt;
   return TextMatch{position, close + 1, text.substr(position + 1, close - position - 1)};
 }
 
-// Linear although every key is tried: the blanks behind one key end before the next key begins, and a text without its
-// closing quote has no further key behind it.
+std::optional<TextMatch> MatchFilledText(std::string_view text, size_t position) {
+  const std::optional<TextMatch> match = MatchText(text, position);
+  return match && !match->group.empty() ? match : std::nullopt;
+}
+
+std::optional<TextMatch> MatchList(std::string_view text, size_t position) {
+  if (position >= text.size() || text[position] != '[') return std::nullopt;
+  const size_t close = FindByte(text, ']', position + 1);
+  if (close == kNotFound) return std::nullopt;
+  return TextMatch{position, close + 1, text.substr(position + 1, close - position - 1)};
+}
+
+// \d{1,longest} at exactly this position.
+size_t MatchDigits(std::string_view text, size_t position, size_t longest) {
+  const size_t end = SkipDigits(text.substr(0, std::min(text.size(), position + longest)), position);
+  return end == position ? kNotFound : end;
+}
+
+// \d{1,3}\.\d{1,3}\.\d{1,3}\.\d{1,3} at exactly this position: the position behind it. A dot is no digit, so the
+// longest run of digits is the only one that can go on.
+size_t MatchDottedQuad(std::string_view text, size_t position) {
+  for (int part = 0; part < 4; ++part) {
+    if (part > 0) {
+      if (position >= text.size() || text[position] != '.') return kNotFound;
+      ++position;
+    }
+    position = MatchDigits(text, position, 3);
+    if (position == kNotFound) return kNotFound;
+  }
+  return position;
+}
+
+// Linear although every key is tried: the blanks behind one key end before the next key begins. A text without its
+// closing quote has no further key behind it; a list without its closing bracket has no complete list behind it.
 template <typename ValueMatcher>
 std::optional<TextMatch> FindMember(std::string_view text, std::string_view key, size_t from, LetterCase letterCase,
                                     ValueMatcher matchValue) {
@@ -92,10 +121,18 @@ size_t MatchMemberHead(std::string_view text, size_t position, std::string_view 
 }
 
 size_t FindKey(std::string_view text, std::string_view key, size_t from, LetterCase letterCase) {
-  for (size_t quote = text.find('"', from); quote != kNotFound; quote = text.find('"', quote + 1)) {
-    if (MatchQuoted(text, quote, key, letterCase) != kNotFound) return quote;
+  if (from >= text.size()) return kNotFound;
+  // The key is searched without its quotes, of which the text is full.
+  for (size_t begin = FindText(text, key, from + 1, letterCase); begin != kNotFound;
+       begin = FindText(text, key, begin + 1, letterCase)) {
+    const size_t end = begin + key.size();
+    if (text[begin - 1] == '"' && end < text.size() && text[end] == '"') return begin - 1;
   }
   return kNotFound;
+}
+
+bool ContainsKey(std::string_view text, std::string_view key) {
+  return FindKey(text, key, 0, LetterCase::Exact) != kNotFound;
 }
 
 std::optional<TextMatch> FindNumberMember(std::string_view text, std::string_view key, size_t from,
@@ -108,14 +145,74 @@ std::optional<TextMatch> FindTextMember(std::string_view text, std::string_view 
   return FindMember(text, key, from, letterCase, MatchText);
 }
 
-std::optional<TextMatch> FindMemberWithText(std::string_view text, std::string_view key, std::string_view value,
-                                            size_t from, LetterCase letterCase) {
-  const auto matchValue = [value, letterCase](std::string_view whole, size_t position) -> std::optional<TextMatch> {
-    const size_t end = MatchQuoted(whole, position, value, letterCase);
-    if (end == kNotFound) return std::nullopt;
-    return TextMatch{position, end, {}};
+std::optional<TextMatch> FindFilledTextMember(std::string_view text, std::string_view key, size_t from,
+                                              LetterCase letterCase) {
+  return FindMember(text, key, from, letterCase, MatchFilledText);
+}
+
+std::optional<TextMatch> FindMemberWithText(std::string_view text, std::string_view key,
+                                            std::initializer_list<std::string_view> values, size_t from,
+                                            LetterCase letterCase) {
+  const auto matchValue = [values, letterCase](std::string_view whole, size_t position) -> std::optional<TextMatch> {
+    for (const std::string_view value : values) {
+      const size_t end = MatchQuoted(whole, position, value, letterCase);
+      if (end != kNotFound) return TextMatch{position, end, whole.substr(position + 1, value.size())};
+    }
+    return std::nullopt;
   };
   return FindMember(text, key, from, letterCase, matchValue);
+}
+
+std::optional<TextMatch> FindListMember(std::string_view text, std::string_view key, size_t from,
+                                        LetterCase letterCase) {
+  // Once no list can be closed any more, looking at the keys behind it is of no use.
+  const size_t lastClose = text.rfind(']');
+  if (lastClose == kNotFound) return std::nullopt;
+  return FindMember(text.substr(0, lastClose + 1), key, from, letterCase, MatchList);
+}
+
+std::optional<TextMatch> FindQuotedItem(std::string_view list, size_t from) {
+  // Of two quotes in a row the second one may open an item.
+  for (size_t open = FindByte(list, '"', from); open != kNotFound;) {
+    const size_t close = FindByte(list, '"', open + 1);
+    if (close == kNotFound) return std::nullopt;
+    if (close > open + 1) return TextMatch{open, close + 1, list.substr(open + 1, close - open - 1)};
+    open = close;
+  }
+  return std::nullopt;
+}
+
+std::optional<TextMatch> FindShortNumber(std::string_view list, size_t from) {
+  constexpr size_t kMostDigits = 5;
+  for (size_t begin = from; begin < list.size(); ++begin) {
+    const size_t end = MatchDigits(list, begin, kMostDigits);
+    if (end != kNotFound) return TextMatch{begin, end, list.substr(begin, end - begin)};
+  }
+  return std::nullopt;
+}
+
+std::optional<TextMatch> FindQuotedAddress(std::string_view list, size_t from) {
+  for (size_t open = FindByte(list, '"', from); open != kNotFound; open = FindByte(list, '"', open + 1)) {
+    const size_t close = MatchDottedQuad(list, open + 1);
+    if (close == kNotFound || close >= list.size() || list[close] != '"') continue;
+    return TextMatch{open, close + 1, list.substr(open + 1, close - open - 1)};
+  }
+  return std::nullopt;
+}
+
+std::optional<GapMatch> FindAcrossGap(std::string_view text, const GapPattern& pattern, size_t from) {
+  std::optional<TextMatch> tail;
+  for (auto head = pattern.head(text, from); head; head = pattern.head(text, head->begin + 1)) {
+    // The tail only ever moves on: one that stands behind an earlier head's end is still the first behind this one's.
+    if (!tail || tail->begin < head->end) tail = pattern.tail(text, head->end);
+    if (!tail) return std::nullopt;
+    if (tail->begin - head->end <= pattern.longestGap) return GapMatch{*head, *tail};
+  }
+  return std::nullopt;
+}
+
+bool IsDottedQuad(std::string_view text) {
+  return MatchDottedQuad(text, 0) == text.size();
 }
 
 std::optional<uint64_t> ParseDecimal(std::string_view digits, uint64_t largest) {
@@ -124,6 +221,12 @@ std::optional<uint64_t> ParseDecimal(std::string_view digits, uint64_t largest) 
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
   if (error != std::errc() || value > largest) return std::nullopt;
   return value;
+}
+
+std::string FoldLetters(std::string_view text) {
+  std::string folded(text);
+  std::ranges::transform(folded, folded.begin(), FoldLetter);
+  return folded;
 }
 
 }  // namespace moorlak

@@ -9,14 +9,13 @@
 #include <cstdint>
 #include <initializer_list>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
+
+#include "config/byte_search.h"
 
 namespace moorlak {
-
-inline constexpr size_t kNotFound = std::string_view::npos;
-
-// Ignore folds the ASCII letters only.
-enum class LetterCase { Exact, Ignore };
 
 // The bytes [begin, end) of a match and what its group holds; the group points into the text.
 struct TextMatch {
@@ -44,21 +43,58 @@ size_t MatchMemberHead(std::string_view text, size_t position, std::string_view 
 
 // The first "key" (with its quotes) at or behind a position: the position of its first quote.
 size_t FindKey(std::string_view text, std::string_view key, size_t from, LetterCase letterCase);
+// True when the text holds "key" somewhere.
+bool ContainsKey(std::string_view text, std::string_view key);
 
-// The first match at or behind a position. "Head, then anything, then the first tail" (HEAD[\s\S]*?TAIL) is the tail
-// found from the end of the head: where the first head has no tail behind it, no later head has one.
+// The first match at or behind a position.
 // "key"\s*:\s*(\d+)
 std::optional<TextMatch> FindNumberMember(std::string_view text, std::string_view key, size_t from = 0,
                                           LetterCase letterCase = LetterCase::Exact);
 // "key"\s*:\s*"([^"]*)"
 std::optional<TextMatch> FindTextMember(std::string_view text, std::string_view key, size_t from = 0,
                                         LetterCase letterCase = LetterCase::Exact);
-// "key"\s*:\s*"value" (the value holds no quote)
-std::optional<TextMatch> FindMemberWithText(std::string_view text, std::string_view key, std::string_view value,
-                                            size_t from = 0, LetterCase letterCase = LetterCase::Exact);
+// "key"\s*:\s*"([^"]+)"
+std::optional<TextMatch> FindFilledTextMember(std::string_view text, std::string_view key, size_t from = 0,
+                                              LetterCase letterCase = LetterCase::Exact);
+// "key"\s*:\s*"(?:a|b|...)" (the values hold no quote; the group is the value)
+std::optional<TextMatch> FindMemberWithText(std::string_view text, std::string_view key,
+                                            std::initializer_list<std::string_view> values, size_t from = 0,
+                                            LetterCase letterCase = LetterCase::Exact);
+// "key"\s*:\s*\[([^\]]*)\]
+std::optional<TextMatch> FindListMember(std::string_view text, std::string_view key, size_t from = 0,
+                                        LetterCase letterCase = LetterCase::Exact);
+
+// The items of a list's inside, iterated from match to match.
+// "([^"]+)"
+std::optional<TextMatch> FindQuotedItem(std::string_view list, size_t from);
+// (\d{1,5})
+std::optional<TextMatch> FindShortNumber(std::string_view list, size_t from);
+// "(\d{1,3}\.\d{1,3}\.\d{1,3}\.\d{1,3})"
+std::optional<TextMatch> FindQuotedAddress(std::string_view list, size_t from);
+
+// HEAD[\s\S]{0,longestGap}?TAIL. A head and a tail are found by scanners of their own; without a limit the pattern is
+// HEAD[\s\S]*?TAIL. The gap is counted from the head's end to the tail's begin, the limit included.
+using Scanner = std::optional<TextMatch> (*)(std::string_view text, size_t from);
+inline constexpr size_t kAnyGap = kNotFound;
+struct GapPattern {
+  Scanner head;
+  Scanner tail;
+  size_t longestGap;
+};
+struct GapMatch {
+  TextMatch head;
+  TextMatch tail;
+};
+std::optional<GapMatch> FindAcrossGap(std::string_view text, const GapPattern& pattern, size_t from);
+
+// ^\d{1,3}\.\d{1,3}\.\d{1,3}\.\d{1,3}$
+bool IsDottedQuad(std::string_view text);
 
 // The decimal number that the whole text is, leading zeros allowed. Nothing when it holds anything but digits, is empty
 // or exceeds the largest value.
 std::optional<uint64_t> ParseDecimal(std::string_view digits, uint64_t largest);
+
+// With the ASCII capitals as small letters.
+std::string FoldLetters(std::string_view text);
 
 }  // namespace moorlak

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "config/inbound_ports.h"
 #include "config/json_members.h"
 #include "config/text_scan.h"
 
@@ -70,7 +71,7 @@ bool IsSafeHost(std::string_view host) {
 // "inbounds"[\s\S]*?"port"\s*:\s*(\d+)
 std::optional<TextMatch> FindSocksPortDigits(std::string_view text) {
   for (const auto& head :
-       {FindMemberWithText(text, "tag", "in_proxy"), FindMemberWithText(text, "protocol", "socks")}) {
+       {FindMemberWithText(text, "tag", {"in_proxy"}), FindMemberWithText(text, "protocol", {"socks"})}) {
     if (!head) continue;
     if (const auto port = FindNumberMember(text, "port", head->end)) return port;
   }

@@ -7,8 +7,6 @@
 
 namespace moorlak {
 
-// Where the SOCKS inbound is looked for when the text does not tell.
-inline constexpr uint16_t kDefaultSocksPort = 10807;
 // Where the engine's API listens when the text has no api section of its own.
 inline constexpr uint16_t kDefaultApiPort = 10085;
 

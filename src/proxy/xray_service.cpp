@@ -3,6 +3,7 @@
 #include <exception>
 
 #include "base/standard_error.h"
+#include "config/inbound_ports.h"
 #include "process/engine_files.h"
 #include "proxy/proxy_config.h"
 #include "proxy/system_proxy.h"

@@ -1,4 +1,4 @@
-// The native body of WriteLogLine: it collects the lines for the tests.
+// The bodies of WriteLogLine and WriteStandardErrorLine in core tests: they collect the lines.
 #pragma once
 
 #include <string>
@@ -8,5 +8,8 @@ namespace moorlak {
 
 // Hands over the lines written so far and forgets them.
 std::vector<std::string> TakeLogLines();
+
+// The same for the lines on standard error.
+std::vector<std::string> TakeDiagnostics();
 
 }  // namespace moorlak

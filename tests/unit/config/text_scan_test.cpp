@@ -90,10 +90,10 @@ TEST(TextScan, ATextMemberIsFoundAsByItsPatternWithoutRegardToCase) {
 }
 
 TEST(TextScan, AMemberWithAGivenTextIsFoundAsByItsPattern) {
-  ExpectSameAsPattern(R"("tag"\s*:\s*"in_proxy")", false,
-                      [](const auto& text) { return FindMemberWithText(text, "tag", "in_proxy"); });
-  ExpectSameAsPattern(R"("tag"\s*:\s*"in_proxy")", true, [](const auto& text) {
-    return FindMemberWithText(text, "tag", "in_proxy", 0, LetterCase::Ignore);
+  ExpectSameAsPattern(R"re("tag"\s*:\s*"(in_proxy)")re", false,
+                      [](const auto& text) { return FindMemberWithText(text, "tag", {"in_proxy"}); });
+  ExpectSameAsPattern(R"re("tag"\s*:\s*"(in_proxy)")re", true, [](const auto& text) {
+    return FindMemberWithText(text, "tag", {"in_proxy"}, 0, LetterCase::Ignore);
   });
 }
 
@@ -173,7 +173,7 @@ TEST(TextScan, HostileTextsTakeLinearTime) {
   std::string heads;
   while (heads.size() < kSize) heads += "\"port\" : \"port\" :";
   EXPECT_FALSE(FindNumberMember(heads, "port"));
-  EXPECT_FALSE(FindMemberWithText(heads, "port", "tag"));
+  EXPECT_FALSE(FindMemberWithText(heads, "port", {"tag"}));
 
   const std::string blanks = "\"port\":" + std::string(kSize, ' ') + "x";
   EXPECT_FALSE(FindNumberMember(blanks, "port"));

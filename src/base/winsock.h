@@ -1,0 +1,33 @@
+// Winsock as two owned things: its start, which each user pairs with its end, and a socket.
+#pragma once
+
+#include <winsock2.h>
+#include <windows.h>
+
+#include "base/handle.h"
+
+namespace moorlak {
+
+struct WinsockSession {
+  bool started;
+
+  WinsockSession() noexcept {
+    WSADATA data{};
+    started = WSAStartup(MAKEWORD(2, 2), &data) == 0;
+  }
+  WinsockSession(const WinsockSession&) = delete;
+  WinsockSession& operator=(const WinsockSession&) = delete;
+  ~WinsockSession() {
+    if (started) WSACleanup();
+  }
+};
+
+struct SocketTraits {
+  using Type = SOCKET;
+  static Type Empty() noexcept { return INVALID_SOCKET; }
+  static bool IsValid(Type socket) noexcept { return socket != INVALID_SOCKET; }
+  static void Close(Type socket) noexcept { closesocket(socket); }
+};
+using UniqueSocket = UniqueHandle<SocketTraits>;
+
+}  // namespace moorlak

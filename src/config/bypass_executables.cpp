@@ -1,0 +1,84 @@
+#include "config/bypass_executables.h"
+
+#include <algorithm>
+#include <array>
+#include <unordered_set>
+
+#include "config/config_meta.h"
+#include "config/text_scan.h"
+
+namespace moorlak {
+namespace {
+
+constexpr size_t kMostFromOneFolder = 12;
+
+// A program and what it starts beside itself; the program's own name comes first.
+using CompanionGroup = std::array<std::string_view, 3>;
+constexpr std::array<CompanionGroup, 11> kCompanions{{{"firefox.exe", "plugin-container.exe"},
+                                                      {"msedge.exe", "msedge_proxy.exe", "msedgewebview2.exe"},
+                                                      {"chrome.exe", "chrome_proxy.exe", "chrome_pwa_launcher.exe"},
+                                                      {"brave.exe", "brave_proxy.exe"},
+                                                      {"opera.exe"},
+                                                      {"vivaldi.exe"},
+                                                      {"discord.exe", "discordptb.exe", "discordcanary.exe"},
+                                                      {"steam.exe", "steamwebhelper.exe"},
+                                                      {"whatsapp.exe"},
+                                                      {"telegram.exe"},
+                                                      {"spotify.exe"}}};
+
+struct NameCollection {
+  std::vector<std::string> names;
+  std::unordered_set<std::string> known;
+};
+
+// False when the name is there already.
+bool Add(NameCollection& collection, std::string_view name) {
+  if (!collection.known.emplace(name).second) return false;
+  collection.names.emplace_back(name);
+  return true;
+}
+
+void AddWithCompanions(NameCollection& collection, const std::string& name) {
+  const auto group = std::ranges::find(kCompanions, name, [](const CompanionGroup& each) { return each.front(); });
+  if (group == kCompanions.end()) {
+    Add(collection, name);
+    return;
+  }
+  for (const std::string_view companion : *group) {
+    if (!companion.empty()) Add(collection, companion);
+  }
+}
+
+// The name is in lower case.
+bool IsHelperProgram(std::string_view name) {
+  if (name.starts_with("unins") || name == "setup.exe" || name == "update.exe") return true;
+  const auto contains = [name](std::string_view part) { return name.find(part) != kNotFound; };
+  return contains("uninstall") || contains("updater") || contains("crashpad") || contains("notification_helper");
+}
+
+void AddFromFolder(NameCollection& collection, const std::string& app, const ListExecutables& listExecutables) {
+  const size_t nameLength = BaseName(app).size();
+  if (nameLength == app.size()) return;
+  const std::string folder = app.substr(0, app.size() - nameLength - 1);
+  if (folder.empty() || FoldLetters(app).find("\\windowsapps\\") != kNotFound) return;
+  size_t added = 0;
+  listExecutables(folder, [&](std::string_view fileName) {
+    const std::string name = FoldLetters(fileName);
+    if (!name.empty() && !IsHelperProgram(name) && Add(collection, name)) ++added;
+    return added < kMostFromOneFolder;
+  });
+}
+
+}  // namespace
+
+std::vector<std::string> CollectBypassExecutables(const std::vector<std::string>& blockedApps,
+                                                  const ListExecutables& listExecutables) {
+  NameCollection collection;
+  for (const std::string& app : blockedApps) {
+    AddWithCompanions(collection, FoldLetters(BaseName(app)));
+    AddFromFolder(collection, app, listExecutables);
+  }
+  return std::move(collection.names);
+}
+
+}  // namespace moorlak

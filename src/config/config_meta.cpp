@@ -1,0 +1,134 @@
+#include "config/config_meta.h"
+
+#include <algorithm>
+
+#include "config/text_scan.h"
+
+namespace moorlak {
+namespace {
+
+constexpr std::string_view kBlockedAppsKey = "__moorlak_blocked_apps";
+constexpr std::string_view kMetaKey = "moorlakMeta";
+constexpr size_t kLongestName = 253;
+constexpr uint64_t kLargestPort = 65535;
+
+bool IsLetterOrDigit(char byte) {
+  return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') || IsDigit(byte);
+}
+
+bool IsHostByte(char byte) {
+  return IsLetterOrDigit(byte) || byte == '*' || byte == '-' || byte == '.' || byte == ':' || byte == '_';
+}
+
+bool IsProgramByte(char byte) {
+  return IsLetterOrDigit(byte) || byte == ' ' || byte == '-' || byte == '.' || byte == '_';
+}
+
+bool IsAnyText(std::string_view) {
+  return true;
+}
+
+bool IsBlockedApp(std::string_view app) {
+  return app.size() <= kLongestName && std::ranges::all_of(BaseName(app), IsProgramByte);
+}
+
+// The items of the first list under that key, whatever the key's case, that the test accepts.
+std::vector<std::string> ReadItems(std::string_view text, std::string_view key, bool (*accepts)(std::string_view)) {
+  std::vector<std::string> items;
+  const auto list = FindListMember(text, key, 0, LetterCase::Ignore);
+  if (!list) return items;
+  for (auto item = FindQuotedItem(list->group, 0); item; item = FindQuotedItem(list->group, item->end)) {
+    if (accepts(item->group)) items.emplace_back(item->group);
+  }
+  return items;
+}
+
+std::vector<uint32_t> ReadPorts(std::string_view text, std::string_view key) {
+  std::vector<uint32_t> ports;
+  const auto list = FindListMember(text, key, 0, LetterCase::Ignore);
+  if (!list) return ports;
+  for (auto number = FindShortNumber(list->group, 0); number; number = FindShortNumber(list->group, number->end)) {
+    const uint64_t port = ParseDecimal(number->group, kLargestPort).value_or(0);
+    if (port != 0) ports.push_back(static_cast<uint32_t>(port));
+  }
+  return ports;
+}
+
+bool IsJsonBlank(char byte) {
+  return byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n';
+}
+
+// Where the cut begins: behind what stands before the member, its comma and blanks.
+size_t BeginOfCut(std::string_view text, size_t keyPosition) {
+  size_t begin = keyPosition;
+  while (begin > 0 && IsJsonBlank(text[begin - 1])) --begin;
+  return begin > 0 && text[begin - 1] == ',' ? begin - 1 : begin;
+}
+
+// Where the cut ends, given the position behind the member's value.
+size_t EndOfCut(std::string_view text, size_t valueEnd) {
+  size_t end = valueEnd;
+  while (end < text.size() && IsJsonBlank(text[end])) ++end;
+  return end < text.size() && text[end] == ',' ? end + 1 : end;
+}
+
+// The position behind the object or array that opens there. Only its own kind of bracket is counted.
+size_t EndOfContainer(std::string_view text, size_t open) {
+  const char opener = text[open];
+  const char closer = opener == '{' ? '}' : ']';
+  size_t depth = 0;
+  bool inString = false;
+  for (size_t i = open; i < text.size(); ++i) {
+    const char byte = text[i];
+    if (inString) {
+      if (byte == '\\') ++i;
+      if (byte == '"') inString = false;
+    } else if (byte == '"') {
+      inString = true;
+    } else if (byte == opener) {
+      ++depth;
+    } else if (byte == closer && --depth == 0) {
+      return i + 1;
+    }
+  }
+  return kNotFound;
+}
+
+}  // namespace
+
+bool IsSafeHostToken(std::string_view token) {
+  return !token.empty() && token.size() <= kLongestName && std::ranges::all_of(token, IsHostByte);
+}
+
+std::string_view BaseName(std::string_view path) {
+  const size_t separator = path.find_last_of("\\/");
+  return separator == kNotFound ? path : path.substr(separator + 1);
+}
+
+ConfigMeta ParseConfigMeta(std::string& text) {
+  ConfigMeta meta;
+  // The exact key is asked for first, as the list's own search would also take another case.
+  if (ContainsKey(text, kBlockedAppsKey)) meta.blockedApps = ReadItems(text, kBlockedAppsKey, IsBlockedApp);
+  const size_t metaKey = FindKey(text, kMetaKey, 0, LetterCase::Exact);
+  if (metaKey == kNotFound) return meta;
+
+  const auto panelHost = FindFilledTextMember(text, "panelHost", 0, LetterCase::Ignore);
+  if (panelHost && IsSafeHostToken(panelHost->group)) meta.panelHost = panelHost->group;
+  meta.bypassSubnets = ReadItems(text, "bypassSubnets", IsAnyText);
+  meta.directDomains = ReadItems(text, "directDomains", IsSafeHostToken);
+  meta.shareProxyPorts = ReadPorts(text, "shareProxyPorts");
+  RemoveJsonMember(text, metaKey);
+  return meta;
+}
+
+void RemoveJsonMember(std::string& text, size_t keyPosition) {
+  if (keyPosition >= text.size()) return;
+  const size_t open = text.find_first_of("{[", keyPosition);
+  if (open == kNotFound) return;
+  const size_t valueEnd = EndOfContainer(text, open);
+  if (valueEnd == kNotFound) return;
+  const size_t begin = BeginOfCut(text, keyPosition);
+  text.erase(begin, EndOfCut(text, valueEnd) - begin);
+}
+
+}  // namespace moorlak

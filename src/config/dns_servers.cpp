@@ -1,0 +1,89 @@
+#include "config/dns_servers.h"
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+
+#include "config/text_scan.h"
+
+namespace moorlak {
+namespace {
+
+// How far the pieces of a section may stand apart, the limits included.
+struct SectionReach {
+  size_t toServers;
+  size_t toArray;
+};
+constexpr SectionReach kReachToRead{2000, 64};
+constexpr SectionReach kReachToKeep{1999, 63};
+
+// The position of the bracket that closes the array opened there; nothing when the text ends first or a brace closes
+// it. Brackets and braces are one kind here.
+std::optional<size_t> FindArrayEnd(std::string_view text, size_t open) {
+  size_t depth = 0;
+  bool inString = false;
+  for (size_t i = open; i < text.size(); ++i) {
+    const char byte = text[i];
+    if (inString) {
+      if (byte == '\\') ++i;
+      if (byte == '"') inString = false;
+    } else if (byte == '"') {
+      inString = true;
+    } else if (byte == '[' || byte == '{') {
+      ++depth;
+    } else if ((byte == ']' || byte == '}') && --depth == 0) {
+      return byte == ']' ? std::optional(i) : std::nullopt;
+    }
+  }
+  return std::nullopt;
+}
+
+// What stands between the brackets of the section's "servers" array.
+std::optional<std::string_view> FindServersArray(std::string_view text, const SectionReach& reach) {
+  const size_t section = FindKey(text, "dns", 0, LetterCase::Exact);
+  if (section == kNotFound) return std::nullopt;
+  const size_t servers = FindKey(text, "servers", section, LetterCase::Exact);
+  if (servers == kNotFound || servers - section > reach.toServers) return std::nullopt;
+  const size_t open = FindByte(text, '[', servers);
+  if (open == kNotFound || open - servers > reach.toArray) return std::nullopt;
+  const auto close = FindArrayEnd(text, open);
+  if (!close) return std::nullopt;
+  return text.substr(open + 1, *close - open - 1);
+}
+
+}  // namespace
+
+std::vector<std::string> ReadXrayDnsServers(std::string_view configText) {
+  std::vector<std::string> servers;
+  const auto array = FindServersArray(configText, kReachToRead);
+  if (!array) return servers;
+  for (auto item = FindQuotedAddress(*array, 0); item && servers.size() < kMostDnsServers;
+       item = FindQuotedAddress(*array, item->end)) {
+    if (std::ranges::find(servers, item->group) == servers.end()) servers.emplace_back(item->group);
+  }
+  return servers;
+}
+
+std::vector<std::string> GetTunnelDnsServers(const std::vector<std::string>& xrayDnsServers) {
+  if (xrayDnsServers.empty()) return {std::begin(kFallbackDnsServers), std::end(kFallbackDnsServers)};
+  const size_t count = std::min(xrayDnsServers.size(), kMostDnsServers);
+  return {xrayDnsServers.begin(), xrayDnsServers.begin() + static_cast<std::ptrdiff_t>(count)};
+}
+
+bool HasXrayDnsServers(std::string_view configText) {
+  const auto array = FindServersArray(configText, kReachToKeep);
+  return array && array->find_first_not_of(" \t\r\n") != kNotFound;
+}
+
+std::string QuotedList(const std::vector<std::string>& addresses, std::string_view separator) {
+  std::string list;
+  for (const std::string& address : addresses) {
+    if (!list.empty()) list += separator;
+    list += '"';
+    list += address;
+    list += '"';
+  }
+  return list;
+}
+
+}  // namespace moorlak

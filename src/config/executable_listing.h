@@ -1,0 +1,11 @@
+// The executables of a folder.
+#pragma once
+
+#include "config/bypass_executables.h"
+
+namespace moorlak {
+
+// The body of ListExecutables: the `*.exe` files of the folder, in the file system's order, without folders.
+void ListFolderExecutables(const std::string& folder, const ExecutableVisitor& visit);
+
+}  // namespace moorlak

@@ -1,0 +1,65 @@
+#include "config/server_resolution.h"
+
+#include <winsock2.h>
+#include <ws2tcpip.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <memory>
+
+#include "base/standard_error.h"
+#include "base/utf.h"
+#include "base/winsock.h"
+#include "config/text_scan.h"
+
+namespace moorlak {
+namespace {
+
+using AddressList = std::unique_ptr<ADDRINFOW, decltype(&FreeAddrInfoW)>;
+
+AddressList LookUp(const std::string& host) {
+  ADDRINFOW hints{};
+  hints.ai_family = AF_INET;
+  hints.ai_socktype = SOCK_STREAM;
+  ADDRINFOW* found = nullptr;
+  if (GetAddrInfoW(WidenUtf8(host).c_str(), nullptr, &hints, &found) != 0) found = nullptr;
+  return {found, &FreeAddrInfoW};
+}
+
+// Empty when the entry cannot be turned into text.
+std::string AddressText(const ADDRINFOW& entry) {
+  std::array<char, INET_ADDRSTRLEN> text{};
+  const auto* address = reinterpret_cast<const sockaddr_in*>(entry.ai_addr);
+  return inet_ntop(AF_INET, &address->sin_addr, text.data(), text.size()) != nullptr ? text.data() : std::string();
+}
+
+std::vector<std::string> Resolve(const std::string& host) {
+  if (host.empty()) return {};
+  if (IsDottedQuad(host)) return {host};
+  std::vector<std::string> addresses;
+  const WinsockSession winsock;
+  if (!winsock.started) return addresses;
+  const AddressList list = LookUp(host);
+  for (const ADDRINFOW* entry = list.get(); entry != nullptr; entry = entry->ai_next) {
+    std::string address = AddressText(*entry);
+    if (!address.empty() && std::ranges::find(addresses, address) == addresses.end()) {
+      addresses.push_back(std::move(address));
+    }
+  }
+  return addresses;
+}
+
+}  // namespace
+
+std::vector<std::string> ResolveServerIPv4(const std::string& host) noexcept {
+  try {
+    return Resolve(host);
+  } catch (const std::exception& error) {
+    WriteStandardErrorLine(error.what());
+    return {};
+  }
+}
+
+}  // namespace moorlak

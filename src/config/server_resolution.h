@@ -1,0 +1,14 @@
+// Names to IPv4 addresses.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace moorlak {
+
+// Dotted quads, each once, in the resolver's order; empty when the host is empty or cannot be resolved. A host that
+// looks like a dotted quad is returned as it is, without a look-up and without a check of its numbers. Blocks for as
+// long as the system's resolver does.
+std::vector<std::string> ResolveServerIPv4(const std::string& host) noexcept;
+
+}  // namespace moorlak

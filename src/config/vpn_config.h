@@ -1,0 +1,20 @@
+// What a VPN start does to the engine's configuration. In a session: ParseConfigMeta, PrepareVpnXrayConfig,
+// RemapBusyPorts, then staging, which takes "allowInsecure" out.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "config/bypass_executables.h"
+#include "config/config_meta.h"
+
+namespace moorlak {
+
+// Makes a configuration fit the service: IPv4 loopback, traffic statistics and their API, name servers, routing rules
+// and, when applications are to bypass the tunnel, the engine's own tunnel inbound. Every edit is one of text: a key
+// counts as there when its quoted name stands anywhere, a section goes right behind the first brace. An edit that finds
+// no place is left out. Logs what it did. The engine's name servers found in the text replace the given list.
+std::string PrepareVpnXrayConfig(std::string configText, const ConfigMeta& meta, const ListExecutables& listExecutables,
+                                 std::vector<std::string>& xrayDnsServers);
+
+}  // namespace moorlak
