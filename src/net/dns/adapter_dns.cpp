@@ -1,0 +1,206 @@
+#include "net/dns/adapter_dns.h"
+
+#include <winsock2.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <iphlpapi.h>
+#include <optional>
+
+#include "base/handle.h"
+#include "base/log.h"
+#include "net/adapter/adapter_lookup.h"
+#include "net/adapter/adapter_name.h"
+#include "net/adapter/interface_entry.h"
+#include "net/dns/dns_backup_file.h"
+#include "net/dns/dns_commands.h"
+#include "net/dns/dns_restore_plan.h"
+#include "process/hidden_command.h"
+
+namespace moorlak {
+namespace {
+
+constexpr ULONG kAdapterFlags = GAA_FLAG_SKIP_ANYCAST | GAA_FLAG_SKIP_MULTICAST;
+constexpr uint32_t kLoopbackType = 24;
+constexpr uint32_t kPhysicalMetric = 5000;
+constexpr size_t kMostTunnelServers = 3;
+constexpr uint32_t kFlushMs = 15000;
+
+bool Run(const DnsCommand& command) {
+  return RunHiddenCommand(command.command, command.timeoutMs, command.logFailures);
+}
+
+// A cold netsh can need longer than it is given; the second one finds its files in memory.
+bool RunTwice(const DnsCommand& command) {
+  return Run(command) || Run(command);
+}
+
+AdapterDnsBackup ReadBackup(const AdapterInfo& adapter) {
+  AdapterDnsBackup backup;
+  backup.name = adapter.nameUtf8;
+  backup.ifIndex = adapter.ifIndex;
+  backup.dhcp = adapter.dhcp;
+  backup.servers = adapter.ipv4DnsServers;
+  if (adapter.ifIndex == 0) return backup;
+  if (const auto metric = ReadInterfaceMetric(adapter.ifIndex)) {
+    backup.hasMetric = true;
+    backup.metric = metric->metric;
+    backup.autoMetric = metric->automatic;
+  }
+  return backup;
+}
+
+// The backup that an earlier restore could not bring back tells more than the adapter does now.
+const AdapterDnsBackup& TakeBackup(const AdapterInfo& adapter, std::vector<AdapterDnsBackup>& backups) {
+  const auto pending = std::ranges::find(backups, adapter.nameUtf8, &AdapterDnsBackup::name);
+  if (pending != backups.end()) return *pending;
+  return backups.emplace_back(ReadBackup(adapter));
+}
+
+void RaiseMetric(const AdapterInfo& adapter) {
+  if (WriteInterfaceMetric(adapter.ifIndex, {kPhysicalMetric, false})) {
+    WriteLogLine("dns-leak: raised metric on " + adapter.nameUtf8);
+  }
+}
+
+// False when the session was stopped meanwhile.
+bool NeutraliseAdapter(const AdapterInfo& adapter, const AdapterDnsBackup& backup, const std::atomic<bool>& running) {
+  if (backup.hasMetric) RaiseMetric(adapter);
+  Run(DeleteIpv4Dns(adapter.nameUtf8));
+  if (!running) {
+    WriteLogLine("dns-leak: aborted mid-apply after neutralize start");
+    return false;
+  }
+  Run(DeleteIpv6Dns(adapter.nameUtf8));
+  Run(SetStaticDns(adapter.nameUtf8, kNeutralDnsServer, kAdapterDnsMs));
+  WriteLogLine("dns-leak: neutralized DNS on " + adapter.nameUtf8 + " (" + std::to_string(backup.servers.size()) +
+               " v4 server(s) saved)");
+  return true;
+}
+
+std::vector<AdapterInfo> ReadAdaptersToNeutralise() {
+  auto adapters = ReadAdapters(AF_UNSPEC, kAdapterFlags);
+  if (adapters) return std::move(*adapters);
+  WriteLogLine("dns-leak: GetAdaptersAddresses size failed");
+  return {};
+}
+
+// Whether it is a physical adapter under a name that netsh can be given; notes the tunnel's LUID.
+bool IsToBeNeutralised(const AdapterInfo& adapter, const std::string& tunnelName, uint64_t& tunnelLuid) {
+  if (adapter.name.empty() || adapter.type == kLoopbackType || !adapter.up) return false;
+  if (IsOurAdapterName(adapter.name)) {
+    if (adapter.nameUtf8 == tunnelName) tunnelLuid = adapter.luid;
+    return false;
+  }
+  if (adapter.nameUtf8.empty() || IsSafeAdapterName(adapter.nameUtf8)) return !adapter.nameUtf8.empty();
+  WriteLogLine("dns-leak: skip unsafe adapter name");
+  return false;
+}
+
+bool StoppedBetweenAdapters(const std::atomic<bool>& running, const std::vector<AdapterDnsBackup>& backups) {
+  if (running) return false;
+  if (!backups.empty()) PersistDnsBackup(backups);
+  WriteLogLine("dns-leak: aborted mid-apply (stop requested)");
+  return true;
+}
+
+// True when the adapter's IPv4 servers are back or can never be.
+bool RestoreIpv4(const AdapterDnsBackup& backup, const RestoreTarget& target) {
+  const auto commands = RestoreIpv4Dns(target.name, backup.dhcp, backup.servers);
+  // All are tried, so that one that fails does not cost the ones behind it.
+  const auto failed = std::ranges::count_if(commands, [](const DnsCommand& command) { return !RunTwice(command); });
+  return failed == 0 || target.ifIndex == 0;
+}
+
+// True when the record is done with.
+bool RestoreOne(const AdapterDnsBackup& backup, const RestoreTarget& target) {
+  if (backup.hasMetric && target.ifIndex != 0) {
+    WriteInterfaceMetric(target.ifIndex, {backup.metric, backup.autoMetric});
+  }
+  if (!backup.dhcp && !backup.servers.empty() && !IsSafeAddress(backup.servers.front())) {
+    WriteLogLine("dns-leak: skip static DNS — unsafe address");
+    return true;
+  }
+  const bool ipv4Done = RestoreIpv4(backup, target);
+  const bool ipv6Done = RunTwice(SetIpv6DnsFromDhcp(target.name)) || target.ipv6IfIndex == 0;
+  if (!ipv4Done || !ipv6Done) return false;
+  WriteLogLine("dns-leak: restored DNS on " + target.name);
+  return true;
+}
+
+// When the adapters cannot be listed, the backup itself is the best guess.
+std::optional<RestoreTarget> TargetOf(const AdapterDnsBackup& backup,
+                                      const std::optional<std::vector<AdapterInfo>>& adapters) {
+  if (!adapters) return RestoreTarget{backup.name, backup.ifIndex, 0};
+  return FindRestoreTarget(backup, *adapters);
+}
+
+using DnsFlush = BOOL(WINAPI*)();
+
+struct ModuleTraits {
+  using Type = HMODULE;
+  static Type Empty() noexcept { return nullptr; }
+  static bool IsValid(Type module) noexcept { return module != nullptr; }
+  static void Close(Type module) noexcept { FreeLibrary(module); }
+};
+
+// Not documented, but what `ipconfig /flushdns` itself calls.
+bool FlushThroughLibrary() {
+  const UniqueHandle<ModuleTraits> library(LoadLibraryExW(L"dnsapi.dll", nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS));
+  if (!library) return false;
+  const auto flush =
+      reinterpret_cast<DnsFlush>(reinterpret_cast<void*>(GetProcAddress(library.Get(), "DnsFlushResolverCache")));
+  if (flush == nullptr) return false;
+  flush();
+  return true;
+}
+
+}  // namespace
+
+NeutralisedAdapters NeutraliseAdapters(const std::string& tunnelName, const std::atomic<bool>& running,
+                                       std::vector<AdapterDnsBackup>& backups) {
+  NeutralisedAdapters outcome;
+  for (const AdapterInfo& adapter : ReadAdaptersToNeutralise()) {
+    if (StoppedBetweenAdapters(running, backups)) return {true, 0};
+    if (!IsToBeNeutralised(adapter, tunnelName, outcome.tunnelLuid)) continue;
+    const AdapterDnsBackup backup = TakeBackup(adapter, backups);
+    PersistDnsBackup(backups);
+    if (!NeutraliseAdapter(adapter, backup, running)) return {true, 0};
+  }
+  return outcome;
+}
+
+bool SetTunnelDns(const std::string& tunnelName, const std::vector<std::string>& servers,
+                  const std::atomic<bool>& running) {
+  Run(SetStaticDns(tunnelName, servers.front(), kTunnelDnsMs));
+  for (size_t i = 1; i < std::min(servers.size(), kMostTunnelServers); ++i) {
+    if (!running) {
+      WriteLogLine("dns-leak: aborted while setting Moorlak DNS");
+      return false;
+    }
+    Run(AddStaticDns(tunnelName, servers[i], i + 1, kTunnelDnsMs));
+  }
+  Run(DeleteIpv6Dns(tunnelName));
+  return true;
+}
+
+std::vector<AdapterDnsBackup> RestoreAdapterDns(const std::vector<AdapterDnsBackup>& backups) {
+  const auto adapters = ReadAdapters(AF_UNSPEC, kAdapterFlags);
+  std::vector<AdapterDnsBackup> pending;
+  for (const AdapterDnsBackup& backup : backups) {
+    if (!IsSafeAdapterName(backup.name)) {
+      WriteLogLine("dns-leak: skip restore — unsafe adapter name");
+      continue;
+    }
+    const auto target = TargetOf(backup, adapters);
+    if (!target || !RestoreOne(backup, *target)) pending.push_back(backup);
+  }
+  FlushResolverCache();
+  return pending;
+}
+
+void FlushResolverCache() {
+  if (!FlushThroughLibrary()) RunHiddenCommand("ipconfig /flushdns", kFlushMs, true);
+}
+
+}  // namespace moorlak

@@ -1,0 +1,38 @@
+// Pointing every physical adapter away from its name servers, and back. The caller holds the lock that guards the list
+// of backups it hands in.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "net/dns/dns_backup.h"
+
+namespace moorlak {
+
+struct NeutralisedAdapters {
+  // The session was stopped meanwhile; what was changed until then is in the list and on disk.
+  bool stopped = false;
+  // Of the adapter that bears the tunnel's name; 0 when none does or it is not up.
+  uint64_t tunnelLuid = 0;
+};
+
+// Saves, then changes each adapter that is up: its DNS becomes 127.0.0.1, its IPv6 servers go, its metric rises.
+// Adapters of ours are left alone. Every backup is on disk before its adapter is touched. An adapter that still has a
+// backup in the list, because an earlier restore failed, keeps that one.
+NeutralisedAdapters NeutraliseAdapters(const std::string& tunnelName, const std::atomic<bool>& running,
+                                       std::vector<AdapterDnsBackup>& backups);
+
+// Sets up to three of the servers (at least one is given) on the tunnel adapter. False when the session was stopped
+// meanwhile.
+bool SetTunnelDns(const std::string& tunnelName, const std::vector<std::string>& servers,
+                  const std::atomic<bool>& running);
+
+// Gives each adapter back what its backup says and flushes the resolver cache. Backups whose adapter is not there or
+// whose commands failed twice are returned; a family that the adapter lacks by now cannot fail.
+std::vector<AdapterDnsBackup> RestoreAdapterDns(const std::vector<AdapterDnsBackup>& backups);
+
+void FlushResolverCache();
+
+}  // namespace moorlak

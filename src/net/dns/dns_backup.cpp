@@ -1,0 +1,128 @@
+#include "net/dns/dns_backup.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "config/text_scan.h"
+
+namespace moorlak {
+namespace {
+
+constexpr std::string_view kVersionLine = "v1";
+constexpr size_t kLongestName = 256;
+
+void AddLine(std::string& text, std::string_view line) {
+  text += line;
+  text += '\n';
+}
+
+void AddRecord(std::string& text, const AdapterDnsBackup& record) {
+  AddLine(text, record.name);
+  AddLine(text, std::to_string(record.ifIndex));
+  AddLine(text, record.dhcp ? "1" : "0");
+  AddLine(text, record.hasMetric ? "1" : "0");
+  AddLine(text, std::to_string(record.metric));
+  AddLine(text, record.autoMetric ? "1" : "0");
+  AddLine(text, std::to_string(record.servers.size()));
+  for (const std::string& server : record.servers) AddLine(text, server);
+}
+
+// A place in the text that only moves on.
+struct Reader {
+  std::string_view text;
+  size_t position = 0;
+
+  bool AtEnd() const { return position >= text.size(); }
+};
+
+// Without its line end. A line that breaks off at the end of the text may have lost a part: it counts as empty.
+std::string_view ReadLine(Reader& reader) {
+  const size_t begin = reader.position;
+  const size_t end = FindByte(reader.text, '\n', begin);
+  reader.position = end == kNotFound ? reader.text.size() : end + 1;
+  return end == kNotFound ? std::string_view() : reader.text.substr(begin, end - begin);
+}
+
+// A number behind any blanks, line ends among them. Nothing, and no move, where no number of 32 bits stands or the text
+// breaks off.
+std::optional<uint32_t> ReadNumber(Reader& reader) {
+  const size_t begin = SkipBlanks(reader.text, reader.position);
+  const size_t end = SkipDigits(reader.text, begin);
+  if (end >= reader.text.size()) return std::nullopt;
+  const auto number = ParseDecimal(reader.text.substr(begin, end - begin), std::numeric_limits<uint32_t>::max());
+  if (!number) return std::nullopt;
+  reader.position = end;
+  return static_cast<uint32_t>(*number);
+}
+
+void ReadServers(Reader& reader, uint32_t count, AdapterDnsBackup& record) {
+  for (size_t i = 0; i < std::min<size_t>(count, kMostBackupServers) && !reader.AtEnd(); ++i) {
+    const std::string_view server = ReadLine(reader);
+    if (IsSafeAddress(server)) record.servers.emplace_back(server);
+  }
+}
+
+AdapterDnsBackup ReadRecord(Reader& reader) {
+  AdapterDnsBackup record;
+  record.name = ReadLine(reader);
+  const auto ifIndex = ReadNumber(reader);
+  const auto dhcp = ReadNumber(reader);
+  const auto hasMetric = ReadNumber(reader);
+  const auto metric = ReadNumber(reader);
+  const auto autoMetric = ReadNumber(reader);
+  const auto serverCount = ReadNumber(reader);
+  ReadLine(reader);
+  record.ifIndex = ifIndex.value_or(0);
+  record.dhcp = dhcp.value_or(1) != 0;
+  record.metric = metric.value_or(0);
+  record.autoMetric = autoMetric.value_or(1) != 0;
+  record.hasMetric = hasMetric.value_or(0) != 0 && metric && autoMetric;
+  ReadServers(reader, serverCount.value_or(0), record);
+  return record;
+}
+
+}  // namespace
+
+bool IsSafeAdapterName(std::string_view name) {
+  constexpr std::string_view kUnsafe = "\n\r\"%&<>^`|";
+  return !name.empty() && name.size() <= kLongestName && name.find_first_of(kUnsafe) == std::string_view::npos &&
+         name.find('\0') == std::string_view::npos;
+}
+
+bool IsSafeAddress(std::string_view address) {
+  constexpr uint64_t kLargestGroup = 255;
+  for (int group = 0; group < 4; ++group) {
+    const size_t dot = group < 3 ? address.find('.') : address.size();
+    if (dot == std::string_view::npos || !ParseDecimal(address.substr(0, dot), kLargestGroup)) return false;
+    address.remove_prefix(std::min(dot + 1, address.size()));
+  }
+  return true;
+}
+
+std::string FormatDnsBackup(const std::vector<AdapterDnsBackup>& records) {
+  std::string text;
+  AddLine(text, kVersionLine);
+  AddLine(text, std::to_string(records.size()));
+  for (const AdapterDnsBackup& record : records) AddRecord(text, record);
+  return text;
+}
+
+DnsBackupText ParseDnsBackup(std::string_view text) {
+  DnsBackupText backup;
+  Reader reader{text};
+  if (ReadLine(reader) != kVersionLine) return backup;
+  backup.version = DnsBackupVersion::Known;
+  const uint32_t count = ReadNumber(reader).value_or(0);
+  ReadLine(reader);
+  for (uint32_t i = 0; i < count && !reader.AtEnd(); ++i) {
+    AdapterDnsBackup record = ReadRecord(reader);
+    if (IsSafeAdapterName(record.name)) {
+      backup.records.push_back(std::move(record));
+    } else {
+      ++backup.unsafeNames;
+    }
+  }
+  return backup;
+}
+
+}  // namespace moorlak

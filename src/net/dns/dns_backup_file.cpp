@@ -1,0 +1,66 @@
+#include "net/dns/dns_backup_file.h"
+
+#include <windows.h>
+
+#include <exception>
+#include <string>
+
+#include "base/data_files.h"
+#include "base/durable_file.h"
+#include "base/guarded.h"
+#include "base/log.h"
+
+namespace moorlak {
+namespace {
+
+constexpr wchar_t kFileName[] = L"dns_restore.v1";
+// A machine with hundreds of adapters stays far below.
+constexpr size_t kMaxBytes = 1u << 20;
+
+bool Load(std::vector<AdapterDnsBackup>& records) {
+  records.clear();
+  std::string text;
+  if (ReadTrustedFile(CommonDataFile(kFileName), kMaxBytes, text) != FileRead::Done) return false;
+  DnsBackupText backup = ParseDnsBackup(text);
+  if (backup.version == DnsBackupVersion::Unknown) {
+    WriteLogLine("dns-leak: unknown DNS backup version");
+    return false;
+  }
+  for (size_t i = 0; i < backup.unsafeNames; ++i) {
+    WriteLogLine("dns-leak: rejected unsafe adapter name from DNS backup");
+  }
+  records = std::move(backup.records);
+  return true;
+}
+
+void Persist(const std::vector<AdapterDnsBackup>& records) {
+  if (!WriteFileDurably(CommonDataFile(kFileName), FormatDnsBackup(records))) {
+    WriteLogLine("dns-leak: failed to open DNS backup for write");
+    return;
+  }
+  WriteLogLine("dns-leak: persisted " + std::to_string(records.size()) + " adapter DNS backup(s) to disk");
+}
+
+}  // namespace
+
+bool LoadDnsBackup(std::vector<AdapterDnsBackup>& records) noexcept {
+  return Guarded(false, [&] { return Load(records); });
+}
+
+void PersistDnsBackup(const std::vector<AdapterDnsBackup>& records) noexcept {
+  if (records.empty()) {
+    DeleteDnsBackup();
+    return;
+  }
+  try {
+    Persist(records);
+  } catch (const std::exception&) {
+    WriteLogLine("dns-leak: exception persisting DNS backup");
+  }
+}
+
+void DeleteDnsBackup() noexcept {
+  Guarded([] { DeleteFileW(CommonDataFile(kFileName).c_str()); });
+}
+
+}  // namespace moorlak

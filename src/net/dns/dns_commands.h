@@ -1,0 +1,38 @@
+// The netsh commands that change adapters' name servers. Names and addresses are safe ones (net/dns/dns_backup.h).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace moorlak {
+
+struct DnsCommand {
+  std::string command;
+  uint32_t timeoutMs = 0;
+  // Whether an exit code other than 0 is worth a line in the log.
+  bool logFailures = true;
+};
+
+// What a physical adapter's name server is set to during a session: nobody answers there.
+inline constexpr std::string_view kNeutralDnsServer = "127.0.0.1";
+
+// Milliseconds that a command on the tunnel's adapter, and on any other, is given.
+inline constexpr uint32_t kTunnelDnsMs = 2500;
+inline constexpr uint32_t kAdapterDnsMs = 1500;
+
+DnsCommand DeleteIpv4Dns(std::string_view adapter);
+DnsCommand DeleteIpv6Dns(std::string_view adapter);
+DnsCommand SetStaticDns(std::string_view adapter, std::string_view server, uint32_t timeoutMs);
+// The position counts from 1.
+DnsCommand AddStaticDns(std::string_view adapter, std::string_view server, size_t position, uint32_t timeoutMs);
+DnsCommand SetIpv4DnsFromDhcp(std::string_view adapter);
+DnsCommand SetIpv6DnsFromDhcp(std::string_view adapter);
+
+// What gives an adapter back its IPv4 servers, in order: its static ones, or DHCP when it had DHCP or none. Unsafe
+// servers behind the first are left out, at their own position. The first one is safe.
+std::vector<DnsCommand> RestoreIpv4Dns(std::string_view adapter, bool dhcp, const std::vector<std::string>& servers);
+
+}  // namespace moorlak

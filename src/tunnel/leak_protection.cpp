@@ -1,0 +1,150 @@
+#include "tunnel/leak_protection.h"
+
+#include <mutex>
+#include <utility>
+
+#include "base/guarded.h"
+#include "base/log.h"
+#include "net/dns/adapter_dns.h"
+#include "net/dns/dns_backup_file.h"
+#include "net/dns/dns_guard.h"
+#include "net/dns/smhnr_policy.h"
+#include "net/routing/quick_teardown.h"
+#include "net/split/split_tunnel.h"
+
+namespace moorlak {
+namespace {
+
+// The DNS state lock. Guard, policy and split tunnel take their own ones below it, because a disconnect undoes those
+// while an apply may still run.
+std::mutex dnsLock;
+std::vector<AdapterDnsBackup> backups;  // guarded by dnsLock
+uint64_t generation = 0;                // guarded by dnsLock
+
+// What could not be restored stays in memory and on disk for the next removal or recovery.
+void RestoreBackupsLocked() {
+  backups = RestoreAdapterDns(backups);
+  PersistDnsBackup(backups);
+}
+
+void RemoveLocked() {
+  RemoveSplitTunnel();
+  RemoveDnsGuard();
+  RestoreSmhnrPolicy();
+  if (backups.empty() && !LoadDnsBackup(backups)) {
+    FlushResolverCache();
+    return;
+  }
+  RestoreBackupsLocked();
+}
+
+void SplitLocked(const LeakProtection& wanted, uint64_t tunnelLuid) {
+  if (wanted.blockedApps.empty()) return;
+  WriteLogLine("dns-leak: split/bypass apps active — physical DNS still stubbed + DNS guard ON (no ISP DNS leak)");
+  if (!wanted.nativeTun) InstallSplitTunnel(wanted.blockedApps, tunnelLuid);
+}
+
+// The filters; without them a program could still ask any name server, so without them there is no protection.
+bool GuardLocked(const LeakProtection& wanted, uint64_t tunnelLuid) {
+  if (tunnelLuid == 0) {
+    WriteLogLine("dns-leak: ERROR Moorlak LUID missing — refusing CONNECTED without WFP DNS guard");
+    return false;
+  }
+  if (!InstallDnsGuard(tunnelLuid, wanted.xrayPath, wanted.dnsServers)) {
+    WriteLogLine("dns-leak: ERROR WFP DNS guard install failed");
+    return false;
+  }
+  SplitLocked(wanted, tunnelLuid);
+  return true;
+}
+
+// False when the session was stopped meanwhile.
+bool SetDnsLocked(const LeakProtection& wanted, const std::atomic<bool>& running, uint64_t& tunnelLuid) {
+  const NeutralisedAdapters adapters = NeutraliseAdapters(wanted.tunnelName, running, backups);
+  if (adapters.stopped) return false;
+  tunnelLuid = adapters.tunnelLuid;
+  if (!running) {
+    if (!backups.empty()) PersistDnsBackup(backups);
+    WriteLogLine("dns-leak: aborted before tunnel DNS (stop requested)");
+    return false;
+  }
+  PersistDnsBackup(backups);
+  return SetTunnelDns(wanted.tunnelName, wanted.dnsServers, running);
+}
+
+bool ApplyLocked(const LeakProtection& wanted, const std::atomic<bool>& running) {
+  if (!running) return false;
+  if (!IsSafeAdapterName(wanted.tunnelName)) {
+    WriteLogLine("dns-leak: refusing unsafe Moorlak adapter name for netsh");
+    return false;
+  }
+  ++generation;
+  RemoveLocked();
+  if (!running) return false;
+  uint64_t tunnelLuid = 0;
+  if (!SetDnsLocked(wanted, running, tunnelLuid)) return false;
+  ApplySmhnrPolicy();
+  if (!GuardLocked(wanted, tunnelLuid)) return false;
+  FlushResolverCache();
+  std::string servers = wanted.dnsServers.front();
+  if (wanted.dnsServers.size() > 1) servers += " / " + wanted.dnsServers[1];
+  WriteLogLine("dns-leak: Moorlak OS DNS set to " + servers);
+  return true;
+}
+
+void RecoverLocked() {
+  PurgeStaleSplitTunnel();
+  PurgeStaleDnsGuard();
+  RecoverOrphanedSmhnr();
+  FastDropDefaultRoutes();
+  FastClearTunnelAddress();
+  if (!LoadDnsBackup(backups)) return;
+  WriteLogLine("dns-leak: recovering orphaned physical DNS from disk backup");
+  RestoreBackupsLocked();
+}
+
+}  // namespace
+
+bool ApplyDnsLeakProtection(const LeakProtection& wanted, const std::atomic<bool>& running) noexcept {
+  return Guarded(false, [&] {
+    const std::lock_guard guard(dnsLock);
+    return ApplyLocked(wanted, running);
+  });
+}
+
+void RemoveDnsProtection() noexcept {
+  Guarded([] {
+    const std::lock_guard guard(dnsLock);
+    RemoveLocked();
+  });
+}
+
+uint64_t DnsGeneration() noexcept {
+  return Guarded(uint64_t{0}, [] {
+    const std::lock_guard guard(dnsLock);
+    return generation;
+  });
+}
+
+bool IsDnsNeutralised(uint64_t wantedGeneration) noexcept {
+  return Guarded(false, [wantedGeneration] {
+    const std::lock_guard guard(dnsLock);
+    return wantedGeneration == generation && !backups.empty();
+  });
+}
+
+void RestoreInMemoryDns(uint64_t wantedGeneration) noexcept {
+  Guarded([wantedGeneration] {
+    const std::lock_guard guard(dnsLock);
+    if (wantedGeneration == generation && !backups.empty()) RestoreBackupsLocked();
+  });
+}
+
+void RecoverOrphanedNetworkState() noexcept {
+  Guarded([] {
+    const std::lock_guard guard(dnsLock);
+    RecoverLocked();
+  });
+}
+
+}  // namespace moorlak

@@ -1,0 +1,42 @@
+// No name query and no IPv6 packet outside the tunnel: adapters' DNS, the guard's filters, the resolver's policy and
+// the split tunnel as one state of the machine, applied, removed and recovered as a whole under one lock.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace moorlak {
+
+// What a session asks for. Texts are UTF-8.
+struct LeakProtection {
+  std::string tunnelName;
+  // The tunnel's name servers, dotted; at least one. The engine alone may reach them outside the tunnel.
+  std::vector<std::string> dnsServers;
+  std::string xrayPath;
+  std::vector<std::string> blockedApps;
+  // The engine's own tunnel inbound splits by itself.
+  bool nativeTun = false;
+};
+
+// False when the protection is not complete: the session must then not be called connected. What was changed until then
+// is undone by RemoveDnsProtection, or after a crash by RecoverOrphanedNetworkState.
+bool ApplyDnsLeakProtection(const LeakProtection& wanted, const std::atomic<bool>& running) noexcept;
+
+// Undoes all of it; without a backup in memory, by the one on disk. Safe at any time.
+void RemoveDnsProtection() noexcept;
+
+// Identifies the latest apply: what restores later, on another thread, carries it along.
+uint64_t DnsGeneration() noexcept;
+
+// Whether adapters of that apply are still changed.
+bool IsDnsNeutralised(uint64_t generation) noexcept;
+
+// Restores the adapters of that apply; nothing when another one came after it.
+void RestoreInMemoryDns(uint64_t generation) noexcept;
+
+// At the start of the service, with no session and no engine alive: filters, policy, routes and DNS that a crash left.
+void RecoverOrphanedNetworkState() noexcept;
+
+}  // namespace moorlak

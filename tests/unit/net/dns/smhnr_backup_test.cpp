@@ -1,0 +1,41 @@
+#include "net/dns/smhnr_backup.h"
+
+#include <gtest/gtest.h>
+
+namespace moorlak {
+namespace {
+
+constexpr SmhnrBackup kBackup{true, true, 1, false, 0};
+
+TEST(SmhnrBackup, TheFileHasFiveLines) {
+  EXPECT_EQ(FormatSmhnrBackup(kBackup), "v1\n1\n1\n0\n0\n");
+  EXPECT_EQ(FormatSmhnrBackup({true, false, 0, true, 4294967295}), "v1\n0\n0\n1\n4294967295\n");
+}
+
+TEST(SmhnrBackup, WhatIsWrittenIsReadBack) {
+  EXPECT_EQ(ParseSmhnrBackup(FormatSmhnrBackup(kBackup)), kBackup);
+  const SmhnrBackup other{true, true, 4294967295, true, 7};
+  EXPECT_EQ(ParseSmhnrBackup(FormatSmhnrBackup(other)), other);
+}
+
+TEST(SmhnrBackup, ABackupWhoseFirstLineIsNotV1IsIgnored) {
+  for (const char* text : {"v2\n1\n1\n0\n0\n", "", "v1", "V1\n1\n1\n0\n0\n", "v1 \n1\n1\n0\n0\n"}) {
+    EXPECT_FALSE(ParseSmhnrBackup(text)) << text;
+  }
+}
+
+TEST(SmhnrBackup, NumbersOutOfRangeMakeItNone) {
+  for (const char* text : {"v1\n2\n1\n0\n0\n", "v1\n1\n4294967296\n0\n0\n", "v1\n1\n-1\n0\n0\n", "v1\n1\nx\n0\n0\n"}) {
+    EXPECT_FALSE(ParseSmhnrBackup(text)) << text;
+  }
+}
+
+TEST(SmhnrBackup, AFileCutAtAnyByteIsNone) {
+  const std::string whole = FormatSmhnrBackup({true, true, 42, true, 17});
+  for (size_t length = 0; length < whole.size(); ++length) {
+    EXPECT_FALSE(ParseSmhnrBackup(whole.substr(0, length))) << length;
+  }
+}
+
+}  // namespace
+}  // namespace moorlak
