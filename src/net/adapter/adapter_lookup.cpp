@@ -1,0 +1,116 @@
+#include "net/adapter/adapter_lookup.h"
+
+#include <winsock2.h>
+#include <ws2tcpip.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <iphlpapi.h>
+
+#include "base/guarded.h"
+#include "base/utf.h"
+#include "net/adapter/adapter_name.h"
+
+namespace moorlak {
+namespace {
+
+using AdapterList = std::vector<AdapterInfo>;
+
+// An adapter that comes up between two calls makes the list grow; one that grows at every try is no list.
+constexpr int kMostReads = 8;
+constexpr ULONG kNameAndIndexOnly =
+    GAA_FLAG_SKIP_UNICAST | GAA_FLAG_SKIP_ANYCAST | GAA_FLAG_SKIP_MULTICAST | GAA_FLAG_SKIP_DNS_SERVER;
+
+// Empty for another family than IPv4 and for 0.0.0.0.
+std::string Ipv4Text(const SOCKET_ADDRESS& address) {
+  if (address.lpSockaddr == nullptr || address.lpSockaddr->sa_family != AF_INET) return {};
+  const auto* ipv4 = reinterpret_cast<const sockaddr_in*>(address.lpSockaddr);
+  if (ipv4->sin_addr.s_addr == 0) return {};
+  std::array<char, INET_ADDRSTRLEN> text{};
+  if (inet_ntop(AF_INET, &ipv4->sin_addr, text.data(), text.size()) == nullptr) return {};
+  return text.data();
+}
+
+// One of the linked lists of an adapter: unicast addresses, name servers.
+template <typename Entry>
+std::vector<std::string> Ipv4Texts(const Entry* entry) {
+  std::vector<std::string> texts;
+  for (; entry != nullptr; entry = entry->Next) {
+    std::string text = Ipv4Text(entry->Address);
+    if (!text.empty()) texts.push_back(std::move(text));
+  }
+  return texts;
+}
+
+AdapterInfo PlainAdapter(const IP_ADAPTER_ADDRESSES& adapter) {
+  AdapterInfo info;
+  if (adapter.FriendlyName != nullptr) info.name = adapter.FriendlyName;
+  info.nameUtf8 = NarrowUtf16(info.name);
+  info.ifIndex = adapter.IfIndex;
+  info.ipv6IfIndex = adapter.Ipv6IfIndex;
+  info.luid = adapter.Luid.Value;
+  info.type = adapter.IfType;
+  info.up = adapter.OperStatus == IfOperStatusUp;
+  info.dhcp = (adapter.Flags & IP_ADAPTER_DHCP_ENABLED) != 0;
+  info.ipv4Addresses = Ipv4Texts(adapter.FirstUnicastAddress);
+  info.ipv4DnsServers = Ipv4Texts(adapter.FirstDnsServerAddress);
+  return info;
+}
+
+// Memory that is aligned for the records in it.
+using AdapterBuffer = std::vector<std::max_align_t>;
+
+AdapterList PlainAdapters(const AdapterBuffer& buffer) {
+  AdapterList adapters;
+  const auto* adapter = reinterpret_cast<const IP_ADAPTER_ADDRESSES*>(buffer.data());
+  for (; adapter != nullptr; adapter = adapter->Next) adapters.push_back(PlainAdapter(*adapter));
+  return adapters;
+}
+
+std::optional<AdapterList> Read(ULONG family, ULONG flags) {
+  ULONG size = 0;
+  ULONG answer = GetAdaptersAddresses(family, flags, nullptr, nullptr, &size);
+  for (int reads = 0; answer == ERROR_BUFFER_OVERFLOW && reads < kMostReads; ++reads) {
+    AdapterBuffer buffer(size / sizeof(std::max_align_t) + 1);
+    size = static_cast<ULONG>(buffer.size() * sizeof(std::max_align_t));
+    auto* adapters = reinterpret_cast<IP_ADAPTER_ADDRESSES*>(buffer.data());
+    answer = GetAdaptersAddresses(family, flags, nullptr, adapters, &size);
+    if (answer == ERROR_SUCCESS) return PlainAdapters(buffer);
+  }
+  return std::nullopt;
+}
+
+std::optional<AdapterInfo> FindOurs() {
+  std::optional<AdapterList> adapters = Read(AF_UNSPEC, kNameAndIndexOnly);
+  if (!adapters) return std::nullopt;
+  std::vector<std::wstring> names;
+  for (const AdapterInfo& adapter : *adapters) names.push_back(adapter.name);
+  const std::wstring chosen = ChooseTunnelAdapterName(names);
+  const auto found = std::ranges::find(*adapters, chosen, &AdapterInfo::name);
+  if (chosen.empty() || found == adapters->end()) return std::nullopt;
+  return std::move(*found);
+}
+
+}  // namespace
+
+std::optional<AdapterList> ReadAdapters(uint32_t family, uint32_t flags) noexcept {
+  return Guarded(std::nullopt, [=] { return Read(family, flags); });
+}
+
+std::optional<AdapterInfo> FindTunnelAdapter() noexcept {
+  return Guarded(std::nullopt, FindOurs);
+}
+
+std::wstring FindTunnelAdapterName() noexcept {
+  std::optional<AdapterInfo> adapter = FindTunnelAdapter();
+  return adapter ? std::move(adapter->name) : std::wstring();
+}
+
+uint32_t FindAdapterIndex() noexcept {
+  const std::optional<AdapterInfo> adapter = FindTunnelAdapter();
+  return adapter ? adapter->ifIndex : 0;
+}
+
+}  // namespace moorlak

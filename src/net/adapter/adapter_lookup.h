@@ -1,0 +1,48 @@
+// The machine's adapters as plain values, and the tunnel adapter among them. Nothing here takes a lock or opens the
+// adapter, so any thread may ask at any time.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace moorlak {
+
+struct AdapterInfo {
+  // The connection's ("friendly") name; empty when the system knows none.
+  std::wstring name;
+  std::string nameUtf8;
+  // 0 where the adapter does not have the family.
+  uint32_t ifIndex = 0;
+  uint32_t ipv6IfIndex = 0;
+  // NET_LUID as its 64-bit value.
+  uint64_t luid = 0;
+  // IfType of IP_ADAPTER_ADDRESSES: 6 Ethernet, 24 software loopback, 53 proprietary virtual, 71 wireless.
+  uint32_t type = 0;
+  // Operational status "up" (1).
+  bool up = false;
+  // DHCP for IPv4 is on.
+  bool dhcp = false;
+  // Dotted quads, in the system's order. Name servers of 0.0.0.0 are left out. Empty when the flags skip them.
+  std::vector<std::string> ipv4Addresses;
+  std::vector<std::string> ipv4DnsServers;
+};
+
+// Addresses wanted, multicast addresses and name servers not: GAA_FLAG_SKIP_MULTICAST, GAA_FLAG_SKIP_DNS_SERVER and
+// GAA_FLAG_INCLUDE_PREFIX.
+inline constexpr uint32_t kAddressesOnlyFlags = 28;
+
+// What GetAdaptersAddresses lists for a family (AF_INET, AF_INET6, AF_UNSPEC) and GAA_FLAG_… flags, in the system's
+// order. Nothing when it cannot be read: the call for the size must ask for a larger buffer, the one for the list must
+// succeed. A list that grows in between is read again.
+std::optional<std::vector<AdapterInfo>> ReadAdapters(uint32_t family, uint32_t flags) noexcept;
+
+// The adapter that bears ChooseTunnelAdapterName's choice among the names of all adapters, up or not.
+std::optional<AdapterInfo> FindTunnelAdapter() noexcept;
+
+// Its name, empty when there is none; and its IPv4 interface index, 0 when there is none.
+std::wstring FindTunnelAdapterName() noexcept;
+uint32_t FindAdapterIndex() noexcept;
+
+}  // namespace moorlak

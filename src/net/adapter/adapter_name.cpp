@@ -1,0 +1,66 @@
+#include "net/adapter/adapter_name.h"
+
+#include <algorithm>
+#include <tuple>
+
+namespace moorlak {
+namespace {
+
+// ASCII letters only, as in device instance ids and the names that are looked for.
+wchar_t FoldLetter(wchar_t letter) {
+  return letter >= L'A' && letter <= L'Z' ? static_cast<wchar_t>(letter - L'A' + L'a') : letter;
+}
+
+bool ContainsText(std::wstring_view text, std::wstring_view wanted) {
+  const auto sameLetter = [](wchar_t left, wchar_t right) { return FoldLetter(left) == FoldLetter(right); };
+  return std::search(text.begin(), text.end(), wanted.begin(), wanted.end(), sameLetter) != text.end();
+}
+
+// The digits of a numbered name, empty for every other name.
+std::wstring_view NumberOf(std::wstring_view name) {
+  constexpr size_t kHeadLength = kTunnelAdapterName.size() + 1;
+  if (!name.starts_with(kTunnelAdapterName) || name.size() <= kHeadLength || name[kHeadLength - 1] != L' ') return {};
+  const std::wstring_view number = name.substr(kHeadLength);
+  const bool digitsOnly = std::ranges::all_of(number, [](wchar_t c) { return c >= L'0' && c <= L'9'; });
+  return digitsOnly ? number : std::wstring_view();
+}
+
+// Numbers of any length compare by their length without leading zeros, then digit by digit; the plain name has none and
+// so comes first. Equal numbers (7 and 07) keep a fixed order by the whole name.
+bool ComesBefore(const std::wstring& left, const std::wstring& right) {
+  const auto rank = [](const std::wstring& name) {
+    const std::wstring_view digits = NumberOf(name);
+    const std::wstring_view number = digits.substr(std::min(digits.find_first_not_of(L'0'), digits.size()));
+    return std::tuple(!digits.empty(), number.size(), number, std::wstring_view(name));
+  };
+  return rank(left) < rank(right);
+}
+
+}  // namespace
+
+bool IsOurAdapterName(std::wstring_view name) {
+  return name == kTunnelAdapterName || !NumberOf(name).empty();
+}
+
+std::wstring ChooseTunnelAdapterName(const std::vector<std::wstring>& names) {
+  const std::wstring* chosen = nullptr;
+  for (const std::wstring& name : names) {
+    if (IsOurAdapterName(name) && (chosen == nullptr || ComesBefore(name, *chosen))) chosen = &name;
+  }
+  return chosen != nullptr ? *chosen : std::wstring();
+}
+
+bool IsOrphanDevice(const DeviceIdentity& device, bool includeOwn) {
+  if (ContainsText(device.instanceId, L"ExpressVPN")) return false;
+  if (!includeOwn && ContainsText(device.instanceId, kTunnelAdapterGuidText)) return false;
+  const bool isWintun = ContainsText(device.instanceId, L"SWD\\Wintun\\");
+  if (IsOurAdapterName(device.friendlyName)) return device.friendlyName != kTunnelAdapterName || isWintun;
+  if (!isWintun) return false;
+  return ContainsText(device.friendlyName, L"tun2socks") || ContainsText(device.description, L"tun2socks");
+}
+
+bool IsAutomaticProfileName(std::wstring_view name) {
+  return IsOurAdapterName(name);
+}
+
+}  // namespace moorlak

@@ -1,0 +1,115 @@
+#include "net/adapter/orphan_adapters.h"
+
+#include <windows.h>
+
+#include <array>
+#include <setupapi.h>
+#include <string>
+#include <vector>
+
+#include "base/handle.h"
+#include "base/log.h"
+#include "base/utf.h"
+#include "net/adapter/adapter_name.h"
+
+namespace moorlak {
+namespace {
+
+// GUID_DEVCLASS_NET of "System-Defined Device Setup Classes Available to Vendors".
+constexpr GUID kNetworkClass = {0x4d36e972, 0xe325, 0x11ce, {0xbf, 0xc1, 0x08, 0x00, 0x2b, 0xe1, 0x03, 0x18}};
+// A property's or an instance id's room, in characters.
+constexpr size_t kTextRoom = 256;
+
+struct DeviceListTraits {
+  using Type = HDEVINFO;
+  static Type Empty() noexcept { return INVALID_HANDLE_VALUE; }
+  static bool IsValid(Type list) noexcept { return list != INVALID_HANDLE_VALUE; }
+  static void Close(Type list) noexcept { SetupDiDestroyDeviceInfoList(list); }
+};
+using DeviceList = UniqueHandle<DeviceListTraits>;
+
+SP_DEVINFO_DATA EmptyDevice() {
+  SP_DEVINFO_DATA device{};
+  device.cbSize = sizeof(device);
+  return device;
+}
+
+// Empty when the device lacks the property.
+std::wstring ReadProperty(const DeviceList& list, SP_DEVINFO_DATA& device, DWORD property) {
+  std::array<wchar_t, kTextRoom + 1> text{};
+  if (!SetupDiGetDeviceRegistryPropertyW(list.Get(), &device, property, nullptr, reinterpret_cast<BYTE*>(text.data()),
+                                         kTextRoom * sizeof(wchar_t), nullptr)) {
+    return {};
+  }
+  return text.data();
+}
+
+std::wstring ReadInstanceId(const DeviceList& list, SP_DEVINFO_DATA& device) {
+  std::array<wchar_t, kTextRoom + 1> text{};
+  if (!SetupDiGetDeviceInstanceIdW(list.Get(), &device, text.data(), kTextRoom, nullptr)) return {};
+  return text.data();
+}
+
+std::vector<std::wstring> FindOrphans(const DeviceList& list, bool includeOwn) {
+  std::vector<std::wstring> orphans;
+  SP_DEVINFO_DATA device = EmptyDevice();
+  for (DWORD index = 0; SetupDiEnumDeviceInfo(list.Get(), index, &device); ++index) {
+    const DeviceIdentity identity{ReadProperty(list, device, SPDRP_FRIENDLYNAME),
+                                  ReadProperty(list, device, SPDRP_DEVICEDESC), ReadInstanceId(list, device)};
+    if (!identity.instanceId.empty() && IsOrphanDevice(identity, includeOwn)) orphans.push_back(identity.instanceId);
+  }
+  return orphans;
+}
+
+void ReportFailure(const char* what, const std::string& id) {
+  const DWORD error = GetLastError();
+  WriteLogLine(std::string("WintunHolder: ") + what + " failed for " + id + " err=" + std::to_string(error));
+}
+
+bool CallRemoval(const DeviceList& list, SP_DEVINFO_DATA& device, const std::string& id) {
+  SP_REMOVEDEVICE_PARAMS params{};
+  params.ClassInstallHeader.cbSize = sizeof(params.ClassInstallHeader);
+  params.ClassInstallHeader.InstallFunction = DIF_REMOVE;
+  params.Scope = DI_REMOVEDEVICE_GLOBAL;
+  if (!SetupDiSetClassInstallParamsW(list.Get(), &device, &params.ClassInstallHeader, sizeof(params))) {
+    ReportFailure("SetClassInstallParams", id);
+    return false;
+  }
+  if (!SetupDiCallClassInstaller(DIF_REMOVE, list.Get(), &device)) {
+    ReportFailure("DIF_REMOVE", id);
+    return false;
+  }
+  return true;
+}
+
+bool RemoveDevice(const std::wstring& instanceId) {
+  const DeviceList list(SetupDiCreateDeviceInfoList(nullptr, nullptr));
+  SP_DEVINFO_DATA device = EmptyDevice();
+  if (!list || !SetupDiOpenDeviceInfoW(list.Get(), instanceId.c_str(), nullptr, 0, &device)) return false;
+  const std::string id = NarrowUtf16(instanceId);
+  if (!CallRemoval(list, device, id)) return false;
+  WriteLogLine("WintunHolder: removed orphan adapter " + id);
+  return true;
+}
+
+}  // namespace
+
+uint32_t RemoveOrphanAdapters(bool includeOwn) {
+  std::vector<std::wstring> orphans;
+  {
+    // No flags: devices that are not present are listed, too.
+    const DeviceList list(SetupDiGetClassDevsW(&kNetworkClass, nullptr, nullptr, 0));
+    if (!list) {
+      WriteLogLine("WintunHolder: SetupDiGetClassDevs failed err=" + std::to_string(GetLastError()));
+      return 0;
+    }
+    orphans = FindOrphans(list, includeOwn);
+  }
+  uint32_t removed = 0;
+  for (const std::wstring& orphan : orphans) {
+    if (RemoveDevice(orphan)) ++removed;
+  }
+  return removed;
+}
+
+}  // namespace moorlak

@@ -1,0 +1,151 @@
+#include "net/adapter/wintun_holder.h"
+
+#include <winsock2.h>
+
+#include <algorithm>
+#include <string>
+
+#include "base/guarded.h"
+#include "base/log.h"
+#include "base/utf.h"
+#include "net/adapter/adapter_lookup.h"
+#include "net/adapter/adapter_name.h"
+#include "net/adapter/network_profiles.h"
+#include "net/adapter/orphan_adapters.h"
+#include "process/engine_files.h"
+
+namespace moorlak {
+namespace {
+
+// kTunnelAdapterGuidText is the same in text.
+constexpr GUID kAdapterGuid = {0x6d6f6f72, 0x6c61, 0x4e01, {0x9a, 0x11, 0x4d, 0x6f, 0x6f, 0x72, 0x6c, 0x61}};
+constexpr wchar_t kAdapterName[] = L"Moorlak";
+constexpr wchar_t kTunnelType[] = L"Moorlak";
+// What the system needs after a removal before the name is free again.
+constexpr DWORD kPurgeSettleMs = 200;
+constexpr DWORD kReleaseSettleMs = 300;
+
+template <typename Function>
+Function FindExport(HMODULE library, const char* name) {
+  return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(library, name)));
+}
+
+void ForgetLibraryLocked(WintunHolder& holder) {
+  holder.createAdapter = nullptr;
+  holder.openAdapter = nullptr;
+  holder.closeAdapter = nullptr;
+  holder.library.Reset();
+}
+
+bool FindExportsLocked(WintunHolder& holder) {
+  const HMODULE library = holder.library.Get();
+  holder.createAdapter = FindExport<WintunHolder::CreateAdapter>(library, "WintunCreateAdapter");
+  holder.openAdapter = FindExport<WintunHolder::OpenAdapter>(library, "WintunOpenAdapter");
+  holder.closeAdapter = FindExport<WintunHolder::CloseAdapter>(library, "WintunCloseAdapter");
+  return holder.createAdapter != nullptr && holder.openAdapter != nullptr && holder.closeAdapter != nullptr;
+}
+
+bool LoadLibraryLocked(WintunHolder& holder) {
+  if (holder.library) return true;
+  const std::wstring path = FindWintun();
+  if (path.empty()) {
+    WriteLogLine("WintunHolder: wintun.dll not found");
+    return false;
+  }
+  holder.library.Reset(LoadLibraryW(path.c_str()));
+  if (!holder.library) {
+    WriteLogLine("WintunHolder: LoadLibrary failed: " + std::to_string(GetLastError()));
+    return false;
+  }
+  if (!FindExportsLocked(holder)) {
+    WriteLogLine("WintunHolder: missing Wintun exports");
+    ForgetLibraryLocked(holder);
+    return false;
+  }
+  WriteLogLine("WintunHolder: loaded " + NarrowUtf16(path));
+  return true;
+}
+
+void CloseLocked(WintunHolder& holder) {
+  if (holder.adapter == nullptr) return;
+  holder.closeAdapter(holder.adapter);
+  holder.adapter = nullptr;
+}
+
+// A handle tells nothing about an adapter that somebody has removed from under it. Nor does a look-up that fails: it
+// must not cost the adapter.
+bool IsAdapterGone() {
+  const auto adapters = ReadAdapters(AF_UNSPEC, kAddressesOnlyFlags);
+  const auto isOurs = [](const AdapterInfo& adapter) { return IsOurAdapterName(adapter.name); };
+  return adapters && std::ranges::none_of(*adapters, isOurs);
+}
+
+bool OpenLocked(WintunHolder& holder) {
+  if (holder.adapter != nullptr && !IsAdapterGone()) return true;
+  CloseLocked(holder);
+  if (!LoadLibraryLocked(holder)) return false;
+  holder.adapter = holder.openAdapter(kAdapterName);
+  if (holder.adapter == nullptr) holder.adapter = holder.createAdapter(kAdapterName, kTunnelType, &kAdapterGuid);
+  if (holder.adapter == nullptr) {
+    WriteLogLine("WintunHolder: could not create/open Moorlak adapter: " + std::to_string(GetLastError()));
+    return false;
+  }
+  WriteLogLine("WintunHolder: persistent Moorlak adapter ready");
+  return true;
+}
+
+uint32_t ReleaseLocked(WintunHolder& holder) {
+  CloseLocked(holder);
+  const uint32_t removed = RemoveOrphanAdapters(true);
+  if (removed == 0) {
+    WriteLogLine("WintunHolder: released persistent adapter for Xray TUN");
+    return 0;
+  }
+  WriteLogLine("WintunHolder: released for Xray TUN; purged " + std::to_string(removed) + " Moorlak Wintun adapter(s)");
+  Sleep(kReleaseSettleMs);
+  return removed;
+}
+
+}  // namespace
+
+WintunHolder& WintunHolder::Instance() {
+  static WintunHolder holder;
+  return holder;
+}
+
+bool WintunHolder::SetUp() noexcept {
+  PurgeOrphans();
+  const bool open = Guarded(false, [this] {
+    const std::lock_guard guard(lock);
+    return OpenLocked(*this);
+  });
+  NameNetworkProfiles();
+  return open;
+}
+
+uint32_t WintunHolder::PurgeOrphans() noexcept {
+  return Guarded(uint32_t{0}, [] {
+    const uint32_t removed = RemoveOrphanAdapters(false);
+    if (removed != 0) {
+      WriteLogLine("WintunHolder: purged " + std::to_string(removed) + " orphan Wintun adapter(s)");
+      Sleep(kPurgeSettleMs);
+    }
+    return removed;
+  });
+}
+
+uint32_t WintunHolder::ReleaseForXrayTun() noexcept {
+  return Guarded(uint32_t{0}, [this] {
+    const std::lock_guard guard(lock);
+    return ReleaseLocked(*this);
+  });
+}
+
+void WintunHolder::Close() noexcept {
+  Guarded([this] {
+    const std::lock_guard guard(lock);
+    CloseLocked(*this);
+  });
+}
+
+}  // namespace moorlak

@@ -1,0 +1,134 @@
+#include "net/adapter/adapter_name.h"
+
+#include <gtest/gtest.h>
+
+namespace moorlak {
+namespace {
+
+constexpr wchar_t kOwnId[] = L"SWD\\Wintun\\{6D6F6F72-6C61-4E01-9A11-4D6F6F726C61}";
+constexpr wchar_t kOtherWintunId[] = L"SWD\\Wintun\\{11111111-2222-3333-4444-555555555555}";
+constexpr wchar_t kPciId[] = L"PCI\\VEN_8086&DEV_15F3";
+constexpr wchar_t kWintunText[] = L"Wintun Userspace Tunnel";
+
+DeviceIdentity Named(const wchar_t* friendlyName, const wchar_t* instanceId) {
+  return {friendlyName, kWintunText, instanceId};
+}
+
+TEST(AdapterName, ThePlainAndTheNumberedNamesAreOurs) {
+  for (const wchar_t* name : {L"Moorlak", L"Moorlak 1", L"Moorlak 0", L"Moorlak 2147483648", L"Moorlak 007"}) {
+    EXPECT_TRUE(IsOurAdapterName(name)) << name;
+  }
+}
+
+TEST(AdapterName, EveryOtherNameIsNot) {
+  for (const wchar_t* name : {L"", L"moorlak", L"MOORLAK", L"Moorlak ", L"Moorlak  2", L"Moorlak 3a", L"Moorlak a",
+                              L"Moorlak 3 ", L" Moorlak", L"Moorlak2", L"Moorlak #2", L"Moorlak -1", L"Moorlak +1",
+                              L"Moorlak\t2", L"Moorlak Network", L"Moorla", L"Moorlak \x0663", L"Moorlak \xFF12"}) {
+    EXPECT_FALSE(IsOurAdapterName(name)) << name;
+  }
+}
+
+TEST(AdapterName, ANameWithAZeroByteInsideIsNotOurs) {
+  EXPECT_FALSE(IsOurAdapterName(std::wstring_view(L"Moorlak\0", 8)));
+}
+
+TEST(AdapterName, ThePlainNameIsChosenBeforeNumberedOnes) {
+  EXPECT_EQ(ChooseTunnelAdapterName({L"Moorlak 1", L"Ethernet", L"Moorlak", L"Moorlak 0"}), L"Moorlak");
+}
+
+TEST(AdapterName, NumberedNamesAreChosenByTheirNumberNotTheirText) {
+  EXPECT_EQ(ChooseTunnelAdapterName({L"Moorlak 10", L"Moorlak 9", L"Moorlak 11"}), L"Moorlak 9");
+  EXPECT_EQ(ChooseTunnelAdapterName({L"Moorlak 99999999999999999999", L"Moorlak 100000000000000000000"}),
+            L"Moorlak 99999999999999999999");
+  EXPECT_EQ(ChooseTunnelAdapterName({L"Moorlak 3", L"Moorlak 002"}), L"Moorlak 002");
+}
+
+TEST(AdapterName, EqualNumbersAreChosenInAnOrderThatDoesNotDependOnTheList) {
+  EXPECT_EQ(ChooseTunnelAdapterName({L"Moorlak 7", L"Moorlak 07"}),
+            ChooseTunnelAdapterName({L"Moorlak 07", L"Moorlak 7"}));
+}
+
+TEST(AdapterName, NothingIsChosenWhenNoNameIsOurs) {
+  EXPECT_EQ(ChooseTunnelAdapterName({}), L"");
+  EXPECT_EQ(ChooseTunnelAdapterName({L"", L"moorlak", L"Ethernet 2"}), L"");
+}
+
+TEST(OrphanDevice, ALeftoverWithANumberedNameIsRemoved) {
+  EXPECT_TRUE(IsOrphanDevice(Named(L"Moorlak 4", kOtherWintunId), false));
+}
+
+TEST(OrphanDevice, ANumberedNameIsRemovedEvenWhereTheDeviceIsNoWintunDevice) {
+  EXPECT_TRUE(IsOrphanDevice(Named(L"Moorlak 4", kPciId), false));
+}
+
+TEST(OrphanDevice, ThePersistentAdapterWithOurGuidIsKept) {
+  EXPECT_FALSE(IsOrphanDevice(Named(L"Moorlak", kOwnId), false));
+  EXPECT_FALSE(IsOrphanDevice(Named(L"Moorlak 2", kOwnId), false));
+}
+
+TEST(OrphanDevice, ThePersistentAdapterIsRemovedWhenTheOwnOneIsIncluded) {
+  EXPECT_TRUE(IsOrphanDevice(Named(L"Moorlak", kOwnId), true));
+}
+
+TEST(OrphanDevice, OurGuidIsKnownInSmallLettersToo) {
+  EXPECT_FALSE(IsOrphanDevice(Named(L"Moorlak", L"swd\\wintun\\{6d6f6f72-6c61-4e01-9a11-4d6f6f726c61}"), false));
+}
+
+TEST(OrphanDevice, AnAdapterOfTheOtherVendorIsNeverRemovedWhateverItsName) {
+  for (const wchar_t* name : {L"Moorlak", L"Moorlak 2", L"tun2socks", L""}) {
+    for (const bool includeOwn : {false, true}) {
+      EXPECT_FALSE(IsOrphanDevice(Named(name, L"SWD\\Wintun\\ExpressVPN_{1}"), includeOwn)) << name;
+      EXPECT_FALSE(IsOrphanDevice(Named(name, L"swd\\wintun\\expressvpn"), includeOwn)) << name;
+    }
+  }
+}
+
+TEST(OrphanDevice, ANonWintunDeviceWithThePlainNameIsKept) {
+  EXPECT_FALSE(IsOrphanDevice(Named(L"Moorlak", kPciId), false));
+  EXPECT_FALSE(IsOrphanDevice(Named(L"Moorlak", kPciId), true));
+}
+
+TEST(OrphanDevice, AWintunDeviceWithThePlainNameAndAnotherGuidIsRemoved) {
+  EXPECT_TRUE(IsOrphanDevice(Named(L"Moorlak", kOtherWintunId), false));
+}
+
+TEST(OrphanDevice, AWintunDeviceOfTun2SocksIsRemovedByItsNameOrItsDescription) {
+  EXPECT_TRUE(IsOrphanDevice({L"my Tun2Socks tunnel", kWintunText, kOtherWintunId}, false));
+  EXPECT_TRUE(IsOrphanDevice({L"", L"TUN2SOCKS", kOtherWintunId}, false));
+}
+
+TEST(OrphanDevice, ATun2SocksNameOnAnotherKindOfDeviceIsKept) {
+  EXPECT_FALSE(IsOrphanDevice({L"tun2socks", L"tun2socks", kPciId}, true));
+}
+
+TEST(OrphanDevice, AnybodyElsesWintunDeviceIsKept) {
+  EXPECT_FALSE(IsOrphanDevice({L"WireGuard", kWintunText, kOtherWintunId}, true));
+  EXPECT_FALSE(IsOrphanDevice({L"", L"", L""}, true));
+}
+
+TEST(OrphanDevice, TheWintunMarkIsFoundInAnyLetterCase) {
+  EXPECT_TRUE(IsOrphanDevice({L"Moorlak", kWintunText, L"swd\\WINTUN\\{1}"}, false));
+}
+
+TEST(ProfileName, NamesThatWindowsMadeFromTheAdapterNameQualify) {
+  EXPECT_TRUE(IsAutomaticProfileName(L"Moorlak"));
+  EXPECT_TRUE(IsAutomaticProfileName(L"Moorlak 3"));
+}
+
+TEST(ProfileName, TheTargetNameIsLeftAlone) {
+  EXPECT_FALSE(IsAutomaticProfileName(kNetworkProfileName));
+}
+
+TEST(ProfileName, ANameThatDiffersInLetterCaseOnlyIsLeftAlone) {
+  EXPECT_FALSE(IsAutomaticProfileName(L"moorlak"));
+  EXPECT_FALSE(IsAutomaticProfileName(L"MOORLAK 3"));
+}
+
+TEST(ProfileName, OtherSuffixesThanANumberAreLeftAlone) {
+  for (const wchar_t* name : {L"Moorlak 3a", L"Moorlak ", L"Moorlak Office", L"Moorlak 3 ", L"Moorlak Network 2"}) {
+    EXPECT_FALSE(IsAutomaticProfileName(name)) << name;
+  }
+}
+
+}  // namespace
+}  // namespace moorlak
