@@ -1,0 +1,98 @@
+#include "net/routing/bypass_routes.h"
+
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include "unit/ipc/log_tail.h"
+#include "unit/process/child_test_support.h"
+
+namespace moorlak {
+namespace {
+
+using Addresses = std::vector<std::string>;
+
+// There is no route.exe in a bare prefix, so the command shell exits with 9009 ("not recognised") and what was to be
+// run stands in the log.
+BypassRoutes WithGateway() {
+  return {"192.168.7.1", "", {}};
+}
+
+TEST(HostBypassRoute, APrefixAloneAndOtherKindsOfRulesAreToldAndMakeNoRoute) {
+  BypassRoutes routes = WithGateway();
+  const LogTail log;
+  for (const char* entry : {"domain:", "geosite:cn", "regexp:^a"}) AddHostBypassRoute(entry, routes);
+  EXPECT_EQ(log.Messages(),
+            "bypass: no host route possible for 'domain:'\n"
+            "bypass: no host route possible for 'geosite:cn'\n"
+            "bypass: no host route possible for 'regexp:^a'\n");
+  EXPECT_TRUE(routes.serverRouteIps.empty());
+}
+
+TEST(HostBypassRoute, AnEmptyEntryIsPassedOverInSilence) {
+  BypassRoutes routes = WithGateway();
+  const LogTail log;
+  AddHostBypassRoute("", routes);
+  EXPECT_EQ(log.Messages(), "");
+}
+
+TEST(HostBypassRoute, AnAddressIsRoutedWithoutALookUpAndRecordedThoughTheCommandFails) {
+  BypassRoutes routes = WithGateway();
+  const LogTail log;
+  AddHostBypassRoute("full:1.2.3.4", routes);
+  EXPECT_EQ(log.Messages(),
+            "bypass: 1.2.3.4 -> 1.2.3.4\n"
+            "CMD exit=9009: route ADD 1.2.3.4 MASK 255.255.255.255 192.168.7.1 METRIC 1\n");
+  EXPECT_EQ(routes.serverRouteIps, Addresses{"1.2.3.4"});
+}
+
+TEST(HostBypassRoute, ANameThatResolvesToTheServersOwnAddressAddsNone) {
+  BypassRoutes routes = WithGateway();
+  routes.serverBypassIp = "127.0.0.1";
+  const LogTail log;
+  AddHostBypassRoute("domain:localhost", routes);
+  EXPECT_EQ(log.Messages(), "");
+  EXPECT_TRUE(routes.serverRouteIps.empty());
+}
+
+TEST(HostBypassRoute, AnAddressThatIsRoutedAlreadyIsNotRoutedAgain) {
+  BypassRoutes routes = WithGateway();
+  AddHostBypassRoute("localhost", routes);
+  AddHostBypassRoute("full:localhost", routes);
+  AddHostBypassRoute("127.0.0.1", routes);
+  EXPECT_EQ(routes.serverRouteIps, Addresses{"127.0.0.1"});
+}
+
+TEST(HostBypassRoute, AnUnknownNameIsTold) {
+  // Too long for a name, so that nobody is asked for it.
+  const std::string host(300, 'a');
+  BypassRoutes routes = WithGateway();
+  const LogTail log;
+  AddHostBypassRoute("domain:" + host, routes);
+  EXPECT_EQ(log.Messages(), "bypass: could not resolve '" + host + "'\n");
+}
+
+TEST(LanBypassRoutes, EverySubnetIsRoutedOrToldInItsOrder) {
+  BypassRoutes routes = WithGateway();
+  const LogTail log;
+  const StandardErrorCapture capture;
+  AddLanBypassRoutes({"10.0.0.0/8", "10.0.0.0/x", "fd00::/8", "172.16.5.4"}, routes);
+  EXPECT_EQ(capture.Text(),
+            "VPN Service: Adding LAN bypass route: route ADD 10.0.0.0 MASK 255.0.0.0 192.168.7.1 METRIC 1\n"
+            "VPN Service: skipping malformed bypass subnet: 10.0.0.0/x\n"
+            "VPN Service: skipping non-IPv4 bypass subnet: fd00::/8\n"
+            "VPN Service: Adding LAN bypass route: route ADD 172.16.5.4 MASK 255.255.255.255 192.168.7.1 METRIC 1\n");
+  EXPECT_EQ(log.Messages(),
+            "CMD exit=9009: route ADD 10.0.0.0 MASK 255.0.0.0 192.168.7.1 METRIC 1\n"
+            "CMD exit=9009: route ADD 172.16.5.4 MASK 255.255.255.255 192.168.7.1 METRIC 1\n");
+  EXPECT_TRUE(routes.serverRouteIps.empty());
+}
+
+TEST(LanBypassRoutes, WithoutSubnetsNoGatewayIsLookedFor) {
+  BypassRoutes routes;
+  AddLanBypassRoutes({}, routes);
+  EXPECT_EQ(routes.physicalGateway, "");
+}
+
+}  // namespace
+}  // namespace moorlak

@@ -1,0 +1,25 @@
+#include "net/share/sharing_rule.h"
+
+#include <gtest/gtest.h>
+
+namespace moorlak {
+namespace {
+
+TEST(SharingRule, TwoPortsGiveExactlyThisCommand) {
+  EXPECT_EQ(AddSharingRuleCommand(JoinPorts({1080, 8080})),
+            "netsh advfirewall firewall add rule name=\"Moorlak Proxy Sharing\" dir=in action=allow protocol=TCP "
+            "localport=1080,8080 profile=private,domain remoteip=LocalSubnet");
+}
+
+TEST(SharingRule, TheRuleIsDeletedByItsNameAlone) {
+  EXPECT_EQ(DeleteSharingRuleCommand(), "netsh advfirewall firewall delete rule name=\"Moorlak Proxy Sharing\"");
+}
+
+TEST(SharingRule, PortsAreJoinedInTheirOrderWithTheirDuplicates) {
+  EXPECT_EQ(JoinPorts({8080, 1080, 8080}), "8080,1080,8080");
+  EXPECT_EQ(JoinPorts({65535}), "65535");
+  EXPECT_EQ(JoinPorts({}), "");
+}
+
+}  // namespace
+}  // namespace moorlak
