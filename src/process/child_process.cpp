@@ -9,6 +9,8 @@
 namespace moorlak {
 namespace {
 
+constexpr size_t kReadChunkSize = 4095;
+
 struct AttributeListTraits {
   using Type = LPPROC_THREAD_ATTRIBUTE_LIST;
   static Type Empty() noexcept { return nullptr; }
@@ -138,6 +140,19 @@ bool CreateOutputPipe(OutputPipe& pipe, DWORD size) {
   }
   pipe = std::move(created);
   return true;
+}
+
+std::string ReadAvailable(HANDLE readEnd, size_t mostBytes) {
+  std::string text;
+  char chunk[kReadChunkSize];
+  DWORD available = 0;
+  while (text.size() < mostBytes && PeekNamedPipe(readEnd, nullptr, 0, nullptr, &available, nullptr) && available > 0) {
+    const size_t wanted = std::min({size_t{available}, kReadChunkSize, mostBytes - text.size()});
+    DWORD got = 0;
+    if (!ReadFile(readEnd, chunk, static_cast<DWORD>(wanted), &got, nullptr) || got == 0) break;
+    text.append(chunk, got);
+  }
+  return text;
 }
 
 }  // namespace moorlak

@@ -50,4 +50,8 @@ struct OutputPipe {
 // cannot be created; both ends are empty then.
 bool CreateOutputPipe(OutputPipe& pipe, DWORD size);
 
+// Reads what is there, at most so many bytes, and waits for nothing: somebody who inherited the write end may hold it
+// open for ever.
+std::string ReadAvailable(HANDLE readEnd, size_t mostBytes);
+
 }  // namespace moorlak

@@ -2,7 +2,6 @@
 
 #include <windows.h>
 
-#include <algorithm>
 #include <exception>
 
 #include "base/log.h"
@@ -18,7 +17,6 @@ namespace {
 // The counters of a busy engine fit whole, so that the engine never waits for a reader while it is waited for.
 constexpr DWORD kApiPipeSize = 1u << 20;
 constexpr int32_t kApiTimeoutMs = 800;
-constexpr DWORD kApiChunkSize = 4095;
 
 std::string SystemFolder() {
   wchar_t folder[MAX_PATH];
@@ -65,19 +63,6 @@ bool RunHidden(const std::string& command, uint32_t timeoutMs, bool logFailures)
   return false;
 }
 
-// Reads what is there and waits for nothing: somebody who inherited the write end may hold it open for ever.
-std::string DrainPipe(HANDLE readEnd) {
-  std::string text;
-  char chunk[kApiChunkSize];
-  DWORD available = 0;
-  while (PeekNamedPipe(readEnd, nullptr, 0, nullptr, &available, nullptr) && available > 0) {
-    DWORD got = 0;
-    if (!ReadFile(readEnd, chunk, std::min(available, kApiChunkSize), &got, nullptr) || got == 0) break;
-    text.append(chunk, got);
-  }
-  return text;
-}
-
 // False at the time-out, and soon after the flag was cleared.
 bool AwaitAnswer(const ChildProcess& child, const std::atomic<bool>* running) {
   int32_t waitedMs = 0;
@@ -104,7 +89,7 @@ bool RunApi(const std::string& xrayPath, const std::string& arguments, std::stri
   pipe.writeEnd.Reset();
   const bool ended = AwaitAnswer(child, running);
   if (!ended) TerminateChild(child, 1);
-  output = DrainPipe(pipe.readEnd.Get());
+  output = ReadAvailable(pipe.readEnd.Get(), std::string::npos);
   return ended;
 }
 

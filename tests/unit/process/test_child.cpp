@@ -3,14 +3,15 @@
 //   bytes=N             write N times "x" to standard output
 //   env=NAME cwd cmdline startup streams input-value   tell one property on standard output
 //   echo                copy standard input to standard output
+//   to=FILE             what follows goes to a file instead of standard output
 //   set=VALUE           set the event whose handle has this value here, if there is one
 //   hold=NAME           take a named mutex and keep it until the process ends
 //   signal=NAME wait=NAME   set or await a named event
 //   spawn=ACTIONS spawn-inheriting=ACTIONS   start another test child and go on
 //   note=TEXT           nothing
 //   sleep exit=N
-// Started like an engine it takes its actions from a file, one a line: the one behind "-config", or "actions.txt" in
-// the current folder behind "-device".
+// Started like an engine it takes its actions from a file, one a line: the one behind "-config" or "run -test -config",
+// or "actions.txt" in the current folder behind "-device".
 #include <windows.h>
 #include <shellapi.h>
 
@@ -123,8 +124,13 @@ void Hold(const std::wstring& name) {
   WaitForSingleObject(OpenMutexW(SYNCHRONIZE, FALSE, name.c_str()), INFINITE);
 }
 
+void RedirectOutput(const std::wstring& path) {
+  SetStdHandle(STD_OUTPUT_HANDLE, CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+}
+
 void PerformOnNames(std::wstring_view verb, const std::wstring& value) {
   if (verb == L"env") TellEnvironment(value);
+  if (verb == L"to") RedirectOutput(value);
   if (verb == L"set") SetEvent(reinterpret_cast<HANDLE>(std::stoull(value)));
   if (verb == L"hold") Hold(value);
   if (verb == L"signal") SetEvent(OpenEventW(EVENT_MODIFY_STATE, FALSE, value.c_str()));
@@ -175,6 +181,7 @@ int main() {
   wchar_t** arguments = CommandLineToArgvW(GetCommandLineW(), &count);
   std::vector<std::wstring> actions(arguments + 1, arguments + count);
   if (actions.size() > 1 && actions[0] == L"-config") actions = ActionsOfFile(arguments[2]);
+  if (actions.size() > 3 && actions[0] == L"run" && actions[1] == L"-test") actions = ActionsOfFile(arguments[4]);
   if (!actions.empty() && actions[0] == L"-device") actions = ActionsOfFile(L"actions.txt");
   for (const std::wstring& action : actions) Perform(action);
   return 0;

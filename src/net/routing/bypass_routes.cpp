@@ -1,0 +1,119 @@
+#include "net/routing/bypass_routes.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "base/guarded.h"
+#include "base/log.h"
+#include "base/standard_error.h"
+#include "config/server_resolution.h"
+#include "net/adapter/adapter_lookup.h"
+#include "net/routing/route_table.h"
+#include "process/captured_command.h"
+#include "process/hidden_command.h"
+
+namespace moorlak {
+namespace {
+
+constexpr uint32_t kRouteTimeoutMs = 15000;
+constexpr CaptureLimits kIpconfigLimits{5000, size_t{1} << 20};
+
+std::string GatewayFromIpconfig() {
+  const std::optional<std::string> output = CaptureSystemCommand("ipconfig.exe", kIpconfigLimits);
+  if (!output) return {};
+  std::string gateway = GatewayInIpconfig(*output);
+  if (!gateway.empty()) WriteLogLine("diag: gateway from ipconfig fallback=" + gateway);
+  return gateway;
+}
+
+std::string FindGateway() {
+  const RouteTable table = ReadRouteTable();
+  std::string gateway = ChoosePhysicalGateway(PlainRows(table), FindAdapterIndex());
+  return gateway.empty() ? GatewayFromIpconfig() : gateway;
+}
+
+bool HasHostRoute(const BypassRoutes& routes, const std::string& address) {
+  return address == routes.serverBypassIp ||
+         std::ranges::find(routes.serverRouteIps, address) != routes.serverRouteIps.end();
+}
+
+void AddHostRoute(const std::string& host, const std::string& address, const std::string& gateway,
+                  BypassRoutes& routes) {
+  RemoveRoutesTo(address);
+  WriteLogLine("bypass: " + host + " -> " + address);
+  AddGatewayRoute({address, std::string(kHostMask), gateway});
+  routes.serverRouteIps.push_back(address);
+}
+
+void AddHost(const std::string& entry, BypassRoutes& routes) {
+  const std::string host(HostOfEntry(entry));
+  if (host.empty()) {
+    if (!entry.empty()) WriteLogLine("bypass: no host route possible for '" + entry + "'");
+    return;
+  }
+  const std::vector<std::string> addresses = ResolveServerIPv4(host);
+  if (addresses.empty()) {
+    WriteLogLine("bypass: could not resolve '" + host + "'");
+    return;
+  }
+  const std::string gateway = SessionGateway(routes);
+  if (gateway.empty()) {
+    WriteLogLine("bypass: no physical gateway, skipping routes for '" + host + "'");
+    return;
+  }
+  for (const std::string& address : addresses) {
+    if (!HasHostRoute(routes, address)) AddHostRoute(host, address, gateway, routes);
+  }
+}
+
+void AddSubnet(const std::string& entry, const std::string& gateway) {
+  SubnetPlan plan = PlanSubnet(entry);
+  if (plan.verdict == SubnetVerdict::MalformedPrefix) {
+    WriteStandardErrorLine("VPN Service: skipping malformed bypass subnet: " + entry);
+    return;
+  }
+  if (plan.verdict == SubnetVerdict::NotIpv4) {
+    WriteStandardErrorLine("VPN Service: skipping non-IPv4 bypass subnet: " + entry);
+    return;
+  }
+  plan.route.gateway = gateway;
+  RemoveRoutesTo(plan.route.destination);
+  WriteStandardErrorLine("VPN Service: Adding LAN bypass route: " + RouteAddCommand(plan.route));
+  AddGatewayRoute(plan.route);
+}
+
+}  // namespace
+
+std::string FindPhysicalGateway() noexcept {
+  return Guarded({}, FindGateway);
+}
+
+std::string SessionGateway(BypassRoutes& routes) noexcept {
+  return Guarded({}, [&] {
+    if (routes.physicalGateway.empty()) routes.physicalGateway = FindPhysicalGateway();
+    return routes.physicalGateway;
+  });
+}
+
+void RemoveRoutesTo(const std::string& destination) noexcept {
+  Guarded([&] { RunHiddenCommand(RouteDeleteCommand(destination), kRouteTimeoutMs, false); });
+}
+
+void AddGatewayRoute(const GatewayRoute& route) noexcept {
+  Guarded([&] { RunHiddenCommand(RouteAddCommand(route), kRouteTimeoutMs, true); });
+}
+
+void AddHostBypassRoute(const std::string& entry, BypassRoutes& routes) noexcept {
+  Guarded([&] { AddHost(entry, routes); });
+}
+
+void AddLanBypassRoutes(const std::vector<std::string>& subnets, BypassRoutes& routes) noexcept {
+  Guarded([&] {
+    if (subnets.empty()) return;
+    const std::string gateway = SessionGateway(routes);
+    if (gateway.empty()) return;
+    for (const std::string& entry : subnets) AddSubnet(entry, gateway);
+  });
+}
+
+}  // namespace moorlak

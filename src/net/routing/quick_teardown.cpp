@@ -1,0 +1,72 @@
+#include "net/routing/quick_teardown.h"
+
+#include <winsock2.h>
+#include <ws2tcpip.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <iphlpapi.h>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/guarded.h"
+#include "base/log.h"
+#include "net/adapter/adapter_lookup.h"
+#include "net/adapter/adapter_name.h"
+#include "net/routing/route_plan.h"
+#include "net/routing/route_table.h"
+#include "process/hidden_command.h"
+
+namespace moorlak {
+namespace {
+
+constexpr uint32_t kRouteTimeoutMs = 15000;
+constexpr uint32_t kTunnelAddressNumber = 0x0A005502;
+
+uint32_t DropDefaultRoutes() {
+  const uint32_t tunnelIndex = FindAdapterIndex();
+  RouteTable table = ReadRouteTable();
+  if (table.outcome != RouteRead::Done) return 0;
+  uint32_t dropped = 0;
+  for (MIB_IPFORWARDROW& row : table.rows) {
+    if (IsTunnelDefault(PlainRow(row), tunnelIndex) && DeleteIpForwardEntry(&row) == NO_ERROR) ++dropped;
+  }
+  RunHiddenCommand(TunnelDefaultDeleteCommand(), kRouteTimeoutMs, false);
+  if (dropped > 0) WriteLogLine("fast-disconnect: dropped " + std::to_string(dropped) + " Moorlak default route(s)");
+  return dropped;
+}
+
+bool DeleteTunnelAddress(const AdapterInfo& adapter) {
+  MIB_UNICASTIPADDRESS_ROW row{};
+  InitializeUnicastIpAddressEntry(&row);
+  row.InterfaceLuid.Value = adapter.luid;
+  row.InterfaceIndex = adapter.ifIndex;
+  row.Address.Ipv4.sin_family = AF_INET;
+  row.Address.Ipv4.sin_addr.s_addr = htonl(kTunnelAddressNumber);
+  return DeleteUnicastIpAddressEntry(&row) == NO_ERROR;
+}
+
+bool ClearTunnelAddress() {
+  const std::optional<std::vector<AdapterInfo>> adapters = ReadAdapters(AF_INET, kAddressesOnlyFlags);
+  if (!adapters) return false;
+  bool cleared = false;
+  for (const AdapterInfo& adapter : *adapters) {
+    const bool isThere = std::ranges::find(adapter.ipv4Addresses, kTunnelAddress) != adapter.ipv4Addresses.end();
+    if (isThere && IsOurAdapterName(adapter.name) && DeleteTunnelAddress(adapter)) cleared = true;
+  }
+  if (cleared) WriteLogLine("fast-disconnect: cleared Moorlak address 10.0.85.2");
+  return cleared;
+}
+
+}  // namespace
+
+uint32_t FastDropDefaultRoutes() noexcept {
+  return Guarded(uint32_t{0}, DropDefaultRoutes);
+}
+
+bool FastClearTunnelAddress() noexcept {
+  return Guarded(false, ClearTunnelAddress);
+}
+
+}  // namespace moorlak

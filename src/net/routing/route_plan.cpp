@@ -1,0 +1,97 @@
+#include "net/routing/route_plan.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "config/text_scan.h"
+#include "net/routing/route_rows.h"
+
+namespace moorlak {
+namespace {
+
+constexpr int32_t kLongestPrefix = 32;
+
+std::string Quoted(std::string_view text) {
+  return '"' + std::string(text) + '"';
+}
+
+}  // namespace
+
+std::string_view HostOfEntry(std::string_view entry) {
+  for (const std::string_view prefix : {"domain:", "full:"}) {
+    if (entry.starts_with(prefix)) return entry.substr(prefix.size());
+  }
+  return entry.find(':') == std::string_view::npos ? entry : std::string_view();
+}
+
+SubnetPlan PlanSubnet(std::string_view entry) {
+  const size_t slash = entry.find('/');
+  const std::string_view address = entry.substr(0, slash);
+  std::string mask(kHostMask);
+  if (slash != std::string_view::npos) {
+    const std::optional<int32_t> prefixLength = LeadingInteger(entry.substr(slash + 1));
+    if (!prefixLength) return {SubnetVerdict::MalformedPrefix, {}};
+    mask = MaskText(*prefixLength);
+  }
+  if (!IsDottedQuad(address)) return {SubnetVerdict::NotIpv4, {}};
+  return {SubnetVerdict::Route, {std::string(address), std::move(mask), {}}};
+}
+
+std::optional<int32_t> LeadingInteger(std::string_view text) {
+  text.remove_prefix(SkipBlanks(text, 0));
+  // from_chars knows the minus sign but not the plus sign; behind a plus sign it must not find a minus sign.
+  if (text.starts_with('+')) {
+    text.remove_prefix(1);
+    if (text.starts_with('-')) return std::nullopt;
+  }
+  int32_t number = 0;
+  if (std::from_chars(text.data(), text.data() + text.size(), number).ec != std::errc()) return std::nullopt;
+  return number;
+}
+
+std::string MaskText(int32_t prefixLength) {
+  const int32_t ones = std::clamp(prefixLength, 0, kLongestPrefix);
+  const uint64_t mask = ~uint64_t{0} << (kLongestPrefix - ones);
+  return DottedQuad(static_cast<uint32_t>(mask));
+}
+
+std::string GatewayInIpconfig(std::string_view output) {
+  constexpr std::string_view kLabel = "Default Gateway";
+  // Every label before a colon leads to that same colon, so the search goes on behind it.
+  for (size_t label = output.find(kLabel); label != std::string_view::npos;) {
+    const size_t colon = output.find(':', label + kLabel.size());
+    if (colon == std::string_view::npos) return {};
+    const size_t address = SkipBlanks(output, colon + 1);
+    const size_t end = address > colon + 1 ? MatchDottedQuad(output, address) : kNotFound;
+    if (end != kNotFound) return std::string(output.substr(address, end - address));
+    label = output.find(kLabel, address);
+  }
+  return {};
+}
+
+std::string RouteDeleteCommand(std::string_view destination) {
+  return "route DELETE " + std::string(destination);
+}
+
+std::string RouteAddCommand(const GatewayRoute& route) {
+  return "route ADD " + route.destination + " MASK " + route.mask + " " + route.gateway + " METRIC 1";
+}
+
+std::string TunnelDefaultDeleteCommand() {
+  return "route DELETE 0.0.0.0 MASK 0.0.0.0 " + std::string(kTunnelGateway);
+}
+
+std::string EnableAdapterCommand(std::string_view adapterName) {
+  return "netsh interface set interface name=" + Quoted(adapterName) + " admin=ENABLED";
+}
+
+std::string InterfaceMetricCommand(std::string_view adapterName) {
+  return "netsh interface ipv4 set interface interface=" + Quoted(adapterName) + " metric=1";
+}
+
+std::string TunnelDefaultAddCommand(std::string_view adapterName) {
+  return "netsh interface ip add route 0.0.0.0/0 " + Quoted(adapterName) + " " + std::string(kTunnelGateway) +
+         " metric=1";
+}
+
+}  // namespace moorlak

@@ -1,0 +1,63 @@
+#include "net/routing/route_table.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <span>
+
+#include "base/handle.h"
+
+namespace moorlak {
+namespace {
+
+// A route that appears between two calls makes the table grow; one that grows at every try is not read.
+constexpr int kMostReads = 8;
+
+struct Ipv6TableTraits {
+  using Type = MIB_IPFORWARD_TABLE2*;
+  static Type Empty() noexcept { return nullptr; }
+  static bool IsValid(Type table) noexcept { return table != nullptr; }
+  static void Close(Type table) noexcept { FreeMibTable(table); }
+};
+
+}  // namespace
+
+RouteTable ReadRouteTable() {
+  ULONG size = 0;
+  DWORD answer = GetIpForwardTable(nullptr, &size, TRUE);
+  if (answer != ERROR_INSUFFICIENT_BUFFER) return {RouteRead::SizeFailed, {}};
+  for (int reads = 0; answer == ERROR_INSUFFICIENT_BUFFER && reads < kMostReads; ++reads) {
+    std::vector<std::max_align_t> buffer(size / sizeof(std::max_align_t) + 1);
+    auto* table = reinterpret_cast<MIB_IPFORWARDTABLE*>(buffer.data());
+    answer = GetIpForwardTable(table, &size, TRUE);
+    if (answer == NO_ERROR) return {RouteRead::Done, {table->table, table->table + table->dwNumEntries}};
+  }
+  return {RouteRead::ReadFailed, {}};
+}
+
+RouteRow PlainRow(const MIB_IPFORWARDROW& row) {
+  return {ntohl(row.dwForwardDest), ntohl(row.dwForwardMask), ntohl(row.dwForwardNextHop), row.dwForwardIfIndex,
+          row.dwForwardMetric1};
+}
+
+std::vector<RouteRow> PlainRows(const RouteTable& table) {
+  std::vector<RouteRow> rows(table.rows.size());
+  std::ranges::transform(table.rows, rows.begin(), PlainRow);
+  return rows;
+}
+
+BestRoute FindBestRoute(uint32_t destination) {
+  MIB_IPFORWARDROW row{};
+  const DWORD error = GetBestRoute(htonl(destination), 0, &row);
+  return {error, error == NO_ERROR ? PlainRow(row) : RouteRow{}};
+}
+
+bool HasIpv6Default() {
+  UniqueHandle<Ipv6TableTraits> table;
+  if (GetIpForwardTable2(AF_INET6, table.Out()) != NO_ERROR || !table) return false;
+  const std::span rows(table.Get()->Table, table.Get()->NumEntries);
+  return std::ranges::any_of(rows, [](const MIB_IPFORWARD_ROW2& row) {
+    return row.DestinationPrefix.Prefix.si_family == AF_INET6 && row.DestinationPrefix.PrefixLength == 0;
+  });
+}
+
+}  // namespace moorlak

@@ -1,0 +1,94 @@
+#include "net/routing/tunnel_route.h"
+
+#include <winsock2.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <optional>
+#include <vector>
+
+#include "base/guarded.h"
+#include "base/log.h"
+#include "base/standard_error.h"
+#include "base/utf.h"
+#include "net/adapter/adapter_lookup.h"
+#include "net/adapter/adapter_name.h"
+#include "net/routing/route_plan.h"
+#include "net/routing/route_table.h"
+#include "process/hidden_command.h"
+
+namespace moorlak {
+namespace {
+
+constexpr uint32_t kEnableTimeoutMs = 10000;
+constexpr uint32_t kCommandTimeoutMs = 15000;
+// 1.0.0.1: the system is asked for its route there, nothing is sent.
+constexpr uint32_t kProbeDestination = 0x01000001;
+
+bool CarriesTunnelAddress(const AdapterInfo& adapter) {
+  return IsOurAdapterName(adapter.name) &&
+         std::ranges::find(adapter.ipv4Addresses, kTunnelAddress) != adapter.ipv4Addresses.end();
+}
+
+bool AnyCarriesTunnelAddress() {
+  const std::optional<std::vector<AdapterInfo>> adapters = ReadAdapters(AF_INET, kAddressesOnlyFlags);
+  return adapters && std::ranges::any_of(*adapters, CarriesTunnelAddress);
+}
+
+bool BestLeadsIntoTunnel() {
+  const BestRoute best = FindBestRoute(kProbeDestination);
+  if (best.error != NO_ERROR) {
+    WriteLogLine("diag: GetBestRoute(1.0.0.1) failed err=" + std::to_string(best.error) +
+                 " (ignored if table metric wins)");
+    return false;
+  }
+  WriteLogLine(BestRouteLine(best.row));
+  return LeadsIntoTunnel(best.row, FindAdapterIndex());
+}
+
+}  // namespace
+
+void EnableTunnelAdapter() noexcept {
+  Guarded([] {
+    const std::wstring name = FindTunnelAdapterName();
+    if (!name.empty()) RunHiddenCommand(EnableAdapterCommand(NarrowUtf16(name)), kEnableTimeoutMs, true);
+  });
+}
+
+void LowerTunnelMetric(const std::string& adapterName) noexcept {
+  Guarded([&] { RunHiddenCommand(InterfaceMetricCommand(adapterName), kCommandTimeoutMs, true); });
+}
+
+void AddTunnelDefaultRoute(const std::string& adapterName) noexcept {
+  Guarded([&] {
+    const std::string command = TunnelDefaultAddCommand(adapterName);
+    WriteStandardErrorLine("VPN Service: Adding default route: " + command);
+    RunHiddenCommand(command, kCommandTimeoutMs, true);
+  });
+}
+
+bool TunnelAdapterListed() noexcept {
+  return !FindTunnelAdapterName().empty();
+}
+
+bool TunnelAdapterHasAddress() noexcept {
+  return Guarded(false, AnyCarriesTunnelAddress);
+}
+
+bool TunnelDefaultListed() noexcept {
+  return Guarded(false, [] { return HasTunnelDefault(PlainRows(ReadRouteTable()), FindAdapterIndex()); });
+}
+
+bool TunnelDefaultMetricWins() noexcept {
+  return Guarded(false, [] { return TunnelDefaultWins(PlainRows(ReadRouteTable()), FindAdapterIndex()); });
+}
+
+bool BestRouteViaTunnel() noexcept {
+  return Guarded(false, BestLeadsIntoTunnel);
+}
+
+bool Ipv6DefaultPresent() noexcept {
+  return Guarded(false, HasIpv6Default);
+}
+
+}  // namespace moorlak

@@ -1,0 +1,32 @@
+#include "net/share/proxy_sharing.h"
+
+#include <string>
+
+#include "base/guarded.h"
+#include "base/log.h"
+#include "net/share/sharing_rule.h"
+#include "process/hidden_command.h"
+
+namespace moorlak {
+namespace {
+
+constexpr uint32_t kDeleteTimeoutMs = 1200;
+constexpr uint32_t kAddTimeoutMs = 15000;
+
+}  // namespace
+
+void OpenProxySharingFirewall(const std::vector<uint32_t>& ports) noexcept {
+  CloseProxySharingFirewall();
+  Guarded([&] {
+    if (ports.empty()) return;
+    const std::string joined = JoinPorts(ports);
+    WriteLogLine("proxy-share: opening firewall for ports " + joined);
+    RunHiddenCommand(AddSharingRuleCommand(joined), kAddTimeoutMs, true);
+  });
+}
+
+void CloseProxySharingFirewall() noexcept {
+  Guarded([] { RunHiddenCommand(DeleteSharingRuleCommand(), kDeleteTimeoutMs, false); });
+}
+
+}  // namespace moorlak

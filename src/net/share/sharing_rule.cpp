@@ -1,0 +1,32 @@
+#include "net/share/sharing_rule.h"
+
+namespace moorlak {
+namespace {
+
+constexpr char kRuleName[] = "Moorlak Proxy Sharing";
+
+std::string RuleCommand(const char* verb) {
+  return std::string("netsh advfirewall firewall ") + verb + " rule name=\"" + kRuleName + "\"";
+}
+
+}  // namespace
+
+std::string JoinPorts(const std::vector<uint32_t>& ports) {
+  std::string joined;
+  for (const uint32_t port : ports) {
+    if (!joined.empty()) joined += ',';
+    joined += std::to_string(port);
+  }
+  return joined;
+}
+
+std::string DeleteSharingRuleCommand() {
+  return RuleCommand("delete");
+}
+
+std::string AddSharingRuleCommand(const std::string& joinedPorts) {
+  return RuleCommand("add") + " dir=in action=allow protocol=TCP localport=" + joinedPorts +
+         " profile=private,domain remoteip=LocalSubnet";
+}
+
+}  // namespace moorlak

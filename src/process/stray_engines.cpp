@@ -1,0 +1,38 @@
+#include "process/stray_engines.h"
+
+#include <windows.h>
+#include <tlhelp32.h>
+
+#include <string>
+
+#include "base/guarded.h"
+#include "base/handle.h"
+#include "base/paths.h"
+#include "process/stray_engine_rule.h"
+
+namespace moorlak {
+namespace {
+
+void EndWhenUnder(const std::wstring& folder, DWORD processId) {
+  const KernelHandle process(OpenProcess(PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
+  if (process && LiesUnderFolder(ImagePath(process.Get()), folder)) TerminateProcess(process.Get(), 0);
+}
+
+void KillEngines() {
+  const std::wstring folder = ExecutableFolder();
+  const KernelHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+  if (folder.empty() || !snapshot) return;
+  PROCESSENTRY32W entry{};
+  entry.dwSize = sizeof(entry);
+  for (BOOL more = Process32FirstW(snapshot.Get(), &entry); more; more = Process32NextW(snapshot.Get(), &entry)) {
+    if (IsEngineName(entry.szExeFile)) EndWhenUnder(folder, entry.th32ProcessID);
+  }
+}
+
+}  // namespace
+
+void KillStrayEngines() noexcept {
+  Guarded(KillEngines);
+}
+
+}  // namespace moorlak

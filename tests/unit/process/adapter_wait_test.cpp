@@ -1,0 +1,125 @@
+#include "process/adapter_wait.h"
+
+#include <gtest/gtest.h>
+#include <stdexcept>
+#include <vector>
+
+#include "unit/log_lines.h"
+
+namespace moorlak {
+namespace {
+
+constexpr uint32_t kGenerousMs = 30000;
+
+// A session whose engines run, and an adapter that is not there.
+struct Waiting {
+  std::atomic<bool> running{true};
+  EngineState xray = EngineState::Running;
+  EngineState tun2socks = EngineState::Running;
+  std::wstring adapter;
+  int looks = 0;
+  // Called at every look for the adapter.
+  std::function<void()> atLook = [] {};
+
+  bool Run(uint32_t timeoutMs) {
+    TakeDiagnostics();
+    const SessionWatch session{running, [this] { return xray; }, [this] { return tun2socks; }};
+    return WaitForTunnelAdapter(
+        session,
+        [this] {
+          ++looks;
+          atLook();
+          return adapter;
+        },
+        timeoutMs);
+  }
+};
+
+TEST(AdapterWait, EndsWithTheAdapter) {
+  Waiting wait;
+  wait.adapter = L"Moorlak";
+  EXPECT_TRUE(wait.Run(kGenerousMs));
+  EXPECT_EQ(wait.looks, 1);
+}
+
+TEST(AdapterWait, LooksAgainUntilTheAdapterAppears) {
+  Waiting wait;
+  wait.atLook = [&] {
+    if (wait.looks == 3) wait.adapter = L"Moorlak 2";
+  };
+  EXPECT_TRUE(wait.Run(kGenerousMs));
+  EXPECT_EQ(wait.looks, 3);
+}
+
+TEST(AdapterWait, OnThePathWithoutTun2SocksTheAdapterSuffices) {
+  Waiting wait;
+  wait.tun2socks = EngineState::NotStarted;
+  wait.adapter = L"Moorlak";
+  EXPECT_TRUE(wait.Run(kGenerousMs));
+}
+
+TEST(AdapterWait, EndsInSilenceWithTheSession) {
+  Waiting wait;
+  wait.atLook = [&] { wait.running = false; };
+  EXPECT_FALSE(wait.Run(kGenerousMs));
+  EXPECT_EQ(wait.looks, 1);
+  EXPECT_EQ(TakeDiagnostics(), std::vector<std::string>{});
+}
+
+TEST(AdapterWait, EndsWithXraysExitAndTellsIt) {
+  Waiting wait;
+  wait.atLook = [&] { wait.xray = EngineState::Exited; };
+  EXPECT_FALSE(wait.Run(kGenerousMs));
+  EXPECT_EQ(TakeDiagnostics(), (std::vector<std::string>{"VPN Service: Xray exited before Moorlak adapter appeared"}));
+}
+
+TEST(AdapterWait, EndsWithTun2SocksExitAndTellsIt) {
+  Waiting wait;
+  wait.atLook = [&] { wait.tun2socks = EngineState::Exited; };
+  EXPECT_FALSE(wait.Run(kGenerousMs));
+  EXPECT_EQ(TakeDiagnostics(),
+            (std::vector<std::string>{"VPN Service: Tun2Socks exited before Moorlak adapter appeared"}));
+}
+
+TEST(AdapterWait, AnEngineThatAStopHasEndedIsNoNews) {
+  std::atomic<bool> running{true};
+  TakeDiagnostics();
+  const auto stopped = [&] {
+    running = false;
+    return EngineState::Exited;
+  };
+  EXPECT_FALSE(WaitForTunnelAdapter(
+      {running, stopped, stopped}, [] { return std::wstring(); }, kGenerousMs));
+  EXPECT_EQ(TakeDiagnostics(), std::vector<std::string>{});
+}
+
+TEST(AdapterWait, AtTheTimeOutTheAdapterCountsWhileTun2SocksRuns) {
+  Waiting wait;
+  wait.adapter = L"Moorlak";
+  EXPECT_TRUE(wait.Run(0));
+}
+
+TEST(AdapterWait, AtTheTimeOutTheAdapterDoesNotCountWithoutTun2Socks) {
+  for (const EngineState state : {EngineState::NotStarted, EngineState::Exited}) {
+    Waiting wait;
+    wait.adapter = L"Moorlak";
+    wait.tun2socks = state;
+    EXPECT_FALSE(wait.Run(0));
+  }
+}
+
+TEST(AdapterWait, GivesUpAtTheTimeOutWithoutAnAdapter) {
+  Waiting wait;
+  EXPECT_FALSE(wait.Run(1));
+  EXPECT_EQ(TakeDiagnostics(), std::vector<std::string>{});
+}
+
+TEST(AdapterWait, AFinderThatThrowsIsAFailure) {
+  Waiting wait;
+  wait.atLook = [] { throw std::runtime_error("out of memory"); };
+  EXPECT_FALSE(wait.Run(kGenerousMs));
+  EXPECT_EQ(TakeDiagnostics(), (std::vector<std::string>{"out of memory"}));
+}
+
+}  // namespace
+}  // namespace moorlak

@@ -1,0 +1,238 @@
+#include "process/probes.h"
+
+#include <winsock2.h>
+#include <windows.h>
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "base/handle.h"
+#include "unit/config/held_port.h"
+#include "unit/ipc/log_tail.h"
+#include "unit/process/child_test_support.h"
+
+namespace moorlak {
+namespace {
+
+constexpr uint32_t kShortMs = 300;
+
+EngineState Runs() {
+  return EngineState::Running;
+}
+
+// A port that nobody listens on.
+uint16_t SilentPort() {
+  return HeldPort().port;
+}
+
+std::string Ready(uint16_t port) {
+  return "SOCKS listen ready on 127.0.0.1:" + std::to_string(port) + "\n";
+}
+
+TEST(SocksWait, EndsWhenThePortListens) {
+  const HeldPort held;
+  const std::atomic<bool> running{true};
+  const LogTail log;
+  EXPECT_TRUE(WaitForSocksListen({running, Runs, Runs}, held.port, kGenerousMs));
+  EXPECT_EQ(log.Messages(), Ready(held.port));
+}
+
+TEST(SocksWait, EndsWhenThePortListensLater) {
+  const uint16_t port = SilentPort();
+  const std::atomic<bool> running{true};
+  std::unique_ptr<HeldPort> late;
+  int looks = 0;
+  const auto openAtTheThirdLook = [&] {
+    if (++looks == 3) late = std::make_unique<HeldPort>(port);
+    return EngineState::Running;
+  };
+  const LogTail log;
+  EXPECT_TRUE(WaitForSocksListen({running, openAtTheThirdLook, Runs}, port, kGenerousMs));
+  EXPECT_EQ(log.Messages(), Ready(port));
+}
+
+TEST(SocksWait, APortOfZeroIsNotWaitedFor) {
+  const std::atomic<bool> running{true};
+  const LogTail log;
+  EXPECT_FALSE(WaitForSocksListen({running, Runs, Runs}, 0, kGenerousMs));
+  EXPECT_EQ(log.Messages(), "");
+}
+
+TEST(SocksWait, APortThatNeverOpensIsToldAtTheTimeOut) {
+  const uint16_t port = SilentPort();
+  const std::atomic<bool> running{true};
+  const LogTail log;
+  EXPECT_FALSE(WaitForSocksListen({running, Runs, Runs}, port, kShortMs));
+  EXPECT_EQ(log.Messages(), "ERROR: SOCKS not listening on 127.0.0.1:" + std::to_string(port) + "\n");
+}
+
+TEST(SocksWait, XraysExitIsToldWithoutTheSilentPort) {
+  const std::atomic<bool> running{true};
+  int looks = 0;
+  const auto exits = [&] { return ++looks < 3 ? EngineState::Running : EngineState::Exited; };
+  const LogTail log;
+  EXPECT_FALSE(WaitForSocksListen({running, exits, Runs}, SilentPort(), kGenerousMs));
+  EXPECT_EQ(log.Messages(), "ERROR: Xray exited while waiting for SOCKS listen\n");
+}
+
+TEST(SocksWait, AStopLeavesNoLine) {
+  std::atomic<bool> running{true};
+  const auto stopAtTheLook = [&] {
+    running = false;
+    return EngineState::Exited;
+  };
+  const LogTail log;
+  EXPECT_FALSE(WaitForSocksListen({running, stopAtTheLook, Runs}, SilentPort(), kGenerousMs));
+  EXPECT_FALSE(WaitForSocksListen({running, Runs, Runs}, SilentPort(), kGenerousMs));
+  EXPECT_EQ(log.Messages(), "");
+}
+
+TEST(SocksWait, AStopMeanwhileTurnsSuccessIntoFailure) {
+  const HeldPort held;
+  std::atomic<bool> running{true};
+  const auto stopAtTheLook = [&] {
+    running = false;
+    return EngineState::Running;
+  };
+  EXPECT_FALSE(WaitForSocksListen({running, stopAtTheLook, Runs}, held.port, kGenerousMs));
+}
+
+TEST(SocksWait, LeavesWinsockAsItWas) {
+  const std::atomic<bool> running{true};
+  WaitForSocksListen({running, Runs, Runs}, 1, 1);
+  const SOCKET socket = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+  EXPECT_EQ(socket, INVALID_SOCKET);
+  if (socket != INVALID_SOCKET) closesocket(socket);
+}
+
+// Takes one connection, reads a request and answers it, at once or when the test lets it.
+enum class AnswerTime { AtOnce, WhenReleased };
+struct WebServer {
+  explicit WebServer(std::string answer, AnswerTime time = AnswerTime::AtOnce)
+      : released(CreateEventW(nullptr, TRUE, time == AnswerTime::AtOnce, nullptr)),
+        thread([this, text = std::move(answer)] { Serve(text); }) {}
+  WebServer(const WebServer&) = delete;
+  WebServer& operator=(const WebServer&) = delete;
+  ~WebServer() {
+    Release();
+    // Wakes an accept that nobody came to.
+    closesocket(held.listener);
+    held.listener = INVALID_SOCKET;
+    thread.join();
+  }
+
+  std::string Url(const std::string& path) const { return "http://127.0.0.1:" + std::to_string(held.port) + path; }
+  void Release() const { SetEvent(released.Get()); }
+  bool WasAsked() const { return WaitForSingleObject(asked.Get(), kGenerousMs) == WAIT_OBJECT_0; }
+  bool WasLeftAlone() const { return WaitForSingleObject(asked.Get(), 0) == WAIT_TIMEOUT; }
+
+  HeldPort held;
+  KernelHandle asked{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+  KernelHandle released;
+  std::string request;
+  std::thread thread;
+
+ private:
+  void Serve(const std::string& answer) {
+    const SOCKET client = accept(held.listener, nullptr, nullptr);
+    if (client == INVALID_SOCKET) return;
+    char chunk[512];
+    while (request.find("\r\n\r\n") == std::string::npos) {
+      const int got = recv(client, chunk, sizeof(chunk), 0);
+      if (got <= 0) break;
+      request.append(chunk, static_cast<size_t>(got));
+    }
+    SetEvent(asked.Get());
+    WaitForSingleObject(released.Get(), kGenerousMs);
+    send(client, answer.data(), static_cast<int>(answer.size()), 0);
+    closesocket(client);
+  }
+};
+
+std::string Response(const std::string& status) {
+  return "HTTP/1.1 " + status + "\r\nContent-Length: 0\r\nConnection: close\r\n\r\n";
+}
+
+class ProbeOfAnyStatus : public testing::TestWithParam<const char*> {};
+
+TEST_P(ProbeOfAnyStatus, Succeeds) {
+  const WebServer server(Response(GetParam()));
+  const std::atomic<bool> running{true};
+  ProbeSlot slot;
+  EXPECT_GE(ProbeTunPath(running, slot, server.Url("/generate_204?a=b")), 0);
+  EXPECT_EQ(server.request.substr(0, 29), "GET /generate_204?a=b HTTP/1.");
+  EXPECT_NE(server.request.find("User-Agent: Moorlak/1.0\r\n"), std::string::npos);
+  EXPECT_EQ(slot.request, nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(Probe, ProbeOfAnyStatus,
+                         testing::Values("204 No Content", "200 OK", "404 Not Found", "500 Internal Server Error"));
+
+TEST(Probe, FailsWhenNobodyListens) {
+  const std::atomic<bool> running{true};
+  ProbeSlot slot;
+  EXPECT_EQ(ProbeTunPath(running, slot, "http://127.0.0.1:" + std::to_string(SilentPort()) + "/"), -1);
+  EXPECT_EQ(slot.request, nullptr);
+}
+
+TEST(Probe, FailsWhenTheAnswerIsNoHttp) {
+  const WebServer server("hello\r\n\r\n");
+  const std::atomic<bool> running{true};
+  ProbeSlot slot;
+  EXPECT_EQ(ProbeTunPath(running, slot, server.Url("/")), -1);
+}
+
+TEST(Probe, FailsForAUrlThatItDoesNotKnow) {
+  const std::atomic<bool> running{true};
+  ProbeSlot slot;
+  EXPECT_EQ(ProbeTunPath(running, slot, "ftp://127.0.0.1/"), -1);
+}
+
+TEST(Probe, ASocksPortOfZeroFails) {
+  const WebServer server(Response("204 No Content"));
+  const std::atomic<bool> running{true};
+  ProbeSlot slot;
+  EXPECT_EQ(ProbeViaSocks(running, slot, 0, server.Url("/")), -1);
+  EXPECT_TRUE(server.WasLeftAlone());
+}
+
+TEST(Probe, SendsNothingOnceTheSessionIsToEnd) {
+  const WebServer server(Response("204 No Content"));
+  const std::atomic<bool> running{false};
+  ProbeSlot slot;
+  EXPECT_EQ(ProbeTunPath(running, slot, server.Url("/")), -1);
+  EXPECT_TRUE(server.WasLeftAlone());
+}
+
+TEST(Probe, CancellingWithoutARequestIsHarmless) {
+  ProbeSlot slot;
+  CancelProbe(slot);
+  CancelProbe(slot);
+  EXPECT_EQ(slot.request, nullptr);
+}
+
+// The system ends the request at once when its handle is closed. Where it does not, an answer that comes after that
+// must not count either.
+TEST(Probe, ARequestInFlightIsTakenOutAndFailsWhenItIsCancelled) {
+  const WebServer server(Response("204 No Content"), AnswerTime::WhenReleased);
+  std::atomic<bool> running{true};
+  ProbeSlot slot;
+  int64_t result = 0;
+  std::thread probe([&] { result = ProbeTunPath(running, slot, server.Url("/")); });
+  EXPECT_TRUE(server.WasAsked());
+  running = false;
+  CancelProbe(slot);
+  {
+    const std::lock_guard guard(slot.lock);
+    EXPECT_EQ(slot.request, nullptr);
+  }
+  server.Release();
+  probe.join();
+  EXPECT_EQ(result, -1);
+}
+
+}  // namespace
+}  // namespace moorlak

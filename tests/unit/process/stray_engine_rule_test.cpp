@@ -1,0 +1,50 @@
+#include "process/stray_engine_rule.h"
+
+#include <gtest/gtest.h>
+
+namespace moorlak {
+namespace {
+
+TEST(EngineName, BothEnginesAreKnownInAnyLetterCase) {
+  for (const wchar_t* name : {L"xray.exe", L"XRAY.EXE", L"Xray.exe", L"tun2socks.exe", L"Tun2Socks.EXE"}) {
+    EXPECT_TRUE(IsEngineName(name)) << name;
+  }
+}
+
+TEST(EngineName, EveryOtherProgramIsNone) {
+  for (const wchar_t* name : {L"", L"xray", L"xray.exe ", L"myxray.exe", L"xray.exe.bak", L"tun2socks-x.exe"}) {
+    EXPECT_FALSE(IsEngineName(name)) << name;
+  }
+}
+
+TEST(UnderFolder, FilesOfTheFolderAndOfFoldersInItLieUnderIt) {
+  EXPECT_TRUE(LiesUnderFolder(L"C:\\Program Files\\Moorlak\\xray.exe", L"C:\\Program Files\\Moorlak"));
+  EXPECT_TRUE(LiesUnderFolder(L"C:\\Program Files\\Moorlak\\xray\\xray.exe", L"C:\\Program Files\\Moorlak"));
+}
+
+TEST(UnderFolder, LetterCaseDoesNotCount) {
+  EXPECT_TRUE(LiesUnderFolder(L"c:\\program files\\MOORLAK\\xray\\XRAY.EXE", L"C:\\Program Files\\Moorlak"));
+}
+
+TEST(UnderFolder, AnEngineOfAnotherFolderDoesNotLieUnderIt) {
+  EXPECT_FALSE(LiesUnderFolder(L"D:\\tools\\xray.exe", L"C:\\Program Files\\Moorlak"));
+  EXPECT_FALSE(LiesUnderFolder(L"C:\\Program Files\\xray.exe", L"C:\\Program Files\\Moorlak"));
+}
+
+TEST(UnderFolder, AFolderWhoseNameOnlyBeginsAlikeIsAnotherFolder) {
+  EXPECT_FALSE(LiesUnderFolder(L"C:\\Program Files\\Moorlak2\\xray.exe", L"C:\\Program Files\\Moorlak"));
+  EXPECT_FALSE(LiesUnderFolder(L"C:\\Program Files\\Moorlak", L"C:\\Program Files\\Moorlak"));
+}
+
+TEST(UnderFolder, AnUnknownFolderOrPathMatchesNothing) {
+  EXPECT_FALSE(LiesUnderFolder(L"\\xray.exe", L""));
+  EXPECT_FALSE(LiesUnderFolder(L"", L"C:\\Program Files\\Moorlak"));
+  EXPECT_FALSE(LiesUnderFolder(L"", L""));
+}
+
+TEST(UnderFolder, APathWithSlashesLiesThereToo) {
+  EXPECT_TRUE(LiesUnderFolder(L"C:\\Moorlak/xray.exe", L"C:\\Moorlak"));
+}
+
+}  // namespace
+}  // namespace moorlak
