@@ -10,13 +10,15 @@ namespace {
 struct CommandEntry {
   std::string_view name;
   ClientCommand command;
+  bool takesConfiguration;
 };
 
-constexpr std::array<CommandEntry, 5> kCommands{{{"ping", ClientCommand::Ping},
-                                                 {"start", ClientCommand::Start},
-                                                 {"stop", ClientCommand::Stop},
-                                                 {"status", ClientCommand::Status},
-                                                 {"logs", ClientCommand::Logs}}};
+constexpr std::array<CommandEntry, 6> kCommands{{{"ping", ClientCommand::Ping, false},
+                                                 {"start", ClientCommand::Start, true},
+                                                 {"stop", ClientCommand::Stop, false},
+                                                 {"status", ClientCommand::Status, false},
+                                                 {"logs", ClientCommand::Logs, false},
+                                                 {"prepare", ClientCommand::Prepare, true}}};
 
 struct OptionEntry {
   std::string_view name;
@@ -24,10 +26,12 @@ struct OptionEntry {
   bool Arguments::*field;
 };
 
-constexpr std::array<OptionEntry, 4> kOptions{{{"--proxy", ClientCommand::Start, &Arguments::proxyMode},
+constexpr std::array<OptionEntry, 6> kOptions{{{"--proxy", ClientCommand::Start, &Arguments::proxyMode},
                                                {"--json", ClientCommand::Status, &Arguments::json},
                                                {"--watch", ClientCommand::Status, &Arguments::watch},
-                                               {"--follow", ClientCommand::Logs, &Arguments::follow}}};
+                                               {"--follow", ClientCommand::Logs, &Arguments::follow},
+                                               {"--meta", ClientCommand::Prepare, &Arguments::meta},
+                                               {"--log", ClientCommand::Prepare, &Arguments::log}}};
 
 bool IsHelpWord(const std::string& word) {
   return word == "--help" || word == "-h";
@@ -38,6 +42,11 @@ ClientCommand FindCommand(std::string_view name) {
     if (entry.name == name) return entry.command;
   }
   return ClientCommand::None;
+}
+
+bool TakesConfiguration(ClientCommand command) {
+  return std::ranges::any_of(
+      kCommands, [command](const CommandEntry& entry) { return entry.command == command && entry.takesConfiguration; });
 }
 
 bool SetOption(Arguments& arguments, std::string_view name) {
@@ -55,7 +64,7 @@ bool LooksLikeOption(const std::string& word) {
 }
 
 std::string TakeOperand(Arguments& arguments, const std::string& word, bool& fileGiven) {
-  if (arguments.command != ClientCommand::Start || fileGiven) return "Unexpected argument \"" + word + "\".";
+  if (!TakesConfiguration(arguments.command) || fileGiven) return "Unexpected argument \"" + word + "\".";
   if (word.empty()) return "The name of the configuration file is empty.";
   arguments.file = word;
   fileGiven = true;
@@ -75,7 +84,9 @@ std::string TakeCommandWords(Arguments& arguments, const std::vector<std::string
       return error;
     }
   }
-  if (arguments.command == ClientCommand::Start && !fileGiven) return "\"start\" needs a configuration: FILE or -.";
+  if (TakesConfiguration(arguments.command) && !fileGiven) {
+    return "\"" + words.front() + "\" needs a configuration: FILE or -.";
+  }
   return {};
 }
 

@@ -6,7 +6,7 @@
 
 namespace moorlak {
 
-enum class ClientCommand { None, Ping, Start, Stop, Status, Logs };
+enum class ClientCommand { None, Ping, Start, Stop, Status, Logs, Prepare };
 
 struct Arguments {
   ClientCommand command = ClientCommand::None;
@@ -15,13 +15,16 @@ struct Arguments {
   bool version = false;
   // start
   bool proxyMode = false;
-  // start: path of the configuration, "-" for standard input.
+  // start, prepare: path of the configuration, "-" for standard input.
   std::string file;
   // status
   bool json = false;
   bool watch = false;
   // logs
   bool follow = false;
+  // prepare
+  bool meta = false;
+  bool log = false;
 };
 
 struct ParsedArguments {

@@ -1,4 +1,4 @@
-// The bytes that `start` is given.
+// The bytes that `start` and `prepare` are given.
 #pragma once
 
 #include <string>

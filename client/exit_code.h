@@ -1,4 +1,4 @@
-// The exit codes of moorlakctl. Scripts depend on them: a number never changes its meaning.
+// The exit codes of moorlakctl and moorlak-prepare. Scripts depend on them: a number never changes its meaning.
 #pragma once
 
 namespace moorlak {
@@ -17,7 +17,7 @@ enum class ExitCode {
   Refused = 5,
   // `start`: the session ended without being asked to.
   SessionEnded = 6,
-  // The pipe, the tunnel log or this program itself failed.
+  // The pipe, the tunnel log, standard output or this program itself failed.
   Failure = 7,
   // Windows denies this account access to the control pipe.
   AccessDenied = 8,

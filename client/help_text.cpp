@@ -12,11 +12,14 @@ Usage:
   moorlakctl stop                       stop the session
   moorlakctl status [--json] [--watch]  show state and traffic
   moorlakctl logs [--follow]            print the tunnel log
+  moorlakctl prepare [--meta] [--log] FILE|-
+                                        show what a start would make of a
+                                        configuration
   moorlakctl COMMAND --help             explain one command
   moorlakctl --help | --version
 
 moorlakctl.exe must lie in the folder of the service program: the service
-answers no other program.
+answers no other program. Only "prepare" asks nothing of the service.
 
 Results go to standard output, messages to standard error. Both are UTF-8
 with plain line feeds when they are redirected.
@@ -29,7 +32,7 @@ Exit codes:
   4  the service is busy with other clients
   5  the service refused this program
   6  the session ended by itself (start)
-  7  the pipe, the tunnel log or moorlakctl itself failed
+  7  the pipe, the tunnel log, standard output or moorlakctl itself failed
   8  Windows denies this account access to the service
 )";
 
@@ -105,6 +108,37 @@ that could steer a terminal are shown as \xNN or \u{NNNN}.
             awaited.
 )";
 
+constexpr std::string_view kPrepareUsage = "Usage: moorlakctl prepare";
+constexpr std::string_view kPrepareHelp =
+    R"(Usage: moorlakctl prepare [--meta] [--log] FILE|-
+
+A dry run: prints the text that the engine would be given if a VPN session
+were started with the configuration in FILE, or on standard input for "-".
+Nothing on the machine is changed and the service is not asked; only the
+folders of applications that are to bypass the tunnel are looked into, as a
+start does.
+
+  --meta    print the metadata found in the configuration instead, "name:
+            value", a line for each item
+  --log     print the lines that the rewriting would add to the tunnel log
+            instead, without their times
+  --        what follows is a file name, even if it begins with "-"
+
+With both options the metadata comes first, then an empty line, then the
+lines of the log. In both, characters that could steer a terminal are shown
+as \xNN or \u{NNNN}; the text itself is printed byte for byte, without a
+line feed of its own.
+
+Every port counts as free. At a real start the service moves a busy port to
+a free one, and says so in the tunnel log.
+
+The configuration is JSON in UTF-8, 16777214 bytes at most. A UTF-8
+byte-order mark at its beginning is left out.
+
+Exit codes: 0 done, 2 wrong command line or an unusable configuration file,
+7 standard output cannot be written or the program itself failed.
+)";
+
 }  // namespace
 
 std::string_view HelpText(ClientCommand command) {
@@ -119,10 +153,19 @@ std::string_view HelpText(ClientCommand command) {
       return kStatusHelp;
     case ClientCommand::Logs:
       return kLogsHelp;
+    case ClientCommand::Prepare:
+      return kPrepareHelp;
     case ClientCommand::None:
       break;
   }
   return kProgramHelp;
+}
+
+std::string PrepareProgramHelp() {
+  static_assert(kPrepareHelp.starts_with(kPrepareUsage));
+  std::string help = "Usage: moorlak-prepare";
+  help += kPrepareHelp.substr(kPrepareUsage.size());
+  return help;
 }
 
 }  // namespace moorlak

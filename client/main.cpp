@@ -31,6 +31,8 @@ ExitCode RunCommand(Console& console, const Arguments& arguments) {
       return RunStatus(console, arguments);
     case ClientCommand::Logs:
       return RunLogs(console, arguments);
+    case ClientCommand::Prepare:
+      return RunPrepare(console, arguments);
     case ClientCommand::None:
       break;
   }

@@ -21,6 +21,7 @@ TEST(Arguments, EachCommandIsKnownByItsName) {
   EXPECT_EQ(Accepted({"stop"}).command, ClientCommand::Stop);
   EXPECT_EQ(Accepted({"status"}).command, ClientCommand::Status);
   EXPECT_EQ(Accepted({"logs"}).command, ClientCommand::Logs);
+  EXPECT_EQ(Accepted({"prepare", "a.json"}).command, ClientCommand::Prepare);
   EXPECT_EQ(CommandName(ClientCommand::Status), "status");
   EXPECT_EQ(CommandName(ClientCommand::None), "");
 }
@@ -65,6 +66,27 @@ TEST(Arguments, AnOptionOfAnotherCommandIsRefused) {
   EXPECT_EQ(ErrorOf({"ping", "--watch"}), "\"ping\" has no option \"--watch\".");
   EXPECT_EQ(ErrorOf({"logs", "-f"}), "\"logs\" has no option \"-f\".");
   EXPECT_EQ(ErrorOf({"stop", "now"}), "Unexpected argument \"now\".");
+}
+
+TEST(Arguments, PrepareTakesItsOptionsAndExactlyOneFile) {
+  const Arguments both = Accepted({"prepare", "--meta", "a.json", "--log"});
+  EXPECT_TRUE(both.meta);
+  EXPECT_TRUE(both.log);
+  EXPECT_EQ(both.file, "a.json");
+  const Arguments none = Accepted({"prepare", "-"});
+  EXPECT_FALSE(none.meta);
+  EXPECT_FALSE(none.log);
+  EXPECT_EQ(none.file, "-");
+  EXPECT_EQ(Accepted({"prepare", "--", "--meta"}).file, "--meta");
+  EXPECT_EQ(ErrorOf({"prepare", "--meta"}), "\"prepare\" needs a configuration: FILE or -.");
+  EXPECT_EQ(ErrorOf({"prepare", "a", "b"}), "Unexpected argument \"b\".");
+  EXPECT_EQ(ErrorOf({"prepare", ""}), "The name of the configuration file is empty.");
+}
+
+TEST(Arguments, PrepareAndStartDoNotShareOptions) {
+  EXPECT_EQ(ErrorOf({"prepare", "--proxy", "a"}), "\"prepare\" has no option \"--proxy\".");
+  EXPECT_EQ(ErrorOf({"start", "--meta", "a"}), "\"start\" has no option \"--meta\".");
+  EXPECT_EQ(ErrorOf({"logs", "--log"}), "\"logs\" has no option \"--log\".");
 }
 
 TEST(Arguments, StatusAndLogsTakeTheirOptions) {

@@ -9,8 +9,9 @@
 namespace moorlak {
 namespace {
 
-constexpr ClientCommand kAll[] = {ClientCommand::None, ClientCommand::Ping,   ClientCommand::Start,
-                                  ClientCommand::Stop, ClientCommand::Status, ClientCommand::Logs};
+constexpr ClientCommand kAll[] = {ClientCommand::None,   ClientCommand::Ping,   ClientCommand::Start,
+                                  ClientCommand::Stop,   ClientCommand::Status, ClientCommand::Logs,
+                                  ClientCommand::Prepare};
 
 TEST(HelpText, EachCommandHasItsOwnWithItsUsage) {
   for (const ClientCommand command : kAll) {
@@ -40,6 +41,14 @@ TEST(HelpText, ListsEveryExitCode) {
 
 TEST(HelpText, NamesTheLimitThatIsEnforced) {
   EXPECT_NE(HelpText(ClientCommand::Start).find(std::to_string(kMaxConfigBytes)), std::string_view::npos);
+  EXPECT_NE(HelpText(ClientCommand::Prepare).find(std::to_string(kMaxConfigBytes)), std::string_view::npos);
+}
+
+TEST(HelpText, TheDryRunsOwnProgramHasTheSameUnderItsOwnName) {
+  const std::string help = PrepareProgramHelp();
+  EXPECT_TRUE(help.starts_with("Usage: moorlak-prepare [--meta] [--log] FILE|-\n")) << help;
+  EXPECT_EQ(help.find("moorlakctl"), std::string::npos);
+  EXPECT_TRUE(HelpText(ClientCommand::Prepare).ends_with(help.substr(help.find('\n'))));
 }
 
 }  // namespace

@@ -1,0 +1,59 @@
+#include "client/folder_executables.h"
+
+#include <exception>
+#include <filesystem>
+#include <optional>
+#include <system_error>
+
+#include "config/text_scan.h"
+
+namespace moorlak {
+namespace {
+
+std::u8string AsUtf8(std::string_view text) {
+  return {text.begin(), text.end()};
+}
+
+// Nothing when the bytes are no UTF-8 where the system's own paths are of another encoding.
+std::optional<std::filesystem::path> PathOfFolder(const std::string& folder) {
+  // The system would take the path up to the zero and list another folder.
+  if (folder.find('\0') != std::string::npos) return std::nullopt;
+  try {
+    std::filesystem::path path(AsUtf8(folder));
+    // "C:" alone is the current folder of that drive, not its root.
+    path += std::filesystem::path::preferred_separator;
+    return path;
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
+
+// Empty for a folder, for another kind of file, and for a name that is no text.
+std::string ExecutableName(const std::filesystem::directory_entry& entry) {
+  std::error_code ignored;
+  if (entry.is_directory(ignored)) return {};
+  try {
+    const std::u8string name = entry.path().filename().u8string();
+    const std::string bytes(name.begin(), name.end());
+    return FoldLetters(bytes).ends_with(".exe") ? bytes : std::string();
+  } catch (const std::exception&) {
+    return {};
+  }
+}
+
+}  // namespace
+
+void ListExecutablesPortably(const std::string& folder, const ExecutableVisitor& visit) {
+  const std::optional<std::filesystem::path> path = PathOfFolder(folder);
+  if (!path) return;
+  std::error_code error;
+  std::filesystem::directory_iterator entry(*path, error);
+  const std::filesystem::directory_iterator end;
+  while (!error && entry != end) {
+    const std::string name = ExecutableName(*entry);
+    if (!name.empty() && !visit(name)) return;
+    entry.increment(error);
+  }
+}
+
+}  // namespace moorlak

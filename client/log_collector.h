@@ -1,0 +1,13 @@
+// The bodies of WriteLogLine and WriteStandardErrorLine in programs without a tunnel log. The lines are collected
+// instead of being written; what is meant for standard error is dropped: it is for the developers of the service.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace moorlak {
+
+// Hands over the lines that this thread wrote to the tunnel log since the last call, and forgets them.
+std::vector<std::string> TakeCollectedLines();
+
+}  // namespace moorlak
