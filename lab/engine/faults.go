@@ -17,14 +17,14 @@ const faultsFileName = "engine_faults.json"
 // Faults is the misbehaviour that a test asks for in engine_faults.json beside
 // the executable. README.md describes the members.
 type Faults struct {
-	DieAfterMs    *int `json:"dieAfterMs"`
-	Hang          bool `json:"hang"`
-	TestHang      bool `json:"testHang"`
-	PrintBytes    int  `json:"printBytes"`
-	APIPrintBytes int  `json:"apiPrintBytes"`
-	APIHang       bool `json:"apiHang"`
-	APINumbers    bool `json:"apiNumbers"`
-	LeaveLoopback bool `json:"leaveLoopback"`
+	DieAfterMs       *int `json:"dieAfterMs"`
+	Hang             bool `json:"hang"`
+	TestHang         bool `json:"testHang"`
+	PrintBytes       int  `json:"printBytes"`
+	APIPrintBytes    int  `json:"apiPrintBytes"`
+	APIHang          bool `json:"apiHang"`
+	APIQuotedNumbers bool `json:"apiQuotedNumbers"`
+	LeaveLoopback    bool `json:"leaveLoopback"`
 }
 
 // loadFaults refuses a file that it does not understand wholly: a mistyped

@@ -123,10 +123,10 @@ func counterValue(value int64, faults Faults) interface{} {
 	switch {
 	case value == 0:
 		return nil
-	case faults.APINumbers:
-		return value
-	default:
+	case faults.APIQuotedNumbers:
 		return strconv.FormatInt(value, 10)
+	default:
+		return value
 	}
 }
 

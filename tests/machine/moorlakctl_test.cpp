@@ -14,6 +14,7 @@
 #include "machine/support/service_control.h"
 #include "machine/support/system_proxy_dump.h"
 #include "machine/support/wait.h"
+#include "unit/client/prepare_example.h"
 
 namespace moorlak::machine {
 namespace {
@@ -24,6 +25,7 @@ constexpr DWORD kUsage = 2;
 constexpr DWORD kNotRunning = 3;
 constexpr DWORD kRefused = 5;
 constexpr DWORD kSessionEnded = 6;
+constexpr DWORD kFailure = 7;
 
 constexpr char kOrphanLine[] = "UI process exited while tunnel up — stopping orphaned tunnel";
 
@@ -48,8 +50,16 @@ struct Moorlakctl : ProxyTest {
     return exitCode;
   }
   static std::wstring StartArguments(std::string_view config) {
-    std::ofstream(std::filesystem::path(ConfigFile()), std::ios::binary) << config;
+    WriteConfig(config);
     return L"start --proxy \"" + ConfigFile() + L"\"";
+  }
+  static void WriteConfig(std::string_view config) {
+    std::ofstream(std::filesystem::path(ConfigFile()), std::ios::binary) << config;
+  }
+  // A dry run over the example, or over another configuration.
+  DWORD Prepare(const std::wstring& options = L"", std::string_view config = kExampleConfig) {
+    WriteConfig(config);
+    return Run(L"prepare " + options + L" \"" + ConfigFile() + L"\"");
   }
   // Starts a session with `start` and waits until it is up, shown, and the system proxy set.
   Child StartSession() {
@@ -275,6 +285,82 @@ TEST_F(Moorlakctl, LogsFollowGoesOnWithNewLinesUntilCtrlC) {
   EXPECT_TRUE(PressCtrlC(logs.processId));
   EXPECT_TRUE(WaitForExit(logs));
   EXPECT_EQ(ExitCode(logs), kOk);
+}
+
+TEST_F(Moorlakctl, PreparePrintsTheEnginesTextWithoutAService) {
+  StopTunnelService();
+  EXPECT_EQ(Prepare(), kOk);
+  EXPECT_EQ(output, kExampleText);
+}
+
+TEST_F(Moorlakctl, PreparePrintsMetadataAndLogLines) {
+  EXPECT_EQ(Prepare(L"--meta"), kOk);
+  EXPECT_EQ(output, kExampleMeta);
+  EXPECT_EQ(Prepare(L"--log"), kOk);
+  EXPECT_EQ(output, kExampleLog);
+  EXPECT_EQ(Prepare(L"--log --meta"), kOk);
+  EXPECT_EQ(output, std::string(kExampleMeta) + "\n" + std::string(kExampleLog));
+}
+
+TEST_F(Moorlakctl, PrepareTouchesNothing) {
+  StartTunnelService();
+  const LogWatch log;
+  EXPECT_EQ(Prepare(), kOk);
+  EXPECT_EQ(Prepare(L"--meta --log"), kOk);
+  EXPECT_TRUE(log.Messages().empty());
+  EXPECT_TRUE(StagedFiles().empty());
+  EXPECT_FALSE(std::filesystem::exists(StagingFolder()));
+  EXPECT_FALSE(RecoveryFileExists());
+  EXPECT_EQ(DumpSystemProxy(), before);
+  EXPECT_FALSE(AskStatus().running);
+  EXPECT_EQ(ReadText(ConfigFile()), kExampleConfig);
+}
+
+TEST_F(Moorlakctl, PrepareLooksIntoACyrillicFolder) {
+  const std::filesystem::path folder = std::filesystem::temp_directory_path() / L"Игры теста";
+  std::filesystem::create_directory(folder);
+  std::ofstream(folder / L"помощник.EXE") << "x";
+  std::ofstream(folder / L"readme.txt") << "x";
+  // As it stands in JSON.
+  std::string path;
+  for (const char byte : NarrowUtf16(folder.wstring())) path.append(byte == '\\' ? 2 : 1, byte);
+  EXPECT_EQ(Prepare(L"", R"({"moorlakMeta":{"__moorlak_blocked_apps":[")" + path + R"(\\Game.exe"]}})"), kOk);
+  EXPECT_TRUE(Contains(output, "\"process\": [\"game.exe\"],")) << output;
+  EXPECT_TRUE(Contains(output, "\"process\": [\"помощник.exe\"],")) << output;
+  EXPECT_FALSE(Contains(output, "readme")) << output;
+  std::filesystem::remove(folder / L"помощник.EXE");
+  std::filesystem::remove(folder / L"readme.txt");
+  std::filesystem::remove(folder);
+}
+
+TEST_F(Moorlakctl, PrepareReportsAnUnusableConfiguration) {
+  EXPECT_EQ(Run(L"prepare C:\\missing\\file.json"), kUsage);
+  EXPECT_TRUE(Contains(output, "C:\\missing\\file.json")) << output;
+  EXPECT_EQ(Prepare(L"", "\xFF\xFE{"), kUsage);
+  EXPECT_EQ(output, "moorlakctl: The configuration is UTF-16 text; save it as UTF-8.\n");
+  EXPECT_EQ(Run(L"prepare"), kUsage);
+}
+
+TEST_F(Moorlakctl, PrepareIntoAPipeThatNobodyReadsFails) {
+  WriteConfig(kExampleConfig);
+  KernelHandle reading;
+  KernelHandle writing;
+  SECURITY_ATTRIBUTES inheritable{sizeof(inheritable), nullptr, TRUE};
+  ASSERT_TRUE(CreatePipe(reading.Out(), writing.Out(), &inheritable, 0));
+  reading.Reset();
+  STARTUPINFOW startup{};
+  startup.cb = sizeof(startup);
+  startup.dwFlags = STARTF_USESTDHANDLES;
+  startup.hStdOutput = writing.Get();
+  PROCESS_INFORMATION started{};
+  std::wstring command = CtlCommand(L"prepare \"" + ConfigFile() + L"\"");
+  ASSERT_TRUE(CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &started));
+  const KernelHandle thread(started.hThread);
+  const KernelHandle process(started.hProcess);
+  EXPECT_EQ(WaitForSingleObject(process.Get(), 60'000), WAIT_OBJECT_0);
+  DWORD exitCode = 0;
+  EXPECT_TRUE(GetExitCodeProcess(process.Get(), &exitCode));
+  EXPECT_EQ(exitCode, kFailure);
 }
 
 }  // namespace

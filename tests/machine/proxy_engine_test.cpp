@@ -138,8 +138,8 @@ TEST_F(ProxyEngine, ThatAnswers300KiBOfCountersIsCounted) {
   ExpectCountedTraffic(port);
 }
 
-TEST_F(ProxyEngine, ThatAnswersBareNumbersIsCounted) {
-  const EngineFaults faults(R"("apiNumbers": true)");
+TEST_F(ProxyEngine, ThatAnswersQuotedNumbersIsCounted) {
+  const EngineFaults faults(R"("apiQuotedNumbers": true)");
   StartTunnelService();
   StartProxy();
   ExpectCountedTraffic(port);

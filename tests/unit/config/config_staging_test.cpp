@@ -47,6 +47,32 @@ bool EventuallyTrue(const std::function<bool()>& condition) {
   return true;
 }
 
+// A link to an empty folder of the test's own. It is taken away as a link: what follows a link by mistake finds nothing
+// behind it.
+struct FolderLink {
+  explicit FolderLink(const std::wstring& path) : link(path), target(path + L"_target") {
+    const std::wstring linuxLink = LinuxPath(link);
+    if (linuxLink.empty()) return;
+    EXPECT_TRUE(CreateDirectoryW(target.c_str(), nullptr) || GetLastError() == ERROR_ALREADY_EXISTS);
+    EXPECT_TRUE(StartLinuxProgram(L"Z:\\bin\\ln -s -T \"" + LinuxPath(target) + L"\" \"" + linuxLink + L"\""));
+    made = EventuallyTrue([this] { return IsLink(link); });
+    EXPECT_TRUE(made);
+  }
+  FolderLink(const FolderLink&) = delete;
+  FolderLink& operator=(const FolderLink&) = delete;
+  ~FolderLink() {
+    if (!made) return;
+    EXPECT_TRUE(StartLinuxProgram(L"Z:\\bin\\unlink \"" + LinuxPath(link) + L"\""));
+    EXPECT_TRUE(EventuallyTrue([this] { return !Exists(link); }));
+    // Fails when anything was put into the folder.
+    EXPECT_TRUE(RemoveDirectoryW(target.c_str()));
+  }
+
+  std::wstring link;
+  std::wstring target;
+  bool made = false;
+};
+
 TEST_F(ConfigStaging, TheFolderIsCreatedInTheTemporaryDirectoryAndFoundAgain) {
   const auto created = OpenStagingFolder(kFolderName);
   ASSERT_TRUE(created);
@@ -89,22 +115,11 @@ TEST_F(ConfigStaging, AFolderOfAnotherUserIsRefused) {
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
 }
 
-// The link leads to an empty folder of the test's own, and is taken away as a link: what follows a link by mistake
-// finds nothing behind it.
 TEST_F(ConfigStaging, ALinkToAnotherFolderIsRefused) {
-  const std::wstring target = TestFolderPath() + L"_target";
-  const std::wstring linuxLink = LinuxPath(TestFolderPath());
-  if (linuxLink.empty()) GTEST_SKIP() << "needs Wine to make a link";
-  ASSERT_TRUE(CreateDirectoryW(target.c_str(), nullptr) || GetLastError() == ERROR_ALREADY_EXISTS);
-  ASSERT_TRUE(StartLinuxProgram(L"Z:\\bin\\ln -s -T \"" + LinuxPath(target) + L"\" \"" + linuxLink + L"\""));
-  EXPECT_TRUE(EventuallyTrue([] { return IsLink(TestFolderPath()); }));
-
+  const FolderLink link(TestFolderPath());
+  if (!link.made) GTEST_SKIP() << "needs Wine to make a link";
   EXPECT_FALSE(OpenStagingFolder(kFolderName));
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
-
-  EXPECT_TRUE(StartLinuxProgram(L"Z:\\bin\\unlink \"" + linuxLink + L"\""));
-  EXPECT_TRUE(EventuallyTrue([] { return !Exists(TestFolderPath()); }));
-  EXPECT_TRUE(RemoveDirectoryW(target.c_str()));
 }
 
 TEST_F(ConfigStaging, AFileInTheFoldersPlaceIsRefused) {
@@ -219,6 +234,194 @@ TEST_F(ConfigStaging, AFileThatAnEngineRunsOnStays) {
   RemoveStagedFiles(*folder, L"vpn_config_", L".json");
   EXPECT_TRUE(Exists(folder->path + L"\\vpn_config_1.json"));
   EXPECT_FALSE(Exists(folder->path + L"\\vpn_config_2.json"));
+}
+
+// Another temporary directory, with a blank and Cyrillic letters in its name, and what a VPN session puts into it.
+struct VpnStaging : testing::Test {
+  VpnStaging() : parent((std::filesystem::temp_directory_path() / L"Временные файлы теста").wstring()) {
+    GetEnvironmentVariableW(L"TMP", previous, MAX_PATH);
+    CreateDirectoryW(parent.c_str(), nullptr);
+    SetEnvironmentVariableW(L"TMP", parent.c_str());
+  }
+  ~VpnStaging() override {
+    staged.file.Reset();
+    SetEnvironmentVariableW(L"TMP", previous);
+    RemoveFlatFolder(folder);
+    RemoveFlatFolder(parent);
+  }
+
+  // Files that stand in the folder before the session.
+  void Fill(std::initializer_list<const wchar_t*> names) const {
+    CreateDirectoryW(folder.c_str(), nullptr);
+    for (const wchar_t* name : names) Touch(In(name));
+  }
+  std::wstring In(const wchar_t* name) const { return folder + L"\\" + name; }
+
+  wchar_t previous[MAX_PATH] = L"";
+  std::wstring parent;
+  std::wstring folder = parent + L"\\flutter_vless_vpn";
+  std::wstring active = folder + L"\\vpn_config_active.json";
+  StagedConfig staged;
+};
+
+TEST_F(VpnStaging, TheTextIsWrittenToTheOneFileOfTheOneFolder) {
+  ASSERT_TRUE(WriteStagedConfig("{\"log\":{}}", staged));
+  EXPECT_EQ(staged.path, active);
+  EXPECT_EQ(ReadWholeFile(active, 1000), "{\"log\":{}}");
+}
+
+TEST_F(VpnStaging, TheBytesAreKeptAndNoByteOrderMarkIsPutInFront) {
+  const std::string text = std::string("{\r\n\xD0\xBF\xFF\x1A\n") + '\0' + "\r}";
+  ASSERT_TRUE(WriteStagedConfig(text, staged));
+  EXPECT_EQ(ReadWholeFile(active, 1000), text);
+}
+
+TEST_F(VpnStaging, AllowInsecureIsTakenOutOfTheText) {
+  ASSERT_TRUE(WriteStagedConfig(R"({"a":{"allowInsecure": true},"b":[{"x":1, "AllowInsecure":0}]})", staged));
+  EXPECT_EQ(ReadWholeFile(active, 1000), R"({"a":{},"b":[{"x":1}]})");
+}
+
+TEST_F(VpnStaging, MissingParentsAreCreated) {
+  const std::wstring outer = parent + L"\\a";
+  const std::wstring inner = outer + L"\\b";
+  SetEnvironmentVariableW(L"TMP", inner.c_str());
+  EXPECT_TRUE(WriteStagedConfig("{}", staged));
+  EXPECT_EQ(staged.path, inner + L"\\flutter_vless_vpn\\vpn_config_active.json");
+  staged.file.Reset();
+  RemoveFlatFolder(inner + L"\\flutter_vless_vpn");
+  RemoveFlatFolder(inner);
+  RemoveFlatFolder(outer);
+}
+
+TEST_F(VpnStaging, WithoutATemporaryDirectoryNothingIsWritten) {
+  Touch(parent + L"\\file");
+  SetEnvironmentVariableW(L"TMP", (parent + L"\\file\\below").c_str());
+  EXPECT_FALSE(WriteStagedConfig("{}", staged));
+  EXPECT_EQ(staged.path, L"");
+}
+
+TEST_F(VpnStaging, OfOlderStagedFilesTheActiveOneAndAnUnrelatedOneOnlyTheLastIsKept) {
+  Fill({L"vpn_config_1712.json", L"vpn_config_.json", L"vpn_config_active.json", L"other.json"});
+  ASSERT_TRUE(WriteStagedConfig("{}", staged));
+  EXPECT_FALSE(Exists(In(L"vpn_config_1712.json")));
+  EXPECT_FALSE(Exists(In(L"vpn_config_.json")));
+  EXPECT_EQ(ReadWholeFile(active, 1000), "{}");
+  EXPECT_EQ(ReadWholeFile(In(L"other.json"), 1000), "x");
+}
+
+TEST_F(VpnStaging, FilesWithThePrefixAndAnotherExtensionAreKept) {
+  const auto names = {L"vpn_config_a.txt", L"vpn_config_a.json.bak", L"vpn_config_json", L"vpn_config_a"};
+  Fill(names);
+  ASSERT_TRUE(WriteStagedConfig("{}", staged));
+  for (const wchar_t* name : names) EXPECT_TRUE(Exists(In(name))) << std::filesystem::path(name);
+}
+
+TEST_F(VpnStaging, TheLetterCaseOfPrefixAndExtensionCounts) {
+  const auto names = {L"VPN_config_a.json", L"vpn_config_b.JSON", L"xvpn_config_c.json"};
+  Fill(names);
+  ASSERT_TRUE(WriteStagedConfig("{}", staged));
+  for (const wchar_t* name : names) EXPECT_TRUE(Exists(In(name))) << std::filesystem::path(name);
+}
+
+TEST_F(VpnStaging, FoldersAreKept) {
+  Fill({});
+  ASSERT_TRUE(CreateDirectoryW(In(L"vpn_config_folder.json").c_str(), nullptr));
+  ASSERT_TRUE(WriteStagedConfig("{}", staged));
+  EXPECT_TRUE(Exists(In(L"vpn_config_folder.json")));
+}
+
+TEST_F(VpnStaging, WhileTheSessionHasTheFileOthersCanReadItAndNothingElse) {
+  constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+  ASSERT_TRUE(WriteStagedConfig("{}", staged));
+  EXPECT_TRUE(CanOpen(active, GENERIC_READ, FILE_SHARE_READ));
+  EXPECT_FALSE(CanOpen(active, GENERIC_WRITE, kShareAll));
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_SHARING_VIOLATION));
+  EXPECT_FALSE(CanOpen(active, DELETE, kShareAll));
+  EXPECT_FALSE(DeleteFileW(active.c_str()));
+
+  StagedConfig second;
+  EXPECT_FALSE(WriteStagedConfig("{\"second\":1}", second));
+  EXPECT_EQ(second.path, L"");
+  EXPECT_EQ(ReadWholeFile(active, 1000), "{}");
+}
+
+TEST_F(VpnStaging, TheNextSessionReplacesWhatTheSameOneLeft) {
+  ASSERT_TRUE(WriteStagedConfig("{\"first\":1}", staged));
+  EXPECT_TRUE(WriteStagedConfig("{}", staged));
+  EXPECT_EQ(ReadWholeFile(active, 1000), "{}");
+}
+
+TEST_F(VpnStaging, AFolderOfAnotherUserIsRefused) {
+  Fill({});
+  if (LinuxPath(folder).empty()) GTEST_SKIP() << "needs Wine to change an owner";
+  ASSERT_TRUE(GiveToAnotherUser(folder));
+  EXPECT_FALSE(WriteStagedConfig("{}", staged));
+  EXPECT_FALSE(Exists(active));
+}
+
+TEST_F(VpnStaging, ALinkInTheFoldersPlaceIsRefusedAndNothingWrittenBehindIt) {
+  const FolderLink link(folder);
+  if (!link.made) GTEST_SKIP() << "needs Wine to make a link";
+  EXPECT_FALSE(WriteStagedConfig("{}", staged));
+}
+
+TEST_F(VpnStaging, AFileInTheFoldersPlaceIsRefused) {
+  Touch(folder);
+  EXPECT_FALSE(WriteStagedConfig("{}", staged));
+  EXPECT_EQ(ReadWholeFile(folder, 1000), "x");
+}
+
+TEST_F(VpnStaging, AFolderUnderTheActiveNameIsRefused) {
+  Fill({});
+  ASSERT_TRUE(CreateDirectoryW(active.c_str(), nullptr));
+  EXPECT_FALSE(WriteStagedConfig("{}", staged));
+  EXPECT_TRUE(std::filesystem::is_directory(active));
+  EXPECT_EQ(staged.path, L"");
+}
+
+TEST_F(VpnStaging, AnActiveFileThatSomebodyHoldsIsNotWrittenTo) {
+  Fill({L"vpn_config_active.json"});
+  const KernelHandle holder(CreateFileW(active.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                        OPEN_EXISTING, 0, nullptr));
+  ASSERT_TRUE(holder);
+  EXPECT_FALSE(WriteStagedConfig("{}", staged));
+  EXPECT_EQ(ReadWholeFile(active, 1000), "x");
+}
+
+// A file system of 64 KiB in a folder's place. To Wine that folder is a reparse point.
+struct SmallDisk {
+  explicit SmallDisk(const std::wstring& path) : folder(path) {
+    CreateDirectoryW(folder.c_str(), nullptr);
+    const std::wstring name = LinuxPath(folder);
+    if (name.empty() || !StartLinuxProgram(L"Z:\\bin\\mount -t tmpfs -o size=64k tmpfs \"" + name + L"\"")) return;
+    made = EventuallyTrue([this] { return IsSmall(); });
+  }
+  SmallDisk(const SmallDisk&) = delete;
+  SmallDisk& operator=(const SmallDisk&) = delete;
+  ~SmallDisk() {
+    if (!made) return;
+    EXPECT_TRUE(StartLinuxProgram(L"Z:\\bin\\umount --lazy \"" + LinuxPath(folder) + L"\""));
+    EXPECT_TRUE(EventuallyTrue([this] { return !IsSmall(); }));
+  }
+
+  bool IsSmall() const {
+    ULARGE_INTEGER total{};
+    return GetDiskFreeSpaceExW(folder.c_str(), nullptr, &total, nullptr) && total.QuadPart <= (64u << 10);
+  }
+
+  std::wstring folder;
+  bool made = false;
+};
+
+TEST_F(VpnStaging, AFullDiskLeavesNoHalfFile) {
+  const SmallDisk disk(parent);
+  if (!disk.made) GTEST_SKIP() << "needs Wine and the right to mount a small file system";
+  EXPECT_FALSE(WriteStagedConfig(std::string(200u << 10, 'x'), staged));
+  EXPECT_FALSE(Exists(active));
+  EXPECT_EQ(staged.path, L"");
+  EXPECT_TRUE(WriteStagedConfig(std::string(20u << 10, 'x'), staged));
+  EXPECT_TRUE(ReadWholeFile(active, 1u << 20) == std::string(20u << 10, 'x'));
+  staged.file.Reset();
 }
 
 }  // namespace
