@@ -58,7 +58,7 @@ PreparedConfig PrepareAsService(std::string_view configText, const ListExecutabl
   std::vector<std::string> xrayDnsServers;
   text = PrepareVpnXrayConfig(std::move(text), meta, listExecutables, xrayDnsServers);
   text = RemapBusyPorts(std::move(text), AllPortsFree());
-  prepared.text = StripAllowInsecure(text);
+  prepared.text = StripAllowInsecure(std::move(text));
   for (const std::string& line : TakeCollectedLines()) prepared.logLines.push_back(VisibleText(line));
   return prepared;
 }

@@ -1,27 +1,43 @@
 #include "config/allow_insecure.h"
 
+#include <algorithm>
+#include <cstring>
+
 #include "config/text_scan.h"
 
 namespace moorlak {
 namespace {
 
 constexpr std::string_view kKey = "allowInsecure";
+constexpr size_t kQuotedKeySize = kKey.size() + 2;
 
-// "allowInsecure"\s*:\s*(true|false|1|0)
-size_t MatchMember(std::string_view text, size_t position) {
-  const size_t value = MatchMemberHead(text, position, kKey, LetterCase::Ignore);
+// The position behind \s*:\s*(true|false|1|0), given the key's.
+size_t MatchMember(std::string_view text, size_t key) {
+  const size_t value = MatchColon(text, key + kQuotedKeySize);
   if (value == kNotFound) return kNotFound;
   return MatchAnyLiteral(text, value, {"true", "false", "1", "0"}, LetterCase::Ignore);
 }
 
+// Where keys can stand: each ends at or before `end`.
+struct KeyRange {
+  size_t end;
+  // Behind the last key that was looked at.
+  size_t seen = 0;
+};
+
+size_t FindKeyIn(std::string_view text, KeyRange& range, size_t from) {
+  const size_t key = FindKey(text.substr(0, range.end), kKey, from, LetterCase::Ignore);
+  if (key != kNotFound) range.seen = key + kQuotedKeySize;
+  return key;
+}
+
 // The first match of one of the three patterns at or behind a position.
-using Finder = std::optional<TextMatch> (*)(std::string_view text, size_t from);
+using Finder = std::optional<TextMatch> (*)(std::string_view text, KeyRange& range, size_t from);
 
 // ,\s*"allowInsecure"\s*:\s*(true|false|1|0)
 // Looked for from its key, which is rarer than a comma: the comma, if any, stands behind the blanks before the key.
-std::optional<TextMatch> FindWithCommaBefore(std::string_view text, size_t from) {
-  for (size_t key = FindKey(text, kKey, from, LetterCase::Ignore); key != kNotFound;
-       key = FindKey(text, kKey, key + 1, LetterCase::Ignore)) {
+std::optional<TextMatch> FindWithCommaBefore(std::string_view text, KeyRange& range, size_t from) {
+  for (size_t key = FindKeyIn(text, range, from); key != kNotFound; key = FindKeyIn(text, range, key + 1)) {
     size_t behindComma = key;
     while (behindComma > from && IsBlank(text[behindComma - 1])) --behindComma;
     if (behindComma == from || text[behindComma - 1] != ',') continue;
@@ -32,9 +48,8 @@ std::optional<TextMatch> FindWithCommaBefore(std::string_view text, size_t from)
 }
 
 // "allowInsecure"\s*:\s*(true|false|1|0)\s*,
-std::optional<TextMatch> FindWithCommaBehind(std::string_view text, size_t from) {
-  for (size_t key = FindKey(text, kKey, from, LetterCase::Ignore); key != kNotFound;
-       key = FindKey(text, kKey, key + 1, LetterCase::Ignore)) {
+std::optional<TextMatch> FindWithCommaBehind(std::string_view text, KeyRange& range, size_t from) {
+  for (size_t key = FindKeyIn(text, range, from); key != kNotFound; key = FindKeyIn(text, range, key + 1)) {
     const size_t end = MatchMember(text, key);
     if (end == kNotFound) continue;
     const size_t comma = SkipBlanks(text, end);
@@ -44,32 +59,37 @@ std::optional<TextMatch> FindWithCommaBehind(std::string_view text, size_t from)
 }
 
 // "allowInsecure"\s*:\s*(true|false|1|0)
-std::optional<TextMatch> FindAlone(std::string_view text, size_t from) {
-  for (size_t key = FindKey(text, kKey, from, LetterCase::Ignore); key != kNotFound;
-       key = FindKey(text, kKey, key + 1, LetterCase::Ignore)) {
+std::optional<TextMatch> FindAlone(std::string_view text, KeyRange& range, size_t from) {
+  for (size_t key = FindKeyIn(text, range, from); key != kNotFound; key = FindKeyIn(text, range, key + 1)) {
     const size_t end = MatchMember(text, key);
     if (end != kNotFound) return TextMatch{key, end, {}};
   }
   return std::nullopt;
 }
 
-std::string RemoveAll(std::string_view text, Finder find) {
-  std::string kept;
-  kept.reserve(text.size());
+// Takes the matches out. Leaves the range of the keys that there are now: those that did not match, and those that
+// formed where a match was between two halves.
+void RemoveAll(std::string& text, KeyRange& range, Finder find) {
+  size_t kept = 0;
   size_t position = 0;
-  while (const auto match = find(text, position)) {
-    kept += text.substr(position, match->begin - position);
+  // Only bytes before `position` are overwritten, and a finder looks at none of them.
+  while (const auto match = find(text, range, position)) {
+    std::memmove(text.data() + kept, text.data() + position, match->begin - position);
+    kept += match->begin - position;
     position = match->end;
   }
-  kept += text.substr(position);
-  return kept;
+  const size_t removed = position - kept;
+  text.erase(kept, removed);
+  range = {std::max(range.seen, position) - removed + kQuotedKeySize};
 }
 
 }  // namespace
 
-std::string StripAllowInsecure(std::string_view text) {
+std::string StripAllowInsecure(std::string text) {
+  KeyRange range{text.size()};
   // The order matters: a comma before the member goes first, so the second pass sees only members that open an object.
-  return RemoveAll(RemoveAll(RemoveAll(text, FindWithCommaBefore), FindWithCommaBehind), FindAlone);
+  for (const Finder find : {FindWithCommaBefore, FindWithCommaBehind, FindAlone}) RemoveAll(text, range, find);
+  return text;
 }
 
 }  // namespace moorlak

@@ -1,6 +1,5 @@
 #include "config/byte_search.h"
 
-#include <algorithm>
 #include <bit>
 #include <cstdint>
 
@@ -19,9 +18,7 @@ bool IsLetter(char byte) {
 }
 
 bool StandsAt(std::string_view text, size_t position, std::string_view needle, LetterCase letterCase) {
-  const std::string_view here = text.substr(position, needle.size());
-  if (letterCase == LetterCase::Exact) return here == needle;
-  return std::ranges::equal(here, needle, {}, FoldLetter, FoldLetter);
+  return SameBytes(text.substr(position, needle.size()), needle, letterCase);
 }
 
 // A byte of the needle by which places are picked before the whole needle is compared.
@@ -89,8 +86,12 @@ uint32_t MaskOf(__m128i comparison) {
 
 }  // namespace
 
-char FoldLetter(char byte) {
-  return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte + kCaseBit) : byte;
+bool SameBytes(std::string_view one, std::string_view other, LetterCase letterCase) {
+  if (letterCase == LetterCase::Exact) return one == other;
+  for (size_t i = 0; i < other.size(); ++i) {
+    if (one[i] != other[i] && FoldLetter(one[i]) != FoldLetter(other[i])) return false;
+  }
+  return true;
 }
 
 size_t FindByte(std::string_view text, char byte, size_t from) {

@@ -13,7 +13,12 @@ inline constexpr size_t kNotFound = std::string_view::npos;
 enum class LetterCase { Exact, Ignore };
 
 // An ASCII capital as its small letter, every other byte as it is.
-char FoldLetter(char byte);
+inline char FoldLetter(char byte) {
+  return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
+}
+
+// Whether two texts of one size are the same.
+bool SameBytes(std::string_view one, std::string_view other, LetterCase letterCase);
 
 // The first such byte at or behind a position; kNotFound when there is none. The position may lie behind the text.
 size_t FindByte(std::string_view text, char byte, size_t from);

@@ -1,14 +1,14 @@
 #include "config/config_meta.h"
 
 #include <algorithm>
+#include <array>
 
+#include "config/key_search.h"
 #include "config/text_scan.h"
 
 namespace moorlak {
 namespace {
 
-constexpr std::string_view kBlockedAppsKey = "__moorlak_blocked_apps";
-constexpr std::string_view kMetaKey = "moorlakMeta";
 constexpr size_t kLongestName = 253;
 constexpr uint64_t kLargestPort = 65535;
 
@@ -32,10 +32,22 @@ bool IsBlockedApp(std::string_view app) {
   return app.size() <= kLongestName && std::ranges::all_of(BaseName(app), IsProgramByte);
 }
 
+// The keys, and where the first of each stands, whatever its case; kNotFound is behind every text.
+enum Key : size_t { kBlockedApps, kMeta, kPanelHost, kBypassSubnets, kDirectDomains, kShareProxyPorts, kKeys };
+constexpr std::array<std::string_view, kKeys> kNames{"__moorlak_blocked_apps", "moorlakMeta",   "panelHost",
+                                                     "bypassSubnets",          "directDomains", "shareProxyPorts"};
+using FirstPlaces = std::array<size_t, kKeys>;
+
+// The exact key; it stands no earlier than the first of any case.
+size_t FindExactKey(std::string_view text, const FirstPlaces& first, Key key) {
+  return FindKey(text, kNames[key], first[key], LetterCase::Exact);
+}
+
 // The items of the first list under that key, whatever the key's case, that the test accepts.
-std::vector<std::string> ReadItems(std::string_view text, std::string_view key, bool (*accepts)(std::string_view)) {
+std::vector<std::string> ReadItems(std::string_view text, const FirstPlaces& first, Key key,
+                                   bool (*accepts)(std::string_view)) {
   std::vector<std::string> items;
-  const auto list = FindListMember(text, key, 0, LetterCase::Ignore);
+  const auto list = FindListMember(text, kNames[key], first[key], LetterCase::Ignore);
   if (!list) return items;
   for (auto item = FindQuotedItem(list->group, 0); item; item = FindQuotedItem(list->group, item->end)) {
     if (accepts(item->group)) items.emplace_back(item->group);
@@ -43,9 +55,9 @@ std::vector<std::string> ReadItems(std::string_view text, std::string_view key, 
   return items;
 }
 
-std::vector<uint32_t> ReadPorts(std::string_view text, std::string_view key) {
+std::vector<uint32_t> ReadPorts(std::string_view text, const FirstPlaces& first) {
   std::vector<uint32_t> ports;
-  const auto list = FindListMember(text, key, 0, LetterCase::Ignore);
+  const auto list = FindListMember(text, kNames[kShareProxyPorts], first[kShareProxyPorts], LetterCase::Ignore);
   if (!list) return ports;
   for (auto number = FindShortNumber(list->group, 0); number; number = FindShortNumber(list->group, number->end)) {
     const uint64_t port = ParseDecimal(number->group, kLargestPort).value_or(0);
@@ -107,23 +119,26 @@ std::string_view BaseName(std::string_view path) {
 
 ConfigMeta ParseConfigMeta(std::string& text) {
   ConfigMeta meta;
+  const FirstPlaces first = FindFirstKeys<kNames>(text, LetterCase::Ignore);
   // The exact key is asked for first, as the list's own search would also take another case.
-  if (ContainsKey(text, kBlockedAppsKey)) meta.blockedApps = ReadItems(text, kBlockedAppsKey, IsBlockedApp);
-  const size_t metaKey = FindKey(text, kMetaKey, 0, LetterCase::Exact);
+  if (FindExactKey(text, first, kBlockedApps) != kNotFound) {
+    meta.blockedApps = ReadItems(text, first, kBlockedApps, IsBlockedApp);
+  }
+  const size_t metaKey = FindExactKey(text, first, kMeta);
   if (metaKey == kNotFound) return meta;
 
-  const auto panelHost = FindFilledTextMember(text, "panelHost", 0, LetterCase::Ignore);
+  const auto panelHost = FindFilledTextMember(text, kNames[kPanelHost], first[kPanelHost], LetterCase::Ignore);
   if (panelHost && IsSafeHostToken(panelHost->group)) meta.panelHost = panelHost->group;
-  meta.bypassSubnets = ReadItems(text, "bypassSubnets", IsAnyText);
-  meta.directDomains = ReadItems(text, "directDomains", IsSafeHostToken);
-  meta.shareProxyPorts = ReadPorts(text, "shareProxyPorts");
+  meta.bypassSubnets = ReadItems(text, first, kBypassSubnets, IsAnyText);
+  meta.directDomains = ReadItems(text, first, kDirectDomains, IsSafeHostToken);
+  meta.shareProxyPorts = ReadPorts(text, first);
   RemoveJsonMember(text, metaKey);
   return meta;
 }
 
 void RemoveJsonMember(std::string& text, size_t keyPosition) {
   if (keyPosition >= text.size()) return;
-  const size_t open = text.find_first_of("{[", keyPosition);
+  const size_t open = std::min(FindByte(text, '{', keyPosition), FindByte(text, '[', keyPosition));
   if (open == kNotFound) return;
   const size_t valueEnd = EndOfContainer(text, open);
   if (valueEnd == kNotFound) return;

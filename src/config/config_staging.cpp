@@ -56,10 +56,12 @@ bool WriteNewFile(const std::wstring& path, std::string_view text) {
 }
 
 bool StageVpnConfig(std::string_view configText, StagedConfig& staged) {
+  // What the session before left open could not be removed.
+  staged = {};
   const auto folder = OpenStagingFolder(kVpnFolderName);
   if (!folder) return false;
   RemoveStagedFiles(*folder, kVpnFilePrefix, kVpnFileSuffix);
-  auto written = StageConfig(*folder, kVpnFileName, StripAllowInsecure(configText));
+  auto written = StageConfig(*folder, kVpnFileName, StripAllowInsecure(std::string(configText)));
   if (!written) return false;
   staged = std::move(*written);
   return true;

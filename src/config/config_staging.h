@@ -43,7 +43,8 @@ void RemoveStagedConfig(StagedConfig& staged) noexcept;
 
 // The VPN session's one staged file: removes those of earlier sessions from the folder, takes "allowInsecure" out of
 // the text and writes it. The file stays open for as long as the engine runs, so that nobody changes it between the
-// engine's test and its start. False when the folder cannot be had or trusted, or the text cannot be written whole.
+// engine's test and its start; what the record held before is closed. False when the folder cannot be had or trusted,
+// or the text cannot be written whole.
 bool WriteStagedConfig(std::string_view configText, StagedConfig& staged) noexcept;
 
 }  // namespace moorlak

@@ -9,6 +9,8 @@
 namespace moorlak {
 namespace {
 
+constexpr std::string_view kServersKey = "servers";
+
 // How far the pieces of a section may stand apart, the limits included.
 struct SectionReach {
   size_t toServers;
@@ -42,7 +44,7 @@ std::optional<size_t> FindArrayEnd(std::string_view text, size_t open) {
 std::optional<std::string_view> FindServersArray(std::string_view text, const SectionReach& reach) {
   const size_t section = FindKey(text, "dns", 0, LetterCase::Exact);
   if (section == kNotFound) return std::nullopt;
-  const size_t servers = FindKey(text, "servers", section, LetterCase::Exact);
+  const size_t servers = FindKey(text, kServersKey, section, LetterCase::Exact);
   if (servers == kNotFound || servers - section > reach.toServers) return std::nullopt;
   const size_t open = FindByte(text, '[', servers);
   if (open == kNotFound || open - servers > reach.toArray) return std::nullopt;
@@ -73,6 +75,13 @@ std::vector<std::string> GetTunnelDnsServers(const std::vector<std::string>& xra
 bool HasXrayDnsServers(std::string_view configText) {
   const auto array = FindServersArray(configText, kReachToKeep);
   return array && array->find_first_not_of(" \t\r\n") != kNotFound;
+}
+
+size_t EndOfXrayDnsServers(std::string_view configText, size_t section) {
+  const size_t servers = FindKey(configText, kServersKey, section, LetterCase::Exact);
+  const size_t open = FindByte(configText, '[', servers);
+  const auto close = FindArrayEnd(configText, open);
+  return close ? *close + 1 : kNotFound;
 }
 
 std::string QuotedList(const std::vector<std::string>& addresses, std::string_view separator) {

@@ -21,6 +21,10 @@ std::vector<std::string> GetTunnelDnsServers(const std::vector<std::string>& xra
 // byte shorter here than when the array is read.
 bool HasXrayDnsServers(std::string_view configText);
 
+// The position behind the "servers" array that follows the section's key, however far; kNotFound when a piece of it is
+// missing.
+size_t EndOfXrayDnsServers(std::string_view configText, size_t section);
+
 // Each address in double quotes.
 std::string QuotedList(const std::vector<std::string>& addresses, std::string_view separator);
 

@@ -1,5 +1,6 @@
 #include "config/routing_rules.h"
 
+#include <algorithm>
 #include <optional>
 
 #include "config/dns_servers.h"
@@ -7,6 +8,8 @@
 
 namespace moorlak {
 namespace {
+
+constexpr std::string_view kRulesKey = "rules";
 
 // The service's own programs and the user interface never loop through the tunnel.
 constexpr std::string_view kOwnPrograms =
@@ -87,7 +90,7 @@ bool InjectRoutingRules(std::string& text, std::string_view serverAddress, const
         text, FindByte(text, '{', 0),
         "\n\"routing\": {\n  \"domainStrategy\": \"IPIfNonMatch\",\n  \"rules\": [\n" + rules + "  ]\n},");
   }
-  const size_t ownRules = FindKey(text, "rules", section, LetterCase::Exact);
+  const size_t ownRules = FindKey(text, kRulesKey, section, LetterCase::Exact);
   if (ownRules == kNotFound) {
     DropLastComma(rules);
     return InsertBehind(text, FindByte(text, '{', section), "\n  \"rules\": [\n" + rules + "  ],");
@@ -96,6 +99,14 @@ bool InjectRoutingRules(std::string& text, std::string_view serverAddress, const
   // Rules that follow need the comma in front of them.
   if (array != kNotFound && IsEmptyArray(text, array)) DropLastComma(rules);
   return InsertBehind(text, array, "\n" + rules);
+}
+
+size_t EndOfRulesHead(std::string_view text, size_t section) {
+  const size_t ownRules = FindKey(text, kRulesKey, section, LetterCase::Exact);
+  const size_t open = ownRules == kNotFound ? FindByte(text, '{', section) : FindByte(text, '[', ownRules);
+  if (open == kNotFound) return ownRules == kNotFound ? kNotFound : ownRules + kRulesKey.size() + 2;
+  // An empty array shows at its first byte that is no blank.
+  return std::min(SkipBlanks(text, open + 1) + 1, text.size());
 }
 
 }  // namespace moorlak

@@ -16,4 +16,7 @@ bool InjectRoutingRules(std::string& text, std::string_view serverAddress, const
                         const std::vector<std::string>& blockedApps, const std::vector<std::string>& dnsList,
                         const ListExecutables& listExecutables);
 
+// The position behind all that InjectRoutingRules looks at behind the section's key; kNotFound when there is nothing.
+size_t EndOfRulesHead(std::string_view text, size_t section);
+
 }  // namespace moorlak

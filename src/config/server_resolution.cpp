@@ -38,11 +38,16 @@ std::string AddressText(const ADDRINFOW& entry) {
 std::vector<std::string> Resolve(const std::string& host) {
   if (host.empty()) return {};
   if (IsDottedQuad(host)) return {host};
-  std::vector<std::string> addresses;
   const WinsockSession winsock;
-  if (!winsock.started) return addresses;
-  const AddressList list = LookUp(host);
-  for (const ADDRINFOW* entry = list.get(); entry != nullptr; entry = entry->ai_next) {
+  if (!winsock.started) return {};
+  return AddressTexts(LookUp(host).get());
+}
+
+}  // namespace
+
+std::vector<std::string> AddressTexts(const ADDRINFOW* list) {
+  std::vector<std::string> addresses;
+  for (const ADDRINFOW* entry = list; entry != nullptr; entry = entry->ai_next) {
     std::string address = AddressText(*entry);
     if (!address.empty() && std::ranges::find(addresses, address) == addresses.end()) {
       addresses.push_back(std::move(address));
@@ -50,8 +55,6 @@ std::vector<std::string> Resolve(const std::string& host) {
   }
   return addresses;
 }
-
-}  // namespace
 
 std::vector<std::string> ResolveServerIPv4(const std::string& host) noexcept {
   try {

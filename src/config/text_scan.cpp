@@ -44,8 +44,9 @@ size_t MatchDigits(std::string_view text, size_t position, size_t longest) {
   return end == position ? kNotFound : end;
 }
 
-// \d{1,3}\.\d{1,3}\.\d{1,3}\.\d{1,3} at exactly this position: the position behind it. A dot is no digit, so the
-// longest run of digits is the only one that can go on.
+}  // namespace
+
+// A dot is no digit, so the longest run of digits is the only one that can go on.
 size_t MatchDottedQuad(std::string_view text, size_t position) {
   for (int part = 0; part < 4; ++part) {
     if (part > 0) {
@@ -58,6 +59,8 @@ size_t MatchDottedQuad(std::string_view text, size_t position) {
   return position;
 }
 
+namespace {
+
 // Linear although every key is tried: the blanks behind one key end before the next key begins. A text without its
 // closing quote has no further key behind it; a list without its closing bracket has no complete list behind it.
 template <typename ValueMatcher>
@@ -65,7 +68,7 @@ std::optional<TextMatch> FindMember(std::string_view text, std::string_view key,
                                     ValueMatcher matchValue) {
   for (size_t begin = FindKey(text, key, from, letterCase); begin != kNotFound;
        begin = FindKey(text, key, begin + 1, letterCase)) {
-    const size_t valueBegin = MatchMemberHead(text, begin, key, letterCase);
+    const size_t valueBegin = MatchColon(text, begin + key.size() + 2);
     if (valueBegin == kNotFound) continue;
     const std::optional<TextMatch> value = matchValue(text, valueBegin);
     if (value) return TextMatch{begin, value->end, value->group};
@@ -95,12 +98,7 @@ size_t SkipDigits(std::string_view text, size_t position) {
 
 size_t MatchLiteral(std::string_view text, size_t position, std::string_view literal, LetterCase letterCase) {
   if (position > text.size() || text.size() - position < literal.size()) return kNotFound;
-  for (size_t i = 0; i < literal.size(); ++i) {
-    const char here = text[position + i];
-    if (here == literal[i]) continue;
-    if (letterCase == LetterCase::Exact || FoldLetter(here) != FoldLetter(literal[i])) return kNotFound;
-  }
-  return position + literal.size();
+  return SameBytes(text.substr(position, literal.size()), literal, letterCase) ? position + literal.size() : kNotFound;
 }
 
 size_t MatchAnyLiteral(std::string_view text, size_t position, std::initializer_list<std::string_view> literals,
@@ -112,12 +110,15 @@ size_t MatchAnyLiteral(std::string_view text, size_t position, std::initializer_
   return kNotFound;
 }
 
-size_t MatchMemberHead(std::string_view text, size_t position, std::string_view key, LetterCase letterCase) {
-  const size_t keyEnd = MatchQuoted(text, position, key, letterCase);
-  if (keyEnd == kNotFound) return kNotFound;
-  const size_t colon = SkipBlanks(text, keyEnd);
+size_t MatchColon(std::string_view text, size_t position) {
+  const size_t colon = SkipBlanks(text, position);
   if (colon >= text.size() || text[colon] != ':') return kNotFound;
   return SkipBlanks(text, colon + 1);
+}
+
+size_t MatchMemberHead(std::string_view text, size_t position, std::string_view key, LetterCase letterCase) {
+  const size_t keyEnd = MatchQuoted(text, position, key, letterCase);
+  return keyEnd == kNotFound ? kNotFound : MatchColon(text, keyEnd);
 }
 
 size_t FindKey(std::string_view text, std::string_view key, size_t from, LetterCase letterCase) {

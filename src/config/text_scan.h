@@ -38,6 +38,9 @@ size_t MatchLiteral(std::string_view text, size_t position, std::string_view lit
 size_t MatchAnyLiteral(std::string_view text, size_t position, std::initializer_list<std::string_view> literals,
                        LetterCase letterCase);
 
+// \s*:\s* at exactly this position: the position behind it.
+size_t MatchColon(std::string_view text, size_t position);
+
 // "key"\s*:\s* at exactly this position: the position of the value.
 size_t MatchMemberHead(std::string_view text, size_t position, std::string_view key, LetterCase letterCase);
 
@@ -86,6 +89,9 @@ struct GapMatch {
   TextMatch tail;
 };
 std::optional<GapMatch> FindAcrossGap(std::string_view text, const GapPattern& pattern, size_t from);
+
+// \d{1,3}\.\d{1,3}\.\d{1,3}\.\d{1,3} at exactly this position: the position behind it.
+size_t MatchDottedQuad(std::string_view text, size_t position);
 
 // ^\d{1,3}\.\d{1,3}\.\d{1,3}\.\d{1,3}$
 bool IsDottedQuad(std::string_view text);

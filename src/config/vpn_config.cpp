@@ -1,8 +1,12 @@
 #include "config/vpn_config.h"
 
+#include <algorithm>
+#include <array>
+
 #include "base/log.h"
 #include "base/standard_error.h"
 #include "config/dns_servers.h"
+#include "config/key_search.h"
 #include "config/routing_rules.h"
 #include "config/server_address.h"
 #include "config/text_scan.h"
@@ -11,7 +15,9 @@
 namespace moorlak {
 namespace {
 
+constexpr std::string_view kIpv6Loopback = "[::1]";
 constexpr std::string_view kListen = "\"listen\": \"127.0.0.1\"";
+constexpr std::string_view kApiProtocol = "dokodemo-door";
 constexpr std::string_view kStatsSection = "\n\"stats\": {},";
 constexpr std::string_view kPolicySection =
     "\n\"policy\": { \"system\": { \"statsOutboundUplink\": true, \"statsOutboundDownlink\": true } },";
@@ -28,25 +34,29 @@ constexpr std::string_view kApiInbound =
     "    },";
 static_assert(kApiInbound.size() == 163);
 
-// More than the sections and rules without executables take, so that most texts grow without being moved to new memory.
-constexpr size_t kRoomForEdits = 4096;
+// More than the sections, the inbounds and the rules of a few hosts take. A string that grows by itself doubles its
+// memory.
+constexpr size_t kRoomForEdits = 8192;
 
 // "listen"\s*:\s*"\[::1\]"
 std::optional<TextMatch> FindIpv6Listen(std::string_view text, size_t from) {
-  return FindMemberWithText(text, "listen", {"[::1]"}, from);
+  return FindMemberWithText(text, "listen", {kIpv6Loopback}, from);
 }
 
 void ListenOnIpv4(std::string& text) {
-  auto match = FindIpv6Listen(text, 0);
-  if (!match) return;
+  size_t size = text.size();
+  for (auto match = FindIpv6Listen(text, 0); match; match = FindIpv6Listen(text, match->end)) {
+    size = size - (match->end - match->begin) + kListen.size();
+  }
   std::string replaced;
-  replaced.reserve(text.size() + kRoomForEdits);
   size_t position = 0;
-  for (; match; match = FindIpv6Listen(text, position)) {
+  for (auto match = FindIpv6Listen(text, 0); match; match = FindIpv6Listen(text, position)) {
+    if (position == 0) replaced.reserve(size + kRoomForEdits);
     replaced.append(text, position, match->begin - position);
     replaced += kListen;
     position = match->end;
   }
+  if (position == 0) return;
   replaced.append(text, position);
   text = std::move(replaced);
 }
@@ -106,9 +116,79 @@ void AddRoutingRules(std::string& text, const std::string& serverAddress, const 
 
 void AddApiInbound(std::string& text) {
   const size_t inbounds = FindKey(text, "inbounds", 0, LetterCase::Exact);
-  if (inbounds == kNotFound || FindText(text, "dokodemo-door", 0, LetterCase::Exact) != kNotFound) return;
+  if (inbounds == kNotFound || FindText(text, kApiProtocol, 0, LetterCase::Exact) != kNotFound) return;
   const size_t open = FindByte(text, '[', inbounds);
   if (open != kNotFound) text.insert(open + 1, kApiInbound);
+}
+
+// The quoted names that the edits look for; "tun" is the end of what InjectTunInbound looks for.
+enum Key : size_t { kStatsKey, kPolicyKey, kApiKey, kDnsKey, kRoutingKey, kInboundsKey, kTunKey, kListenKey, kKeys };
+constexpr std::array<std::string_view, kKeys> kNames{"stats",   "policy",   "api", "dns",
+                                                     "routing", "inbounds", "tun", "listen"};
+
+// The end of everything that the edits look for: in the text up to there they find what they would find in the whole
+// text. That holds for what they put in, too, as long as the names stand behind the brace at which sections go in: no
+// piece begins or ends with a part of what another edit looks for.
+size_t EndOfEdits(std::string_view text) {
+  const size_t brace = FindByte(text, '{', 0);
+  const auto keys = FindKeySpans<kNames>(text, LetterCase::Exact);
+  size_t end = 0;
+  const auto include = [&end](size_t position, size_t size) {
+    if (position != kNotFound) end = std::max(end, position + size);
+  };
+  include(brace, 1);
+  for (size_t key = 0; key < kKeys; ++key) {
+    if (keys[key].first < brace) return text.size();
+    const bool all = key == kTunKey || key == kListenKey;
+    include(all ? keys[key].last : keys[key].first, kNames[key].size() + 2);
+  }
+  const size_t lastListen = MatchMemberHead(text, keys[kListenKey].last, kNames[kListenKey], LetterCase::Exact);
+  include(lastListen, kIpv6Loopback.size() + 2);
+  include(FindText(text, kApiProtocol, 0, LetterCase::Exact), kApiProtocol.size());
+  const size_t servers = FindKey(text, "servers", keys[kDnsKey].first, LetterCase::Exact);
+  const size_t rules = FindKey(text, "rules", keys[kRoutingKey].first, LetterCase::Exact);
+  for (const size_t from : {servers, rules, keys[kInboundsKey].first}) {
+    // That bracket can be gone when another edit looks for it.
+    if (MatchLiteral(text, FindByte(text, '[', from), kIpv6Loopback, LetterCase::Exact) != kNotFound)
+      return text.size();
+  }
+  include(EndOfXrayDnsServers(text, keys[kDnsKey].first), 0);
+  include(EndOfRulesHead(text, keys[kRoutingKey].first), 0);
+  include(FindByte(text, '[', keys[kInboundsKey].first), 1);
+  return std::min(end, text.size());
+}
+
+// Takes the first bytes out of the text to edit them; a text that is taken whole is not kept besides.
+std::string TakeFront(std::string& text, size_t size) {
+  std::string front;
+  front.reserve(size + kRoomForEdits);
+  front.append(text, 0, size);
+  if (size == text.size()) text = std::string();
+  return front;
+}
+
+// Puts the edited bytes in place of the first ones.
+std::string ReplaceFront(std::string text, size_t size, std::string edited) {
+  if (text.empty()) return edited;
+  const size_t newSize = text.size() - size + edited.size();
+  if (newSize <= text.capacity()) return std::move(text.replace(0, size, edited));
+  std::string replaced;
+  replaced.reserve(newSize);
+  replaced.append(edited).append(text, size);
+  return replaced;
+}
+
+void EditText(std::string& text, const std::string& serverAddress, const ConfigMeta& meta,
+              const std::vector<std::string>& dnsList, const ListExecutables& listExecutables) {
+  ListenOnIpv4(text);
+  AddMissingSections(text);
+  AddDnsSection(text, dnsList);
+  AddRoutingRules(text, serverAddress, meta, dnsList, listExecutables);
+  if (!meta.blockedApps.empty()) {
+    text = InjectTunInbound(std::move(text), dnsList);
+    WriteLogLine("split-tunnel: Xray native TUN inbound injected (per-process bypass)");
+  }
+  AddApiInbound(text);
 }
 
 }  // namespace
@@ -119,17 +199,12 @@ std::string PrepareVpnXrayConfig(std::string configText, const ConfigMeta& meta,
   const std::vector<std::string> dnsList = GetTunnelDnsServers(xrayDnsServers);
   const std::string serverAddress = ExtractServerAddress(configText);
 
-  configText.reserve(configText.size() + kRoomForEdits);
-  ListenOnIpv4(configText);
-  AddMissingSections(configText);
-  AddDnsSection(configText, dnsList);
-  AddRoutingRules(configText, serverAddress, meta, dnsList, listExecutables);
-  if (!meta.blockedApps.empty()) {
-    configText = InjectTunInbound(std::move(configText), dnsList);
-    WriteLogLine("split-tunnel: Xray native TUN inbound injected (per-process bypass)");
-  }
-  AddApiInbound(configText);
-  return configText;
+  // Most of a long text stands behind all the edits: it is moved once, not with each of them.
+  const size_t end = EndOfEdits(configText);
+  const size_t frontSize = end > configText.size() / 2 ? configText.size() : end;
+  std::string front = TakeFront(configText, frontSize);
+  EditText(front, serverAddress, meta, dnsList, listExecutables);
+  return ReplaceFront(std::move(configText), frontSize, std::move(front));
 }
 
 }  // namespace moorlak
