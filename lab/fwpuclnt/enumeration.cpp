@@ -1,0 +1,106 @@
+// Enumerations of filters: a snapshot taken when the handle is created, handed out in pages.
+#include <winsock2.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <fwpmu.h>
+#include <map>
+#include <mutex>
+
+#include "base/utf.h"
+#include "fwpuclnt/convert.h"
+#include "fwpuclnt/engine.h"
+#include "fwpuclnt/objects.h"
+
+namespace moorlak::lab {
+namespace {
+
+constexpr uint32_t kInvalidEnumerator = 0x8032001D;
+constexpr size_t kLongestName = 256;
+
+struct Enumeration {
+  std::vector<WfpFilter> filters;
+  size_t next = 0;
+};
+std::mutex enumerationsLock;
+uint64_t nextEnumeration = 1;
+std::map<uint64_t, Enumeration> enumerations;
+
+// Everything that one entry points to; a page is one block of memory.
+struct Entry {
+  FWPM_FILTER0 filter;
+  GUID provider;
+  wchar_t name[kLongestName];
+};
+
+void Fill(Entry& entry, const WfpFilter& filter) {
+  lstrcpynW(entry.name, WidenUtf8(filter.name).c_str(), static_cast<int>(kLongestName));
+  entry.filter.displayData.name = entry.name;
+  entry.filter.filterId = filter.id;
+  entry.filter.subLayerKey = KeyFromText(filter.sublayer);
+  entry.provider = KeyFromText(filter.provider);
+  entry.filter.providerKey = filter.provider.empty() ? nullptr : &entry.provider;
+}
+
+FWPM_FILTER0** MakePage(Enumeration& enumeration, size_t count) {
+  if (count == 0) return nullptr;
+  const size_t bytes = count * (sizeof(Entry) + sizeof(FWPM_FILTER0*));
+  auto* entries = static_cast<Entry*>(HeapAlloc(GetProcessHeap(), HEAP_ZERO_MEMORY, bytes));
+  if (entries == nullptr) return nullptr;
+  // The page begins with its pointers, the entries stand behind them.
+  auto** pointers = reinterpret_cast<FWPM_FILTER0**>(entries);
+  entries = reinterpret_cast<Entry*>(pointers + count);
+  for (size_t index = 0; index < count; ++index) {
+    Fill(entries[index], enumeration.filters[enumeration.next++]);
+    pointers[index] = &entries[index].filter;
+  }
+  return pointers;
+}
+
+}  // namespace
+}  // namespace moorlak::lab
+
+using namespace moorlak::lab;
+
+extern "C" {
+
+DWORD WINAPI FwpmFilterCreateEnumHandle0(HANDLE engine, const FWPM_FILTER_ENUM_TEMPLATE0* wanted, HANDLE* handle) {
+  return CallEngine("FwpmFilterCreateEnumHandle0", engine, "", [&](EngineCall& call) -> uint32_t {
+    if (handle == nullptr) return kNullPointer;
+    if (wanted != nullptr) return ERROR_NOT_SUPPORTED;
+    const std::lock_guard lock(enumerationsLock);
+    const uint64_t number = nextEnumeration++;
+    enumerations[number].filters = call.wfp.filters;
+    *handle = reinterpret_cast<HANDLE>(number);
+    return 0;
+  });
+}
+
+DWORD WINAPI FwpmFilterEnum0(HANDLE engine, HANDLE handle, UINT32 requested, FWPM_FILTER0*** entries, UINT32* count) {
+  return CallEngine("FwpmFilterEnum0", engine, std::to_string(requested), [&](EngineCall&) -> uint32_t {
+    if (entries == nullptr || count == nullptr) return kNullPointer;
+    const std::lock_guard lock(enumerationsLock);
+    const auto found = enumerations.find(reinterpret_cast<uint64_t>(handle));
+    if (found == enumerations.end()) return kInvalidEnumerator;
+    Enumeration& enumeration = found->second;
+    const size_t size = std::min<size_t>(requested, enumeration.filters.size() - enumeration.next);
+    *entries = MakePage(enumeration, size);
+    if (size != 0 && *entries == nullptr) return ERROR_NOT_ENOUGH_MEMORY;
+    *count = static_cast<UINT32>(size);
+    return 0;
+  });
+}
+
+DWORD WINAPI FwpmFilterDestroyEnumHandle0(HANDLE engine, HANDLE handle) {
+  return CallEngine("FwpmFilterDestroyEnumHandle0", engine, "", [&](EngineCall&) -> uint32_t {
+    const std::lock_guard lock(enumerationsLock);
+    return enumerations.erase(reinterpret_cast<uint64_t>(handle)) != 0 ? 0 : kInvalidEnumerator;
+  });
+}
+
+void WINAPI FwpmFreeMemory0(void** memory) {
+  if (memory == nullptr) return;
+  HeapFree(GetProcessHeap(), 0, *memory);
+  *memory = nullptr;
+}
+}

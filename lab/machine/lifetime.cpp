@@ -1,0 +1,67 @@
+#include "machine/lifetime.h"
+
+#include <algorithm>
+
+namespace moorlak::lab {
+namespace {
+
+template <typename Object>
+void DropOwned(std::vector<Object>& objects, uint64_t session) {
+  std::erase_if(objects, [session](const Object& object) { return object.session == session; });
+}
+
+void DropDeadDevices(MachineState& state, const IsAlive& isAlive) {
+  for (Device& device : state.devices) {
+    if (device.ownerProcess == 0 || isAlive(device.ownerProcess)) continue;
+    device.ownerProcess = 0;
+    device.present = false;
+    RemoveAdapter(state, device.adapterGuid);
+  }
+}
+
+void DropDeadAdapterSessions(MachineState& state, const IsAlive& isAlive) {
+  for (Adapter& adapter : state.adapters) {
+    if (adapter.sessionProcess == 0 || isAlive(adapter.sessionProcess)) continue;
+    adapter.sessionProcess = 0;
+    adapter.up = false;
+  }
+}
+
+}  // namespace
+
+std::vector<uint64_t> DeadWfpSessions(const MachineState& state, const IsAlive& isAlive) {
+  std::vector<uint64_t> dead;
+  for (const WfpSession& session : state.wfp.sessions) {
+    if (session.process != 0 && !isAlive(session.process)) dead.push_back(session.handle);
+  }
+  return dead;
+}
+
+void DropWfpSession(MachineState& state, uint64_t handle) {
+  Wfp& wfp = state.wfp;
+  std::erase_if(wfp.sessions, [handle](const WfpSession& session) { return session.handle == handle; });
+  // Owner 0 means none, so it must never match.
+  if (handle == 0) return;
+  DropOwned(wfp.filters, handle);
+  DropOwned(wfp.sublayers, handle);
+  DropOwned(wfp.providers, handle);
+}
+
+void RemoveAdapter(MachineState& state, const std::string& guid) {
+  const auto adapter =
+      std::find_if(state.adapters.begin(), state.adapters.end(), [&](const Adapter& one) { return one.guid == guid; });
+  if (guid.empty() || adapter == state.adapters.end()) return;
+  const auto isThrough = [luid = adapter->luid](const Route& route) { return route.luid == luid; };
+  std::erase_if(state.ipv4Routes, isThrough);
+  std::erase_if(state.ipv6Routes, isThrough);
+  state.adapters.erase(adapter);
+}
+
+void DropDeadProcesses(MachineState& state, const IsAlive& isAlive) {
+  for (const uint64_t handle : DeadWfpSessions(state, isAlive)) DropWfpSession(state, handle);
+  DropDeadDevices(state, isAlive);
+  DropDeadAdapterSessions(state, isAlive);
+  std::erase_if(state.record.waiting, [&](const Waiter& waiter) { return !isAlive(waiter.process); });
+}
+
+}  // namespace moorlak::lab

@@ -1,0 +1,194 @@
+#include <windows.h>
+
+#include <stdexcept>
+
+#include "machine/breaks.h"
+#include "machine/lifetime.h"
+#include "machine/machine.h"
+#include "machine/processes.h"
+#include "machine/store.h"
+
+namespace moorlak::lab {
+namespace {
+
+// What the faults that are due want from this call.
+struct Plan {
+  bool hang = false;
+  bool waitAtBreak = false;
+  bool kill = false;
+  bool killAfter = false;
+  DWORD delayMs = 0;
+  std::optional<uint32_t> failure;
+};
+
+bool IsCarriedOutHere(const std::string& kind) {
+  return kind == "fail" || kind == "kill" || kind == "kill-after" || kind == "hang" || kind == "break" ||
+         kind == "delay";
+}
+
+bool IsMeant(const Fault& fault, const Call& call) {
+  return (fault.call.empty() || fault.call == call.name) && call.arguments.find(fault.argument) != std::string::npos;
+}
+
+// Counts a call that the fault means, and tells whether the fault is due now.
+bool IsDue(Fault& fault) {
+  ++fault.seen;
+  const bool due = fault.nth == 0 || fault.nth == fault.seen;
+  fault.hit = fault.hit || due;
+  return due;
+}
+
+void Enter(Plan& plan, const Fault& fault) {
+  if (fault.kind == "fail" && !plan.failure) plan.failure = fault.code;
+  if (fault.kind == "kill") plan.kill = true;
+  if (fault.kind == "kill-after") plan.killAfter = true;
+  if (fault.kind == "hang") plan.hang = true;
+  if (fault.kind == "break") plan.waitAtBreak = true;
+  if (fault.kind == "delay") plan.delayMs += fault.code;
+}
+
+Plan MeetFaults(MachineState& state, const Call& call) {
+  Plan plan;
+  for (Fault& fault : state.faults) {
+    if (IsCarriedOutHere(fault.kind) && IsMeant(fault, call) && IsDue(fault)) Enter(plan, fault);
+  }
+  return plan;
+}
+
+std::string OneLine(const std::string& text) {
+  std::string line;
+  for (const char character : text) {
+    if (character == '\n') {
+      line += "\\n";
+    } else if (character == '\r') {
+      line += "\\r";
+    } else {
+      line += character;
+    }
+  }
+  return line;
+}
+
+void Log(uint64_t number, const Call& call, const std::string& result) {
+  AppendToCallLog(std::to_string(number) + " " + ProgramName() + " " + OneLine(call.name) + " " +
+                  OneLine(call.arguments) + " -> " + result);
+}
+
+void PauseUnlocked(MachineLock& lock, MachineState& state, DWORD milliseconds) {
+  SaveMachine(state);
+  lock.Release();
+  Sleep(milliseconds);
+  lock.Acquire();
+  state = LoadMachine().value_or(MachineState{});
+}
+
+// Everything but the record and the faults, which are the lab's and not the machine's.
+bool IsSameMachine(MachineState one, const MachineState& other) {
+  one.record = other.record;
+  one.faults = other.faults;
+  return one == other;
+}
+
+// Runs the body, saves what it did, and ends the service if this was the change to end it at.
+uint32_t DoBody(MachineState& state, uint64_t number, const Call& call, bool killAfter,
+                const std::function<uint32_t(MachineState&)>& body) {
+  const MachineState before = state;
+  const uint32_t code = body(state);
+  if (code != 0) {
+    const Record record = state.record;
+    state = before;
+    state.record = record;
+  }
+  const bool changed = !IsSameMachine(before, state);
+  if (changed) ++state.record.changes;
+  SaveMachine(state);
+  Log(number, call, std::to_string(code));
+  if (killAfter || (changed && state.record.changes == state.record.killAtChange)) EndProcesses(state.serviceImage);
+  return code;
+}
+
+}  // namespace
+
+uint32_t RunCall(const Call& call, const std::function<uint32_t(MachineState&)>& body) {
+  MachineLock lock;
+  std::optional<MachineState> state = LoadMachine();
+  if (!state) return body(state.emplace());
+  DropDeadProcesses(*state, IsProcessAlive);
+  const uint64_t number = ++state->record.calls;
+  const Plan plan = MeetFaults(*state, call);
+  if (plan.delayMs != 0) PauseUnlocked(lock, *state, plan.delayMs);
+  if (plan.waitAtBreak) WaitAtBreak(lock, *state, number, call.name);
+  if (plan.hang) {
+    Log(number, call, "hang");
+    PauseUnlocked(lock, *state, INFINITE);
+  }
+  if (plan.kill) {
+    SaveMachine(*state);
+    Log(number, call, "killed");
+    EndProcesses(state->serviceImage);
+    return ERROR_PROCESS_ABORTED;
+  }
+  if (plan.failure) {
+    SaveMachine(*state);
+    Log(number, call, std::to_string(*plan.failure));
+    return *plan.failure;
+  }
+  return DoBody(*state, number, call, plan.killAfter, body);
+}
+
+std::optional<uint32_t> TakeFault(const Call& call, const std::string& kind) {
+  std::optional<uint32_t> code;
+  const MachineLock lock;
+  std::optional<MachineState> state = LoadMachine();
+  if (!state) return code;
+  for (Fault& fault : state->faults) {
+    if (fault.kind == kind && IsMeant(fault, call) && IsDue(fault) && !code) code = fault.code;
+  }
+  SaveMachine(*state);
+  return code;
+}
+
+MachineState ReadMachine() {
+  const MachineLock lock;
+  std::optional<MachineState> state = LoadMachine();
+  if (!state) return {};
+  const MachineState before = *state;
+  DropDeadProcesses(*state, IsProcessAlive);
+  // Kept, because a dead process's number may come back.
+  if (*state != before) SaveMachine(*state);
+  return *state;
+}
+
+bool HasMachine() {
+  const MachineLock lock;
+  return LoadMachine().has_value();
+}
+
+void EditMachine(const std::function<void(MachineState&)>& edit) {
+  const MachineLock lock;
+  std::optional<MachineState> state = LoadMachine();
+  if (!state) throw std::runtime_error("lab: there is no machine in this prefix");
+  DropDeadProcesses(*state, IsProcessAlive);
+  edit(*state);
+  SaveMachine(*state);
+}
+
+void CreateMachine(const MachineState& state) {
+  const MachineLock lock;
+  SaveMachine(state);
+  EmptyCallLog();
+}
+
+std::vector<std::string> ReadCallLog() {
+  const MachineLock lock;
+  const std::string text = ReadCallLogText();
+  std::vector<std::string> lines;
+  size_t begin = 0;
+  for (size_t end = text.find('\n'); end != std::string::npos; end = text.find('\n', begin)) {
+    lines.push_back(text.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  return lines;
+}
+
+}  // namespace moorlak::lab

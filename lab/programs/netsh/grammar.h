@@ -1,0 +1,52 @@
+// The command lines of netsh that the lab knows: a context, a command, and its tags.
+//
+// Words of a command may be abbreviated as long as one command remains ("ip" is "ipv4"). A tag's value is given as
+// "tag=value", where the tag may be abbreviated too, or plainly; a plain value belongs to the tag at its own place in
+// the command's list. In `advfirewall` every value needs its tag, in full. Letter case matters nowhere.
+// Sources: "Netsh Command Syntax, Contexts, and Formatting", "Netsh commands for Interface (IPv4 and IPv6)" and "Use
+// netsh advfirewall firewall" of Microsoft Learn, and the help that netsh itself prints.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "programs/console/outcome.h"
+
+namespace moorlak::lab {
+
+enum class NetshOperation {
+  EnableInterface,
+  SetAddress,
+  SetInterface,
+  AddRoute,
+  SetDns,
+  AddDns,
+  DeleteDns,
+  AddFirewallRule,
+  DeleteFirewallRule
+};
+
+struct NetshCommand {
+  NetshOperation operation = NetshOperation::EnableInterface;
+  bool ipv6 = false;
+  // By the tags' full names; every value has the form that its tag wants.
+  std::map<std::string, std::string> values;
+  // The values in the order of the command line, as they stood there.
+  std::vector<std::pair<std::string, std::string>> given;
+
+  // The value, or the default where it was not given.
+  std::string Value(const std::string& tag, const std::string& otherwise = "") const;
+};
+
+struct NetshParse {
+  std::optional<NetshCommand> command;
+  // What netsh prints when it does not understand.
+  std::string complaint;
+};
+
+NetshParse ParseNetsh(const Words& words);
+
+}  // namespace moorlak::lab

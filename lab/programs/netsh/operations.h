@@ -1,0 +1,39 @@
+// What the commands of netsh do. What they set goes to the active and the stored settings, with "store=active" to the
+// active ones alone.
+#pragma once
+
+#include <string>
+
+#include "programs/console/outcome.h"
+#include "programs/netsh/grammar.h"
+
+namespace moorlak::lab {
+
+inline constexpr char kObjectExists[] = "The object already exists.\r\n\r\n";
+inline constexpr char kElementNotFound[] = "Element not found.\r\n\r\n";
+inline constexpr char kBadParameter[] = "The parameter is incorrect.\r\n\r\n";
+
+Outcome NetshDone();
+Outcome NetshRefused(const std::string& message);
+
+// The adapter that a command means, by name or by interface index, with the family bound and the adapter enabled;
+// otherwise what netsh prints.
+struct NetshTarget {
+  Adapter* adapter = nullptr;
+  std::string complaint;
+};
+NetshTarget FindNetshTarget(MachineState& state, const std::string& name, bool ipv6);
+
+Outcome EnableInterface(MachineState& state, const NetshCommand& command);
+Outcome SetInterface(MachineState& state, const NetshCommand& command);
+Outcome SetAddress(MachineState& state, const NetshCommand& command);
+Outcome AddRoute(MachineState& state, const NetshCommand& command);
+
+Outcome SetDns(MachineState& state, const NetshCommand& command);
+Outcome AddDns(MachineState& state, const NetshCommand& command);
+Outcome DeleteDns(MachineState& state, const NetshCommand& command);
+
+Outcome AddFirewallRule(MachineState& state, const NetshCommand& command);
+Outcome DeleteFirewallRule(MachineState& state, const NetshCommand& command);
+
+}  // namespace moorlak::lab

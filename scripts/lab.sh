@@ -1,0 +1,64 @@
+# Sourced after common.sh: lays the simulated machine into a prefix.
+# shellcheck shell=bash
+
+# The network list manager's COM class, see "CLSID_NetworkListManager" on Microsoft Learn.
+LAB_NETLIST_CLSID='{DCB00C01-570F-4A9B-8D69-199FDBA5723B}'
+
+# lab_copy FILE FOLDER: in a clone a file may be a hard link into the template, so it is removed before it is replaced.
+lab_copy() {
+    mkdir -p "$2"
+    rm -f "$2/${1##*/}"
+    cp "$1" "$2/"
+}
+
+# lab_overrides KEY NAME...: lines of a registry file that prefer a program's own file over Wine's.
+lab_overrides() {
+    local key=$1 name
+    shift
+    printf '[%s]\r\n' "$key"
+    for name in "$@"; do printf '"%s"="native,builtin"\r\n' "$name"; done
+    printf '\r\n'
+}
+
+# lab_install PREFIX BINARIES [PROGRAM.exe...]: stand-in DLLs and labctl beside the product in "Program Files/Moorlak",
+# stand-in programs in system32, and the registry values that make Wine take them. The DLLs are taken by the programs
+# named (moorlak_service.exe without names) when they lie in that folder; copy the DLLs for a program elsewhere. What is
+# not built yet is left out. Wine's own stay in force for all other programs; the programs in system32 are for all.
+lab_install() {
+    local prefix=$1 binaries=$2 folder="$1/drive_c/Program Files/Moorlak" system="$1/drive_c/windows/system32"
+    local programs=("${@:3}") file name dlls=() replaced=()
+    [ ${#programs[@]} -gt 0 ] || programs=(moorlak_service.exe)
+    for file in "$binaries"/lab/stand_in/*.dll; do
+        [ -e "$file" ] || continue
+        lab_copy "$file" "$folder"
+        name=$(basename "$file" .dll)
+        # Copies of Wine's own, which forwarders lead to, are found by their names alone.
+        case $name in x_*) ;; *) dlls+=("$name") ;; esac
+    done
+    for file in "$binaries"/lab/programs/{netsh,ipconfig,route}.exe; do
+        [ -e "$file" ] || continue
+        lab_copy "$file" "$system"
+        replaced+=("$(basename "$file")")
+    done
+    lab_copy "$binaries/lab/labctl.exe" "$folder"
+    {
+        printf 'REGEDIT4\r\n\r\n'
+        for name in "${programs[@]}"; do
+            lab_overrides "HKEY_CURRENT_USER\\Software\\Wine\\AppDefaults\\$name\\DllOverrides" "${dlls[@]}"
+        done
+        lab_overrides 'HKEY_CURRENT_USER\Software\Wine\DllOverrides' "${replaced[@]}"
+        if [ -e "$folder/netlist.dll" ]; then
+            printf '[HKEY_LOCAL_MACHINE\\Software\\Classes\\CLSID\\%s\\InprocServer32]\r\n' "$LAB_NETLIST_CLSID"
+            printf '@="C:\\\\Program Files\\\\Moorlak\\\\netlist.dll"\r\n"ThreadingModel"="Both"\r\n'
+        fi
+    } >"$prefix/drive_c/moorlak-lab.reg"
+    WINEPREFIX=$prefix "$WINE" regedit /S 'C:\moorlak-lab.reg'
+    rm -f "$prefix/drive_c/moorlak-lab.reg"
+}
+
+# labctl PREFIX WORDS...: the machine of a prefix.
+labctl() {
+    local prefix=$1
+    shift
+    WINEPREFIX=$prefix "$WINE" 'C:\Program Files\Moorlak\labctl.exe' "$@"
+}

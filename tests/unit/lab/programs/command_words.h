@@ -1,0 +1,13 @@
+// Command lines as the C runtime splits them for a program.
+#pragma once
+
+#include <string_view>
+
+#include "programs/console/outcome.h"
+
+namespace moorlak::lab {
+
+// The words behind the program's name ("Parsing C command-line arguments" on Microsoft Learn).
+Words CommandWords(std::string_view commandLine);
+
+}  // namespace moorlak::lab

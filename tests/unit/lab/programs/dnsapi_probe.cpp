@@ -1,0 +1,68 @@
+// Lies beside the stand-in dnsapi.dll and tells by its exit code what works there.
+//   flush   the error of emptying the resolver cache, 0 for none
+//   rest    a bit for each of: a forwarded function, one of iphlpapi that asks dnsapi, the stand-in still being found
+//   by
+//           its bare name after that, one that is passed on to Wine's own
+#include <winsock2.h>
+#include <windows.h>
+
+#include <iphlpapi.h>
+#include <string_view>
+#include <windns.h>
+
+namespace {
+
+template <typename Function>
+Function* Find(HMODULE library, const char* name) {
+  return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library, name)));
+}
+
+HMODULE StandIn() {
+  return LoadLibraryExW(L"dnsapi.dll", nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+}
+
+int Flush() {
+  const auto flush = Find<BOOL WINAPI()>(StandIn(), "DnsFlushResolverCache");
+  if (flush == nullptr) return 98;
+  return flush() ? 0 : static_cast<int>(GetLastError());
+}
+
+using QueryConfig = DNS_STATUS WINAPI(DNS_CONFIG_TYPE, DWORD, const wchar_t*, void*, void*, DWORD*);
+
+DNS_STATUS HostName(HMODULE library, wchar_t* buffer, DWORD size) {
+  return Find<QueryConfig>(library, "DnsQueryConfig")(DnsConfigHostName_W, 0, nullptr, nullptr, buffer, &size);
+}
+
+bool ComparesNames() {
+  const auto compare = Find<BOOL WINAPI(const wchar_t*, const wchar_t*)>(StandIn(), "DnsNameCompare_W");
+  return compare != nullptr && compare(L"Name.example", L"nAME.EXAMPLE") && !compare(L"a.example", L"b.example");
+}
+
+bool AnswersLikeWinesOwn(HMODULE standIn) {
+  const HMODULE own = LoadLibraryW(L"C:\\windows\\system32\\dnsapi.dll");
+  if (own == nullptr || own == standIn) return false;
+  wchar_t expected[256] = {};
+  wchar_t answer[256] = {};
+  const DNS_STATUS status = HostName(own, expected, sizeof expected);
+  return HostName(standIn, answer, sizeof answer) == status && std::wstring_view(answer) == expected;
+}
+
+// Asks dnsapi for the name servers on its way.
+bool NetworkParametersCanBeRead() {
+  ULONG size = 0;
+  return GetNetworkParams(nullptr, &size) == ERROR_BUFFER_OVERFLOW && size >= sizeof(FIXED_INFO);
+}
+
+}  // namespace
+
+int wmain(int count, wchar_t** arguments) {
+  if (count != 2) return 97;
+  if (std::wstring_view(arguments[1]) == L"flush") return Flush();
+  int works = ComparesNames() ? 1 : 0;
+  const HMODULE standIn = StandIn();
+  if (NetworkParametersCanBeRead()) works += 2;
+  // Wine's own is loaded by now, and the bare name must go on to mean the stand-in.
+  if (StandIn() == standIn) works += 4;
+  if (AnswersLikeWinesOwn(standIn)) works += 8;
+  return works;
+}
