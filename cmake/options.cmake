@@ -1,11 +1,15 @@
 # Compiler and linker habits shared by every target of the project.
 set(MOORLAK_SANITIZE "" CACHE STRING "Sanitizers for the native build, e.g. address,undefined")
+option(MOORLAK_BENCH "Build the benchmarks that compare with other libraries (native only)" OFF)
 option(MOORLAK_FUZZ "Build the libFuzzer targets (clang only)" OFF)
 
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
 endif()
+
+# Line numbers are all that a sanitizer's report or a stack trace needs; everything else costs build time.
+set(CMAKE_CXX_FLAGS_DEBUG "-g1")
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)

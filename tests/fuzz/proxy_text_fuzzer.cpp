@@ -16,7 +16,7 @@ namespace moorlak {
 namespace {
 
 void CheckStrip(std::string_view text) {
-  const std::string stripped = StripAllowInsecure(text);
+  const std::string stripped = StripAllowInsecure(std::string(text));
   CHECK_PROPERTY(stripped.size() <= text.size());
   if (FindKey(text, "allowInsecure", 0, LetterCase::Ignore) == kNotFound) CHECK_PROPERTY(stripped == text);
   // A removal can join two halves of a key; what stood there as a whole before is gone.

@@ -1,0 +1,27 @@
+// Configuration texts to measure the rewriting with.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace moorlak::bench {
+
+inline constexpr size_t kKiB = size_t{1} << 10;
+inline constexpr size_t kMiB = size_t{1} << 20;
+
+enum class MetaPlace { First, Last };
+
+// What the user interface sends, compact as an encoder writes it: metadata, log, name servers, inbounds, outbounds with
+// TLS settings, and routing rules whose lists of domains and subnets fill the text up to about that size. Valid JSON.
+std::string RealisticConfig(size_t size, MetaPlace metaPlace);
+
+struct HostileText {
+  const char* name;
+  std::string text;
+};
+
+// Texts of that size which a scanner that backtracks, recurses or starts over would not come to an end with.
+std::vector<HostileText> HostileTexts(size_t size);
+
+}  // namespace moorlak::bench
