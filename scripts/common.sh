@@ -13,6 +13,9 @@ export WINEDLLOVERRIDES="mscoree,mshtml=;winedbg.exe=d"
 # A display that a prefix would look for costs time and is never needed.
 unset DISPLAY || true
 
+# Objects do not depend on where the tree lies, so that a second clone finds the first one's in the compiler cache.
+export CCACHE_BASEDIR=$ROOT CCACHE_NOHASHDIR=1
+
 say() { printf '%s\n' "$*"; }
 
 # Installs what is missing of scripts/packages.txt.

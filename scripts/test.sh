@@ -5,13 +5,17 @@ source "$ROOT/scripts/test_steps.sh"
 
 mkdir -p "$BUILD"
 step "installing packages" install_packages
-step "building the native tests" build_preset native-asan moorlak_core_tests moorlak_client_tests
+step "building the native tests" build_preset native-asan \
+    moorlak_core_tests moorlak_scanner_tests moorlak_client_tests moorlak_prepare moorlak_prepare_tests moorlak_lab_tests \
+    moorlak_lab_program_tests
 step "building the Windows tests" build_preset windows-debug \
-    moorlak_core_tests moorlak_client_tests moorlak_shell_tests test_child
+    moorlak_core_tests moorlak_client_tests moorlak_shell_tests test_child moorlak_lab_tests \
+    moorlak_lab_program_tests moorlak_network_tests
 step "building the programs as shipped" build_preset windows-release \
     moorlak_service moorlakctl moorlak_machine_tests
 step "building the engine for tests" "$ROOT/scripts/build_engine.sh" "$BUILD/engine"
-step "building the fuzz targets" build_preset fuzz wire_format_fuzzer proxy_text_fuzzer
+step "building the fuzz targets" build_preset fuzz \
+    wire_format_fuzzer proxy_text_fuzzer config_meta_fuzzer vpn_config_fuzzer engine_counters_fuzzer
 step "making the Wine prefix" wine_template
 
 check "format" "$ROOT/scripts/check_format.sh"
@@ -19,12 +23,25 @@ check "clang-tidy" "$ROOT/scripts/check_tidy.sh"
 check "program headers" "$ROOT/scripts/check_programs.sh" "$BUILD/windows-release"
 
 native_suite "core, natively under ASan and UBSan" native-asan/tests/moorlak_core_tests
+native_suite "scanners against std::regex, natively" native-asan/tests/moorlak_scanner_tests
 native_suite "client, natively under ASan and UBSan" native-asan/tests/moorlak_client_tests
+native_suite "moorlak-prepare, natively under ASan and UBSan" native-asan/tests/moorlak_prepare_tests
+native_suite "simulated machine, natively under ASan and UBSan" native-asan/tests/unit/lab/moorlak_lab_tests
+native_suite "its console programs, natively under ASan and UBSan" \
+    native-asan/tests/unit/lab/programs/moorlak_lab_program_tests
 fuzz_smoke wire_format_fuzzer
 fuzz_smoke proxy_text_fuzzer
+fuzz_smoke config_meta_fuzzer
+fuzz_smoke vpn_config_fuzzer 10000
+fuzz_smoke engine_counters_fuzzer
+check "replay of the fuzzers' inputs" replay_corpora native-asan
+check "the configuration benchmark runs" "$ROOT/scripts/bench_config.sh" --smoke
 wine_suite "core, as a Windows program" windows-debug/tests/moorlak_core_tests.exe
 wine_suite "client, as a Windows program" windows-debug/tests/moorlak_client_tests.exe
+wine_suite "simulated machine, under Wine" windows-debug/tests/unit/lab/moorlak_lab_tests.exe
+wine_suite "its console programs, under Wine" windows-debug/tests/unit/lab/programs/moorlak_lab_program_tests.exe
 wine_suite "shell, under Wine" windows-debug/tests/moorlak_shell_tests.exe
+network_suite "network parts on the simulated machine" 2
 machine_suite "the shipped service, under Wine's service control manager" 2
 
 finish

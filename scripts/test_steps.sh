@@ -99,10 +99,42 @@ machine_suite() {
     done
 }
 
-# A short run with a fixed seed: enough to see that a target builds, starts and holds on what it has always held on.
+# fuzz_smoke TARGET [RUNS]: a short run with a fixed seed, enough to see that a target builds, starts and holds on what
+# it has always held on. libFuzzer writes what it finds into the first folder, so the seed corpus is given as the second.
 fuzz_smoke() {
-    check "fuzz $1, 50000 runs" "$BUILD/fuzz/tests/fuzz/$1" -seed=1 -runs=50000 -max_len=4096 \
-        -artifact_prefix="$RESULTS/"
+    local target=$1 runs=${2:-50000} seeds=$ROOT/tests/fuzz/corpus/$1 dictionary=$ROOT/tests/fuzz/$1.dict arguments=()
+    rm -rf "$RESULTS/corpus_$target"
+    mkdir -p "$RESULTS/corpus_$target"
+    [ ! -e "$dictionary" ] || arguments+=("-dict=$dictionary")
+    arguments+=("$RESULTS/corpus_$target")
+    [ ! -d "$seeds" ] || arguments+=("$seeds")
+    check "fuzz $target, $runs runs" "$BUILD/fuzz/tests/fuzz/$target" -seed=1 -runs="$runs" -max_len=4096 \
+        -artifact_prefix="$RESULTS/" "${arguments[@]}"
+}
+
+# Builds the replay programs and gives each its seed corpus.
+replay_corpora() {
+    cmake --build "$BUILD/$1" --target config_meta_fuzzer vpn_config_fuzzer engine_counters_fuzzer
+    (cd "$BUILD/$1" && ctest --output-on-failure -R '_replay$' --no-tests=error)
+}
+
+# network_suite TITLE SHARDS: the network parts on the simulated machine, one prefix and one machine each.
+network_suite() {
+    local title=$1 shards=$2 shard name status pids=()
+    for ((shard = 0; shard < shards; shard++)); do
+        name=network_$shard
+        GTEST_TOTAL_SHARDS=$shards GTEST_SHARD_INDEX=$shard timeout 1200 "$ROOT/scripts/run_network_tests.sh" \
+            "$BUILD/prefixes/$name" "$BUILD/windows-debug" \
+            --gtest_output="json:Z:${RESULTS//\//\\}\\$name.json" >"$RESULTS/$name.log" 2>&1 &
+        pids+=($!)
+    done
+    for ((shard = 0; shard < shards; shard++)); do
+        name=network_$shard
+        status=0
+        wait "${pids[$shard]}" || status=$?
+        rm -rf "$BUILD/prefixes/$name"
+        count "$title ($((shard + 1)) of $shards)" "$RESULTS/$name.json" "$RESULTS/$name.log" "$status"
+    done
 }
 
 finish() {

@@ -1,0 +1,274 @@
+// The persistent adapter over the life of the service, and a fault at every call on the way.
+#include <algorithm>
+#include <thread>
+
+#include "base/paths.h"
+#include "base/utf.h"
+#include "net/adapter/adapter_lookup.h"
+#include "net/adapter/orphan_adapters.h"
+#include "net/adapter/wintun_holder.h"
+#include "network/adapter_support.h"
+
+namespace moorlak {
+namespace {
+
+constexpr uint32_t kRefused = 0x80070005;
+const std::string kReady = "WintunHolder: persistent Moorlak adapter ready";
+
+class AdapterHolder : public AdapterTest {
+ protected:
+  void TearDown() override {
+    ClearFaults();
+    holder.Close();
+    // The library cannot be taken away while it is loaded.
+    holder.library.Reset();
+    AdapterTest::TearDown();
+  }
+
+  // Not the service's own instance: each test begins without a library.
+  WintunHolder holder;
+};
+
+bool Contains(const Lines& lines, const std::string& line) {
+  return std::ranges::find(lines, line) != lines.end();
+}
+
+// Another program removes the adapter from under its holder.
+void LoseAdapter() {
+  lab::EditMachine([](lab::MachineState& state) {
+    std::erase_if(state.adapters, [](const lab::Adapter& adapter) { return adapter.guid == kOwnGuid; });
+    std::erase_if(state.devices, [](const lab::Device& device) { return device.instanceId == kOwnDevice; });
+  });
+}
+
+TEST_F(AdapterHolder, SetsUpThePersistentAdapter) {
+  EXPECT_TRUE(holder.SetUp());
+  EXPECT_TRUE(HasAdapter("Moorlak"));
+  EXPECT_TRUE(HasDevice(kOwnDevice));
+  const std::string path = NarrowUtf16(ExecutableFolder()) + "\\xray\\wintun.dll";
+  EXPECT_EQ(TakeLogLines(), (Lines{"WintunHolder: loaded " + path, kReady}));
+}
+
+TEST_F(AdapterHolder, ASecondSetUpFindsTheAdapterOpen) {
+  ASSERT_TRUE(holder.SetUp());
+  TakeLogLines();
+  EXPECT_TRUE(holder.SetUp());
+  EXPECT_EQ(CountCalls("WintunCreateAdapter"), 1U);
+  EXPECT_EQ(CountCalls("WintunOpenAdapter"), 1U);
+  EXPECT_TRUE(TakeLogLines().empty());
+}
+
+TEST_F(AdapterHolder, AnExistingAdapterIsOpenedAndStaysWhenItIsClosed) {
+  AddForeignAdapter(kOwnGuid, "Moorlak", "Moorlak");
+  EXPECT_TRUE(holder.SetUp());
+  EXPECT_EQ(CountCalls("WintunCreateAdapter"), 0U);
+  holder.Close();
+  EXPECT_TRUE(HasAdapter("Moorlak"));
+}
+
+TEST_F(AdapterHolder, ALeftoverOfItsOwnIsNotPurgedButTakenOver) {
+  AddDevice(Leftover(kOwnDevice, "Moorlak"));
+  EXPECT_TRUE(holder.SetUp());
+  EXPECT_EQ(CountCalls("SetupDiCallClassInstaller"), 0U);
+  EXPECT_TRUE(HasAdapter("Moorlak"));
+}
+
+TEST_F(AdapterHolder, ANumberedLeftoverIsGoneBeforeTheAdapterIsCreated) {
+  AddForeignAdapter(kStrayGuid, "Moorlak", "Moorlak 2");
+  EXPECT_TRUE(holder.SetUp());
+  EXPECT_FALSE(HasDevice(kStrayDevice));
+  EXPECT_TRUE(HasDevice(kOwnDevice));
+  const Lines lines = TakeLogLines();
+  EXPECT_TRUE(Contains(lines, "WintunHolder: purged 1 orphan Wintun adapter(s)"));
+  EXPECT_EQ(lines.back(), kReady);
+}
+
+TEST_F(AdapterHolder, AnAdapterThatWasLostIsMadeAgain) {
+  ASSERT_TRUE(holder.SetUp());
+  LoseAdapter();
+  EXPECT_TRUE(holder.SetUp());
+  EXPECT_TRUE(HasAdapter("Moorlak"));
+  EXPECT_EQ(CountCalls("WintunCreateAdapter"), 2U);
+  EXPECT_EQ(CountCalls("WintunCloseAdapter"), 1U);
+}
+
+TEST_F(AdapterHolder, ALookUpThatFailsDoesNotCostTheOpenAdapter) {
+  ASSERT_TRUE(holder.SetUp());
+  FailCall("GetAdaptersAddresses", ERROR_NOT_ENOUGH_MEMORY, 0);
+  EXPECT_TRUE(holder.SetUp());
+  EXPECT_TRUE(WasFaultMet());
+  EXPECT_EQ(CountCalls("WintunCloseAdapter"), 0U);
+}
+
+TEST_F(AdapterHolder, AMissingLibraryFailsAndIsLookedForAgain) {
+  RemoveWintun();
+  EXPECT_FALSE(holder.SetUp());
+  EXPECT_EQ(TakeLogLines(), Lines{"WintunHolder: wintun.dll not found"});
+  PlaceWintun();
+  EXPECT_TRUE(holder.SetUp());
+}
+
+TEST_F(AdapterHolder, ALibraryThatCannotBeLoadedFailsWithItsError) {
+  PlaceBrokenWintun();
+  EXPECT_FALSE(holder.SetUp());
+  EXPECT_EQ(TakeLogLines(), Lines{"WintunHolder: LoadLibrary failed: 193"});
+  EXPECT_FALSE(holder.library);
+  PlaceWintun();
+  EXPECT_TRUE(holder.SetUp());
+}
+
+TEST_F(AdapterHolder, ALibraryWithoutTheExportsIsUnloaded) {
+  PlaceOtherDllAsWintun();
+  EXPECT_FALSE(holder.SetUp());
+  EXPECT_EQ(TakeLogLines(), Lines{"WintunHolder: missing Wintun exports"});
+  EXPECT_FALSE(holder.library);
+  EXPECT_EQ(GetModuleHandleW(L"wintun.dll"), nullptr);
+  PlaceWintun();
+  EXPECT_TRUE(holder.SetUp());
+}
+
+TEST_F(AdapterHolder, ACreationThatFailsIsLoggedAndTriedAgainLater) {
+  FailCall("WintunCreateAdapter", 5);
+  EXPECT_FALSE(holder.SetUp());
+  EXPECT_EQ(TakeLogLines().back(), "WintunHolder: could not create/open Moorlak adapter: 5");
+  EXPECT_TRUE(holder.SetUp());
+  EXPECT_EQ(TakeLogLines(), Lines{kReady});
+}
+
+TEST_F(AdapterHolder, ProfilesAreNamedAlsoWhenThereIsNoAdapter) {
+  AddNetwork("{N}", "Moorlak 2");
+  StoreProfileText(L"{S}", L"Moorlak 2");
+  RemoveWintun();
+  EXPECT_FALSE(holder.SetUp());
+  EXPECT_EQ(TakeLogLines(),
+            (Lines{"WintunHolder: wintun.dll not found", "WintunHolder: renamed network profile to Moorlak Network",
+                   "WintunHolder: registry ProfileName set to Moorlak Network"}));
+}
+
+TEST_F(AdapterHolder, APurgeCountsWhatItRemovedAndKeepsTheOpenAdapter) {
+  ASSERT_TRUE(holder.SetUp());
+  AddDevice(Leftover("SWD\\Wintun\\ONE", "Moorlak 2"));
+  AddDevice(Leftover("SWD\\Wintun\\TWO", "tun2socks"));
+  TakeLogLines();
+  EXPECT_EQ(holder.PurgeOrphans(), 2U);
+  EXPECT_EQ(TakeLogLines().back(), "WintunHolder: purged 2 orphan Wintun adapter(s)");
+  EXPECT_TRUE(HasAdapter("Moorlak"));
+  EXPECT_EQ(holder.PurgeOrphans(), 0U);
+  EXPECT_TRUE(TakeLogLines().empty());
+}
+
+TEST_F(AdapterHolder, AReleaseGivesTheNameFree) {
+  const std::string before = lab::Show(lab::ReadMachine());
+  ASSERT_TRUE(holder.SetUp());
+  TakeLogLines();
+  EXPECT_EQ(holder.ReleaseForXrayTun(), 0U);
+  EXPECT_EQ(lab::Show(lab::ReadMachine()), before);
+  EXPECT_EQ(TakeLogLines(), Lines{"WintunHolder: released persistent adapter for Xray TUN"});
+  EXPECT_TRUE(holder.SetUp());
+}
+
+TEST_F(AdapterHolder, AReleaseRemovesAnAdapterThatItOnlyOpened) {
+  AddForeignAdapter(kOwnGuid, "Moorlak", "Moorlak");
+  AddDevice(Leftover(kStrayDevice, "Moorlak 2"));
+  holder.PurgeOrphans();
+  ASSERT_TRUE(holder.SetUp());
+  EXPECT_EQ(holder.ReleaseForXrayTun(), 1U);
+  EXPECT_EQ(TakeLogLines().back(), "WintunHolder: released for Xray TUN; purged 1 Moorlak Wintun adapter(s)");
+  EXPECT_FALSE(HasAdapter("Moorlak"));
+  EXPECT_FALSE(HasDevice(kOwnDevice));
+}
+
+TEST_F(AdapterHolder, AReleaseWithoutAnAdapterIsHarmless) {
+  EXPECT_EQ(holder.ReleaseForXrayTun(), 0U);
+  EXPECT_EQ(CountCalls("WintunCloseAdapter"), 0U);
+}
+
+TEST_F(AdapterHolder, ClosingRemovesTheAdapterOnce) {
+  const std::string before = lab::Show(lab::ReadMachine());
+  ASSERT_TRUE(holder.SetUp());
+  holder.Close();
+  holder.Close();
+  EXPECT_EQ(CountCalls("WintunCloseAdapter"), 1U);
+  EXPECT_EQ(lab::Show(lab::ReadMachine()), before);
+}
+
+TEST_F(AdapterHolder, TheAdaptersIndexIsFoundByItsNameWithoutASession) {
+  EXPECT_EQ(FindAdapterIndex(), 0U);
+  ASSERT_TRUE(holder.SetUp());
+  EXPECT_EQ(FindAdapterIndex(), lab::ReadMachine().adapters.back().ipv4.ifIndex);
+  EXPECT_EQ(FindTunnelAdapterName(), L"Moorlak");
+}
+
+TEST_F(AdapterHolder, SetUpsOnTwoThreadsCreateOneAdapter) {
+  bool other = false;
+  std::thread thread([&] { other = holder.SetUp(); });
+  EXPECT_TRUE(holder.SetUp());
+  thread.join();
+  EXPECT_TRUE(other);
+  EXPECT_EQ(CountCalls("WintunCreateAdapter"), 1U);
+}
+
+// A machine with leftovers and profiles to name, and with nothing open.
+void PrepareForSweep(WintunHolder& holder) {
+  ClearFaults();
+  holder.Close();
+  lab::EditMachine([](lab::MachineState& state) {
+    state.devices.resize(2);
+    state.networks.resize(2);
+  });
+  AddDevice(Leftover(kStrayDevice, "Moorlak 2"));
+  AddNetwork("{N}", "Moorlak 2");
+  StoreProfileText(L"{S}", L"Moorlak 2");
+}
+
+std::string DoneMachine(WintunHolder& holder) {
+  PrepareForSweep(holder);
+  EXPECT_TRUE(holder.SetUp());
+  return lab::Show(lab::ReadMachine());
+}
+
+// Each call of a set-up fails once, in turn: the answer is true exactly when the adapter is open, the stored profiles
+// are named in any case, and the next set-up reaches the same machine as one without a failure.
+TEST_F(AdapterHolder, ASetUpSurvivesAFailureOfEveryCallAndTheNextOneSucceeds) {
+  const std::string done = DoneMachine(holder);
+  uint32_t refusals = 0;
+  uint32_t nth = 1;
+  for (bool met = true; met; ++nth) {
+    ASSERT_LT(nth, 500U);
+    PrepareForSweep(holder);
+    FailCall("", kRefused, nth);
+    const bool open = holder.SetUp();
+    met = WasFaultMet();
+    EXPECT_EQ(open, HasAdapter("Moorlak")) << "call " << nth;
+    if (!open) ++refusals;
+    EXPECT_EQ(ReadStoredProfile(L"{S}").value().text.c_str(), std::wstring(L"Moorlak Network")) << "call " << nth;
+    ClearFaults();
+    EXPECT_TRUE(holder.SetUp()) << "call " << nth;
+    EXPECT_EQ(lab::Show(lab::ReadMachine()), done) << "call " << nth;
+  }
+  // Nothing but the creation is indispensable: an opening that fails is followed by one.
+  EXPECT_EQ(refusals, 1U);
+  EXPECT_GT(nth, 30U);
+}
+
+TEST_F(AdapterHolder, AReleaseSurvivesAFailureOfEveryCallAndTheNextOneSucceeds) {
+  uint32_t nth = 1;
+  for (bool met = true; met; ++nth) {
+    ASSERT_LT(nth, 500U);
+    PrepareForSweep(holder);
+    ASSERT_TRUE(holder.SetUp());
+    AddDevice(Leftover(kStrayDevice, "Moorlak 2"));
+    FailCall("", kRefused, nth);
+    EXPECT_LE(holder.ReleaseForXrayTun(), 2U);
+    met = WasFaultMet();
+    ClearFaults();
+    holder.ReleaseForXrayTun();
+    EXPECT_FALSE(HasDevice(kStrayDevice)) << "call " << nth;
+    EXPECT_FALSE(HasDevice(kOwnDevice)) << "call " << nth;
+    EXPECT_TRUE(holder.SetUp()) << "call " << nth;
+  }
+  EXPECT_GT(nth, 15U);
+}
+
+}  // namespace
+}  // namespace moorlak
