@@ -1,0 +1,239 @@
+#include "net/dns/adapter_dns.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <atomic>
+
+#include "base/data_files.h"
+#include "base/durable_file.h"
+#include "net/dns/dns_backup_file.h"
+#include "network/support/simulated_machine.h"
+
+namespace moorlak {
+namespace {
+
+constexpr wchar_t kBackupFile[] = L"dns_restore.v1";
+
+// The adapters' DNS is taken away and given back as a session does it, with the tunnel adapter there and up.
+class AdapterDns : public OnSimulatedMachine {
+ protected:
+  void SetUp() override { DeleteDnsBackup(); }
+
+  NeutralisedAdapters Neutralise() { return NeutraliseAdapters("Moorlak", running, backups); }
+  void Restore() {
+    backups = RestoreAdapterDns(backups);
+    PersistDnsBackup(backups);
+  }
+  static bool HasBackupFile() {
+    return GetFileAttributesW(CommonDataFile(kBackupFile).c_str()) != INVALID_FILE_ATTRIBUTES;
+  }
+  static std::string BackupText() { return ReadWholeFile(CommonDataFile(kBackupFile), 1u << 20).value_or(""); }
+  static const lab::Adapter& AdapterOf(const lab::MachineState& machine, const std::string& name) {
+    return *std::ranges::find(machine.adapters, name, &lab::Adapter::name);
+  }
+  static lab::Adapter& AdapterOf(lab::MachineState& machine, const std::string& name) {
+    return *std::ranges::find(machine.adapters, name, &lab::Adapter::name);
+  }
+
+  std::atomic<bool> running{true};
+  std::vector<AdapterDnsBackup> backups;
+};
+
+// What every physical adapter that is up must look like during a session.
+void ExpectNeutralised(const lab::Adapter& adapter) {
+  if (adapter.ipv4.bound) {
+    EXPECT_EQ(adapter.ipv4.staticDns, std::vector<std::string>{"127.0.0.1"}) << adapter.name;
+    EXPECT_FALSE(adapter.ipv4.autoMetric) << adapter.name;
+    EXPECT_EQ(adapter.ipv4.metric, 5000u) << adapter.name;
+  }
+  EXPECT_TRUE(adapter.ipv6.staticDns.empty()) << adapter.name;
+}
+
+class AdapterDnsOfFixtures : public AdapterDns, public testing::WithParamInterface<lab::Fixture> {};
+
+// A static server over a DHCP address is the one thing that does not come back: only the flag of the address is known.
+TEST_P(AdapterDnsOfFixtures, ComesBackExactlyAsItWas) {
+  if (GetParam().make() == lab::ManualDnsOverDhcpMachine()) GTEST_SKIP() << "comes back as DHCP, as is known";
+  lab::MachineState machine = GetParam().make();
+  AddTunnelAdapter(machine);
+  Start(machine);
+  const NeutralisedAdapters outcome = Neutralise();
+  EXPECT_FALSE(outcome.stopped);
+  EXPECT_EQ(outcome.tunnelLuid, machine.adapters.back().luid);
+  EXPECT_EQ(HasBackupFile(), !backups.empty());
+  const lab::MachineState during = lab::ReadMachine();
+  for (const AdapterDnsBackup& backup : backups) ExpectNeutralised(AdapterOf(during, backup.name));
+  Restore();
+  EXPECT_EQ(Now(), Before());
+  EXPECT_TRUE(backups.empty());
+  EXPECT_FALSE(HasBackupFile());
+}
+
+TEST_P(AdapterDnsOfFixtures, ComesBackFromTheFileAloneAfterAReboot) {
+  if (GetParam().make() == lab::ManualDnsOverDhcpMachine()) GTEST_SKIP() << "comes back as DHCP, as is known";
+  Start(GetParam().make());
+  Neutralise();
+  lab::EditMachine([](lab::MachineState& machine) { lab::Reboot(machine); });
+  LoadDnsBackup(backups);
+  Restore();
+  EXPECT_EQ(Now(), Before());
+  EXPECT_FALSE(HasBackupFile());
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, AdapterDnsOfFixtures, testing::ValuesIn(lab::Fixtures()), [](const auto& instance) {
+  std::string name = instance.param.name;
+  std::ranges::replace(name, '-', '_');
+  return name;
+});
+
+TEST_F(AdapterDns, AnAdapterNamedWithAnAmpersandIsSkipped) {
+  Start(lab::UnsafeNameMachine());
+  Neutralise();
+  EXPECT_NE(LogMessages().find("dns-leak: skip unsafe adapter name\n"), std::string::npos);
+  for (const AdapterDnsBackup& backup : backups) EXPECT_EQ(backup.name.find('&'), std::string::npos);
+}
+
+TEST_F(AdapterDns, AStaticAdapterWithoutServersIsSavedWithNoneAndGivenBackToDhcp) {
+  lab::MachineState machine = lab::ThreeStaticServersMachine();
+  for (lab::FamilySettings* settings :
+       {&AdapterOf(machine, "Ethernet").ipv4, &AdapterOf(machine, "Ethernet").storedIpv4})
+    settings->staticDns.clear();
+  Start(machine);
+  Neutralise();
+  const auto backup = std::ranges::find(backups, "Ethernet", &AdapterDnsBackup::name);
+  ASSERT_NE(backup, backups.end());
+  EXPECT_FALSE(backup->dhcp);
+  EXPECT_TRUE(backup->servers.empty());
+  Restore();
+  const auto calls = CallsOf("netsh");
+  EXPECT_TRUE(std::ranges::any_of(calls, [](const std::string& call) {
+    return call.find("ipv4 set dns") != std::string::npos && call.find("dhcp") != std::string::npos;
+  }));
+}
+
+TEST_F(AdapterDns, TheTunnelThatIsDownGivesNoLuid) {
+  lab::MachineState machine = lab::DhcpMachine();
+  AddTunnelAdapter(machine).sessionProcess = 0;
+  Start(machine);
+  EXPECT_EQ(Neutralise().tunnelLuid, 0u);
+  Restore();
+}
+
+TEST_F(AdapterDns, OfTwoAdaptersOfOursBothAreLeftAloneAndTheNamedOneCounts) {
+  lab::MachineState machine = lab::DhcpMachine();
+  AddTunnelAdapter(machine, "Moorlak 2");
+  AddTunnelAdapter(machine);
+  Start(machine);
+  EXPECT_EQ(Neutralise().tunnelLuid, machine.adapters.back().luid);
+  for (const AdapterDnsBackup& backup : backups) EXPECT_EQ(backup.name.find("Moorlak"), std::string::npos);
+  Restore();
+  EXPECT_EQ(Now(), Before());
+}
+
+TEST_F(AdapterDns, TheFileTellsAnAdapterBeforeItIsTouched) {
+  Start(lab::ThreeStaticServersMachine());
+  PlanFault("fail", "SetIpInterfaceEntry", "", 0, ERROR_ACCESS_DENIED);
+  PlanFault("fail", "netsh", "", 0, 1);
+  Neutralise();
+  EXPECT_EQ(Now(), Before());
+  EXPECT_NE(BackupText().find("v1\n1\nEthernet\n"), std::string::npos) << BackupText();
+}
+
+TEST_F(AdapterDns, AStopBetweenAdaptersKeepsTheBackupOfWhatWasChanged) {
+  Start(lab::MixedMachine());
+  running = false;
+  EXPECT_TRUE(Neutralise().stopped);
+  EXPECT_EQ(Now(), Before());
+  EXPECT_NE(LogMessages().find("dns-leak: aborted mid-apply (stop requested)\n"), std::string::npos);
+}
+
+TEST_F(AdapterDns, AListThatCannotBeReadLeavesEveryAdapterAlone) {
+  Start(lab::DhcpMachine());
+  PlanFault("fail", "GetAdaptersAddresses", "", 0, ERROR_NOT_ENOUGH_MEMORY);
+  EXPECT_FALSE(Neutralise().stopped);
+  EXPECT_EQ(LogMessages(), "dns-leak: GetAdaptersAddresses size failed\n");
+  EXPECT_EQ(Now(), Before());
+}
+
+TEST_F(AdapterDns, ARenamedAdapterIsFoundByItsIndex) {
+  Start(lab::ThreeStaticServersMachine());
+  Neutralise();
+  lab::EditMachine([](lab::MachineState& machine) { AdapterOf(machine, "Ethernet").name = "Office"; });
+  Restore();
+  lab::EditMachine([](lab::MachineState& machine) { AdapterOf(machine, "Office").name = "Ethernet"; });
+  EXPECT_EQ(Now(), Before());
+  EXPECT_FALSE(HasBackupFile());
+}
+
+TEST_F(AdapterDns, AnAdapterThatIsPulledOutKeepsItsBackupUntilItIsBack) {
+  Start(lab::ThreeStaticServersMachine());
+  Neutralise();
+  lab::Adapter pulled;
+  lab::EditMachine([&](lab::MachineState& machine) {
+    const auto found = std::ranges::find(machine.adapters, "Ethernet", &lab::Adapter::name);
+    pulled = *found;
+    machine.adapters.erase(found);
+  });
+  Restore();
+  ASSERT_EQ(backups.size(), 1u);
+  EXPECT_TRUE(HasBackupFile());
+  lab::EditMachine([&](lab::MachineState& machine) { machine.adapters.insert(machine.adapters.begin() + 1, pulled); });
+  Restore();
+  EXPECT_EQ(Now(), Before());
+  EXPECT_FALSE(HasBackupFile());
+}
+
+TEST_F(AdapterDns, ACommandThatFailsOnceIsTriedAgain) {
+  Start(lab::ThreeStaticServersMachine());
+  Neutralise();
+  PlanFault("fail", "netsh", "set dns", 1, 1);
+  Restore();
+  EXPECT_EQ(Now(), Before());
+  EXPECT_TRUE(backups.empty());
+}
+
+TEST_F(AdapterDns, ARecordWhoseCommandsFailStaysForTheNextRestore) {
+  Start(lab::ThreeStaticServersMachine());
+  Neutralise();
+  PlanFault("fail", "netsh", "static", 0, 1);
+  Restore();
+  ASSERT_EQ(backups.size(), 1u);
+  EXPECT_TRUE(HasBackupFile());
+  lab::EditMachine([](lab::MachineState& machine) { machine.faults.clear(); });
+  Restore();
+  EXPECT_EQ(Now(), Before());
+}
+
+TEST_F(AdapterDns, APendingRecordIsKeptInsteadOfOneThatSaysOurOwnServer) {
+  Start(lab::ThreeStaticServersMachine());
+  Neutralise();
+  const std::vector<AdapterDnsBackup> first = backups;
+  Neutralise();
+  EXPECT_EQ(backups, first);
+  Restore();
+  EXPECT_EQ(Now(), Before());
+}
+
+TEST_F(AdapterDns, ServersBehindTheThirdAreNotSetOnTheTunnel) {
+  Start(TunnelMachine());
+  EXPECT_TRUE(SetTunnelDns("Moorlak", {"203.0.113.1", "203.0.113.2", "203.0.113.3", "203.0.113.4"}, running));
+  const lab::MachineState machine = lab::ReadMachine();
+  EXPECT_EQ(AdapterOf(machine, "Moorlak").ipv4.staticDns,
+            (std::vector<std::string>{"203.0.113.1", "203.0.113.2", "203.0.113.3"}));
+}
+
+TEST_F(AdapterDns, WithASingleTunnelServerNoAddCommandRuns) {
+  Start(TunnelMachine());
+  EXPECT_TRUE(SetTunnelDns("Moorlak", {"203.0.113.1"}, running));
+  for (const std::string& call : CallsOf("netsh")) EXPECT_EQ(call.find("add dns"), std::string::npos) << call;
+}
+
+TEST_F(AdapterDns, EveryRestoreFlushesTheResolversCache) {
+  Start(lab::DhcpMachine());
+  RestoreAdapterDns({});
+  EXPECT_EQ(lab::ReadMachine().record.dnsFlushes, 1u);
+}
+
+}  // namespace
+}  // namespace moorlak
