@@ -29,10 +29,8 @@ class DnsGuard : public OnSimulatedMachine {
     Start(machine);
   }
 
-  // A handle that is dead is closed by the removal: the next test's machine must not meet it.
   void TearDown() override {
-    lab::EditMachine([](lab::MachineState& machine) { lab::RestartEngine(machine.wfp); });
-    RemoveDnsGuard();
+    EndFilterSessions();
     OnSimulatedMachine::TearDown();
   }
 

@@ -16,6 +16,10 @@ namespace {
 class LeakProtectionOn : public OnSimulatedMachine {
  protected:
   void SetUp() override { DeleteDnsBackup(); }
+  void TearDown() override {
+    EndFilterSessions();
+    OnSimulatedMachine::TearDown();
+  }
 
   static LeakProtection Wanted() {
     LeakProtection wanted;

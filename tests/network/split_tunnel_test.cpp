@@ -26,11 +26,8 @@ class SplitTunnel : public OnSimulatedMachine {
     Start(machine);
   }
 
-  // A handle that is dead is closed by the removal: the next test's machine must not meet it. Without the objects the
-  // removal of hundreds of filters is also much quicker.
   void TearDown() override {
-    lab::EditMachine([](lab::MachineState& machine) { lab::RestartEngine(machine.wfp); });
-    RemoveSplitTunnel();
+    EndFilterSessions();
     OnSimulatedMachine::TearDown();
   }
 

@@ -32,7 +32,8 @@ bool Run(const DnsCommand& command) {
 
 // A cold netsh can need longer than it is given; the second one finds its files in memory.
 bool RunTwice(const DnsCommand& command) {
-  return Run(command) || Run(command);
+  if (Run(command)) return true;
+  return Run(command);
 }
 
 AdapterDnsBackup ReadBackup(const AdapterInfo& adapter) {

@@ -2,6 +2,10 @@
 
 #include <windows.h>
 
+#include "fwpuclnt/objects.h"
+#include "net/dns/dns_guard.h"
+#include "net/split/split_tunnel.h"
+
 namespace moorlak {
 namespace {
 
@@ -60,6 +64,13 @@ void PlanFault(const std::string& kind, const std::string& call, const std::stri
   fault.nth = nth;
   fault.code = code;
   lab::EditMachine([&](lab::MachineState& machine) { machine.faults.push_back(fault); });
+}
+
+void EndFilterSessions() {
+  // A handle that is dead is closed by the removal.
+  lab::EditMachine([](lab::MachineState& machine) { lab::RestartEngine(machine.wfp); });
+  RemoveDnsGuard();
+  RemoveSplitTunnel();
 }
 
 void OnSimulatedMachine::Start(const lab::MachineState& machine) {

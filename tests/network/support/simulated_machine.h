@@ -30,6 +30,9 @@ void DropDefaults(lab::MachineState& machine);
 void PlanFault(const std::string& kind, const std::string& call, const std::string& argument, uint32_t nth,
                uint32_t code);
 
+// Makes guard and split tunnel forget what they hold: a handle of this test's machine must not meet the next one's.
+void EndFilterSessions();
+
 // Fixture: Start makes the machine; at the end no stand-in program may have met a command that it does not know.
 class OnSimulatedMachine : public testing::Test {
  protected:
