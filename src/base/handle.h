@@ -88,6 +88,15 @@ struct RegistryKeyTraits {
 };
 using RegistryKey = UniqueHandle<RegistryKeyTraits>;
 
+// LoadLibraryW.
+struct ModuleHandleTraits {
+  using Type = HMODULE;
+  static Type Empty() noexcept { return nullptr; }
+  static bool IsValid(Type module) noexcept { return module != nullptr; }
+  static void Close(Type module) noexcept { FreeLibrary(module); }
+};
+using ModuleHandle = UniqueHandle<ModuleHandleTraits>;
+
 // Memory that Windows hands out with LocalAlloc: security descriptors, SID texts.
 template <typename T>
 struct LocalMemoryTraits {

@@ -21,7 +21,7 @@ class AdapterHolder : public AdapterTest {
     ClearFaults();
     holder.Close();
     // The library cannot be taken away while it is loaded.
-    holder.library.Reset();
+    holder.wintun.Reset();
     AdapterTest::TearDown();
   }
 
@@ -112,7 +112,7 @@ TEST_F(AdapterHolder, ALibraryThatCannotBeLoadedFailsWithItsError) {
   PlaceBrokenWintun();
   EXPECT_FALSE(holder.SetUp());
   EXPECT_EQ(TakeLogLines(), Lines{"WintunHolder: LoadLibrary failed: 193"});
-  EXPECT_FALSE(holder.library);
+  EXPECT_FALSE(holder.wintun);
   PlaceWintun();
   EXPECT_TRUE(holder.SetUp());
 }
@@ -121,7 +121,7 @@ TEST_F(AdapterHolder, ALibraryWithoutTheExportsIsUnloaded) {
   PlaceOtherDllAsWintun();
   EXPECT_FALSE(holder.SetUp());
   EXPECT_EQ(TakeLogLines(), Lines{"WintunHolder: missing Wintun exports"});
-  EXPECT_FALSE(holder.library);
+  EXPECT_FALSE(holder.wintun);
   EXPECT_EQ(GetModuleHandleW(L"wintun.dll"), nullptr);
   PlaceWintun();
   EXPECT_TRUE(holder.SetUp());

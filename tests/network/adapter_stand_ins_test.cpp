@@ -146,13 +146,6 @@ TEST_F(SetupApi, OtherExportsAreWinesOwnAndDoNotKnowTheLists) {
   EXPECT_EQ(Error(SetupDiDeleteDeviceInfo(list, &device)), static_cast<DWORD>(ERROR_INVALID_HANDLE));
 }
 
-struct ModuleTraits {
-  using Type = HMODULE;
-  static Type Empty() noexcept { return nullptr; }
-  static bool IsValid(Type module) noexcept { return module != nullptr; }
-  static void Close(Type module) noexcept { FreeLibrary(module); }
-};
-
 class WintunLibrary : public AdapterTest {
  protected:
   void SetUp() override {
@@ -177,7 +170,7 @@ class WintunLibrary : public AdapterTest {
   void* Open(const wchar_t* name) const { return Find<void * WINAPI(const wchar_t*)>("WintunOpenAdapter")(name); }
   void Close(void* adapter) const { Find<void WINAPI(void*)>("WintunCloseAdapter")(adapter); }
 
-  UniqueHandle<ModuleTraits> library;
+  ModuleHandle library;
 };
 
 TEST_F(WintunLibrary, ClosingAHandleFromOpenKeepsTheAdapterAndOneFromCreateRemovesIt) {

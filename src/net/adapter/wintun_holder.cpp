@@ -34,11 +34,11 @@ void ForgetLibraryLocked(WintunHolder& holder) {
   holder.createAdapter = nullptr;
   holder.openAdapter = nullptr;
   holder.closeAdapter = nullptr;
-  holder.library.Reset();
+  holder.wintun.Reset();
 }
 
 bool FindExportsLocked(WintunHolder& holder) {
-  const HMODULE library = holder.library.Get();
+  const HMODULE library = holder.wintun.Get();
   holder.createAdapter = FindExport<WintunHolder::CreateAdapter>(library, "WintunCreateAdapter");
   holder.openAdapter = FindExport<WintunHolder::OpenAdapter>(library, "WintunOpenAdapter");
   holder.closeAdapter = FindExport<WintunHolder::CloseAdapter>(library, "WintunCloseAdapter");
@@ -46,14 +46,14 @@ bool FindExportsLocked(WintunHolder& holder) {
 }
 
 bool LoadLibraryLocked(WintunHolder& holder) {
-  if (holder.library) return true;
+  if (holder.wintun) return true;
   const std::wstring path = FindWintun();
   if (path.empty()) {
     WriteLogLine("WintunHolder: wintun.dll not found");
     return false;
   }
-  holder.library.Reset(LoadLibraryW(path.c_str()));
-  if (!holder.library) {
+  holder.wintun.Reset(LoadLibraryW(path.c_str()));
+  if (!holder.wintun) {
     WriteLogLine("WintunHolder: LoadLibrary failed: " + std::to_string(GetLastError()));
     return false;
   }

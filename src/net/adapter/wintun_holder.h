@@ -34,16 +34,9 @@ struct WintunHolder {
   using OpenAdapter = AdapterHandle(WINAPI*)(const wchar_t* name);
   using CloseAdapter = void(WINAPI*)(AdapterHandle adapter);
 
-  struct ModuleTraits {
-    using Type = HMODULE;
-    static Type Empty() noexcept { return nullptr; }
-    static bool IsValid(Type module) noexcept { return module != nullptr; }
-    static void Close(Type module) noexcept { FreeLibrary(module); }
-  };
-
   // Guards everything below.
   std::mutex lock;
-  UniqueHandle<ModuleTraits> library;
+  ModuleHandle wintun;
   CreateAdapter createAdapter = nullptr;
   OpenAdapter openAdapter = nullptr;
   CloseAdapter closeAdapter = nullptr;

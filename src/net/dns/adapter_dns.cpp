@@ -138,16 +138,9 @@ std::optional<RestoreTarget> TargetOf(const AdapterDnsBackup& backup,
 
 using DnsFlush = BOOL(WINAPI*)();
 
-struct ModuleTraits {
-  using Type = HMODULE;
-  static Type Empty() noexcept { return nullptr; }
-  static bool IsValid(Type module) noexcept { return module != nullptr; }
-  static void Close(Type module) noexcept { FreeLibrary(module); }
-};
-
 // Not documented, but what `ipconfig /flushdns` itself calls.
 bool FlushThroughLibrary() {
-  const UniqueHandle<ModuleTraits> library(LoadLibraryExW(L"dnsapi.dll", nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS));
+  const ModuleHandle library(LoadLibraryExW(L"dnsapi.dll", nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS));
   if (!library) return false;
   const auto flush =
       reinterpret_cast<DnsFlush>(reinterpret_cast<void*>(GetProcAddress(library.Get(), "DnsFlushResolverCache")));
