@@ -155,7 +155,7 @@ TEST_F(AdapterDns, TheFileTellsAnAdapterBeforeItIsTouched) {
   EXPECT_NE(BackupText().find("v1\n1\nEthernet\n"), std::string::npos) << BackupText();
 }
 
-TEST_F(AdapterDns, AStopBetweenAdaptersKeepsTheBackupOfWhatWasChanged) {
+TEST_F(AdapterDns, AStopBeforeTheFirstAdapterLeavesThemAllAlone) {
   Start(lab::MixedMachine());
   running = false;
   EXPECT_TRUE(Neutralise().stopped);

@@ -6,38 +6,16 @@
 #include "base/utf.h"
 #include "fwpuclnt/objects.h"
 #include "machine/classify.h"
-#include "network/support/simulated_machine.h"
+#include "network/support/filtering_machine.h"
 
 namespace moorlak {
 namespace {
 
 const std::vector<std::string> kHosts{"203.0.113.7", "149.112.112.112", "9.9.9.9"};
 
-// An existing file is all that an application id wants.
-std::string OwnPath() {
-  wchar_t path[MAX_PATH]{};
-  GetModuleFileNameW(nullptr, path, MAX_PATH);
-  return NarrowUtf16(path);
-}
-
-class DnsGuard : public OnSimulatedMachine {
+class DnsGuard : public OnFilteringMachine {
  protected:
-  void SetUp() override {
-    lab::MachineState machine = lab::DhcpMachine();
-    physical = machine.adapters[1].luid;
-    tunnel = AddTunnelAdapter(machine).luid;
-    Start(machine);
-  }
-
-  void TearDown() override {
-    EndFilterSessions();
-    OnSimulatedMachine::TearDown();
-  }
-
   static lab::Wfp Objects() { return lab::ReadMachine().wfp; }
-
-  uint64_t physical = 0;
-  uint64_t tunnel = 0;
 };
 
 TEST_F(DnsGuard, InstallsElevenFiltersForThreeHostsAndRemovesThem) {

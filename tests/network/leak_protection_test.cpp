@@ -125,8 +125,8 @@ TEST_F(LeakProtectionOn, AnApplyOverAnotherPutsTheFirstOneBackBefore) {
   EXPECT_EQ(WithoutTunnelDns(), Before());
 }
 
-// What start-up finds after a crash: routes, address and DNS of the session, and no filters, which go with the process.
-TEST_F(LeakProtectionOn, IsRecoveredFromTheFilesAfterACrash) {
+// What start-up does, in the process that applied it: the file, not the list in memory, is what it goes by.
+TEST_F(LeakProtectionOn, IsRecoveredFromItsFile) {
   lab::MachineState machine = lab::ThreeStaticServersMachine();
   AddTunnelAdapter(machine);
   Start(machine);

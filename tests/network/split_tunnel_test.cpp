@@ -6,34 +6,12 @@
 #include "base/utf.h"
 #include "fwpuclnt/objects.h"
 #include "machine/classify.h"
-#include "network/support/simulated_machine.h"
+#include "network/support/filtering_machine.h"
 
 namespace moorlak {
 namespace {
 
-std::string OwnPath() {
-  wchar_t path[MAX_PATH]{};
-  GetModuleFileNameW(nullptr, path, MAX_PATH);
-  return NarrowUtf16(path);
-}
-
-class SplitTunnel : public OnSimulatedMachine {
- protected:
-  void SetUp() override {
-    lab::MachineState machine = lab::DhcpMachine();
-    physical = machine.adapters[1].luid;
-    tunnel = AddTunnelAdapter(machine).luid;
-    Start(machine);
-  }
-
-  void TearDown() override {
-    EndFilterSessions();
-    OnSimulatedMachine::TearDown();
-  }
-
-  uint64_t physical = 0;
-  uint64_t tunnel = 0;
-};
+class SplitTunnel : public OnFilteringMachine {};
 
 TEST_F(SplitTunnel, KeepsAnApplicationOutOfTheTunnelAndIsRemoved) {
   const std::string path = OwnPath();

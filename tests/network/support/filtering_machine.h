@@ -1,0 +1,37 @@
+// A simulated machine for tests of the filters: a physical adapter, the tunnel adapter, and this program as the
+// application that filters name.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "base/paths.h"
+#include "base/utf.h"
+#include "network/support/simulated_machine.h"
+
+namespace moorlak {
+
+// An existing file is all that an application id wants.
+inline std::string OwnPath() {
+  return NarrowUtf16(ExecutablePath());
+}
+
+class OnFilteringMachine : public OnSimulatedMachine {
+ protected:
+  void SetUp() override {
+    lab::MachineState machine = lab::DhcpMachine();
+    physical = machine.adapters[1].luid;
+    tunnel = AddTunnelAdapter(machine).luid;
+    Start(machine);
+  }
+
+  void TearDown() override {
+    EndFilterSessions();
+    OnSimulatedMachine::TearDown();
+  }
+
+  uint64_t physical = 0;
+  uint64_t tunnel = 0;
+};
+
+}  // namespace moorlak
