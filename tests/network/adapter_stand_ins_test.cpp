@@ -206,6 +206,9 @@ TEST_F(WintunLibrary, AProcessThatDiesLeavesADeviceThatIsNotPresentAndIsPurgedAs
   startup.cb = sizeof startup;
   PROCESS_INFORMATION started{};
   library.Reset();
+  // The new process inherits the environment: as one of several shards it would leave its only test to another.
+  SetEnvironmentVariableW(L"GTEST_TOTAL_SHARDS", nullptr);
+  SetEnvironmentVariableW(L"GTEST_SHARD_INDEX", nullptr);
   ASSERT_TRUE(CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &started));
   const KernelHandle process(started.hProcess);
   const KernelHandle thread(started.hThread);
