@@ -18,6 +18,7 @@ NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(FirewallRule, name, words)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(Device, instanceId, friendlyName, description, adapterGuid, present,
                                                 removalNeedsReboot, removalPending, ownerProcess)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(Network, id, name, adapterGuid, renamable, appearsAtEnumeration)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(TunnelProgram, process, adapterGuid, proxyPort)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(WfpCondition, field, match, type, value)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(WfpProvider, key, name, session)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(WfpSublayer, key, name, provider, weight, session)
@@ -30,7 +31,7 @@ NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(Waiter, call, process, name)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(Record, calls, changes, killAtChange, dnsFlushes, unknownCommands,
                                                 waiting)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(MachineState, adapters, ipv4Routes, ipv6Routes, firewallRules, devices,
-                                                networks, wfp, faults, record, nextIfIndex, serviceImage,
+                                                networks, tunnels, wfp, faults, record, nextIfIndex, serviceImage,
                                                 routeExitsZero, httpPort)
 
 }  // namespace moorlak::lab

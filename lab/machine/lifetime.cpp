@@ -61,6 +61,7 @@ void DropDeadProcesses(MachineState& state, const IsAlive& isAlive) {
   for (const uint64_t handle : DeadWfpSessions(state, isAlive)) DropWfpSession(state, handle);
   DropDeadDevices(state, isAlive);
   DropDeadAdapterSessions(state, isAlive);
+  std::erase_if(state.tunnels, [&](const TunnelProgram& tunnel) { return !isAlive(tunnel.process); });
   std::erase_if(state.record.waiting, [&](const Waiter& waiter) { return !isAlive(waiter.process); });
 }
 

@@ -24,7 +24,8 @@ void DropWfpSession(MachineState& state, uint64_t handle);
 void RemoveAdapter(MachineState& state, const std::string& guid);
 
 // What the system does when processes die: their WFP sessions end; a Wintun adapter that a dead process created is
-// gone, its device no longer present; one whose session a dead process held is down; calls of theirs wait no longer.
+// gone, its device no longer present; one whose session a dead process held is down; traffic that a dead process moved
+// moves no more; calls of theirs wait no longer.
 void DropDeadProcesses(MachineState& state, const IsAlive& isAlive);
 
 }  // namespace moorlak::lab

@@ -91,6 +91,15 @@ struct Device {
   bool operator==(const Device&) const = default;
 };
 
+// A living program that moves an adapter's traffic: tun2socks, or an engine with a TUN inbound of its own.
+struct TunnelProgram {
+  uint32_t process = 0;
+  std::string adapterGuid;
+  // The SOCKS port on loopback to which the traffic goes: the proxy that was given, or the engine's own inbound.
+  uint16_t proxyPort = 0;
+  bool operator==(const TunnelProgram&) const = default;
+};
+
 // A network of the network list manager; the registry's stored profile is the prefix's real registry.
 struct Network {
   std::string id;
@@ -204,6 +213,7 @@ struct MachineState {
   std::vector<FirewallRule> firewallRules;
   std::vector<Device> devices;
   std::vector<Network> networks;
+  std::vector<TunnelProgram> tunnels;
   Wfp wfp;
   std::vector<Fault> faults;
   Record record;

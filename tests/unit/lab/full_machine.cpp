@@ -64,6 +64,7 @@ MachineState FullMachine() {
   machine.devices.push_back({"SWD\\WINTUN\\" + std::string(kTunnelGuid), "Moorlak", "Moorlak Tunnel", kTunnelGuid, true,
                              true, false, kServiceProcess});
   machine.networks.push_back({"{N}", "Moorlak 2", kTunnelGuid, false, 3});
+  machine.tunnels = {{kServiceProcess, kTunnelGuid, 10807}};
   machine.wfp = Filters();
   machine.faults = {{"netsh", "metric", 2, "fail", 5, 1, true}};
   machine.record = {40, 12, 13, 2, {"netsh what"}, {{39, kServiceProcess, "route"}}};

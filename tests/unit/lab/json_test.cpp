@@ -37,6 +37,7 @@ TEST(MachineJson, HasEveryFieldOfEveryStruct) {
   ExpectEveryFieldInJson<FirewallRule>("FirewallRule");
   ExpectEveryFieldInJson<Device>("Device");
   ExpectEveryFieldInJson<Network>("Network");
+  ExpectEveryFieldInJson<TunnelProgram>("TunnelProgram");
   ExpectEveryFieldInJson<WfpCondition>("WfpCondition");
   ExpectEveryFieldInJson<WfpProvider>("WfpProvider");
   ExpectEveryFieldInJson<WfpSublayer>("WfpSublayer");
