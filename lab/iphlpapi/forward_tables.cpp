@@ -83,6 +83,22 @@ MIB_IPFORWARD_TABLE2* NewTable(const std::vector<RouteRow2>& rows) {
   return table;
 }
 
+Ipv4Route PlainRoute2(const MIB_IPFORWARD_ROW2& row) {
+  return {ntohl(row.DestinationPrefix.Prefix.Ipv4.sin_addr.s_addr), row.DestinationPrefix.PrefixLength,
+          ntohl(row.NextHop.Ipv4.sin_addr.s_addr), row.Metric};
+}
+
+std::string RouteText2(const MIB_IPFORWARD_ROW2& row) {
+  const Ipv4Route route = PlainRoute2(row);
+  return Ipv4Text(route.destination) + "/" + std::to_string(route.prefixLength) + " via " + Ipv4Text(route.nextHop) +
+         " metric " + std::to_string(route.metric);
+}
+
+// The service changes IPv4 routes only.
+bool IsIpv4Row(const MIB_IPFORWARD_ROW2* row) {
+  return row != nullptr && row->DestinationPrefix.Prefix.si_family == AF_INET && row->NextHop.si_family == AF_INET;
+}
+
 bool TakeTable(void* table) {
   const std::lock_guard guard(tablesLock);
   return tables.erase(table) != 0;
@@ -135,6 +151,29 @@ DWORD WINAPI LabDeleteIpForwardEntry(PMIB_IPFORWARDROW row) {
   const Ipv4Row wanted = PlainRow(*row);
   return RunCall({"DeleteIpForwardEntry", RowText(wanted)},
                  [&](MachineState& state) { return DeleteIpv4Route(state, wanted); });
+}
+
+VOID WINAPI LabInitializeIpForwardEntry(PMIB_IPFORWARD_ROW2 row) {
+  *row = {};
+  row->ValidLifetime = row->PreferredLifetime = 0xFFFFFFFF;
+  row->Metric = 0xFFFFFFFF;
+  row->Protocol = static_cast<NL_ROUTE_PROTOCOL>(MIB_IPPROTO_NETMGMT);
+  row->Loopback = row->AutoconfigureAddress = row->Immortal = TRUE;
+}
+
+DWORD WINAPI LabCreateIpForwardEntry2(const MIB_IPFORWARD_ROW2* row) {
+  // A metric that was left as it was initialised is no metric.
+  if (!IsIpv4Row(row) || row->Metric == 0xFFFFFFFF) return ERROR_INVALID_PARAMETER;
+  return RunCall({"CreateIpForwardEntry2", RouteText2(*row)}, [&](MachineState& state) {
+    return CreateIpv4Route2(state, {row->InterfaceLuid.Value, row->InterfaceIndex, false}, PlainRoute2(*row));
+  });
+}
+
+DWORD WINAPI LabDeleteIpForwardEntry2(const MIB_IPFORWARD_ROW2* row) {
+  if (!IsIpv4Row(row)) return ERROR_INVALID_PARAMETER;
+  return RunCall({"DeleteIpForwardEntry2", RouteText2(*row)}, [&](MachineState& state) {
+    return DeleteIpv4Route2(state, {row->InterfaceLuid.Value, row->InterfaceIndex, false}, PlainRoute2(*row));
+  });
 }
 
 DWORD WINAPI LabGetBestRoute(DWORD destination, DWORD source, PMIB_IPFORWARDROW best) {

@@ -18,6 +18,7 @@ inline constexpr uint32_t kInvalidParameter = 87;
 inline constexpr uint32_t kNoData = 232;
 inline constexpr uint32_t kNotFound = 1168;
 inline constexpr uint32_t kNetworkUnreachable = 1231;
+inline constexpr uint32_t kObjectAlreadyExists = 5010;
 
 enum class Family { Any, Ipv4, Ipv6 };
 

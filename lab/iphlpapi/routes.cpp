@@ -32,6 +32,13 @@ void AppendRows2(std::vector<RouteRow2>& rows, const MachineState& state, bool i
   }
 }
 
+auto SameRouteOn(uint64_t luid, const Ipv4Route& wanted) {
+  return [luid, wanted](const Route& route) {
+    return route.luid == luid && route.prefixLength == wanted.prefixLength &&
+           ParseIpv4(route.destination) == wanted.destination && ParseIpv4(route.nextHop) == wanted.nextHop;
+  };
+}
+
 bool IsBetter(const Ipv4Row& row, const Ipv4Row& best) {
   // Masks of ones in front compare like their lengths.
   return row.mask != best.mask ? row.mask > best.mask : row.metric < best.metric;
@@ -65,6 +72,24 @@ uint32_t DeleteIpv4Route(MachineState& state, const Ipv4Row& row) {
     return one == row;
   };
   return std::erase_if(state.ipv4Routes, isMeant) != 0 ? kDone : kNotFound;
+}
+
+uint32_t CreateIpv4Route2(MachineState& state, const InterfaceKey& key, const Ipv4Route& route) {
+  if (key.luid == 0 && key.ifIndex == 0) return kInvalidParameter;
+  if (route.prefixLength > 32 || (route.destination & ~MaskOf(route.prefixLength)) != 0) return kInvalidParameter;
+  const Adapter* adapter = FindInterface(state, key);
+  if (adapter == nullptr || !adapter->ipv4.bound) return kNotFound;
+  if (std::ranges::any_of(state.ipv4Routes, SameRouteOn(adapter->luid, route))) return kObjectAlreadyExists;
+  state.ipv4Routes.push_back(
+      {Ipv4Text(route.destination), route.prefixLength, Ipv4Text(route.nextHop), adapter->luid, route.metric, false});
+  return kDone;
+}
+
+uint32_t DeleteIpv4Route2(MachineState& state, const InterfaceKey& key, const Ipv4Route& route) {
+  if (key.luid == 0 && key.ifIndex == 0) return kInvalidParameter;
+  const Adapter* adapter = FindInterface(state, key);
+  if (adapter == nullptr) return kNotFound;
+  return std::erase_if(state.ipv4Routes, SameRouteOn(adapter->luid, route)) != 0 ? kDone : kNotFound;
 }
 
 uint32_t FindBestIpv4Route(const MachineState& state, uint32_t destination, Ipv4Row& best) {
