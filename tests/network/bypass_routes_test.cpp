@@ -1,4 +1,5 @@
 #include "net/routing/bypass_routes.h"
+#include "net/routing/route_journal.h"
 
 #include <windows.h>
 
@@ -137,7 +138,25 @@ TEST_F(BypassRoutesOn, AnAddressGetsAHostRouteThroughThePhysicalGatewayAndLosesI
   EXPECT_EQ(routes.serverRouteIps, Addresses{"203.0.113.7"});
   EXPECT_EQ(routes.physicalGateway, "192.0.2.1");
   EXPECT_EQ(LogMessages(), "bypass: 203.0.113.7 -> 203.0.113.7\n");
-  RemoveRoutesTo("203.0.113.7");
+  RestoreJournaledRoutes();
+  EXPECT_EQ(Now(), Before());
+}
+
+TEST_F(BypassRoutesOn, ANameThatResolvesToTheSameAddressAgainGetsOneRoute) {
+  Start(lab::DhcpMachine());
+  BypassRoutes routes;
+  for (const char* entry : {"localhost", "domain:localhost", "full:127.0.0.1"}) AddHostBypassRoute(entry, routes);
+  EXPECT_EQ(RoutedAround(), Addresses{"127.0.0.1/32"});
+  EXPECT_EQ(routes.serverRouteIps, Addresses{"127.0.0.1"});
+  EXPECT_EQ(LogMessages(), "bypass: localhost -> 127.0.0.1\n");
+}
+
+TEST_F(BypassRoutesOn, ANameThatResolvesToTheServersOwnAddressGetsNone) {
+  Start(lab::DhcpMachine());
+  BypassRoutes routes;
+  routes.serverBypassIp = "127.0.0.1";
+  AddHostBypassRoute("localhost", routes);
+  EXPECT_TRUE(routes.serverRouteIps.empty());
   EXPECT_EQ(Now(), Before());
 }
 

@@ -8,6 +8,7 @@
 #include "base/standard_error.h"
 #include "config/server_resolution.h"
 #include "net/adapter/adapter_lookup.h"
+#include "net/routing/route_journal.h"
 #include "net/routing/route_table.h"
 #include "process/captured_command.h"
 #include "process/hidden_command.h"
@@ -39,9 +40,10 @@ bool HasHostRoute(const BypassRoutes& routes, const std::string& address) {
 
 void AddHostRoute(const std::string& host, const std::string& address, const std::string& gateway,
                   BypassRoutes& routes) {
-  RemoveRoutesTo(address);
+  const GatewayRoute route{address, std::string(kHostMask), gateway};
+  ClearWayFor(route);
   WriteLogLine("bypass: " + host + " -> " + address);
-  AddGatewayRoute({address, std::string(kHostMask), gateway});
+  AddGatewayRoute(route);
   routes.serverRouteIps.push_back(address);
 }
 
@@ -77,7 +79,7 @@ void AddSubnet(const std::string& entry, const std::string& gateway) {
     return;
   }
   plan.route.gateway = gateway;
-  RemoveRoutesTo(plan.route.destination);
+  ClearWayFor(plan.route);
   WriteStandardErrorLine("VPN Service: Adding LAN bypass route: " + RouteAddCommand(plan.route));
   AddGatewayRoute(plan.route);
 }
@@ -95,8 +97,9 @@ std::string SessionGateway(BypassRoutes& routes) noexcept {
   });
 }
 
-void RemoveRoutesTo(const std::string& destination) noexcept {
-  Guarded([&] { RunHiddenCommand(RouteDeleteCommand(destination), kRouteTimeoutMs, false); });
+void ClearWayFor(const GatewayRoute& route) noexcept {
+  JournalReplacement(route);
+  Guarded([&] { RunHiddenCommand(RouteDeleteCommand(route.destination), kRouteTimeoutMs, false); });
 }
 
 void AddGatewayRoute(const GatewayRoute& route) noexcept {

@@ -26,9 +26,10 @@ std::string FindPhysicalGateway() noexcept;
 // The session's gateway, looked for when it is not known yet.
 std::string SessionGateway(BypassRoutes& routes) noexcept;
 
-// The two commands, one after the other, that every route of a session is made of: whatever leads to the destination is
-// removed (that there is nothing is no failure), then the route is added (its failure is logged).
-void RemoveRoutesTo(const std::string& destination) noexcept;
+// The two commands, one after the other, that every route of a session is made of: whatever leads to the route's
+// destination is removed (that there is nothing is no failure), then the route is added (its failure is logged). The
+// first one journals both before it begins (net/routing/route_journal.h).
+void ClearWayFor(const GatewayRoute& route) noexcept;
 void AddGatewayRoute(const GatewayRoute& route) noexcept;
 
 // Host routes for everything that the entry's host (a routing-rule item, a name or an address) resolves to, each

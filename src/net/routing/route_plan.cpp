@@ -85,6 +85,11 @@ std::string EnableAdapterCommand(std::string_view adapterName) {
   return "netsh interface set interface name=" + Quoted(adapterName) + " admin=ENABLED";
 }
 
+std::string TunnelAddressCommand(std::string_view adapterName) {
+  return "netsh interface ip set address name=" + Quoted(adapterName) +
+         " source=static addr=" + std::string(kTunnelAddress) + " mask=255.255.255.0 gateway=none";
+}
+
 std::string InterfaceMetricCommand(std::string_view adapterName) {
   return "netsh interface ipv4 set interface interface=" + Quoted(adapterName) + " metric=1";
 }

@@ -49,6 +49,7 @@ std::string TunnelDefaultDeleteCommand();
 
 // The adapter is given by its name, which stands between quotes in the command and so must hold none.
 std::string EnableAdapterCommand(std::string_view adapterName);
+std::string TunnelAddressCommand(std::string_view adapterName);
 std::string InterfaceMetricCommand(std::string_view adapterName);
 std::string TunnelDefaultAddCommand(std::string_view adapterName);
 

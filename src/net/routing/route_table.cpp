@@ -12,12 +12,35 @@ namespace {
 // A route that appears between two calls makes the table grow; one that grows at every try is not read.
 constexpr int kMostReads = 8;
 
-struct Ipv6TableTraits {
+struct ForwardTableTraits {
   using Type = MIB_IPFORWARD_TABLE2*;
   static Type Empty() noexcept { return nullptr; }
   static bool IsValid(Type table) noexcept { return table != nullptr; }
   static void Close(Type table) noexcept { FreeMibTable(table); }
 };
+
+SystemRoute PlainSystemRoute(const MIB_IPFORWARD_ROW2& row) {
+  return {ntohl(row.DestinationPrefix.Prefix.Ipv4.sin_addr.s_addr), row.DestinationPrefix.PrefixLength,
+          ntohl(row.NextHop.Ipv4.sin_addr.s_addr), row.InterfaceLuid.Value, row.Metric};
+}
+
+SOCKADDR_INET Ipv4Address(uint32_t address) {
+  SOCKADDR_INET socketAddress{};
+  socketAddress.Ipv4.sin_family = AF_INET;
+  socketAddress.Ipv4.sin_addr.s_addr = htonl(address);
+  return socketAddress;
+}
+
+MIB_IPFORWARD_ROW2 RowOf(const SystemRoute& route) {
+  MIB_IPFORWARD_ROW2 row{};
+  InitializeIpForwardEntry(&row);
+  row.InterfaceLuid.Value = route.luid;
+  row.DestinationPrefix.Prefix = Ipv4Address(route.destination);
+  row.DestinationPrefix.PrefixLength = static_cast<UINT8>(route.prefixLength);
+  row.NextHop = Ipv4Address(route.nextHop);
+  row.Metric = route.metric;
+  return row;
+}
 
 }  // namespace
 
@@ -51,8 +74,27 @@ BestRoute FindBestRoute(uint32_t destination) {
   return {error, error == NO_ERROR ? PlainRow(row) : RouteRow{}};
 }
 
+std::optional<std::vector<SystemRoute>> ReadSystemRoutes() {
+  UniqueHandle<ForwardTableTraits> table;
+  if (GetIpForwardTable2(AF_INET, table.Out()) != NO_ERROR || !table) return std::nullopt;
+  const std::span rows(table.Get()->Table, table.Get()->NumEntries);
+  std::vector<SystemRoute> routes(rows.size());
+  std::ranges::transform(rows, routes.begin(), PlainSystemRoute);
+  return routes;
+}
+
+DWORD DeleteSystemRoute(const SystemRoute& route) {
+  const MIB_IPFORWARD_ROW2 row = RowOf(route);
+  return DeleteIpForwardEntry2(&row);
+}
+
+DWORD CreateSystemRoute(const SystemRoute& route) {
+  const MIB_IPFORWARD_ROW2 row = RowOf(route);
+  return CreateIpForwardEntry2(&row);
+}
+
 bool HasIpv6Default() {
-  UniqueHandle<Ipv6TableTraits> table;
+  UniqueHandle<ForwardTableTraits> table;
   if (GetIpForwardTable2(AF_INET6, table.Out()) != NO_ERROR || !table) return false;
   const std::span rows(table.Get()->Table, table.Get()->NumEntries);
   return std::ranges::any_of(rows, [](const MIB_IPFORWARD_ROW2& row) {

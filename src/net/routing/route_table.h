@@ -7,8 +7,10 @@
 
 #include <cstdint>
 #include <iphlpapi.h>
+#include <optional>
 #include <vector>
 
+#include "net/routing/journaled_routes.h"
 #include "net/routing/route_rows.h"
 
 namespace moorlak {
@@ -34,6 +36,13 @@ struct BestRoute {
   RouteRow row;
 };
 BestRoute FindBestRoute(uint32_t destination);
+
+// The IPv4 routes by the newer table; nothing when it cannot be read.
+std::optional<std::vector<SystemRoute>> ReadSystemRoutes();
+
+// Removes or creates one active route; the system's answer, NO_ERROR on success.
+DWORD DeleteSystemRoute(const SystemRoute& route);
+DWORD CreateSystemRoute(const SystemRoute& route);
 
 // True when an IPv6 route to everywhere exists.
 bool HasIpv6Default();

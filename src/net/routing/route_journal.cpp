@@ -1,0 +1,110 @@
+#include "net/routing/route_journal.h"
+
+#include <winsock2.h>
+#include <windows.h>
+
+#include <mutex>
+#include <string>
+
+#include "base/data_files.h"
+#include "base/durable_file.h"
+#include "base/guarded.h"
+#include "base/log.h"
+#include "net/adapter/adapter_lookup.h"
+#include "net/routing/journaled_routes.h"
+#include "net/routing/route_table.h"
+
+namespace moorlak {
+namespace {
+
+constexpr wchar_t kFileName[] = L"routes_restore.v1";
+constexpr size_t kMaxBytes = 16u << 20;
+
+std::mutex journalLock;
+RouteJournal journal;  // guarded by journalLock
+
+void PersistLocked() {
+  const std::wstring path = CommonDataFile(kFileName);
+  if (journal.IsEmpty()) {
+    DeleteFileW(path.c_str());
+  } else if (!WriteFileDurably(path, FormatRouteJournal(journal))) {
+    WriteLogLine("routes: failed to write the route backup (" + std::to_string(GetLastError()) + ")");
+  }
+}
+
+void JournalLocked(const GatewayRoute& route) {
+  const auto tunnel = FindTunnelAdapter();
+  const auto table = ReadSystemRoutes().value_or(std::vector<SystemRoute>());
+  if (NoteReplacement(journal, route, table, tunnel ? tunnel->luid : 0)) PersistLocked();
+}
+
+// A route through an adapter that is gone went with it.
+bool IsLost(DWORD error) {
+  return error == ERROR_FILE_NOT_FOUND || error == ERROR_NOT_FOUND;
+}
+
+std::vector<AddedRoute> RemoveAddedLocked(const std::vector<SystemRoute>& table) {
+  std::vector<AddedRoute> left;
+  for (const SystemRoute& row : AddedRows(journal, table)) {
+    const DWORD error = DeleteSystemRoute(row);
+    if (error == NO_ERROR || IsLost(error)) continue;
+    WriteLogLine("routes: could not remove a bypass route (" + std::to_string(error) + ")");
+    left.push_back({row.destination, row.prefixLength, row.nextHop});
+  }
+  return left;
+}
+
+std::vector<SystemRoute> PutBackTakenLocked(const std::vector<SystemRoute>& table) {
+  std::vector<SystemRoute> left;
+  for (const SystemRoute& route : journal.taken) {
+    if (HasRoute(table, route)) continue;
+    const DWORD error = CreateSystemRoute(route);
+    if (error == NO_ERROR || error == ERROR_OBJECT_ALREADY_EXISTS || IsLost(error)) continue;
+    WriteLogLine("routes: could not put back a route (" + std::to_string(error) + ")");
+    left.push_back(route);
+  }
+  return left;
+}
+
+void RestoreLocked() {
+  if (journal.IsEmpty()) return;
+  const auto before = ReadSystemRoutes();
+  if (!before) return;
+  journal.added = RemoveAddedLocked(*before);
+  const auto cleared = ReadSystemRoutes();
+  if (cleared) journal.taken = PutBackTakenLocked(*cleared);
+  PersistLocked();
+}
+
+void LoadLocked() {
+  std::string text;
+  if (ReadTrustedFile(CommonDataFile(kFileName), kMaxBytes, text) != FileRead::Done) return;
+  journal = ParseRouteJournal(text);
+  WriteLogLine("routes: recovering routes from disk backup");
+}
+
+}  // namespace
+
+void JournalReplacement(const GatewayRoute& route) noexcept {
+  Guarded([&] {
+    const std::lock_guard guard(journalLock);
+    JournalLocked(route);
+  });
+}
+
+void RestoreJournaledRoutes() noexcept {
+  Guarded([] {
+    const std::lock_guard guard(journalLock);
+    RestoreLocked();
+  });
+}
+
+void RecoverJournaledRoutes() noexcept {
+  Guarded([] {
+    const std::lock_guard guard(journalLock);
+    LoadLocked();
+    RestoreLocked();
+  });
+}
+
+}  // namespace moorlak
