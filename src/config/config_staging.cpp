@@ -8,7 +8,7 @@
 #include <system_error>
 
 #include "base/durable_file.h"
-#include "base/standard_error.h"
+#include "base/guarded.h"
 #include "base/trust.h"
 #include "config/allow_insecure.h"
 
@@ -129,13 +129,16 @@ void RemoveStagedConfig(StagedConfig& staged) noexcept {
   staged.path.clear();
 }
 
+void RemoveStagedVpnConfigs() noexcept {
+  Guarded([] {
+    if (const auto folder = OpenStagingFolder(kVpnFolderName)) {
+      RemoveStagedFiles(*folder, kVpnFilePrefix, kVpnFileSuffix);
+    }
+  });
+}
+
 bool WriteStagedConfig(std::string_view configText, StagedConfig& staged) noexcept {
-  try {
-    return StageVpnConfig(configText, staged);
-  } catch (const std::exception& error) {
-    WriteStandardErrorLine(error.what());
-    return false;
-  }
+  return Guarded(false, [&] { return StageVpnConfig(configText, staged); });
 }
 
 }  // namespace moorlak

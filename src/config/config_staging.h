@@ -47,4 +47,7 @@ void RemoveStagedConfig(StagedConfig& staged) noexcept;
 // or the text cannot be written whole.
 bool WriteStagedConfig(std::string_view configText, StagedConfig& staged) noexcept;
 
+// Removes the files that VPN sessions of a crashed service left there: they hold the user's credentials.
+void RemoveStagedVpnConfigs() noexcept;
+
 }  // namespace moorlak

@@ -1,9 +1,20 @@
 #include "service/process_host.h"
 
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+
 #include "ipc/pipe_server.h"
 #include "tunnel/tunnel_controller.h"
 
 namespace moorlak {
+
+namespace {
+
+// Windows is told to wait for 45 s (service_host.cpp); what is not restored by then, the next start restores.
+constexpr std::chrono::seconds kLongestEnd{35};
+
+}  // namespace
 
 std::atomic<bool> stopFlag{false};
 
@@ -18,9 +29,12 @@ void BeginStop() noexcept {
 }
 
 void EndTunnel() noexcept {
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point latest = Clock::now() + kLongestEnd;
   TunnelController& controller = TunnelController::Instance();
   controller.Stop();
-  controller.Shutdown();
+  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(latest - Clock::now());
+  controller.Shutdown(static_cast<uint32_t>(std::max<int64_t>(left.count(), 0)));
 }
 
 }  // namespace moorlak

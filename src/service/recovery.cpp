@@ -1,11 +1,24 @@
 #include "service/recovery.h"
 
+#include "config/config_staging.h"
+#include "net/adapter/wintun_holder.h"
+#include "net/routing/route_journal.h"
+#include "net/share/proxy_sharing.h"
+#include "process/stray_engines.h"
 #include "proxy/system_proxy.h"
+#include "tunnel/leak_protection.h"
 
 namespace moorlak {
 
-void RecoverEarlierSession() noexcept {
+bool RecoverEarlierSession() noexcept {
   RestoreSystemProxy();
+  KillStrayEngines();
+  const bool hasAdapter = WintunHolder::Instance().SetUp();
+  RecoverOrphanedNetworkState();
+  RecoverJournaledRoutes();
+  CloseProxySharingFirewall();
+  RemoveStagedVpnConfigs();
+  return hasAdapter;
 }
 
 }  // namespace moorlak

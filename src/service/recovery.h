@@ -3,6 +3,8 @@
 
 namespace moorlak {
 
-void RecoverEarlierSession() noexcept;
+// Brings the persistent adapter up first; false when it is not there. That is no failure of the service: the next
+// disconnect tries again.
+bool RecoverEarlierSession() noexcept;
 
 }  // namespace moorlak

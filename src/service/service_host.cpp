@@ -75,7 +75,9 @@ void CloseStopEvent() {
 
 void ServeUntilStopped() {
   const InstanceClaim claim = ClaimInstance();
-  if (claim.isFirst) RecoverEarlierSession();
+  if (claim.isFirst && !RecoverEarlierSession()) {
+    WriteLogLine("MoorlakTunnel: persistent adapter setup failed (will retry on disconnect)");
+  }
   std::thread pipeThread = StartPipeThread();
   Report(SERVICE_RUNNING, kAcceptedControls, 0);
   WaitForSingleObject(service.stopEvent.Get(), INFINITE);

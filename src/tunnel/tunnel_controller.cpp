@@ -4,6 +4,7 @@
 
 #include "base/log.h"
 #include "base/standard_error.h"
+#include "tunnel/disconnect.h"
 
 namespace moorlak {
 namespace {
@@ -20,14 +21,27 @@ bool LooksLikeJson(const std::string& text) {
   return first != std::string::npos && (text[first] == '{' || text[first] == '[');
 }
 
-void StopEngineLocked(TunnelController& controller) noexcept {
-  if (controller.proxyMode) controller.proxyEngine.Stop();
+void StopEngineLocked(TunnelController& controller, bool userRequested) noexcept {
+  if (controller.proxyMode) {
+    controller.proxyEngine.Stop();
+  } else {
+    StopVpn(controller.vpnEngine, userRequested);
+  }
 }
 
 // The user's text for a start that did not happen; empty on success.
-std::string StartVpnLocked() {
+std::string StartVpnLocked(TunnelController& controller, const std::string& configText) {
   WriteStandardErrorLine("Starting VPN mode with Tun2Socks...");
-  return kVpnUnavailable;
+  // Set before the session begins: one that fails at once must find it set, to be able to clear it.
+  controller.running = true;
+  std::string failure = kVpnUnavailable;
+  try {
+    failure = controller.vpnEngine.Start(configText);
+  } catch (const std::exception& error) {
+    WriteStandardErrorLine(error.what());
+  }
+  if (!failure.empty()) controller.running = false;
+  return failure;
 }
 
 std::string StartProxyLocked(TunnelController& controller, const std::string& configText) {
@@ -45,14 +59,23 @@ std::string StartProxyLocked(TunnelController& controller, const std::string& co
 
 std::string StartLocked(TunnelController& controller, const std::string& configText, bool useProxyMode) {
   if (controller.closing) return useProxyMode ? kProxyUnavailable : kVpnUnavailable;
-  if (controller.running.exchange(false)) StopEngineLocked(controller);
+  if (controller.running.exchange(false)) StopEngineLocked(controller, false);
+  // A session that is still ending hunts stray engines; it must not find the next one's.
+  controller.vpnEngine.JoinSession();
   if (!LooksLikeJson(configText)) return kInvalidConfig;
   controller.lastConfig = configText;
   controller.proxyMode = useProxyMode;
-  return useProxyMode ? StartProxyLocked(controller, configText) : StartVpnLocked();
+  return useProxyMode ? StartProxyLocked(controller, configText) : StartVpnLocked(controller, configText);
 }
 
 }  // namespace
+
+TunnelController::TunnelController() {
+  vpnEngine.onEnded = [this] {
+    running = false;
+    if (onStopped) onStopped();
+  };
+}
 
 TunnelController& TunnelController::Instance() {
   static TunnelController controller;
@@ -73,7 +96,7 @@ bool TunnelController::Start(const std::string& configText, bool useProxyMode, s
 void TunnelController::Stop() noexcept {
   const std::lock_guard guard(lock);
   running = false;
-  StopEngineLocked(*this);
+  StopEngineLocked(*this, true);
 }
 
 bool TunnelController::StopIfCurrent(uint64_t number, std::string_view reason) noexcept {
@@ -81,7 +104,7 @@ bool TunnelController::StopIfCurrent(uint64_t number, std::string_view reason) n
   if (!running || startNumber != number) return false;
   WriteLogLine(reason);
   running = false;
-  StopEngineLocked(*this);
+  StopEngineLocked(*this, true);
   return true;
 }
 
@@ -89,17 +112,22 @@ void TunnelController::BeginClosing() noexcept {
   closing = true;
 }
 
-void TunnelController::Shutdown() noexcept {
+void TunnelController::Shutdown(uint32_t limitMs) noexcept {
   running = false;
+  ReleaseVpn(limitMs);
 }
 
 bool TunnelController::IsTunnelUp() const {
-  return proxyMode && proxyEngine.IsRunning();
+  return proxyMode ? proxyEngine.IsRunning() : vpnEngine.ready.load();
 }
 
 void TunnelController::GetTraffic(int64_t& up, int64_t& down) const {
-  up = proxyMode ? proxyEngine.uplink.load() : 0;
-  down = proxyMode ? proxyEngine.downlink.load() : 0;
+  if (!proxyMode) {
+    vpnEngine.GetTraffic(up, down);
+    return;
+  }
+  up = proxyEngine.uplink;
+  down = proxyEngine.downlink;
 }
 
 }  // namespace moorlak

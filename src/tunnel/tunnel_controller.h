@@ -3,16 +3,18 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
 
 #include "proxy/xray_service.h"
+#include "tunnel/vpn_service.h"
 
 namespace moorlak {
 
 struct TunnelController {
-  // True after a start was accepted; cleared by stop and shutdown.
+  // True after a start was accepted; cleared by stop, by shutdown, and when a VPN session has ended by itself.
   std::atomic<bool> running{false};
   // Mode of the current or last start; keeps its value after stop.
   std::atomic<bool> proxyMode{false};
@@ -25,6 +27,11 @@ struct TunnelController {
   std::mutex lock;
   std::string lastConfig;
   XrayService proxyEngine;
+  VpnService vpnEngine;
+  // Called after a VPN session has ended, on its thread. Set before the first start, if at all.
+  std::function<void()> onStopped;
+
+  TunnelController();
 
   static TunnelController& Instance();
 
@@ -37,10 +44,10 @@ struct TunnelController {
   bool StopIfCurrent(uint64_t number, std::string_view reason) noexcept;
   // Refuses every later start. Called before the final stop.
   void BeginClosing() noexcept;
-  // The last release of what the engines hold, after the final stop.
-  void Shutdown() noexcept;
+  // The last release of what the engines hold, after the final stop. Waits for background work, for at most the limit.
+  void Shutdown(uint32_t limitMs) noexcept;
 
-  // Status; these take no lock.
+  // Status; these do not take the lock above.
   bool IsRunning() const { return running; }
   bool IsTunnelUp() const;
   void GetTraffic(int64_t& up, int64_t& down) const;

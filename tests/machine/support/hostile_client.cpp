@@ -65,7 +65,7 @@ std::string ReadLate(HANDLE pipe, RandomSource& random) {
 }
 
 // None of these texts reaches an engine: they do not begin like JSON, or they are not balanced, or the mode is not
-// the one that has an engine.
+// the one whose programs are installed.
 std::string SendBadConfig(HANDLE pipe, RandomSource& random) {
   const uint32_t longest = random.Below(50) == 0 ? 4u << 20 : 4096;
   const std::string filler(random.Below(longest), "[{\\\"\xFF \0a"[random.Below(7)]);
@@ -74,7 +74,8 @@ std::string SendBadConfig(HANDLE pipe, RandomSource& random) {
     std::string reply;
   } cases[] = {
       {"1\nx" + filler, "ERR:Invalid VPN configuration. The server config could not be parsed."},
-      {"0\n{" + filler, "ERR:VPN service is unavailable."},
+      {"0\n{" + filler,
+       "ERR:tun2socks.exe not found. Place it in the xray folder next to moor_lak.exe (with wintun.dll)."},
       {"1\n{\"" + filler,
        "ERR:Could not start proxy mode. Ensure xray.exe is in the xray folder next to moor_lak.exe."},
       {"", "ERR:Missing VPN config."},

@@ -14,6 +14,8 @@ namespace moorlak {
 namespace {
 
 constexpr char kInvalid[] = "Invalid VPN configuration. The server config could not be parsed.";
+constexpr char kXrayMissing[] =
+    "xray.exe not found. Place it in the xray folder next to moor_lak.exe (with geoip.dat and geosite.dat).";
 
 class Controller : public testing::Test {
  protected:
@@ -99,11 +101,11 @@ TEST_F(Controller, AcceptsLeadingWhiteSpaceAndKeepsTheTextUnchanged) {
 }
 
 TEST_F(Controller, LetsAConfigurationThatBeginsWithABracketPassItsCheck) {
-  EXPECT_EQ(StartError("[]", false), "VPN service is unavailable.");
+  EXPECT_EQ(StartError("[]", false), kXrayMissing);
 }
 
 TEST_F(Controller, AnswersAVpnStartWithoutAnEngine) {
-  EXPECT_EQ(StartError("{}", false), "VPN service is unavailable.");
+  EXPECT_EQ(StartError("{}", false), kXrayMissing);
   EXPECT_FALSE(controller->IsRunning());
   EXPECT_FALSE(controller->proxyMode);
 }
@@ -123,7 +125,7 @@ TEST_F(Controller, RefusesEveryStartOnceItIsClosing) {
 
 TEST_F(Controller, IsIdleAtFirstAndStopsSafely) {
   controller->Stop();
-  controller->Shutdown();
+  controller->Shutdown(0);
   int64_t up = -1;
   int64_t down = -1;
   controller->GetTraffic(up, down);

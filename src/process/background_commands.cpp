@@ -1,0 +1,45 @@
+#include "process/background_commands.h"
+
+#include <atomic>
+#include <chrono>
+#include <exception>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+namespace moorlak {
+namespace {
+
+constexpr uint32_t kStepMs = 100;
+
+std::atomic<uint32_t> runningCommands{0};
+// Held while a command counts itself out, so that whoever has taken it once knows that this is over, too.
+std::mutex finishLock;
+
+void RunCounted(const std::function<void()>& work) noexcept {
+  work();
+  const std::lock_guard guard(finishLock);
+  --runningCommands;
+}
+
+}  // namespace
+
+void RunInBackground(std::function<void()> work) noexcept {
+  ++runningCommands;
+  try {
+    std::thread([work] { RunCounted(work); }).detach();
+  } catch (const std::exception&) {
+    RunCounted(work);
+  }
+}
+
+void WaitForBackgroundCommands(uint32_t limitMs) noexcept {
+  uint32_t step = 0;
+  do {
+    if (runningCommands == 0) break;
+    std::this_thread::sleep_for(std::chrono::milliseconds(kStepMs));
+  } while (++step < limitMs / kStepMs);
+  const std::lock_guard guard(finishLock);
+}
+
+}  // namespace moorlak

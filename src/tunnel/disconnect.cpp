@@ -1,0 +1,143 @@
+#include "tunnel/disconnect.h"
+
+#include <chrono>
+#include <string>
+
+#include "base/guarded.h"
+#include "base/log.h"
+#include "base/standard_error.h"
+#include "config/config_staging.h"
+#include "net/adapter/wintun_holder.h"
+#include "net/dns/dns_guard.h"
+#include "net/dns/smhnr_policy.h"
+#include "net/routing/quick_teardown.h"
+#include "net/routing/route_journal.h"
+#include "net/share/proxy_sharing.h"
+#include "net/split/split_tunnel.h"
+#include "process/background_commands.h"
+#include "process/probes.h"
+#include "process/stray_engines.h"
+#include "tunnel/leak_protection.h"
+#include "tunnel/vpn_service.h"
+
+namespace moorlak {
+namespace {
+
+constexpr uint32_t kBackgroundLimitMs = 5000;
+
+void RestoreDnsInBackground() {
+  const uint64_t generation = DnsGeneration();
+  if (IsDnsNeutralised(generation)) RunInBackground([generation] { RestoreInMemoryDns(generation); });
+}
+
+void ForgetSession(VpnService& service) {
+  service.meta = {};
+  service.serverAddresses.clear();
+  service.routes = {};
+}
+
+// The wish comes first, so that every wait ends and no monitor takes the engines' end for a failure.
+void RequestEnd(VpnService& service) {
+  service.stopRequested = true;
+  service.running = false;
+  CancelProbe(service.probe);
+}
+
+void EndAllEngines(VpnService& service) {
+  EndEngines(service);
+  KillStrayEngines();
+}
+
+void ClearStatus(VpnService& service) {
+  service.ready = false;
+  const std::lock_guard guard(service.statsLock);
+  service.uplinkBytes = 0;
+  service.downlinkBytes = 0;
+}
+
+// Before anything slow: traffic falls back to the physical network at once.
+void DropTunnelRoute(VpnService& /*service*/) {
+  FastDropDefaultRoutes();
+  FastClearTunnelAddress();
+}
+
+void DropFilters(VpnService& /*service*/) {
+  RemoveSplitTunnel();
+  RemoveDnsGuard();
+  RestoreSmhnrPolicy();
+}
+
+// A connect that still runs fails fast by now. It joins its statistics thread itself.
+void EndSessionThread(VpnService& service) {
+  service.JoinSession();
+}
+
+void AwaitBackground(VpnService& /*service*/) {
+  WaitForBackgroundCommands(kBackgroundLimitMs);
+}
+
+void RemoveStaged(VpnService& service) {
+  RemoveStagedConfig(service.staged);
+}
+
+struct DisconnectStep {
+  const char* name;
+  void (*run)(VpnService& service);
+};
+
+constexpr DisconnectStep kDisconnectSteps[] = {
+    {"request the end", RequestEnd},
+    {"end the engines", EndAllEngines},
+    {"clear the status", ClearStatus},
+    {"drop the tunnel's route", DropTunnelRoute},
+    {"drop the filters", DropFilters},
+    {"end the session thread", EndSessionThread},
+    {"clean up the network", CleanupNetworkConfiguration},
+    {"await background commands", AwaitBackground},
+    {"remove the staged configuration", RemoveStaged},
+};
+
+}  // namespace
+
+void StopEngines(VpnService& service) noexcept {
+  service.ready = false;
+  EndEngines(service);
+  if (service.stopRequested) return;
+  KillStrayEngines();
+  CleanupNetworkConfiguration(service);
+  WaitForBackgroundCommands(kBackgroundLimitMs);
+}
+
+void StopVpn(VpnService& service, bool userRequested) noexcept {
+  if (!service.startedOnce) return;
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point begin = Clock::now();
+  for (const DisconnectStep& step : kDisconnectSteps) Guarded([&] { step.run(service); });
+  const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
+  Guarded([&] { WriteLogLine("Stop completed in " + std::to_string(elapsed.count()) + "ms"); });
+  if (userRequested) {
+    WintunHolder::Instance().SetUp();
+  } else {
+    WintunHolder::Instance().PurgeOrphans();
+  }
+  service.stopRequested = false;
+}
+
+void CleanupNetworkConfiguration(VpnService& service) noexcept {
+  Guarded([&] {
+    WriteStandardErrorLine("VPN Service: Cleaning up network configuration...");
+    RestoreJournaledRoutes();
+    DropTunnelRoute(service);
+    DropFilters(service);
+    RestoreDnsInBackground();
+    if (!service.meta.shareProxyPorts.empty()) CloseProxySharingFirewall();
+    ForgetSession(service);
+  });
+}
+
+void ReleaseVpn(uint32_t limitMs) noexcept {
+  WaitForBackgroundCommands(limitMs);
+  WintunHolder::Instance().Close();
+}
+
+}  // namespace moorlak

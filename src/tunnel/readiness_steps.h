@@ -1,0 +1,23 @@
+// Steps of a connect: does the data path work, is the machine protected, the tunnel is up.
+#pragma once
+
+#include "tunnel/connect_step.h"
+
+namespace moorlak {
+
+// Needs: socksPort. Changes: nothing. A stop in its midst leaves its failure's lines.
+StepResult ProbeSocks(VpnService& service);
+
+// Needs: the default route into the tunnel. Changes: nothing.
+StepResult ProbeTunnel(VpnService& service);
+
+// Needs: the adapter. Changes: the names of its network. Undone by: nothing, the name is the product's.
+StepResult DescribeNetwork(VpnService& service);
+
+// Needs: the adapter, the default route. Changes: DNS, filters, the resolver's policy. Undone by: the clean-up.
+StepResult ProtectDns(VpnService& service);
+
+// Needs: all of the above. Changes: ready; the statistics thread runs. Undone by: the end of the session.
+StepResult DeclareReady(VpnService& service);
+
+}  // namespace moorlak

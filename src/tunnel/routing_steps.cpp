@@ -1,0 +1,130 @@
+#include "tunnel/routing_steps.h"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/log.h"
+#include "base/standard_error.h"
+#include "config/dns_servers.h"
+#include "config/server_address.h"
+#include "config/server_resolution.h"
+#include "net/routing/bypass_routes.h"
+#include "net/routing/tunnel_route.h"
+#include "net/share/proxy_sharing.h"
+#include "process/cancellable_wait.h"
+#include "tunnel/vpn_service.h"
+
+namespace moorlak {
+namespace {
+
+// The native path leaves these lines out.
+void Tell(const VpnService& service, const std::string& text) {
+  if (!service.nativeTun) WriteStandardErrorLine("VPN Service: " + text);
+}
+
+// False, after its lines, when the server is not known.
+bool FindServer(VpnService& service) {
+  const std::string host = ExtractServerAddress(service.configText);
+  if (host.empty()) {
+    WriteLogLine("WARNING: could not extract server address from config");
+    Tell(service, "WARNING - Could not extract server address from config");
+    return false;
+  }
+  Tell(service, "Extracting server address: " + host);
+  service.serverAddresses = ResolveServerIPv4(host);
+  if (service.serverAddresses.empty()) {
+    WriteLogLine("ERROR: could not resolve VPN server address: " + host);
+    Tell(service, "ERROR - Could not resolve server address");
+    return false;
+  }
+  Tell(service, "Resolved server to " + std::to_string(service.serverAddresses.size()) + " IPv4 address(es)");
+  return true;
+}
+
+bool FindGateway(VpnService& service) {
+  const std::string gateway = FindPhysicalGateway();
+  if (gateway.empty()) {
+    WriteLogLine("ERROR: could not detect physical gateway (bypass routes skipped)");
+    Tell(service, "ERROR - Could not find default gateway for bypass route");
+    return false;
+  }
+  service.routes.physicalGateway = gateway;
+  WriteLogLine("Physical gateway: " + gateway);
+  Tell(service, "Default gateway: " + gateway);
+  return true;
+}
+
+void RouteAround(const VpnService& service, const std::string& address, std::string_view kind) {
+  const GatewayRoute route{address, std::string(kHostMask), service.routes.physicalGateway};
+  ClearWayFor(route);
+  Tell(service, "Adding " + std::string(kind) + " route: " + RouteAddCommand(route));
+  AddGatewayRoute(route);
+}
+
+void RouteServer(VpnService& service) {
+  std::vector<std::string>& routed = service.routes.serverRouteIps;
+  service.routes.serverBypassIp = service.serverAddresses.front();
+  for (const std::string& address : service.serverAddresses) {
+    RouteAround(service, address, "bypass");
+    if (std::ranges::find(routed, address) == routed.end()) routed.push_back(address);
+  }
+}
+
+void AddDefaultRoute(const VpnService& service) {
+  LowerTunnelMetric(service.adapterName);
+  AddTunnelDefaultRoute(service.adapterName);
+}
+
+bool IsDefaultRouteGood() {
+  return TunnelDefaultMetricWins() || BestRouteViaTunnel();
+}
+
+}  // namespace
+
+StepResult RouteServerAround(VpnService& service) {
+  if (!FindServer(service) || !FindGateway(service)) return GoOn();
+  RouteServer(service);
+  for (const std::string& server : GetTunnelDnsServers(service.xrayDnsServers)) {
+    RouteAround(service, server, "DNS bypass");
+  }
+  return GoOn();
+}
+
+StepResult RequireServerBypass(VpnService& service) {
+  if (!service.routes.serverBypassIp.empty()) return GoOn();
+  return AbortAndDiagnose("ERROR: server bypass incomplete — aborting connect");
+}
+
+StepResult RouteOthersAround(VpnService& service) {
+  if (!service.meta.panelHost.empty()) {
+    AddHostBypassRoute(service.meta.panelHost, service.routes);
+  } else if (!service.nativeTun) {
+    WriteLogLine("WARNING: panelHost missing from moorlakMeta — panel may loop via TUN");
+  }
+  for (const std::string& domain : service.meta.directDomains) AddHostBypassRoute(domain, service.routes);
+  AddLanBypassRoutes(service.meta.bypassSubnets, service.routes);
+  OpenProxySharingFirewall(service.meta.shareProxyPorts);
+  return GoOnIf(service.running);
+}
+
+StepResult NoteIpv6(VpnService& /*service*/) {
+  if (Ipv6DefaultPresent()) {
+    WriteLogLine("diag: IPv6 default present — WFP will block non-tunnel IPv6 outbound at DNS-guard install");
+  }
+  return GoOn();
+}
+
+StepResult TakeDefaultRoute(VpnService& service) {
+  AddDefaultRoute(service);
+  if (!WaitWhileRunning(service.running, 400)) return QuietStop();
+  if (IsDefaultRouteGood()) return GoOn();
+  WriteLogLine("WARNING: default route missing/losing after first netsh add — retrying");
+  AddDefaultRoute(service);
+  if (!WaitWhileRunning(service.running, 500)) return QuietStop();
+  if (IsDefaultRouteGood()) return GoOn();
+  return AbortAndDiagnose("ERROR: IPv4 default via Moorlak not winning — aborting connect");
+}
+
+}  // namespace moorlak

@@ -1,0 +1,26 @@
+// Steps of a connect: routes around the tunnel, and the default route into it.
+#pragma once
+
+#include "tunnel/connect_step.h"
+
+namespace moorlak {
+
+// Needs: configText, the physical gateway. Changes: serverAddresses, host routes to them and to the tunnel's name
+// servers. Undone by: RestoreJournaledRoutes. What it does not find is left to the gate.
+StepResult RouteServerAround(VpnService& service);
+
+// Needs: the step before. Changes: nothing. A tunnel that would carry its own server's traffic is never brought up.
+StepResult RequireServerBypass(VpnService& service);
+
+// Needs: the gateway. Changes: routes to the panel, direct domains and subnets, the sharing rule of the firewall.
+// Undone by: RestoreJournaledRoutes, CloseProxySharingFirewall.
+StepResult RouteOthersAround(VpnService& service);
+
+// Needs: nothing. Changes: nothing; tells what the guard will block.
+StepResult NoteIpv6(VpnService& service);
+
+// Needs: everything that must stay outside is routed around. Changes: the adapter's metric, the default route, tried
+// twice. Undone by: FastDropDefaultRoutes.
+StepResult TakeDefaultRoute(VpnService& service);
+
+}  // namespace moorlak

@@ -1,0 +1,143 @@
+#include "tunnel/vpn_service.h"
+
+#include <windows.h>
+
+#include <exception>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "base/standard_error.h"
+#include "base/utf.h"
+#include "config/inbound_ports.h"
+#include "process/engine_files.h"
+#include "tunnel/connect_sequence.h"
+#include "tunnel/disconnect.h"
+
+namespace moorlak {
+namespace {
+
+constexpr char kXrayMissing[] =
+    "xray.exe not found. Place it in the xray folder next to moor_lak.exe (with geoip.dat and geosite.dat).";
+constexpr char kTun2SocksMissing[] =
+    "tun2socks.exe not found. Place it in the xray folder next to moor_lak.exe (with wintun.dll).";
+constexpr char kGeoFilesMissing[] = "geoip.dat / geosite.dat missing in the xray folder next to moor_lak.exe.";
+constexpr char kWintunMissing[] = "wintun.dll missing in the xray folder next to moor_lak.exe.";
+constexpr char kNoThread[] = "VPN service is unavailable.";
+
+// Looked up anew while they are missing: an installation can be repaired without a restart of the service.
+void LookUpEngines(VpnService& service) {
+  if (service.xrayPath.empty()) service.xrayPath = FindXray();
+  if (service.tun2socksPath.empty()) service.tun2socksPath = FindTun2Socks();
+}
+
+void TellEngine(const char* name, const std::string& path) {
+  const std::string engine(name);
+  WriteStandardErrorLine(path.empty() ? "VpnService: WARNING - " + engine + " executable not found!"
+                                      : "VpnService: Found " + engine + " executable at: " + path);
+}
+
+bool StandsBeside(const std::string& enginePath, const wchar_t* name) {
+  std::error_code error;
+  return std::filesystem::exists(std::filesystem::path(WidenUtf8(enginePath)).parent_path() / name, error);
+}
+
+// The text for the user when a file is missing that every session needs.
+std::string CheckFiles(const VpnService& service) {
+  if (service.xrayPath.empty()) {
+    WriteStandardErrorLine("Xray executable not found.");
+    return kXrayMissing;
+  }
+  if (!service.nativeTun && service.tun2socksPath.empty()) {
+    WriteStandardErrorLine("Tun2Socks executable not found.");
+    return kTun2SocksMissing;
+  }
+  if (!StandsBeside(service.xrayPath, L"geoip.dat") || !StandsBeside(service.xrayPath, L"geosite.dat")) {
+    return kGeoFilesMissing;
+  }
+  return StandsBeside(service.xrayPath, L"wintun.dll") ? "" : kWintunMissing;
+}
+
+void BeginSession(VpnService& service, const std::string& text) {
+  service.ready = false;
+  service.configText = text;
+  service.meta = ParseConfigMeta(service.configText);
+  // Only the engine's own tunnel inbound knows the program behind a connection.
+  service.nativeTun = !service.meta.blockedApps.empty();
+  service.xrayDnsServers.clear();
+  service.apiAddress = "127.0.0.1:" + std::to_string(kVpnApiPort);
+  service.serverAddresses.clear();
+  service.routes = {};
+  service.adapterName.clear();
+  service.socksPort = 0;
+}
+
+std::unique_ptr<ProcessRecord> TakeRecord(VpnService& service, std::unique_ptr<ProcessRecord>& record) {
+  const std::lock_guard guard(service.enginesLock);
+  return std::move(record);
+}
+
+}  // namespace
+
+VpnService::VpnService() : apiAddress("127.0.0.1:" + std::to_string(kVpnApiPort)) {
+  LookUpEngines(*this);
+  TellEngine("Xray", xrayPath);
+  TellEngine("Tun2Socks", tun2socksPath);
+}
+
+VpnService::~VpnService() {
+  if (sessionThread.joinable()) StopVpn(*this, false);
+}
+
+std::string VpnService::Start(const std::string& text) {
+  StopVpn(*this, false);
+  startedOnce = true;
+  LookUpEngines(*this);
+  BeginSession(*this, text);
+  if (std::string missing = CheckFiles(*this); !missing.empty()) return missing;
+  running = true;
+  try {
+    sessionThread = std::thread([this] { RunVpnSession(*this); });
+  } catch (const std::exception& error) {
+    running = false;
+    WriteStandardErrorLine(error.what());
+    return kNoThread;
+  }
+  return {};
+}
+
+void VpnService::JoinSession() noexcept {
+  if (sessionThread.joinable()) sessionThread.join();
+}
+
+void VpnService::GetTraffic(int64_t& up, int64_t& down) const {
+  const std::lock_guard guard(statsLock);
+  up = static_cast<int64_t>(uplinkBytes);
+  down = static_cast<int64_t>(downlinkBytes);
+}
+
+bool PublishEngine(VpnService& service, std::unique_ptr<ProcessRecord>& record,
+                   std::unique_ptr<ProcessRecord> launched) {
+  const std::lock_guard guard(service.enginesLock);
+  // A stop clears the flag first and takes the records afterwards, so an engine published here cannot be missed.
+  if (service.running) record = std::move(launched);
+  return record != nullptr;
+}
+
+void EndEngines(VpnService& service) noexcept {
+  if (const auto ended = TakeRecord(service, service.tun2socks)) StopProcess(*ended);
+  if (const auto ended = TakeRecord(service, service.xray)) StopProcess(*ended);
+}
+
+EngineState StateOf(VpnService& service, const std::unique_ptr<ProcessRecord>& record) {
+  const std::lock_guard guard(service.enginesLock);
+  if (!record) return EngineState::NotStarted;
+  return IsRunning(*record) ? EngineState::Running : EngineState::Exited;
+}
+
+SessionWatch WatchOf(VpnService& service) {
+  return {service.running, [&service] { return StateOf(service, service.xray); },
+          [&service] { return StateOf(service, service.tun2socks); }};
+}
+
+}  // namespace moorlak
