@@ -31,6 +31,8 @@ void AddRecord(std::string& text, const AdapterDnsBackup& record) {
 struct Reader {
   std::string_view text;
   size_t position = 0;
+  // Where the last word that was no number began: many records may ask for theirs in front of it.
+  size_t noNumberAt = 0;
 
   bool AtEnd() const { return position >= text.size(); }
 };
@@ -46,11 +48,14 @@ std::string_view ReadLine(Reader& reader) {
 // A number behind any blanks, line ends among them. Nothing, and no move, where no number of 32 bits stands or the text
 // breaks off.
 std::optional<uint32_t> ReadNumber(Reader& reader) {
+  if (reader.position < reader.noNumberAt) return std::nullopt;
   const size_t begin = SkipBlanks(reader.text, reader.position);
   const size_t end = SkipDigits(reader.text, begin);
-  if (end >= reader.text.size()) return std::nullopt;
   const auto number = ParseDecimal(reader.text.substr(begin, end - begin), std::numeric_limits<uint32_t>::max());
-  if (!number) return std::nullopt;
+  if (!number || end >= reader.text.size()) {
+    reader.noNumberAt = begin;
+    return std::nullopt;
+  }
   reader.position = end;
   return static_cast<uint32_t>(*number);
 }

@@ -112,6 +112,18 @@ TEST(DnsBackup, AFileWithAnyByteChangedStaysSafe) {
   }
 }
 
+// Were the blanks or digits in front of a missing number looked through again for every record, these texts would take
+// hours.
+TEST(DnsBackup, LongTextsWithoutNumbersAreReadOnce) {
+  constexpr size_t kLong = size_t{2} << 20;
+  const std::string claim = "v1\n4294967295\n";
+  const std::string blanks(kLong, '\n');
+  EXPECT_EQ(ParseDnsBackup(claim + blanks).unsafeNames, kLong / 2);
+  EXPECT_EQ(ParseDnsBackup(claim + blanks + "x").unsafeNames, kLong / 2 + 1);
+  EXPECT_TRUE(ParseDnsBackup(claim + blanks + std::string(kLong, '9') + "\n").records.empty());
+  EXPECT_TRUE(ParseDnsBackup(claim + blanks + std::string(kLong, '1')).records.empty());
+}
+
 TEST(DnsBackup, NamesThatCouldLeaveTheirQuotesAreUnsafe) {
   EXPECT_TRUE(IsSafeAdapterName("Ethernet 2 (внутренняя)"));
   EXPECT_TRUE(IsSafeAdapterName(std::string(256, 'a')));

@@ -37,5 +37,26 @@ TEST(SmhnrBackup, AFileCutAtAnyByteIsNone) {
   }
 }
 
+// What is not caught is another number: nothing in the file tells a digit from another digit.
+TEST(SmhnrBackup, AFileWithAnyByteChangedIsNoneOrStillFourNumbers) {
+  const std::string whole = FormatSmhnrBackup({true, true, 42, true, 17});
+  constexpr std::string_view kNumbersAndBlanks = "0123456789 \t\n\v\f\r";
+  size_t read = 0;
+  for (size_t position = 0; position < whole.size(); ++position) {
+    for (int byte = 0; byte < 256; ++byte) {
+      std::string changed = whole;
+      changed[position] = static_cast<char>(byte);
+      const auto backup = ParseSmhnrBackup(changed);
+      if (!backup) continue;
+      ++read;
+      EXPECT_TRUE(changed.starts_with("v1\n")) << changed;
+      EXPECT_EQ(changed.find_first_not_of(kNumbersAndBlanks, 3), std::string::npos) << changed;
+      EXPECT_TRUE(backup->active);
+      EXPECT_EQ(ParseSmhnrBackup(FormatSmhnrBackup(*backup)), backup) << changed;
+    }
+  }
+  EXPECT_GT(read, whole.size());
+}
+
 }  // namespace
 }  // namespace moorlak
