@@ -4,6 +4,10 @@
 # The network list manager's COM class, see "CLSID_NetworkListManager" on Microsoft Learn.
 LAB_NETLIST_CLSID='{DCB00C01-570F-4A9B-8D69-199FDBA5723B}'
 
+# The build's targets for what lab_install lays into a prefix.
+LAB_TARGETS="lab_dnsapi lab_fwpuclnt lab_iphlpapi lab_ipconfig lab_machine_link lab_netlist lab_netsh lab_route
+    lab_setupapi lab_tun2socks lab_winhttp lab_wintun"
+
 # lab_copy FILE FOLDER: in a clone a file may be a hard link into the template, so it is removed before it is replaced.
 lab_copy() {
     mkdir -p "$2"
@@ -54,6 +58,27 @@ lab_install() {
     } >"$prefix/drive_c/moorlak-lab.reg"
     WINEPREFIX=$prefix "$WINE" regedit /S 'C:\moorlak-lab.reg'
     rm -f "$prefix/drive_c/moorlak-lab.reg"
+}
+
+# lab_install_session PREFIX BINARIES ENGINE: everything that a session of the shipped service needs. Wants common.sh's
+# install_product. The tests' server is an engine in a folder of its own, outside the product's.
+lab_install_session() {
+    local prefix=$1 binaries=$2 engine=$3 folder="$1/drive_c/Program Files/Moorlak" server="$1/drive_c/moorlak-server" file
+    install_product "$prefix" "$binaries" "$engine"
+    lab_install "$prefix" "$binaries" moorlak_service.exe
+    for file in "$binaries"/lab/programs/{tun2socks,machine_link}.exe "$binaries/lab/stand_in/wintun.dll"; do
+        lab_copy "$file" "$folder/xray"
+    done
+    # The product looks into "xray" first; one copy leaves no doubt.
+    rm -f "$folder/wintun.dll"
+    # One list each, "private": 10.0.0.0/8 and the full name "localhost" (Protocol Buffers' encoding).
+    printf '\x0a\x13\x0a\x07PRIVATE\x12\x08\x0a\x04\x0a\x00\x00\x00\x10\x08' >"$folder/xray/geoip.dat"
+    printf '\x0a\x18\x0a\x07PRIVATE\x12\x0d\x08\x03\x12\x09localhost' >"$folder/xray/geosite.dat"
+    # The server's address is on the loopback interface, but none that the engine takes for loopback.
+    printf '{"leaveLoopback": true}\n' >"$folder/xray/engine_faults.json"
+    mkdir -p "$server"
+    rm -f "$server/server.exe"
+    cp "$engine/xray.exe" "$server/server.exe"
 }
 
 # labctl PREFIX WORDS...: the machine of a prefix.

@@ -23,22 +23,28 @@ const apiInboundTag = "lab-api-listen"
 // few things that V2Ray does not know. The translation works on the decoded
 // configuration rather than on the text, so that syntax errors, comments and
 // repeated sections get exactly the library's treatment.
-func loadConfig(path string) (*core.Config, error) {
+// The tunnel is that of its TUN inbound, if it has one.
+func loadConfig(path string) (*core.Config, *tunnel, error) {
 	text, err := os.ReadFile(path)
 	if err != nil {
-		return nil, err
+		return nil, nil, err
 	}
 	config, err := serial.DecodeJSONConfig(bytes.NewReader(text))
 	if err != nil {
-		return nil, err
+		return nil, nil, err
 	}
 
+	tunnel, err := tunnelOf(config)
+	if err != nil {
+		return nil, nil, err
+	}
 	dropTunInbounds(config)
 	dropProcessRules(config)
 	if err := listenForAPI(config, text); err != nil {
-		return nil, err
+		return nil, nil, err
 	}
-	return config.Build()
+	built, err := config.Build()
+	return built, tunnel, err
 }
 
 func dropTunInbounds(config *conf.Config) {

@@ -27,6 +27,11 @@ func runCommand(args []string, faults Faults) int {
 		return exitUsage
 	}
 
+	if *test {
+		callMachine("xray-test", &faults)
+	} else {
+		callMachine("xray", &faults)
+	}
 	printVersion()
 	useProductionAssetFolder()
 	if *test {
@@ -48,7 +53,7 @@ func testConfig(path string, faults Faults) int {
 	if faults.TestHang {
 		sleepForever()
 	}
-	if _, err := newServer(path); err != nil {
+	if _, _, err := newServer(path); err != nil {
 		fmt.Println("Failed to start:", err)
 		return exitBadConfig
 	}
@@ -70,7 +75,7 @@ func serve(path string, faults Faults) int {
 	if !faults.LeaveLoopback {
 		stayOnLoopback()
 	}
-	server, err := newServer(path)
+	server, tunnel, err := newServer(path)
 	if err != nil {
 		fmt.Println("Failed to start:", err)
 		return exitBadConfig
@@ -80,6 +85,9 @@ func serve(path string, faults Faults) int {
 		return exitFailed
 	}
 	defer server.Close()
+	if tunnel != nil {
+		go tunnel.raise()
+	}
 
 	// The parsed geoip and geosite lists are garbage by now and can be large.
 	runtime.GC()
@@ -90,12 +98,13 @@ func serve(path string, faults Faults) int {
 	return exitOK
 }
 
-func newServer(path string) (core.Server, error) {
-	config, err := loadConfig(path)
+func newServer(path string) (core.Server, *tunnel, error) {
+	config, tunnel, err := loadConfig(path)
 	if err != nil {
-		return nil, err
+		return nil, nil, err
 	}
-	return core.New(config)
+	server, err := core.New(config)
+	return server, tunnel, err
 }
 
 func stayOnLoopback() {

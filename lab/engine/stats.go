@@ -39,6 +39,7 @@ func statsQueryCommand(args []string, faults Faults) int {
 		fmt.Fprint(os.Stderr, usage)
 		return exitUsage
 	}
+	callMachine("xray-api", &faults)
 	if faults.APIHang {
 		sleepForever()
 	}

@@ -1,30 +1,17 @@
-// Application ids: the NT device path of a file that is there, in small letters, with its final null.
+// Application ids: the device path of a file that is there, with its final null.
 #include <winsock2.h>
 #include <windows.h>
 
-#include <array>
 #include <fwpmu.h>
 #include <string>
 
 #include "base/utf.h"
 #include "fwpuclnt/objects.h"
+#include "machine/device_path.h"
 #include "machine/machine.h"
 
 namespace moorlak::lab {
 namespace {
-
-// Empty with the last error set when the file is not there.
-std::wstring DevicePath(const wchar_t* fileName) {
-  std::array<wchar_t, 1024> full{};
-  const DWORD length = GetFullPathNameW(fileName, static_cast<DWORD>(full.size()), full.data(), nullptr);
-  if (length < 3 || length >= full.size() || GetFileAttributesW(full.data()) == INVALID_FILE_ATTRIBUTES) return {};
-  std::wstring path(full.data(), length);
-  std::array<wchar_t, 1024> device{};
-  if (QueryDosDeviceW(path.substr(0, 2).c_str(), device.data(), static_cast<DWORD>(device.size())) == 0) return {};
-  path.replace(0, 2, device.data());
-  CharLowerBuffW(path.data(), static_cast<DWORD>(path.size()));
-  return path;
-}
 
 FWP_BYTE_BLOB* MakeBlob(const std::wstring& path) {
   const size_t bytes = (path.size() + 1) * sizeof(wchar_t);

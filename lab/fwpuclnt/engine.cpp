@@ -3,14 +3,13 @@
 #include <winsock2.h>
 #include <windows.h>
 
-#include <algorithm>
 #include <fwpmu.h>
-#include <map>
 #include <mutex>
 
 #include "base/wfp_constants.h"
 #include "fwpuclnt/convert.h"
 #include "fwpuclnt/objects.h"
+#include "fwpuclnt/transactions.h"
 #include "machine/lifetime.h"
 #include "machine/machine.h"
 
@@ -20,24 +19,11 @@ namespace {
 // How long a transaction waits for another session's; the default of FWPM_SESSION0.
 constexpr ULONGLONG kTransactionWaitMs = 15000;
 
-// The objects as the open transactions of this process see them, by session. What a transaction did is in the machine
-// only after its commit, so a process that dies in between has changed nothing.
 std::recursive_mutex transactionsLock;
-std::map<uint64_t, Wfp> transactions;
+Transactions transactions;  // of this process, guarded by transactionsLock
 
 uint64_t Number(HANDLE handle) {
   return reinterpret_cast<uint64_t>(handle);
-}
-
-WfpSession* FindSession(Wfp& wfp, HANDLE engine) {
-  const auto found = std::ranges::find(wfp.sessions, Number(engine), &WfpSession::handle);
-  const bool ours = found != wfp.sessions.end() && found->process == GetCurrentProcessId();
-  return ours ? &*found : nullptr;
-}
-
-bool OthersInTransaction(const Wfp& wfp, uint64_t handle) {
-  return std::ranges::any_of(
-      wfp.sessions, [=](const WfpSession& session) { return session.inTransaction && session.handle != handle; });
 }
 
 // Outside of the call, which holds the machine.
@@ -50,7 +36,7 @@ uint32_t CallSession(const std::string& name, HANDLE engine, const std::string& 
                      const std::function<uint32_t(Wfp&, WfpSession&)>& body) {
   const std::lock_guard lock(transactionsLock);
   return RunCall({name, arguments}, [&](MachineState& state) -> uint32_t {
-    WfpSession* session = FindSession(state.wfp, engine);
+    WfpSession* session = FindSession(state.wfp, Number(engine), GetCurrentProcessId());
     if (session != nullptr) return body(state.wfp, *session);
     transactions.erase(Number(engine));
     return ERROR_INVALID_HANDLE;
@@ -62,10 +48,9 @@ uint32_t CallSession(const std::string& name, HANDLE engine, const std::string& 
 uint32_t CallEngine(const std::string& name, HANDLE engine, const std::string& arguments,
                     const std::function<uint32_t(EngineCall&)>& body) {
   return CallSession(name, engine, arguments, [&](Wfp& wfp, const WfpSession& session) -> uint32_t {
-    const uint64_t owner = session.dynamic ? session.handle : 0;
-    const auto open = transactions.find(session.handle);
-    if (open == transactions.end() && OthersInTransaction(wfp, session.handle)) return kTimeout;
-    EngineCall call{open == transactions.end() ? wfp : open->second, owner};
+    Wfp* objects = ObjectsOf(wfp, session, transactions);
+    if (objects == nullptr) return kTimeout;
+    EngineCall call{*objects, session.dynamic ? session.handle : 0};
     return body(call);
   });
 }
@@ -84,11 +69,7 @@ DWORD WINAPI FwpmEngineOpen0(const wchar_t* serverName, UINT32 authnService, SEC
     if (serverName != nullptr || identity != nullptr) return ERROR_NOT_SUPPORTED;
     if (authnService != RPC_C_AUTHN_WINNT && authnService != RPC_C_AUTHN_DEFAULT) return ERROR_NOT_SUPPORTED;
     if ((flags & ~moorlak::kWfpSessionDynamic) != 0) return kInvalidFlags;
-    WfpSession& opened = state.wfp.sessions.emplace_back();
-    opened.handle = state.wfp.nextId++;
-    opened.process = GetCurrentProcessId();
-    opened.dynamic = flags != 0;
-    *engineHandle = reinterpret_cast<HANDLE>(opened.handle);
+    *engineHandle = reinterpret_cast<HANDLE>(OpenSession(state.wfp, GetCurrentProcessId(), flags != 0));
     return 0;
   });
 }
@@ -97,7 +78,7 @@ DWORD WINAPI FwpmEngineClose0(HANDLE engine) {
   const std::lock_guard lock(transactionsLock);
   return RunCall({"FwpmEngineClose0", ""}, [&](MachineState& state) -> uint32_t {
     transactions.erase(Number(engine));
-    if (FindSession(state.wfp, engine) == nullptr) return ERROR_INVALID_HANDLE;
+    if (FindSession(state.wfp, Number(engine), GetCurrentProcessId()) == nullptr) return ERROR_INVALID_HANDLE;
     DropWfpSession(state, Number(engine));
     return 0;
   });
@@ -107,43 +88,18 @@ DWORD WINAPI FwpmTransactionBegin0(HANDLE engine, UINT32 flags) {
   WaitForOthers(engine);
   return CallSession("FwpmTransactionBegin0", engine, "", [&](Wfp& wfp, WfpSession& session) -> uint32_t {
     if (flags != 0) return kInvalidFlags;
-    if (session.inTransaction) return kTransactionInProgress;
-    if (OthersInTransaction(wfp, session.handle)) return kTimeout;
-    transactions[session.handle] = wfp;
-    session.inTransaction = true;
-    return 0;
+    return BeginTransaction(wfp, session, transactions);
   });
 }
 
 DWORD WINAPI FwpmTransactionCommit0(HANDLE engine) {
-  return CallSession("FwpmTransactionCommit0", engine, "", [&](Wfp& wfp, WfpSession& session) -> uint32_t {
-    const auto open = transactions.find(session.handle);
-    if (open == transactions.end()) return kNoTransaction;
-    session.inTransaction = false;
-    const Wfp& changed = open->second;
-    wfp.nextId = std::max(wfp.nextId, changed.nextId);
-    wfp.providers = changed.providers;
-    wfp.sublayers = changed.sublayers;
-    wfp.filters = changed.filters;
-    // A dynamic session may have ended meanwhile.
-    const auto isOrphan = [&](const auto& object) {
-      return object.session != 0 &&
-             std::ranges::find(wfp.sessions, object.session, &WfpSession::handle) == wfp.sessions.end();
-    };
-    std::erase_if(wfp.filters, isOrphan);
-    std::erase_if(wfp.sublayers, isOrphan);
-    std::erase_if(wfp.providers, isOrphan);
-    transactions.erase(open);
-    return 0;
-  });
+  return CallSession("FwpmTransactionCommit0", engine, "",
+                     [&](Wfp& wfp, WfpSession& session) { return CommitTransaction(wfp, session, transactions); });
 }
 
 DWORD WINAPI FwpmTransactionAbort0(HANDLE engine) {
-  return CallSession("FwpmTransactionAbort0", engine, "", [&](Wfp&, WfpSession& session) -> uint32_t {
-    if (transactions.erase(session.handle) == 0) return kNoTransaction;
-    session.inTransaction = false;
-    return 0;
-  });
+  return CallSession("FwpmTransactionAbort0", engine, "",
+                     [&](Wfp&, WfpSession& session) { return AbortTransaction(session, transactions); });
 }
 
 DWORD WINAPI FwpmProviderAdd0(HANDLE engine, const FWPM_PROVIDER0* provider, PSECURITY_DESCRIPTOR) {

@@ -1,30 +1,23 @@
-// Enumerations of filters: a snapshot taken when the handle is created, handed out in pages.
+// Enumerations of filters: pages as the calls hand them out.
 #include <winsock2.h>
 #include <windows.h>
 
-#include <algorithm>
 #include <fwpmu.h>
-#include <map>
 #include <mutex>
 
 #include "base/utf.h"
 #include "fwpuclnt/convert.h"
 #include "fwpuclnt/engine.h"
+#include "fwpuclnt/filter_pages.h"
 #include "fwpuclnt/objects.h"
 
 namespace moorlak::lab {
 namespace {
 
-constexpr uint32_t kInvalidEnumerator = 0x8032001D;
 constexpr size_t kLongestName = 256;
 
-struct Enumeration {
-  std::vector<WfpFilter> filters;
-  size_t next = 0;
-};
 std::mutex enumerationsLock;
-uint64_t nextEnumeration = 1;
-std::map<uint64_t, Enumeration> enumerations;
+Enumerations enumerations;  // of this process, guarded by enumerationsLock
 
 // Everything that one entry points to; a page is one block of memory.
 struct Entry {
@@ -42,7 +35,8 @@ void Fill(Entry& entry, const WfpFilter& filter) {
   entry.filter.providerKey = filter.provider.empty() ? nullptr : &entry.provider;
 }
 
-FWPM_FILTER0** MakePage(Enumeration& enumeration, size_t count) {
+FWPM_FILTER0** MakePage(const std::vector<WfpFilter>& filters) {
+  const size_t count = filters.size();
   if (count == 0) return nullptr;
   const size_t bytes = count * (sizeof(Entry) + sizeof(FWPM_FILTER0*));
   auto* entries = static_cast<Entry*>(HeapAlloc(GetProcessHeap(), HEAP_ZERO_MEMORY, bytes));
@@ -51,7 +45,7 @@ FWPM_FILTER0** MakePage(Enumeration& enumeration, size_t count) {
   auto** pointers = reinterpret_cast<FWPM_FILTER0**>(entries);
   entries = reinterpret_cast<Entry*>(pointers + count);
   for (size_t index = 0; index < count; ++index) {
-    Fill(entries[index], enumeration.filters[enumeration.next++]);
+    Fill(entries[index], filters[index]);
     pointers[index] = &entries[index].filter;
   }
   return pointers;
@@ -69,9 +63,7 @@ DWORD WINAPI FwpmFilterCreateEnumHandle0(HANDLE engine, const FWPM_FILTER_ENUM_T
     if (handle == nullptr) return kNullPointer;
     if (wanted != nullptr) return ERROR_NOT_SUPPORTED;
     const std::lock_guard lock(enumerationsLock);
-    const uint64_t number = nextEnumeration++;
-    enumerations[number].filters = call.wfp.filters;
-    *handle = reinterpret_cast<HANDLE>(number);
+    *handle = reinterpret_cast<HANDLE>(CreateEnumeration(enumerations, call.wfp));
     return 0;
   });
 }
@@ -80,13 +72,11 @@ DWORD WINAPI FwpmFilterEnum0(HANDLE engine, HANDLE handle, UINT32 requested, FWP
   return CallEngine("FwpmFilterEnum0", engine, std::to_string(requested), [&](EngineCall&) -> uint32_t {
     if (entries == nullptr || count == nullptr) return kNullPointer;
     const std::lock_guard lock(enumerationsLock);
-    const auto found = enumerations.find(reinterpret_cast<uint64_t>(handle));
-    if (found == enumerations.end()) return kInvalidEnumerator;
-    Enumeration& enumeration = found->second;
-    const size_t size = std::min<size_t>(requested, enumeration.filters.size() - enumeration.next);
-    *entries = MakePage(enumeration, size);
-    if (size != 0 && *entries == nullptr) return ERROR_NOT_ENOUGH_MEMORY;
-    *count = static_cast<UINT32>(size);
+    std::vector<WfpFilter> page;
+    if (const uint32_t code = TakePage(enumerations, reinterpret_cast<uint64_t>(handle), requested, page)) return code;
+    *entries = MakePage(page);
+    if (!page.empty() && *entries == nullptr) return ERROR_NOT_ENOUGH_MEMORY;
+    *count = static_cast<UINT32>(page.size());
     return 0;
   });
 }
@@ -94,7 +84,7 @@ DWORD WINAPI FwpmFilterEnum0(HANDLE engine, HANDLE handle, UINT32 requested, FWP
 DWORD WINAPI FwpmFilterDestroyEnumHandle0(HANDLE engine, HANDLE handle) {
   return CallEngine("FwpmFilterDestroyEnumHandle0", engine, "", [&](EngineCall&) -> uint32_t {
     const std::lock_guard lock(enumerationsLock);
-    return enumerations.erase(reinterpret_cast<uint64_t>(handle)) != 0 ? 0 : kInvalidEnumerator;
+    return DestroyEnumeration(enumerations, reinterpret_cast<uint64_t>(handle));
   });
 }
 

@@ -26,6 +26,7 @@ inline constexpr uint32_t kTransactionInProgress = 0x8032000E;
 inline constexpr uint32_t kTimeout = 0x80320012;
 inline constexpr uint32_t kLifetimeMismatch = 0x80320016;
 inline constexpr uint32_t kNullPointer = 0x8032001C;
+inline constexpr uint32_t kInvalidEnumerator = 0x8032001D;
 inline constexpr uint32_t kInvalidFlags = 0x8032001E;
 inline constexpr uint32_t kNullDisplayName = 0x80320023;
 inline constexpr uint32_t kInvalidActionType = 0x80320024;

@@ -143,7 +143,7 @@ uint32_t DeleteAddress(MachineState& state, const InterfaceKey& key, const std::
   const auto isMeant = [&](const Address& one) { return CanonicalAddress(one.address, key.ipv6) == wanted; };
   if (std::erase_if(addresses, isMeant) == 0) return kNotFound;
   const Targets after = OnLinkTargets(addresses, key.ipv6);
-  std::erase_if(RoutesOf(state, key.ipv6), [&](const Route& route) {
+  Deactivate(state, key.ipv6, [&](const Route& route) {
     const bool onLink = route.nextHop == (key.ipv6 ? "::" : "0.0.0.0");
     return route.luid == adapter->luid && onLink && Holds(before, route) && !Holds(after, route);
   });

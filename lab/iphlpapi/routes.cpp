@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <tuple>
 
+#include "programs/console/adapters.h"
 #include "programs/console/ip_text.h"
 
 namespace moorlak::lab {
@@ -71,7 +72,7 @@ uint32_t DeleteIpv4Route(MachineState& state, const Ipv4Row& row) {
     one.metric = row.metric;
     return one == row;
   };
-  return std::erase_if(state.ipv4Routes, isMeant) != 0 ? kDone : kNotFound;
+  return Deactivate(state, false, isMeant) != 0 ? kDone : kNotFound;
 }
 
 uint32_t CreateIpv4Route2(MachineState& state, const InterfaceKey& key, const Ipv4Route& route) {
@@ -80,7 +81,8 @@ uint32_t CreateIpv4Route2(MachineState& state, const InterfaceKey& key, const Ip
   const Adapter* adapter = FindInterface(state, key);
   if (adapter == nullptr || !adapter->ipv4.bound) return kNotFound;
   if (std::ranges::any_of(state.ipv4Routes, SameRouteOn(adapter->luid, route))) return kObjectAlreadyExists;
-  state.ipv4Routes.push_back(
+  PutInForce(
+      state, false,
       {Ipv4Text(route.destination), route.prefixLength, Ipv4Text(route.nextHop), adapter->luid, route.metric, false});
   return kDone;
 }
@@ -89,7 +91,7 @@ uint32_t DeleteIpv4Route2(MachineState& state, const InterfaceKey& key, const Ip
   if (key.luid == 0 && key.ifIndex == 0) return kInvalidParameter;
   const Adapter* adapter = FindInterface(state, key);
   if (adapter == nullptr) return kNotFound;
-  return std::erase_if(state.ipv4Routes, SameRouteOn(adapter->luid, route)) != 0 ? kDone : kNotFound;
+  return Deactivate(state, false, SameRouteOn(adapter->luid, route)) != 0 ? kDone : kNotFound;
 }
 
 uint32_t FindBestIpv4Route(const MachineState& state, uint32_t destination, Ipv4Row& best) {

@@ -58,6 +58,9 @@ const char kUsage[] =
     "labctl release                              lets the waiting calls go on\n"
     "labctl clear-faults\n"
     "labctl reboot\n"
+    "labctl restart-engine                       the filtering platform's: open handles are dead, all objects gone\n"
+    "labctl egress HOST                          which way a connection leaves: \"tunnel PORT\", \"direct PORT\", "
+    "\"none\"\n"
     "labctl calls                                the call log\n"
     "labctl unknown                              command lines no stand-in understood; exit code 1 when there are any\n"
     "Exit codes: 0 done, 1 failed, 2 not understood.\n";

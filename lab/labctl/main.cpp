@@ -8,10 +8,12 @@
 
 #include "base/durable_file.h"
 #include "base/utf.h"
+#include "fwpuclnt/objects.h"
 #include "labctl/arguments.h"
 #include "labctl/changes.h"
 #include "machine/fixtures.h"
 #include "machine/machine.h"
+#include "winhttp/egress.h"
 
 namespace moorlak::lab {
 namespace {
@@ -122,6 +124,26 @@ int RebootMachine(const Words& words) {
   return 0;
 }
 
+int RestartFilterEngine(const Words& words) {
+  RequireNoWords(words);
+  EditMachine([](MachineState& state) { RestartEngine(state.wfp); });
+  return 0;
+}
+
+// "tunnel PORT" (the proxy's), "direct PORT" (the web server's), or "none".
+std::string EgressText(const MachineState& state, const std::string& host) {
+  const Egress egress = FindEgress(state, AddressOfHost(host));
+  if (egress.exit == Exit::Tunnel) return "tunnel " + std::to_string(egress.proxyPort);
+  if (egress.exit == Exit::Direct) return "direct " + std::to_string(state.httpPort);
+  return "none";
+}
+
+int ShowEgress(const Words& words) {
+  if (words.size() != 1) throw UsageError("egress takes a host");
+  Print(EgressText(ExistingMachine(), words[0]) + "\n");
+  return 0;
+}
+
 int ShowCalls(const Words& words) {
   RequireNoWords(words);
   ExistingMachine();
@@ -149,6 +171,8 @@ int Run(const Words& words) {
       {"release", Release},
       {"clear-faults", ClearFaults},
       {"reboot", RebootMachine},
+      {"restart-engine", RestartFilterEngine},
+      {"egress", ShowEgress},
       {"calls", ShowCalls},
       {"unknown", ShowUnknown}};
   if (words.empty()) throw UsageError("no command");

@@ -38,6 +38,16 @@ std::string ToJson(const MachineState& state) {
   return Json(state).dump(1, ' ', false, Json::error_handler_t::replace);
 }
 
+std::string MomentToJson(const Moment& moment) {
+  const Json json = {{"cause", moment.cause}, {"machine", moment.machine}};
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+Moment MomentFromJson(const std::string& line) {
+  const Json json = Json::parse(line);
+  return {json.at("cause").get<std::string>(), json.at("machine").get<MachineState>()};
+}
+
 MachineState FromJson(const std::string& text) {
   return Json::parse(text).get<MachineState>();
 }

@@ -52,8 +52,8 @@ void RemoveAdapter(MachineState& state, const std::string& guid) {
       std::find_if(state.adapters.begin(), state.adapters.end(), [&](const Adapter& one) { return one.guid == guid; });
   if (guid.empty() || adapter == state.adapters.end()) return;
   const auto isThrough = [luid = adapter->luid](const Route& route) { return route.luid == luid; };
-  std::erase_if(state.ipv4Routes, isThrough);
-  std::erase_if(state.ipv6Routes, isThrough);
+  for (auto* routes : {&state.ipv4Routes, &state.ipv6Routes, &state.dormantIpv4Routes, &state.dormantIpv6Routes})
+    std::erase_if(*routes, isThrough);
   state.adapters.erase(adapter);
 }
 

@@ -33,6 +33,15 @@ uint32_t RunCall(const Call& call, const std::function<uint32_t(MachineState&)>&
 // due, nothing when none is.
 std::optional<uint32_t> TakeFault(const Call& call, const std::string& kind);
 
+// The machine as it was after a change, and what changed it: a call as in the call log, or "a process ended".
+struct Moment {
+  std::string cause;
+  MachineState machine;
+};
+
+// Every change since the machine's `record.keepHistory` was set, oldest first.
+std::vector<Moment> ReadHistory();
+
 // A look at the machine that is no call of the system: neither counted nor logged nor failed. What dead processes held
 // is gone from it. An empty machine where the prefix has none.
 MachineState ReadMachine();
@@ -63,6 +72,9 @@ void ReleaseBreak();
 bool WaitForBreak(uint32_t timeoutMs);
 
 std::string ToJson(const MachineState& state);
+// One line.
+std::string MomentToJson(const Moment& moment);
+Moment MomentFromJson(const std::string& line);
 // Missing fields keep their defaults. Raises std::exception on malformed text.
 MachineState FromJson(const std::string& text);
 // For text that a person wrote: raises std::exception also on unknown fields and on numbers that do not fit.

@@ -47,15 +47,20 @@ void RestartAdapters(MachineState& state) {
   }
 }
 
+void RestartRoutes(std::vector<Route>& routes, std::vector<Route>& dormant) {
+  std::erase_if(routes, [](const Route& route) { return !route.stored; });
+  routes.insert(routes.end(), dormant.begin(), dormant.end());
+  dormant.clear();
+}
+
 }  // namespace
 
 void Reboot(MachineState& state) {
   DropDeadProcesses(state, NoProcessLives);
   RestartDevices(state);
   RestartAdapters(state);
-  const auto isVolatile = [](const Route& route) { return !route.stored; };
-  std::erase_if(state.ipv4Routes, isVolatile);
-  std::erase_if(state.ipv6Routes, isVolatile);
+  RestartRoutes(state.ipv4Routes, state.dormantIpv4Routes);
+  RestartRoutes(state.ipv6Routes, state.dormantIpv6Routes);
   // The lab knows no persistent or boot-time filters; all others live as long as the filter engine.
   state.wfp.sessions.clear();
   state.wfp.providers.clear();

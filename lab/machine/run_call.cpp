@@ -74,6 +74,16 @@ void Log(uint64_t number, const Call& call, const std::string& result) {
                   OneLine(call.arguments) + " -> " + result);
 }
 
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  size_t begin = 0;
+  for (size_t end = text.find('\n'); end != std::string::npos; end = text.find('\n', begin)) {
+    lines.push_back(text.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  return lines;
+}
+
 void PauseUnlocked(MachineLock& lock, MachineState& state, DWORD milliseconds) {
   SaveMachine(state);
   lock.Release();
@@ -87,6 +97,16 @@ bool IsSameMachine(MachineState one, const MachineState& other) {
   one.record = other.record;
   one.faults = other.faults;
   return one == other;
+}
+
+void Remember(const std::string& cause, const MachineState& state) {
+  if (state.record.keepHistory) AppendToHistory(MomentToJson({cause, state}));
+}
+
+void DropDead(MachineState& state) {
+  const MachineState before = state;
+  DropDeadProcesses(state, IsProcessAlive);
+  if (!IsSameMachine(before, state)) Remember("a process ended", state);
 }
 
 // Runs the body, saves what it did, and ends the service if this was the change to end it at.
@@ -103,6 +123,7 @@ uint32_t DoBody(MachineState& state, uint64_t number, const Call& call, bool kil
   if (changed) ++state.record.changes;
   SaveMachine(state);
   Log(number, call, std::to_string(code));
+  if (changed) Remember(call.name + " " + call.arguments, state);
   if (killAfter || (changed && state.record.changes == state.record.killAtChange)) EndProcesses(state.serviceImage);
   return code;
 }
@@ -113,7 +134,7 @@ uint32_t RunCall(const Call& call, const std::function<uint32_t(MachineState&)>&
   MachineLock lock;
   std::optional<MachineState> state = LoadMachine();
   if (!state) return body(state.emplace());
-  DropDeadProcesses(*state, IsProcessAlive);
+  DropDead(*state);
   const uint64_t number = ++state->record.calls;
   const Plan plan = MeetFaults(*state, call);
   if (plan.delayMs != 0) PauseUnlocked(lock, *state, plan.delayMs);
@@ -153,7 +174,7 @@ MachineState ReadMachine() {
   std::optional<MachineState> state = LoadMachine();
   if (!state) return {};
   const MachineState before = *state;
-  DropDeadProcesses(*state, IsProcessAlive);
+  DropDead(*state);
   // Kept, because a dead process's number may come back.
   if (*state != before) SaveMachine(*state);
   return *state;
@@ -181,14 +202,14 @@ void CreateMachine(const MachineState& state) {
 
 std::vector<std::string> ReadCallLog() {
   const MachineLock lock;
-  const std::string text = ReadCallLogText();
-  std::vector<std::string> lines;
-  size_t begin = 0;
-  for (size_t end = text.find('\n'); end != std::string::npos; end = text.find('\n', begin)) {
-    lines.push_back(text.substr(begin, end - begin));
-    begin = end + 1;
-  }
-  return lines;
+  return Lines(ReadCallLogText());
+}
+
+std::vector<Moment> ReadHistory() {
+  const MachineLock lock;
+  std::vector<Moment> history;
+  for (const std::string& line : Lines(ReadHistoryText())) history.push_back(MomentFromJson(line));
+  return history;
 }
 
 }  // namespace moorlak::lab

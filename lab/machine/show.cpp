@@ -62,17 +62,18 @@ std::string ShowAdapter(const Adapter& adapter) {
          BothCopies("IPv6", adapter.ipv6, adapter.storedIpv6);
 }
 
-std::string ShowRoute(const MachineState& state, const Route& route) {
+std::string ShowRoute(const MachineState& state, const Route& route, const char* mark) {
   const bool onLink = route.nextHop == "0.0.0.0" || route.nextHop == "::";
   return "  " + route.destination + "/" + std::to_string(route.prefixLength) +
          (onLink ? " on-link" : " via " + route.nextHop) + " on " + AdapterOf(state, route.luid) + " metric " +
-         std::to_string(route.metric) + (route.stored ? ", stored" : "") + "\n";
+         std::to_string(route.metric) + mark + "\n";
 }
 
-std::string ShowRoutes(const MachineState& state, const std::string& title, const std::vector<Route>& routes) {
+std::string ShowRoutes(const MachineState& state, const std::string& title, const std::vector<Route>& routes,
+                       const std::vector<Route>& dormant) {
   std::vector<std::string> lines;
-  lines.reserve(routes.size());
-  for (const Route& route : routes) lines.push_back(ShowRoute(state, route));
+  for (const Route& route : routes) lines.push_back(ShowRoute(state, route, route.stored ? ", stored" : ""));
+  for (const Route& route : dormant) lines.push_back(ShowRoute(state, route, ", stored only"));
   return title + "\n" + Sorted(std::move(lines));
 }
 
@@ -141,9 +142,9 @@ std::string AdapterOf(const MachineState& state, uint64_t luid) {
 std::string Show(const MachineState& state) {
   std::vector<std::string> adapters;
   for (const Adapter& adapter : state.adapters) adapters.push_back(ShowAdapter(adapter));
-  return Sorted(std::move(adapters)) + ShowRoutes(state, "IPv4 routes", state.ipv4Routes) +
-         ShowRoutes(state, "IPv6 routes", state.ipv6Routes) + ShowFirewall(state) + ShowWfp(state) +
-         ShowDevices(state) + ShowNetworks(state);
+  return Sorted(std::move(adapters)) + ShowRoutes(state, "IPv4 routes", state.ipv4Routes, state.dormantIpv4Routes) +
+         ShowRoutes(state, "IPv6 routes", state.ipv6Routes, state.dormantIpv6Routes) + ShowFirewall(state) +
+         ShowWfp(state) + ShowDevices(state) + ShowNetworks(state);
 }
 
 }  // namespace moorlak::lab

@@ -199,6 +199,8 @@ struct Record {
   // number is reached (0: never), after the change is saved.
   uint64_t changes = 0;
   uint64_t killAtChange = 0;
+  // The machine after every change is kept, see ReadHistory.
+  bool keepHistory = false;
   uint64_t dnsFlushes = 0;
   // Command lines that no stand-in program understood.
   std::vector<std::string> unknownCommands;
@@ -210,6 +212,9 @@ struct MachineState {
   std::vector<Adapter> adapters;  // in the system's order
   std::vector<Route> ipv4Routes;
   std::vector<Route> ipv6Routes;
+  // Stored routes whose active copy was deleted: in force again after a reboot.
+  std::vector<Route> dormantIpv4Routes;
+  std::vector<Route> dormantIpv6Routes;
   std::vector<FirewallRule> firewallRules;
   std::vector<Device> devices;
   std::vector<Network> networks;

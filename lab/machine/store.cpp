@@ -15,6 +15,7 @@ constexpr wchar_t kFolder[] = L"C:\\moorlak-lab";
 constexpr wchar_t kMachinePath[] = L"C:\\moorlak-lab\\machine.json";
 constexpr wchar_t kNewMachinePath[] = L"C:\\moorlak-lab\\machine.json.new";
 constexpr wchar_t kCallLogPath[] = L"C:\\moorlak-lab\\calls.log";
+constexpr wchar_t kHistoryPath[] = L"C:\\moorlak-lab\\history.jsonl";
 // Services and programs may live in different sessions, so the name is a global one.
 constexpr wchar_t kMutexName[] = L"Global\\MoorlakLabMachine";
 constexpr DWORD kLockPatienceMs = 60000;
@@ -84,10 +85,19 @@ void AppendToCallLog(const std::string& line) {
 void EmptyCallLog() {
   CreateDirectoryW(kFolder, nullptr);
   WriteAll(kCallLogPath, CREATE_ALWAYS, GENERIC_WRITE, "");
+  DeleteFileW(kHistoryPath);
 }
 
 std::string ReadCallLogText() {
   return Exists(kCallLogPath) ? ReadAll(kCallLogPath) : "";
+}
+
+void AppendToHistory(const std::string& line) {
+  WriteAll(kHistoryPath, OPEN_ALWAYS, FILE_APPEND_DATA, line + "\n");
+}
+
+std::string ReadHistoryText() {
+  return Exists(kHistoryPath) ? ReadAll(kHistoryPath) : "";
 }
 
 }  // namespace moorlak::lab

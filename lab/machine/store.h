@@ -34,5 +34,7 @@ void SaveMachine(const MachineState& state);
 void AppendToCallLog(const std::string& line);
 void EmptyCallLog();
 std::string ReadCallLogText();
+void AppendToHistory(const std::string& line);
+std::string ReadHistoryText();
 
 }  // namespace moorlak::lab

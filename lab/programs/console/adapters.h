@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string_view>
 #include <vector>
 
@@ -16,9 +17,20 @@ Adapter* FindAdapterNamed(MachineState& state, std::string_view name);
 FamilySettings& ActiveSettings(Adapter& adapter, bool ipv6);
 FamilySettings& StoredSettings(Adapter& adapter, bool ipv6);
 std::vector<Route>& RoutesOf(MachineState& state, bool ipv6);
+std::vector<Route>& DormantRoutesOf(MachineState& state, bool ipv6);
 
 // The route with the same destination, interface and next hop is there; its metric does not matter (MIB_IPFORWARD_ROW2
 // on Microsoft Learn).
 bool HasRoute(const std::vector<Route>& routes, const Route& route);
+
+// Puts a route in force that is not there yet. A stored one takes the place of what was stored of it; one that is not
+// stored, and that a stored copy equals, is that route again.
+void PutInForce(MachineState& state, bool ipv6, Route route);
+
+// Takes the routes out of force and answers how many; the stored copies stay.
+size_t Deactivate(MachineState& state, bool ipv6, const std::function<bool(const Route&)>& isMeant);
+
+// Takes the routes away, stored copies too, and answers how many.
+size_t RemoveRoutes(MachineState& state, bool ipv6, const std::function<bool(const Route&)>& isMeant);
 
 }  // namespace moorlak::lab

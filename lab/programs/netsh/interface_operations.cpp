@@ -54,9 +54,14 @@ bool IsUsedElsewhere(const MachineState& state, const Adapter& adapter, const st
 
 // The routes of the former address and the gateways go, the new address brings its own.
 void ReplaceAddressRoutes(MachineState& state, const Adapter& adapter, const WantedAddress& wanted, bool stored) {
-  std::erase_if(state.ipv4Routes, [&](const Route& route) {
+  const auto isFormer = [&](const Route& route) {
     return route.luid == adapter.luid && (route.nextHop == kAnyIpv4 || route.prefixLength == 0);
-  });
+  };
+  if (stored) {
+    RemoveRoutes(state, false, isFormer);
+  } else {
+    Deactivate(state, false, isFormer);
+  }
   const std::vector<Address> targets = {{Ipv4Text(wanted.address & wanted.Mask()), wanted.prefixLength},
                                         {Ipv4Text(wanted.address), 32},
                                         {Ipv4Text(wanted.address | ~wanted.Mask()), 32},
@@ -64,15 +69,15 @@ void ReplaceAddressRoutes(MachineState& state, const Adapter& adapter, const Wan
                                         {"255.255.255.255", 32}};
   for (const Address& target : targets) {
     const Route route{target.address, target.prefixLength, kAnyIpv4, adapter.luid, kOnLinkMetric, stored};
-    if (!HasRoute(state.ipv4Routes, route)) state.ipv4Routes.push_back(route);
+    if (!HasRoute(state.ipv4Routes, route)) PutInForce(state, false, route);
   }
 }
 
 void AddGateway(MachineState& state, const Adapter& adapter, const NetshCommand& command) {
   const std::optional<uint32_t> gateway = ParseIpv4(command.Value("gateway"));
   if (!gateway) return;
-  state.ipv4Routes.push_back(
-      {kAnyIpv4, 0, Ipv4Text(*gateway), adapter.luid, MetricOf(command, "gwmetric", 0), IsStored(command)});
+  PutInForce(state, false,
+             {kAnyIpv4, 0, Ipv4Text(*gateway), adapter.luid, MetricOf(command, "gwmetric", 0), IsStored(command)});
 }
 
 }  // namespace
@@ -131,9 +136,8 @@ Outcome AddRoute(MachineState& state, const NetshCommand& command) {
                     target.adapter->luid,
                     MetricOf(command, "metric", kOnLinkMetric),
                     IsStored(command)};
-  std::vector<Route>& routes = RoutesOf(state, command.ipv6);
-  if (HasRoute(routes, route)) return NetshRefused(kObjectExists);
-  routes.push_back(route);
+  if (HasRoute(RoutesOf(state, command.ipv6), route)) return NetshRefused(kObjectExists);
+  PutInForce(state, command.ipv6, route);
   return NetshDone();
 }
 

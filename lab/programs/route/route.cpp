@@ -82,7 +82,7 @@ Outcome Add(MachineState& state, const RouteCommand& command) {
                     command.metric.value_or(kUsualMetric),
                     command.persistent};
   if (HasRoute(state.ipv4Routes, route)) return AdditionRefused(state, "The object already exists.");
-  state.ipv4Routes.push_back(route);
+  PutInForce(state, false, route);
   return Done();
 }
 
@@ -101,8 +101,7 @@ bool IsMeant(const MachineState& state, const RouteCommand& command, const Route
 
 Outcome Delete(MachineState& state, const RouteCommand& command) {
   const auto isMeant = [&](const Route& route) { return IsMeant(state, command, route); };
-  if (std::erase_if(state.ipv4Routes, isMeant) == 0)
-    return Refused(state, "The route deletion failed: Element not found.");
+  if (RemoveRoutes(state, false, isMeant) == 0) return Refused(state, "The route deletion failed: Element not found.");
   return Done();
 }
 

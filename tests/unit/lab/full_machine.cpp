@@ -60,6 +60,8 @@ MachineState FullMachine() {
   MachineState machine = DhcpMachine();
   machine.adapters.push_back(Tunnel());
   machine.ipv4Routes.push_back({"0.0.0.0", 0, "10.0.85.1", Luid(53, 9), 1, false});
+  machine.dormantIpv4Routes.push_back({"198.51.100.0", 24, "10.0.85.1", Luid(53, 9), 1, true});
+  machine.dormantIpv6Routes.push_back({"2001:db8:7::", 64, "::", Luid(53, 9), 256, true});
   machine.firewallRules = {{"Sharing", {"dir=in", "localport=1080,8080"}}};
   machine.devices.push_back({"SWD\\WINTUN\\" + std::string(kTunnelGuid), "Moorlak", "Moorlak Tunnel", kTunnelGuid, true,
                              true, false, kServiceProcess});
@@ -67,7 +69,7 @@ MachineState FullMachine() {
   machine.tunnels = {{kServiceProcess, kTunnelGuid, 10807}};
   machine.wfp = Filters();
   machine.faults = {{"netsh", "metric", 2, "fail", 5, 1, true}};
-  machine.record = {40, 12, 13, 2, {"netsh what"}, {{39, kServiceProcess, "route"}}};
+  machine.record = {40, 12, 13, true, 2, {"netsh what"}, {{39, kServiceProcess, "route"}}};
   machine.nextIfIndex = 40;
   machine.serviceImage = "other.exe";
   machine.routeExitsZero = true;

@@ -73,6 +73,13 @@ TEST(Lifetime, ADeadProcessWaitsNoLonger) {
   EXPECT_TRUE(machine.record.waiting.empty());
 }
 
+TEST(Lifetime, ARemovedAdapterTakesItsStoredRoutesAlong) {
+  MachineState machine = FullMachine();
+  RemoveAdapter(machine, kTunnelGuid);
+  EXPECT_TRUE(machine.dormantIpv4Routes.empty() && machine.dormantIpv6Routes.empty());
+  EXPECT_EQ(machine.ipv4Routes, DhcpMachine().ipv4Routes);
+}
+
 TEST(Lifetime, RemovingAnUnknownAdapterChangesNothing) {
   MachineState machine = FullMachine();
   RemoveAdapter(machine, "{NONE}");
@@ -133,6 +140,19 @@ TEST(Reboot, CarriesOutAPendingRemoval) {
   machine.devices.back().removalPending = true;
   Reboot(machine);
   EXPECT_EQ(machine.devices, DhcpMachine().devices);
+}
+
+TEST(Reboot, PutsStoredRoutesInForceAgain) {
+  MachineState machine = DhcpMachine();
+  const MachineState before = machine;
+  machine.dormantIpv4Routes = {machine.ipv4Routes.back()};
+  machine.dormantIpv6Routes = {machine.ipv6Routes.back()};
+  machine.ipv4Routes.pop_back();
+  machine.ipv6Routes.pop_back();
+  EXPECT_NE(Show(machine), Show(before));
+  Reboot(machine);
+  EXPECT_EQ(Show(machine), Show(before));
+  EXPECT_TRUE(machine.dormantIpv4Routes.empty() && machine.dormantIpv6Routes.empty());
 }
 
 TEST(Reboot, DropsVolatileRoutesOnly) {

@@ -34,7 +34,8 @@ TEST(MachineText, ShowsRoutesFirewallFiltersDevicesAndNetworks) {
   for (const char* line :
        {"  0.0.0.0/0 via 10.0.85.1 on \"Moorlak\" metric 1\n",
         "  0.0.0.0/0 via 192.0.2.1 on \"Ethernet\" metric 0, stored\n",
-        "  192.0.2.0/24 on-link on \"Ethernet\" metric 256, stored\n", "  ::/0 via fe80::1 on \"Ethernet\"",
+        "  192.0.2.0/24 on-link on \"Ethernet\" metric 256, stored\n",
+        "  198.51.100.0/24 via 10.0.85.1 on \"Moorlak\" metric 1, stored only\n", "  ::/0 via fe80::1 on \"Ethernet\"",
         "  \"Sharing\" dir=in localport=1080,8080\n",
         "  provider \"Moorlak\" {AAAAAAAA-0000-0000-0000-000000000002}, dynamic\n",
         "  sublayer \"Moorlak DNS Guard\" {AAAAAAAA-0000-0000-0000-000000000001} weight 32768",
@@ -70,7 +71,8 @@ TEST(MachineText, DoesNotDependOnIdsNumbersAndFaults) {
   }
   const uint64_t luid = machine.adapters.back().luid;
   machine.adapters.back().luid = luid + 1;
-  machine.ipv4Routes.back().luid = luid + 1;
+  for (auto* routes : {&machine.ipv4Routes, &machine.dormantIpv4Routes, &machine.dormantIpv6Routes})
+    routes->back().luid = luid + 1;
   for (WfpFilter& filter : machine.wfp.filters) {
     filter.id += 50;
     filter.conditions[1].value = std::to_string(luid + 1);
@@ -112,6 +114,8 @@ TEST(MachineText, ShowsEverySmallChange) {
       [](MachineState& m) { m.adapters[1].ipv4.learnedDns.clear(); },
       [](MachineState& m) { m.ipv4Routes[0].metric = 2; },
       [](MachineState& m) { m.ipv6Routes.pop_back(); },
+      [](MachineState& m) { m.dormantIpv4Routes.pop_back(); },
+      [](MachineState& m) { m.dormantIpv6Routes.pop_back(); },
       [](MachineState& m) { m.firewallRules[0].words.pop_back(); },
       [](MachineState& m) { m.wfp.filters[0].weight = 9; },
       [](MachineState& m) { m.wfp.filters[0].conditions[0].value = "54"; },

@@ -252,6 +252,29 @@ TEST_F(MachineStore, ADynamicSessionsObjectsVanishWithItsProcess) {
   EXPECT_EQ(ReadMachine().record.changes, 1U);
 }
 
+TEST_F(MachineStore, KeepsTheMachineAfterEveryChangeWhenAskedTo) {
+  RunCall({"Before", ""}, AddRule);
+  EditMachine([](MachineState& machine) { machine.record.keepHistory = true; });
+  RunCall({"Add", "one"}, AddRule);
+  RunCall({"Look", ""}, [](MachineState&) { return 0U; });
+  RunCall({"Fail", ""}, [](MachineState& machine) { return AddRule(machine) + 5; });
+  RunCall({"Add", "another"}, AddRule);
+  const std::vector<Moment> history = ReadHistory();
+  ASSERT_EQ(history.size(), 2U);
+  EXPECT_EQ(history[0].cause, "Add one");
+  EXPECT_EQ(history[0].machine.firewallRules.size(), 2U);
+  EXPECT_EQ(history[1].cause, "Add another");
+  EXPECT_EQ(history[1].machine.firewallRules.size(), 3U);
+}
+
+TEST_F(MachineStore, RemembersWhatVanishedWithAProcess) {
+  EditMachine([](MachineState& machine) { machine.record.keepHistory = true; });
+  EXPECT_EQ(Child(L"session").ExitCode(), 0U);
+  ReadMachine();
+  ASSERT_FALSE(ReadHistory().empty());
+  EXPECT_EQ(ReadHistory().back().cause, "a process ended");
+}
+
 TEST_F(MachineStore, RefusesACallWithinACall) {
   EXPECT_THROW(RunCall({"Outer", ""},
                        [](MachineState&) {

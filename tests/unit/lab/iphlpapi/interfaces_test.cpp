@@ -139,6 +139,13 @@ TEST(UnicastAddress, GoesWithTheOnLinkRoutesThatCameWithIt) {
   EXPECT_EQ(state.adapters[1].storedIpv4, DhcpMachine().adapters[1].storedIpv4);
 }
 
+TEST(UnicastAddress, ComesBackWithItsRoutesAtTheNextStart) {
+  MachineState state = DhcpMachine();
+  ASSERT_EQ(DeleteAddress(state, Ipv4Of(state.adapters[1]), "192.0.2.10"), kDone);
+  Reboot(state);
+  EXPECT_EQ(Show(state), Show(DhcpMachine()));
+}
+
 TEST(UnicastAddress, WhatASecondAddressNeedsStays) {
   MachineState state = DhcpMachine();
   state.adapters[1].ipv4.addresses.push_back({"192.0.2.11", 24});

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "machine/fixtures.h"
+#include "machine/machine.h"
 #include "programs/console/ip_text.h"
 
 namespace moorlak::lab {
@@ -80,6 +81,45 @@ TEST(ForwardEntry, IsDeletedWhateverItsMetricWhereTheRestMatches) {
   ASSERT_EQ(Defaults(state).size(), 1u);
   EXPECT_EQ(Defaults(state)[0].nextHop, Number("192.0.3.1"));
   EXPECT_EQ(DeleteIpv4Route(state, row), kNotFound);
+}
+
+TEST(ForwardEntry, AStoredOneIsOutOfForceUntilTheNextStart) {
+  MachineState state = DhcpMachine();
+  ASSERT_EQ(DeleteIpv4Route(state, Defaults(state)[0]), kDone);
+  EXPECT_TRUE(Defaults(state).empty());
+  EXPECT_EQ(BestHop(state, "203.0.113.7"), "none");
+  Reboot(state);
+  EXPECT_EQ(Show(state), Show(DhcpMachine()));
+}
+
+TEST(ForwardEntry, AVolatileOneDoesNotComeBack) {
+  MachineState state = DhcpMachine();
+  state.ipv4Routes.push_back({"203.0.113.7", 32, "192.0.2.1", state.adapters[1].luid, 1, false});
+  const std::vector<Ipv4Row> rows = Ipv4Rows(state, false);
+  ASSERT_EQ(DeleteIpv4Route(state, rows.back()), kDone);
+  EXPECT_EQ(state, DhcpMachine());
+}
+
+TEST(ForwardEntry2, AStoredOneThatIsPutBackAsItWasIsThatRouteAgain) {
+  MachineState state = DhcpMachine();
+  const InterfaceKey key{state.adapters[1].luid, 0, false};
+  Ipv4Route route{0, 0, Number("192.0.2.1"), 0};
+  ASSERT_EQ(DeleteIpv4Route2(state, key, route), kDone);
+  EXPECT_NE(Show(state), Show(DhcpMachine()));
+  ASSERT_EQ(CreateIpv4Route2(state, key, route), kDone);
+  EXPECT_EQ(Show(state), Show(DhcpMachine()));
+}
+
+TEST(ForwardEntry2, OneWithAnotherMetricIsForgottenAtTheNextStartAndTheStoredOneIsBack) {
+  MachineState state = DhcpMachine();
+  const InterfaceKey key{state.adapters[1].luid, 0, false};
+  Ipv4Route route{0, 0, Number("192.0.2.1"), 0};
+  ASSERT_EQ(DeleteIpv4Route2(state, key, route), kDone);
+  route.metric = 7;
+  ASSERT_EQ(CreateIpv4Route2(state, key, route), kDone);
+  EXPECT_EQ(Defaults(state).at(0).metric, 7U + 25U);
+  Reboot(state);
+  EXPECT_EQ(Show(state), Show(DhcpMachine()));
 }
 
 TEST(ForwardEntry, IsNotFoundWhereOnePartDiffers) {

@@ -154,6 +154,17 @@ TEST(NetshAddRoute, IsStoredAndKeepsItsOffset) {
   EXPECT_TRUE(HasRouteLine(machine, "0.0.0.0/0 via 10.0.85.1 on \"Moorlak\" metric 1, stored"));
 }
 
+TEST(NetshAddRoute, PutsInForceWhatWasOnlyStored) {
+  MachineState machine = WithTunnel(DhcpMachine());
+  Done(machine, "netsh interface ip add route 0.0.0.0/0 \"Moorlak\" 10.0.85.1 metric=1");
+  const std::string before = Show(machine);
+  machine.dormantIpv4Routes = {machine.ipv4Routes.back()};
+  machine.ipv4Routes.pop_back();
+  EXPECT_NE(Show(machine), before);
+  Done(machine, "netsh interface ip add route 0.0.0.0/0 \"Moorlak\" 10.0.85.1 metric=1");
+  EXPECT_EQ(Show(machine), before);
+}
+
 TEST(NetshAddRoute, RefusesARouteThatIsThereWhateverItsMetric) {
   MachineState machine = TunnelMachine();
   Done(machine, "netsh interface ip add route 0.0.0.0/0 \"Moorlak\" 10.0.85.1 metric=1");

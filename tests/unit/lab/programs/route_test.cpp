@@ -129,6 +129,30 @@ TEST(RouteDelete, IsNarrowedByMaskGatewayAndInterface) {
   EXPECT_NE(Show(machine).find("0.0.0.0/0 via 192.0.2.1"), std::string::npos);
 }
 
+TEST(RouteDelete, RemovesWhatIsOnlyStored) {
+  MachineState machine = DhcpMachine();
+  machine.dormantIpv4Routes.push_back({"203.0.113.7", 32, "192.0.2.1", machine.adapters[1].luid, 1, true});
+  Done(machine, "route DELETE 203.0.113.7");
+  EXPECT_EQ(Show(machine), Show(DhcpMachine()));
+}
+
+TEST(RouteAdd, AStoredRouteTakesThePlaceOfWhatWasOnlyStored) {
+  MachineState machine = DhcpMachine();
+  machine.dormantIpv4Routes.push_back({"203.0.113.7", 32, "192.0.2.1", machine.adapters[1].luid, 9, true});
+  Done(machine, "route -p ADD 203.0.113.7 MASK 255.255.255.255 192.0.2.1 METRIC 1");
+  EXPECT_TRUE(machine.dormantIpv4Routes.empty());
+  EXPECT_EQ(machine.ipv4Routes.back().metric, 1U);
+}
+
+TEST(RouteAdd, AVolatileRouteLeavesWhatIsOnlyStoredAlone) {
+  MachineState machine = DhcpMachine();
+  machine.dormantIpv4Routes.push_back({"203.0.113.7", 32, "192.0.2.1", machine.adapters[1].luid, 9, true});
+  Done(machine, "route ADD 203.0.113.7 MASK 255.255.255.255 192.0.2.1 METRIC 1");
+  EXPECT_EQ(machine.dormantIpv4Routes.size(), 1U);
+  Reboot(machine);
+  EXPECT_EQ(machine.ipv4Routes.back().metric, 9U);
+}
+
 TEST(RouteDelete, OfNothingIsRefused) {
   MachineState machine = DhcpMachine();
   Refused(machine, "route DELETE 203.0.113.7", kNotFound);

@@ -1,0 +1,11 @@
+// Files as the filtering platform names applications.
+#pragma once
+
+#include <string>
+
+namespace moorlak::lab {
+
+// NT device path of a file, in small letters; empty with the last error set when the file is not there.
+std::wstring DevicePath(const wchar_t* fileName);
+
+}  // namespace moorlak::lab

@@ -1,0 +1,65 @@
+// What the engine, which is no program of this lab's language, tells the machine. The engine starts it beside itself
+// and reads its exit code and its standard output.
+//
+//   machine_link call NAME COMMANDLINE       one call; exits with its code, prints the engine's own faults, "KIND CODE"
+//   a
+//                                            line
+//   machine_link tunnel PROCESS PORT NAME GATEWAY ROUTE...   the adapter of the engine's TUN inbound
+//
+// A prefix without a machine gives 0 and nothing is done. 99: the lab is out of order.
+#include <windows.h>
+
+#include <array>
+
+#include "machine/machine.h"
+#include "programs/console/program_call.h"
+#include "programs/console/text.h"
+#include "programs/tunnel/tunnels.h"
+
+namespace moorlak::lab {
+namespace {
+
+constexpr uint32_t kNotUnderstood = 98;
+constexpr std::array kEngineFaults = {"die", "print"};
+
+uint32_t RunEngineCall(const Words& words) {
+  const Call call{words[1], words[2]};
+  std::string faults;
+  for (const char* kind : kEngineFaults) {
+    if (const auto code = TakeFault(call, kind)) faults += std::string(kind) + " " + std::to_string(*code) + "\n";
+  }
+  PrintBytes(faults);
+  return RunCall(call, [](MachineState&) { return 0U; });
+}
+
+std::string Joined(const Words& words) {
+  std::string text;
+  for (const std::string& word : words) text += (text.empty() ? "" : " ") + word;
+  return text;
+}
+
+uint32_t RunTunnelCall(const Words& words) {
+  const auto process = ParseNumber(words[1], 1, UINT32_MAX);
+  const auto port = ParseNumber(words[2], 0, UINT16_MAX);
+  if (!process || !port) return kNotUnderstood;
+  const EngineTunnel tunnel{
+      words[3], words[4], {words.begin() + 5, words.end()}, *process, static_cast<uint16_t>(*port)};
+  // The process's number and the port differ from run to run and are left out.
+  const Call call{"xray-tunnel", Joined({words.begin() + 3, words.end()})};
+  return RunCall(call, [&](MachineState& state) { return RaiseEngineTunnel(state, tunnel); });
+}
+
+int Run(const Words& words) {
+  if (!HasMachine()) return 0;
+  if (words.size() == 3 && words[0] == "call") return static_cast<int>(RunEngineCall(words));
+  if (words.size() >= 5 && words[0] == "tunnel") return static_cast<int>(RunTunnelCall(words));
+  return kNotUnderstood;
+}
+
+}  // namespace
+}  // namespace moorlak::lab
+
+int wmain(int count, wchar_t** arguments) {
+  using namespace moorlak::lab;
+  return RunGuarded("machine_link", count, arguments, Run);
+}

@@ -1,0 +1,46 @@
+// The program that carries a tunnel adapter's packets to a SOCKS proxy. Here it takes the adapter and stays; the
+// traffic itself is moved by the programs that ask the machine for a way.
+#include <windows.h>
+
+#include <thread>
+
+#include "machine/machine.h"
+#include "programs/console/program_call.h"
+#include "programs/tun2socks/tun2socks.h"
+
+namespace moorlak::lab {
+namespace {
+
+constexpr char kName[] = "tun2socks";
+
+void PlanDeath(const Call& call) {
+  const std::optional<uint32_t> ms = TakeFault(call, "die");
+  if (!ms) return;
+  std::thread([ms] {
+    Sleep(*ms);
+    TerminateProcess(GetCurrentProcess(), 1);
+  }).detach();
+}
+
+int Run(const Words& words) {
+  if (!HasMachine()) return kLabFailed;
+  const Call call = CallOfThisProcess(kName);
+  PlanDeath(call);
+  PrintNoise(call);
+  // Alive, with good words on its command line, and nothing done.
+  if (TakeFault(call, "never-attach")) Sleep(INFINITE);
+  const auto execute = [](MachineState& state, const Words& all) {
+    return RunTun2Socks(state, all, GetCurrentProcessId());
+  };
+  const uint32_t code = RunProgramCall(call, words, execute);
+  if (code == 0) Sleep(INFINITE);
+  return static_cast<int>(code);
+}
+
+}  // namespace
+}  // namespace moorlak::lab
+
+int wmain(int count, wchar_t** arguments) {
+  using namespace moorlak::lab;
+  return RunGuarded(kName, count, arguments, Run);
+}

@@ -1,0 +1,207 @@
+// Stand-in for winhttp.dll: synchronous GET requests without headers, bodies and status callbacks. What the system
+// offers beyond that is refused and counted as unknown.
+#include <winsock2.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <string>
+#include <winhttp.h>
+
+#include "base/utf.h"
+#include "machine/machine.h"
+#include "winhttp/exchange.h"
+#include "winhttp/handles.h"
+
+namespace moorlak::lab {
+namespace {
+
+constexpr DWORD kSecure = WINHTTP_FLAG_SECURE;
+constexpr DWORD kKnownRequestFlags = kSecure | WINHTTP_FLAG_ESCAPE_PERCENT | WINHTTP_FLAG_NULL_CODEPAGE |
+                                     WINHTTP_FLAG_ESCAPE_DISABLE | WINHTTP_FLAG_ESCAPE_DISABLE_QUERY |
+                                     WINHTTP_FLAG_BYPASS_PROXY_CACHE;
+constexpr size_t kLongestHost = 255;
+
+using Stage = HttpRequest::Stage;
+
+// What an exported function answers. An exception is a lab that is out of order and ends the program.
+template <typename Call>
+BOOL Answer(const Call& call) noexcept {
+  const DWORD error = call();
+  SetLastError(error);
+  return error == NO_ERROR;
+}
+
+template <typename Call>
+HINTERNET AnswerHandle(const Call& call) noexcept {
+  HINTERNET handle = nullptr;
+  const DWORD error = call(handle);
+  SetLastError(error);
+  return handle;
+}
+
+// A use that Windows knows and the lab does not.
+DWORD RefuseUnknown(const std::string& function, const std::string& what) {
+  return RunCall({function, what}, [&](MachineState& state) -> uint32_t {
+    state.record.unknownCommands.push_back(function + " " + what);
+    return ERROR_CALL_NOT_IMPLEMENTED;
+  });
+}
+
+std::string Narrow(const wchar_t* text) {
+  return text == nullptr ? std::string() : NarrowUtf16(text);
+}
+
+bool IsVisibleAscii(char character) {
+  return character > ' ' && character < 0x7F;
+}
+
+// Letters, digits, "-", "." and "_": no scheme, no port, no path.
+bool IsHost(const std::string& host) {
+  const auto isPart = [](char one) {
+    return (one >= 'a' && one <= 'z') || (one >= 'A' && one <= 'Z') || (one >= '0' && one <= '9') || one == '-' ||
+           one == '.' || one == '_';
+  };
+  return !host.empty() && host.size() <= kLongestHost && std::ranges::all_of(host, isPart);
+}
+
+DWORD OpenSession(HttpSession& session, DWORD accessType, const wchar_t* proxy, const wchar_t* bypass, DWORD flags) {
+  constexpr DWORD kSecureDefaults = 0x30000000;  // WINHTTP_FLAG_SECURE_DEFAULTS, which includes WINHTTP_FLAG_ASYNC
+  constexpr DWORD kNoAccessType = 2;
+  const bool named = accessType == WINHTTP_ACCESS_TYPE_NAMED_PROXY;
+  const std::string proxyText = Narrow(proxy);
+  if ((flags & ~kSecureDefaults) != 0 || accessType == kNoAccessType ||
+      accessType > WINHTTP_ACCESS_TYPE_AUTOMATIC_PROXY ||
+      (named ? proxyText.empty() : proxy != nullptr || bypass != nullptr)) {
+    return ERROR_INVALID_PARAMETER;
+  }
+  if (flags != 0) return RefuseUnknown("WinHttpOpen", "flags " + std::to_string(flags));
+  if (accessType == WINHTTP_ACCESS_TYPE_NO_PROXY) return NO_ERROR;
+  session.socksPort = SocksPort(proxyText).value_or(0);
+  if (!named || session.socksPort == 0 || bypass != nullptr) {
+    return RefuseUnknown("WinHttpOpen", "access type " + std::to_string(accessType) + " " + proxyText);
+  }
+  return NO_ERROR;
+}
+
+DWORD OpenConnection(HINTERNET sessionHandle, HttpConnection& connection, const wchar_t* host, DWORD reserved) {
+  const DWORD error = FindHandle(sessionHandle, connection.session);
+  if (error != NO_ERROR) return error;
+  if (host == nullptr || reserved != 0) return ERROR_INVALID_PARAMETER;
+  connection.host = Narrow(host);
+  return IsHost(connection.host) ? NO_ERROR : ERROR_WINHTTP_INVALID_URL;
+}
+
+// Of what WinHttpOpenRequest takes only the path and the flag for a secure request.
+DWORD CheckGet(const std::string& verb, const std::string& path, bool hasMore, DWORD flags) {
+  if ((flags & ~kKnownRequestFlags) != 0) return ERROR_INVALID_PARAMETER;
+  const bool isPlainPath = std::ranges::all_of(path, IsVisibleAscii);
+  if ((verb.empty() || verb == "GET") && isPlainPath && !hasMore && (flags | kSecure) == kSecure) {
+    return NO_ERROR;
+  }
+  return RefuseUnknown("WinHttpOpenRequest", verb + " " + path + " flags " + std::to_string(flags));
+}
+
+HttpTarget Target(const HttpConnection& connection, const std::string& path, bool secure) {
+  HttpTarget target{secure, connection.host, connection.port, path};
+  if (target.port == INTERNET_DEFAULT_PORT)
+    target.port = secure ? INTERNET_DEFAULT_HTTPS_PORT : INTERNET_DEFAULT_HTTP_PORT;
+  if (!path.starts_with('/')) target.path.insert(0, 1, '/');
+  return target;
+}
+
+// Takes the request for one call from one stage to the next; a failed call leaves it as it was before it was sent.
+DWORD Step(HttpRequest& request, Stage from, Stage to, const std::function<DWORD()>& call) {
+  if (!request.stage.compare_exchange_strong(from, Stage::Busy)) return ERROR_WINHTTP_INCORRECT_HANDLE_STATE;
+  const DWORD error = call();
+  request.stage = error == NO_ERROR ? to : Stage::New;
+  return error;
+}
+
+}  // namespace
+}  // namespace moorlak::lab
+
+using namespace moorlak::lab;
+
+extern "C" {
+
+HINTERNET WINAPI WinHttpOpen(const wchar_t* agent, DWORD accessType, const wchar_t* proxy, const wchar_t* bypass,
+                             DWORD flags) {
+  return AnswerHandle([&](HINTERNET& handle) {
+    auto session = std::make_shared<HttpSession>();
+    session->agent = Narrow(agent);
+    const DWORD error = OpenSession(*session, accessType, proxy, bypass, flags);
+    if (error == NO_ERROR) handle = KeepHandle(std::move(session));
+    return error;
+  });
+}
+
+HINTERNET WINAPI WinHttpConnect(HINTERNET session, const wchar_t* host, INTERNET_PORT port, DWORD reserved) {
+  return AnswerHandle([&](HINTERNET& handle) {
+    auto connection = std::make_shared<HttpConnection>();
+    connection->port = port;
+    const DWORD error = OpenConnection(session, *connection, host, reserved);
+    if (error == NO_ERROR) handle = KeepHandle(std::move(connection));
+    return error;
+  });
+}
+
+HINTERNET WINAPI WinHttpOpenRequest(HINTERNET connectionHandle, const wchar_t* verb, const wchar_t* path,
+                                    const wchar_t* version, const wchar_t* referrer, const wchar_t** acceptTypes,
+                                    DWORD flags) {
+  return AnswerHandle([&](HINTERNET& handle) {
+    std::shared_ptr<HttpConnection> connection;
+    DWORD error = FindHandle(connectionHandle, connection);
+    const bool hasMore = version != nullptr || referrer != nullptr || acceptTypes != nullptr;
+    if (error == NO_ERROR) error = CheckGet(Narrow(verb), Narrow(path), hasMore, flags);
+    if (error != NO_ERROR) return error;
+    auto request = std::make_shared<HttpRequest>();
+    if (!request->closed || !request->winsock.started) return static_cast<DWORD>(ERROR_WINHTTP_INTERNAL_ERROR);
+    request->target = Target(*connection, Narrow(path), (flags & kSecure) != 0);
+    request->agent = connection->session->agent;
+    request->socksPort = connection->session->socksPort;
+    request->timeouts = TimeoutsOf(*connection->session);
+    handle = KeepHandle(std::move(request));
+    return error;
+  });
+}
+
+BOOL WINAPI WinHttpSetTimeouts(HINTERNET handle, int resolve, int connect, int send, int receive) {
+  return Answer([&]() -> DWORD {
+    if (std::min({resolve, connect, send, receive}) < -1) return ERROR_INVALID_PARAMETER;
+    return SetTimeouts(handle, {resolve, connect, send, receive});
+  });
+}
+
+BOOL WINAPI WinHttpSendRequest(HINTERNET handle, const wchar_t* headers, DWORD headersLength, void* optional,
+                               DWORD optionalLength, DWORD totalLength, DWORD_PTR) {
+  return Answer([&]() -> DWORD {
+    std::shared_ptr<HttpRequest> request;
+    const DWORD error = FindHandle(handle, request);
+    if (error != NO_ERROR) return error;
+    if ((headers == nullptr && headersLength != 0) || (optional == nullptr && optionalLength != 0)) {
+      return ERROR_INVALID_PARAMETER;
+    }
+    if (headers != nullptr || optional != nullptr || totalLength != 0) {
+      return RefuseUnknown("WinHttpSendRequest", UrlOf(request->target) + " with headers or a body");
+    }
+    return Step(*request, Stage::New, Stage::Sent, [&] { return SendRequest(request); });
+  });
+}
+
+BOOL WINAPI WinHttpReceiveResponse(HINTERNET handle, void* reserved) {
+  return Answer([&]() -> DWORD {
+    std::shared_ptr<HttpRequest> request;
+    const DWORD error = FindHandle(handle, request);
+    if (error != NO_ERROR) return error;
+    if (reserved != nullptr) return ERROR_INVALID_PARAMETER;
+    return Step(*request, Stage::Sent, Stage::Answered, [&] { return ReceiveResponse(*request); });
+  });
+}
+
+BOOL WINAPI WinHttpCloseHandle(HINTERNET handle) {
+  return Answer([&] { return CloseHttpHandle(handle); });
+}
+
+}  // extern "C"
