@@ -15,7 +15,8 @@ step "building the programs as shipped" build_preset windows-release \
     moorlak_service moorlakctl moorlak_machine_tests
 step "building the engine for tests" "$ROOT/scripts/build_engine.sh" "$BUILD/engine"
 step "building the fuzz targets" build_preset fuzz \
-    wire_format_fuzzer proxy_text_fuzzer config_meta_fuzzer vpn_config_fuzzer engine_counters_fuzzer
+    wire_format_fuzzer proxy_text_fuzzer config_meta_fuzzer vpn_config_fuzzer engine_counters_fuzzer \
+    dns_restore_fuzzer smhnr_restore_fuzzer ipconfig_fuzzer
 step "making the Wine prefix" wine_template
 
 check "format" "$ROOT/scripts/check_format.sh"
@@ -34,6 +35,9 @@ fuzz_smoke proxy_text_fuzzer
 fuzz_smoke config_meta_fuzzer
 fuzz_smoke vpn_config_fuzzer 10000
 fuzz_smoke engine_counters_fuzzer
+fuzz_smoke dns_restore_fuzzer
+fuzz_smoke smhnr_restore_fuzzer
+fuzz_smoke ipconfig_fuzzer
 check "replay of the fuzzers' inputs" replay_corpora native-asan
 check "the configuration benchmark runs" "$ROOT/scripts/bench_config.sh" --smoke
 wine_suite "core, as a Windows program" windows-debug/tests/moorlak_core_tests.exe
