@@ -14,8 +14,11 @@ prefix=$(realpath -m "$1") binaries=$(realpath "$2")
 shift 2
 clone_prefix "$prefix"
 trap 'end_prefix "$prefix"' EXIT
-lab_install "$prefix" "$binaries" moorlak_network_tests.exe
-lab_copy "$binaries/tests/network/moorlak_network_tests.exe" "$prefix/drive_c/Program Files/Moorlak"
+programs=(moorlak_network_tests.exe protection_child.exe)
+lab_install "$prefix" "$binaries" "${programs[@]}"
+for program in "${programs[@]}"; do
+    lab_copy "$binaries/tests/network/$program" "$prefix/drive_c/Program Files/Moorlak"
+done
 export WINEPREFIX=$prefix
 status=0
 "$WINE" 'C:\Program Files\Moorlak\moorlak_network_tests.exe' "$@" || status=$?
