@@ -67,8 +67,16 @@ void RouteServer(VpnService& service) {
   std::vector<std::string>& routed = service.routes.serverRouteIps;
   service.routes.serverBypassIp = service.serverAddresses.front();
   for (const std::string& address : service.serverAddresses) {
+    if (!service.running) return;
     RouteAround(service, address, "bypass");
     if (std::ranges::find(routed, address) == routed.end()) routed.push_back(address);
+  }
+}
+
+void RouteDnsServers(const VpnService& service) {
+  for (const std::string& server : GetTunnelDnsServers(service.xrayDnsServers)) {
+    if (!service.running) return;
+    RouteAround(service, server, "DNS bypass");
   }
 }
 
@@ -86,10 +94,8 @@ bool IsDefaultRouteGood() {
 StepResult RouteServerAround(VpnService& service) {
   if (!FindServer(service) || !FindGateway(service)) return GoOn();
   RouteServer(service);
-  for (const std::string& server : GetTunnelDnsServers(service.xrayDnsServers)) {
-    RouteAround(service, server, "DNS bypass");
-  }
-  return GoOn();
+  RouteDnsServers(service);
+  return GoOnIf(service.running);
 }
 
 StepResult RequireServerBypass(VpnService& service) {
@@ -103,8 +109,12 @@ StepResult RouteOthersAround(VpnService& service) {
   } else if (!service.nativeTun) {
     WriteLogLine("WARNING: panelHost missing from moorlakMeta — panel may loop via TUN");
   }
-  for (const std::string& domain : service.meta.directDomains) AddHostBypassRoute(domain, service.routes);
-  AddLanBypassRoutes(service.meta.bypassSubnets, service.routes);
+  for (const std::string& domain : service.meta.directDomains) {
+    if (!service.running) return QuietStop();
+    AddHostBypassRoute(domain, service.routes);
+  }
+  AddLanBypassRoutes(service.meta.bypassSubnets, service.running, service.routes);
+  if (!service.running) return QuietStop();
   OpenProxySharingFirewall(service.meta.shareProxyPorts);
   return GoOnIf(service.running);
 }

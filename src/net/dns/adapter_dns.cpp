@@ -105,6 +105,14 @@ bool StoppedBetweenAdapters(const std::atomic<bool>& running, const std::vector<
   return true;
 }
 
+// True when the adapter's metric is back, or there is none to give back. Tried twice, like the commands.
+bool RestoreMetric(const AdapterDnsBackup& backup, const RestoreTarget& target) {
+  if (!backup.hasMetric || target.ifIndex == 0) return true;
+  const InterfaceMetric earlier{backup.metric, backup.autoMetric};
+  if (WriteInterfaceMetric(target.ifIndex, earlier)) return true;
+  return WriteInterfaceMetric(target.ifIndex, earlier);
+}
+
 // True when the adapter's IPv4 servers are back or can never be.
 bool RestoreIpv4(const AdapterDnsBackup& backup, const RestoreTarget& target) {
   const auto commands = RestoreIpv4Dns(target.name, backup.dhcp, backup.servers);
@@ -115,16 +123,14 @@ bool RestoreIpv4(const AdapterDnsBackup& backup, const RestoreTarget& target) {
 
 // True when the record is done with.
 bool RestoreOne(const AdapterDnsBackup& backup, const RestoreTarget& target) {
-  if (backup.hasMetric && target.ifIndex != 0) {
-    WriteInterfaceMetric(target.ifIndex, {backup.metric, backup.autoMetric});
-  }
+  const bool metricDone = RestoreMetric(backup, target);
   if (!backup.dhcp && !backup.servers.empty() && !IsSafeAddress(backup.servers.front())) {
     WriteLogLine("dns-leak: skip static DNS — unsafe address");
-    return true;
+    return metricDone;
   }
   const bool ipv4Done = RestoreIpv4(backup, target);
   const bool ipv6Done = RunTwice(SetIpv6DnsFromDhcp(target.name)) || target.ipv6IfIndex == 0;
-  if (!ipv4Done || !ipv6Done) return false;
+  if (!metricDone || !ipv4Done || !ipv6Done) return false;
   WriteLogLine("dns-leak: restored DNS on " + target.name);
   return true;
 }

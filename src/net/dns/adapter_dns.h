@@ -29,8 +29,9 @@ NeutralisedAdapters NeutraliseAdapters(const std::string& tunnelName, const std:
 bool SetTunnelDns(const std::string& tunnelName, const std::vector<std::string>& servers,
                   const std::atomic<bool>& running);
 
-// Gives each adapter back what its backup says and flushes the resolver cache. Backups whose adapter is not there or
-// whose commands failed twice are returned; a family that the adapter lacks by now cannot fail.
+// Gives each adapter back what its backup says and flushes the resolver cache. Backups whose adapter is not there,
+// whose commands failed twice or whose metric could not be set are returned; a family that the adapter lacks by now
+// cannot fail.
 std::vector<AdapterDnsBackup> RestoreAdapterDns(const std::vector<AdapterDnsBackup>& backups);
 
 void FlushResolverCache();

@@ -110,12 +110,16 @@ void AddHostBypassRoute(const std::string& entry, BypassRoutes& routes) noexcept
   Guarded([&] { AddHost(entry, routes); });
 }
 
-void AddLanBypassRoutes(const std::vector<std::string>& subnets, BypassRoutes& routes) noexcept {
+void AddLanBypassRoutes(const std::vector<std::string>& subnets, const std::atomic<bool>& running,
+                        BypassRoutes& routes) noexcept {
   Guarded([&] {
     if (subnets.empty()) return;
     const std::string gateway = SessionGateway(routes);
     if (gateway.empty()) return;
-    for (const std::string& entry : subnets) AddSubnet(entry, gateway);
+    for (const std::string& entry : subnets) {
+      if (!running) return;
+      AddSubnet(entry, gateway);
+    }
   });
 }
 

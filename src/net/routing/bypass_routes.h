@@ -1,6 +1,7 @@
 // The physical gateway, and routes through it around the tunnel.
 #pragma once
 
+#include <atomic>
 #include <string>
 #include <vector>
 
@@ -36,7 +37,9 @@ void AddGatewayRoute(const GatewayRoute& route) noexcept;
 // recorded whatever its command came to. Logs what it does and what it cannot do.
 void AddHostBypassRoute(const std::string& entry, BypassRoutes& routes) noexcept;
 
-// Routes for subnets ("a.b.c.d" or "a.b.c.d/n"), which are not recorded. Tells what it does on standard error.
-void AddLanBypassRoutes(const std::vector<std::string>& subnets, BypassRoutes& routes) noexcept;
+// Routes for subnets ("a.b.c.d" or "a.b.c.d/n"), which are not recorded. Tells what it does on standard error. Ends
+// early when the flag is cleared: lists can be long.
+void AddLanBypassRoutes(const std::vector<std::string>& subnets, const std::atomic<bool>& running,
+                        BypassRoutes& routes) noexcept;
 
 }  // namespace moorlak
