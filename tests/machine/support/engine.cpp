@@ -1,6 +1,7 @@
 #include "machine/support/engine.h"
 
 #include <winsock2.h>
+#include <ws2tcpip.h>
 #include <tlhelp32.h>
 
 #include <algorithm>
@@ -48,9 +49,8 @@ sockaddr_in Loopback(uint16_t port) {
   return address;
 }
 
-bool Connects(uint16_t port) {
+bool Connects(const sockaddr_in& address) {
   const Socket socket = NewSocket();
-  const sockaddr_in address = Loopback(port);
   return connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
 }
 
@@ -158,8 +158,10 @@ std::string EngineConfig(uint16_t socksPort, std::string_view members) {
          R"(,"protocol":"socks","settings":{"udp":false}}],"outbounds":[{"tag":"direct","protocol":"freedom"}]})";
 }
 
-bool WaitForListener(uint16_t port) {
-  return WaitUntil([port] { return Connects(port); });
+bool WaitForListener(uint16_t port, const char* address) {
+  sockaddr_in wanted = Loopback(port);
+  EXPECT_EQ(inet_pton(AF_INET, address, &wanted.sin_addr), 1);
+  return WaitUntil([&] { return Connects(wanted); });
 }
 
 PortHolder::PortHolder(uint16_t port) : listener(INVALID_SOCKET) {

@@ -22,8 +22,8 @@ uint16_t NextPort();
 // A SOCKS inbound on that port and a direct outbound. The members, each ended by a comma, go in front.
 std::string EngineConfig(uint16_t socksPort, std::string_view members = {});
 
-// Waits until somebody listens on the port of 127.0.0.1.
-bool WaitForListener(uint16_t port);
+// Waits until somebody listens on the port of that address, dotted.
+bool WaitForListener(uint16_t port, const char* address = "127.0.0.1");
 
 // Somebody else's listener on the port, as long as it lives.
 class PortHolder {

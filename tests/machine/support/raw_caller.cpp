@@ -31,10 +31,10 @@ int RunAsk(const char* argument) {
   return 0;
 }
 
-int RunStart(const char* configFile) {
+int RunStart(bool proxyMode, const char* configFile) {
   const auto config = ReadWholeFile(WidenUtf8(configFile), kMaxConfigBytes);
   if (!config) return 1;
-  Print(Ask(CommandCode::Start, EncodeStartPayload(true, *config)).value_or("(no reply)"));
+  Print(Ask(CommandCode::Start, EncodeStartPayload(proxyMode, *config)).value_or("(no reply)"));
   Sleep(INFINITE);
   return 0;
 }
@@ -61,7 +61,8 @@ bool IsCaller(int argumentCount, char** arguments) {
 int RunCaller(int argumentCount, char** arguments) {
   const std::string_view role = arguments[2];
   if (role == "ask" && argumentCount == 4) return RunAsk(arguments[3]);
-  if (role == "start" && argumentCount == 4) return RunStart(arguments[3]);
+  if (role == "start" && argumentCount == 4) return RunStart(true, arguments[3]);
+  if (role == "connect" && argumentCount == 4) return RunStart(false, arguments[3]);
   if (role == "where") return RunWhere();
   if (role == "hold") return RunHold();
   return 2;

@@ -8,6 +8,7 @@ namespace moorlak::machine {
 // Roles, as they stand on the command line behind "--caller":
 //   ask COUNT        that many pings, each in a connection of its own; prints "N of COUNT answered"
 //   start CONFIG     starts proxy mode with the text of that file, prints the reply and stays until it is killed
+//   connect CONFIG   the same with VPN mode
 //   where            prints the path of its program
 //   hold             opens one connection, prints the number of its handle and stays until it is killed
 // What is printed ends in a line feed.

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <gtest/gtest.h>
 
 #include "unit/ipc/log_tail.h"
@@ -9,6 +10,8 @@
 
 namespace moorlak {
 namespace {
+
+const std::atomic<bool> running{true};
 
 using Addresses = std::vector<std::string>;
 
@@ -76,7 +79,7 @@ TEST(LanBypassRoutes, EverySubnetIsRoutedOrToldInItsOrder) {
   BypassRoutes routes = WithGateway();
   const LogTail log;
   const StandardErrorCapture capture;
-  AddLanBypassRoutes({"10.0.0.0/8", "10.0.0.0/x", "fd00::/8", "172.16.5.4"}, routes);
+  AddLanBypassRoutes({"10.0.0.0/8", "10.0.0.0/x", "fd00::/8", "172.16.5.4"}, running, routes);
   EXPECT_EQ(capture.Text(),
             "VPN Service: Adding LAN bypass route: route ADD 10.0.0.0 MASK 255.0.0.0 192.168.7.1 METRIC 1\n"
             "VPN Service: skipping malformed bypass subnet: 10.0.0.0/x\n"
@@ -90,7 +93,7 @@ TEST(LanBypassRoutes, EverySubnetIsRoutedOrToldInItsOrder) {
 
 TEST(LanBypassRoutes, WithoutSubnetsNoGatewayIsLookedFor) {
   BypassRoutes routes;
-  AddLanBypassRoutes({}, routes);
+  AddLanBypassRoutes({}, running, routes);
   EXPECT_EQ(routes.physicalGateway, "");
 }
 

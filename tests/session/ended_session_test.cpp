@@ -1,0 +1,93 @@
+// The ways in which a session that is up comes to its end, other than by the stop command.
+#include <algorithm>
+
+#include "machine/support/service_control.h"
+#include "session/support/processes.h"
+#include "session/support/tunnel_session.h"
+
+namespace moorlak::session {
+namespace {
+
+constexpr char kXrayGone[] = "Xray process exited unexpectedly";
+constexpr char kTun2SocksGone[] = "Tun2Socks process exited unexpectedly";
+constexpr char kOrphanLine[] = "UI process exited while tunnel up — stopping orphaned tunnel";
+
+// What is there of both paths: the configuration, and the line that tells that the tunnel is up.
+struct Path {
+  const char* name;
+  bool native;
+};
+void PrintTo(const Path& path, std::ostream* out) {
+  *out << path.name;
+}
+
+class EndedSession : public TunnelSession, public testing::WithParamInterface<Path> {
+ protected:
+  std::string PathConfig() const { return GetParam().native ? NativeConfig() : Config(); }
+  const char* ReadyLine() const { return GetParam().native ? kNativeReadyLine : kReadyLine; }
+
+  void Connect() {
+    ASSERT_EQ(Start(PathConfig()), "OK");
+    ASSERT_TRUE(WaitForReady(ReadyLine())) << testing::PrintToString(LogLines());
+  }
+  size_t CountLines(const char* line) const {
+    const auto lines = LogLines();
+    return static_cast<size_t>(std::ranges::count(lines, line));
+  }
+};
+
+TEST_P(EndedSession, ByTheDeathOfXrayIsToldAndPutsEverythingBack) {
+  ASSERT_NO_FATAL_FAILURE(Connect());
+  KillProcess(WaitForProcess(kXrayImage));
+  EXPECT_TRUE(WaitForLogLine(kXrayGone));
+  EXPECT_TRUE(WaitForEnd());
+  EXPECT_FALSE(Status().tunnelUp);
+  EXPECT_EQ(CountLines(kXrayGone), 1u);
+  // The service's own adapter, which made way for the engine's, comes back with the next stop command.
+  const std::string reply = GetParam().native ? Stop() : "OK";
+  EXPECT_EQ(reply, "OK");
+  ExpectRestored();
+}
+
+TEST_P(EndedSession, ByTheUserInterfacesEndPutsEverythingBack) {
+  machine::Child ui = StartUi(PathConfig());
+  ASSERT_TRUE(WaitForReady(ReadyLine())) << testing::PrintToString(LogLines());
+  Kill(ui);
+  EXPECT_TRUE(WaitForLogLine(kOrphanLine));
+  EXPECT_TRUE(WaitForEnd());
+  ExpectRestored();
+}
+
+TEST_P(EndedSession, ByTheServicesStopIsUndoneBeforeTheServiceEnds) {
+  ASSERT_NO_FATAL_FAILURE(Connect());
+  machine::StopTunnelService();
+  EXPECT_EQ(PendingTraces(), std::vector<std::string>{});
+  EXPECT_EQ(Now().find("\"Moorlak\" virtual"), std::string::npos) << Now();
+  machine::StartTunnelService();
+  ExpectRestored();
+}
+
+TEST_P(EndedSession, ByTheServicesDeathIsUndoneByItsNextStart) {
+  ASSERT_NO_FATAL_FAILURE(Connect());
+  machine::KillTunnelService();
+  EXPECT_NE(PendingTraces(), std::vector<std::string>{});
+  machine::StartTunnelService();
+  ExpectRestored();
+}
+
+INSTANTIATE_TEST_SUITE_P(Paths, EndedSession, testing::Values(Path{"Tun2Socks", false}, Path{"NativeTun", true}),
+                         [](const auto& path) { return std::string(path.param.name); });
+
+using EndedTun2SocksSession = TunnelSession;
+
+TEST_F(EndedTun2SocksSession, ByTheDeathOfTun2SocksIsToldAndPutsEverythingBack) {
+  ASSERT_EQ(Start(Config()), "OK");
+  ASSERT_TRUE(WaitForReady()) << testing::PrintToString(LogLines());
+  KillProcess(WaitForProcess(kTun2SocksImage));
+  EXPECT_TRUE(WaitForLogLine(kTun2SocksGone));
+  EXPECT_TRUE(WaitForEnd());
+  ExpectRestored();
+}
+
+}  // namespace
+}  // namespace moorlak::session

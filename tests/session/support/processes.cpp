@@ -1,0 +1,55 @@
+#include "session/support/processes.h"
+
+#include <tlhelp32.h>
+
+#include <gtest/gtest.h>
+
+#include "base/handle.h"
+#include "machine/support/wait.h"
+
+namespace moorlak::session {
+namespace {
+
+constexpr DWORD kPatienceMs = 30'000;
+
+// Wine goes on listing some processes that have ended.
+bool IsAlive(DWORD id) {
+  const KernelHandle process(OpenProcess(SYNCHRONIZE, FALSE, id));
+  return process && WaitForSingleObject(process.Get(), 0) == WAIT_TIMEOUT;
+}
+
+}  // namespace
+
+std::vector<DWORD> ProcessesNamed(const std::wstring& image) {
+  std::vector<DWORD> ids;
+  const KernelHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+  PROCESSENTRY32W entry{};
+  entry.dwSize = sizeof(entry);
+  for (BOOL more = Process32FirstW(snapshot.Get(), &entry); more; more = Process32NextW(snapshot.Get(), &entry)) {
+    if (_wcsicmp(entry.szExeFile, image.c_str()) == 0 && IsAlive(entry.th32ProcessID))
+      ids.push_back(entry.th32ProcessID);
+  }
+  return ids;
+}
+
+DWORD WaitForProcess(const std::wstring& image) {
+  std::vector<DWORD> ids;
+  machine::WaitUntil([&] {
+    ids = ProcessesNamed(image);
+    return !ids.empty();
+  });
+  return ids.empty() ? 0 : ids.front();
+}
+
+bool WaitForNone(const std::wstring& image) {
+  return machine::WaitUntil([&] { return ProcessesNamed(image).empty(); });
+}
+
+void KillProcess(DWORD id) {
+  const KernelHandle process(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, id));
+  ASSERT_TRUE(process) << GetLastError();
+  EXPECT_TRUE(TerminateProcess(process.Get(), 1));
+  EXPECT_EQ(WaitForSingleObject(process.Get(), kPatienceMs), WAIT_OBJECT_0);
+}
+
+}  // namespace moorlak::session
