@@ -138,6 +138,25 @@ network_suite() {
     done
 }
 
+# session_suite TITLE SHARDS: whole sessions of the shipped service. They mostly wait, so more shards than processors.
+session_suite() {
+    local title=$1 shards=$2 shard name status pids=()
+    for ((shard = 0; shard < shards; shard++)); do
+        name=session_$shard
+        GTEST_TOTAL_SHARDS=$shards GTEST_SHARD_INDEX=$shard timeout 1500 "$ROOT/scripts/run_session_tests.sh" \
+            "$BUILD/prefixes/$name" "$BUILD/windows-release" "$BUILD/engine" \
+            --gtest_output="json:Z:${RESULTS//\//\\}\\$name.json" >"$RESULTS/$name.log" 2>&1 &
+        pids+=($!)
+    done
+    for ((shard = 0; shard < shards; shard++)); do
+        name=session_$shard
+        status=0
+        wait "${pids[$shard]}" || status=$?
+        rm -rf "$BUILD/prefixes/$name"
+        count "$title ($((shard + 1)) of $shards)" "$RESULTS/$name.json" "$RESULTS/$name.log" "$status"
+    done
+}
+
 finish() {
     say "$passed passed, $failed failed"
     [ "$failed" -eq 0 ]

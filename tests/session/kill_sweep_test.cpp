@@ -1,9 +1,17 @@
-// The service process is ended at its n-th change of the machine, for every n, and started again: its recovery must put
-// the machine back. A slice takes every eighth n, so that slices can run side by side; MOORLAK_FULL_SWEEP adds the
-// path on which the engine drives the adapter, and the deaths within the recovery.
+// The service process is ended at its n-th change of the machine, for every n from its start to its end, and started
+// again: its recovery must put the machine back. Slices of every eighth n let the sweep run side by side.
+//
+// MOORLAK_KILL_SWEEP names what else is wanted, as words: "native" (the path on which the engine drives the adapter),
+// "reboot" (the machine starts anew before the service does), "double" (the recovery is ended, too, at each of its
+// changes), "every=K" (only each K-th n), "point=N" (only that n). scripts/kill_sweep.sh does all of this.
+#include <algorithm>
 #include <cstdlib>
+#include <filesystem>
+#include <set>
+#include <sstream>
 
-#include "machine/support/pipe_client.h"
+#include "base/handle.h"
+#include "machine/support/log_watch.h"
 #include "machine/support/service_control.h"
 #include "machine/support/wait.h"
 #include "session/support/processes.h"
@@ -13,75 +21,239 @@
 namespace moorlak::session {
 namespace {
 
+namespace fs = std::filesystem;
+
 constexpr int kSlices = 8;
-// Far more changes than any session makes.
-constexpr int kMostPoints = 400;
+// Far more changes than any session or recovery makes.
+constexpr uint64_t kMostChanges = 1000;
+constexpr std::chrono::seconds kReadyPatience{90};
+constexpr std::chrono::seconds kRestorePatience{15};
+constexpr DWORD kLookPeriodMs = 50;
+// What the lab writes behind the call at which it ended the service.
+constexpr std::string_view kEndMark = ", service ended";
+constexpr wchar_t kServiceImage[] = L"moorlak_service.exe";
+
+struct Wanted {
+  bool native = false;
+  bool reboot = false;
+  bool twice = false;
+  uint64_t every = 1;
+  uint64_t only = 0;
+};
+
+uint64_t NumberAfter(const std::string& word, const std::string& name, uint64_t otherwise) {
+  return word.starts_with(name) ? std::stoull(word.substr(name.size())) : otherwise;
+}
+
+Wanted ReadWanted() {
+  Wanted wanted;
+  const char* text = std::getenv("MOORLAK_KILL_SWEEP");
+  std::istringstream words(text == nullptr ? "" : text);
+  for (std::string word; words >> word;) {
+    wanted.native |= word == "native";
+    wanted.reboot |= word == "reboot";
+    wanted.twice |= word == "double";
+    wanted.every = NumberAfter(word, "every=", wanted.every);
+    wanted.only = NumberAfter(word, "point=", wanted.only);
+  }
+  return wanted;
+}
+
+std::string Lines(const std::set<std::string>& lines, const std::set<std::string>& others, const char* mark) {
+  std::string text;
+  for (const std::string& line : lines) {
+    if (!others.contains(line)) text += mark + line + "\n";
+  }
+  return text;
+}
+
+std::set<std::string> SplitLines(const std::string& text) {
+  std::set<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.insert(line);
+  return lines;
+}
+
+// What two dumps do not share, and a word when they differ in their order only; empty when they are the same.
+std::string Difference(const std::string& before, const std::string& now) {
+  if (before == now) return {};
+  const auto old = SplitLines(before);
+  const auto current = SplitLines(now);
+  const std::string text = Lines(old, current, "  - ") + Lines(current, old, "  + ");
+  return text.empty() ? "  order or number of lines\n" : text;
+}
+
+std::vector<std::string> StagedConfigs() {
+  std::vector<std::string> names;
+  std::error_code missing;
+  for (const auto& entry : fs::directory_iterator(fs::temp_directory_path() / L"flutter_vless_vpn", missing))
+    names.push_back(entry.path().filename().string());
+  return names;
+}
+
+std::string EndedBy() {
+  std::string cause = "(nothing)";
+  for (const std::string& line : lab::ReadCallLog()) {
+    const size_t mark = line.find(kEndMark);
+    if (mark != std::string::npos) cause = line.substr(0, mark);
+  }
+  return cause;
+}
 
 class KillSweep : public TunnelSession, public testing::WithParamInterface<int> {
  protected:
-  // A session from start to stop with a death at its n-th change; false when it ended before that.
-  bool DieInSession(int n, bool native) {
-    KillServiceAtChange(static_cast<uint64_t>(n));
-    Start(native ? NativeConfig() : Config());
-    machine::WaitUntil([] { return !IsServiceAlive() || IsUp() || !IsRunning(); });
-    if (IsServiceAlive()) Stop();
-    return !IsServiceAlive();
+  KillSweep() {
+    client.sharedPorts = {client.socksPort};
+    fresh = lab::DhcpMachine();
+    fresh.httpPort = server.webPort;
+    // The session's own route to this address takes the place of the user's.
+    fresh.ipv4Routes.push_back({kPanelHost, 32, "192.0.2.254", fresh.adapters[1].luid, 7, false});
+    Begin(fresh);
   }
 
-  // Up, then a death, then a start that dies at its n-th change; false when that start came through.
-  bool DieInRecovery(int n, bool native) {
-    Start(native ? NativeConfig() : Config());
-    EXPECT_TRUE(machine::WaitUntil([] { return IsUp(); }));
-    machine::KillTunnelService();
-    KillServiceAtChange(static_cast<uint64_t>(n));
-    return !StartsAndLives();
-  }
-
-  void Recover() {
-    KillServiceAtNoChange();
-    machine::StartTunnelService();
-    ExpectRestored();
-    // One failed point must not spoil the next.
-    if (HasFailure()) Begin(lab::DhcpMachine());
-  }
-
-  template <typename Die>
-  void Sweep(const char* what, Die die) {
-    int points = 0;
-    for (int n = GetParam() + 1; n < kMostPoints; n += kSlices, ++points) {
-      SCOPED_TRACE(std::string(what) + ", change " + std::to_string(n));
-      const bool died = die(n);
-      Recover();
-      if (!died) break;
+  // All points of a slice. A session that reaches its end before the change ends the sweep.
+  void Sweep() {
+    const uint64_t step = wanted.every * kSlices;
+    for (uint64_t n = 1 + static_cast<uint64_t>(GetParam()) * wanted.every; n < kMostChanges; n += step) {
+      if (!(wanted.twice ? DoublePoint(n) : Point(n))) return;
     }
-    std::printf("%s: %d points\n", what, points);
+    ADD_FAILURE() << "no session came to its end";
   }
+
+  void OnlyPoint() { wanted.twice ? DoublePoint(wanted.only) : Point(wanted.only); }
+
+  const Wanted wanted = ReadWanted();
 
  private:
-  static bool IsUp() { return AskIfAlive().tunnelUp; }
-  static bool IsRunning() { return AskIfAlive().running; }
-  static StatusReply AskIfAlive() {
-    const auto reply = AskService(CommandCode::Status);
-    return reply ? ParseStatusReply(*reply).value_or(StatusReply{}) : StatusReply{};
+  // A session that dies at its n-th change, and the start after it. False when the session came to its end.
+  bool Point(uint64_t n) {
+    const bool died = DieInSession(n);
+    const std::string cause = died ? EndedBy() : "the end";
+    Boot();
+    machine::StartTunnelService();
+    Report(std::to_string(n), cause);
+    return died;
   }
+
+  // A session that dies at its n-th change, and the start after it, which dies at its m-th, for every m.
+  bool DoublePoint(uint64_t n) {
+    bool died = true;
+    bool diedAgain = true;
+    for (uint64_t m = 1; m < kMostChanges && diedAgain; ++m) {
+      died = DieInSession(n);
+      if (!died) break;
+      Boot();
+      diedAgain = DieInRecovery(m);
+      const std::string cause = diedAgain ? EndedBy() : "the end";
+      Boot();
+      machine::StartTunnelService();
+      Report(std::to_string(n) + "." + std::to_string(m), cause);
+    }
+    return died;
+  }
+
+  bool DieInSession(uint64_t n) {
+    if (IsServiceAlive()) machine::KillTunnelService();
+    ExpectNothingUnknown();
+    log = std::make_unique<machine::LogWatch>();
+    lab::CreateMachine(fresh);
+    KillServiceAtChange(n);
+    LiveThrough();
+    // A change that a program of the session makes kills the service a moment later.
+    const bool died = ChangesSoFar() >= n && machine::WaitUntil([] { return !IsServiceAlive(); });
+    EXPECT_TRUE(died || wasUp) << "point " << n << ": the tunnel never came up";
+    return died;
+  }
+
+  bool DieInRecovery(uint64_t m) {
+    const uint64_t already = ChangesSoFar();
+    KillServiceAtChange(m);
+    const bool lives = StartsAndLives();
+    EXPECT_EQ(lives, ChangesSoFar() < already + m);
+    return !lives;
+  }
+
+  // The service's whole life, for as long as it lasts: start, connect, disconnect, stop.
+  void LiveThrough() {
+    wasUp = false;
+    if (!StartsAndLives()) return;
+    const KernelHandle service(OpenProcess(SYNCHRONIZE, FALSE, machine::ServiceProcessId()));
+    AskService(CommandCode::Start, EncodeStartPayload(false, wanted.native ? NativeConfig() : Config()));
+    AwaitTunnel(service.Get());
+    AskService(CommandCode::Stop);
+    if (HasEnded(service.Get(), 0)) return;
+    machine::ControlTunnelService(SERVICE_CONTROL_STOP);
+    EXPECT_TRUE(HasEnded(service.Get(), 60'000));
+  }
+
+  void AwaitTunnel(HANDLE service) {
+    const auto deadline = std::chrono::steady_clock::now() + kReadyPatience;
+    while (!wasUp && !HasEnded(service, kLookPeriodMs)) {
+      const auto reply = AskService(CommandCode::Status);
+      const auto status = reply ? ParseStatusReply(*reply) : std::nullopt;
+      if (!status) continue;
+      wasUp = status->tunnelUp;
+      if (!wasUp && !status->running) break;
+      ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "the tunnel neither came up nor gave up";
+    }
+  }
+
+  static bool HasEnded(HANDLE process, DWORD limitMs) { return WaitForSingleObject(process, limitMs) == WAIT_OBJECT_0; }
+
+  // What lies between a death and the next start.
+  void Boot() const {
+    KillServiceAtNoChange();
+    if (!wanted.reboot) return;
+    for (const wchar_t* image : {kServiceImage, kXrayImage, kTun2SocksImage, L"netsh.exe", L"route.exe", L"cmd.exe"})
+      EXPECT_TRUE(WaitForNone(image));
+    lab::EditMachine(lab::Reboot);
+  }
+
+  // What the recovery has not put back; empty when all is well.
+  std::string Damage() const {
+    std::string text = Difference(Before(), Now());
+    for (const std::string& trace : PendingTraces()) text += "  + " + trace + "\n";
+    for (const std::string& file : StagedConfigs()) text += "  + staged " + file + "\n";
+    if (!ProcessesNamed(kXrayImage).empty()) text += "  + xray lives\n";
+    if (!ProcessesNamed(kTun2SocksImage).empty()) text += "  + tun2socks lives\n";
+    return text;
+  }
+
+  void Report(const std::string& point, const std::string& cause) {
+    machine::WaitUntil([this] { return Damage().empty(); }, kRestorePatience);
+    const std::string damage = Damage();
+    std::printf("point %s: %s: %s\n%s", point.c_str(), cause.c_str(), damage.empty() ? "restored" : "NOT RESTORED",
+                damage.c_str());
+    std::fflush(stdout);
+    if (damage.empty()) return;
+    ADD_FAILURE() << "point " << point << ": " << cause << "\n" << damage << testing::PrintToString(log->Messages());
+    KeepCallLog(point);
+    // One failed point must not spoil the next.
+    if (IsServiceAlive()) machine::KillTunnelService();
+    Begin(fresh);
+  }
+
+  static void KeepCallLog(const std::string& point) {
+    std::error_code ignored;
+    fs::copy_file(L"C:\\moorlak-lab\\calls.log", "C:\\moorlak-lab\\calls_" + point + ".log",
+                  fs::copy_options::overwrite_existing, ignored);
+  }
+
+  static void ExpectNothingUnknown() {
+    EXPECT_EQ(lab::ReadMachine().record.unknownCommands, std::vector<std::string>{});
+  }
+
+  lab::MachineState fresh;
+  std::unique_ptr<machine::LogWatch> log;
+  bool wasUp = false;
 };
 
-bool IsFull() {
-  return std::getenv("MOORLAK_FULL_SWEEP") != nullptr;
-}
-
-TEST_P(KillSweep, OfASessionIsUndoneByTheNextStart) {
-  Sweep("session", [this](int n) { return DieInSession(n, false); });
-}
-
-TEST_P(KillSweep, OfASessionOnTheEnginesTunnelIsUndoneByTheNextStart) {
-  if (!IsFull()) GTEST_SKIP() << "MOORLAK_FULL_SWEEP is not set";
-  Sweep("session on the engine's tunnel", [this](int n) { return DieInSession(n, true); });
-}
-
-TEST_P(KillSweep, OfARecoveryIsUndoneByTheNextStart) {
-  if (!IsFull()) GTEST_SKIP() << "MOORLAK_FULL_SWEEP is not set";
-  Sweep("recovery", [this](int n) { return DieInRecovery(n, false); });
+TEST_P(KillSweep, WhereverTheServiceDiesItsNextStartPutsTheMachineBack) {
+  if (wanted.only == 0) {
+    Sweep();
+  } else if (GetParam() == 0) {
+    OnlyPoint();
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Slices, KillSweep, testing::Range(0, kSlices));

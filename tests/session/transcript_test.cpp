@@ -1,76 +1,56 @@
-// What a good connect and disconnect write into the tunnel log, line by line, and what the machine looks like
-// meanwhile.
+// What the tunnel log tells of a good session, and what the machine looks like while it is up.
 #include <algorithm>
-#include <regex>
 
 #include "session/support/tunnel_session.h"
+#include "session/transcripts.h"
 
 namespace moorlak::session {
 namespace {
 
-constexpr char kTun2SocksLog[] =
-#include "session/golden/tun2socks_log.inc"
-    ;
-constexpr char kTun2SocksMachine[] =
-#include "session/golden/tun2socks_machine.inc"
-    ;
-constexpr char kNativeLog[] =
-#include "session/golden/native_log.inc"
-    ;
-constexpr char kNativeMachine[] =
-#include "session/golden/native_machine.inc"
-    ;
-
-// The lab numbers the GUIDs of adapters by its calls, of which a wait makes now more, now fewer.
-std::string WithoutNewGuids(const std::string& text) {
-  static const std::regex guid(R"(\{5C0FFEE1-[-0-9A-F]*\})");
-  return std::regex_replace(text, guid, "{NEW}");
-}
-
-// cmd.exe could not start the program: under Wine that happens to one process in some thousands.
-constexpr char kLostProcess[] = "CMD exit=9009";
-
 class Transcript : public TunnelSession {
  protected:
-  // Connects and disconnects.
-  void RunSession(const std::string& config, const char* readyLine) {
-    ASSERT_EQ(Start(config), "OK");
-    ASSERT_TRUE(WaitForReady(readyLine)) << testing::PrintToString(LogLines());
-    whileUp = "\n" + WithoutNewGuids(DumpWhole());
-    EXPECT_EQ(Stop(), "OK");
-    ExpectRestored();
+  // From the start command on. How often the pipe was asked, and by whom, is the test's own.
+  std::string Log() const {
+    std::vector<std::string> lines = LogLines();
+    std::erase_if(lines, [](const std::string& line) { return line.starts_with("IPC server command"); });
+    const auto isStart = [](const std::string& line) { return line.starts_with("IPC start ("); };
+    std::string text;
+    for (auto line = std::ranges::find_if(lines, isStart); line != lines.end(); ++line) text += "\n" + *line;
+    return text + "\n";
   }
-
-  // The same, and once more when Wine lost a process.
-  void Record(const std::string& config, const char* readyLine) {
-    ASSERT_NO_FATAL_FAILURE(RunSession(config, readyLine));
-    if (LogText().find(kLostProcess) == std::string::npos) return;
-    Begin(lab::DhcpMachine());
-    RunSession(config, readyLine);
-  }
-
-  // From the start command on.
-  std::string LogText() const {
+  size_t CountOf(const std::string& line) const {
     const std::vector<std::string> lines = LogLines();
-    std::string text = "\n";
-    for (auto line = std::ranges::find(lines, "IPC server command 2 received"); line != lines.end(); ++line)
-      text += *line + "\n";
-    return WithoutNewGuids(text);
+    return static_cast<size_t>(std::count(lines.begin(), lines.end(), line));
   }
-
-  std::string whileUp;
 };
 
-TEST_F(Transcript, OfASessionWithTun2Socks) {
-  Record(Config(), kReadyLine);
-  EXPECT_EQ(LogText(), kTun2SocksLog);
-  EXPECT_EQ(whileUp, kTun2SocksMachine);
+TEST_F(Transcript, OfASessionThroughTun2Socks) {
+  ASSERT_EQ(Start(Config()), "OK");
+  ASSERT_TRUE(WaitForReady()) << testing::PrintToString(LogLines());
+  EXPECT_EQ("\n" + DumpWhole(), kProtectedMachine);
+  EXPECT_EQ(Stop(), "OK");
+  EXPECT_EQ(Log(), kTun2SocksTranscript);
+  ExpectRestored();
 }
 
-TEST_F(Transcript, OfASessionOnTheEnginesTunnel) {
-  Record(NativeConfig(), kNativeReadyLine);
-  EXPECT_EQ(LogText(), kNativeLog);
-  EXPECT_EQ(whileUp, kNativeMachine);
+TEST_F(Transcript, OfASessionOnTheEnginesOwnTunnel) {
+  ASSERT_EQ(Start(NativeConfig()), "OK");
+  ASSERT_TRUE(WaitForReady(kNativeReadyLine)) << testing::PrintToString(LogLines());
+  EXPECT_EQ("\n" + DumpWhole(), kProtectedNativeMachine);
+  EXPECT_EQ(Stop(), "OK");
+  EXPECT_EQ(Log(), kNativeTranscript);
+  ExpectRestored();
+}
+
+// Once for the controller, once for the engine's own start.
+TEST_F(Transcript, OfAStartThatReplacesASessionHasTwoStops) {
+  ASSERT_EQ(Start(Config()), "OK");
+  ASSERT_TRUE(WaitForReady()) << testing::PrintToString(LogLines());
+  ASSERT_EQ(Start(Config()), "OK");
+  EXPECT_EQ(CountOf("Stop completed in N ms"), 2u);
+  EXPECT_TRUE(WaitForLogLine("dns-leak: Moorlak OS DNS set to 9.9.9.9 / 149.112.112.112"));
+  EXPECT_EQ(Stop(), "OK");
+  ExpectRestored();
 }
 
 }  // namespace

@@ -45,6 +45,17 @@ bool WaitForNone(const std::wstring& image) {
   return machine::WaitUntil([&] { return ProcessesNamed(image).empty(); });
 }
 
+size_t CountThreads(DWORD processId) {
+  const KernelHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
+  THREADENTRY32 entry{};
+  entry.dwSize = sizeof(entry);
+  size_t threads = 0;
+  for (BOOL more = Thread32First(snapshot.Get(), &entry); more; more = Thread32Next(snapshot.Get(), &entry)) {
+    if (entry.th32OwnerProcessID == processId) ++threads;
+  }
+  return threads;
+}
+
 void KillProcess(DWORD id) {
   const KernelHandle process(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, id));
   ASSERT_TRUE(process) << GetLastError();

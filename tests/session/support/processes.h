@@ -15,6 +15,8 @@ std::vector<DWORD> ProcessesNamed(const std::wstring& image);
 DWORD WaitForProcess(const std::wstring& image);
 bool WaitForNone(const std::wstring& image);
 
+size_t CountThreads(DWORD processId);
+
 // Ends it as a crash would and waits for its end.
 void KillProcess(DWORD id);
 

@@ -1,0 +1,97 @@
+// Many sessions on one service, each stopped as soon as it is up, in turns on both paths.
+//
+// MOORLAK_SOAK_CYCLES (3 when not set) is their number; scripts/soak_session.sh asks for 200.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+
+#include "machine/support/service_control.h"
+#include "machine/support/wait.h"
+#include "session/support/processes.h"
+#include "session/support/tunnel_session.h"
+
+namespace moorlak::session {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// From here on every lazily made thing is there: both paths have run ten times.
+constexpr uint32_t kSettledCycle = 20;
+constexpr uint32_t kReportEvery = 20;
+// What a service at rest may differ by: a connection of its pipe that is just being set up or torn down, a thread of the
+// system's pool that has come or gone with its handle.
+constexpr size_t kHandleRoom = 4;
+constexpr size_t kThreadRoom = 2;
+constexpr size_t kPrivateBytesRoom = 1u << 20;
+
+struct Use {
+  machine::ProcessUse process;
+  size_t threads = 0;
+};
+
+Use LookOnce() {
+  return {machine::ServiceUse(), CountThreads(machine::ServiceProcessId())};
+}
+
+// The least of several looks, because the test's own requests come and go.
+Use UseAtRest() {
+  Use least = LookOnce();
+  for (int look = 0; look < 20; ++look) {
+    Sleep(20);
+    const Use use = LookOnce();
+    least.process.handles = std::min(least.process.handles, use.process.handles);
+    least.process.privateBytes = std::min(least.process.privateBytes, use.process.privateBytes);
+    least.threads = std::min(least.threads, use.threads);
+  }
+  return least;
+}
+
+void Print(uint32_t cycle, const Use& use) {
+  std::printf("| %u | %zu | %zu | %zu |\n", cycle, use.process.privateBytes / 1024, use.process.handles, use.threads);
+  std::fflush(stdout);
+}
+
+uint32_t WantedCycles() {
+  const char* text = std::getenv("MOORLAK_SOAK_CYCLES");
+  return text == nullptr ? 3 : std::max<uint32_t>(static_cast<uint32_t>(std::strtoul(text, nullptr, 10)), 1);
+}
+
+class SessionSoak : public TunnelSession {
+ protected:
+  void RunCycle(uint32_t cycle) {
+    const bool native = cycle % 2 == 0;
+    ASSERT_EQ(Start(native ? NativeConfig() : Config()), "OK");
+    const bool ended = machine::WaitUntil([] { return Status().tunnelUp || !Status().running; }, kUpPatience);
+    ASSERT_TRUE(ended && Status().tunnelUp) << testing::PrintToString(LogLines());
+    EXPECT_EQ(Stop(), "OK");
+    ExpectRestored();
+  }
+
+ private:
+  static constexpr std::chrono::seconds kUpPatience{90};
+};
+
+TEST_F(SessionSoak, LeavesTheServiceAsItWas) {
+  const uint32_t cycles = WantedCycles();
+  const DWORD processId = machine::ServiceProcessId();
+  const auto begin = Clock::now();
+  std::printf("| cycle | private memory, KiB | handles | threads |\n|---|---|---|---|\n");
+  Use settled;
+  for (uint32_t cycle = 1; cycle <= cycles; ++cycle) {
+    SCOPED_TRACE("cycle " + std::to_string(cycle));
+    ASSERT_NO_FATAL_FAILURE(RunCycle(cycle));
+    if (cycle % kReportEvery == 0 || cycle <= 2 || cycle == cycles) Print(cycle, UseAtRest());
+    if (cycle == std::min(kSettledCycle, cycles)) settled = UseAtRest();
+  }
+  const Use last = UseAtRest();
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - begin);
+  std::printf("%u cycles in %lld s\n", cycles, static_cast<long long>(seconds.count()));
+  EXPECT_EQ(machine::ServiceProcessId(), processId);
+  EXPECT_LE(last.process.handles, settled.process.handles + kHandleRoom);
+  EXPECT_LE(last.threads, settled.threads + kThreadRoom);
+  EXPECT_LE(last.process.privateBytes, settled.process.privateBytes + kPrivateBytesRoom);
+}
+
+}  // namespace
+}  // namespace moorlak::session
