@@ -250,5 +250,26 @@ TEST_F(AdapterDns, EveryRestoreFlushesTheResolversCache) {
   EXPECT_EQ(lab::ReadMachine().record.dnsFlushes, 1u);
 }
 
+TEST_F(AdapterDns, AFileWhoseFirstLineIsV2IsIgnoredAndTold) {
+  Start(lab::DhcpMachine());
+  WriteFileDurably(CommonDataFile(kBackupFile), "v2\n1\nEthernet\n12\n0\n1\n5000\n0\n1\n127.0.0.1\n");
+  EXPECT_FALSE(LoadDnsBackup(backups));
+  EXPECT_TRUE(backups.empty());
+  EXPECT_EQ(LogMessages(), "dns-leak: unknown DNS backup version\n");
+  EXPECT_EQ(Now(), Before());
+  DeleteDnsBackup();
+}
+
+TEST_F(AdapterDns, AnAdapterNamedWithAnAmpersandIsDroppedAtLoadAndTold) {
+  Start(lab::DhcpMachine());
+  WriteFileDurably(CommonDataFile(kBackupFile),
+                   "v1\n2\nEther & net\n12\n1\n1\n25\n1\n0\nEthernet\n12\n1\n1\n25\n1\n0\n");
+  EXPECT_TRUE(LoadDnsBackup(backups));
+  ASSERT_EQ(backups.size(), 1u);
+  EXPECT_EQ(backups[0].name, "Ethernet");
+  EXPECT_EQ(LogMessages(), "dns-leak: rejected unsafe adapter name from DNS backup\n");
+  DeleteDnsBackup();
+}
+
 }  // namespace
 }  // namespace moorlak

@@ -1,17 +1,20 @@
 #include "net/routing/bypass_routes.h"
-#include "net/routing/route_journal.h"
 
 #include <windows.h>
 
 #include <algorithm>
+#include <atomic>
 #include <thread>
 
+#include "net/routing/route_journal.h"
 #include "net/routing/route_table.h"
 #include "network/support/simulated_machine.h"
 #include "unit/process/child_test_support.h"
 
 namespace moorlak {
 namespace {
+
+const std::atomic<bool> running{true};
 
 using Addresses = std::vector<std::string>;
 
@@ -207,7 +210,7 @@ TEST_F(BypassRoutesOn, SubnetsGetTheMaskOfTheirPrefix) {
   Start(lab::DhcpMachine());
   const StandardErrorCapture capture;
   BypassRoutes routes;
-  AddLanBypassRoutes({"10.0.0.0/8", "172.16.5.4/40", "198.51.100.0/x", "fd00::/8"}, routes);
+  AddLanBypassRoutes({"10.0.0.0/8", "172.16.5.4/40", "198.51.100.0/x", "fd00::/8"}, running, routes);
   EXPECT_EQ(RoutedAround(), (Addresses{"10.0.0.0/8", "172.16.5.4/32"}));
   EXPECT_TRUE(capture.Shows("VPN Service: skipping malformed bypass subnet: 198.51.100.0/x"));
   EXPECT_TRUE(capture.Shows("VPN Service: skipping non-IPv4 bypass subnet: fd00::/8"));
@@ -219,7 +222,7 @@ TEST_F(BypassRoutesOn, AnAddressWithBitsOutsideItsMaskIsLeftToRouteWhichRefusesI
   Start(lab::DhcpMachine());
   const StandardErrorCapture capture;
   BypassRoutes routes;
-  AddLanBypassRoutes({"192.168.1.5/24"}, routes);
+  AddLanBypassRoutes({"192.168.1.5/24"}, running, routes);
   EXPECT_EQ(LogMessages(), "CMD exit=1: route ADD 192.168.1.5 MASK 255.255.255.0 192.0.2.1 METRIC 1\n");
   EXPECT_EQ(Now(), Before());
 }
@@ -227,7 +230,7 @@ TEST_F(BypassRoutesOn, AnAddressWithBitsOutsideItsMaskIsLeftToRouteWhichRefusesI
 TEST_F(BypassRoutesOn, WithoutAGatewaySubnetsAreLeftAloneInSilence) {
   Start(lab::DisconnectedMachine());
   BypassRoutes routes;
-  AddLanBypassRoutes({"10.0.0.0/8"}, routes);
+  AddLanBypassRoutes({"10.0.0.0/8"}, running, routes);
   EXPECT_EQ(LogMessages(), "");
   EXPECT_EQ(Now(), Before());
 }

@@ -8,7 +8,7 @@
 
 #include "base/data_files.h"
 #include "net/routing/bypass_routes.h"
-#include "support/simulated_machine.h"
+#include "network/support/simulated_machine.h"
 
 namespace moorlak {
 namespace {

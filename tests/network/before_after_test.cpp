@@ -1,0 +1,249 @@
+// Whatever happens between the protection's begin and its end, the machine is afterwards what it was before. Where that
+// cannot be, a test says so by name.
+#include <windows.h>
+
+#include <algorithm>
+#include <functional>
+
+#include "base/data_files.h"
+#include "network/support/protected_machine.h"
+
+namespace moorlak {
+namespace {
+
+// Servers set by hand on an adapter whose address is from DHCP come back as DHCP: the system tells the one, not the
+// other. The only fixture of which something is masked.
+lab::MachineState AsItComesBack(const lab::Fixture& fixture) {
+  lab::MachineState machine = WithTunnel(fixture.make());
+  if (fixture.name != "manual-dns") return machine;
+  lab::Adapter& adapter = AdapterNamed(machine, "Ethernet");
+  for (lab::FamilySettings* settings : {&adapter.ipv4, &adapter.storedIpv4}) settings->staticDns.clear();
+  return machine;
+}
+
+std::string FixtureName(const testing::TestParamInfo<lab::Fixture>& instance) {
+  std::string name = instance.param.name;
+  std::ranges::replace(name, '-', '_');
+  return name;
+}
+
+class BeforeAfter : public OnProtectedMachine {
+ protected:
+  static void Edit(const std::string& name, const std::function<void(lab::Adapter&)>& edit) {
+    lab::EditMachine([&](lab::MachineState& machine) { edit(AdapterNamed(machine, name)); });
+  }
+  static void Reboot() {
+    lab::EditMachine([](lab::MachineState& machine) { lab::Reboot(machine); });
+  }
+};
+
+class BeforeAfterOfFixtures : public BeforeAfter, public testing::WithParamInterface<lab::Fixture> {
+ protected:
+  void SetUp() override {
+    BeforeAfter::SetUp();
+    Begin(WithTunnel(GetParam().make()));
+    beginning = AsItComesBack(GetParam());
+  }
+};
+
+TEST_P(BeforeAfterOfFixtures, ApplyAndRemove) {
+  ASSERT_TRUE(Apply()) << LogMessages();
+  EXPECT_NE(NowAll(), BeforeAll());
+  RemoveDnsProtection();
+  EXPECT_EQ(NowAll(), BeforeAll());
+}
+
+TEST_P(BeforeAfterOfFixtures, ApplyKillAndRecover) {
+  ASSERT_EQ(RunProtectionChild("apply end"), 0U);
+  RecoverOrphanedNetworkState();
+  EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
+}
+
+// After a crash without a recovery, as when a start's recovery is cut short, a removal does as well.
+TEST_P(BeforeAfterOfFixtures, ApplyKillAndRemove) {
+  ASSERT_EQ(RunProtectionChild("apply end"), 0U);
+  RemoveDnsProtection();
+  EXPECT_EQ(NowAll(), BeforeAll());
+}
+
+// The own adapter is down after a reboot, with its stored settings: the machine before is rebooted too.
+TEST_P(BeforeAfterOfFixtures, ApplyRebootAndRecover) {
+  ASSERT_EQ(RunProtectionChild("apply end"), 0U);
+  Reboot();
+  RecoverOrphanedNetworkState();
+  lab::Reboot(beginning);
+  EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
+}
+
+// An adapter that is plugged in anew has another index, and of its settings those that were stored.
+TEST_P(BeforeAfterOfFixtures, ApplyPlugInAnewAndRemove) {
+  ASSERT_TRUE(Apply());
+  lab::EditMachine([](lab::MachineState& machine) {
+    for (lab::Adapter& adapter : machine.adapters) {
+      if (adapter.type == 24 || adapter.needsSession) continue;
+      const uint32_t ifIndex = machine.nextIfIndex++;
+      adapter.ipv4 = adapter.storedIpv4;
+      adapter.ipv6 = adapter.storedIpv6;
+      if (adapter.ipv4.bound) adapter.ipv4.ifIndex = ifIndex;
+      if (adapter.ipv6.bound) adapter.ipv6.ifIndex = ifIndex;
+    }
+  });
+  RemoveDnsProtection();
+  EXPECT_EQ(NowAll(), BeforeAll());
+}
+
+// Only the index moves; what is in force stays. The metric must not go to whatever bears the old index now.
+TEST_P(BeforeAfterOfFixtures, ApplyTurnTheIndexesRoundKillAndRecover) {
+  ASSERT_EQ(RunProtectionChild("apply end"), 0U);
+  lab::EditMachine([](lab::MachineState& machine) {
+    std::vector<lab::FamilySettings*> bound;
+    for (lab::Adapter& adapter : machine.adapters) {
+      if (adapter.ipv4.bound && adapter.type != 24) bound.push_back(&adapter.ipv4);
+    }
+    for (size_t i = 0; i + 1 < bound.size(); ++i) std::swap(bound[i]->ifIndex, bound[i + 1]->ifIndex);
+  });
+  RecoverOrphanedNetworkState();
+  EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
+}
+
+// Adapters that are pulled out keep their records, in the file alone after a crash, until they are there again.
+TEST_P(BeforeAfterOfFixtures, ApplyPullOutKillRecoverPlugInAndRecoverAgain) {
+  ASSERT_EQ(RunProtectionChild("apply end"), 0U);
+  const lab::MachineState plugged = lab::ReadMachine();
+  lab::EditMachine([](lab::MachineState& machine) {
+    std::erase_if(machine.adapters,
+                  [](const lab::Adapter& adapter) { return adapter.type != 24 && !adapter.needsSession; });
+  });
+  RecoverOrphanedNetworkState();
+  EXPECT_EQ(DataFile(kDnsBackupFile).has_value(), LogMessages().find("recovering orphaned") != std::string::npos);
+  lab::EditMachine([&](lab::MachineState& machine) { machine.adapters = plugged.adapters; });
+  RecoverOrphanedNetworkState();
+  EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, BeforeAfterOfFixtures, testing::ValuesIn(lab::Fixtures()), FixtureName);
+
+// Adapters that are renamed are known by their index and the one name server that only this program sets.
+TEST_F(BeforeAfter, AnAdapterThatIsRenamedMeanwhileComesBackUnderItsNewName) {
+  for (const auto make : {lab::DhcpMachine, lab::ThreeStaticServersMachine, lab::MixedMachine}) {
+    Begin(WithTunnel(make()));
+    ASSERT_TRUE(Apply());
+    Edit("Ethernet", [](lab::Adapter& adapter) { adapter.name = "Кабель 7"; });
+    RemoveDnsProtection();
+    AdapterNamed(beginning, "Ethernet").name = "Кабель 7";
+    EXPECT_EQ(NowAll(), BeforeAll());
+  }
+}
+
+TEST_F(BeforeAfter, AnAdapterThatIsRenamedIsAlsoFoundByTheRecoveryAfterACrash) {
+  Begin(WithTunnel(lab::ThreeStaticServersMachine()));
+  ASSERT_EQ(RunProtectionChild("apply end"), 0U);
+  Edit("Ethernet", [](lab::Adapter& adapter) { adapter.name = "Office"; });
+  RecoverOrphanedNetworkState();
+  AdapterNamed(beginning, "Ethernet").name = "Office";
+  EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
+}
+
+// Two adapters that exchange their names exchange their records, too: the name comes first. A known loss.
+TEST_F(BeforeAfter, AnAdapterUnderAnotherOnesNameGetsThatOnesServers) {
+  Begin(WithTunnel(lab::MixedMachine()));
+  ASSERT_TRUE(Apply());
+  Edit("Ethernet", [](lab::Adapter& adapter) { adapter.name = "once Ethernet"; });
+  Edit("Local Area Connection 2", [](lab::Adapter& adapter) { adapter.name = "Ethernet"; });
+  Edit("once Ethernet", [](lab::Adapter& adapter) { adapter.name = "Local Area Connection 2"; });
+  RemoveDnsProtection();
+  lab::MachineState after = lab::ReadMachine();
+  EXPECT_EQ(AdapterNamed(after, "Local Area Connection 2").ipv4.staticDns,
+            AdapterNamed(beginning, "Local Area Connection 2").ipv4.staticDns);
+  EXPECT_TRUE(AdapterNamed(after, "Ethernet").ipv4.staticDns.empty());
+  EXPECT_FALSE(DataFile(kDnsBackupFile));
+}
+
+// Its index is another one, so nothing tells which adapter it was. The record waits for the name.
+TEST_F(BeforeAfter, AnAdapterThatIsRenamedBeforeARebootWaitsForItsName) {
+  Begin(WithTunnel(lab::ThreeStaticServersMachine()));
+  ASSERT_EQ(RunProtectionChild("apply end"), 0U);
+  Edit("Ethernet", [](lab::Adapter& adapter) { adapter.name = "Office"; });
+  Reboot();
+  RecoverOrphanedNetworkState();
+  EXPECT_TRUE(DataFile(kDnsBackupFile));
+  Edit("Office", [](lab::Adapter& adapter) { adapter.name = "Ethernet"; });
+  RemoveDnsProtection();
+  lab::Reboot(beginning);
+  EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
+}
+
+TEST_F(BeforeAfter, AnAdapterThatIsGoneForASessionKeepsItsRecordThroughTheNext) {
+  Begin(WithTunnel(lab::MixedMachine()));
+  ASSERT_TRUE(Apply());
+  lab::MachineState plugged = lab::ReadMachine();
+  const lab::Adapter pulled = AdapterNamed(plugged, "Local Area Connection 2");
+  const auto pull = [&](lab::MachineState& machine) {
+    std::erase(machine.adapters, AdapterNamed(machine, pulled.name));
+  };
+  lab::EditMachine(pull);
+  RemoveDnsProtection();
+  ASSERT_TRUE(Apply());
+  lab::EditMachine([&](lab::MachineState& machine) { machine.adapters.push_back(pulled); });
+  RemoveDnsProtection();
+  EXPECT_EQ(NowAll(), BeforeAll());
+}
+
+// The adapter comes up during the session and was never changed.
+TEST_F(BeforeAfter, AnAdapterThatComesInMeanwhileIsLeftAlone) {
+  Begin(WithTunnel(lab::DhcpMachine()));
+  ASSERT_TRUE(Apply());
+  const auto plugIn = [](lab::MachineState& machine) { lab::AddPhysicalAdapter(machine, "USB", 6, 9); };
+  lab::EditMachine(plugIn);
+  RemoveDnsProtection();
+  plugIn(beginning);
+  EXPECT_EQ(NowAll(), BeforeAll());
+}
+
+// Two lost things that no record tells: they are known, and nothing else is lost with them.
+TEST_F(BeforeAfter, StaticIpv6ServersAreLost) {
+  lab::MachineState machine = WithTunnel(lab::DhcpMachine());
+  lab::Adapter& adapter = AdapterNamed(machine, "Ethernet");
+  for (lab::FamilySettings* settings : {&adapter.ipv6, &adapter.storedIpv6}) settings->staticDns = {"2001:db8::99"};
+  Begin(machine);
+  ASSERT_TRUE(Apply());
+  RemoveDnsProtection();
+  EXPECT_NE(NowAll(), BeforeAll());
+  beginning = WithTunnel(lab::DhcpMachine());
+  EXPECT_EQ(NowAll(), BeforeAll());
+}
+
+class BeforeAfterOnAFullDisk : public BeforeAfter {
+ protected:
+  // A folder in its place is what no file can be renamed over, as little as on a full disk.
+  void SetUp() override {
+    BeforeAfter::SetUp();
+    CreateDirectoryW(Path().c_str(), nullptr);
+    Begin(WithTunnel(lab::ThreeStaticServersMachine()));
+  }
+  void TearDown() override {
+    RemoveDirectoryW(Path().c_str());
+    BeforeAfter::TearDown();
+  }
+  static std::wstring Path() { return CommonDataFile(kDnsBackupFile); }
+};
+
+TEST_F(BeforeAfterOnAFullDisk, TheListInMemoryBringsTheMachineBack) {
+  ASSERT_TRUE(Apply());
+  EXPECT_NE(LogMessages().find("dns-leak: failed to open DNS backup for write\n"), std::string::npos);
+  RemoveDnsProtection();
+  EXPECT_EQ(NowAll(), BeforeAll());
+}
+
+// Nothing on disk, nothing in memory: the adapter stays as the session left it. All else comes back.
+TEST_F(BeforeAfterOnAFullDisk, AKillBesidesLeavesTheAdapterWithoutItsServers) {
+  ASSERT_EQ(RunProtectionChild("apply end"), 0U);
+  RecoverOrphanedNetworkState();
+  lab::Adapter& adapter = AdapterNamed(beginning, "Ethernet");
+  for (lab::FamilySettings* settings : {&adapter.ipv4, &adapter.storedIpv4}) settings->staticDns = {"127.0.0.1"};
+  adapter.ipv4.metric = 5000;
+  EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
+}
+
+}  // namespace
+}  // namespace moorlak

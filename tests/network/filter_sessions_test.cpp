@@ -1,0 +1,185 @@
+// What the filtering platform's sessions leave when their process ends, and application ids, through the stand-in.
+#include <winsock2.h>
+#include <windows.h>
+
+#include <array>
+#include <fwpmu.h>
+
+#include "base/handle.h"
+#include "base/wfp_constants.h"
+#include "net/dns/dns_guard.h"
+#include "net/split/split_tunnel.h"
+#include "net/wfp/wfp_session.h"
+#include "network/support/filtering_machine.h"
+#include "unit/process/child_test_support.h"
+
+namespace moorlak {
+namespace {
+
+// The split tunnel's keys, as a session of another version of the program would use them.
+constexpr WfpIdentity kSplitIdentity{{0x4D6F6F72, 0x5350, 0x5401, {0x53, 0x54, 0x4D, 0x4F, 0x4F, 0x52, 0x4C, 0x41}},
+                                     L"Moorlak",
+                                     {0x4D6F6F72, 0x5350, 0x5400, {0x53, 0x54, 0x4D, 0x4F, 0x4F, 0x52, 0x4C, 0x41}},
+                                     L"Moorlak Split Tunnel",
+                                     32769,
+                                     true};
+const FilterRow kBlockPort53{.name = L"stale",
+                             .layer = FilterLayer::ConnectV4,
+                             .conditions = {{FilterField::RemotePort, FilterMatch::Equal, 53}},
+                             .action = FilterAction::Block,
+                             .weight = 14};
+constexpr wchar_t kReadyVariable[] = L"MOORLAK_TEST_READY";
+
+// In the other process: tells that it is where the test wants it, and stays there.
+void StayUntilEnded() {
+  std::array<wchar_t, 100> name{};
+  ASSERT_NE(GetEnvironmentVariableW(kReadyVariable, name.data(), static_cast<DWORD>(name.size())), 0u);
+  const KernelHandle ready(OpenEventW(EVENT_MODIFY_STATE, FALSE, name.data()));
+  ASSERT_TRUE(ready);
+  SetEvent(ready.Get());
+  Sleep(INFINITE);
+}
+
+WfpSession OpenStandardSession() {
+  WfpSession session{kSplitIdentity, {}, false, {}};
+  EXPECT_EQ(FwpmEngineOpen0(nullptr, RPC_C_AUTHN_WINNT, nullptr, nullptr, session.engine.Out()), 0u);
+  return session;
+}
+
+// The parts that another process plays: disabled, so that only the tests below run them.
+TEST(FilterSessionPart, DISABLED_HoldsGuardAndSplitTunnel) {
+  const uint64_t tunnel = lab::ReadMachine().adapters.back().luid;
+  ASSERT_TRUE(InstallDnsGuard(tunnel, OwnPath(), {"203.0.113.7"}));
+  ASSERT_TRUE(InstallSplitTunnel({OwnPath()}, tunnel));
+  StayUntilEnded();
+}
+
+TEST(FilterSessionPart, DISABLED_LeavesLastingObjects) {
+  WfpSession session = OpenStandardSession();
+  ASSERT_EQ(AddWfpSublayerTx(session), 0u);
+  for (int filter = 0; filter < 130; ++filter) ASSERT_EQ(AddWfpFilterTx(session, kBlockPort53, nullptr), 0u);
+  StayUntilEnded();
+}
+
+TEST(FilterSessionPart, DISABLED_StopsWithinATransaction) {
+  WfpSession session = OpenStandardSession();
+  ASSERT_EQ(FwpmTransactionBegin0(session.engine.Get(), 0), 0u);
+  ASSERT_EQ(AddWfpSublayerTx(session), 0u);
+  ASSERT_EQ(AddWfpFilterTx(session, kBlockPort53, nullptr), 0u);
+  StayUntilEnded();
+}
+
+// This program as another process that plays one part, until it is ended.
+class PartPlayer {
+ public:
+  explicit PartPlayer(const std::wstring& part) {
+    const std::wstring readyName = WidenUtf8(UniqueName("moorlak-part-"));
+    ready.Reset(CreateEventW(nullptr, TRUE, FALSE, readyName.c_str()));
+    SetEnvironmentVariableW(kReadyVariable, readyName.c_str());
+    // The new process inherits the environment: as one of several shards it would leave its only test to another.
+    SetEnvironmentVariableW(L"GTEST_TOTAL_SHARDS", nullptr);
+    SetEnvironmentVariableW(L"GTEST_SHARD_INDEX", nullptr);
+    std::wstring line = L"\"" + ExecutablePath() +
+                        L"\" --gtest_also_run_disabled_tests --gtest_filter=FilterSessionPart.DISABLED_" + part;
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION started{};
+    EXPECT_TRUE(CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &started));
+    process.Reset(started.hProcess);
+    const KernelHandle thread(started.hThread);
+  }
+  PartPlayer(const PartPlayer&) = delete;
+  PartPlayer& operator=(const PartPlayer&) = delete;
+  ~PartPlayer() { End(); }
+
+  // False when the part ended before it came so far.
+  bool IsReady() const {
+    const HANDLE either[] = {ready.Get(), process.Get()};
+    return WaitForMultipleObjects(2, either, FALSE, kGenerousMs) == WAIT_OBJECT_0;
+  }
+  void End() const {
+    TerminateProcess(process.Get(), 1);
+    WaitForSingleObject(process.Get(), kGenerousMs);
+  }
+
+ private:
+  KernelHandle ready;
+  KernelHandle process;
+};
+
+class FilterSessions : public OnFilteringMachine {
+ protected:
+  static lab::Wfp Objects() { return lab::ReadMachine().wfp; }
+};
+
+TEST_F(FilterSessions, ADynamicSessionsObjectsVanishWithItsProcess) {
+  const PartPlayer other(L"HoldsGuardAndSplitTunnel");
+  ASSERT_TRUE(other.IsReady());
+  EXPECT_EQ(Objects().filters.size(), 7u + 4u);
+  EXPECT_EQ(Objects().sublayers.size(), 2u);
+  EXPECT_EQ(Objects().providers.size(), 2u);
+  other.End();
+  EXPECT_EQ(Now(), Before());
+}
+
+TEST_F(FilterSessions, AnotherProcesssObjectsAreInTheWayWhileItLives) {
+  const PartPlayer other(L"HoldsGuardAndSplitTunnel");
+  ASSERT_TRUE(other.IsReady());
+  EXPECT_FALSE(InstallDnsGuard(tunnel, OwnPath(), {"203.0.113.7"}));
+  other.End();
+  EXPECT_TRUE(InstallDnsGuard(tunnel, OwnPath(), {"203.0.113.7"}));
+  EXPECT_EQ(Objects().filters.size(), 7u);
+}
+
+TEST_F(FilterSessions, AStandardSessionsObjectsOutliveItsProcessUntilThePurge) {
+  const PartPlayer other(L"LeavesLastingObjects");
+  ASSERT_TRUE(other.IsReady());
+  other.End();
+  EXPECT_EQ(Objects().filters.size(), 130u);
+  PurgeStaleSplitTunnel();
+  EXPECT_EQ(Now(), Before());
+  EXPECT_EQ(LogMessages(), "split-tunnel: purged stale objects (if present)\n");
+}
+
+TEST_F(FilterSessions, APurgeLeavesTheOtherProvidersObjectsAlone) {
+  const PartPlayer other(L"LeavesLastingObjects");
+  ASSERT_TRUE(other.IsReady());
+  other.End();
+  const std::string stale = Now();
+  PurgeStaleDnsGuard();
+  EXPECT_EQ(Now(), stale);
+  PurgeStaleSplitTunnel();
+}
+
+TEST_F(FilterSessions, ATransactionOfADeadProcessLeavesNothingAndIsInNobodysWay) {
+  const PartPlayer other(L"StopsWithinATransaction");
+  ASSERT_TRUE(other.IsReady());
+  EXPECT_TRUE(Objects().filters.empty());
+  other.End();
+  EXPECT_TRUE(InstallSplitTunnel({OwnPath()}, tunnel));
+  EXPECT_EQ(Objects().filters.size(), 4u);
+}
+
+std::wstring TextOf(const FWP_BYTE_BLOB& blob) {
+  return {reinterpret_cast<const wchar_t*>(blob.data), blob.size / sizeof(wchar_t)};
+}
+
+TEST_F(FilterSessions, AnApplicationIdIsTheDevicePathInSmallLettersWithItsEnd) {
+  ApplicationId id;
+  ASSERT_EQ(ReadApplicationId(ExecutablePath(), id), 0u);
+  const std::wstring text = TextOf(*id.Get());
+  EXPECT_TRUE(text.starts_with(L"\\device\\")) << NarrowUtf16(text);
+  EXPECT_TRUE(text.ends_with(std::wstring(L"\\program files\\moorlak\\moorlak_network_tests.exe") + L'\0'))
+      << NarrowUtf16(text);
+}
+
+TEST_F(FilterSessions, AMissingFileHasNoApplicationId) {
+  ApplicationId id;
+  EXPECT_EQ(ReadApplicationId(L"C:\\windows\\no such program.exe", id), DWORD{ERROR_FILE_NOT_FOUND});
+  EXPECT_FALSE(id);
+  EXPECT_EQ(ReadApplicationId(L"C:\\no such folder\\program.exe", id), DWORD{ERROR_PATH_NOT_FOUND});
+  EXPECT_FALSE(id);
+}
+
+}  // namespace
+}  // namespace moorlak

@@ -1,0 +1,37 @@
+// A process that protects the machine as the service does, so that tests can end it anywhere. Its words are done in
+// turn: "apply", "remove", "recover", and "end" for a sudden end. Exit code 0 unless an apply was refused (1) or a word
+// is unknown (2).
+#include <windows.h>
+
+#include <string_view>
+
+#include "network/support/wanted_protection.h"
+
+namespace moorlak {
+namespace {
+
+const std::atomic<bool> running{true};
+
+int Do(std::string_view word) {
+  if (word == "apply") return ApplyDnsLeakProtection(WantedProtection(), running) ? 0 : 1;
+  if (word == "remove") {
+    RemoveDnsProtection();
+  } else if (word == "recover") {
+    RecoverOrphanedNetworkState();
+  } else if (word == "end") {
+    TerminateProcess(GetCurrentProcess(), 0);
+  } else {
+    return 2;
+  }
+  return 0;
+}
+
+}  // namespace
+}  // namespace moorlak
+
+int main(int argumentCount, char** arguments) {
+  for (int i = 1; i < argumentCount; ++i) {
+    if (const int code = moorlak::Do(arguments[i])) return code;
+  }
+  return 0;
+}

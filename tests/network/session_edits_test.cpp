@@ -1,0 +1,117 @@
+// What a user changes while a session runs, and what of it is there afterwards.
+#include <windows.h>
+
+#include "network/support/protected_machine.h"
+
+namespace moorlak {
+namespace {
+
+class SessionEdits : public OnProtectedMachine {
+ protected:
+  void SetServers(const std::string& adapterName, const std::vector<std::string>& servers) {
+    lab::EditMachine([&](lab::MachineState& machine) {
+      lab::Adapter& adapter = AdapterNamed(machine, adapterName);
+      for (lab::FamilySettings* settings : {&adapter.ipv4, &adapter.storedIpv4}) settings->staticDns = servers;
+    });
+  }
+};
+
+// What was saved comes back, whatever stands there by then. The user's new server is lost.
+TEST_F(SessionEdits, ANameServerThatTheUserSetsGivesWayToTheOneBefore) {
+  for (const auto make : {lab::DhcpMachine, lab::ThreeStaticServersMachine}) {
+    Begin(WithTunnel(make()));
+    ASSERT_TRUE(Apply());
+    SetServers("Ethernet", {"198.51.100.99"});
+    RemoveDnsProtection();
+    EXPECT_EQ(NowAll(), BeforeAll());
+  }
+}
+
+TEST_F(SessionEdits, ANameServerThatTheUserSetsGivesWayInTheRecoveryToo) {
+  Begin(WithTunnel(lab::ThreeStaticServersMachine()));
+  ASSERT_EQ(RunProtectionChild("apply end"), 0U);
+  SetServers("Ethernet", {"198.51.100.99"});
+  RecoverOrphanedNetworkState();
+  EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
+}
+
+TEST_F(SessionEdits, AMetricThatTheUserSetsGivesWayToTheOneBefore) {
+  Begin(WithTunnel(lab::DhcpMachine()));
+  ASSERT_TRUE(Apply());
+  lab::EditMachine([](lab::MachineState& machine) { AdapterNamed(machine, "Ethernet").ipv4.metric = 77; });
+  RemoveDnsProtection();
+  EXPECT_EQ(NowAll(), BeforeAll());
+}
+
+// Under another name and with other servers nothing tells that it is the same adapter: the user's own stay, and the
+// record waits.
+TEST_F(SessionEdits, AnAdapterThatTheUserRenamesAndSetsAnewIsLeftAlone) {
+  Begin(WithTunnel(lab::ThreeStaticServersMachine()));
+  ASSERT_TRUE(Apply());
+  lab::EditMachine([](lab::MachineState& machine) { AdapterNamed(machine, "Ethernet").name = "Office"; });
+  SetServers("Office", {"198.51.100.99"});
+  RemoveDnsProtection();
+  lab::MachineState after = lab::ReadMachine();
+  EXPECT_EQ(AdapterNamed(after, "Office").ipv4.staticDns, std::vector<std::string>{"198.51.100.99"});
+  EXPECT_TRUE(DataFile(kDnsBackupFile));
+}
+
+// A new name that no command line may hold: nothing is run under it.
+TEST_F(SessionEdits, AnAdapterThatTheUserGivesAnUnsafeNameWaitsForASafeOne) {
+  Begin(WithTunnel(lab::ThreeStaticServersMachine()));
+  ASSERT_TRUE(Apply());
+  const auto rename = [](const char* from, const char* to) {
+    lab::EditMachine([=](lab::MachineState& machine) { AdapterNamed(machine, from).name = to; });
+  };
+  rename("Ethernet", "R&D");
+  RemoveDnsProtection();
+  for (const std::string& call : CallsOf("netsh")) EXPECT_EQ(call.find('&'), std::string::npos) << call;
+  EXPECT_TRUE(DataFile(kDnsBackupFile));
+  rename("R&D", "Ethernet");
+  RemoveDnsProtection();
+  EXPECT_EQ(NowAll(), BeforeAll());
+}
+
+TEST_F(SessionEdits, APolicyThatTheUserSetsGivesWayToTheOneBefore) {
+  Begin(TunnelMachine());
+  ASSERT_TRUE(Apply());
+  SetPolicy({0, 5});
+  RemoveDnsProtection();
+  EXPECT_EQ(NowAll(), BeforeAll());
+}
+
+TEST_F(SessionEdits, APolicyThatTheUserSetsGivesWayInTheRecoveryToo) {
+  Begin(TunnelMachine());
+  ASSERT_EQ(RunProtectionChild("apply end"), 0U);
+  SetPolicy({0, std::nullopt});
+  RecoverOrphanedNetworkState();
+  EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
+}
+
+// Without its backup the session is known by its marker alone: 1 is taken for the session's, anything else is the
+// user's.
+TEST_F(SessionEdits, WithoutTheBackupAZeroOfTheUserStaysAndAOneGoes) {
+  Begin(TunnelMachine());
+  ASSERT_EQ(RunProtectionChild("apply end"), 0U);
+  DeleteDataFile(kPolicyBackupFile);
+  SetPolicy({0, 1});
+  RecoverOrphanedNetworkState();
+  EXPECT_EQ(ReadPolicy(), (Policy{0, std::nullopt}));
+  EXPECT_FALSE(DataFile(kPolicyMarkerFile));
+}
+
+// Filters of somebody else, added in mid-session, are not ours to take.
+TEST_F(SessionEdits, FiltersOfOtherProgramsStay) {
+  Begin(TunnelMachine());
+  ASSERT_TRUE(Apply());
+  const lab::WfpProvider other{"{0A1B2C3D-0001-4000-8000-00000000000A}", "Somebody else", 0};
+  const auto add = [&](lab::MachineState& machine) { machine.wfp.providers.push_back(other); };
+  lab::EditMachine(add);
+  RemoveDnsProtection();
+  RecoverOrphanedNetworkState();
+  add(beginning);
+  EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
+}
+
+}  // namespace
+}  // namespace moorlak
