@@ -13,9 +13,12 @@
 namespace moorlak {
 namespace {
 
+// Not 0: an engine's test that is ended must not read as passed.
+constexpr UINT kEndedCode = 1;
+
 void EndWhenUnder(const std::wstring& folder, DWORD processId) {
   const KernelHandle process(OpenProcess(PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
-  if (process && LiesUnderFolder(ImagePath(process.Get()), folder)) TerminateProcess(process.Get(), 0);
+  if (process && LiesUnderFolder(ImagePath(process.Get()), folder)) TerminateProcess(process.Get(), kEndedCode);
 }
 
 void KillEngines() {

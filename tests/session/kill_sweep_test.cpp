@@ -129,9 +129,7 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
   bool Point(uint64_t n) {
     const bool died = DieInSession(n);
     const std::string cause = died ? EndedBy() : "the end";
-    Boot();
-    machine::StartTunnelService();
-    Report(std::to_string(n), cause);
+    Recover(std::to_string(n), cause);
     return died;
   }
 
@@ -145,9 +143,7 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
       Boot();
       diedAgain = DieInRecovery(m);
       const std::string cause = diedAgain ? EndedBy() : "the end";
-      Boot();
-      machine::StartTunnelService();
-      Report(std::to_string(n) + "." + std::to_string(m), cause);
+      Recover(std::to_string(n) + "." + std::to_string(m), cause);
     }
     return died;
   }
@@ -219,10 +215,14 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
     return text;
   }
 
-  void Report(const std::string& point, const std::string& cause) {
+  void Recover(const std::string& point, const std::string& cause) {
+    Boot();
+    const std::string left = Damage();
+    machine::StartTunnelService();
     machine::WaitUntil([this] { return Damage().empty(); }, kRestorePatience);
     const std::string damage = Damage();
-    std::printf("point %s: %s: %s\n%s", point.c_str(), cause.c_str(), damage.empty() ? "restored" : "NOT RESTORED",
+    std::printf("point %s: %s: %d lines left, %s\n%s", point.c_str(), cause.c_str(),
+                static_cast<int>(std::ranges::count(left, '\n')), damage.empty() ? "restored" : "NOT RESTORED",
                 damage.c_str());
     std::fflush(stdout);
     if (damage.empty()) return;

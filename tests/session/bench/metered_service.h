@@ -1,0 +1,40 @@
+// The running service under the lab's meter: what its threads do, call by call.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "base/handle.h"
+#include "meter/meter_record.h"
+
+namespace moorlak::session {
+
+struct Span {
+  uint32_t thread = 0;
+  // Microseconds since the meter's first span.
+  double begin = 0;
+  double end = 0;
+  std::string name;
+  std::string text;
+};
+
+// Loads the meter, which lies beside this program, into the service; it stays there until the service ends.
+class MeteredService {
+ public:
+  MeteredService();
+  ~MeteredService();
+  MeteredService(const MeteredService&) = delete;
+  MeteredService& operator=(const MeteredService&) = delete;
+
+  // Forgets what is recorded. No session may be running.
+  void Clear();
+  // All calls that have ended, in the order of their beginnings.
+  std::vector<Span> Spans() const;
+
+ private:
+  KernelHandle mapping;
+  lab::MeterRecord* record = nullptr;
+};
+
+}  // namespace moorlak::session
