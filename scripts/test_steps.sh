@@ -80,23 +80,37 @@ wine_suite() {
     count "$title" "$RESULTS/$name.json" "$RESULTS/$name.log" "$status"
 }
 
-# machine_suite TITLE SHARDS: each shard has a prefix and a loopback of its own.
-machine_suite() {
-    local title=$1 shards=$2 shard name status pids=()
+# sharded_suite TITLE NAME SHARDS COMMAND...: a test program in several shards side by side. Each has a prefix of its own,
+# which takes the place of the word PREFIX in the command.
+sharded_suite() {
+    local title=$1 suite=$2 shards=$3 shard name status pids=()
+    shift 3
     for ((shard = 0; shard < shards; shard++)); do
-        name=machine_$shard
-        GTEST_TOTAL_SHARDS=$shards GTEST_SHARD_INDEX=$shard timeout 1200 "$ROOT/scripts/run_machine_tests.sh" \
-            "$BUILD/windows-release" "$BUILD/engine" "$BUILD/prefixes/$name" \
+        name=${suite}_$shard
+        GTEST_TOTAL_SHARDS=$shards GTEST_SHARD_INDEX=$shard timeout 1200 "${@/#PREFIX/$BUILD/prefixes/$name}" \
             --gtest_output="json:Z:${RESULTS//\//\\}\\$name.json" >"$RESULTS/$name.log" 2>&1 &
         pids+=($!)
     done
     for ((shard = 0; shard < shards; shard++)); do
-        name=machine_$shard
+        name=${suite}_$shard
         status=0
         wait "${pids[$shard]}" || status=$?
         rm -rf "$BUILD/prefixes/$name"
         count "$title ($((shard + 1)) of $shards)" "$RESULTS/$name.json" "$RESULTS/$name.log" "$status"
     done
+}
+
+machine_suite() {
+    sharded_suite "$1" machine "$2" "$ROOT/scripts/run_machine_tests.sh" "$BUILD/windows-release" "$BUILD/engine" PREFIX
+}
+
+network_suite() {
+    sharded_suite "$1" network "$2" "$ROOT/scripts/run_network_tests.sh" PREFIX "$BUILD/windows-debug"
+}
+
+# Sessions mostly wait, so there may be more shards than processors.
+session_suite() {
+    sharded_suite "$1" session "$2" "$ROOT/scripts/run_session_tests.sh" PREFIX "$BUILD/windows-release" "$BUILD/engine"
 }
 
 # fuzz_smoke TARGET [RUNS]: a short run with a fixed seed, enough to see that a target builds, starts and holds on what
@@ -117,44 +131,6 @@ replay_corpora() {
     cmake --build "$BUILD/$1" --target config_meta_fuzzer vpn_config_fuzzer engine_counters_fuzzer \
         dns_restore_fuzzer smhnr_restore_fuzzer ipconfig_fuzzer
     (cd "$BUILD/$1" && ctest --output-on-failure -R '_replay$' --no-tests=error)
-}
-
-# network_suite TITLE SHARDS: the network parts on the simulated machine, one prefix and one machine each.
-network_suite() {
-    local title=$1 shards=$2 shard name status pids=()
-    for ((shard = 0; shard < shards; shard++)); do
-        name=network_$shard
-        GTEST_TOTAL_SHARDS=$shards GTEST_SHARD_INDEX=$shard timeout 1200 "$ROOT/scripts/run_network_tests.sh" \
-            "$BUILD/prefixes/$name" "$BUILD/windows-debug" \
-            --gtest_output="json:Z:${RESULTS//\//\\}\\$name.json" >"$RESULTS/$name.log" 2>&1 &
-        pids+=($!)
-    done
-    for ((shard = 0; shard < shards; shard++)); do
-        name=network_$shard
-        status=0
-        wait "${pids[$shard]}" || status=$?
-        rm -rf "$BUILD/prefixes/$name"
-        count "$title ($((shard + 1)) of $shards)" "$RESULTS/$name.json" "$RESULTS/$name.log" "$status"
-    done
-}
-
-# session_suite TITLE SHARDS: whole sessions of the shipped service. They mostly wait, so more shards than processors.
-session_suite() {
-    local title=$1 shards=$2 shard name status pids=()
-    for ((shard = 0; shard < shards; shard++)); do
-        name=session_$shard
-        GTEST_TOTAL_SHARDS=$shards GTEST_SHARD_INDEX=$shard timeout 1500 "$ROOT/scripts/run_session_tests.sh" \
-            "$BUILD/prefixes/$name" "$BUILD/windows-release" "$BUILD/engine" \
-            --gtest_output="json:Z:${RESULTS//\//\\}\\$name.json" >"$RESULTS/$name.log" 2>&1 &
-        pids+=($!)
-    done
-    for ((shard = 0; shard < shards; shard++)); do
-        name=session_$shard
-        status=0
-        wait "${pids[$shard]}" || status=$?
-        rm -rf "$BUILD/prefixes/$name"
-        count "$title ($((shard + 1)) of $shards)" "$RESULTS/$name.json" "$RESULTS/$name.log" "$status"
-    done
 }
 
 finish() {
