@@ -1,9 +1,8 @@
 #include "process/background_commands.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <future>
+#include <gtest/gtest.h>
 #include <memory>
 #include <thread>
 
