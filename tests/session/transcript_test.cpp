@@ -1,11 +1,19 @@
 // What the tunnel log tells of a good session, and what the machine looks like while it is up.
 #include <algorithm>
+#include <regex>
 
+#include "session/support/line_difference.h"
 #include "session/support/tunnel_session.h"
 #include "session/transcripts.h"
 
 namespace moorlak::session {
 namespace {
+
+// The lab gives the engine's adapter a number that grows with everything made before.
+std::string WithoutGuid(const std::string& text) {
+  static const std::regex made(R"(\{5C0FFEE1-[0-9A-F-]+\})");
+  return std::regex_replace(text, made, "{made by the engine}");
+}
 
 class Transcript : public TunnelSession {
  protected:
@@ -16,7 +24,27 @@ class Transcript : public TunnelSession {
     const auto isStart = [](const std::string& line) { return line.starts_with("IPC start ("); };
     std::string text;
     for (auto line = std::ranges::find_if(lines, isStart); line != lines.end(); ++line) text += "\n" + *line;
-    return text + "\n";
+    return WithoutGuid(text) + "\n";
+  }
+  struct Record {
+    std::string log;
+    // While the session is up.
+    std::string machine;
+  };
+  // On a busy computer Wine's command shell now and then does not find a program that is there (exit code 9009): such a
+  // session is none to record.
+  Record RecordSession(const std::string& config, const char* readyLine) {
+    Record record;
+    for (int tries = 0; tries < 3 && (tries == 0 || record.log.find("CMD exit=9009") != std::string::npos); ++tries) {
+      Begin(lab::DhcpMachine());
+      EXPECT_EQ(Start(config), "OK");
+      EXPECT_TRUE(WaitForReady(readyLine)) << testing::PrintToString(LogLines());
+      record.machine = "\n" + WithoutGuid(DumpWhole());
+      EXPECT_EQ(Stop(), "OK");
+      record.log = Log();
+      ExpectRestored();
+    }
+    return record;
   }
   size_t CountOf(const std::string& line) const {
     const std::vector<std::string> lines = LogLines();
@@ -25,21 +53,15 @@ class Transcript : public TunnelSession {
 };
 
 TEST_F(Transcript, OfASessionThroughTun2Socks) {
-  ASSERT_EQ(Start(Config()), "OK");
-  ASSERT_TRUE(WaitForReady()) << testing::PrintToString(LogLines());
-  EXPECT_EQ("\n" + DumpWhole(), kProtectedMachine);
-  EXPECT_EQ(Stop(), "OK");
-  EXPECT_EQ(Log(), kTun2SocksTranscript);
-  ExpectRestored();
+  const Record record = RecordSession(Config(), kReadyLine);
+  EXPECT_EQ(record.machine, kProtectedMachine);
+  EXPECT_EQ(record.log, kTun2SocksTranscript);
 }
 
 TEST_F(Transcript, OfASessionOnTheEnginesOwnTunnel) {
-  ASSERT_EQ(Start(NativeConfig()), "OK");
-  ASSERT_TRUE(WaitForReady(kNativeReadyLine)) << testing::PrintToString(LogLines());
-  EXPECT_EQ("\n" + DumpWhole(), kProtectedNativeMachine);
-  EXPECT_EQ(Stop(), "OK");
-  EXPECT_EQ(Log(), kNativeTranscript);
-  ExpectRestored();
+  const Record record = RecordSession(NativeConfig(), kNativeReadyLine);
+  EXPECT_EQ("\n" + LineDifference(kProtectedMachine, record.machine), kNativeDifference);
+  EXPECT_EQ(record.log, kNativeTranscript);
 }
 
 // Once for the controller, once for the engine's own start.
