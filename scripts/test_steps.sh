@@ -7,6 +7,13 @@ RESULTS=$BUILD/results
 rm -rf "$RESULTS"
 mkdir -p "$RESULTS"
 
+# " [N s]": the time since the last one.
+mark=$SECONDS
+took() {
+    printf -v took ' [%d s]' $((SECONDS - mark))
+    mark=$SECONDS
+}
+
 # A build step that fails ends the run: nothing after it would mean anything.
 step() {
     local title=$1 log
@@ -18,6 +25,8 @@ step() {
         say "$passed passed, $((failed + 1)) failed"
         exit 1
     fi
+    took
+    say "   done$took"
 }
 
 build_preset() {
@@ -34,7 +43,8 @@ check() {
     log=$RESULTS/${title// /_}.log
     if "$@" >"$log" 2>&1; then
         passed=$((passed + 1))
-        say "ok    $title"
+        took
+        say "ok    $title$took"
     else
         failed=$((failed + 1))
         tail -n 60 "$log"
@@ -56,7 +66,8 @@ count() {
     passed=$((passed + tests - failures))
     failed=$((failed + failures))
     if [ "$failures" -eq 0 ]; then
-        say "ok    $title: $tests tests$([ "$ignored" -eq 0 ] || printf ', %s skipped' "$ignored")"
+        took
+        say "ok    $title: $tests tests$took$([ "$ignored" -eq 0 ] || printf ', %s skipped' "$ignored")"
     else
         grep -vE '^\[ (RUN|      OK)|^\[---' "$log" | tail -n 120
         say "FAIL  $title: $failures of $tests tests"
