@@ -28,8 +28,8 @@ NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(WfpSession, handle, process, dyn
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(Wfp, nextId, generation, sessions, providers, sublayers, filters)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(Fault, call, argument, nth, kind, code, seen, hit)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(Waiter, call, process, name)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(Record, calls, changes, killAtChange, keepHistory, dnsFlushes,
-                                                unknownCommands, waiting)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(Record, calls, changes, killAtChange, killBefore, keepHistory,
+                                                dnsFlushes, unknownCommands, waiting)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(MachineState, adapters, ipv4Routes, ipv6Routes, dormantIpv4Routes,
                                                 dormantIpv6Routes, firewallRules, devices, networks, tunnels, wfp,
                                                 faults, record, nextIfIndex, serviceImage, routeExitsZero, httpPort)

@@ -8,8 +8,18 @@
 #include "machine/processes.h"
 #include "machine/store.h"
 
+// Of libstdc++: gives back what it keeps for exceptions when memory is short.
+namespace __gnu_cxx {
+void __freeres();
+}
+
 namespace moorlak::lab {
 namespace {
+
+// A stand-in DLL that comes and goes would leave that memory behind each time, 70 KiB.
+const struct ExceptionMemory {
+  ~ExceptionMemory() { __gnu_cxx::__freeres(); }
+} exceptionMemory;
 
 // What the faults that are due want from this call.
 struct Plan {
@@ -109,6 +119,34 @@ void DropDead(MachineState& state) {
   if (!IsSameMachine(before, state)) Remember("a process ended", state);
 }
 
+// Tells the meter, in a program that has it loaded, that this time is the lab's.
+class LabTime {
+ public:
+  LabTime() : meter(GetModuleHandleW(L"moorlak_meter.dll")) { Tell("MeterLabBegins"); }
+  ~LabTime() { Tell("MeterLabEnds"); }
+  LabTime(const LabTime&) = delete;
+  LabTime& operator=(const LabTime&) = delete;
+
+ private:
+  void Tell(const char* function) const {
+    if (meter == nullptr) return;
+    const auto tell = reinterpret_cast<void (*)()>(reinterpret_cast<void*>(GetProcAddress(meter, function)));
+    if (tell != nullptr) tell();
+  }
+  HMODULE meter;
+};
+
+// The service ends before the change that its call would have made; the change counts all the same.
+uint32_t EndBeforeChange(MachineState& state, const MachineState& before, uint64_t number, const Call& call) {
+  const Record record = state.record;
+  state = before;
+  state.record = record;
+  SaveMachine(state);
+  Log(number, call, "killed, service ended");
+  EndProcesses(state.serviceImage);
+  return ERROR_PROCESS_ABORTED;
+}
+
 // Runs the body, saves what it did, and ends the service if this was the change to end it at.
 uint32_t DoBody(MachineState& state, uint64_t number, const Call& call, bool killAfter,
                 const std::function<uint32_t(MachineState&)>& body) {
@@ -121,16 +159,20 @@ uint32_t DoBody(MachineState& state, uint64_t number, const Call& call, bool kil
   }
   const bool changed = !IsSameMachine(before, state);
   if (changed) ++state.record.changes;
+  const bool isChangeToKill = changed && state.record.changes == state.record.killAtChange;
+  if (isChangeToKill && state.record.killBefore) return EndBeforeChange(state, before, number, call);
+  const bool endsService = killAfter || isChangeToKill;
   SaveMachine(state);
-  Log(number, call, std::to_string(code));
+  Log(number, call, std::to_string(code) + (endsService ? ", service ended" : ""));
   if (changed) Remember(call.name + " " + call.arguments, state);
-  if (killAfter || (changed && state.record.changes == state.record.killAtChange)) EndProcesses(state.serviceImage);
+  if (endsService) EndProcesses(state.serviceImage);
   return code;
 }
 
 }  // namespace
 
 uint32_t RunCall(const Call& call, const std::function<uint32_t(MachineState&)>& body) {
+  const LabTime labTime;
   MachineLock lock;
   std::optional<MachineState> state = LoadMachine();
   if (!state) return body(state.emplace());

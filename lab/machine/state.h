@@ -199,6 +199,8 @@ struct Record {
   // number is reached (0: never), after the change is saved.
   uint64_t changes = 0;
   uint64_t killAtChange = 0;
+  // That change is counted, but not made any more.
+  bool killBefore = false;
   // The machine after every change is kept, see ReadHistory.
   bool keepHistory = false;
   uint64_t dnsFlushes = 0;

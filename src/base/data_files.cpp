@@ -7,11 +7,19 @@
 #include <system_error>
 
 namespace moorlak {
+namespace {
 
-std::wstring CommonDataFile(const wchar_t* name) {
+std::wstring FindDataFolder() {
   wchar_t common[MAX_PATH] = {};
   const bool known = SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, common) == S_OK;
-  const std::wstring folder = (known ? std::wstring(common) : L"C:\\ProgramData") + L"\\Moorlak";
+  return (known ? std::wstring(common) : L"C:\\ProgramData") + L"\\Moorlak";
+}
+
+}  // namespace
+
+std::wstring CommonDataFile(const wchar_t* name) {
+  // A session asks for a dozen files, and every question to the shell opens the registry several times.
+  static const std::wstring folder = FindDataFolder();
   std::error_code ignored;  // Without the folder, writing the file fails.
   std::filesystem::create_directories(folder, ignored);
   return folder + L"\\" + name;

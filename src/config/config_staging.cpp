@@ -125,8 +125,10 @@ std::optional<StagedConfig> StageConfig(const StagingFolder& folder, std::wstrin
 
 void RemoveStagedConfig(StagedConfig& staged) noexcept {
   staged.file.Reset();
-  if (!staged.path.empty()) DeleteFileW(staged.path.c_str());
-  staged.path.clear();
+  // An engine that is about to end may still have it open: it is known until it is gone.
+  if (staged.path.empty() || DeleteFileW(staged.path.c_str()) || GetLastError() == ERROR_FILE_NOT_FOUND) {
+    staged.path.clear();
+  }
 }
 
 void RemoveStagedVpnConfigs() noexcept {

@@ -11,8 +11,9 @@ namespace moorlak {
 
 namespace {
 
-// Windows is told to wait for 45 s (service_host.cpp); what is not restored by then, the next start restores.
-constexpr std::chrono::seconds kLongestEnd{35};
+// Windows is told to wait for 45 s (service_host.cpp). Background work is waited for until this long after the end
+// began; what is not restored by then, the next start restores. The stop itself has no bound but its steps' own.
+constexpr std::chrono::seconds kBackgroundPatience{35};
 
 }  // namespace
 
@@ -30,7 +31,7 @@ void BeginStop() noexcept {
 
 void EndTunnel() noexcept {
   using Clock = std::chrono::steady_clock;
-  const Clock::time_point latest = Clock::now() + kLongestEnd;
+  const Clock::time_point latest = Clock::now() + kBackgroundPatience;
   TunnelController& controller = TunnelController::Instance();
   controller.Stop();
   const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(latest - Clock::now());

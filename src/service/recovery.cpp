@@ -11,13 +11,13 @@
 namespace moorlak {
 
 bool RecoverEarlierSession() noexcept {
-  RestoreSystemProxy();
-  KillStrayEngines();
   const bool hasAdapter = WintunHolder::Instance().SetUp();
+  KillStrayEngines();
   RecoverOrphanedNetworkState();
   RecoverJournaledRoutes();
   CloseProxySharingFirewall();
   RemoveStagedVpnConfigs();
+  RestoreSystemProxy();
   return hasAdapter;
 }
 

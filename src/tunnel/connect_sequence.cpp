@@ -114,7 +114,7 @@ void ConnectAndWatch(VpnService& service) {
 
 void EndByError(VpnService& service, const char* what) noexcept {
   WriteStandardErrorLine(what);
-  WriteLogLine("ERROR: VPN session ended by an internal error — aborting connect");
+  if (service.running) WriteLogLine("ERROR: VPN session ended by an internal error — aborting connect");
   StopEngines(service);
 }
 

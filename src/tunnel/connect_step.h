@@ -50,7 +50,8 @@ inline StepResult Failed() {
   return {Outcome::Failed, {}, false};
 }
 
-// Nothing was done to the machine before an engine runs: a failure then needs no rollback.
+// Before an engine runs nothing was done to the machine but to the own adapter, which the next stop looks after: a
+// failure then needs no rollback.
 enum class Rollback { None, Engines };
 
 struct ConnectStep {

@@ -25,9 +25,16 @@ namespace {
 
 constexpr uint32_t kBackgroundLimitMs = 5000;
 
-void RestoreDnsInBackground() {
-  const uint64_t generation = DnsGeneration();
-  if (IsDnsNeutralised(generation)) RunInBackground([generation] { RestoreInMemoryDns(generation); });
+void RestoreDnsInBackground() noexcept {
+  Guarded([] {
+    const uint64_t generation = DnsGeneration();
+    if (IsDnsNeutralised(generation)) RunInBackground([generation] { RestoreInMemoryDns(generation); });
+  });
+}
+
+// A cold `netsh` can pass its time; the rule must not stay open.
+void CloseSharing() noexcept {
+  if (!CloseProxySharingFirewall()) CloseProxySharingFirewall();
 }
 
 void ForgetSession(VpnService& service) {
@@ -130,7 +137,7 @@ void CleanupNetworkConfiguration(VpnService& service) noexcept {
     DropTunnelRoute(service);
     DropFilters(service);
     RestoreDnsInBackground();
-    if (!service.meta.shareProxyPorts.empty()) CloseProxySharingFirewall();
+    if (!service.meta.shareProxyPorts.empty()) CloseSharing();
     ForgetSession(service);
   });
 }

@@ -136,6 +136,7 @@ StepResult AwaitAdapter(VpnService& service) {
   if (WaitForTunnelAdapter(WatchOf(service), FindTunnelAdapterName, kAdapterTimeoutMs)) {
     return EnableAdapter(service, 400);
   }
+  if (!service.running) return QuietStop();
   WriteStandardErrorLine("VPN Service: Moorlak adapter did not appear in time");
   return Abort("Moorlak adapter did not appear within 20s");
 }
@@ -156,10 +157,13 @@ StepResult SetAdapterAddress(VpnService& service) {
   RunHiddenCommand(command, kNetshTimeoutMs, true);
   if (!WaitWhileRunning(service.running, 300)) return QuietStop();
   if (TunnelAdapterHasAddress()) return GoOn();
+  // A stop takes the address.
+  if (!service.running) return QuietStop();
   WriteLogLine("ERROR: Moorlak adapter missing 10.0.85.2 after set address");
   RunHiddenCommand(command, kNetshTimeoutMs, true);
   if (!WaitWhileRunning(service.running, 400)) return QuietStop();
   if (TunnelAdapterHasAddress()) return GoOn();
+  if (!service.running) return QuietStop();
   LogConnectDiagnostics(service.routes.physicalGateway, service.routes.serverBypassIp);
   return Failed();
 }

@@ -30,7 +30,7 @@ StepResult AwaitSocks(VpnService& service);
 // Needs: Xray listens. Changes: tun2socks runs. Undone by: StopEngines.
 StepResult StartTun2Socks(VpnService& service);
 
-// Need: what brings the adapter up. Change: the adapter is enabled. Undone by: its driver's end.
+// Need: what brings the adapter up. Change: adapterName; the adapter is enabled. Undone by: its driver's end.
 StepResult AwaitAdapter(VpnService& service);
 StepResult AwaitXrayAdapter(VpnService& service);
 

@@ -18,12 +18,16 @@ namespace {
 // The DNS state lock. Guard, policy and split tunnel take their own ones below it, because a disconnect undoes those
 // while an apply may still run.
 std::mutex dnsLock;
-std::vector<AdapterDnsBackup> backups;  // guarded by dnsLock
-uint64_t generation = 0;                // guarded by dnsLock
+// Guarded by dnsLock. Never destroyed: a restore in the background may outlive the program's end.
+std::vector<AdapterDnsBackup>& backups = *new std::vector<AdapterDnsBackup>;
+// Written under dnsLock. Read without: a disconnect must not wait for a restore that is still running.
+std::atomic<uint64_t> generation{0};
+std::atomic<bool> hasBackups{false};
 
 // What could not be restored stays in memory and on disk for the next removal or recovery.
 void RestoreBackupsLocked() {
   backups = RestoreAdapterDns(backups);
+  hasBackups = !backups.empty();
   PersistDnsBackup(backups);
 }
 
@@ -61,6 +65,7 @@ bool GuardLocked(const LeakProtection& wanted, uint64_t tunnelLuid) {
 // False when the session was stopped meanwhile.
 bool SetDnsLocked(const LeakProtection& wanted, const std::atomic<bool>& running, uint64_t& tunnelLuid) {
   const NeutralisedAdapters adapters = NeutraliseAdapters(wanted.tunnelName, running, backups);
+  hasBackups = !backups.empty();
   if (adapters.stopped) return false;
   tunnelLuid = adapters.tunnelLuid;
   if (!running) {
@@ -120,17 +125,11 @@ void RemoveDnsProtection() noexcept {
 }
 
 uint64_t DnsGeneration() noexcept {
-  return Guarded(uint64_t{0}, [] {
-    const std::lock_guard guard(dnsLock);
-    return generation;
-  });
+  return generation;
 }
 
 bool IsDnsNeutralised(uint64_t wantedGeneration) noexcept {
-  return Guarded(false, [wantedGeneration] {
-    const std::lock_guard guard(dnsLock);
-    return wantedGeneration == generation && !backups.empty();
-  });
+  return wantedGeneration == generation && hasBackups;
 }
 
 void RestoreInMemoryDns(uint64_t wantedGeneration) noexcept {

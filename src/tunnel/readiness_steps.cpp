@@ -79,9 +79,9 @@ StepResult ProbeSocks(VpnService& service) {
 
 StepResult ProbeTunnel(VpnService& service) {
   for (int attempt = 1; attempt <= kTunnelAttempts; ++attempt) {
-    if (attempt > 1 && !WaitWhileRunning(service.running, 600)) return QuietStop();
     if (!service.running) return QuietStop();
     if (TunnelEngineExited(service)) break;
+    if (attempt > 1 && !WaitWhileRunning(service.running, 600)) return QuietStop();
     if (ProbeTunnelOnce(service, attempt)) return GoOn();
   }
   return AbortAndDiagnose("ERROR: TUN data path not healthy — aborting connect");
@@ -105,12 +105,12 @@ StepResult ProtectDns(VpnService& service) {
 }
 
 StepResult DeclareReady(VpnService& service) {
+  if (!service.nativeTun) NameNetworkProfiles();
+  if (!service.running) return QuietStop();
+  service.ready = true;
   if (service.nativeTun) {
-    service.ready = true;
     WriteLogLine("Moorlak tunnel ready (Xray TUN + process split tunnel)");
   } else {
-    NameNetworkProfiles();
-    service.ready = true;
     WriteLogLine("Moorlak tunnel ready (SOCKS + TUN path + DNS guard)");
     WriteStandardErrorLine("VPN Service: TUN interface configured and default route added");
   }

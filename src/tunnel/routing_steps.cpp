@@ -34,6 +34,8 @@ bool FindServer(VpnService& service) {
   }
   Tell(service, "Extracting server address: " + host);
   service.serverAddresses = ResolveServerIPv4(host);
+  // The resolver can hold a connect for long, and a stop is no failure of it.
+  if (!service.running) return false;
   if (service.serverAddresses.empty()) {
     WriteLogLine("ERROR: could not resolve VPN server address: " + host);
     Tell(service, "ERROR - Could not resolve server address");
@@ -45,6 +47,7 @@ bool FindServer(VpnService& service) {
 
 bool FindGateway(VpnService& service) {
   const std::string gateway = FindPhysicalGateway();
+  if (!service.running) return false;
   if (gateway.empty()) {
     WriteLogLine("ERROR: could not detect physical gateway (bypass routes skipped)");
     Tell(service, "ERROR - Could not find default gateway for bypass route");
@@ -80,9 +83,12 @@ void RouteDnsServers(const VpnService& service) {
   }
 }
 
-void AddDefaultRoute(const VpnService& service) {
+// False when the session is to end. A stop takes the default route at once: none must be added behind it.
+bool AddDefaultRoute(const VpnService& service, int32_t settleMs) {
   LowerTunnelMetric(service.adapterName);
+  if (!service.running) return false;
   AddTunnelDefaultRoute(service.adapterName);
+  return WaitWhileRunning(service.running, settleMs);
 }
 
 bool IsDefaultRouteGood() {
@@ -127,12 +133,11 @@ StepResult NoteIpv6(VpnService& /*service*/) {
 }
 
 StepResult TakeDefaultRoute(VpnService& service) {
-  AddDefaultRoute(service);
-  if (!WaitWhileRunning(service.running, 400)) return QuietStop();
+  if (!AddDefaultRoute(service, 400)) return QuietStop();
   if (IsDefaultRouteGood()) return GoOn();
+  if (!service.running) return QuietStop();
   WriteLogLine("WARNING: default route missing/losing after first netsh add — retrying");
-  AddDefaultRoute(service);
-  if (!WaitWhileRunning(service.running, 500)) return QuietStop();
+  if (!AddDefaultRoute(service, 500)) return QuietStop();
   if (IsDefaultRouteGood()) return GoOn();
   return AbortAndDiagnose("ERROR: IPv4 default via Moorlak not winning — aborting connect");
 }

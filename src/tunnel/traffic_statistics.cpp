@@ -18,6 +18,8 @@ void QueryCounters(VpnService& service, const std::string& arguments) {
   if (!RunXrayApiCommand(service.xrayPath, arguments, output, &service.running)) return;
   const EngineCounters counters = ParseEngineCounters(output);
   const std::lock_guard guard(service.statsLock);
+  // A stop has set the totals to 0, and they stay so.
+  if (!service.running) return;
   service.uplinkBytes = counters.uplink;
   service.downlinkBytes = counters.downlink;
 }
@@ -25,13 +27,10 @@ void QueryCounters(VpnService& service, const std::string& arguments) {
 }  // namespace
 
 void RunTrafficStatistics(VpnService& service) noexcept {
-  Guarded([&] {
-    const std::string arguments = "api statsquery -server=" + service.apiAddress;
-    while (service.running) {
-      QueryCounters(service, arguments);
-      WaitWhileRunning(service.running, kPeriodMs);
-    }
-  });
+  while (service.running) {
+    Guarded([&] { QueryCounters(service, "api statsquery -server=" + service.apiAddress); });
+    WaitWhileRunning(service.running, kPeriodMs);
+  }
 }
 
 }  // namespace moorlak

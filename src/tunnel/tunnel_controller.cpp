@@ -4,6 +4,7 @@
 
 #include "base/log.h"
 #include "base/standard_error.h"
+#include "net/adapter/wintun_holder.h"
 #include "tunnel/disconnect.h"
 
 namespace moorlak {
@@ -47,6 +48,8 @@ std::string StartVpnLocked(TunnelController& controller, const std::string& conf
 std::string StartProxyLocked(TunnelController& controller, const std::string& configText) {
   // Set before the engine starts: a session that ends within the call must find it set, to be able to clear it.
   controller.running = true;
+  // A session on the engine's own tunnel has taken the persistent adapter's place, and no later stop is this engine's.
+  if (controller.vpnEngine.startedOnce) WintunHolder::Instance().SetUp();
   try {
     if (controller.proxyEngine.Start(configText)) return {};
   } catch (const std::exception&) {

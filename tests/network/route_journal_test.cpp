@@ -76,13 +76,36 @@ TEST_F(RouteJournalOn, ARecoveryReadsTheFile) {
 TEST_F(RouteJournalOn, ARemovalThatFailsIsKeptForTheNextTime) {
   Start(TunnelMachine());
   Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
-  PlanFault("fail", "DeleteIpForwardEntry2", "", 1, ERROR_ACCESS_DENIED);
+  PlanFault("fail", "DeleteIpForwardEntry2", "", 0, ERROR_ACCESS_DENIED);
   RestoreJournaledRoutes();
   EXPECT_TRUE(BackupExists());
   EXPECT_NE(Now(), Before());
+  lab::EditMachine([](lab::MachineState& machine) { machine.faults.clear(); });
   RestoreJournaledRoutes();
   EXPECT_EQ(Now(), Before());
   EXPECT_FALSE(BackupExists());
+}
+
+TEST_F(RouteJournalOn, ACallThatFailsOnceCostsNothing) {
+  for (const char* call : {"DeleteIpForwardEntry2", "GetIpForwardTable2"}) {
+    Start(TunnelMachine());
+    Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
+    PlanFault("fail", call, "", 1, ERROR_ACCESS_DENIED);
+    RestoreJournaledRoutes();
+    EXPECT_EQ(Now(), Before()) << call;
+    EXPECT_FALSE(BackupExists()) << call;
+  }
+}
+
+TEST_F(RouteJournalOn, WithoutTheTableNoRouteIsRemoved) {
+  lab::MachineState machine = lab::DhcpMachine();
+  machine.ipv4Routes.push_back({"203.0.113.7", 32, "192.0.2.77", machine.adapters[1].luid, 4, false});
+  Start(machine);
+  PlanFault("fail", "GetIpForwardTable2", "", 0, ERROR_NOT_ENOUGH_MEMORY);
+  ClearWayFor({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
+  EXPECT_EQ(Now(), Before());
+  EXPECT_EQ(LogMessages(), "routes: could not read the route table; routes to 203.0.113.7 stay\n");
+  lab::EditMachine([](lab::MachineState& now) { now.faults.clear(); });
 }
 
 TEST_F(RouteJournalOn, WithoutAJournalNothingIsTouched) {

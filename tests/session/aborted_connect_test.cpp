@@ -269,6 +269,27 @@ TEST_F(AbortedNativeConnect, AServerThatCannotBeResolvedIsNoFailure) {
                         "ERROR: SOCKS data path not healthy — aborting connect"});
 }
 
+TEST_F(AbortedConnect, AnAnswerOfTheSecondAddressAloneIsEnough) {
+  PlanFault("fail", "WinHttpSendRequest", "gstatic.com/generate_204 via socks", 1, 12029);
+  ExpectStart(Config());
+  EXPECT_TRUE(WaitForReady()) << testing::PrintToString(LogLines());
+  EXPECT_EQ(CountOf("pre-ready SOCKS probe FAILED socks=SOCKSPORT url=https://www.gstatic.com/generate_204 attempt=1"),
+            1u);
+  EXPECT_EQ(CountOf("pre-ready SOCKS probe OK (Nms) url=https://cp.cloudflare.com/generate_204 attempt=1"), 1u);
+  EXPECT_EQ(Stop(), "OK");
+  ExpectRestored();
+}
+
+TEST_F(AbortedConnect, AConfigurationThatNamesNoServerAndNoPanel) {
+  std::string config = Config();
+  config.replace(config.find("\"panelHost\""), 11, "\"otherHost\"");
+  config.replace(config.find("\"vmess\""), 7, "\"freedom\"");
+  config.replace(config.find("\"address\""), 9, "\"nowhere\"");
+  ExpectStart(config);
+  ExpectAborted({"ERROR: server bypass incomplete — aborting connect"});
+  EXPECT_EQ(CountOf("WARNING: could not extract server address from config"), 1u);
+}
+
 // The rest of a start's refusals need no session.
 TEST_F(AbortedConnect, FilesThatAreMissingAreToldInTheReply) {
   {

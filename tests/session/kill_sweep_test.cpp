@@ -2,8 +2,9 @@
 // again: its recovery must put the machine back. Slices of every eighth n let the sweep run side by side.
 //
 // MOORLAK_KILL_SWEEP names what else is wanted, as words: "native" (the path on which the engine drives the adapter),
-// "reboot" (the machine starts anew before the service does), "double" (the recovery is ended, too, at each of its
-// changes), "every=K" (only each K-th n), "point=N" (only that n). scripts/kill_sweep.sh does all of this.
+// "before" (the death comes in place of the change), "reboot" (the machine starts anew before the service does),
+// "double" (the recovery is ended, too, at each of its changes), "every=K" (only each K-th n), "point=N" (only that n).
+// scripts/kill_sweep.sh does all of this.
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -31,10 +32,12 @@ constexpr std::chrono::seconds kRestorePatience{15};
 constexpr DWORD kLookPeriodMs = 50;
 // What the lab writes behind the call at which it ended the service.
 constexpr std::string_view kEndMark = ", service ended";
+constexpr char kUsersGateway[] = "192.0.2.254";
 constexpr wchar_t kServiceImage[] = L"moorlak_service.exe";
 
 struct Wanted {
   bool native = false;
+  bool before = false;
   bool reboot = false;
   bool twice = false;
   uint64_t every = 1;
@@ -51,6 +54,7 @@ Wanted ReadWanted() {
   std::istringstream words(text == nullptr ? "" : text);
   for (std::string word; words >> word;) {
     wanted.native |= word == "native";
+    wanted.before |= word == "before";
     wanted.reboot |= word == "reboot";
     wanted.twice |= word == "double";
     wanted.every = NumberAfter(word, "every=", wanted.every);
@@ -72,6 +76,16 @@ std::set<std::string> SplitLines(const std::string& text) {
   std::istringstream stream(text);
   for (std::string line; std::getline(stream, line);) lines.insert(line);
   return lines;
+}
+
+std::string Without(const std::string& word, const std::string& text) {
+  std::string rest;
+  for (std::istringstream stream(text); !stream.eof();) {
+    std::string line;
+    std::getline(stream, line);
+    if (line.find(word) == std::string::npos) rest += line + "\n";
+  }
+  return rest;
 }
 
 // What two dumps do not share, and a word when they differ in their order only; empty when they are the same.
@@ -106,8 +120,9 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
     client.sharedPorts = {client.socksPort};
     fresh = lab::DhcpMachine();
     fresh.httpPort = server.webPort;
+    fresh.record.killBefore = wanted.before;
     // The session's own route to this address takes the place of the user's.
-    fresh.ipv4Routes.push_back({kPanelHost, 32, "192.0.2.254", fresh.adapters[1].luid, 7, false});
+    fresh.ipv4Routes.push_back({kPanelHost, 32, kUsersGateway, fresh.adapters[1].luid, 7, false});
     Begin(fresh);
   }
 
@@ -185,12 +200,15 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
   void AwaitTunnel(HANDLE service) {
     const auto deadline = std::chrono::steady_clock::now() + kReadyPatience;
     while (!wasUp && !HasEnded(service, kLookPeriodMs)) {
+      ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "the tunnel neither came up nor gave up";
       const auto reply = AskService(CommandCode::Status);
       const auto status = reply ? ParseStatusReply(*reply) : std::nullopt;
       if (!status) continue;
       wasUp = status->tunnelUp;
-      if (!wasUp && !status->running) break;
-      ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "the tunnel neither came up nor gave up";
+      if (!wasUp && !status->running) {
+        ADD_FAILURE() << "the connect gave up";
+        return;
+      }
     }
   }
 
@@ -200,14 +218,18 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
   void Boot() const {
     KillServiceAtNoChange();
     if (!wanted.reboot) return;
+    if (IsServiceAlive()) machine::KillTunnelService();
     for (const wchar_t* image : {kServiceImage, kXrayImage, kTun2SocksImage, L"netsh.exe", L"route.exe", L"cmd.exe"})
       EXPECT_TRUE(WaitForNone(image));
     lab::EditMachine(lab::Reboot);
   }
 
+  // A start of the machine forgets the user's route, unless the session had taken it away.
+  std::string Comparable(const std::string& dump) const { return wanted.reboot ? Without(kUsersGateway, dump) : dump; }
+
   // What the recovery has not put back; empty when all is well.
   std::string Damage() const {
-    std::string text = Difference(Before(), Now());
+    std::string text = Difference(Comparable(Before()), Comparable(Now()));
     for (const std::string& trace : PendingTraces()) text += "  + " + trace + "\n";
     for (const std::string& file : StagedConfigs()) text += "  + staged " + file + "\n";
     if (!ProcessesNamed(kXrayImage).empty()) text += "  + xray lives\n";
@@ -226,11 +248,17 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
                 damage.c_str());
     std::fflush(stdout);
     if (damage.empty()) return;
-    ADD_FAILURE() << "point " << point << ": " << cause << "\n" << damage << testing::PrintToString(log->Messages());
+    ADD_FAILURE() << "at point " << point << ": " << cause << "\n" << damage << LogText();
     KeepCallLog(point);
     // One failed point must not spoil the next.
     if (IsServiceAlive()) machine::KillTunnelService();
     Begin(fresh);
+  }
+
+  std::string LogText() const {
+    std::string text;
+    for (const std::string& line : log->Messages()) text += "    log: " + line + "\n";
+    return text;
   }
 
   static void KeepCallLog(const std::string& point) {

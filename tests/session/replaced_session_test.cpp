@@ -53,6 +53,23 @@ TEST_F(ReplacedSession, StartsRightBehindAStop) {
   ExpectGoodToTheEnd();
 }
 
+TEST_F(ReplacedSession, OnTheEnginesOwnTunnelByProxyModeGivesTheAdapterBack) {
+  ASSERT_EQ(Start(NativeConfig()), "OK");
+  ASSERT_TRUE(WaitForReady(kNativeReadyLine)) << testing::PrintToString(LogLines());
+  ASSERT_EQ(Start(Config(), true), "OK");
+  ASSERT_TRUE(machine::WaitForListener(client.socksPort));
+  EXPECT_EQ(Stop(), "OK");
+  ExpectRestored();
+}
+
+TEST_F(ReplacedSession, OfProxyModeByATunnelLeavesOnlyTheTunnel) {
+  ASSERT_EQ(Start(Config(), true), "OK");
+  ASSERT_TRUE(machine::WaitForListener(client.socksPort));
+  ASSERT_EQ(Start(Config()), "OK");
+  ASSERT_TRUE(WaitForReady()) << testing::PrintToString(LogLines());
+  ExpectGoodToTheEnd();
+}
+
 TEST_F(ReplacedSession, ByProxyModeLeavesOnlyTheProxy) {
   ASSERT_NO_FATAL_FAILURE(Connect());
   ASSERT_EQ(Start(Config(), true), "OK");

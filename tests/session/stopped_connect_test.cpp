@@ -2,6 +2,7 @@
 #include <future>
 
 #include "machine/support/wait.h"
+#include "session/support/processes.h"
 #include "session/support/tunnel_session.h"
 
 namespace moorlak::session {
@@ -51,7 +52,8 @@ TEST_P(StoppedConnect, EndsQuietlyAndPutsEverythingBack) {
   ASSERT_EQ(Start(step.native ? NativeConfig() : Config()), "OK");
   ASSERT_TRUE(IsHeld()) << testing::PrintToString(LogLines());
   auto reply = std::async(std::launch::async, [this] { return Stop(); });
-  ASSERT_TRUE(WaitForLogLine("IPC stop"));
+  // The stop has begun when it ends the engines: the wish comes first.
+  ASSERT_TRUE(WaitForNone(kXrayImage));
   lab::ReleaseBreak();
   EXPECT_EQ(reply.get(), "OK");
   EXPECT_FALSE(Status().running);
@@ -61,9 +63,38 @@ TEST_P(StoppedConnect, EndsQuietlyAndPutsEverythingBack) {
   EXPECT_EQ(FailureLines(), expected);
 }
 
+using StoppedDefaultRoute = TunnelSession;
+
+// The stop drops the default route at once; a connect that goes on must not add one behind it.
+TEST_F(StoppedDefaultRoute, IsNotTakenBehindTheStop) {
+  BreakAt("netsh", "metric=1");
+  ASSERT_EQ(Start(Config()), "OK");
+  ASSERT_TRUE(WaitForBreak()) << testing::PrintToString(LogLines());
+  auto reply = std::async(std::launch::async, [this] { return Stop(); });
+  ASSERT_TRUE(WaitForNone(kXrayImage));
+  lab::ReleaseBreak();
+  EXPECT_EQ(reply.get(), "OK");
+  for (const std::string& call : CallsOf("netsh")) EXPECT_EQ(call.find("add route"), std::string::npos) << call;
+  ExpectRestored();
+}
+
+using StopBeforeAnyStart = TunnelSession;
+
+TEST_F(StopBeforeAnyStart, ChangesNothingAndTellsNothing) {
+  const std::vector<std::string> lines = LogLines();
+  const uint64_t changes = ChangesSoFar();
+  EXPECT_EQ(Stop(), "OK");
+  std::vector<std::string> now = LogLines();
+  now.erase(now.begin(), now.begin() + static_cast<ptrdiff_t>(lines.size()));
+  std::erase_if(now, [](const std::string& line) { return line.starts_with("IPC "); });
+  EXPECT_EQ(now, std::vector<std::string>{});
+  EXPECT_EQ(ChangesSoFar(), changes);
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Steps, StoppedConnect,
     testing::Values(Step{"Validation", "xray-test", "", false, kValidationFailure, true}, Step{"XrayStart", "xray", ""},
+                    Step{"EnableAdapter", "netsh", "admin=ENABLED"}, Step{"DirectRoute", "route", "ADD 198.51.100.30"},
                     Step{"Tun2SocksStart", "tun2socks", ""}, Step{"AdapterAddress", "netsh", "set address"},
                     Step{"ServerRoute", "route", "ADD 203.0.113.7"}, Step{"DnsRoute", "route", "ADD 9.9.9.9"},
                     Step{"PanelRoute", "route", "ADD 198.51.100.20"}, Step{"LanRoute", "route", "ADD 172.16.0.0"},
@@ -74,6 +105,12 @@ INSTANTIATE_TEST_SUITE_P(
                     Step{"PhysicalDns", "netsh", "static 127.0.0.1"}, Step{"TunnelDns", "netsh", "static 9.9.9.9"},
                     Step{"Guard", "FwpmTransactionCommit0", ""}, Step{"NativeXrayStart", "xray", "", true},
                     Step{"NativeAdapter", "xray-tunnel", "", true},
+                    Step{"NativeEnableAdapter", "netsh", "admin=ENABLED", true},
+                    Step{"NativePanelRoute", "route", "ADD 198.51.100.20", true},
+                    Step{"NativeSocksProbe", "WinHttpSendRequest", "via socks", true,
+                         "ERROR: SOCKS data path not healthy — aborting connect"},
+                    Step{"NativeProfileName", "INetwork::SetName", "Moorlak Network", true},
+                    Step{"NativePhysicalDns", "netsh", "static 127.0.0.1", true},
                     Step{"NativeServerRoute", "route", "ADD 203.0.113.7", true},
                     Step{"NativeTunnelProbe", "WinHttpSendRequest", "via Moorlak", true},
                     Step{"NativeGuard", "FwpmTransactionCommit0", "", true}),

@@ -69,7 +69,7 @@ TEST_F(Transcript, OfAStartThatReplacesASessionHasTwoStops) {
   ASSERT_EQ(Start(Config()), "OK");
   ASSERT_TRUE(WaitForReady()) << testing::PrintToString(LogLines());
   ASSERT_EQ(Start(Config()), "OK");
-  EXPECT_EQ(CountOf("Stop completed in N ms"), 2u);
+  EXPECT_EQ(CountOf("Stop completed in Nms"), 2u);
   EXPECT_TRUE(WaitForLogLine("dns-leak: Moorlak OS DNS set to 9.9.9.9 / 149.112.112.112"));
   EXPECT_EQ(Stop(), "OK");
   ExpectRestored();

@@ -15,8 +15,8 @@ Physical gateway: 192.0.2.1
 bypass: 198.51.100.20 -> 198.51.100.20
 bypass: 198.51.100.30 -> 198.51.100.30
 diag: IPv6 default present — WFP will block non-tunnel IPv6 outbound at DNS-guard install
-pre-ready SOCKS probe OK (N ms) url=https://www.gstatic.com/generate_204 attempt=1
-pre-ready TUN path probe OK (N ms) url=https://www.gstatic.com/generate_204 attempt=1
+pre-ready SOCKS probe OK (Nms) url=https://www.gstatic.com/generate_204 attempt=1
+pre-ready TUN path probe OK (Nms) url=https://www.gstatic.com/generate_204 attempt=1
 === connect diagnostics begin ===
 diag: adapter_listed=yes
 diag: adapter_ip_10.0.85.2=yes
@@ -47,7 +47,7 @@ dns-guard: removed
 dns-guard: SMHNR policy restored
 dns-guard: removed
 dns-leak: restored DNS on Ethernet
-Stop completed in N ms
+Stop completed in Nms
 )";
 
 inline constexpr char kNativeTranscript[] = R"(
@@ -63,8 +63,8 @@ split-tunnel: using Xray native TUN (per-process bypass, no tun2socks)
 Physical gateway: 192.0.2.1
 bypass: 198.51.100.20 -> 198.51.100.20
 bypass: 198.51.100.30 -> 198.51.100.30
-pre-ready SOCKS probe OK (N ms) url=https://www.gstatic.com/generate_204 attempt=1
-pre-ready TUN path probe OK (N ms) url=https://www.gstatic.com/generate_204 attempt=1
+pre-ready SOCKS probe OK (Nms) url=https://www.gstatic.com/generate_204 attempt=1
+pre-ready TUN path probe OK (Nms) url=https://www.gstatic.com/generate_204 attempt=1
 === connect diagnostics begin ===
 diag: adapter_listed=yes
 diag: adapter_ip_10.0.85.2=yes
@@ -94,7 +94,7 @@ dns-guard: removed
 dns-guard: SMHNR policy restored
 dns-guard: removed
 dns-leak: restored DNS on Ethernet
-Stop completed in N ms
+Stop completed in Nms
 WintunHolder: removed orphan adapter SWD\Wintun\{made by the engine}
 WintunHolder: purged 1 orphan Wintun adapter(s)
 WintunHolder: persistent Moorlak adapter ready

@@ -98,7 +98,7 @@ std::string SessionGateway(BypassRoutes& routes) noexcept {
 }
 
 void ClearWayFor(const GatewayRoute& route) noexcept {
-  JournalReplacement(route);
+  if (!JournalReplacement(route)) return;
   Guarded([&] { RunHiddenCommand(RouteDeleteCommand(route.destination), kRouteTimeoutMs, false); });
 }
 

@@ -32,10 +32,17 @@ void PersistLocked() {
   }
 }
 
-void JournalLocked(const GatewayRoute& route) {
+// What the machine has is not known without the table, which is read once more when it cannot be read.
+bool JournalLocked(const GatewayRoute& route) {
   const auto tunnel = FindTunnelAdapter();
-  const auto table = ReadSystemRoutes().value_or(std::vector<SystemRoute>());
-  if (NoteReplacement(journal, route, table, tunnel ? tunnel->luid : 0)) PersistLocked();
+  auto table = ReadSystemRoutes();
+  if (!table) table = ReadSystemRoutes();
+  const bool known = table.has_value();
+  if (!known) WriteLogLine("routes: could not read the route table; routes to " + route.destination + " stay");
+  if (NoteReplacement(journal, route, table.value_or(std::vector<SystemRoute>()), tunnel ? tunnel->luid : 0)) {
+    PersistLocked();
+  }
+  return known;
 }
 
 // A route through an adapter that is gone went with it.
@@ -66,8 +73,7 @@ std::vector<SystemRoute> PutBackTakenLocked(const std::vector<SystemRoute>& tabl
   return left;
 }
 
-void RestoreLocked() {
-  if (journal.IsEmpty()) return;
+void RestoreOnceLocked() {
   const auto before = ReadSystemRoutes();
   if (!before) return;
   journal.added = RemoveAddedLocked(*before);
@@ -76,19 +82,25 @@ void RestoreLocked() {
   PersistLocked();
 }
 
+// A single failure costs nothing: what is left is tried once more before it stays for a later recovery.
+void RestoreLocked() {
+  constexpr int kTries = 2;
+  for (int tries = 0; tries < kTries && !journal.IsEmpty(); ++tries) RestoreOnceLocked();
+}
+
 void LoadLocked() {
   std::string text;
   if (ReadTrustedFile(CommonDataFile(kFileName), kMaxBytes, text) != FileRead::Done) return;
   journal = ParseRouteJournal(text);
-  WriteLogLine("routes: recovering routes from disk backup");
+  WriteLogLine(journal.IsEmpty() ? "routes: unknown route backup" : "routes: recovering routes from disk backup");
 }
 
 }  // namespace
 
-void JournalReplacement(const GatewayRoute& route) noexcept {
-  Guarded([&] {
+bool JournalReplacement(const GatewayRoute& route) noexcept {
+  return Guarded(false, [&] {
     const std::lock_guard guard(journalLock);
-    JournalLocked(route);
+    return JournalLocked(route);
   });
 }
 

@@ -6,8 +6,9 @@
 
 namespace moorlak {
 
-// To be called before the routes to the destination are removed and this one is added.
-void JournalReplacement(const GatewayRoute& route) noexcept;
+// To be called before the routes to the destination are removed and this one is added. False when it is not known which
+// routes there are: they must then not be removed.
+bool JournalReplacement(const GatewayRoute& route) noexcept;
 
 // Removes what the session added and puts back what it took away; what the system refuses is kept for the next time.
 // Does nothing without a journal.

@@ -25,8 +25,8 @@ void OpenProxySharingFirewall(const std::vector<uint32_t>& ports) noexcept {
   });
 }
 
-void CloseProxySharingFirewall() noexcept {
-  Guarded([] { RunHiddenCommand(DeleteSharingRuleCommand(), kDeleteTimeoutMs, false); });
+bool CloseProxySharingFirewall() noexcept {
+  return Guarded(false, [] { return RunHiddenCommand(DeleteSharingRuleCommand(), kDeleteTimeoutMs, false); });
 }
 
 }  // namespace moorlak

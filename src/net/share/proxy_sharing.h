@@ -10,7 +10,8 @@ namespace moorlak {
 // the ports closed.
 void OpenProxySharingFirewall(const std::vector<uint32_t>& ports) noexcept;
 
-// Removes the rule, one of an earlier session as well. That there is none is no failure.
-void CloseProxySharingFirewall() noexcept;
+// Removes the rule, one of an earlier session as well. True when there was one and it is gone; false tells nothing:
+// there may have been none.
+bool CloseProxySharingFirewall() noexcept;
 
 }  // namespace moorlak

@@ -98,10 +98,10 @@ bool TunnelSession::WaitForEnd() {
 }
 
 std::vector<std::string> TunnelSession::LogLines() const {
-  static const std::regex duration(R"(\b[0-9]+ ?ms\b)");
+  static const std::regex duration(R"(\b[0-9]+( ?ms)\b)");
   std::vector<std::string> lines = log->Messages();
   for (std::string& line : lines) {
-    line = std::regex_replace(line, duration, "N ms");
+    line = std::regex_replace(line, duration, "N$1");
     line = Replaced(line, std::to_string(client.socksPort), "SOCKSPORT");
     line = Replaced(line, std::to_string(server.port), "SERVERPORT");
   }

@@ -69,7 +69,7 @@ MachineState FullMachine() {
   machine.tunnels = {{kServiceProcess, kTunnelGuid, 10807}};
   machine.wfp = Filters();
   machine.faults = {{"netsh", "metric", 2, "fail", 5, 1, true}};
-  machine.record = {40, 12, 13, true, 2, {"netsh what"}, {{39, kServiceProcess, "route"}}};
+  machine.record = {40, 12, 13, true, true, 2, {"netsh what"}, {{39, kServiceProcess, "route"}}};
   machine.nextIfIndex = 40;
   machine.serviceImage = "other.exe";
   machine.routeExitsZero = true;

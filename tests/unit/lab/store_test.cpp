@@ -243,6 +243,18 @@ TEST_F(MachineStore, EndsTheServiceAtAChangeOfAnotherProgram) {
   EXPECT_EQ(RuleCount(), 2U);
 }
 
+TEST_F(MachineStore, EndsTheServiceBeforeItsNthChange) {
+  EditMachine([](MachineState& state) {
+    state.record.killAtChange = 3;
+    state.record.killBefore = true;
+  });
+  const Child child(L"call Call 10");
+  EXPECT_EQ(child.ExitCode(), kKilled);
+  EXPECT_EQ(RuleCount(), 2U);
+  EXPECT_EQ(ReadMachine().record.changes, 3U);
+  EXPECT_TRUE(ReadCallLog().back().ends_with("-> killed, service ended")) << ReadCallLog().back();
+}
+
 TEST_F(MachineStore, ADynamicSessionsObjectsVanishWithItsProcess) {
   const Child child(L"session");
   EXPECT_EQ(child.ExitCode(), 0U);

@@ -1,0 +1,70 @@
+#!/usr/bin/env bash
+# The service is ended at its n-th change of the simulated machine, for every n, and started again; the machine must be
+# as before. Prints every point with the change, and at the end how many failed, with what was not put back.
+#   kill_sweep.sh [--path tun2socks|native] [--before] [--reboot] [--double]
+#     --before     the death comes in place of the change, after what was written ahead of it
+#     --reboot     the machine starts anew before the service does
+#     --double     the start after the death is ended, too, at each of its changes
+#     --every K    only each K-th change of the session
+#     --point N    only this one (with --double: with all deaths of its recovery)
+#     --jobs J     that many prefixes side by side, at most 8 (4)
+#     --name NAME  of the prefixes below the build folder (kill_sweep)
+#     --binaries FOLDER  a finished build; without it the release build is made
+source "$(dirname "$0")/common.sh"
+
+usage() {
+    sed -n '2,/^source/{/^#/s/^# \{0,1\}//p}' "$0"
+    exit 2
+}
+
+words='' jobs=4 name=kill_sweep binaries=''
+while [ $# -gt 0 ]; do
+    case $1 in
+    --path)
+        case ${2:-} in native) words+=' native' ;; tun2socks) ;; *) usage ;; esac
+        shift
+        ;;
+    --before | --reboot | --double) words+=" ${1#--}" ;;
+    --every | --point) words+=" ${1#--}=${2:?}" && shift ;;
+    --jobs) jobs=${2:?} && shift ;;
+    --name) name=${2:?} && shift ;;
+    --binaries) binaries=${2:?} && shift ;;
+    *) usage ;;
+    esac
+    shift
+done
+# One point is one job's.
+case $words in *point=*) jobs=1 ;; esac
+
+folder=$BUILD/results/$name
+rm -rf "$folder"
+mkdir -p "$folder"
+if [ -z "$binaries" ]; then
+    binaries=$BUILD/windows-release
+    { (cd "$ROOT" && cmake --preset windows-release -B "$binaries") &&
+        cmake --build "$binaries" --target moorlak_session_tests &&
+        "$ROOT/scripts/build_engine.sh" "$BUILD/engine"; } >"$folder/build.log" 2>&1 ||
+        { tail -n 40 "$folder/build.log"; exit 1; }
+fi
+wine_template >/dev/null
+
+pids=()
+for ((job = 0; job < jobs; job++)); do
+    MOORLAK_KILL_SWEEP=$words GTEST_TOTAL_SHARDS=$jobs GTEST_SHARD_INDEX=$job "$ROOT/scripts/run_session_tests.sh" \
+        "$BUILD/prefixes/${name}_$job" "$binaries" "$BUILD/engine" '--gtest_filter=*KillSweep*' 2>&1 |
+        tee "$folder/$job.log" | { grep --line-buffered '^point ' || true; } &
+    pids+=($!)
+done
+status=0
+for pid in "${pids[@]}"; do wait "$pid" || status=1; done
+
+# A session that came to its end is a run, but no point.
+points=$(cat "$folder"/[0-9]*.log | grep '^point ' | grep -vc ': the end: ' || true)
+failures=$(cat "$folder"/[0-9]*.log | grep -c '^point .*, NOT RESTORED' || true)
+say
+awk '/^point .*, NOT RESTORED/ { shown = 1; print; next } /^  [-+o]/ && shown { print; next } { shown = 0 }' \
+    "$folder"/[0-9]*.log | tr -d '\r'
+say "$points points, $failures failed"
+# Whatever else a run found wrong stands in its log.
+[ "$status" -eq 0 ] || { [ "$failures" -gt 0 ] || say "a run failed for another reason, see $folder"; exit 1; }
+for ((job = 0; job < jobs; job++)); do rm -rf "$BUILD/prefixes/${name}_$job"; done
