@@ -15,8 +15,10 @@ shift 3
 clone_prefix "$prefix"
 trap 'end_prefix "$prefix"' EXIT
 lab_install_session "$prefix" "$binaries" "$engine"
-lab_copy "$binaries/tests/session/moorlak_session_tests.exe" "$prefix/drive_c/Program Files/Moorlak"
+program=${MOORLAK_SESSION_PROGRAM:-moorlak_session_tests}
+lab_copy "$binaries/tests/session/$program.exe" "$prefix/drive_c/Program Files/Moorlak"
+[ "$program" != moorlak_session_bench ] || lab_copy "$binaries/lab/moorlak_meter.dll" "$prefix/drive_c/Program Files/Moorlak"
 export WINEPREFIX=$prefix
 status=0
-"$WINE" 'C:\Program Files\Moorlak\moorlak_session_tests.exe' "$@" || status=$?
+"$WINE" "C:\\Program Files\\Moorlak\\$program.exe" "$@" || status=$?
 exit "$status"

@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# bench_session.sh [RUNS [BINARIES ENGINE]]: what of a connect's and a disconnect's time is the service's own, step by
+# step, as markdown tables, from so many sessions (5) on either path of the simulated machine. Without BINARIES and
+# ENGINE it builds what it needs. Run it on a machine that has nothing else to do.
+source "$(dirname "$0")/common.sh"
+
+runs=${1:-5} binaries=${2:-} engine=${3:-$BUILD/engine}
+if [ -z "$binaries" ]; then
+    binaries=$BUILD/windows-release
+    (cd "$ROOT" && cmake --preset windows-release -B "$binaries") >/dev/null
+    cmake --build "$binaries" --target moorlak_session_bench >/dev/null
+    "$ROOT/scripts/build_engine.sh" "$engine" >/dev/null
+fi
+prefix=$BUILD/prefixes/bench_session
+status=0
+MOORLAK_BENCH_RUNS=$runs MOORLAK_SESSION_PROGRAM=moorlak_session_bench "$ROOT/scripts/run_session_tests.sh" \
+    "$prefix" "$binaries" "$engine" || status=$?
+rm -rf "$prefix"
+exit "$status"
