@@ -19,8 +19,8 @@ constexpr int kSlices = 8;
 constexpr int kShortStep = 11;
 // Far more calls than any session makes.
 constexpr int kMostCalls = 2000;
-// For a function ERROR_ACCESS_DENIED; for a program an exit code as bad as any.
-constexpr uint32_t kRefused = 5;
+// E_ACCESSDENIED, which is a failure to whoever looks for an error number, an exit code or, of COM, a negative number.
+constexpr uint32_t kRefused = 0x80070005;
 // The longest way to the end of a connect: all time-outs of its steps.
 constexpr std::chrono::seconds kOutcomePatience{120};
 // The restore in the background runs a few commands.
