@@ -5,7 +5,6 @@
 #include <exception>
 #include <mutex>
 #include <thread>
-#include <utility>
 
 namespace moorlak {
 namespace {
@@ -24,7 +23,7 @@ void RunCounted(const std::function<void()>& work) noexcept {
 
 }  // namespace
 
-void RunInBackground(std::function<void()> work) noexcept {
+void RunInBackground(const std::function<void()>& work) noexcept {
   ++runningCommands;
   try {
     std::thread([work] { RunCounted(work); }).detach();

@@ -8,7 +8,7 @@ namespace moorlak {
 
 // Runs the work on a thread of its own, or here when there is none to be had. It counts from before this returns until
 // after its last act. The work owns what it uses and throws nothing.
-void RunInBackground(std::function<void()> work) noexcept;
+void RunInBackground(const std::function<void()>& work) noexcept;
 
 // Waits until no background command runs, for at most about the limit, in steps of 100 ms and at least one look.
 void WaitForBackgroundCommands(uint32_t limitMs) noexcept;
