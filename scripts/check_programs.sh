@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # check_programs.sh BINARIES: the shipped programs need nothing beside Windows and carry its protections.
 source "$(dirname "$0")/common.sh"
+# Libraries of Windows itself.
+WINDOWS='advapi32|fwpuclnt|iphlpapi|kernel32|msvcrt|ole32|oleaut32|setupapi|shell32|user32|winhttp|wininet|ws2_32|api-ms-win-.*'
 status=0
 for program in "$1/src/moorlak_service.exe" "$1/client/moorlakctl.exe"; do
     dump=$(x86_64-w64-mingw32-objdump -p "$program")
@@ -9,7 +11,7 @@ for program in "$1/src/moorlak_service.exe" "$1/client/moorlakctl.exe"; do
         grep -q "$flag" <<<"$dump" || { say "${program##*/}: no $flag"; status=1; }
     done
     foreign=$(sed -n 's/.*DLL Name: //p' <<<"$dump" | tr '[:upper:]' '[:lower:]' |
-        grep -vE '^(advapi32|kernel32|msvcrt|wininet|ws2_32|user32|shell32|api-ms-win-.*)\.dll$' || true)
+        grep -vxE "($WINDOWS)\.dll" || true)
     [ -z "$foreign" ] || { say "${program##*/} needs $foreign"; status=1; }
     grep -q '^\.reloc' <<<"$(x86_64-w64-mingw32-objdump -h "$program" | awk '{print $2}')" ||
         { say "${program##*/}: no relocations, so its address is not random"; status=1; }
