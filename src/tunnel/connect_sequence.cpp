@@ -65,6 +65,7 @@ void GiveUp(VpnService& service, const ConnectStep& step, const StepResult& resu
     WriteLogLine(result.text);
     if (result.diagnose) LogConnectDiagnostics(service.routes.physicalGateway, service.routes.serverBypassIp);
   }
+  WriteStandardErrorLine(std::string("VPN Service: Connect ended at the step: ") + step.name);
   if (quiet || step.rollback == Rollback::Engines) StopEngines(service);
   service.running = false;
 }

@@ -87,21 +87,18 @@ void RemoveStaged(VpnService& service) {
   RemoveStagedConfig(service.staged);
 }
 
-struct DisconnectStep {
-  const char* name;
-  void (*run)(VpnService& service);
-};
+using DisconnectStep = void (*)(VpnService& service);
 
 constexpr DisconnectStep kDisconnectSteps[] = {
-    {"request the end", RequestEnd},
-    {"end the engines", EndAllEngines},
-    {"clear the status", ClearStatus},
-    {"drop the tunnel's route", DropTunnelRoute},
-    {"drop the filters", DropFilters},
-    {"end the session thread", EndSessionThread},
-    {"clean up the network", CleanupNetworkConfiguration},
-    {"await background commands", AwaitBackground},
-    {"remove the staged configuration", RemoveStaged},
+    RequestEnd,
+    EndAllEngines,
+    ClearStatus,
+    DropTunnelRoute,
+    DropFilters,
+    EndSessionThread,
+    CleanupNetworkConfiguration,
+    AwaitBackground,
+    RemoveStaged,
 };
 
 }  // namespace
@@ -119,7 +116,7 @@ void StopVpn(VpnService& service, bool userRequested) noexcept {
   if (!service.startedOnce) return;
   using Clock = std::chrono::steady_clock;
   const Clock::time_point begin = Clock::now();
-  for (const DisconnectStep& step : kDisconnectSteps) Guarded([&] { step.run(service); });
+  for (const DisconnectStep step : kDisconnectSteps) Guarded([&] { step(service); });
   const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
   Guarded([&] { WriteLogLine("Stop completed in " + std::to_string(elapsed.count()) + "ms"); });
   if (userRequested) {

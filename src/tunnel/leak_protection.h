@@ -21,10 +21,11 @@ struct LeakProtection {
 };
 
 // False when the protection is not complete: the session must then not be called connected. What was changed until then
-// is undone by RemoveDnsProtection, or after a crash by RecoverOrphanedNetworkState.
+// is undone by the session's clean-up (tunnel/disconnect.h), or after a crash by RecoverOrphanedNetworkState.
 bool ApplyDnsLeakProtection(const LeakProtection& wanted, const std::atomic<bool>& running) noexcept;
 
-// Undoes all of it; without a backup in memory, by the one on disk. Safe at any time.
+// Undoes all of it at once; without a backup in memory, by the one on disk. Safe at any time. A disconnect does not use
+// it: there the filters go first and DNS comes back in the background.
 void RemoveDnsProtection() noexcept;
 
 // Identifies the latest apply: what restores later, on another thread, carries it along.

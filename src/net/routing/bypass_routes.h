@@ -9,8 +9,8 @@
 
 namespace moorlak {
 
-// What a session knows about its way around the tunnel. Dotted quads. The session's thread owns it while it lives; the
-// disconnect has it after that thread has ended.
+// What a session knows about its way around the tunnel. Dotted quads. It belongs to the session's thread; what is
+// undone stands in the route journal.
 struct BypassRoutes {
   // Found once, then used by everybody. Empty until then.
   std::string physicalGateway;
