@@ -4,7 +4,7 @@ set -euo pipefail
 
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 BUILD=${MOORLAK_BUILD:-$ROOT/build}
-WINE=/usr/lib/wine/wine64
+WINE=$ROOT/scripts/wine.sh
 WINESERVER=/usr/lib/wine/wineserver64
 
 export WINEDEBUG=${WINEDEBUG:--all}

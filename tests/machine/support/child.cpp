@@ -15,20 +15,6 @@ std::wstring NewOutputFile() {
   return (std::filesystem::temp_directory_path() / name).wstring();
 }
 
-// On a loaded machine Wine loses about one process in some thousands as it starts, and answers "internal error".
-bool CreateChild(const std::wstring& commandLine, STARTUPINFOW& startup, PROCESS_INFORMATION& information) {
-  constexpr int kAttempts = 3;
-  for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    std::wstring command = commandLine;
-    if (CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr, nullptr, &startup,
-                       &information)) {
-      return true;
-    }
-    if (GetLastError() != ERROR_INTERNAL_ERROR) break;
-  }
-  return false;
-}
-
 }  // namespace
 
 Child::~Child() {
@@ -50,7 +36,10 @@ Child StartProgram(const std::wstring& commandLine, HANDLE standardInput) {
   startup.hStdOutput = output.Get();
   startup.hStdError = output.Get();
   PROCESS_INFORMATION information{};
-  EXPECT_TRUE(CreateChild(commandLine, startup, information)) << "error " << GetLastError();
+  std::wstring command = commandLine;
+  EXPECT_TRUE(CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr, nullptr,
+                             &startup, &information))
+      << "error " << GetLastError();
   child.process = KernelHandle(information.hProcess);
   child.processId = information.dwProcessId;
   const KernelHandle thread(information.hThread);
