@@ -21,6 +21,7 @@ step "making the Wine prefix" wine_template
 
 check "format" "$ROOT/scripts/check_format.sh"
 check "clang-tidy" "$ROOT/scripts/check_tidy.sh"
+check "configurations that ./run refuses" "$ROOT/scripts/check_demo.sh"
 check "program headers" "$ROOT/scripts/check_programs.sh" "$BUILD/windows-release"
 
 native_suite "core, natively under ASan and UBSan" native-asan/tests/moorlak_core_tests
@@ -48,5 +49,6 @@ wine_suite "shell, under Wine" windows-debug/tests/moorlak_shell_tests.exe
 network_suite "network parts on the simulated machine" 2
 machine_suite "the shipped service, under Wine's service control manager" 2
 session_suite "whole sessions on the simulated machine" 4
+check "./run with a configuration of one's own" "$ROOT/scripts/check_demo.sh" --whole '^tunnel vless_ws_tls'
 
 finish
