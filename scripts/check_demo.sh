@@ -49,7 +49,7 @@ refused() {
 }
 
 usage_and_refusals() {
-    expect "unknown word" 2 'proxy mode' '^Shows the real thing' -- --what
+    expect "unknown word" 2 '^Exit code 0' '^Shows the real thing' -- --what
     expect "no such file" 2 '^cannot read /no/such\.json$' -- /no/such.json
     expect "a folder" 2 '^cannot read ' -- --native-tun "$ROOT/tests"
     expect "two files" 2 '^one configuration at most' -- --proxy a.json b.json

@@ -1,64 +1,55 @@
 #!/usr/bin/env bash
 # The service in proxy mode, end to end, with every step printed as it happens; see ./run --proxy.
+#   demo_proxy.sh [my-config.json]
 source "$(dirname "$0")/common.sh"
+source "$ROOT/scripts/lab.sh"
 source "$ROOT/scripts/demo_common.sh"
+source "$ROOT/scripts/demo_config.sh"
 
-config=${1:-}
-if [ -n "$config" ]; then
-    [ -r "$config" ] || { say "cannot read $config"; exit 2; }
-    config=$(readlink -f "$config")
+words=("$@") config=''
+own_file "$@"
+if [ -z "${MOORLAK_OWN_NETWORK:-}" ]; then
+    install_packages
+    read_config "$config" proxy
+    build_for_demo moorlak_service moorlakctl
 fi
-build_for_demo moorlak_service moorlakctl
+own_network "$0" "${words[@]}"
+
 say "making a Windows machine (Wine prefix)"
-prefix=$BUILD/prefixes/demo
+raise_network
 end_prefix "$prefix"
 clone_prefix "$prefix"
 install_product "$prefix" "$BUILD/windows-release" "$BUILD/engine"
+lab_install_server "$prefix" "$BUILD/engine"
 export WINEPREFIX=$prefix
 
-work=$prefix/demo
-mkdir -p "$work"
 RESTORED="system proxy as before, no engine, no staged file."
 settings='HKCU\Software\Microsoft\Windows\CurrentVersion\Internet Settings'
 proxy_settings() { wine reg query "$settings" /s; }
 system_proxy() { wine reg query "$settings" /v ProxyServer | sed -n 's/.*REG_SZ *//p'; }
 proxy_is_set() { system_proxy | grep -q 'socks=localhost:'; }
+proxy_is_set_or_session_over() { proxy_is_set || ended "$client"; }
 bytes_are_counted() { [ "$(status_field down)" -ge 5242880 ]; }
+
+start_web
+start_server "$web"
+# A direct outbound finds the web server where it is; behind a server every name leads there.
+page=http://download.example.com
+[ "$(planned '.servers | length')" -gt 0 ] || page=http://$web
+say "a web server plays the internet: $page"
+
 trap conclude EXIT
-
-"$BUILD/engine/web" serve -portfile "$work/port" >/dev/null &
-helpers+=($!)
-wait_for 10 test -s "$work/port"
-page=http://127.0.0.1:$(cat "$work/port")
-say "a web server serves $page on loopback"
-
-if [ -z "$config" ]; then
-    config=$work/config.json
-    # A port that was free a moment ago: the demonstration must not collide with a proxy of yours.
-    "$BUILD/engine/web" freeport >"$work/socks"
-    cat >"$config" <<JSON
-{
-  "log": { "loglevel": "warning" },
-  "inbounds": [
-    { "tag": "in_proxy", "listen": "127.0.0.1", "port": $(cat "$work/socks"), "protocol": "socks",
-      "settings": { "udp": false } }
-  ],
-  "outbounds": [ { "tag": "proxy", "protocol": "freedom" } ]
-}
-JSON
-fi
-
 proxy_settings >"$work/proxy.before"
 start_service
+start_session --proxy
 
-ctl start --proxy "Z:${config//\//\\}" >"$work/client.log" &
-tunnel_client=$!
-helpers+=("$tunnel_client")
-if wait_for 30 tunnel_is_up && wait_for 30 proxy_is_set; then
+wait_for 30 session_is_up_or_over || true
+wait_for 30 proxy_is_set_or_session_over || true
+if tunnel_is_up && proxy_is_set; then
     say "proxy mode is up: $(ctl status)"
     say "the system proxy is now $(system_proxy)"
     # A look that does not find the engine now would prove nothing by finding none later.
-    engine_runs || failures+=("the engine was not seen running")
+    program_runs 'xray\.exe' || failures+=("the engine was not seen running")
     socks=127.0.0.1:$(system_proxy | sed -n 's/.*socks=localhost:\([0-9]*\).*/\1/p')
     # An engine listens a moment after its start; the system proxy is set half a second later.
     if "$BUILD/engine/web" fetch -socks "$socks" "$page/" >"$work/page.json" 2>"$work/page.err" &&
@@ -67,25 +58,22 @@ if wait_for 30 tunnel_is_up && wait_for 30 proxy_is_set; then
         say "5 MiB through the engine:   $(cat "$work/large.json")"
         wait_for 20 bytes_are_counted || failures+=("the traffic was not counted")
     else
-        say "no page came through this configuration: $(cat "$work/page.err")"
-        # Yours may lead elsewhere than to this machine's loopback.
-        [ -n "${1:-}" ] || failures+=("no page came through")
+        failures+=("no page came through: $(cat "$work/page.err")")
     fi
     say "status shows the bytes:     $(ctl status)"
 else
     say "proxy mode did not come up; the client says:"
-    cat "$work/client.log"
-    failures+=("proxy mode did not come up")
+    sed 's/^/    /' "$work/client.log"
+    failures+=("proxy mode did not come up: $(session_failure)")
 fi
 
-ctl stop >/dev/null
-wait "$tunnel_client" || true
-say "stopped: $(ctl status)"
+stop_session
 stop_service
 
 proxy_settings >"$work/proxy.after"
 difference=$(diff "$work/proxy.before" "$work/proxy.after") || problems+=("the system proxy differs: $difference")
 [ ! -e "$prefix/drive_c/ProgramData/Moorlak/proxy_restore.v1" ] || problems+=("a restore file is left")
 [ -z "$(find "$prefix/drive_c" -path '*flutter_vless*' -name '*.json')" ] || problems+=("a staged file is left")
-! engine_runs || problems+=("an engine still runs")
-say "the tunnel log is $prefix/drive_c/ProgramData/Moorlak/logs/tunnel.log"
+! program_runs 'xray\.exe' || problems+=("an engine still runs")
+looked=1
+say "the tunnel log is $log"

@@ -60,10 +60,24 @@ lab_install() {
     rm -f "$prefix/drive_c/moorlak-lab.reg"
 }
 
+# lab_install_server PREFIX ENGINE: the engine at the other end, in a folder of its own outside the product's, and what
+# the product's needs to reach it.
+lab_install_server() {
+    local folder="$1/drive_c/Program Files/Moorlak/xray" server="$1/drive_c/moorlak-server"
+    # One list each, "private": 10.0.0.0/8 and the full name "localhost" (Protocol Buffers' encoding).
+    printf '\x0a\x13\x0a\x07PRIVATE\x12\x08\x0a\x04\x0a\x00\x00\x00\x10\x08' >"$folder/geoip.dat"
+    printf '\x0a\x18\x0a\x07PRIVATE\x12\x0d\x08\x03\x12\x09localhost' >"$folder/geosite.dat"
+    # The server's address is on the loopback interface, but none that the engine takes for loopback.
+    printf '{"leaveLoopback": true}\n' >"$folder/engine_faults.json"
+    mkdir -p "$server"
+    rm -f "$server/server.exe"
+    cp "$2/xray.exe" "$server/server.exe"
+}
+
 # lab_install_session PREFIX BINARIES ENGINE: everything that a session of the shipped service needs. Wants common.sh's
-# install_product. The tests' server is an engine in a folder of its own, outside the product's.
+# install_product.
 lab_install_session() {
-    local prefix=$1 binaries=$2 engine=$3 folder="$1/drive_c/Program Files/Moorlak" server="$1/drive_c/moorlak-server" file
+    local prefix=$1 binaries=$2 engine=$3 folder="$1/drive_c/Program Files/Moorlak" file
     install_product "$prefix" "$binaries" "$engine"
     lab_install "$prefix" "$binaries" moorlak_service.exe
     for file in "$binaries"/lab/programs/{tun2socks,machine_link}.exe "$binaries/lab/stand_in/wintun.dll"; do
@@ -71,14 +85,7 @@ lab_install_session() {
     done
     # The product looks into "xray" first; one copy leaves no doubt.
     rm -f "$folder/wintun.dll"
-    # One list each, "private": 10.0.0.0/8 and the full name "localhost" (Protocol Buffers' encoding).
-    printf '\x0a\x13\x0a\x07PRIVATE\x12\x08\x0a\x04\x0a\x00\x00\x00\x10\x08' >"$folder/xray/geoip.dat"
-    printf '\x0a\x18\x0a\x07PRIVATE\x12\x0d\x08\x03\x12\x09localhost' >"$folder/xray/geosite.dat"
-    # The server's address is on the loopback interface, but none that the engine takes for loopback.
-    printf '{"leaveLoopback": true}\n' >"$folder/xray/engine_faults.json"
-    mkdir -p "$server"
-    rm -f "$server/server.exe"
-    cp "$engine/xray.exe" "$server/server.exe"
+    lab_install_server "$prefix" "$engine"
 }
 
 # labctl PREFIX WORDS...: the machine of a prefix.
