@@ -88,7 +88,7 @@ start_web() {
     rm -f "$work/port"
     "$BUILD/engine/web" serve -portfile "$work/port" >/dev/null &
     helpers+=($!)
-    wait_for 10 test -s "$work/port"
+    wait_for 30 test -s "$work/port"
     web=127.0.0.1:$(cat "$work/port")
 }
 

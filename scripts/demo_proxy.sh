@@ -56,7 +56,7 @@ if tunnel_is_up && proxy_is_set; then
         "$BUILD/engine/web" fetch -socks "$socks" "$page/bytes/5242880" >"$work/large.json" 2>"$work/page.err"; then
         say "a page through the engine:  $(cat "$work/page.json")"
         say "5 MiB through the engine:   $(cat "$work/large.json")"
-        wait_for 20 bytes_are_counted || failures+=("the traffic was not counted")
+        wait_for 60 bytes_are_counted || failures+=("the traffic was not counted")
     else
         failures+=("no page came through: $(cat "$work/page.err")")
     fi

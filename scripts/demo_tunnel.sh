@@ -69,7 +69,7 @@ if tunnel_is_up; then
         >"$work/large.json" 2>"$work/page.err" || failures+=("the download failed: $(cat "$work/page.err")")
     say "8 MiB through the tunnel: $(cat "$work/large.json")"
     say "status: $(ctl status)"
-    wait_for 20 bytes_are_counted || failures+=("the traffic was not counted")
+    wait_for 60 bytes_are_counted || failures+=("the traffic was not counted")
     say "status: $(ctl status)"
     say "the machine while protected, what differs:"
     diff "$work/before" <(dump) | sed 's/^/    /' || true
