@@ -107,11 +107,14 @@ stop_session() {
     say "stopped: $(ctl status)"
 }
 
+# What the client said of its own; lines of the tunnel log begin with their time.
+client_words() { tr -d '\r' <"$work/client.log" | grep -avE '^20[0-9-]+ [0-9:]+ ' || true; }
+
 # What the service complained of, else what the client said last.
 session_failure() {
     local reason
     reason=$({ tr -d '\r' <"$log" | grep -ao 'ERROR: .*' | awk 'NR > 1 { printf " / " } { printf "%s", $0 }'; } 2>/dev/null || true)
-    [ -n "$reason" ] || reason=$(tr -d '\r' <"$work/client.log" | grep -v '^The whole log' | tail -n 1)
+    [ -n "$reason" ] || reason=$(client_words | grep -v '^The whole log' | tail -n 1)
     printf '%s' "$reason"
 }
 

@@ -63,7 +63,7 @@ if tunnel_is_up && proxy_is_set; then
     say "status shows the bytes:     $(ctl status)"
 else
     say "proxy mode did not come up; the client says:"
-    sed 's/^/    /' "$work/client.log"
+    client_words | sed 's/^/    /'
     failures+=("proxy mode did not come up: $(session_failure)")
 fi
 

@@ -75,7 +75,7 @@ if tunnel_is_up; then
     diff "$work/before" <(dump) | sed 's/^/    /' || true
 else
     say "the tunnel did not come up; the client says:"
-    sed 's/^/    /' "$work/client.log"
+    client_words | sed 's/^/    /'
     failures+=("the tunnel did not come up: $(session_failure)")
 fi
 

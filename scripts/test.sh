@@ -49,6 +49,6 @@ wine_suite "shell, under Wine" windows-debug/tests/moorlak_shell_tests.exe
 network_suite "network parts on the simulated machine" 2
 machine_suite "the shipped service, under Wine's service control manager" 2
 session_suite "whole sessions on the simulated machine" 4
-check "./run with a configuration of one's own" "$ROOT/scripts/check_demo.sh" --whole '^tunnel vless_ws_tls'
+check "./run with a configuration of one's own" "$ROOT/scripts/check_demo.sh" --whole '^tunnel trojan_tls'
 
 finish
