@@ -95,7 +95,16 @@ whole_runs() {
         '^It did NOT all work: the tunnel did not come up: ERROR: .*Everything was put back' -- "$ROOT/tests/demo/no_socks_inbound.json"
     expect "proxy mode whose engine listens elsewhere" 1 '^It did NOT all work: no page came through' \
         -- --proxy "$ROOT/tests/demo/no_socks_inbound.json"
-    MOORLAK_DEMO_FAULT='fail route --argument 172.16.0.0 --code 1' expect "a lost command" 1 \
+    # The service knows one server, the first that the text names.
+    expect "tunnel with a server that has no way around it" 1 \
+        "^It did NOT all work: the engine's connection to 203\.0\.113\.100 would leave by the tunnel itself" \
+        -- "$ROOT/tests/demo/two_servers.json"
+    expect "tunnel with another outbound's server in front" 1 \
+        "^It did NOT all work: the engine's connection to 203\.0\.113\.100 would leave by the tunnel itself" \
+        -- "$ROOT/tests/demo/spare_server_first.json"
+    expect "proxy mode with two servers" 0 '^Everything was put back: ' '^5 MiB through the engine: .*"bytes":5242880' \
+        -- --proxy "$ROOT/tests/demo/two_servers.json"
+    MOORLAK_DEMO_FAULT='fail route --argument 172.16.0.0 --nth 0 --code 1' expect "a lost command" 1 \
         '^It did NOT all work: commands were lost, [0-9]+ of them: CMD exit=1: route ADD 172\.16\.0\.0 .*Everything was put back' --
 }
 

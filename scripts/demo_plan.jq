@@ -104,10 +104,12 @@ def notes:
        | "the engine here does not know the flow \(tojson): both ends speak without it"]
   | unique;
 
-# Names of the service's own data that it makes routes for; each gets an address of its own.
-def metadataNames:
+# Names that the service looks up besides: of its own data, and of other outbounds' servers, of which it may take one for
+# the server. Each gets an address of its own.
+def otherNames:
   (.moorlakMeta // {}) as $meta
-  | [$meta.panelHost, $meta.directDomains[]? | strings | ascii_downcase | select(isName and . != "localhost")] | unique;
+  | [$meta.panelHost, $meta.directDomains[]?, (.outbounds[]?.settings? | (.vnext?, .servers?) | .[]?.address?)]
+  | map(strings | ascii_downcase | select(isName and . != "localhost")) | unique;
 
 # Those that the configuration gives the engine, and those that the service gives it otherwise.
 def nameServers:
@@ -121,7 +123,7 @@ def lists($kind):
 def hosts($servers):
   [$servers[] | select(.address | isName) | {name: (.address | ascii_downcase), ip}] as $served
   | ($served | unique)
-    + [(metadataNames - [$served[].name])[:100] | to_entries[] | {name: .value, ip: "198.51.100.\(101 + .key)"}];
+    + [(otherNames - [$served[].name])[:100] | to_entries[] | {name: .value, ip: "198.51.100.\(101 + .key)"}];
 
 def plan:
   . as $config

@@ -47,6 +47,16 @@ say "a web server plays the internet behind it"
 # shellcheck disable=SC2086
 [ -z "${MOORLAK_DEMO_FAULT:-}" ] || labctl "$prefix" fault $MOORLAK_DEMO_FAULT >/dev/null
 
+# On a real machine the engine's own connections must not end up in the tunnel that they carry.
+look_at_ways_to_servers() {
+    local server way
+    for server in $(planned '[.servers[].ip] | unique[]'); do
+        way=$(labctl "$prefix" egress "$server" 2>/dev/null | tr -d '\r')
+        say "the engine's connection to its server $server leaves by: ${way%% *}"
+        [ "${way%% *}" = direct ] || failures+=("the engine's connection to $server would leave by the tunnel itself")
+    done
+}
+
 trap conclude EXIT
 start_service
 dump >"$work/before"
@@ -62,6 +72,7 @@ wait_for 90 session_is_up_or_over || true
 if tunnel_is_up; then
     say "the tunnel is up, $(program_runs 'tun2socks\.exe' && printf 'through tun2socks' ||
         printf "through the engine's own tunnel inbound"): $(ctl status)"
+    look_at_ways_to_servers
     read -r way port < <(labctl "$prefix" egress download.example.com 2>/dev/null | tr -d '\r')
     say "a download of a user's now leaves by: $way"
     [ "$way" = tunnel ] || failures+=("a download would not go through the tunnel")
