@@ -71,6 +71,7 @@ usage_and_refusals() {
     refused grpc 'does not know the transport "grpc"' --proxy
     refused chained 'goes through another outbound, "other"'
     refused own_certificate 'trusts only a certificate of its own'
+    refused strange_tls_name '"a,DNS:b" is no name that a certificate could bear'
     refused tls_without_name 'names no server for its TLS'
 }
 
@@ -111,4 +112,5 @@ whole_runs() {
 usage_and_refusals
 [ -z "$whole" ] || whole_runs
 say "$passed passed, $failed failed"
-[ "$failed" -eq 0 ]
+[ "$failed" -eq 0 ] || exit 1
+rm -rf "$BUILD/prefixes/$MOORLAK_DEMO_NAME" "${BUILD:?}/$MOORLAK_DEMO_NAME"

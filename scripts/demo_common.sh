@@ -40,7 +40,6 @@ wine() { "$WINE" "$@" 2>/dev/null | tr -d '\r' || true; }
 ctl() { wine "$folder\\moorlakctl.exe" "$@"; }
 status_field() { ctl status --json | jq -r ".$1"; }
 tunnel_is_up() { [ "$(status_field tunnel)" = true ]; }
-tunnel_is_over() { [ "$(status_field running)" = false ]; }
 service_answers() { ctl ping | grep -q answered; }
 service_is_stopped() { wine sc query MoorlakTunnel | grep -q STOPPED; }
 

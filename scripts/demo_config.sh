@@ -35,7 +35,7 @@ refuse_config() {
     say "quic, with TLS or without, as far as its engine (V2Ray 4.34) knows them."
     say "Its own server: address $own_server, port $own_port, user $own_user. The outbound for it:"
     own_outbound | jq . | sed 's/^/    /'
-    say "$config cannot be shown: $1"
+    say "${config:-its own configuration} cannot be shown: $1"
     exit 1
 }
 
@@ -44,6 +44,8 @@ refuse_config() {
 read_config() {
     local mode=$2 reason
     mkdir -p "$work"
+    # A user's configuration has passwords in it.
+    chmod 700 "$work"
     if [ -z "$1" ]; then own_config >"$work/config.json"; else cp "$1" "$work/config.json"; fi
     reason=$(jq -s 'if length == 1 then empty else error("\(length) values in place of one") end' \
         "$work/config.json" 2>&1) ||
@@ -79,7 +81,7 @@ raise_network() {
     for address in $(planned '[.servers[].ip, .nameServers[]] | unique[]'); do
         case $address in 127.* | ::1) ;; *) ip addr add "$address" dev lo ;; esac
     done
-    { cat /etc/hosts && planned '.hosts[] | "\(.ip) \(.name)"'; } >"$work/hosts"
+    { cat /etc/hosts && echo && planned '.hosts[] | "\(.ip) \(.name)"'; } >"$work/hosts"
     mount --bind "$work/hosts" /etc/hosts
     [ "$(planned '.tlsNames | length')" -eq 0 ] || make_certificate
 }

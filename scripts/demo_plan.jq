@@ -92,6 +92,8 @@ def checkedOutbound:
     elif .proxySettings.tag then refuse("its \(named) goes through another outbound, \(.proxySettings.tag | tojson)")
     elif usesTls and (.streamSettings.tlsSettings.disableSystemRoot or (.streamSettings.tlsSettings.certificates // []) != [])
     then refuse("its \(named) trusts only a certificate of its own")
+    elif usesTls and (.streamSettings.tlsSettings.serverName // "" | . != "" and (isName or isDotted | not))
+    then refuse("\(.streamSettings.tlsSettings.serverName | tojson) is no name that a certificate could bear")
     elif usesTls and (.streamSettings.tlsSettings.serverName // "") == "" and any(servers[]; .address | isName | not)
     then refuse("its \(named) names no server for its TLS (\"serverName\"), which the engine here needs beside an address")
     else . end;
