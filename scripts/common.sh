@@ -68,6 +68,17 @@ clone_prefix() {
     rm -f "$target/wineserver"
 }
 
+# check_heaps PREFIX PROGRAM.exe...: in a prefix in which nothing runs yet, these programs fill what they free and watch
+# the ends of their blocks ("GFlags flag table" on Microsoft Learn: heap tail, free and parameter checking). It is what
+# WINEDEBUG=warn+heap does for all programs, and does not depend on where their standard error goes.
+check_heaps() {
+    local prefix=$1 program
+    shift
+    for program in "$@"; do
+        printf '\n[Software\\\\Microsoft\\\\Windows NT\\\\CurrentVersion\\\\Image File Execution Options\\\\%s]\n"GlobalFlag"=dword:00000070\n' "$program"
+    done >>"$prefix/system.reg"
+}
+
 # Ends what runs in a prefix, and only there.
 end_prefix() {
     [ -d "$1" ] || return 0

@@ -11,6 +11,7 @@ fi
 binaries=$(realpath "$1") engine=$(realpath "$2") prefix=$(realpath -m "$3")
 shift 3
 clone_prefix "$prefix"
+check_heaps "$prefix" moorlak_service.exe moorlakctl.exe
 install_product "$prefix" "$binaries" "$engine"
 # The same folder in another spelling, for the rule that letter case does not matter: Wine shows every program's path as
 # it stands on the disk, so only a second folder can differ.

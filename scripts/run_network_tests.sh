@@ -13,8 +13,9 @@ fi
 prefix=$(realpath -m "$1") binaries=$(realpath "$2")
 shift 2
 clone_prefix "$prefix"
-trap 'end_prefix "$prefix"' EXIT
 programs=(moorlak_network_tests.exe protection_child.exe)
+check_heaps "$prefix" "${programs[@]}"
+trap 'end_prefix "$prefix"' EXIT
 lab_install "$prefix" "$binaries" "${programs[@]}"
 for program in "${programs[@]}"; do
     lab_copy "$binaries/tests/network/$program" "$prefix/drive_c/Program Files/Moorlak"

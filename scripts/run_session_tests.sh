@@ -13,9 +13,11 @@ fi
 prefix=$(realpath -m "$1") binaries=$(realpath "$2") engine=$(realpath "$3")
 shift 3
 clone_prefix "$prefix"
+program=${MOORLAK_SESSION_PROGRAM:-moorlak_session_tests}
+# A benchmark is one of the service as it runs elsewhere.
+[ "$program" = moorlak_session_bench ] || check_heaps "$prefix" moorlak_service.exe moorlakctl.exe
 trap 'end_prefix "$prefix"' EXIT
 lab_install_session "$prefix" "$binaries" "$engine"
-program=${MOORLAK_SESSION_PROGRAM:-moorlak_session_tests}
 lab_copy "$binaries/tests/session/$program.exe" "$prefix/drive_c/Program Files/Moorlak"
 [ "$program" != moorlak_session_bench ] || lab_copy "$binaries/lab/moorlak_meter.dll" "$prefix/drive_c/Program Files/Moorlak"
 export WINEPREFIX=$prefix

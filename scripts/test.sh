@@ -20,6 +20,7 @@ step "building the fuzz targets" build_preset fuzz \
 step "making the Wine prefix" wine_template
 
 check "format" "$ROOT/scripts/check_format.sh"
+check "no thread_local variables" "$ROOT/scripts/check_threads.sh"
 check "clang-tidy" "$ROOT/scripts/check_tidy.sh"
 check "configurations that ./run refuses" "$ROOT/scripts/check_demo.sh"
 check "program headers" "$ROOT/scripts/check_programs.sh" "$BUILD/windows-release"

@@ -84,6 +84,7 @@ wine_suite() {
     local title=$1 program=$BUILD/$2 name=wine_${2##*/} status=0 prefix
     prefix=$BUILD/prefixes/$name
     clone_prefix "$prefix"
+    check_heaps "$prefix" "${program##*/}"
     WINEPREFIX=$prefix timeout 900 "$WINE" "$program" --gtest_output="json:Z:${RESULTS//\//\\}\\$name.json" \
         >"$RESULTS/$name.log" 2>&1 || status=$?
     end_prefix "$prefix"

@@ -34,6 +34,12 @@ TEST(Lifecycle, RunsUnderTheServiceControlManagerAndStops) {
   EXPECT_EQ(messages.back(), "MoorlakTunnel: stopped");
 }
 
+// Every end of the service in these tests is one with a checked heap.
+TEST(Lifecycle, TheServicesHeapIsChecked) {
+  StartTunnelService();
+  EXPECT_TRUE(ServiceChecksItsHeap());
+}
+
 TEST(Lifecycle, IgnoresOtherControls) {
   StartTunnelService();
   EXPECT_EQ(ControlTunnelService(SERVICE_CONTROL_INTERROGATE), NO_ERROR);

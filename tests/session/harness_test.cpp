@@ -17,6 +17,11 @@ TEST_F(Harness, TheServiceSetsUpItsAdapterOnTheMachine) {
   EXPECT_FALSE(Status().running);
 }
 
+// A session that writes into freed memory ends the service, and so fails its test.
+TEST_F(Harness, TheServicesHeapIsChecked) {
+  EXPECT_TRUE(machine::ServiceChecksItsHeap());
+}
+
 TEST_F(Harness, ProxyModeReachesTheInternetThroughTheServer) {
   ASSERT_EQ(Start(Config(), true), "OK");
   ASSERT_TRUE(machine::WaitForListener(client.socksPort));

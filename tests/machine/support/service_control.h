@@ -19,7 +19,8 @@ void LaunchTunnelService();
 // The same, and waits until it answers on its pipe.
 void StartTunnelService();
 
-// Sends a stop control and waits for "stopped" and for the end of the process. Nothing happens when it is not running.
+// Sends a stop control and waits for "stopped" and for the end of the process, which must be one with exit code 0.
+// Nothing happens when it is not running.
 void StopTunnelService();
 
 // Sends any control and returns the error number, 0 on success.
@@ -32,6 +33,10 @@ DWORD ServiceProcessId();
 
 // Ends the service process as a crash would and waits for its end.
 void KillTunnelService();
+
+// The running service's heap fills what is freed and watches the ends of its blocks, so that whoever uses freed memory
+// dies of it at once (scripts/common.sh, check_heaps).
+bool ServiceChecksItsHeap();
 
 struct ProcessUse {
   size_t handles = 0;
