@@ -1,6 +1,7 @@
 #include "client/log_collector.h"
 
 #include <exception>
+#include <mutex>
 #include <utility>
 
 #include "base/log.h"
@@ -9,14 +10,24 @@
 namespace moorlak {
 namespace {
 
-// Each thread has its own, so none needs a lock.
-thread_local std::vector<std::string> lines;
+struct Collected {
+  std::mutex lock;
+  std::vector<std::string> lines;
+};
+
+// Never destroyed: threads log until the process has gone.
+Collected& Lines() {
+  static Collected& collected = *new Collected;
+  return collected;
+}
 
 }  // namespace
 
 void WriteLogLine(std::string_view message) noexcept {
   try {
-    lines.emplace_back(message);
+    Collected& collected = Lines();
+    const std::lock_guard guard(collected.lock);
+    collected.lines.emplace_back(message);
   } catch (const std::exception&) {
     // The contract: a line that cannot be written is dropped.
     return;
@@ -26,7 +37,9 @@ void WriteLogLine(std::string_view message) noexcept {
 void WriteStandardErrorLine(std::string_view) noexcept {}
 
 std::vector<std::string> TakeCollectedLines() {
-  return std::exchange(lines, {});
+  Collected& collected = Lines();
+  const std::lock_guard guard(collected.lock);
+  return std::exchange(collected.lines, {});
 }
 
 }  // namespace moorlak

@@ -7,7 +7,7 @@
 
 namespace moorlak {
 
-// Hands over the lines that this thread wrote to the tunnel log since the last call, and forgets them.
+// Hands over the lines that were written to the tunnel log since the last call, by whatever thread, and forgets them.
 std::vector<std::string> TakeCollectedLines();
 
 }  // namespace moorlak

@@ -51,9 +51,11 @@ using ServerPipe = UniqueHandle<ServerPipeTraits>;
 
 enum class Connection { Connected, Stopped, Failed };
 
+// Used by the pipe thread alone.
 struct PipeServer {
   const std::atomic<bool>& stopFlag;
   FlushWatchdog flushWatchdog;
+  TransferBlock block;
 };
 
 // Set while the loop runs. A server that has left needs no waking, and the stop no waiting for its pipe.
@@ -119,22 +121,24 @@ void UpdateOwner(uint32_t code, const std::string& reply, const CallerRecord& ca
 }
 
 // False when the connection ends without a reply.
-bool HandleRequest(HANDLE pipe, const CallerRecord& caller, const std::atomic<bool>& stopFlag, std::string& reply) {
+bool HandleRequest(PipeServer& server, HANDLE pipe, const CallerRecord& caller, std::string& reply) {
   WireNumber codeBytes{};
-  if (!ReadExact(pipe, codeBytes.data(), codeBytes.size(), kCommandTimeoutMs, &stopFlag)) return false;
+  if (!ReadExact(server.block, pipe, codeBytes.data(), codeBytes.size(), kCommandTimeoutMs, &server.stopFlag)) {
+    return false;
+  }
   if (!RecheckCaller(caller)) return false;
   const uint32_t code = DecodeNumber(codeBytes);
   if (IsLoggedAsReceived(code)) WriteLogLine(FormatReceivedLine(code));
   std::string payload;
-  if (!ReadMessage(pipe, payload, &stopFlag) || !Dispatch(code, payload, reply)) return false;
+  if (!ReadMessage(server.block, pipe, payload, &server.stopFlag) || !Dispatch(code, payload, reply)) return false;
   UpdateOwner(code, reply, caller);
   return true;
 }
 
-bool WriteReply(HANDLE pipe, const std::string& reply) {
+bool WriteReply(PipeServer& server, HANDLE pipe, const std::string& reply) {
   const WireNumber lengthBytes = EncodeNumber(static_cast<uint32_t>(reply.size()));
-  return WriteExact(pipe, lengthBytes.data(), lengthBytes.size(), kTransferTimeoutMs) &&
-         WriteExact(pipe, reply.data(), reply.size(), kTransferTimeoutMs);
+  return WriteExact(server.block, pipe, lengthBytes.data(), lengthBytes.size(), kTransferTimeoutMs) &&
+         WriteExact(server.block, pipe, reply.data(), reply.size(), kTransferTimeoutMs);
 }
 
 // False when the caller was refused.
@@ -142,7 +146,7 @@ bool ServeClient(PipeServer& server, HANDLE pipe) {
   CallerRecord caller;
   if (!VerifyCaller(pipe, caller)) return false;
   std::string reply;
-  if (!HandleRequest(pipe, caller, server.stopFlag, reply) || !WriteReply(pipe, reply)) return true;
+  if (!HandleRequest(server, pipe, caller, reply) || !WriteReply(server, pipe, reply)) return true;
   caller.process.Reset();
   FlushWithin(server.flushWatchdog, pipe, kTransferTimeoutMs);
   return true;
@@ -203,7 +207,7 @@ std::thread StartOwnerWatchOnce(const std::atomic<bool>& stopFlag) {
 
 void RunPipeServer(const std::atomic<bool>& stopFlag) {
   RunThreadBody("IPC pipe", [&stopFlag] {
-    PipeServer server{stopFlag, {}};
+    PipeServer server{stopFlag, {}, {}};
     isServing = true;
     std::thread ownerWatch = StartOwnerWatchOnce(stopFlag);
     ServeUntilStopped(server);

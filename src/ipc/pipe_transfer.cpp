@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
-#include <memory>
 #include <string_view>
 
-#include "base/handle.h"
 #include "base/log.h"
 #include "ipc/wire_format.h"
 
@@ -17,41 +15,23 @@ using Clock = std::chrono::steady_clock;
 
 constexpr DWORD kCancelWaitMs = 5000;
 constexpr DWORD kStopCheckMs = 100;
-constexpr size_t kLargestPass = 64 * 1024;
 
 enum class Direction { Read, Write };
 enum class Progress { GoOn, Failed, TimedOut, Stopped };
 
-// Everything that the kernel writes to while a pass is pending. It lives on the heap and holds no pointer of the
-// caller's, because a pass that cannot be cancelled goes on using it after the caller has left.
-struct PassBlock {
-  OVERLAPPED overlapped{};
-  // Each pass makes it unsignalled when it begins (Microsoft Learn, "Synchronization and Overlapped Input and Output").
-  KernelHandle event{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
-  char bytes[kLargestPass];
-};
-
-// One for each thread, because an event made anew costs more than the few bytes of most transfers. Empty while a
-// transfer uses it, before the first one, and after a pass that was given up.
-thread_local std::unique_ptr<PassBlock> idleBlock;
-
 struct Transfer {
+  TransferBlock& block;
   HANDLE pipe;
   Direction direction;
   uint32_t timeoutMs;
   const std::atomic<bool>* stopFlag;
-  Clock::time_point deadline;
-  std::unique_ptr<PassBlock> block;
-
-  ~Transfer() {
-    if (block && block->event) idleBlock = std::move(block);
-  }
+  Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
 };
 
-Transfer BeginTransfer(HANDLE pipe, Direction direction, uint32_t timeoutMs, const std::atomic<bool>* stopFlag) {
-  auto block = idleBlock ? std::move(idleBlock) : std::make_unique_for_overwrite<PassBlock>();
-  const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-  return {pipe, direction, timeoutMs, stopFlag, deadline, std::move(block)};
+// A block whose event could not be made is good for nothing, and is made anew the next time.
+bool HasBlock(TransferBlock& block) {
+  if (!block || !block->event) block = std::make_unique_for_overwrite<PassBlock>();
+  return static_cast<bool>(block->event);
 }
 
 Progress CheckLimits(const Transfer& transfer) {
@@ -126,29 +106,30 @@ DWORD MoveSome(Transfer& transfer, size_t size) {
 
 }  // namespace
 
-bool ReadExact(HANDLE pipe, void* buffer, size_t count, uint32_t timeoutMs, const std::atomic<bool>* stopFlag) {
+bool ReadExact(TransferBlock& block, HANDLE pipe, void* buffer, size_t count, uint32_t timeoutMs,
+               const std::atomic<bool>* stopFlag) {
   if (count == 0) return true;
-  Transfer transfer = BeginTransfer(pipe, Direction::Read, timeoutMs, stopFlag);
-  if (!transfer.block->event) return false;
+  if (!HasBlock(block)) return false;
+  Transfer transfer{block, pipe, Direction::Read, timeoutMs, stopFlag};
   char* destination = static_cast<char*>(buffer);
   while (count > 0) {
     const DWORD moved = MoveSome(transfer, std::min(count, kLargestPass));
     if (moved == 0) return false;
-    std::memcpy(destination, transfer.block->bytes, moved);
+    std::memcpy(destination, block->bytes, moved);
     destination += moved;
     count -= moved;
   }
   return true;
 }
 
-bool WriteExact(HANDLE pipe, const void* buffer, size_t count, uint32_t timeoutMs) {
+bool WriteExact(TransferBlock& block, HANDLE pipe, const void* buffer, size_t count, uint32_t timeoutMs) {
   if (count == 0) return true;
-  Transfer transfer = BeginTransfer(pipe, Direction::Write, timeoutMs, nullptr);
-  if (!transfer.block->event) return false;
+  if (!HasBlock(block)) return false;
+  Transfer transfer{block, pipe, Direction::Write, timeoutMs, nullptr};
   const char* source = static_cast<const char*>(buffer);
   while (count > 0) {
     const size_t size = std::min(count, kLargestPass);
-    std::memcpy(transfer.block->bytes, source, size);
+    std::memcpy(block->bytes, source, size);
     const DWORD moved = MoveSome(transfer, size);
     if (moved == 0) return false;
     source += moved;
@@ -157,13 +138,13 @@ bool WriteExact(HANDLE pipe, const void* buffer, size_t count, uint32_t timeoutM
   return true;
 }
 
-bool ReadMessage(HANDLE pipe, std::string& text, const std::atomic<bool>* stopFlag) {
+bool ReadMessage(TransferBlock& block, HANDLE pipe, std::string& text, const std::atomic<bool>* stopFlag) {
   WireNumber lengthBytes{};
-  if (!ReadExact(pipe, lengthBytes.data(), lengthBytes.size(), kTransferTimeoutMs, stopFlag)) return false;
+  if (!ReadExact(block, pipe, lengthBytes.data(), lengthBytes.size(), kTransferTimeoutMs, stopFlag)) return false;
   const uint32_t length = DecodeNumber(lengthBytes);
   if (length > kMaxPayloadBytes) return false;
   text.resize(length);
-  return ReadExact(pipe, text.data(), length, kTransferTimeoutMs, stopFlag);
+  return ReadExact(block, pipe, text.data(), length, kTransferTimeoutMs, stopFlag);
 }
 
 }  // namespace moorlak
