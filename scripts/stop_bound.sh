@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# stop_bound.sh [BINARIES ENGINE]: how long the end of the service takes while no command comes back, in each state of a
+# session. Without BINARIES and ENGINE it builds what it needs. Takes some minutes, nearly all of them waiting.
+source "$(dirname "$0")/common.sh"
+
+binaries=${1:-} engine=${2:-$BUILD/engine}
+if [ -z "$binaries" ]; then
+    binaries=$BUILD/windows-release
+    (cd "$ROOT" && cmake --preset windows-release -B "$binaries") >/dev/null
+    cmake --build "$binaries" --target moorlak_session_tests >/dev/null
+    "$ROOT/scripts/build_engine.sh" "$engine" >/dev/null
+fi
+prefix=$BUILD/prefixes/stop_bound
+status=0
+"$ROOT/scripts/run_session_tests.sh" "$prefix" "$binaries" "$engine" --gtest_filter='StopBound.*' | tee "$prefix.log" || status=$?
+rm -rf "$prefix"
+echo
+echo "| state | end of the service |"
+echo "|---|---|"
+sed -n 's/^stop bound //p' "$prefix.log" | tr -d '\r' | sed 's/$/ |/'
+rm -f "$prefix.log"
+exit "$status"

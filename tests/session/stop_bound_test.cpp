@@ -1,0 +1,109 @@
+// The end of the service while no command comes back: stop, release and joins together stay under 40 s, and the next
+// start puts back what was left. Prints how long each end took (scripts/stop_bound.sh).
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <future>
+
+#include "machine/support/service_control.h"
+#include "machine/support/wait.h"
+#include "session/support/processes.h"
+#include "session/support/service_life.h"
+#include "session/support/tunnel_session.h"
+
+namespace moorlak::session {
+namespace {
+
+using machine::WaitUntil;
+using Clock = std::chrono::steady_clock;
+
+// Windows is told 45 s.
+constexpr std::chrono::seconds kContract{40};
+// For an end that breaks it.
+constexpr std::chrono::seconds kPatience{240};
+
+bool HasCall(const char* program, const std::string& argument) {
+  const std::vector<std::string> calls = CallsOf(program);
+  return std::ranges::any_of(calls, [&](const std::string& call) { return call.find(argument) != std::string::npos; });
+}
+
+void HangEveryCommand() {
+  for (const char* program : {"netsh", "route", "ipconfig"}) PlanFault("hang", program, "", 0);
+}
+
+class StopBound : public TunnelSession {
+ protected:
+  StopBound() { client.sharedPorts = {1080}; }
+
+  void Connect(const std::string& config, const char* line = kReadyLine) {
+    ASSERT_EQ(Start(config), "OK");
+    ASSERT_TRUE(WaitForReady(line)) << testing::PrintToString(LogLines());
+  }
+
+  // Ends the service, tells how long that took, and has the next start put the machine back.
+  void ExpectEndInTime(const char* state) {
+    const Clock::time_point begin = Clock::now();
+    machine::ControlTunnelService(SERVICE_CONTROL_STOP);
+    EXPECT_TRUE(WaitUntil([] { return machine::QueryTunnelService().dwCurrentState == SERVICE_STOPPED; }, kPatience));
+    const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
+    std::printf("stop bound | %s | %.1f s\n", state, static_cast<double>(took.count()) / 1000);
+    EXPECT_LT(took, kContract);
+    EXPECT_TRUE(WaitUntil([] { return !IsServiceAlive(); }));
+    ClearFaults();
+    machine::StartTunnelService();
+    ExpectRestored();
+  }
+};
+
+TEST_F(StopBound, HoldsAtReady) {
+  ASSERT_NO_FATAL_FAILURE(Connect(Config()));
+  HangEveryCommand();
+  ExpectEndInTime("at ready");
+}
+
+TEST_F(StopBound, HoldsAtReadyOnTheEnginesOwnTunnel) {
+  ASSERT_NO_FATAL_FAILURE(Connect(NativeConfig(), kNativeReadyLine));
+  HangEveryCommand();
+  ExpectEndInTime("at ready, the engine's own tunnel");
+}
+
+// The route that is about to be replaced hangs, and so does the one that replaces it.
+TEST_F(StopBound, HoldsInMidConnect) {
+  PlanFault("hang", "route", "", 0);
+  ASSERT_EQ(Start(Config()), "OK");
+  ASSERT_TRUE(WaitUntil([] { return HasCall("route", "DELETE 203.0.113.7"); })) << testing::PrintToString(LogLines());
+  HangEveryCommand();
+  ExpectEndInTime("in mid-connect");
+}
+
+TEST_F(StopBound, HoldsInARollback) {
+  PlanFault("fail", "WinHttpSendRequest", "", 0, 12029);
+  PlanFault("hang", "route", "DELETE 0.0.0.0", 0);
+  ASSERT_EQ(Start(Config()), "OK");
+  ASSERT_TRUE(WaitUntil([] { return HasCall("route", "DELETE 0.0.0.0"); })) << testing::PrintToString(LogLines());
+  HangEveryCommand();
+  ExpectEndInTime("in a rollback");
+}
+
+TEST_F(StopBound, HoldsBehindAUsersStop) {
+  ASSERT_NO_FATAL_FAILURE(Connect(Config()));
+  HangEveryCommand();
+  auto reply = std::async(std::launch::async, [this] { return Stop(); });
+  ASSERT_TRUE(WaitUntil([] { return HasCall("route", "DELETE 0.0.0.0"); }));
+  ExpectEndInTime("behind a user's stop");
+  reply.wait();
+}
+
+// A start in hand must not begin a session that the end then has to take down.
+TEST_F(StopBound, HoldsBehindAStartThatReplacesASession) {
+  ASSERT_NO_FATAL_FAILURE(Connect(Config()));
+  HangEveryCommand();
+  auto reply = std::async(std::launch::async, [this] { return Start(Config()); });
+  ASSERT_TRUE(WaitUntil([] { return HasCall("route", "DELETE 0.0.0.0"); }));
+  ExpectEndInTime("behind a start that replaces a session");
+  reply.wait();
+  EXPECT_EQ(CallsOf("xray-test").size(), 1u);
+}
+
+}  // namespace
+}  // namespace moorlak::session
