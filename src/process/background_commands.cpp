@@ -6,6 +6,8 @@
 #include <mutex>
 #include <thread>
 
+#include "process/service_end.h"
+
 namespace moorlak {
 namespace {
 
@@ -33,11 +35,12 @@ void RunInBackground(const std::function<void()>& work) noexcept {
 }
 
 void WaitForBackgroundCommands(uint32_t limitMs) noexcept {
+  const uint32_t steps = GrantedMs(limitMs) / kStepMs;
   uint32_t step = 0;
   do {
     if (runningCommands == 0) break;
     std::this_thread::sleep_for(std::chrono::milliseconds(kStepMs));
-  } while (++step < limitMs / kStepMs);
+  } while (++step < steps);
   const std::lock_guard guard(finishLock);
 }
 

@@ -5,6 +5,7 @@
 #include "base/log.h"
 #include "base/utf.h"
 #include "process/child_process.h"
+#include "process/service_end.h"
 
 namespace moorlak {
 namespace {
@@ -27,12 +28,13 @@ bool StartCaptured(const std::string& path, const std::string& commandLine, cons
 std::string Collect(const ChildProcess& child, HANDLE readEnd, const CaptureLimits& limits, bool& timedOut) {
   std::string output;
   const ULONGLONG begin = GetTickCount64();
+  const uint32_t grantedMs = GrantedMs(limits.timeoutMs);
   bool ended = false;
   while (!ended && !timedOut && output.size() < limits.mostBytes) {
     // Asked before the read, so that the last read comes after the end.
     ended = WaitForSingleObject(child.process.Get(), kReadIntervalMs) == WAIT_OBJECT_0;
     output += ReadAvailable(readEnd, limits.mostBytes - output.size());
-    timedOut = !ended && GetTickCount64() - begin >= limits.timeoutMs;
+    timedOut = !ended && GetTickCount64() - begin >= grantedMs;
   }
   return output;
 }

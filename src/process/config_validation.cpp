@@ -9,6 +9,7 @@
 #include "base/standard_error.h"
 #include "base/utf.h"
 #include "process/child_process.h"
+#include "process/service_end.h"
 
 namespace moorlak {
 namespace {
@@ -24,10 +25,10 @@ DWORD StartTest(const std::string& xrayPath, const std::string& configPath, Chil
 }
 
 DWORD AwaitVerdict(const ChildProcess& child) {
-  if (WaitForSingleObject(child.process.Get(), kTestMs) != WAIT_OBJECT_0) {
+  if (WaitForSingleObject(child.process.Get(), GrantedMs(kTestMs)) != WAIT_OBJECT_0) {
     WriteLogLine("Xray config validation timed out — terminating test process");
     TerminateChild(child, 1);
-    WaitForSingleObject(child.process.Get(), kEndMs);
+    WaitForSingleObject(child.process.Get(), GrantedMs(kEndMs));
   }
   DWORD exitCode = 1;
   return GetExitCodeProcess(child.process.Get(), &exitCode) ? exitCode : 1;

@@ -10,6 +10,7 @@
 #include "process/cancellable_wait.h"
 #include "process/child_process.h"
 #include "process/command_line.h"
+#include "process/service_end.h"
 
 namespace moorlak {
 namespace {
@@ -39,28 +40,39 @@ void ReportSpawnFailure(DWORD error, const std::string& command) {
   WriteLogLine("CMD spawn fail " + reason);
 }
 
-// The exit code, or 1 for a command that had to be ended or whose code cannot be read.
-DWORD AwaitExitCode(const ChildProcess& child, uint32_t timeoutMs, const std::string& command) {
-  DWORD exitCode = 1;
+struct HiddenExit {
+  // 1 for a command that had to be ended or whose code cannot be read.
+  DWORD code = 1;
+  bool late = false;
+};
+
+HiddenExit AwaitExit(const ChildProcess& child, uint32_t timeoutMs, const std::string& command) {
   if (WaitForSingleObject(child.process.Get(), timeoutMs) != WAIT_OBJECT_0) {
     TerminateChild(child, 1);
     WriteLogLine("CMD timeout: " + command);
-    return exitCode;
+    return {1, true};
   }
-  GetExitCodeProcess(child.process.Get(), &exitCode);
-  return exitCode;
+  HiddenExit exit;
+  GetExitCodeProcess(child.process.Get(), &exit.code);
+  return exit;
 }
 
-bool RunHidden(const std::string& command, uint32_t timeoutMs, bool logFailures) {
+CommandOutcome RunHidden(const std::string& command, uint32_t timeoutMs, bool logFailures) {
+  const uint32_t grantedMs = GrantedMs(timeoutMs);
+  if (grantedMs == 0 && timeoutMs != 0) {
+    // A command that is ended as soon as it began could leave half a change.
+    WriteLogLine("CMD not started, the service ends: " + command);
+    return CommandOutcome::Late;
+  }
   ChildProcess child;
   if (const DWORD error = StartHidden(command, child); error != ERROR_SUCCESS) {
     ReportSpawnFailure(error, command);
-    return false;
+    return CommandOutcome::Failed;
   }
-  const DWORD exitCode = AwaitExitCode(child, timeoutMs, command);
-  if (exitCode == 0) return true;
-  if (logFailures) WriteLogLine("CMD exit=" + std::to_string(exitCode) + ": " + command);
-  return false;
+  const HiddenExit exit = AwaitExit(child, grantedMs, command);
+  if (exit.code == 0) return CommandOutcome::Succeeded;
+  if (logFailures) WriteLogLine("CMD exit=" + std::to_string(exit.code) + ": " + command);
+  return exit.late ? CommandOutcome::Late : CommandOutcome::Failed;
 }
 
 // False at the time-out, and soon after the flag was cleared.
@@ -95,14 +107,18 @@ bool RunApi(const std::string& xrayPath, const std::string& arguments, std::stri
 
 }  // namespace
 
-bool RunHiddenCommand(const std::string& command, uint32_t timeoutMs, bool logFailures) noexcept {
+CommandOutcome TryHiddenCommand(const std::string& command, uint32_t timeoutMs, bool logFailures) noexcept {
   try {
     return RunHidden(command, timeoutMs, logFailures);
   } catch (const std::exception& error) {
     WriteStandardErrorLine(error.what());
     WriteLogLine("CMD fail: out of memory");
-    return false;
+    return CommandOutcome::Failed;
   }
+}
+
+bool RunHiddenCommand(const std::string& command, uint32_t timeoutMs, bool logFailures) noexcept {
+  return TryHiddenCommand(command, timeoutMs, logFailures) == CommandOutcome::Succeeded;
 }
 
 bool RunXrayApiCommand(const std::string& xrayPath, const std::string& arguments, std::string& output,

@@ -82,7 +82,7 @@ void RunInConsole() {
   SetConsoleCtrlHandler(HandleConsoleControl, TRUE);
   const InstanceClaim claim = ClaimInstance();
   if (claim.isFirst) RecoverEarlierSession();
-  stopFlag = false;
+  BeginLife();
   std::thread pipeThread = StartPipeThread();
   Print(L"Press Enter to stop...\r\n");
   StartEnterReader();

@@ -13,7 +13,11 @@ extern std::atomic<bool> stopFlag;
 // anything and ends.
 std::thread StartPipeThread();
 
-// Sets the stop flag, lets the controller refuse every later start and makes the pipe's pending connect return.
+// Before the pipe thread: no end has begun.
+void BeginLife() noexcept;
+
+// Sets the stop flag, lets the controller refuse every later start and makes the pipe's pending connect return. From
+// here on the time of an end runs (process/service_end.h).
 void BeginStop() noexcept;
 
 // The controller's stop and its last release.

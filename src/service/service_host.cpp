@@ -100,7 +100,7 @@ void RunService() {
     ReportLocked(SERVICE_START_PENDING, 0, kStartWaitHintMs);
   }
   if (CreateStopEvent()) {
-    stopFlag = false;
+    BeginLife();
     ServeUntilStopped();
   }
   ReportStopped();

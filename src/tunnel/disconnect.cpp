@@ -16,6 +16,7 @@
 #include "net/split/split_tunnel.h"
 #include "process/background_commands.h"
 #include "process/probes.h"
+#include "process/stop_budget.h"
 #include "process/stray_engines.h"
 #include "tunnel/leak_protection.h"
 #include "tunnel/vpn_service.h"
@@ -45,6 +46,7 @@ void ForgetSession(VpnService& service) {
 
 // The wish comes first, so that every wait ends and no monitor takes the engines' end for a failure.
 void RequestEnd(VpnService& service) {
+  service.routeCommandHung = false;
   service.stopRequested = true;
   service.running = false;
   CancelProbe(service.probe);
@@ -63,8 +65,8 @@ void ClearStatus(VpnService& service) {
 }
 
 // Before anything slow: traffic falls back to the physical network at once.
-void DropTunnelRoute(VpnService& /*service*/) {
-  FastDropDefaultRoutes();
+void DropTunnelRoute(VpnService& service) {
+  FastDropDefaultRoutes(service.routeCommandHung);
   FastClearTunnelAddress();
 }
 
@@ -139,8 +141,8 @@ void CleanupNetworkConfiguration(VpnService& service) noexcept {
   });
 }
 
-void ReleaseVpn(uint32_t limitMs) noexcept {
-  WaitForBackgroundCommands(limitMs);
+void ReleaseVpn() noexcept {
+  WaitForBackgroundCommands(kStopBudgetMs);
   WintunHolder::Instance().Close();
 }
 

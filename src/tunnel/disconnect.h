@@ -1,8 +1,6 @@
 // Putting the machine back, whatever became of the connect.
 #pragma once
 
-#include <cstdint>
-
 namespace moorlak {
 
 struct VpnService;
@@ -18,8 +16,8 @@ void StopVpn(VpnService& service, bool userRequested) noexcept;
 // Routes, filters, policy, DNS and the sharing rule. DNS goes on in the background.
 void CleanupNetworkConfiguration(VpnService& service) noexcept;
 
-// The last act of the service: what still restores in the background is waited for, for at most the limit, and the
-// adapter is given up.
-void ReleaseVpn(uint32_t limitMs) noexcept;
+// The last act of the service: what still restores in the background is waited for, for as long as the end of the
+// service has time (process/service_end.h), and the adapter is given up.
+void ReleaseVpn() noexcept;
 
 }  // namespace moorlak

@@ -111,13 +111,13 @@ StepResult RequireServerBypass(VpnService& service) {
 
 StepResult RouteOthersAround(VpnService& service) {
   if (!service.meta.panelHost.empty()) {
-    AddHostBypassRoute(service.meta.panelHost, service.routes);
+    AddHostBypassRoute(service.meta.panelHost, service.running, service.routes);
   } else if (!service.nativeTun) {
     WriteLogLine("WARNING: panelHost missing from moorlakMeta — panel may loop via TUN");
   }
   for (const std::string& domain : service.meta.directDomains) {
     if (!service.running) return QuietStop();
-    AddHostBypassRoute(domain, service.routes);
+    AddHostBypassRoute(domain, service.running, service.routes);
   }
   AddLanBypassRoutes(service.meta.bypassSubnets, service.running, service.routes);
   if (!service.running) return QuietStop();

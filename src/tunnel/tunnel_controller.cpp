@@ -37,7 +37,7 @@ std::string StartVpnLocked(TunnelController& controller, const std::string& conf
   controller.running = true;
   std::string failure = kVpnUnavailable;
   try {
-    failure = controller.vpnEngine.Start(configText);
+    failure = controller.vpnEngine.Start(configText, controller.closing);
   } catch (const std::exception& error) {
     WriteStandardErrorLine(error.what());
   }
@@ -60,11 +60,18 @@ std::string StartProxyLocked(TunnelController& controller, const std::string& co
   return kProxyStartFailed;
 }
 
-std::string StartLocked(TunnelController& controller, const std::string& configText, bool useProxyMode) {
-  if (controller.closing) return useProxyMode ? kProxyUnavailable : kVpnUnavailable;
+// The earlier session is over. One that is still ending hunts stray engines; it must not find the next one's.
+void EndEarlierLocked(TunnelController& controller) noexcept {
   if (controller.running.exchange(false)) StopEngineLocked(controller, false);
-  // A session that is still ending hunts stray engines; it must not find the next one's.
   controller.vpnEngine.JoinSession();
+}
+
+std::string StartLocked(TunnelController& controller, const std::string& configText, bool useProxyMode) {
+  const char* const unavailable = useProxyMode ? kProxyUnavailable : kVpnUnavailable;
+  if (controller.closing) return unavailable;
+  EndEarlierLocked(controller);
+  // That can take long; meanwhile the service may have been told to end.
+  if (controller.closing) return unavailable;
   if (!LooksLikeJson(configText)) return kInvalidConfig;
   controller.lastConfig = configText;
   controller.proxyMode = useProxyMode;
@@ -115,9 +122,9 @@ void TunnelController::BeginClosing() noexcept {
   closing = true;
 }
 
-void TunnelController::Shutdown(uint32_t limitMs) noexcept {
+void TunnelController::Shutdown() noexcept {
   running = false;
-  ReleaseVpn(limitMs);
+  ReleaseVpn();
 }
 
 bool TunnelController::IsTunnelUp() const {

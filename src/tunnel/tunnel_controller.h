@@ -44,8 +44,9 @@ struct TunnelController {
   bool StopIfCurrent(uint64_t number, std::string_view reason) noexcept;
   // Refuses every later start. Called before the final stop.
   void BeginClosing() noexcept;
-  // The last release of what the engines hold, after the final stop. Waits for background work, for at most the limit.
-  void Shutdown(uint32_t limitMs) noexcept;
+  // The last release of what the engines hold, after the final stop. Waits for background work, for as long as the end
+  // of the service has time.
+  void Shutdown() noexcept;
 
   // Status; these do not take the lock above.
   bool IsRunning() const { return running; }

@@ -23,7 +23,7 @@ constexpr char kTun2SocksMissing[] =
     "tun2socks.exe not found. Place it in the xray folder next to moor_lak.exe (with wintun.dll).";
 constexpr char kGeoFilesMissing[] = "geoip.dat / geosite.dat missing in the xray folder next to moor_lak.exe.";
 constexpr char kWintunMissing[] = "wintun.dll missing in the xray folder next to moor_lak.exe.";
-constexpr char kNoThread[] = "VPN service is unavailable.";
+constexpr char kUnavailable[] = "VPN service is unavailable.";
 
 // Looked up anew while they are missing: an installation can be repaired without a restart of the service.
 void LookUpEngines(VpnService& service) {
@@ -89,8 +89,10 @@ VpnService::~VpnService() {
   if (sessionThread.joinable()) StopVpn(*this, false);
 }
 
-std::string VpnService::Start(const std::string& text) {
+std::string VpnService::Start(const std::string& text, const std::atomic<bool>& closing) {
   StopVpn(*this, false);
+  // The earlier session's end can take long, and nobody may begin what the end of the service has to take down.
+  if (closing) return kUnavailable;
   startedOnce = true;
   LookUpEngines(*this);
   BeginSession(*this, text);
@@ -101,7 +103,7 @@ std::string VpnService::Start(const std::string& text) {
   } catch (const std::exception& error) {
     running = false;
     WriteStandardErrorLine(error.what());
-    return kNoThread;
+    return kUnavailable;
   }
   return {};
 }

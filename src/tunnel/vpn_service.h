@@ -47,6 +47,8 @@ struct VpnService {
   // The VPN server's addresses, dotted.
   std::vector<std::string> serverAddresses;
   BypassRoutes routes;
+  // The `route DELETE` of the tunnel's default route has passed its time; within the same stop it would again.
+  std::atomic<bool> routeCommandHung{false};
   // The tunnel adapter's, UTF-8.
   std::string adapterName;
   // 0 until it is found.
@@ -75,9 +77,9 @@ struct VpnService {
   VpnService& operator=(const VpnService&) = delete;
   ~VpnService();
 
-  // Ends an earlier session, then begins one. Returns the text for the user when that cannot be; empty means that the
-  // session thread has begun, whose outcome shows in running and ready only.
-  std::string Start(const std::string& text);
+  // Ends an earlier session, then begins one, unless closing is set by then. Returns the text for the user when that
+  // cannot be; empty means that the session thread has begun, whose outcome shows in running and ready only.
+  std::string Start(const std::string& text, const std::atomic<bool>& closing);
 
   // Waits for a session that has ended, or is ending, by itself.
   void JoinSession() noexcept;

@@ -133,10 +133,22 @@ TEST_F(PhysicalGateway, ATableThatGrowsAtEveryTryIsNotRead) {
   EXPECT_EQ(ReadRouteTable().outcome, RouteRead::ReadFailed);
 }
 
+// A resolver can take long; what it answers behind a stop changes nothing, and leaves no line.
+TEST_F(BypassRoutesOn, AHostIsNotRoutedAnyMoreBehindAStop) {
+  Start(lab::DhcpMachine());
+  const std::atomic<bool> stopped{false};
+  BypassRoutes routes;
+  for (const char* entry : {"localhost", "203.0.113.7", "full:198.51.100.9"})
+    AddHostBypassRoute(entry, stopped, routes);
+  EXPECT_TRUE(CallsOf("route").empty());
+  EXPECT_EQ(LogMessages(), "");
+  EXPECT_EQ(Now(), Before());
+}
+
 TEST_F(BypassRoutesOn, AnAddressGetsAHostRouteThroughThePhysicalGatewayAndLosesItAgain) {
   Start(TunnelMachine());
   BypassRoutes routes;
-  AddHostBypassRoute("full:203.0.113.7", routes);
+  AddHostBypassRoute("full:203.0.113.7", running, routes);
   EXPECT_EQ(RoutedAround(), Addresses{"203.0.113.7/32"});
   EXPECT_EQ(routes.serverRouteIps, Addresses{"203.0.113.7"});
   EXPECT_EQ(routes.physicalGateway, "192.0.2.1");
@@ -148,7 +160,8 @@ TEST_F(BypassRoutesOn, AnAddressGetsAHostRouteThroughThePhysicalGatewayAndLosesI
 TEST_F(BypassRoutesOn, ANameThatResolvesToTheSameAddressAgainGetsOneRoute) {
   Start(lab::DhcpMachine());
   BypassRoutes routes;
-  for (const char* entry : {"localhost", "domain:localhost", "full:127.0.0.1"}) AddHostBypassRoute(entry, routes);
+  for (const char* entry : {"localhost", "domain:localhost", "full:127.0.0.1"})
+    AddHostBypassRoute(entry, running, routes);
   EXPECT_EQ(RoutedAround(), Addresses{"127.0.0.1/32"});
   EXPECT_EQ(routes.serverRouteIps, Addresses{"127.0.0.1"});
   EXPECT_EQ(LogMessages(), "bypass: localhost -> 127.0.0.1\n");
@@ -158,7 +171,7 @@ TEST_F(BypassRoutesOn, ANameThatResolvesToTheServersOwnAddressGetsNone) {
   Start(lab::DhcpMachine());
   BypassRoutes routes;
   routes.serverBypassIp = "127.0.0.1";
-  AddHostBypassRoute("localhost", routes);
+  AddHostBypassRoute("localhost", running, routes);
   EXPECT_TRUE(routes.serverRouteIps.empty());
   EXPECT_EQ(Now(), Before());
 }
@@ -168,7 +181,7 @@ TEST_F(BypassRoutesOn, AFormerRouteToTheAddressIsReplaced) {
   machine.ipv4Routes.push_back({"203.0.113.7", 32, "192.0.2.77", machine.adapters[1].luid, 4, false});
   Start(machine);
   BypassRoutes routes;
-  AddHostBypassRoute("203.0.113.7", routes);
+  AddHostBypassRoute("203.0.113.7", running, routes);
   const auto isThere = [](const lab::Route& route) { return route.destination == "203.0.113.7"; };
   EXPECT_EQ(std::ranges::count_if(lab::ReadMachine().ipv4Routes, isThere), 1);
   EXPECT_EQ(RoutedAround(), Addresses{"203.0.113.7/32"});
@@ -177,7 +190,7 @@ TEST_F(BypassRoutesOn, AFormerRouteToTheAddressIsReplaced) {
 TEST_F(BypassRoutesOn, AKindOfRuleWithoutAHostIsToldAndChangesNothing) {
   Start(lab::DhcpMachine());
   BypassRoutes routes;
-  for (const char* entry : {"domain:", "geosite:cn", "regexp:^a"}) AddHostBypassRoute(entry, routes);
+  for (const char* entry : {"domain:", "geosite:cn", "regexp:^a"}) AddHostBypassRoute(entry, running, routes);
   EXPECT_EQ(LogMessages(),
             "bypass: no host route possible for 'domain:'\n"
             "bypass: no host route possible for 'geosite:cn'\n"
@@ -188,7 +201,7 @@ TEST_F(BypassRoutesOn, AKindOfRuleWithoutAHostIsToldAndChangesNothing) {
 TEST_F(BypassRoutesOn, WithoutAGatewayAHostIsToldAndLeftAlone) {
   Start(lab::DisconnectedMachine());
   BypassRoutes routes;
-  AddHostBypassRoute("full:203.0.113.7", routes);
+  AddHostBypassRoute("full:203.0.113.7", running, routes);
   EXPECT_EQ(LogMessages(), "bypass: no physical gateway, skipping routes for '203.0.113.7'\n");
   EXPECT_TRUE(routes.serverRouteIps.empty());
   EXPECT_EQ(Now(), Before());
@@ -198,7 +211,7 @@ TEST_F(BypassRoutesOn, ARouteThatIsRefusedIsLoggedAndRecordedAllTheSame) {
   Start(lab::DhcpMachine());
   PlanFault("fail", "route", "ADD", 1, 1);
   BypassRoutes routes;
-  AddHostBypassRoute("203.0.113.7", routes);
+  AddHostBypassRoute("203.0.113.7", running, routes);
   EXPECT_EQ(LogMessages(),
             "bypass: 203.0.113.7 -> 203.0.113.7\n"
             "CMD exit=1: route ADD 203.0.113.7 MASK 255.255.255.255 192.0.2.1 METRIC 1\n");

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "network/support/simulated_machine.h"
+#include "process/service_end.h"
 
 namespace moorlak {
 namespace {
@@ -59,6 +60,28 @@ TEST_F(QuickTeardown, ARouteThatTheCallDoesNotDeleteGoesByTheCommand) {
   EXPECT_EQ(FastDropDefaultRoutes(), 0u);
   EXPECT_EQ(Now(), WithoutDefault());
   EXPECT_EQ(LogMessages(), "");
+}
+
+// Within one stop: the next one would only hang as long again.
+TEST_F(QuickTeardown, ACommandThatPassedItsTimeIsNotTriedAgainWhileThatIsNoted) {
+  Start(TunnelMachine());
+  std::atomic<bool> commandHung{true};
+  EXPECT_EQ(FastDropDefaultRoutes(commandHung), 1u);
+  EXPECT_TRUE(CallsOf("route").empty());
+  commandHung = false;
+  EXPECT_EQ(FastDropDefaultRoutes(commandHung), 0u);
+  EXPECT_EQ(CallsOf("route").size(), 1u);
+  EXPECT_FALSE(commandHung);
+}
+
+TEST_F(QuickTeardown, ACommandThatNeverComesBackIsNoted) {
+  Start(TunnelMachine());
+  PlanFault("hang", "route", "DELETE 0.0.0.0", 0, 1);
+  BeginServiceEnd(500);
+  std::atomic<bool> commandHung{false};
+  EXPECT_EQ(FastDropDefaultRoutes(commandHung), 1u);
+  EXPECT_TRUE(commandHung);
+  ForgetServiceEnd();
 }
 
 TEST_F(QuickTeardown, TheTunnelsAddressGoesWithItsOnLinkRoutesAndOnlyOnce) {

@@ -47,13 +47,14 @@ void AddHostRoute(const std::string& host, const std::string& address, const std
   routes.serverRouteIps.push_back(address);
 }
 
-void AddHost(const std::string& entry, BypassRoutes& routes) {
+void AddHost(const std::string& entry, const std::atomic<bool>& running, BypassRoutes& routes) {
   const std::string host(HostOfEntry(entry));
   if (host.empty()) {
     if (!entry.empty()) WriteLogLine("bypass: no host route possible for '" + entry + "'");
     return;
   }
   const std::vector<std::string> addresses = ResolveServerIPv4(host);
+  if (!running) return;
   if (addresses.empty()) {
     WriteLogLine("bypass: could not resolve '" + host + "'");
     return;
@@ -64,6 +65,7 @@ void AddHost(const std::string& entry, BypassRoutes& routes) {
     return;
   }
   for (const std::string& address : addresses) {
+    if (!running) return;
     if (!HasHostRoute(routes, address)) AddHostRoute(host, address, gateway, routes);
   }
 }
@@ -106,8 +108,8 @@ void AddGatewayRoute(const GatewayRoute& route) noexcept {
   Guarded([&] { RunHiddenCommand(RouteAddCommand(route), kRouteTimeoutMs, true); });
 }
 
-void AddHostBypassRoute(const std::string& entry, BypassRoutes& routes) noexcept {
-  Guarded([&] { AddHost(entry, routes); });
+void AddHostBypassRoute(const std::string& entry, const std::atomic<bool>& running, BypassRoutes& routes) noexcept {
+  Guarded([&] { AddHost(entry, running, routes); });
 }
 
 void AddLanBypassRoutes(const std::vector<std::string>& subnets, const std::atomic<bool>& running,

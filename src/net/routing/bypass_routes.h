@@ -34,8 +34,9 @@ void ClearWayFor(const GatewayRoute& route) noexcept;
 void AddGatewayRoute(const GatewayRoute& route) noexcept;
 
 // Host routes for everything that the entry's host (a routing-rule item, a name or an address) resolves to, each
-// recorded whatever its command came to. Logs what it does and what it cannot do.
-void AddHostBypassRoute(const std::string& entry, BypassRoutes& routes) noexcept;
+// recorded whatever its command came to. Logs what it does and what it cannot do. Ends early when the flag is cleared:
+// behind the resolver, and between two addresses.
+void AddHostBypassRoute(const std::string& entry, const std::atomic<bool>& running, BypassRoutes& routes) noexcept;
 
 // Routes for subnets ("a.b.c.d" or "a.b.c.d/n"), which are not recorded. Tells what it does on standard error. Ends
 // early when the flag is cleared: lists can be long.

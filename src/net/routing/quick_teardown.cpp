@@ -24,7 +24,13 @@ namespace {
 constexpr uint32_t kRouteTimeoutMs = 15000;
 constexpr uint32_t kTunnelAddressNumber = 0x0A005502;
 
-uint32_t DropDefaultRoutes() {
+void DropDefaultByCommand(std::atomic<bool>& commandHung) {
+  if (commandHung) return;
+  const CommandOutcome outcome = TryHiddenCommand(TunnelDefaultDeleteCommand(), kRouteTimeoutMs, false);
+  if (outcome == CommandOutcome::Late) commandHung = true;
+}
+
+uint32_t DropDefaultRoutes(std::atomic<bool>& commandHung) {
   const uint32_t tunnelIndex = FindAdapterIndex();
   RouteTable table = ReadRouteTable();
   if (table.outcome != RouteRead::Done) return 0;
@@ -32,7 +38,7 @@ uint32_t DropDefaultRoutes() {
   for (MIB_IPFORWARDROW& row : table.rows) {
     if (IsTunnelDefault(PlainRow(row), tunnelIndex) && DeleteIpForwardEntry(&row) == NO_ERROR) ++dropped;
   }
-  RunHiddenCommand(TunnelDefaultDeleteCommand(), kRouteTimeoutMs, false);
+  DropDefaultByCommand(commandHung);
   if (dropped > 0) WriteLogLine("fast-disconnect: dropped " + std::to_string(dropped) + " Moorlak default route(s)");
   return dropped;
 }
@@ -61,8 +67,13 @@ bool ClearTunnelAddress() {
 
 }  // namespace
 
+uint32_t FastDropDefaultRoutes(std::atomic<bool>& commandHung) noexcept {
+  return Guarded(uint32_t{0}, [&] { return DropDefaultRoutes(commandHung); });
+}
+
 uint32_t FastDropDefaultRoutes() noexcept {
-  return Guarded(uint32_t{0}, DropDefaultRoutes);
+  std::atomic<bool> commandHung{false};
+  return FastDropDefaultRoutes(commandHung);
 }
 
 bool FastClearTunnelAddress() noexcept {

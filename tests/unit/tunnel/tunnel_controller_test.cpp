@@ -125,7 +125,7 @@ TEST_F(Controller, RefusesEveryStartOnceItIsClosing) {
 
 TEST_F(Controller, IsIdleAtFirstAndStopsSafely) {
   controller->Stop();
-  controller->Shutdown(0);
+  controller->Shutdown();
   int64_t up = -1;
   int64_t down = -1;
   controller->GetTraffic(up, down);

@@ -24,7 +24,7 @@ BypassRoutes WithGateway() {
 TEST(HostBypassRoute, APrefixAloneAndOtherKindsOfRulesAreToldAndMakeNoRoute) {
   BypassRoutes routes = WithGateway();
   const LogTail log;
-  for (const char* entry : {"domain:", "geosite:cn", "regexp:^a"}) AddHostBypassRoute(entry, routes);
+  for (const char* entry : {"domain:", "geosite:cn", "regexp:^a"}) AddHostBypassRoute(entry, running, routes);
   EXPECT_EQ(log.Messages(),
             "bypass: no host route possible for 'domain:'\n"
             "bypass: no host route possible for 'geosite:cn'\n"
@@ -35,14 +35,14 @@ TEST(HostBypassRoute, APrefixAloneAndOtherKindsOfRulesAreToldAndMakeNoRoute) {
 TEST(HostBypassRoute, AnEmptyEntryIsPassedOverInSilence) {
   BypassRoutes routes = WithGateway();
   const LogTail log;
-  AddHostBypassRoute("", routes);
+  AddHostBypassRoute("", running, routes);
   EXPECT_EQ(log.Messages(), "");
 }
 
 TEST(HostBypassRoute, AnAddressIsRoutedWithoutALookUpAndRecordedThoughTheCommandFails) {
   BypassRoutes routes = WithGateway();
   const LogTail log;
-  AddHostBypassRoute("full:1.2.3.4", routes);
+  AddHostBypassRoute("full:1.2.3.4", running, routes);
   EXPECT_EQ(log.Messages(),
             "bypass: 1.2.3.4 -> 1.2.3.4\n"
             "CMD exit=9009: route ADD 1.2.3.4 MASK 255.255.255.255 192.168.7.1 METRIC 1\n");
@@ -53,16 +53,16 @@ TEST(HostBypassRoute, ANameThatResolvesToTheServersOwnAddressAddsNone) {
   BypassRoutes routes = WithGateway();
   routes.serverBypassIp = "127.0.0.1";
   const LogTail log;
-  AddHostBypassRoute("domain:localhost", routes);
+  AddHostBypassRoute("domain:localhost", running, routes);
   EXPECT_EQ(log.Messages(), "");
   EXPECT_TRUE(routes.serverRouteIps.empty());
 }
 
 TEST(HostBypassRoute, AnAddressThatIsRoutedAlreadyIsNotRoutedAgain) {
   BypassRoutes routes = WithGateway();
-  AddHostBypassRoute("localhost", routes);
-  AddHostBypassRoute("full:localhost", routes);
-  AddHostBypassRoute("127.0.0.1", routes);
+  AddHostBypassRoute("localhost", running, routes);
+  AddHostBypassRoute("full:localhost", running, routes);
+  AddHostBypassRoute("127.0.0.1", running, routes);
   EXPECT_EQ(routes.serverRouteIps, Addresses{"127.0.0.1"});
 }
 
@@ -71,7 +71,7 @@ TEST(HostBypassRoute, AnUnknownNameIsTold) {
   const std::string host(300, 'a');
   BypassRoutes routes = WithGateway();
   const LogTail log;
-  AddHostBypassRoute("domain:" + host, routes);
+  AddHostBypassRoute("domain:" + host, running, routes);
   EXPECT_EQ(log.Messages(), "bypass: could not resolve '" + host + "'\n");
 }
 
