@@ -32,6 +32,7 @@ NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(Record, calls, changes, killAtCh
                                                 dnsFlushes, unknownCommands, waiting)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(MachineState, adapters, ipv4Routes, ipv6Routes, dormantIpv4Routes,
                                                 dormantIpv6Routes, firewallRules, devices, networks, tunnels, wfp,
-                                                faults, record, nextIfIndex, serviceImage, routeExitsZero, httpPort)
+                                                faults, record, nextIfIndex, serviceImage, routeExitsZero,
+                                                routeKeepsStored, httpPort)
 
 }  // namespace moorlak::lab

@@ -229,6 +229,8 @@ struct MachineState {
   std::string serviceImage = "moorlak_service.exe";
   // `route` exits 0 although it failed, as some versions do.
   bool routeExitsZero = false;
+  // `route DELETE` takes routes in force only, and leaves the stored copies of those that it takes.
+  bool routeKeepsStored = false;
   // Where the lab's "internet" answers on loopback: port of its web server by scheme, 0 for none.
   uint16_t httpPort = 0;
   bool operator==(const MachineState&) const = default;

@@ -1,4 +1,6 @@
 // A session from the start command to the stop, on both paths.
+#include <algorithm>
+
 #include "machine/support/wait.h"
 #include "session/support/tunnel_session.h"
 
@@ -30,6 +32,35 @@ TEST_F(GoodSession, ConnectsOnTheEnginesOwnTunnelAndPutsEverythingBack) {
   EXPECT_TRUE(machine::WaitUntil([] { return Status().downBytes >= kOneMiB; }));
   EXPECT_EQ(Stop(), "OK");
   EXPECT_FALSE(Status().running);
+  ExpectRestored();
+}
+
+// Where `route DELETE` does not find what `netsh` has stored, the next start of the system would bring it back.
+TEST_F(GoodSession, LeavesNoStoredDefaultRouteBehind) {
+  lab::MachineState machine = lab::DhcpMachine();
+  machine.routeKeepsStored = true;
+  Begin(machine);
+  ASSERT_EQ(Start(Config()), "OK");
+  ASSERT_TRUE(WaitForReady()) << testing::PrintToString(LogLines());
+  EXPECT_EQ(Stop(), "OK");
+  ExpectRestored();
+}
+
+std::vector<lab::FirewallRule> SharingRules() {
+  std::vector<lab::FirewallRule> rules = lab::ReadMachine().firewallRules;
+  std::erase_if(rules, [](const lab::FirewallRule& rule) { return rule.name != "Moorlak Proxy Sharing"; });
+  return rules;
+}
+
+TEST_F(GoodSession, OpensTheSharedPortsWhileItIsUp) {
+  client.sharedPorts = {1080, 8080};
+  ASSERT_EQ(Start(Config()), "OK");
+  ASSERT_TRUE(WaitForReady()) << testing::PrintToString(LogLines());
+  const std::vector<lab::FirewallRule> rules = SharingRules();
+  ASSERT_EQ(rules.size(), 1u);
+  EXPECT_EQ(std::ranges::count(rules.front().words, "localport=1080,8080"), 1);
+  EXPECT_EQ(Stop(), "OK");
+  EXPECT_TRUE(SharingRules().empty());
   ExpectRestored();
 }
 

@@ -22,6 +22,7 @@ enum class NetshOperation {
   SetAddress,
   SetInterface,
   AddRoute,
+  DeleteRoute,
   SetDns,
   AddDns,
   DeleteDns,

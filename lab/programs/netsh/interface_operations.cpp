@@ -141,4 +141,19 @@ Outcome AddRoute(MachineState& state, const NetshCommand& command) {
   return NetshDone();
 }
 
+// A stored deletion takes the route in force along.
+Outcome DeleteRoute(MachineState& state, const NetshCommand& command) {
+  const NetshTarget target = FindNetshTarget(state, command.Value("interface"), command.ipv6);
+  if (target.adapter == nullptr) return NetshRefused(target.complaint);
+  const Prefix prefix = ParsePrefix(command.Value("prefix"), command.ipv6).value_or(Prefix{});
+  const auto hop = CanonicalAddress(command.Value("nexthop"), command.ipv6);
+  const auto isMeant = [&](const Route& route) {
+    return route.luid == target.adapter->luid && route.destination == prefix.address &&
+           route.prefixLength == prefix.length && (!hop || route.nextHop == *hop);
+  };
+  const size_t deleted =
+      IsStored(command) ? RemoveRoutes(state, command.ipv6, isMeant) : Deactivate(state, command.ipv6, isMeant);
+  return deleted == 0 ? NetshRefused(kElementNotFound) : NetshDone();
+}
+
 }  // namespace moorlak::lab

@@ -49,6 +49,8 @@ Outcome RunNetsh(MachineState& state, const Words& words) {
       return SetInterface(state, command);
     case NetshOperation::AddRoute:
       return AddRoute(state, command);
+    case NetshOperation::DeleteRoute:
+      return DeleteRoute(state, command);
     case NetshOperation::SetDns:
       return SetDns(state, command);
     case NetshOperation::AddDns:

@@ -28,6 +28,7 @@ Outcome EnableInterface(MachineState& state, const NetshCommand& command);
 Outcome SetInterface(MachineState& state, const NetshCommand& command);
 Outcome SetAddress(MachineState& state, const NetshCommand& command);
 Outcome AddRoute(MachineState& state, const NetshCommand& command);
+Outcome DeleteRoute(MachineState& state, const NetshCommand& command);
 
 Outcome SetDns(MachineState& state, const NetshCommand& command);
 Outcome AddDns(MachineState& state, const NetshCommand& command);

@@ -101,7 +101,8 @@ bool IsMeant(const MachineState& state, const RouteCommand& command, const Route
 
 Outcome Delete(MachineState& state, const RouteCommand& command) {
   const auto isMeant = [&](const Route& route) { return IsMeant(state, command, route); };
-  if (RemoveRoutes(state, false, isMeant) == 0) return Refused(state, "The route deletion failed: Element not found.");
+  const size_t taken = state.routeKeepsStored ? Deactivate(state, false, isMeant) : RemoveRoutes(state, false, isMeant);
+  if (taken == 0) return Refused(state, "The route deletion failed: Element not found.");
   return Done();
 }
 

@@ -73,6 +73,7 @@ MachineState FullMachine() {
   machine.nextIfIndex = 40;
   machine.serviceImage = "other.exe";
   machine.routeExitsZero = true;
+  machine.routeKeepsStored = true;
   machine.httpPort = 8081;
   return machine;
 }

@@ -346,6 +346,24 @@ TEST(NetshGrammar, KnowsPortRangesProtocolNumbersAndSubnets) {
   Done(machine, "netsh advfirewall firewall add rule name=S dir=in action=block protocol=47 profile=any");
 }
 
+TEST(NetshDeleteRoute, TakesTheRouteInForceAndItsStoredCopy) {
+  MachineState machine = DhcpMachine();
+  const MachineState before = machine;
+  Done(machine, "netsh interface ip add route 198.51.100.0/24 \"Ethernet\" 192.0.2.9 metric=1");
+  machine.dormantIpv4Routes.push_back({"198.51.100.0", 24, "192.0.2.8", machine.adapters[1].luid, 9, true});
+  Done(machine, "netsh interface ipv4 delete route 198.51.100.0/24 \"Ethernet\" 192.0.2.9 store=persistent");
+  Done(machine, "netsh interface ipv4 delete route 198.51.100.0/24 \"Ethernet\" 192.0.2.8");
+  EXPECT_EQ(Show(machine), Show(before));
+  Refused(machine, "netsh interface ipv4 delete route 198.51.100.0/24 \"Ethernet\" 192.0.2.9", "Element not found.");
+}
+
+TEST(NetshDeleteRoute, LeavesTheStoredCopyWhenItIsToldSo) {
+  MachineState machine = DhcpMachine();
+  Done(machine, "netsh interface ip add route 198.51.100.0/24 \"Ethernet\" 192.0.2.9 metric=1");
+  Done(machine, "netsh interface ip delete route 198.51.100.0/24 \"Ethernet\" store=active");
+  EXPECT_EQ(machine.dormantIpv4Routes.size(), 1U);
+}
+
 TEST(NetshStores, WhatNetshSetSurvivesAReboot) {
   MachineState machine = DhcpMachine();
   Done(machine, "netsh interface ipv4 set dns name=\"Ethernet\" static 127.0.0.1 primary validate=no");

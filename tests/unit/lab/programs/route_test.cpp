@@ -153,6 +153,16 @@ TEST(RouteAdd, AVolatileRouteLeavesWhatIsOnlyStoredAlone) {
   EXPECT_EQ(machine.ipv4Routes.back().metric, 9U);
 }
 
+TEST(RouteDelete, LeavesTheStoredCopyWhereTheMachineIsSetSo) {
+  MachineState machine = DhcpMachine();
+  machine.routeKeepsStored = true;
+  Done(machine, "route -p ADD 203.0.113.7 MASK 255.255.255.255 192.0.2.1 METRIC 1");
+  Done(machine, "route DELETE 203.0.113.7");
+  EXPECT_EQ(machine.dormantIpv4Routes.size(), 1U);
+  Refused(machine, "route DELETE 203.0.113.7", kNotFound);
+  EXPECT_EQ(machine.dormantIpv4Routes.size(), 1U);
+}
+
 TEST(RouteDelete, OfNothingIsRefused) {
   MachineState machine = DhcpMachine();
   Refused(machine, "route DELETE 203.0.113.7", kNotFound);
