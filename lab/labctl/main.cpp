@@ -13,6 +13,7 @@
 #include "labctl/changes.h"
 #include "machine/fixtures.h"
 #include "machine/machine.h"
+#include "machine/restart_system.h"
 #include "winhttp/egress.h"
 
 namespace moorlak::lab {
@@ -120,7 +121,7 @@ int Release(const Words& words) {
 
 int RebootMachine(const Words& words) {
   RequireNoWords(words);
-  EditMachine([](MachineState& state) { Reboot(state); });
+  RestartSystem();
   return 0;
 }
 

@@ -3,15 +3,23 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <atomic>
 #include <gtest/gtest.h>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "base/data_files.h"
+#include "base/durable_file.h"
+#include "machine/restart_system.h"
 #include "net/routing/bypass_routes.h"
+#include "net/routing/journaled_routes.h"
 #include "network/support/simulated_machine.h"
 
 namespace moorlak {
 namespace {
+
+constexpr uint32_t kPatienceMs = 60000;
 
 bool BackupExists() {
   return GetFileAttributesW(CommonDataFile(L"routes_restore.v1").c_str()) != INVALID_FILE_ATTRIBUTES;
@@ -21,6 +29,30 @@ void Replace(const GatewayRoute& route) {
   ClearWayFor(route);
   AddGatewayRoute(route);
 }
+
+void ClearFaults() {
+  lab::EditMachine([](lab::MachineState& machine) { machine.faults.clear(); });
+}
+
+bool HasRouteTo(const std::string& destination) {
+  const std::vector<lab::Route> routes = lab::ReadMachine().ipv4Routes;
+  return std::ranges::find(routes, destination, &lab::Route::destination) != routes.end();
+}
+
+// What `route -p ADD` stores beside the route, for as long as this lives.
+class StoredRoute {
+ public:
+  explicit StoredRoute(const wchar_t* text) : name(text) {
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, kKey, name, REG_SZ, L"", sizeof(wchar_t));
+  }
+  ~StoredRoute() { RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kKey, name); }
+  StoredRoute(const StoredRoute&) = delete;
+  StoredRoute& operator=(const StoredRoute&) = delete;
+
+ private:
+  static constexpr wchar_t kKey[] = L"SYSTEM\\CurrentControlSet\\Services\\Tcpip\\Parameters\\PersistentRoutes";
+  const wchar_t* name;
+};
 
 struct RouteJournalOn : OnSimulatedMachine {
   ~RouteJournalOn() override { RestoreJournaledRoutes(); }
@@ -106,6 +138,189 @@ TEST_F(RouteJournalOn, WithoutTheTableNoRouteIsRemoved) {
   EXPECT_EQ(Now(), Before());
   EXPECT_EQ(LogMessages(), "routes: could not read the route table; routes to 203.0.113.7 stay\n");
   lab::EditMachine([](lab::MachineState& now) { now.faults.clear(); });
+}
+
+// What is not known to have been there before must not be taken for ours: the command refuses a route that exists.
+TEST_F(RouteJournalOn, WithoutTheTableARouteThatWasNotAddedStaysTheUsers) {
+  lab::MachineState machine = lab::DhcpMachine();
+  machine.ipv4Routes.push_back({"203.0.113.7", 32, "192.0.2.1", machine.adapters[1].luid, 1, false});
+  Start(machine);
+  PlanFault("fail", "GetIpForwardTable2", "", 0, ERROR_NOT_ENOUGH_MEMORY);
+  Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
+  ClearFaults();
+  RestoreJournaledRoutes();
+  EXPECT_EQ(Now(), Before());
+}
+
+TEST_F(RouteJournalOn, WithoutTheTableARouteThatWasAddedIsOurs) {
+  Start(lab::DhcpMachine());
+  PlanFault("fail", "GetIpForwardTable2", "", 0, ERROR_NOT_ENOUGH_MEMORY);
+  Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
+  ClearFaults();
+  EXPECT_NE(Now(), Before());
+  RestoreJournaledRoutes();
+  EXPECT_EQ(Now(), Before());
+}
+
+// A second network of the Ethernet adapter, which a subnet of the session's replaces.
+struct TakenOnLinkRoute : RouteJournalOn {
+  static lab::MachineState Machine() {
+    lab::MachineState machine = lab::DhcpMachine();
+    machine.adapters[1].ipv4.addresses.push_back({"198.51.100.9", 24});
+    machine.ipv4Routes.push_back({"198.51.100.0", 24, "0.0.0.0", machine.adapters[1].luid, 256, false});
+    return machine;
+  }
+};
+
+TEST_F(TakenOnLinkRoute, ComesBackWhereTheAdapterHasAnAddressInIt) {
+  Start(Machine());
+  Replace({"198.51.100.0", "255.255.255.0", "192.0.2.1"});
+  RestoreJournaledRoutes();
+  EXPECT_EQ(Now(), Before());
+}
+
+TEST_F(TakenOnLinkRoute, IsDroppedWhereNoAddressIsLeftInIt) {
+  Start(Machine());
+  Replace({"198.51.100.0", "255.255.255.0", "192.0.2.1"});
+  lab::EditMachine([](lab::MachineState& machine) { machine.adapters[1].ipv4.addresses.pop_back(); });
+  RestoreJournaledRoutes();
+  EXPECT_FALSE(HasRouteTo("198.51.100.0"));
+  EXPECT_EQ(LogMessages(), "routes: dropped a route that cannot come back: 198.51.100.0/24 on the link\n");
+  EXPECT_FALSE(BackupExists());
+}
+
+TEST_F(TakenOnLinkRoute, BringsBackTheRouteBehindIt) {
+  lab::MachineState machine = Machine();
+  machine.ipv4Routes.push_back({"203.0.113.7", 32, "198.51.100.1", machine.adapters[1].luid, 4, false});
+  Start(machine);
+  Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
+  Replace({"198.51.100.0", "255.255.255.0", "192.0.2.1"});
+  RestoreJournaledRoutes();
+  EXPECT_EQ(Now(), Before());
+}
+
+// A first try that fails must not cost the route behind it.
+TEST_F(TakenOnLinkRoute, BringsBackTheRouteBehindItAtTheSecondTry) {
+  lab::MachineState machine = Machine();
+  machine.ipv4Routes.push_back({"203.0.113.7", 32, "198.51.100.1", machine.adapters[1].luid, 4, false});
+  Start(machine);
+  Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
+  Replace({"198.51.100.0", "255.255.255.0", "192.0.2.1"});
+  PlanFault("fail", "CreateIpForwardEntry2", "", 1, ERROR_ACCESS_DENIED);
+  RestoreJournaledRoutes();
+  EXPECT_EQ(Now(), Before());
+}
+
+// The laptop went to another network in mid-session.
+TEST_F(RouteJournalOn, ARouteWhoseHopIsNoNeighbourAnyMoreIsDropped) {
+  lab::MachineState machine = lab::DhcpMachine();
+  machine.ipv4Routes.push_back({"203.0.113.7", 32, "192.0.2.77", machine.adapters[1].luid, 4, false});
+  Start(machine);
+  Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
+  lab::EditMachine([](lab::MachineState& now) {
+    now.adapters[1].ipv4.addresses = {{"10.20.0.5", 24}};
+    std::erase_if(now.ipv4Routes, [&](const lab::Route& route) { return route.luid == now.adapters[1].luid; });
+    now.ipv4Routes.push_back({"10.20.0.0", 24, "0.0.0.0", now.adapters[1].luid, 256, false});
+  });
+  RestoreJournaledRoutes();
+  EXPECT_FALSE(HasRouteTo("203.0.113.7"));
+  EXPECT_EQ(LogMessages(), "routes: dropped a route that cannot come back: 203.0.113.7/32 via 192.0.2.77\n");
+  EXPECT_FALSE(BackupExists());
+}
+
+// A start of the system: what the machine did not keep itself would not be there without the session either.
+struct RestartedSystem : RouteJournalOn {
+  void ReplaceAndRestart() {
+    Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
+    lab::RestartSystem();
+  }
+};
+
+TEST_F(RestartedSystem, ForgetsAVolatileRoute) {
+  lab::MachineState machine = lab::DhcpMachine();
+  machine.ipv4Routes.push_back({"203.0.113.7", 32, "192.0.2.77", machine.adapters[1].luid, 4, false});
+  Start(machine);
+  ReplaceAndRestart();
+  RecoverJournaledRoutes();
+  EXPECT_FALSE(HasRouteTo("203.0.113.7"));
+  EXPECT_FALSE(BackupExists());
+  EXPECT_EQ(LogMessages(),
+            "routes: recovering routes from disk backup\n"
+            "routes: the system was restarted, 1 taken route(s) not put back\n");
+}
+
+// It is the user's own, though the session has added one like it.
+TEST_F(RestartedSystem, KeepsARouteThatCameBackByItself) {
+  Start(lab::DhcpMachine());
+  ReplaceAndRestart();
+  lab::EditMachine([](lab::MachineState& now) {
+    now.ipv4Routes.push_back({"203.0.113.7", 32, "192.0.2.1", now.adapters[1].luid, 4, true});
+  });
+  const std::string restarted = Now();
+  RecoverJournaledRoutes();
+  EXPECT_EQ(Now(), restarted);
+  EXPECT_FALSE(BackupExists());
+}
+
+// `route DELETE` takes the stored copy of a `route -p ADD` along.
+TEST_F(RestartedSystem, GetsAStoredRouteBack) {
+  lab::MachineState machine = lab::DhcpMachine();
+  machine.ipv4Routes.push_back({"203.0.113.7", 32, "192.0.2.77", machine.adapters[1].luid, 4, true});
+  Start(machine);
+  const StoredRoute stored(L"203.0.113.7,255.255.255.255,192.0.2.77,4");
+  ReplaceAndRestart();
+  RecoverJournaledRoutes();
+  EXPECT_TRUE(HasRouteTo("203.0.113.7"));
+  EXPECT_FALSE(BackupExists());
+}
+
+// At the start of the system the network may not be there yet.
+TEST_F(RestartedSystem, GetsAStoredRouteBackWhenItsNetworkIsThere) {
+  lab::MachineState machine = lab::DhcpMachine();
+  machine.ipv4Routes.push_back({"203.0.113.7", 32, "192.0.2.77", machine.adapters[1].luid, 4, true});
+  Start(machine);
+  const StoredRoute stored(L"203.0.113.7,255.255.255.255,192.0.2.77,4");
+  ReplaceAndRestart();
+  const lab::MachineState restarted = lab::ReadMachine();
+  lab::EditMachine([](lab::MachineState& now) {
+    std::erase_if(now.ipv4Routes, [&](const lab::Route& route) { return route.luid == now.adapters[1].luid; });
+  });
+  RecoverJournaledRoutes();
+  EXPECT_FALSE(HasRouteTo("203.0.113.7"));
+  EXPECT_TRUE(BackupExists());
+  lab::EditMachine([&](lab::MachineState& now) { now.ipv4Routes = restarted.ipv4Routes; });
+  RestoreJournaledRoutes();
+  EXPECT_TRUE(HasRouteTo("203.0.113.7"));
+  EXPECT_FALSE(BackupExists());
+}
+
+// A file of an earlier version of the service tells nothing of the system's start: it is followed as it always was.
+TEST_F(RestartedSystem, IsNotKnownFromAFileWithoutAMark) {
+  Start(lab::DhcpMachine());
+  ASSERT_TRUE(WriteFileDurably(
+      CommonDataFile(L"routes_restore.v1"),
+      "v1\ntaken\n203.0.113.7\n32\n192.0.2.77\n" + std::to_string(lab::ReadMachine().adapters[1].luid) + "\n4\n"));
+  RecoverJournaledRoutes();
+  EXPECT_TRUE(HasRouteTo("203.0.113.7"));
+  EXPECT_FALSE(BackupExists());
+}
+
+// One write for all of them, so that a long list does not cost a flush of the disk for each.
+TEST_F(RouteJournalOn, ABatchIsOnDiskBeforeItsFirstChange) {
+  Start(lab::DhcpMachine());
+  PlanFault("break", "route", "DELETE 172.16.0.0", 1, 0);
+  const std::atomic<bool> running{true};
+  std::thread session([&] {
+    BypassRoutes routes;
+    AddLanBypassRoutes({"172.16.0.0/12", "198.51.100.0/24", "not an address", "203.0.113.64/26"}, running, routes);
+  });
+  EXPECT_TRUE(lab::WaitForBreak(kPatienceMs));
+  const std::string text = ReadWholeFile(CommonDataFile(L"routes_restore.v1"), 1u << 20).value_or("");
+  EXPECT_EQ(ParseRouteJournal(text).added.size(), 3u) << text;
+  lab::ReleaseBreak();
+  session.join();
+  RestoreJournaledRoutes();
+  EXPECT_EQ(Now(), Before());
 }
 
 TEST_F(RouteJournalOn, WithoutAJournalNothingIsTouched) {

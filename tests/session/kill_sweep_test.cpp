@@ -3,8 +3,8 @@
 //
 // MOORLAK_KILL_SWEEP names what else is wanted, as words: "native" (the path on which the engine drives the adapter),
 // "before" (the death comes in place of the change), "reboot" (the machine starts anew before the service does),
-// "double" (the recovery is ended, too, at each of its changes), "every=K" (only each K-th n), "point=N" (only that n).
-// scripts/kill_sweep.sh does all of this.
+// "double" (the recovery is ended, too, at each of its changes), "stored" (`route DELETE` leaves stored copies),
+// "every=K" (only each K-th n), "point=N" (only that n). scripts/kill_sweep.sh does all of this.
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -12,6 +12,7 @@
 #include <sstream>
 
 #include "base/handle.h"
+#include "machine/restart_system.h"
 #include "machine/support/log_watch.h"
 #include "machine/support/service_control.h"
 #include "machine/support/wait.h"
@@ -40,6 +41,7 @@ struct Wanted {
   bool before = false;
   bool reboot = false;
   bool twice = false;
+  bool stored = false;
   uint64_t every = 1;
   uint64_t only = 0;
 };
@@ -57,6 +59,7 @@ Wanted ReadWanted() {
     wanted.before |= word == "before";
     wanted.reboot |= word == "reboot";
     wanted.twice |= word == "double";
+    wanted.stored |= word == "stored";
     wanted.every = NumberAfter(word, "every=", wanted.every);
     wanted.only = NumberAfter(word, "point=", wanted.only);
   }
@@ -121,6 +124,7 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
     fresh = lab::DhcpMachine();
     fresh.httpPort = server.webPort;
     fresh.record.killBefore = wanted.before;
+    fresh.routeKeepsStored = wanted.stored;
     // The session's own route to this address takes the place of the user's.
     fresh.ipv4Routes.push_back({kPanelHost, 32, kUsersGateway, fresh.adapters[1].luid, 7, false});
     Begin(fresh);
@@ -221,15 +225,15 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
     if (IsServiceAlive()) machine::KillTunnelService();
     for (const wchar_t* image : {kServiceImage, kXrayImage, kTun2SocksImage, L"netsh.exe", L"route.exe", L"cmd.exe"})
       EXPECT_TRUE(WaitForNone(image));
-    lab::EditMachine(lab::Reboot);
+    lab::RestartSystem();
   }
 
-  // A start of the machine forgets the user's route, unless the session had taken it away.
-  std::string Comparable(const std::string& dump) const { return wanted.reboot ? Without(kUsersGateway, dump) : dump; }
+  // A start of the machine forgets the user's route, whether the session had taken it away or not.
+  std::string Expected() const { return wanted.reboot ? Without(kUsersGateway, Before()) : Before(); }
 
   // What the recovery has not put back; empty when all is well.
   std::string Damage() const {
-    std::string text = Difference(Comparable(Before()), Comparable(Now()));
+    std::string text = Difference(Expected(), Now());
     for (const std::string& trace : PendingTraces()) text += "  + " + trace + "\n";
     for (const std::string& file : StagedConfigs()) text += "  + staged " + file + "\n";
     if (!ProcessesNamed(kXrayImage).empty()) text += "  + xray lives\n";

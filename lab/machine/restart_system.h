@@ -1,0 +1,11 @@
+// A start of the whole system.
+#pragma once
+
+namespace moorlak::lab {
+
+// Reboots the machine (machine/machine.h), and forgets what the registry keeps only until then: volatile keys below
+// HKEY_LOCAL_MACHINE\SOFTWARE whose names begin with "Moorlak". Wine itself keeps them for as long as its server runs.
+// No program of the product may be running.
+void RestartSystem();
+
+}  // namespace moorlak::lab
