@@ -12,6 +12,7 @@
 #include "net/dns/smhnr_policy.h"
 #include "net/routing/quick_teardown.h"
 #include "net/routing/route_journal.h"
+#include "net/routing/stored_default_route.h"
 #include "net/share/proxy_sharing.h"
 #include "net/split/split_tunnel.h"
 #include "process/background_commands.h"
@@ -30,6 +31,13 @@ void RestoreDnsInBackground() noexcept {
   Guarded([] {
     const uint64_t generation = DnsGeneration();
     if (IsDnsNeutralised(generation)) RunInBackground([generation] { RestoreInMemoryDns(generation); });
+  });
+}
+
+void RemoveStoredRouteInBackground() noexcept {
+  Guarded([] {
+    const uint64_t generation = DefaultRouteGeneration();
+    RunInBackground([generation] { RemoveStoredDefaultRoute(generation); });
   });
 }
 
@@ -136,6 +144,7 @@ void CleanupNetworkConfiguration(VpnService& service) noexcept {
     DropTunnelRoute(service);
     DropFilters(service);
     RestoreDnsInBackground();
+    RemoveStoredRouteInBackground();
     if (!service.meta.shareProxyPorts.empty()) CloseSharing();
     ForgetSession(service);
   });

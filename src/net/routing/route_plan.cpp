@@ -99,4 +99,9 @@ std::string TunnelDefaultAddCommand(std::string_view adapterName) {
          " metric=1";
 }
 
+std::string StoredDefaultDeleteCommand(std::string_view adapterName) {
+  return "netsh interface ipv4 delete route 0.0.0.0/0 " + Quoted(adapterName) + " " + std::string(kTunnelGateway) +
+         " store=persistent";
+}
+
 }  // namespace moorlak

@@ -52,5 +52,6 @@ std::string EnableAdapterCommand(std::string_view adapterName);
 std::string TunnelAddressCommand(std::string_view adapterName);
 std::string InterfaceMetricCommand(std::string_view adapterName);
 std::string TunnelDefaultAddCommand(std::string_view adapterName);
+std::string StoredDefaultDeleteCommand(std::string_view adapterName);
 
 }  // namespace moorlak

@@ -15,6 +15,7 @@
 #include "net/adapter/adapter_name.h"
 #include "net/routing/route_plan.h"
 #include "net/routing/route_table.h"
+#include "net/routing/stored_default_route.h"
 #include "process/hidden_command.h"
 
 namespace moorlak {
@@ -63,6 +64,7 @@ void AddTunnelDefaultRoute(const std::string& adapterName) noexcept {
   Guarded([&] {
     const std::string command = TunnelDefaultAddCommand(adapterName);
     WriteStandardErrorLine("VPN Service: Adding default route: " + command);
+    const DefaultRouteClaim claim;
     RunHiddenCommand(command, kCommandTimeoutMs, true);
   });
 }

@@ -244,6 +244,8 @@ TEST(RouteCommands, AreWrittenAsTheSystemsToolsReadThem) {
   EXPECT_EQ(TunnelDefaultDeleteCommand(), "route DELETE 0.0.0.0 MASK 0.0.0.0 10.0.85.1");
   EXPECT_EQ(EnableAdapterCommand("Moorlak 2"), "netsh interface set interface name=\"Moorlak 2\" admin=ENABLED");
   EXPECT_EQ(InterfaceMetricCommand("Moorlak"), "netsh interface ipv4 set interface interface=\"Moorlak\" metric=1");
+  EXPECT_EQ(StoredDefaultDeleteCommand("Moorlak 2"),
+            "netsh interface ipv4 delete route 0.0.0.0/0 \"Moorlak 2\" 10.0.85.1 store=persistent");
   EXPECT_EQ(TunnelDefaultAddCommand("Moorlak"),
             "netsh interface ip add route 0.0.0.0/0 \"Moorlak\" 10.0.85.1 metric=1");
 }

@@ -1,0 +1,53 @@
+#include "net/routing/stored_default_route.h"
+
+#include <winsock2.h>
+#include <windows.h>
+
+#include <atomic>
+#include <optional>
+#include <vector>
+
+#include "base/guarded.h"
+#include "net/adapter/adapter_lookup.h"
+#include "net/adapter/adapter_name.h"
+#include "net/routing/route_plan.h"
+#include "process/hidden_command.h"
+
+namespace moorlak {
+namespace {
+
+// As long as a stop waits for its background.
+constexpr uint32_t kRemovalTimeoutMs = 5000;
+
+std::mutex defaultRouteLock;
+// Written under the lock.
+std::atomic<uint64_t> generation{0};
+
+void RemoveFromAllLocked() {
+  const std::optional<std::vector<AdapterInfo>> adapters = ReadAdapters(AF_UNSPEC, kAddressesOnlyFlags);
+  if (!adapters) return;
+  for (const AdapterInfo& adapter : *adapters) {
+    // A name of ours is letters, a blank and digits: nothing that a command line could misread.
+    if (!IsOurAdapterName(adapter.name)) continue;
+    RunHiddenCommand(StoredDefaultDeleteCommand(adapter.nameUtf8), kRemovalTimeoutMs, false);
+  }
+}
+
+}  // namespace
+
+DefaultRouteClaim::DefaultRouteClaim() : guard(defaultRouteLock) {
+  ++generation;
+}
+
+uint64_t DefaultRouteGeneration() noexcept {
+  return generation;
+}
+
+void RemoveStoredDefaultRoute(uint64_t wantedGeneration) noexcept {
+  Guarded([wantedGeneration] {
+    const std::lock_guard guard(defaultRouteLock);
+    if (wantedGeneration == generation) RemoveFromAllLocked();
+  });
+}
+
+}  // namespace moorlak
