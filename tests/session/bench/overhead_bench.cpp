@@ -16,6 +16,12 @@ constexpr char kLog[] = "!WriteFile";
 constexpr char kLogLock[] = "CreateMutexW";
 constexpr char kChild[] = "CreateProcessW";
 constexpr char kChildsJob[] = "CreateJobObjectW";
+// The last act of a durable write: the fresh file takes the old one's place.
+constexpr char kRename[] = "MoveFileExW";
+constexpr char kConnectLine[] = "OS DNS=";
+constexpr int kManySubnets = 200;
+// Ten minutes: a list of subnets takes two commands for each.
+constexpr int kMostLooks = 1200;
 
 const std::vector<StepMark> kAccept = {
     {"accept the command, clean up behind an earlier session", kLog, "IPC server command 2", kLogLock},
@@ -129,6 +135,14 @@ void Append(Table& table, size_t from, const std::vector<StepCost>& costs) {
   for (size_t i = 0; i < costs.size(); ++i) table[from + i].costs.push_back(costs[i]);
 }
 
+// The configuration with so many subnets around the tunnel, its own one among them.
+std::string WithSubnets(std::string config) {
+  std::string more;
+  for (int i = 1; i < kManySubnets; ++i) more += ",\"10.9." + std::to_string(i) + ".0/24\"";
+  const std::string own = '"' + std::string(kBypassSubnet) + '"';
+  return config.insert(config.find(own) + own.size(), more);
+}
+
 class SessionOverhead : public TunnelSession {
  protected:
   static uint32_t Runs() {
@@ -139,7 +153,7 @@ class SessionOverhead : public TunnelSession {
   // A session with few looks at the service, each of which takes a turn on the processors.
   void RunSession(const std::string& config) {
     ASSERT_EQ(Start(config), "OK");
-    for (int look = 0; look < 120 && !Status().tunnelUp && Status().running; ++look) Sleep(500);
+    for (int look = 0; look < kMostLooks && !Status().tunnelUp && Status().running; ++look) Sleep(500);
     ASSERT_TRUE(Status().tunnelUp) << testing::PrintToString(LogLines());
     Sleep(500);
     ASSERT_EQ(Stop(), "OK");
@@ -151,18 +165,21 @@ class SessionOverhead : public TunnelSession {
     for (Row& row : EmptyTable(connect)) up.push_back(row);
     Table down = EmptyTable(kDisconnect);
     MeteredService meter;
+    size_t durableWrites = 0;
     for (uint32_t run = 0; run <= Runs(); ++run) {
       meter.Clear();
       ASSERT_NO_FATAL_FAILURE(RunSession(config));
       const std::vector<Span> spans = meter.Spans();
       if (run == 0) continue;
       Append(up, 0, CostsOfSteps(spans, "IPC start accepted", kAccept));
-      Append(up, 1, CostsOfSteps(spans, "OS DNS=", connect));
+      Append(up, 1, CostsOfSteps(spans, kConnectLine, connect));
+      durableWrites = CountCalls(spans, kConnectLine, kRename);
       Append(down, 0, CostsOfSteps(spans, "IPC stop", kDisconnect));
       ASSERT_FALSE(HasFailure());
       if (run == Runs() && std::getenv("MOORLAK_BENCH_CALLS") != nullptr) PrintCalls(spans);
     }
     Print((std::string("connect, ") + path).c_str(), up, 0);
+    std::printf("\nDurable writes in a connect: %zu\n", durableWrites);
     Print((std::string("disconnect, ") + path).c_str(), down, kStepsToTheRoute);
   }
 
@@ -176,6 +193,20 @@ class SessionOverhead : public TunnelSession {
 
 TEST_F(SessionOverhead, ThroughTun2Socks) {
   Measure("tun2socks", Config(), kConnect);
+}
+
+// What a long list costs: the step of the routes, and its durable writes.
+TEST_F(SessionOverhead, WithManySubnets) {
+  MeteredService meter;
+  ASSERT_NO_FATAL_FAILURE(RunSession(WithSubnets(Config())));
+  const std::vector<Span> spans = meter.Spans();
+  const std::vector<StepCost> costs = CostsOfSteps(spans, kConnectLine, kConnect);
+  for (size_t i = 0; i < costs.size(); ++i) {
+    if (std::string_view(kConnect[i].step).starts_with("route around")) {
+      PrintRow({"route around the tunnel, 200 bypass subnets, one session", {costs[i]}, Undisturbed({costs[i]})});
+    }
+  }
+  std::printf("\nDurable writes in that connect: %zu\n", CountCalls(spans, kConnectLine, kRename));
 }
 
 TEST_F(SessionOverhead, OnTheEnginesOwnTunnel) {

@@ -115,6 +115,11 @@ double Undisturbed(const std::vector<StepCost>& runs) {
   return sum;
 }
 
+size_t CountCalls(const std::vector<Span>& spans, std::string_view logText, std::string_view call) {
+  const std::vector<Span> ofThread = ThreadWith(spans, logText);
+  return static_cast<size_t>(std::ranges::count_if(ofThread, [=](const Span& span) { return IsFrom(span, call); }));
+}
+
 std::vector<StepCost> CostsOfSteps(const std::vector<Span>& all, std::string_view logText,
                                    const std::vector<StepMark>& marks) {
   const std::vector<Span> spans = ThreadWith(all, logText);

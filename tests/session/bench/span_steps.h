@@ -33,6 +33,9 @@ struct StepCost {
 // all runs, summed up.
 double Undisturbed(const std::vector<StepCost>& runs);
 
+// How often the thread whose log line has this text made the call.
+size_t CountCalls(const std::vector<Span>& spans, std::string_view logText, std::string_view call);
+
 // Of the thread whose log line has this text. One cost for each mark but the last, which is the end; empty when a mark
 // is not found, which is told as a failed test.
 std::vector<StepCost> CostsOfSteps(const std::vector<Span>& spans, std::string_view logText,
