@@ -11,6 +11,7 @@
 #include "config/server_address.h"
 #include "config/server_resolution.h"
 #include "net/routing/bypass_routes.h"
+#include "net/routing/route_journal.h"
 #include "net/routing/tunnel_route.h"
 #include "net/share/proxy_sharing.h"
 #include "process/cancellable_wait.h"
@@ -59,11 +60,25 @@ bool FindGateway(VpnService& service) {
   return true;
 }
 
+GatewayRoute RouteTo(const VpnService& service, const std::string& address) {
+  return {address, std::string(kHostMask), service.routes.physicalGateway};
+}
+
 void RouteAround(const VpnService& service, const std::string& address, std::string_view kind) {
-  const GatewayRoute route{address, std::string(kHostMask), service.routes.physicalGateway};
+  const GatewayRoute route = RouteTo(service, address);
   ClearWayFor(route);
   Tell(service, "Adding " + std::string(kind) + " route: " + RouteAddCommand(route));
   AddGatewayRoute(route);
+}
+
+// The server's routes and the name servers' as one batch.
+void JournalServerRoutes(const VpnService& service) {
+  std::vector<GatewayRoute> wanted;
+  for (const std::string& address : service.serverAddresses) wanted.push_back(RouteTo(service, address));
+  for (const std::string& server : GetTunnelDnsServers(service.xrayDnsServers)) {
+    wanted.push_back(RouteTo(service, server));
+  }
+  JournalReplacements(wanted);
 }
 
 void RouteServer(VpnService& service) {
@@ -99,6 +114,7 @@ bool IsDefaultRouteGood() {
 
 StepResult RouteServerAround(VpnService& service) {
   if (!FindServer(service) || !FindGateway(service)) return GoOn();
+  JournalServerRoutes(service);
   RouteServer(service);
   RouteDnsServers(service);
   return GoOnIf(service.running);

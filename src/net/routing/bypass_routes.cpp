@@ -38,13 +38,20 @@ bool HasHostRoute(const BypassRoutes& routes, const std::string& address) {
          std::ranges::find(routes.serverRouteIps, address) != routes.serverRouteIps.end();
 }
 
-void AddHostRoute(const std::string& host, const std::string& address, const std::string& gateway,
-                  BypassRoutes& routes) {
-  const GatewayRoute route{address, std::string(kHostMask), gateway};
+// Those of the addresses that have no route yet.
+std::vector<GatewayRoute> HostRoutes(const std::vector<std::string>& addresses, const BypassRoutes& routes) {
+  std::vector<GatewayRoute> wanted;
+  for (const std::string& address : addresses) {
+    if (!HasHostRoute(routes, address)) wanted.push_back({address, std::string(kHostMask), routes.physicalGateway});
+  }
+  return wanted;
+}
+
+void AddHostRoute(const std::string& host, const GatewayRoute& route, BypassRoutes& routes) {
   ClearWayFor(route);
-  WriteLogLine("bypass: " + host + " -> " + address);
+  WriteLogLine("bypass: " + host + " -> " + route.destination);
   AddGatewayRoute(route);
-  routes.serverRouteIps.push_back(address);
+  routes.serverRouteIps.push_back(route.destination);
 }
 
 void AddHost(const std::string& entry, const std::atomic<bool>& running, BypassRoutes& routes) {
@@ -64,14 +71,31 @@ void AddHost(const std::string& entry, const std::atomic<bool>& running, BypassR
     WriteLogLine("bypass: no physical gateway, skipping routes for '" + host + "'");
     return;
   }
-  for (const std::string& address : addresses) {
+  const std::vector<GatewayRoute> wanted = HostRoutes(addresses, routes);
+  JournalReplacements(wanted);
+  for (const GatewayRoute& route : wanted) {
     if (!running) return;
-    if (!HasHostRoute(routes, address)) AddHostRoute(host, address, gateway, routes);
+    AddHostRoute(host, route, routes);
   }
 }
 
-void AddSubnet(const std::string& entry, const std::string& gateway) {
+SubnetPlan PlanSubnetThrough(const std::string& gateway, const std::string& entry) {
   SubnetPlan plan = PlanSubnet(entry);
+  plan.route.gateway = gateway;
+  return plan;
+}
+
+void JournalSubnets(const std::vector<std::string>& subnets, const std::string& gateway) {
+  std::vector<GatewayRoute> wanted;
+  for (const std::string& entry : subnets) {
+    SubnetPlan plan = PlanSubnetThrough(gateway, entry);
+    if (plan.verdict == SubnetVerdict::Route) wanted.push_back(std::move(plan.route));
+  }
+  JournalReplacements(wanted);
+}
+
+void AddSubnet(const std::string& entry, const std::string& gateway) {
+  const SubnetPlan plan = PlanSubnetThrough(gateway, entry);
   if (plan.verdict == SubnetVerdict::MalformedPrefix) {
     WriteStandardErrorLine("VPN Service: skipping malformed bypass subnet: " + entry);
     return;
@@ -80,7 +104,6 @@ void AddSubnet(const std::string& entry, const std::string& gateway) {
     WriteStandardErrorLine("VPN Service: skipping non-IPv4 bypass subnet: " + entry);
     return;
   }
-  plan.route.gateway = gateway;
   ClearWayFor(plan.route);
   WriteStandardErrorLine("VPN Service: Adding LAN bypass route: " + RouteAddCommand(plan.route));
   AddGatewayRoute(plan.route);
@@ -105,7 +128,9 @@ void ClearWayFor(const GatewayRoute& route) noexcept {
 }
 
 void AddGatewayRoute(const GatewayRoute& route) noexcept {
-  Guarded([&] { RunHiddenCommand(RouteAddCommand(route), kRouteTimeoutMs, true); });
+  Guarded([&] {
+    if (RunHiddenCommand(RouteAddCommand(route), kRouteTimeoutMs, true)) JournalAdded(route);
+  });
 }
 
 void AddHostBypassRoute(const std::string& entry, const std::atomic<bool>& running, BypassRoutes& routes) noexcept {
@@ -118,6 +143,7 @@ void AddLanBypassRoutes(const std::vector<std::string>& subnets, const std::atom
     if (subnets.empty()) return;
     const std::string gateway = SessionGateway(routes);
     if (gateway.empty()) return;
+    JournalSubnets(subnets, gateway);
     for (const std::string& entry : subnets) {
       if (!running) return;
       AddSubnet(entry, gateway);

@@ -29,7 +29,8 @@ std::string SessionGateway(BypassRoutes& routes) noexcept;
 
 // The two commands, one after the other, that every route of a session is made of: whatever leads to the route's
 // destination is removed (that there is nothing is no failure), then the route is added (its failure is logged). The
-// first one journals both before it begins (net/routing/route_journal.h).
+// first one journals both before it begins (net/routing/route_journal.h). Whoever has several of them journals all
+// first, with one write.
 void ClearWayFor(const GatewayRoute& route) noexcept;
 void AddGatewayRoute(const GatewayRoute& route) noexcept;
 

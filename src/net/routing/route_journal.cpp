@@ -3,15 +3,19 @@
 #include <winsock2.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <mutex>
+#include <optional>
 #include <string>
 
+#include "base/boot_identity.h"
 #include "base/data_files.h"
 #include "base/durable_file.h"
 #include "base/guarded.h"
 #include "base/log.h"
 #include "net/adapter/adapter_lookup.h"
 #include "net/routing/journaled_routes.h"
+#include "net/routing/persistent_routes.h"
 #include "net/routing/route_table.h"
 
 namespace moorlak {
@@ -24,6 +28,7 @@ std::mutex journalLock;
 RouteJournal journal;  // guarded by journalLock
 
 void PersistLocked() {
+  journal.boot = BootIdentity();
   const std::wstring path = CommonDataFile(kFileName);
   if (journal.IsEmpty()) {
     DeleteFileW(path.c_str());
@@ -32,17 +37,31 @@ void PersistLocked() {
   }
 }
 
-// What the machine has is not known without the table, which is read once more when it cannot be read.
-bool JournalLocked(const GatewayRoute& route) {
-  const auto tunnel = FindTunnelAdapter();
+// Nothing when the table cannot be read, which is tried twice.
+std::optional<RoutesNow> ReadRoutesNow() {
   auto table = ReadSystemRoutes();
   if (!table) table = ReadSystemRoutes();
-  const bool known = table.has_value();
-  if (!known) WriteLogLine("routes: could not read the route table; routes to " + route.destination + " stay");
-  if (NoteReplacement(journal, route, table.value_or(std::vector<SystemRoute>()), tunnel ? tunnel->luid : 0)) {
-    PersistLocked();
+  if (!table) return std::nullopt;
+  const auto tunnel = FindTunnelAdapter();
+  return RoutesNow{std::move(*table), ReadPersistentRoutes(), tunnel ? tunnel->luid : 0};
+}
+
+bool JournalLocked(const GatewayRoute& route) {
+  const auto now = ReadRoutesNow();
+  if (!now) {
+    WriteLogLine("routes: could not read the route table; routes to " + route.destination + " stay");
+    return false;
   }
-  return known;
+  if (NoteReplacement(journal, route, *now)) PersistLocked();
+  return true;
+}
+
+void JournalAllLocked(const std::vector<GatewayRoute>& routes) {
+  const auto now = ReadRoutesNow();
+  if (!now) return;
+  bool noted = false;
+  for (const GatewayRoute& route : routes) noted |= NoteReplacement(journal, route, *now);
+  if (noted) PersistLocked();
 }
 
 // A route through an adapter that is gone went with it.
@@ -61,24 +80,63 @@ std::vector<AddedRoute> RemoveAddedLocked(const std::vector<SystemRoute>& table)
   return left;
 }
 
-std::vector<SystemRoute> PutBackTakenLocked(const std::vector<SystemRoute>& table) {
-  std::vector<SystemRoute> left;
-  for (const SystemRoute& route : journal.taken) {
-    if (HasRoute(table, route)) continue;
-    const DWORD error = CreateSystemRoute(route);
-    if (error == NO_ERROR || error == ERROR_OBJECT_ALREADY_EXISTS || IsLost(error)) continue;
-    WriteLogLine("routes: could not put back a route (" + std::to_string(error) + ")");
-    left.push_back(route);
+// The machine's network, as routes are put back into it.
+struct Network {
+  std::vector<SystemRoute> table;
+  std::vector<LocalAddress> addresses;
+};
+
+// Nothing when it cannot be told what can come back.
+std::optional<Network> ReadNetwork() {
+  auto table = ReadSystemRoutes();
+  const auto adapters = ReadAdapters(AF_INET, kAddressesOnlyFlags);
+  if (!table || !adapters) return std::nullopt;
+  Network network{std::move(*table), {}};
+  for (const AdapterInfo& adapter : *adapters) {
+    for (const std::string& text : adapter.ipv4Addresses) {
+      if (const auto address = AddressNumber(text)) network.addresses.push_back({adapter.luid, *address});
+    }
   }
-  return left;
+  return network;
+}
+
+// True when the route is done with. One that the system had stored waits for its network.
+bool CannotComeBack(const SystemRoute& route, bool stored) {
+  if (!stored) WriteLogLine("routes: dropped a route that cannot come back: " + RouteText(route));
+  return !stored;
+}
+
+// The same.
+bool PutBack(const SystemRoute& route, bool stored, Network& network) {
+  if (HasRoute(network.table, route)) return true;
+  if (!CanComeBack(route, network.table, network.addresses)) return CannotComeBack(route, stored);
+  // Also when it fails: what lies behind it is then tried again with it.
+  network.table.push_back(route);
+  const DWORD error = CreateSystemRoute(route);
+  if (error == NO_ERROR || error == ERROR_OBJECT_ALREADY_EXISTS) return true;
+  if (IsLost(error)) return CannotComeBack(route, stored);
+  WriteLogLine("routes: could not put back a route (" + std::to_string(error) + ")");
+  return false;
+}
+
+// A gateway can lie behind a route on the link that was taken, too: those come first.
+void PutBackTakenLocked(Network& network) {
+  for (const bool onLink : {true, false}) {
+    const auto isDone = [&](bool stored) {
+      return [&network, onLink, stored](const SystemRoute& route) {
+        return (route.nextHop == 0) == onLink && PutBack(route, stored, network);
+      };
+    };
+    std::erase_if(journal.taken, isDone(false));
+    std::erase_if(journal.takenStored, isDone(true));
+  }
 }
 
 void RestoreOnceLocked() {
   const auto before = ReadSystemRoutes();
   if (!before) return;
   journal.added = RemoveAddedLocked(*before);
-  const auto cleared = ReadSystemRoutes();
-  if (cleared) journal.taken = PutBackTakenLocked(*cleared);
+  if (auto network = ReadNetwork()) PutBackTakenLocked(*network);
   PersistLocked();
 }
 
@@ -95,12 +153,35 @@ void LoadLocked() {
   WriteLogLine(journal.IsEmpty() ? "routes: unknown route backup" : "routes: recovering routes from disk backup");
 }
 
+// Of a file that does not tell its start of the system nothing is known, and it is followed as it stands.
+void ForgetBeforeRestartLocked() {
+  const uint64_t boot = BootIdentity();
+  if (journal.boot == 0 || boot == 0 || journal.boot == boot) return;
+  const size_t forgotten = ForgetVolatile(journal);
+  WriteLogLine("routes: the system was restarted, " + std::to_string(forgotten) + " taken route(s) not put back");
+  PersistLocked();
+}
+
 }  // namespace
 
 bool JournalReplacement(const GatewayRoute& route) noexcept {
   return Guarded(false, [&] {
     const std::lock_guard guard(journalLock);
     return JournalLocked(route);
+  });
+}
+
+void JournalReplacements(const std::vector<GatewayRoute>& routes) noexcept {
+  Guarded([&] {
+    const std::lock_guard guard(journalLock);
+    JournalAllLocked(routes);
+  });
+}
+
+void JournalAdded(const GatewayRoute& route) noexcept {
+  Guarded([&] {
+    const std::lock_guard guard(journalLock);
+    if (NoteAdded(journal, route)) PersistLocked();
   });
 }
 
@@ -115,6 +196,7 @@ void RecoverJournaledRoutes() noexcept {
   Guarded([] {
     const std::lock_guard guard(journalLock);
     LoadLocked();
+    ForgetBeforeRestartLocked();
     RestoreLocked();
   });
 }

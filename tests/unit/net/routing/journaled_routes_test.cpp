@@ -15,13 +15,16 @@ constexpr uint64_t kTunnel = 0x35000002000000;
 const GatewayRoute kServerRoute{"203.0.113.7", "255.255.255.255", "192.0.2.1"};
 
 RouteJournal FullJournal() {
-  return {{{kServer, 32, kGateway}, {0x0A000000, 8, kGateway}}, {{kServer, 32, 0, kEthernet, 281}}};
+  return {{{kServer, 32, kGateway}, {0x0A000000, 8, kGateway}},
+          {{kServer, 32, 0, kEthernet, 281}},
+          {{0x0A000000, 8, kGateway, kEthernet, 1}},
+          133456789012345678};
 }
 
 TEST(JournaledRoutes, AReplacementNotesWhatGoesAndWhatComes) {
   RouteJournal journal;
-  EXPECT_TRUE(NoteReplacement(journal, kServerRoute, {{kServer, 32, 0, kEthernet, 281}, {0, 0, kGateway, kEthernet, 0}},
-                              kTunnel));
+  EXPECT_TRUE(NoteReplacement(journal, kServerRoute,
+                              {{{kServer, 32, 0, kEthernet, 281}, {0, 0, kGateway, kEthernet, 0}}, {}, kTunnel}));
   EXPECT_EQ(journal.added, (std::vector<AddedRoute>{{kServer, 32, kGateway}}));
   EXPECT_EQ(journal.taken, (std::vector<SystemRoute>{{kServer, 32, 0, kEthernet, 281}}));
 }
@@ -29,34 +32,34 @@ TEST(JournaledRoutes, AReplacementNotesWhatGoesAndWhatComes) {
 TEST(JournaledRoutes, RoutesOfEveryLengthToTheDestinationGo) {
   RouteJournal journal;
   NoteReplacement(journal, {"10.0.0.0", "255.0.0.0", "192.0.2.1"},
-                  {{0x0A000000, 8, 0, kEthernet, 1}, {0x0A000000, 24, kGateway, kEthernet, 2}}, 0);
+                  {{{0x0A000000, 8, 0, kEthernet, 1}, {0x0A000000, 24, kGateway, kEthernet, 2}}, {}, 0});
   EXPECT_EQ(journal.taken.size(), 2U);
 }
 
 TEST(JournaledRoutes, WhatTheSessionAddedIsNotTheMachines) {
   RouteJournal journal;
-  NoteReplacement(journal, kServerRoute, {}, 0);
-  EXPECT_FALSE(NoteReplacement(journal, kServerRoute, {{kServer, 32, kGateway, kEthernet, 1}}, 0));
+  NoteReplacement(journal, kServerRoute, RoutesNow{});
+  EXPECT_FALSE(NoteReplacement(journal, kServerRoute, {{{kServer, 32, kGateway, kEthernet, 1}}, {}, 0}));
   EXPECT_TRUE(journal.taken.empty());
 }
 
 TEST(JournaledRoutes, WhatLeadsThroughTheTunnelIsNotTheMachines) {
   RouteJournal journal;
-  NoteReplacement(journal, {"0.0.0.0", "0.0.0.0", "192.0.2.1"}, {{0, 0, 0x0A005501, kTunnel, 1}}, kTunnel);
+  NoteReplacement(journal, {"0.0.0.0", "0.0.0.0", "192.0.2.1"}, {{{0, 0, 0x0A005501, kTunnel, 1}}, {}, kTunnel});
   EXPECT_TRUE(journal.taken.empty());
 }
 
 TEST(JournaledRoutes, ARouteThatTheSystemRefusesIsNotNoted) {
   RouteJournal journal;
-  EXPECT_FALSE(NoteReplacement(journal, {"203.0.113.7", "255.0.255.0", "192.0.2.1"}, {}, 0));
-  EXPECT_FALSE(NoteReplacement(journal, {"999.0.113.7", "255.255.255.255", "192.0.2.1"}, {}, 0));
-  EXPECT_FALSE(NoteReplacement(journal, {"203.0.113.7", "255.255.255.255", ""}, {}, 0));
+  EXPECT_FALSE(NoteReplacement(journal, {"203.0.113.7", "255.0.255.0", "192.0.2.1"}, RoutesNow{}));
+  EXPECT_FALSE(NoteReplacement(journal, {"999.0.113.7", "255.255.255.255", "192.0.2.1"}, RoutesNow{}));
+  EXPECT_FALSE(NoteReplacement(journal, {"203.0.113.7", "255.255.255.255", ""}, RoutesNow{}));
   EXPECT_TRUE(journal.IsEmpty());
 }
 
 TEST(JournaledRoutes, AMaskOfNothingIsNoted) {
   RouteJournal journal;
-  EXPECT_TRUE(NoteReplacement(journal, {"0.0.0.0", "0.0.0.0", "192.0.2.1"}, {}, 0));
+  EXPECT_TRUE(NoteReplacement(journal, {"0.0.0.0", "0.0.0.0", "192.0.2.1"}, RoutesNow{}));
   EXPECT_EQ(journal.added, (std::vector<AddedRoute>{{0, 0, kGateway}}));
 }
 
@@ -74,13 +77,22 @@ TEST(JournaledRoutes, AddedRowsAreFoundOnWhateverInterfaceTheSystemChose) {
 }
 
 TEST(JournaledRoutes, TheTextHasOneValueALine) {
-  EXPECT_EQ(FormatRouteJournal({{{kServer, 32, kGateway}}, {{kServer, 32, 0, 7, 281}}}),
-            "v1\nadded\n203.0.113.7\n32\n192.0.2.1\ntaken\n203.0.113.7\n32\n0.0.0.0\n7\n281\n");
+  EXPECT_EQ(FormatRouteJournal(
+                {{{kServer, 32, kGateway}}, {{kServer, 32, 0, 7, 281}}, {{0x0A000000, 8, kGateway, 7, 1}}, 42}),
+            "v1\nadded\n203.0.113.7\n32\n192.0.2.1\ntaken\n203.0.113.7\n32\n0.0.0.0\n7\n281\n"
+            "stored\n10.0.0.0\n8\n192.0.2.1\n7\n1\nboot\n42\n");
 }
 
 TEST(JournaledRoutes, TheTextIsReadBackWhole) {
   EXPECT_EQ(ParseRouteJournal(FormatRouteJournal(FullJournal())), FullJournal());
   EXPECT_TRUE(ParseRouteJournal(FormatRouteJournal({})).IsEmpty());
+}
+
+// Of the service's earlier versions.
+TEST(JournaledRoutes, ATextWithoutItsStartOfTheSystemIsReadWhole) {
+  const RouteJournal journal = ParseRouteJournal("v1\nadded\n203.0.113.7\n32\n192.0.2.1\n");
+  EXPECT_EQ(journal.added, (std::vector<AddedRoute>{{kServer, 32, kGateway}}));
+  EXPECT_EQ(journal.boot, 0U);
 }
 
 TEST(JournaledRoutes, AnotherVersionTellsNothing) {
@@ -98,6 +110,8 @@ TEST(JournaledRoutes, ATextCutAnywhereTellsABeginning) {
     ASSERT_LE(cut.taken.size(), whole.taken.size());
     EXPECT_TRUE(std::equal(cut.added.begin(), cut.added.end(), whole.added.begin())) << length;
     EXPECT_TRUE(std::equal(cut.taken.begin(), cut.taken.end(), whole.taken.begin())) << length;
+    ASSERT_LE(cut.takenStored.size(), whole.takenStored.size());
+    EXPECT_TRUE(cut.boot == 0 || cut.boot == whole.boot) << length;
   }
 }
 
@@ -106,6 +120,53 @@ TEST(JournaledRoutes, NumbersThatMeanNothingEndTheReading) {
   EXPECT_TRUE(ParseRouteJournal("v1\nadded\n203.0.113.256\n32\n192.0.2.1\n").IsEmpty());
   EXPECT_TRUE(ParseRouteJournal("v1\ntaken\n203.0.113.7\n32\n0.0.0.0\n7\n4294967296\n").IsEmpty());
   EXPECT_TRUE(ParseRouteJournal("v1\nmore\n").IsEmpty());
+  EXPECT_EQ(ParseRouteJournal("v1\nboot\n18446744073709551616\n").boot, 0U);
+}
+
+TEST(JournaledRoutes, WhatTheSystemHasStoredIsNotedAsSuch) {
+  const SystemRoute row{kServer, 32, kGateway + 76, kEthernet, 4};
+  RouteJournal journal;
+  EXPECT_TRUE(NoteReplacement(journal, kServerRoute, {{row}, {{kServer, 32, kGateway + 76}}, 0}));
+  EXPECT_EQ(journal.takenStored, (std::vector<SystemRoute>{row}));
+  EXPECT_TRUE(journal.taken.empty());
+  EXPECT_FALSE(NoteReplacement(journal, kServerRoute, {{row}, {}, 0}));
+}
+
+TEST(JournaledRoutes, ARestartLeavesWhatTheSystemHasStored) {
+  RouteJournal journal = FullJournal();
+  EXPECT_EQ(ForgetVolatile(journal), 1U);
+  EXPECT_TRUE(journal.added.empty());
+  EXPECT_TRUE(journal.taken.empty());
+  EXPECT_EQ(journal.takenStored, FullJournal().takenStored);
+}
+
+TEST(JournaledRoutes, ARouteOnTheLinkComesBackWhereItsAdapterHasAnAddressInIt) {
+  const SystemRoute route{0xC6336400, 24, 0, kEthernet, 256};  // 198.51.100.0/24
+  EXPECT_TRUE(CanComeBack(route, {}, {{kEthernet, 0xC0000232}, {kEthernet, 0xC6336409}}));
+  EXPECT_FALSE(CanComeBack(route, {}, {{kEthernet, 0xC6336509}}));
+  EXPECT_FALSE(CanComeBack(route, {}, {{kTunnel, 0xC6336409}}));
+  EXPECT_FALSE(CanComeBack(route, {route}, {}));
+}
+
+TEST(JournaledRoutes, ARouteThroughAGatewayComesBackWhereThatIsOnItsAdaptersLink) {
+  const SystemRoute route{kServer, 32, kGateway, kEthernet, 4};
+  EXPECT_TRUE(CanComeBack(route, {{0xC0000200, 24, 0, kEthernet, 256}}, {}));
+  EXPECT_TRUE(CanComeBack(route, {{0, 0, 0, kEthernet, 256}}, {}));
+  EXPECT_FALSE(CanComeBack(route, {{0xC0000300, 24, 0, kEthernet, 256}}, {{kEthernet, kGateway + 1}}));
+  EXPECT_FALSE(CanComeBack(route, {{0xC0000200, 24, 0, kTunnel, 256}}, {}));
+  EXPECT_FALSE(CanComeBack(route, {{0xC0000200, 24, kGateway, kEthernet, 256}}, {}));
+}
+
+TEST(JournaledRoutes, ARouteIsToldByItsPrefixAndItsWay) {
+  EXPECT_EQ(RouteText({kServer, 32, kGateway, kEthernet, 4}), "203.0.113.7/32 via 192.0.2.1");
+  EXPECT_EQ(RouteText({0x0A000000, 8, 0, kEthernet, 4}), "10.0.0.0/8 on the link");
+}
+
+TEST(JournaledRoutes, AStoredRouteIsReadAsRouteWritesIt) {
+  EXPECT_EQ(ParsePersistentRoute("203.0.113.7,255.255.255.255,192.0.2.1,1"), (AddedRoute{kServer, 32, kGateway}));
+  for (const char* text : {"", "203.0.113.7", "203.0.113.7,255.255.255.255,192.0.2.1", "a,255.255.255.255,192.0.2.1,1",
+                           "203.0.113.7,255.0.255.0,192.0.2.1,1"})
+    EXPECT_EQ(ParsePersistentRoute(text), std::nullopt) << text;
 }
 
 }  // namespace
