@@ -83,9 +83,8 @@ std::set<std::string> SplitLines(const std::string& text) {
 
 std::string Without(const std::string& word, const std::string& text) {
   std::string rest;
-  for (std::istringstream stream(text); !stream.eof();) {
-    std::string line;
-    std::getline(stream, line);
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) {
     if (line.find(word) == std::string::npos) rest += line + "\n";
   }
   return rest;
