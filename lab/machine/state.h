@@ -204,7 +204,7 @@ struct Record {
   // The machine after every change is kept, see ReadHistory.
   bool keepHistory = false;
   uint64_t dnsFlushes = 0;
-  // Command lines that no stand-in program understood.
+  // Command lines that no stand-in program understood, and uses that Windows forbids although they may go well.
   std::vector<std::string> unknownCommands;
   std::vector<Waiter> waiting;
   bool operator==(const Record&) const = default;

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <mutex>
+#include <set>
 #include <utility>
 #include <variant>
 
@@ -17,6 +18,7 @@ using Object = std::variant<Session, Connection, Request>;
 struct Table {
   std::mutex lock;
   std::map<uintptr_t, Object> objects;
+  std::set<uintptr_t> closedRequests;
   uintptr_t next = 0x10000;
 };
 
@@ -69,7 +71,9 @@ HINTERNET KeepHandle(std::shared_ptr<HttpConnection> connection) {
 }
 
 HINTERNET KeepHandle(std::shared_ptr<HttpRequest> request) {
-  return Keep(std::move(request));
+  HttpRequest& kept = *request;
+  kept.handle = Keep(std::move(request));
+  return kept.handle;
 }
 
 DWORD FindHandle(HINTERNET handle, std::shared_ptr<HttpSession>& session) {
@@ -84,7 +88,7 @@ DWORD FindHandle(HINTERNET handle, std::shared_ptr<HttpRequest>& request) {
   return Find(handle, request);
 }
 
-DWORD CloseHttpHandle(HINTERNET handle) {
+DWORD CloseHttpHandle(HINTERNET handle, std::shared_ptr<HttpRequest>& request) {
   Table& table = Handles();
   Object object;
   {
@@ -93,9 +97,19 @@ DWORD CloseHttpHandle(HINTERNET handle) {
     if (found == table.objects.end()) return ERROR_INVALID_HANDLE;
     object = std::move(found->second);
     table.objects.erase(found);
+    if (const Request* closed = std::get_if<Request>(&object)) {
+      request = *closed;
+      table.closedRequests.insert(Number(handle));
+    }
   }
-  if (const Request* request = std::get_if<Request>(&object)) SetEvent((*request)->closed.Get());
+  if (request) SetEvent(request->closed.Get());
   return NO_ERROR;
+}
+
+bool WasRequest(HINTERNET handle) {
+  Table& table = Handles();
+  const std::lock_guard guard(table.lock);
+  return table.closedRequests.contains(Number(handle));
 }
 
 DWORD SetTimeouts(HINTERNET handle, const Timeouts& timeouts) {

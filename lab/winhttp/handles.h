@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <winhttp.h>
 
@@ -28,6 +29,8 @@ struct Timeouts {
 
 struct HttpSession {
   std::string agent;
+  // Of WINHTTP_FLAG_ASYNC: its requests' calls return at once, their ends are told by callbacks.
+  bool asynchronous = false;
   // 0: no proxy.
   uint16_t socksPort = 0;
   // Guarded by the handles' lock.
@@ -41,10 +44,26 @@ struct HttpConnection {
   uint16_t port = 0;
 };
 
+// How the ends of an asynchronous request's calls are told. Guarded by its lock, which no callback is made within.
+struct Notices {
+  std::mutex lock;
+  WINHTTP_STATUS_CALLBACK callback = nullptr;
+  DWORD wanted = 0;
+  DWORD_PTR context = 0;
+  // Threads that work on the request: the closing is told behind the last of them.
+  uint32_t workers = 0;
+  bool closed = false;
+};
+
 struct HttpRequest {
   HttpTarget target;
   std::string agent;
   uint16_t socksPort = 0;
+  // None of these three changes once somebody has the handle.
+  HINTERNET handle = nullptr;
+  bool asynchronous = false;
+  DWORD openedBy = GetCurrentThreadId();
+  Notices notices;
   // Guarded by the handles' lock.
   Timeouts timeouts;
   // Set when the handle is closed: whatever waits then ends.
@@ -67,7 +86,11 @@ DWORD FindHandle(HINTERNET handle, std::shared_ptr<HttpSession>& session);
 DWORD FindHandle(HINTERNET handle, std::shared_ptr<HttpConnection>& connection);
 DWORD FindHandle(HINTERNET handle, std::shared_ptr<HttpRequest>& request);
 
-DWORD CloseHttpHandle(HINTERNET handle);
+// Ends whatever waits on a request. `request` gets the request that the handle was, and stays empty for another kind.
+DWORD CloseHttpHandle(HINTERNET handle, std::shared_ptr<HttpRequest>& request);
+
+// The handle was a request's.
+bool WasRequest(HINTERNET handle);
 
 // Of a session or a request; a connection has none.
 DWORD SetTimeouts(HINTERNET handle, const Timeouts& timeouts);

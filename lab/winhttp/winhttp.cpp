@@ -1,5 +1,6 @@
-// Stand-in for winhttp.dll: synchronous GET requests without headers, bodies and status callbacks. What the system
-// offers beyond that is refused and counted as unknown.
+// Stand-in for winhttp.dll: GET requests without headers and bodies, synchronous or asynchronous. What the system
+// offers beyond that is refused and counted as unknown. What it forbids although it may go well is counted in the same
+// place: the close of a synchronous request from another thread, and calls with a request's handle that is closed.
 #include <winsock2.h>
 #include <windows.h>
 
@@ -11,6 +12,7 @@
 
 #include "base/utf.h"
 #include "machine/machine.h"
+#include "winhttp/background.h"
 #include "winhttp/exchange.h"
 #include "winhttp/handles.h"
 
@@ -18,6 +20,7 @@ namespace moorlak::lab {
 namespace {
 
 constexpr DWORD kSecure = WINHTTP_FLAG_SECURE;
+constexpr DWORD kAsynchronous = WINHTTP_FLAG_ASYNC;
 constexpr DWORD kKnownRequestFlags = kSecure | WINHTTP_FLAG_ESCAPE_PERCENT | WINHTTP_FLAG_NULL_CODEPAGE |
                                      WINHTTP_FLAG_ESCAPE_DISABLE | WINHTTP_FLAG_ESCAPE_DISABLE_QUERY |
                                      WINHTTP_FLAG_BYPASS_PROXY_CACHE;
@@ -49,6 +52,22 @@ DWORD RefuseUnknown(const std::string& function, const std::string& what) {
   });
 }
 
+void CountForbidden(const std::string& function, const std::string& what) {
+  RunCall({function, what}, [&](MachineState& state) -> uint32_t {
+    state.record.unknownCommands.push_back(function + " " + what);
+    return NO_ERROR;
+  });
+}
+
+// Finds what a call is to work on. After a close no call may be made with the handle, whatever thread makes it
+// ("WinHttpCloseHandle function"): that such a call fails here is luck.
+template <typename Wanted>
+DWORD FindFor(const std::string& function, HINTERNET handle, Wanted& wanted) {
+  const DWORD error = FindHandle(handle, wanted);
+  if (error == ERROR_INVALID_HANDLE && WasRequest(handle)) CountForbidden(function, "with a handle that is closed");
+  return error;
+}
+
 std::string Narrow(const wchar_t* text) {
   return text == nullptr ? std::string() : NarrowUtf16(text);
 }
@@ -76,7 +95,8 @@ DWORD OpenSession(HttpSession& session, DWORD accessType, const wchar_t* proxy, 
       (named ? proxyText.empty() : proxy != nullptr || bypass != nullptr)) {
     return ERROR_INVALID_PARAMETER;
   }
-  if (flags != 0) return RefuseUnknown("WinHttpOpen", "flags " + std::to_string(flags));
+  if ((flags & ~kAsynchronous) != 0) return RefuseUnknown("WinHttpOpen", "flags " + std::to_string(flags));
+  session.asynchronous = flags != 0;
   if (accessType == WINHTTP_ACCESS_TYPE_NO_PROXY) return NO_ERROR;
   session.socksPort = SocksPort(proxyText).value_or(0);
   if (!named || session.socksPort == 0 || bypass != nullptr) {
@@ -111,11 +131,61 @@ HttpTarget Target(const HttpConnection& connection, const std::string& path, boo
   return target;
 }
 
-// Takes the request for one call from one stage to the next; a failed call leaves it as it was before it was sent.
-DWORD Step(HttpRequest& request, Stage from, Stage to, const std::function<DWORD()>& call) {
-  if (!request.stage.compare_exchange_strong(from, Stage::Busy)) return ERROR_WINHTTP_INCORRECT_HANDLE_STATE;
-  const DWORD error = call();
+// The end of a call for which the request was taken; a failed call leaves it as it was before it was sent. The stage
+// stands before anybody is told.
+DWORD EndStep(HttpRequest& request, Stage to, DWORD error) {
   request.stage = error == NO_ERROR ? to : Stage::New;
+  return error;
+}
+
+// Takes the request for one call from one stage to the next.
+DWORD Step(const std::shared_ptr<HttpRequest>& request, Stage from, Stage to, CallKind kind,
+           const std::function<DWORD()>& call) {
+  if (!request->stage.compare_exchange_strong(from, Stage::Busy)) return ERROR_WINHTTP_INCORRECT_HANDLE_STATE;
+  const auto run = [request, to, call] { return EndStep(*request, to, call()); };
+  if (!request->asynchronous) return run();
+  CallInBackground(request, kind, run);
+  return NO_ERROR;
+}
+
+// The only option known: what callbacks are given.
+DWORD SetRequestOption(HINTERNET handle, DWORD option, const void* value, DWORD size) {
+  std::shared_ptr<HttpRequest> request;
+  const DWORD error = FindFor("WinHttpSetOption", handle, request);
+  if (error != NO_ERROR) return error;
+  if (option != WINHTTP_OPTION_CONTEXT_VALUE || !request->asynchronous) {
+    return RefuseUnknown("WinHttpSetOption", std::to_string(option));
+  }
+  if (value == nullptr || size != sizeof(DWORD_PTR)) return ERROR_INVALID_PARAMETER;
+  SetContext(*request, *static_cast<const DWORD_PTR*>(value));
+  return NO_ERROR;
+}
+
+// Callbacks are known for asynchronous requests only.
+DWORD SetRequestCallback(HINTERNET handle, WINHTTP_STATUS_CALLBACK& callback, DWORD wanted, DWORD_PTR reserved) {
+  std::shared_ptr<HttpRequest> request;
+  const DWORD error = FindFor("WinHttpSetStatusCallback", handle, request);
+  if (error != NO_ERROR) return error;
+  if (reserved != 0) return ERROR_INVALID_PARAMETER;
+  if (!request->asynchronous) return RefuseUnknown("WinHttpSetStatusCallback", "of a synchronous request");
+  callback = SetCallback(*request, callback, wanted);
+  return NO_ERROR;
+}
+
+// "An application should never WinHttpCloseHandle call on a synchronous request. This can create a race condition."
+// ("WinHttpCloseHandle function"). Closing one's own, when no call is under way, is the other use of the function.
+DWORD CloseRequestOrOther(HINTERNET handle) {
+  std::shared_ptr<HttpRequest> request;
+  const DWORD error = CloseHttpHandle(handle, request);
+  if (error == ERROR_INVALID_HANDLE && WasRequest(handle)) {
+    CountForbidden("WinHttpCloseHandle", "of a handle that is closed");
+  }
+  if (!request) return error;
+  if (request->asynchronous) {
+    TellClosing(request);
+  } else if (request->openedBy != GetCurrentThreadId()) {
+    CountForbidden("WinHttpCloseHandle", "of a synchronous request from another thread");
+  }
   return error;
 }
 
@@ -160,6 +230,7 @@ HINTERNET WINAPI WinHttpOpenRequest(HINTERNET connectionHandle, const wchar_t* v
     if (!request->closed || !request->winsock.started) return static_cast<DWORD>(ERROR_WINHTTP_INTERNAL_ERROR);
     request->target = Target(*connection, Narrow(path), (flags & kSecure) != 0);
     request->agent = connection->session->agent;
+    request->asynchronous = connection->session->asynchronous;
     request->socksPort = connection->session->socksPort;
     request->timeouts = TimeoutsOf(*connection->session);
     handle = KeepHandle(std::move(request));
@@ -175,10 +246,10 @@ BOOL WINAPI WinHttpSetTimeouts(HINTERNET handle, int resolve, int connect, int s
 }
 
 BOOL WINAPI WinHttpSendRequest(HINTERNET handle, const wchar_t* headers, DWORD headersLength, void* optional,
-                               DWORD optionalLength, DWORD totalLength, DWORD_PTR) {
+                               DWORD optionalLength, DWORD totalLength, DWORD_PTR context) {
   return Answer([&]() -> DWORD {
     std::shared_ptr<HttpRequest> request;
-    const DWORD error = FindHandle(handle, request);
+    const DWORD error = FindFor("WinHttpSendRequest", handle, request);
     if (error != NO_ERROR) return error;
     if ((headers == nullptr && headersLength != 0) || (optional == nullptr && optionalLength != 0)) {
       return ERROR_INVALID_PARAMETER;
@@ -186,22 +257,38 @@ BOOL WINAPI WinHttpSendRequest(HINTERNET handle, const wchar_t* headers, DWORD h
     if (headers != nullptr || optional != nullptr || totalLength != 0) {
       return RefuseUnknown("WinHttpSendRequest", UrlOf(request->target) + " with headers or a body");
     }
-    return Step(*request, Stage::New, Stage::Sent, [&] { return SendRequest(request); });
+    // No page tells what becomes of an earlier context when this one is 0.
+    SetContext(*request, context);
+    return Step(request, Stage::New, Stage::Sent, {API_SEND_REQUEST, WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE},
+                [request] { return SendRequest(request); });
   });
 }
 
 BOOL WINAPI WinHttpReceiveResponse(HINTERNET handle, void* reserved) {
   return Answer([&]() -> DWORD {
     std::shared_ptr<HttpRequest> request;
-    const DWORD error = FindHandle(handle, request);
+    const DWORD error = FindFor("WinHttpReceiveResponse", handle, request);
     if (error != NO_ERROR) return error;
     if (reserved != nullptr) return ERROR_INVALID_PARAMETER;
-    return Step(*request, Stage::Sent, Stage::Answered, [&] { return ReceiveResponse(*request); });
+    return Step(request, Stage::Sent, Stage::Answered,
+                {API_RECEIVE_RESPONSE, WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE},
+                [request] { return ReceiveResponse(*request); });
   });
 }
 
 BOOL WINAPI WinHttpCloseHandle(HINTERNET handle) {
-  return Answer([&] { return CloseHttpHandle(handle); });
+  return Answer([&] { return CloseRequestOrOther(handle); });
+}
+
+BOOL WINAPI WinHttpSetOption(HINTERNET handle, DWORD option, void* value, DWORD size) {
+  return Answer([&] { return SetRequestOption(handle, option, value, size); });
+}
+
+WINHTTP_STATUS_CALLBACK WINAPI WinHttpSetStatusCallback(HINTERNET handle, WINHTTP_STATUS_CALLBACK callback,
+                                                        DWORD notifications, DWORD_PTR reserved) {
+  WINHTTP_STATUS_CALLBACK previous = callback;
+  const bool isSet = Answer([&] { return SetRequestCallback(handle, previous, notifications, reserved); });
+  return isSet ? previous : WINHTTP_INVALID_STATUS_CALLBACK;
 }
 
 }  // extern "C"

@@ -2,12 +2,15 @@
 #include <winsock2.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <future>
+#include <mutex>
 #include <winhttp.h>
 
 #include "base/handle.h"
 #include "network/support/proxy_server.h"
 #include "network/support/simulated_machine.h"
+#include "unit/process/child_test_support.h"
 
 namespace moorlak {
 namespace {
@@ -24,13 +27,13 @@ struct HttpHandleTraits {
 };
 using HttpHandle = UniqueHandle<HttpHandleTraits>;
 
-HttpHandle OpenSession() {
-  return HttpHandle(WinHttpOpen(L"Test/1", WINHTTP_ACCESS_TYPE_NO_PROXY, nullptr, nullptr, 0));
+HttpHandle OpenSession(DWORD flags = 0) {
+  return HttpHandle(WinHttpOpen(L"Test/1", WINHTTP_ACCESS_TYPE_NO_PROXY, nullptr, nullptr, flags));
 }
 
-HttpHandle OpenSession(const ProxyServer& proxy) {
+HttpHandle OpenSession(const ProxyServer& proxy, DWORD flags = 0) {
   const std::wstring name = L"socks=127.0.0.1:" + std::to_wstring(proxy.Port());
-  return HttpHandle(WinHttpOpen(L"Test/1", WINHTTP_ACCESS_TYPE_NAMED_PROXY, name.c_str(), nullptr, 0));
+  return HttpHandle(WinHttpOpen(L"Test/1", WINHTTP_ACCESS_TYPE_NAMED_PROXY, name.c_str(), nullptr, flags));
 }
 
 HttpHandle Connect(const HttpHandle& session, INTERNET_PORT port = INTERNET_DEFAULT_PORT) {
@@ -59,12 +62,12 @@ DWORD ErrorOf(HINTERNET handle) {
   return HttpHandle(handle) ? NO_ERROR : error;
 }
 
+constexpr DWORD kNone = NO_ERROR;
 constexpr DWORD kInvalidParameter = ERROR_INVALID_PARAMETER;
 constexpr DWORD kInvalidHandle = ERROR_INVALID_HANDLE;
 constexpr DWORD kWrongKind = ERROR_WINHTTP_INCORRECT_HANDLE_TYPE;
 constexpr DWORD kWrongState = ERROR_WINHTTP_INCORRECT_HANDLE_STATE;
 constexpr DWORD kTimeout = ERROR_WINHTTP_TIMEOUT;
-constexpr DWORD kCancelled = ERROR_WINHTTP_OPERATION_CANCELLED;
 
 class WinHttp : public OnSimulatedMachine {
  protected:
@@ -144,10 +147,11 @@ TEST_F(WinHttp, ArgumentsThatAreNoneAreRefused) {
 
 TEST_F(WinHttp, UsesThatTheLabDoesNotKnowAreRefusedAndCounted) {
   constexpr DWORD kNotImplemented = ERROR_CALL_NOT_IMPLEMENTED;
+  constexpr DWORD kSecureDefaults = 0x30000000;
   EXPECT_EQ(ErrorOf(WinHttpOpen(nullptr, WINHTTP_ACCESS_TYPE_DEFAULT_PROXY, nullptr, nullptr, 0)), kNotImplemented);
   EXPECT_EQ(ErrorOf(WinHttpOpen(nullptr, WINHTTP_ACCESS_TYPE_NAMED_PROXY, L"http=127.0.0.1:1", nullptr, 0)),
             kNotImplemented);
-  EXPECT_EQ(ErrorOf(WinHttpOpen(nullptr, WINHTTP_ACCESS_TYPE_NO_PROXY, nullptr, nullptr, WINHTTP_FLAG_ASYNC)),
+  EXPECT_EQ(ErrorOf(WinHttpOpen(nullptr, WINHTTP_ACCESS_TYPE_NO_PROXY, nullptr, nullptr, kSecureDefaults)),
             kNotImplemented);
   const HttpHandle session = OpenSession();
   const HttpHandle connection = Connect(session);
@@ -158,7 +162,12 @@ TEST_F(WinHttp, UsesThatTheLabDoesNotKnowAreRefusedAndCounted) {
   const HttpHandle request = OpenGet(connection);
   EXPECT_FALSE(WinHttpSendRequest(request.Get(), L"A: b", 4, nullptr, 0, 0, 0));
   EXPECT_EQ(GetLastError(), kNotImplemented);
-  EXPECT_EQ(TakeUnknown().size(), 7u);
+  DWORD_PTR context = 1;
+  EXPECT_FALSE(WinHttpSetOption(request.Get(), WINHTTP_OPTION_CONTEXT_VALUE, &context, sizeof(context)));
+  EXPECT_EQ(GetLastError(), kNotImplemented);
+  EXPECT_EQ(WinHttpSetStatusCallback(request.Get(), nullptr, 0, 0), WINHTTP_INVALID_STATUS_CALLBACK);
+  EXPECT_EQ(GetLastError(), kNotImplemented);
+  EXPECT_EQ(TakeUnknown().size(), 9u);
 }
 
 TEST_F(WinHttp, CallsComeInTheirOrder) {
@@ -248,45 +257,169 @@ TEST_F(WinHttp, ATunnelWhosePacketsNobodyTakesCostsTheConnectsTimeOut) {
   EXPECT_EQ(Send(request), kTimeout);
 }
 
-// Sends and receives on a thread of its own; closes the request once the server has it. 0 when the send failed.
-DWORD ErrorOfAReceiveThatIsClosed() {
-  const ProxyServer silent(ServerPlan{Conduct::StaysSilent, "", "", true});
-  const HttpHandle session = OpenSession(silent);
-  const HttpHandle connection = Connect(session);
-  HttpHandle request = OpenGet(connection);
-  EXPECT_EQ(SetTimeouts(request.Get(), kForEver), static_cast<DWORD>(NO_ERROR));
-  auto error = std::async(std::launch::async, [handle = request.Get()] {
-    if (!WinHttpSendRequest(handle, nullptr, 0, nullptr, 0, 0, 0)) return DWORD{NO_ERROR};
-    return WinHttpReceiveResponse(handle, nullptr) ? DWORD{NO_ERROR} : GetLastError();
-  });
-  EXPECT_TRUE(silent.WasAsked());
-  request.Reset();
-  EXPECT_TRUE(silent.WasLeft());
-  return error.get();
+// What is told about one request, in its order: "sent", "answered", "error API CODE", "closing".
+class Told {
+ public:
+  void Add(const std::string& word) {
+    const std::lock_guard guard(lock);
+    words.push_back(word);
+    isOwnThread = isOwnThread || GetCurrentThreadId() == ownThread;
+    SetEvent(changed.Get());
+  }
+  // Waits until that has been told, and returns everything that has.
+  std::vector<std::string> Until(const std::string& last) const {
+    for (;;) {
+      {
+        const std::lock_guard guard(lock);
+        if (std::ranges::find(words, last) != words.end()) return words;
+      }
+      if (WaitForSingleObject(changed.Get(), kGenerousMs) != WAIT_OBJECT_0) return {"nothing more"};
+    }
+  }
+  bool CameOnThisThread() const {
+    const std::lock_guard guard(lock);
+    return isOwnThread;
+  }
+
+ private:
+  mutable std::mutex lock;
+  std::vector<std::string> words;
+  KernelHandle changed{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
+  const DWORD ownThread = GetCurrentThreadId();
+  bool isOwnThread = false;
+};
+
+void CALLBACK Tell(HINTERNET, DWORD_PTR context, DWORD status, void* information, DWORD) {
+  Told& told = *reinterpret_cast<Told*>(context);
+  if (status == WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE) told.Add("sent");
+  if (status == WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE) told.Add("answered");
+  if (status == WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING) told.Add("closing");
+  if (status != WINHTTP_CALLBACK_STATUS_REQUEST_ERROR) return;
+  const auto* result = static_cast<const WINHTTP_ASYNC_RESULT*>(information);
+  told.Add("error " + std::to_string(result->dwResult) + " " + std::to_string(result->dwError));
 }
 
-TEST_F(WinHttp, ClosingARequestEndsTheReceiveThatWaitsForEver) {
-  // Where the close comes between the two calls, the second finds no handle: then once more.
-  constexpr int kRounds = 50;
-  DWORD error = kInvalidHandle;
-  for (int round = 0; round < kRounds && error == kInvalidHandle; ++round) error = ErrorOfAReceiveThatIsClosed();
-  EXPECT_EQ(error, kCancelled);
+// An asynchronous request whose steps may last for ever. Its parents are closed before it is used.
+struct AsyncRequest {
+  explicit AsyncRequest(const HttpHandle& session, DWORD wanted = WINHTTP_CALLBACK_FLAG_ALL_NOTIFICATIONS)
+      : request(OpenGet(Connect(session))) {
+    EXPECT_EQ(WinHttpSetStatusCallback(request.Get(), Tell, wanted, 0), nullptr);
+    auto context = reinterpret_cast<DWORD_PTR>(&told);
+    EXPECT_TRUE(WinHttpSetOption(request.Get(), WINHTTP_OPTION_CONTEXT_VALUE, &context, sizeof(context)));
+    EXPECT_EQ(SetTimeouts(request.Get(), kForEver), kNone);
+  }
+  explicit AsyncRequest(const ProxyServer& proxy) : AsyncRequest(OpenSession(proxy, WINHTTP_FLAG_ASYNC)) {}
+  AsyncRequest(const AsyncRequest&) = delete;
+  // Whoever gives a context must keep it until the closing was told.
+  ~AsyncRequest() {
+    request.Reset();
+    told.Until("closing");
+  }
+
+  DWORD Send() {
+    const auto context = reinterpret_cast<DWORD_PTR>(&told);
+    return WinHttpSendRequest(request.Get(), nullptr, 0, nullptr, 0, 0, context) ? kNone : GetLastError();
+  }
+
+  Told told;
+  HttpHandle request;
+};
+
+using Words = std::vector<std::string>;
+
+TEST_F(WinHttp, TheEndsOfAnAsynchronousRequestsCallsAreTold) {
+  const ProxyServer proxy;
+  AsyncRequest async(proxy);
+  EXPECT_EQ(async.Send(), kNone);
+  EXPECT_EQ(async.told.Until("sent"), Words{"sent"});
+  EXPECT_EQ(Receive(async.request), kNone);
+  EXPECT_EQ(async.told.Until("answered"), (Words{"sent", "answered"}));
+  async.request.Reset();
+  EXPECT_EQ(async.told.Until("closing"), (Words{"sent", "answered", "closing"}));
+  EXPECT_FALSE(async.told.CameOnThisThread());
 }
 
-TEST_F(WinHttp, ClosingARequestEndsTheSendThatWaitsForEver) {
+TEST_F(WinHttp, AnAsynchronousFailureIsToldAndTheRequestMayBeSentAgain) {
+  const ProxyServer proxy;
+  AsyncRequest async(proxy);
+  PlanFault("fail", "WinHttpSendRequest", "via socks=", 1, ERROR_WINHTTP_NAME_NOT_RESOLVED);
+  EXPECT_EQ(async.Send(), kNone);
+  EXPECT_EQ(async.told.Until("error 5 12007"), Words{"error 5 12007"});
+  EXPECT_EQ(Receive(async.request), kWrongState);
+  EXPECT_EQ(async.Send(), kNone);
+  EXPECT_EQ(async.told.Until("sent"), (Words{"error 5 12007", "sent"}));
+}
+
+TEST_F(WinHttp, AnAsynchronousCallWaitsForTheEndOfTheOneBefore) {
   const ProxyServer silent(ServerPlan{Conduct::IgnoresTheGreeting, "", "", true});
-  const HttpHandle session = OpenSession(silent);
+  AsyncRequest async(silent);
+  EXPECT_EQ(async.Send(), kNone);
+  EXPECT_EQ(async.Send(), kWrongState);
+  EXPECT_EQ(Receive(async.request), kWrongState);
+}
+
+TEST_F(WinHttp, OnlyWhatIsWantedIsTold) {
+  AsyncRequest async(OpenSession(WINHTTP_FLAG_ASYNC), WINHTTP_CALLBACK_FLAG_HANDLES);
+  // The machine has no web: this fails.
+  EXPECT_EQ(async.Send(), kNone);
+  async.request.Reset();
+  EXPECT_EQ(async.told.Until("closing"), Words{"closing"});
+}
+
+TEST_F(WinHttp, ClosingAnUnusedAsynchronousRequestTellsItOnAnotherThread) {
+  AsyncRequest async(OpenSession(WINHTTP_FLAG_ASYNC));
+  async.request.Reset();
+  EXPECT_EQ(async.told.Until("closing"), Words{"closing"});
+  EXPECT_FALSE(async.told.CameOnThisThread());
+}
+
+TEST_F(WinHttp, ClosingAnAsynchronousRequestEndsTheReceiveThatWaitsForEver) {
+  const ProxyServer silent(ServerPlan{Conduct::StaysSilent, "", "", true});
+  AsyncRequest async(silent);
+  EXPECT_EQ(async.Send(), kNone);
+  async.told.Until("sent");
+  EXPECT_EQ(Receive(async.request), kNone);
+  EXPECT_TRUE(silent.WasAsked());
+  async.request.Reset();
+  EXPECT_EQ(async.told.Until("closing"), (Words{"sent", "error 1 12017", "closing"}));
+  EXPECT_TRUE(silent.WasLeft());
+}
+
+TEST_F(WinHttp, ClosingAnAsynchronousRequestEndsTheSendThatWaitsForEver) {
+  const ProxyServer silent(ServerPlan{Conduct::IgnoresTheGreeting, "", "", true});
+  AsyncRequest async(silent);
+  EXPECT_EQ(async.Send(), kNone);
+  EXPECT_TRUE(silent.WasAsked());
+  async.request.Reset();
+  EXPECT_EQ(async.told.Until("closing"), (Words{"error 5 12017", "closing"}));
+  EXPECT_TRUE(silent.WasLeft());
+}
+
+TEST_F(WinHttp, ClosingAnAsynchronousRequestEndsACallThatHangs) {
+  AsyncRequest async(OpenSession(WINHTTP_FLAG_ASYNC));
+  PlanFault("hang", "WinHttpSendRequest", "", 1, 0);
+  EXPECT_EQ(async.Send(), kNone);
+  async.request.Reset();
+  EXPECT_EQ(async.told.Until("closing"), (Words{"error 5 12017", "closing"}));
+}
+
+TEST_F(WinHttp, ClosingASynchronousRequestFromAnotherThreadFailsTheTest) {
+  const HttpHandle session = OpenSession();
   const HttpHandle connection = Connect(session);
   HttpHandle request = OpenGet(connection);
-  ASSERT_EQ(SetTimeouts(request.Get(), kForEver), static_cast<DWORD>(NO_ERROR));
-  const HINTERNET handle = request.Get();
-  auto error = std::async(std::launch::async, [=] {
-    return WinHttpSendRequest(handle, nullptr, 0, nullptr, 0, 0, 0) ? DWORD{NO_ERROR} : GetLastError();
-  });
-  EXPECT_TRUE(silent.WasAsked());
-  request.Reset();
-  EXPECT_EQ(error.get(), kCancelled);
-  EXPECT_TRUE(silent.WasLeft());
+  std::async(std::launch::async, [&] { request.Reset(); }).get();
+  EXPECT_EQ(TakeUnknown(), Words{"WinHttpCloseHandle of a synchronous request from another thread"});
+}
+
+TEST_F(WinHttp, ACallWithARequestThatIsClosedFailsTheTest) {
+  const HttpHandle session = OpenSession(WINHTTP_FLAG_ASYNC);
+  const HttpHandle connection = Connect(session);
+  const HINTERNET closed = OpenGet(connection).Get();
+  EXPECT_FALSE(WinHttpReceiveResponse(closed, nullptr));
+  EXPECT_EQ(GetLastError(), kInvalidHandle);
+  EXPECT_FALSE(WinHttpCloseHandle(closed));
+  EXPECT_EQ(TakeUnknown(), (Words{"WinHttpReceiveResponse with a handle that is closed",
+                                  "WinHttpCloseHandle of a handle that is closed"}));
 }
 
 }  // namespace

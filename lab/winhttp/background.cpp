@@ -1,0 +1,81 @@
+#include "winhttp/background.h"
+
+#include <thread>
+#include <utility>
+
+namespace moorlak::lab {
+namespace {
+
+void Notify(HttpRequest& request, DWORD status, void* information, DWORD size) {
+  WINHTTP_STATUS_CALLBACK callback = nullptr;
+  DWORD_PTR context = 0;
+  {
+    const std::lock_guard guard(request.notices.lock);
+    // Each flag has the value of its status.
+    if ((request.notices.wanted & status) != 0) callback = request.notices.callback;
+    context = request.notices.context;
+  }
+  // The closing is told to those only who gave the handle a context ("WinHttpCloseHandle function").
+  if (callback == nullptr || (status == WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING && context == 0)) return;
+  callback(request.handle, context, status, information, size);
+}
+
+void NotifyClosing(HttpRequest& request) {
+  Notify(request, WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING, &request.handle, sizeof(request.handle));
+}
+
+void NotifyEnd(HttpRequest& request, const CallKind& kind, DWORD error) {
+  // A handle that is closed has nothing to tell but that its call did not come to its end.
+  if (request.IsClosed()) error = ERROR_WINHTTP_OPERATION_CANCELLED;
+  if (error == NO_ERROR) {
+    Notify(request, kind.doneStatus, nullptr, 0);
+    return;
+  }
+  WINHTTP_ASYNC_RESULT result{kind.api, error};
+  Notify(request, WINHTTP_CALLBACK_STATUS_REQUEST_ERROR, &result, sizeof(result));
+}
+
+void BeginWork(Notices& notices) {
+  const std::lock_guard guard(notices.lock);
+  ++notices.workers;
+}
+
+// True when the closing is to be told now.
+bool EndWork(Notices& notices) {
+  const std::lock_guard guard(notices.lock);
+  return --notices.workers == 0 && notices.closed;
+}
+
+// True when nobody works on the request who would tell its closing.
+bool Close(Notices& notices) {
+  const std::lock_guard guard(notices.lock);
+  notices.closed = true;
+  return notices.workers == 0;
+}
+
+}  // namespace
+
+void CallInBackground(std::shared_ptr<HttpRequest> request, CallKind kind, std::function<DWORD()> call) {
+  BeginWork(request->notices);
+  std::thread([request = std::move(request), kind, call = std::move(call)]() noexcept {
+    NotifyEnd(*request, kind, call());
+    if (EndWork(request->notices)) NotifyClosing(*request);
+  }).detach();
+}
+
+void TellClosing(const std::shared_ptr<HttpRequest>& request) {
+  if (Close(request->notices)) std::thread([request]() noexcept { NotifyClosing(*request); }).detach();
+}
+
+WINHTTP_STATUS_CALLBACK SetCallback(HttpRequest& request, WINHTTP_STATUS_CALLBACK callback, DWORD wanted) {
+  const std::lock_guard guard(request.notices.lock);
+  request.notices.wanted = wanted;
+  return std::exchange(request.notices.callback, callback);
+}
+
+void SetContext(HttpRequest& request, DWORD_PTR context) {
+  const std::lock_guard guard(request.notices.lock);
+  request.notices.context = context;
+}
+
+}  // namespace moorlak::lab
