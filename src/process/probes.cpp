@@ -3,7 +3,9 @@
 #include <winsock2.h>
 #include <windows.h>
 
+#include <atomic>
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <utility>
 #include <winhttp.h>
@@ -33,6 +35,25 @@ struct HttpHandleTraits {
   static void Close(Type handle) noexcept { WinHttpCloseHandle(handle); }
 };
 using HttpHandle = UniqueHandle<HttpHandleTraits>;
+
+}  // namespace
+
+// One asynchronous request ("Asynchronous Completion in WinHTTP" on Microsoft Learn). WinHTTP holds a reference of its
+// own, the callback's context, until it has told the closing of the handle: it may tell other things until then.
+struct ProbeRequest {
+  enum class Stage { Sending, Sent, Answered, Failed };
+
+  HINTERNET handle = nullptr;
+  DWORD_PTR context = 0;
+  std::atomic<Stage> stage = Stage::Sending;
+  // Signalled behind each change of the stage.
+  KernelHandle changed{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
+};
+
+namespace {
+
+using Stage = ProbeRequest::Stage;
+using SharedRequest = std::shared_ptr<ProbeRequest>;
 
 UniqueSocket SocketForATry() {
   UniqueSocket socket(::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
@@ -92,27 +113,83 @@ bool WaitForListener(const SessionWatch& session, uint16_t port, uint32_t timeou
   return false;
 }
 
-// False when the session is to end; the request then stays with the caller.
-bool Publish(const std::atomic<bool>& running, ProbeSlot& slot, HINTERNET request) {
-  const std::lock_guard guard(slot.lock);
-  if (!running) return false;
-  slot.request = request;
+void Enter(ProbeRequest& request, Stage stage) {
+  request.stage = stage;
+  SetEvent(request.changed.Get());
+}
+
+// Called by WinHTTP, on threads of its own and from within calls: it takes no lock.
+void CALLBACK OnHttpStatus(HINTERNET, DWORD_PTR context, DWORD status, void*, DWORD) noexcept {
+  auto* own = reinterpret_cast<SharedRequest*>(context);
+  if (own == nullptr) return;
+  if (status == WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE) Enter(**own, Stage::Sent);
+  if (status == WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE) Enter(**own, Stage::Answered);
+  if (status == WINHTTP_CALLBACK_STATUS_REQUEST_ERROR) Enter(**own, Stage::Failed);
+  // Nothing comes behind this.
+  if (status == WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING) delete own;
+}
+
+// Gives WinHTTP its reference, with the callback that gives it back.
+bool GiveContext(HINTERNET handle, const SharedRequest& request) {
+  constexpr DWORD kWanted = WINHTTP_CALLBACK_FLAG_ALL_COMPLETIONS | WINHTTP_CALLBACK_FLAG_HANDLES;
+  if (WinHttpSetStatusCallback(handle, OnHttpStatus, kWanted, 0) == WINHTTP_INVALID_STATUS_CALLBACK) return false;
+  auto own = std::make_unique<SharedRequest>(request);
+  request->context = reinterpret_cast<DWORD_PTR>(own.get());
+  if (!WinHttpSetOption(handle, WINHTTP_OPTION_CONTEXT_VALUE, &request->context, sizeof(request->context))) {
+    return false;
+  }
+  static_cast<void>(own.release());
   return true;
 }
 
-// False when the request was cancelled, and so closed, meanwhile.
-bool Withdraw(ProbeSlot& slot) {
+// Sends in the slot's keeping; false when the session is to end, and when the request cannot even begin.
+bool Send(const std::atomic<bool>& running, ProbeSlot& slot, HttpHandle handle, const SharedRequest& request) {
   const std::lock_guard guard(slot.lock);
-  return std::exchange(slot.request, nullptr) != nullptr;
+  if (!running) return false;
+  request->handle = handle.Release();
+  slot.request = request;
+  return WinHttpSendRequest(request->handle, WINHTTP_NO_ADDITIONAL_HEADERS, 0, WINHTTP_NO_REQUEST_DATA, 0, 0,
+                            request->context);
+}
+
+// False when the request was cancelled, and so closed, meanwhile.
+bool Receive(ProbeSlot& slot, const ProbeRequest& request) {
+  const std::lock_guard guard(slot.lock);
+  return slot.request != nullptr && WinHttpReceiveResponse(request.handle, nullptr);
+}
+
+// Waits until the request has left the stage, and tells whether it reached the next one. The request's time-outs end
+// each stage; the limit is for a system that does not tell so.
+bool LeavesFor(ProbeRequest& request, Stage stage, Stage next) {
+  constexpr DWORD kLimitMs = 4 * kHttpStepMs;
+  bool isTold = true;
+  while (isTold && request.stage == stage) {
+    isTold = WaitForSingleObject(request.changed.Get(), kLimitMs) == WAIT_OBJECT_0;
+  }
+  return request.stage == next;
+}
+
+// Closing is how a request is cancelled, but what is told of it may take its time: the probe does not wait for that.
+// False when somebody else has closed it.
+bool CloseRequest(ProbeSlot& slot) {
+  SharedRequest request;
+  {
+    const std::lock_guard guard(slot.lock);
+    request.swap(slot.request);
+  }
+  if (!request) return false;
+  WinHttpCloseHandle(request->handle);
+  Enter(*request, Stage::Failed);
+  return true;
 }
 
 HttpHandle OpenHttpSession(const std::wstring& proxy) {
   if (proxy.empty()) {
-    return HttpHandle(
-        WinHttpOpen(kUserAgent, WINHTTP_ACCESS_TYPE_NO_PROXY, WINHTTP_NO_PROXY_NAME, WINHTTP_NO_PROXY_BYPASS, 0));
+    return HttpHandle(WinHttpOpen(kUserAgent, WINHTTP_ACCESS_TYPE_NO_PROXY, WINHTTP_NO_PROXY_NAME,
+                                  WINHTTP_NO_PROXY_BYPASS, WINHTTP_FLAG_ASYNC));
   }
-  return HttpHandle(
-      WinHttpOpen(kUserAgent, WINHTTP_ACCESS_TYPE_NAMED_PROXY, proxy.c_str(), WINHTTP_NO_PROXY_BYPASS, 0));
+  return HttpHandle(WinHttpOpen(kUserAgent, WINHTTP_ACCESS_TYPE_NAMED_PROXY, proxy.c_str(), WINHTTP_NO_PROXY_BYPASS,
+                                WINHTTP_FLAG_ASYNC));
 }
 
 HttpHandle OpenGet(HINTERNET connection, const ProbeUrl& url) {
@@ -124,9 +201,9 @@ HttpHandle OpenGet(HINTERNET connection, const ProbeUrl& url) {
   return request;
 }
 
-bool ExchangeGet(HINTERNET request) {
-  return WinHttpSendRequest(request, WINHTTP_NO_ADDITIONAL_HEADERS, 0, WINHTTP_NO_REQUEST_DATA, 0, 0, 0) &&
-         WinHttpReceiveResponse(request, nullptr);
+bool ExchangeGet(const std::atomic<bool>& running, ProbeSlot& slot, HttpHandle handle, const SharedRequest& request) {
+  return Send(running, slot, std::move(handle), request) && LeavesFor(*request, Stage::Sending, Stage::Sent) &&
+         Receive(slot, *request) && LeavesFor(*request, Stage::Sent, Stage::Answered);
 }
 
 int64_t RunProbe(const std::atomic<bool>& running, ProbeSlot& slot, const std::wstring& proxy, const std::string& url) {
@@ -137,14 +214,12 @@ int64_t RunProbe(const std::atomic<bool>& running, ProbeSlot& slot, const std::w
   const Clock::time_point begin = Clock::now();
   const HttpHandle connection(WinHttpConnect(session.Get(), WidenUtf8(parts->host).c_str(), parts->port, 0));
   if (!connection) return -1;
-  HttpHandle request = OpenGet(connection.Get(), *parts);
-  if (!request || !Publish(running, slot, request.Get())) return -1;
-  const bool answered = ExchangeGet(request.Get());
+  HttpHandle handle = OpenGet(connection.Get(), *parts);
+  const auto request = std::make_shared<ProbeRequest>();
+  if (!handle || !request->changed || !GiveContext(handle.Get(), request)) return -1;
+  const bool answered = ExchangeGet(running, slot, std::move(handle), request);
   const Clock::time_point end = Clock::now();
-  if (!Withdraw(slot)) {
-    request.Release();
-    return -1;
-  }
+  if (!CloseRequest(slot)) return -1;
   return answered ? std::chrono::duration_cast<milliseconds>(end - begin).count() : -1;
 }
 
@@ -155,8 +230,7 @@ bool WaitForSocksListen(const SessionWatch& session, uint16_t port, uint32_t tim
 }
 
 void CancelProbe(ProbeSlot& slot) noexcept {
-  const std::lock_guard guard(slot.lock);
-  const HttpHandle cancelled(std::exchange(slot.request, nullptr));
+  CloseRequest(slot);
 }
 
 int64_t ProbeViaSocks(const std::atomic<bool>& running, ProbeSlot& slot, uint16_t socksPort,

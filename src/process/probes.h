@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <string>
 
@@ -15,21 +16,24 @@ namespace moorlak {
 // no line.
 bool WaitForSocksListen(const SessionWatch& session, uint16_t port, uint32_t timeoutMs) noexcept;
 
+struct ProbeRequest;
+
 // The place of the one HTTP request that a session has in flight, so that another thread can cancel it.
 struct ProbeSlot {
   std::mutex lock;
-  // HINTERNET of the request; null when none is in flight. Guarded by the lock. Whoever takes it out closes it.
-  void* request = nullptr;
+  // Null when none is in flight. Guarded by the lock, within which every call with the request's handle is made: none
+  // may come behind its close. Whoever takes the request out closes it.
+  std::shared_ptr<ProbeRequest> request;
 };
 
-// Closes the request in flight, which ends its probe with -1. The session's running flag is cleared before this is
-// called: a probe that is about to send then finds it clear.
+// Closes the request in flight, which ends its probe with -1 at once. The session's running flag is cleared before this
+// is called: a probe that is about to send then finds it clear.
 void CancelProbe(ProbeSlot& slot) noexcept;
 
-// Milliseconds from the connect to any HTTP response, whatever its status, or -1: no response, a URL that
-// SplitProbeUrl does not take, a clear running flag, a cancelled request. Resolving, connecting, sending and receiving
-// have 5 seconds each. The first goes through the SOCKS proxy on the loopback port (0 gives -1), the second without any
-// proxy along the system's routes.
+// Milliseconds from the connect to any HTTP response, whatever its status, or -1: no response, a URL that SplitProbeUrl
+// does not take, a clear running flag, a cancelled request. Resolving, connecting, sending and receiving have 5 seconds
+// each. The first goes through the SOCKS proxy on the loopback port (0 gives -1), the second without any proxy along
+// the system's routes.
 int64_t ProbeViaSocks(const std::atomic<bool>& running, ProbeSlot& slot, uint16_t socksPort,
                       const std::string& url) noexcept;
 int64_t ProbeTunPath(const std::atomic<bool>& running, ProbeSlot& slot, const std::string& url) noexcept;

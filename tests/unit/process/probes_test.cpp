@@ -165,7 +165,7 @@ TEST_P(ProbeOfAnyStatus, Succeeds) {
   EXPECT_GE(ProbeTunPath(running, slot, server.Url("/generate_204?a=b")), 0);
   EXPECT_EQ(server.request.substr(0, 29), "GET /generate_204?a=b HTTP/1.");
   EXPECT_NE(server.request.find("User-Agent: Moorlak/1.0\r\n"), std::string::npos);
-  EXPECT_EQ(slot.request, nullptr);
+  EXPECT_FALSE(slot.request);
 }
 
 INSTANTIATE_TEST_SUITE_P(Probe, ProbeOfAnyStatus,
@@ -175,7 +175,7 @@ TEST(Probe, FailsWhenNobodyListens) {
   const std::atomic<bool> running{true};
   ProbeSlot slot;
   EXPECT_EQ(ProbeTunPath(running, slot, "http://127.0.0.1:" + std::to_string(SilentPort()) + "/"), -1);
-  EXPECT_EQ(slot.request, nullptr);
+  EXPECT_FALSE(slot.request);
 }
 
 TEST(Probe, FailsWhenTheAnswerIsNoHttp) {
@@ -211,7 +211,7 @@ TEST(Probe, CancellingWithoutARequestIsHarmless) {
   ProbeSlot slot;
   CancelProbe(slot);
   CancelProbe(slot);
-  EXPECT_EQ(slot.request, nullptr);
+  EXPECT_FALSE(slot.request);
 }
 
 // The system ends the request at once when its handle is closed. Where it does not, an answer that comes after that
@@ -227,7 +227,7 @@ TEST(Probe, ARequestInFlightIsTakenOutAndFailsWhenItIsCancelled) {
   CancelProbe(slot);
   {
     const std::lock_guard guard(slot.lock);
-    EXPECT_EQ(slot.request, nullptr);
+    EXPECT_FALSE(slot.request);
   }
   server.Release();
   probe.join();
