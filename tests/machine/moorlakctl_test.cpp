@@ -4,7 +4,9 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <thread>
 
+#include "base/trust.h"
 #include "base/utf.h"
 #include "machine/support/ctrl_c.h"
 #include "machine/support/engine.h"
@@ -23,9 +25,12 @@ constexpr DWORD kOk = 0;
 constexpr DWORD kServiceError = 1;
 constexpr DWORD kUsage = 2;
 constexpr DWORD kNotRunning = 3;
+constexpr DWORD kBusy = 4;
 constexpr DWORD kRefused = 5;
 constexpr DWORD kSessionEnded = 6;
 constexpr DWORD kFailure = 7;
+constexpr DWORD kAccessDenied = 8;
+constexpr DWORD kStoppedByOthers = 9;
 
 constexpr char kOrphanLine[] = "UI process exited while tunnel up — stopping orphaned tunnel";
 
@@ -35,6 +40,11 @@ std::wstring CtlCommand(const std::wstring& arguments, const std::wstring& folde
 
 bool Contains(const std::string& text, std::string_view part) {
   return text.find(part) != std::string::npos;
+}
+
+std::string EncodedReply(const std::string& text) {
+  const WireNumber length = EncodeNumber(static_cast<uint32_t>(text.size()));
+  return std::string(length.begin(), length.end()) + text;
 }
 
 struct Moorlakctl : ProxyTest {
@@ -66,7 +76,7 @@ struct Moorlakctl : ProxyTest {
     Child start = StartProgram(CtlCommand(StartArguments(EngineConfig(port))));
     EXPECT_TRUE(WaitForListener(port));
     EXPECT_TRUE(WaitForSystemProxy(OurServer(port)));
-    EXPECT_TRUE(WaitForOutput(start, "\ntunnel up, sent "));
+    EXPECT_TRUE(WaitForOutput(start, "\nsession up, sent "));
     return start;
   }
   static bool WaitForOutput(const Child& child, std::string_view text) {
@@ -133,9 +143,23 @@ TEST_F(Moorlakctl, StartStaysInTheForegroundAndShowsTheStatus) {
   const std::string shown = Output(start);
   EXPECT_TRUE(shown.starts_with("The service accepted the start.\n")) << shown;
   EXPECT_TRUE(
-      Contains(shown, "The session is up. Ctrl-C stops it.\ntunnel up, sent 0 B (0 B/s), received 0 B (0 B/s)\n"))
+      Contains(shown, "The session is up. Ctrl-C stops it.\nsession up, sent 0 B (0 B/s), received 0 B (0 B/s)\n"))
       << shown;
+  // A local proxy is no tunnel.
+  EXPECT_FALSE(Contains(shown, "tunnel")) << shown;
   EXPECT_EQ(ExitCode(start), DWORD{STILL_ACTIVE});
+  EXPECT_TRUE(AskStatus().tunnelUp);
+}
+
+TEST_F(Moorlakctl, ATextThatIsNoJsonLeavesTheRunningSessionAlone) {
+  StartTunnelService();
+  StartProxy();
+  const LogWatch log;
+  for (const std::string_view text : {"", " \t\r\n", "vless://user@203.0.113.7:443", "\xC2\xA0{}"}) {
+    EXPECT_EQ(Run(StartArguments(text)), kUsage);
+    EXPECT_EQ(output, "moorlakctl: The configuration is not JSON: it does not begin with { or [.\n");
+  }
+  EXPECT_TRUE(log.Messages().empty());
   EXPECT_TRUE(AskStatus().tunnelUp);
 }
 
@@ -161,8 +185,17 @@ TEST_F(Moorlakctl, StopFromASecondOneEndsTheSessionAndTheStart) {
   EXPECT_EQ(output, "Stopped.\n");
   EXPECT_EQ(DumpSystemProxy(), before);
   EXPECT_TRUE(WaitForExit(start));
-  EXPECT_EQ(ExitCode(start), kSessionEnded);
-  EXPECT_TRUE(Contains(Output(start), "moorlakctl: The session ended by itself; sent ")) << Output(start);
+  EXPECT_EQ(ExitCode(start), kStoppedByOthers);
+  EXPECT_TRUE(Contains(Output(start), "moorlakctl: Another program stopped the session; sent ")) << Output(start);
+}
+
+TEST_F(Moorlakctl, AStartOfAnotherProgramThatIsRefusedEndsTheSessionAndTheStart) {
+  StartTunnelService();
+  const Child start = StartSession();
+  EXPECT_EQ(StartTunnel(true, "no JSON").substr(0, 4), "ERR:");
+  EXPECT_TRUE(WaitForExit(start));
+  EXPECT_EQ(ExitCode(start), kStoppedByOthers);
+  EXPECT_TRUE(Contains(Output(start), "moorlakctl: Another program stopped the session; sent ")) << Output(start);
 }
 
 TEST_F(Moorlakctl, StopWithoutASessionIsNoError) {
@@ -215,8 +248,19 @@ TEST_F(Moorlakctl, TheEndOfTheServiceEndsStart) {
   const Child start = StartSession();
   StopTunnelService();
   EXPECT_TRUE(WaitForExit(start));
-  EXPECT_EQ(ExitCode(start), kSessionEnded);
+  EXPECT_EQ(ExitCode(start), kStoppedByOthers);
+  EXPECT_TRUE(Contains(Output(start), "moorlakctl: The service was stopped, and the session with it; sent "))
+      << Output(start);
   EXPECT_EQ(DumpSystemProxy(), before);
+}
+
+TEST_F(Moorlakctl, TheDeathOfTheServiceEndsStart) {
+  StartTunnelService();
+  const Child start = StartSession();
+  KillTunnelService();
+  EXPECT_TRUE(WaitForExit(start));
+  EXPECT_EQ(ExitCode(start), kSessionEnded);
+  EXPECT_TRUE(Contains(Output(start), "moorlakctl: The session ended by itself; sent ")) << Output(start);
 }
 
 TEST_F(Moorlakctl, ARefusedConfigurationShowsTheServicesText) {
@@ -266,6 +310,49 @@ TEST_F(Moorlakctl, InAnotherFolderIsRefusedAndTellsWhere) {
   EXPECT_TRUE(Contains(shown, "  moorlakctl.exe lies in: " + NarrowUtf16(folder) + "\n")) << shown;
   EXPECT_EQ(log.Count("IPC reject: caller outside install directory"), 1u);
   std::filesystem::remove_all(folder);
+}
+
+// The pipe's name in the test's own hands, in place of the service.
+KernelHandle HoldPipeName(DWORD direction) {
+  // The client talks to pipes of an owner whom it trusts.
+  const auto descriptor = OwnedDescriptor(L"D:(A;;GA;;;SY)(A;;GA;;;BA)");
+  SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor.Get(), FALSE};
+  KernelHandle pipe(CreateNamedPipeW(kPipeName, direction, PIPE_TYPE_BYTE, 1, 4096, 4096, 0, &attributes));
+  EXPECT_TRUE(pipe) << GetLastError();
+  return pipe;
+}
+
+TEST_F(Moorlakctl, GivesUpOnAServiceThatServesOthersAllTheTime) {
+  const KernelHandle pipe = HoldPipeName(PIPE_ACCESS_DUPLEX);
+  const KernelHandle other = ConnectPipe();
+  ASSERT_TRUE(other);
+  EXPECT_EQ(Run(L"ping"), kBusy);
+  EXPECT_EQ(output, "moorlakctl: The tunnel service is busy with other clients. Try again in a few seconds.\n");
+}
+
+TEST_F(Moorlakctl, TellsThatTheAccountMayNotOpenThePipe) {
+  // A client may not write into a pipe that is for its reading only.
+  const KernelHandle pipe = HoldPipeName(PIPE_ACCESS_OUTBOUND);
+  EXPECT_EQ(Run(L"ping"), kAccessDenied);
+  EXPECT_EQ(output,
+            "moorlakctl: Windows denies this account access to the service's control pipe.\n"
+            "Run moorlakctl as a signed-in user of this computer; guests are not admitted.\n");
+}
+
+TEST_F(Moorlakctl, AnAnswerThatTheServiceDoesNotGiveIsAFailure) {
+  const KernelHandle pipe = HoldPipeName(PIPE_ACCESS_DUPLEX);
+  std::thread server([&] {
+    ConnectNamedPipe(pipe.Get(), nullptr);
+    std::string request(RawRequest(1, 0, {}).size(), '\0');
+    DWORD got = 0;
+    EXPECT_TRUE(ReadFile(pipe.Get(), request.data(), static_cast<DWORD>(request.size()), &got, nullptr));
+    EXPECT_TRUE(SendBytes(pipe.Get(), EncodedReply("hello")));
+  });
+  EXPECT_EQ(Run(L"ping"), kFailure);
+  // Lets a server go that nobody came to.
+  ConnectPipe(std::chrono::milliseconds(1));
+  server.join();
+  EXPECT_EQ(output, "moorlakctl: The answer is not one that the tunnel service gives: \"hello\"\n");
 }
 
 TEST_F(Moorlakctl, LogsPrintsTheTunnelLog) {
