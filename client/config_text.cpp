@@ -1,5 +1,7 @@
 #include "client/config_text.h"
 
+#include "config/json_beginning.h"
+
 namespace moorlak {
 namespace {
 
@@ -19,6 +21,11 @@ ConfigText PrepareConfigText(std::string_view fileBytes) {
             "The configuration is too large: the service takes at most " + std::to_string(kMaxConfigBytes) + " bytes."};
   }
   return {fileBytes, {}};
+}
+
+ConfigText CheckForStart(ConfigText config) {
+  if (!config.error.empty() || BeginsLikeJson(config.text)) return config;
+  return {{}, "The configuration is not JSON: it does not begin with { or [."};
 }
 
 }  // namespace moorlak

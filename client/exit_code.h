@@ -15,12 +15,14 @@ enum class ExitCode {
   Busy = 4,
   // The service closed the connection without an answer, as it does with programs outside its folder.
   Refused = 5,
-  // `start`: the session ended without being asked to.
+  // `start`: the session ended without being asked to by anybody.
   SessionEnded = 6,
   // The pipe, the tunnel log, standard output or this program itself failed.
   Failure = 7,
   // Windows denies this account access to the control pipe.
   AccessDenied = 8,
+  // `start`: somebody else ended the session: another program, or whoever stopped the service.
+  StoppedByOthers = 9,
 };
 
 }  // namespace moorlak

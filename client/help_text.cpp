@@ -19,7 +19,7 @@ Usage:
   moorlakctl --help | --version
 
 moorlakctl.exe must lie in the folder of the service program: the service
-answers no other program. Only "prepare" asks nothing of the service.
+answers no other program. "prepare" and "logs" ask nothing of the service.
 
 Results go to standard output, messages to standard error. Both are UTF-8
 with plain line feeds when they are redirected.
@@ -27,13 +27,14 @@ with plain line feeds when they are redirected.
 Exit codes:
   0  done
   1  the service answered with an error
-  2  wrong command line, or an unusable configuration file
+  2  wrong command line, or an unusable configuration
   3  the service is not running
   4  the service is busy with other clients
   5  the service refused this program
-  6  the session ended by itself (start)
+  6  the session ended by itself or did not come up (start)
   7  the pipe, the tunnel log, standard output or moorlakctl itself failed
   8  Windows denies this account access to the service
+  9  somebody else ended the session (start)
 )";
 
 constexpr std::string_view kPingHelp =
@@ -54,7 +55,8 @@ for "-". A session that runs already is replaced.
 
 The configuration is JSON in UTF-8, 16777214 bytes at most. A UTF-8
 byte-order mark at its beginning is left out, because the service would
-refuse the text; everything else is sent as it is.
+refuse the text; everything else is sent as it is. A text that does not
+begin with { or [, white space aside, is refused before anything is sent.
 
 The command stays in the foreground, because the session belongs to the
 process that started it and ends with it. It prints the new lines of the
@@ -66,7 +68,7 @@ Ctrl-C, Ctrl-Break or closing the window stops the session, waits for the
 service's answer and exits with 0. A second Ctrl-C ends the command at once;
 the service then stops the session by itself. When the session ends without
 being asked to, the last lines of the tunnel log follow and the exit code is
-6.
+6, or 9 when another program ended it or the service was stopped.
 )";
 
 constexpr std::string_view kStopHelp =

@@ -16,7 +16,8 @@ namespace moorlak {
 namespace {
 
 constexpr uint64_t kStatusPeriod = 1000;
-// Lines of the log that are shown when the session ends by itself.
+constexpr uint64_t kEnderPatience = 2000;
+// Lines of the log that are shown when the session ends without this program.
 constexpr size_t kLastLines = 12;
 
 struct Session {
@@ -40,6 +41,7 @@ void KeepLine(Session& session, std::string_view line) {
 
 // While the session is coming up its log lines are printed, later they are only kept.
 void TakeLine(Session& session, std::string_view line) {
+  ObserveLogLine(session.watch, line);
   if (session.wasUp) {
     KeepLine(session, line);
   } else {
@@ -72,25 +74,49 @@ ExitCode StopOnRequest(Session& session) {
   return ExitCode::Ok;
 }
 
-// What is known about a session that ended without being asked to.
+std::string_view EndWords(const Session& session) {
+  switch (session.watch.ender) {
+    case SessionEnder::OtherProgram:
+      return "Another program stopped the session";
+    case SessionEnder::Service:
+      return "The service was stopped, and the session with it";
+    case SessionEnder::Itself:
+      break;
+  }
+  return session.wasUp ? "The session ended by itself" : "The session did not come up";
+}
+
+// What is known about a session that this program did not end.
 ExitCode TellEnd(Session& session) {
-  TakeLogLines(session);
   FlushUnfinishedLine(session.log, [&](std::string_view line) { TakeLine(session, line); });
   Console& console = session.console;
   EndLiveLine(console.out);
   for (const std::string& line : session.unshownLines) WriteLine(console.out, line);
-  std::string text = session.wasUp ? "The session ended by itself" : "The session did not come up";
+  std::string text(EndWords(session));
   text += "; sent " + FormatBytes(session.status.upBytes) + ", received " + FormatBytes(session.status.downBytes) + ".";
   text += session.watch.proxyMode ? "\nIn proxy mode the engine's messages go to the service's standard error."
                                   : "\nThe whole log: moorlakctl logs";
   Complain(console, text);
-  return ExitCode::SessionEnded;
+  return session.watch.ender == SessionEnder::Itself ? ExitCode::SessionEnded : ExitCode::StoppedByOthers;
 }
 
 ExitCode EndBySession(Session& session) {
+  // Before a stop of this program's own stands in it.
+  TakeLogLines(session);
   // A dead proxy engine leaves the service's `running` set until somebody stops it.
   if (session.status.running) Ask(CommandCode::Stop, kSlowReplyPatience, session.interrupt);
   return TellEnd(session);
+}
+
+// A service that is stopped says so in the log a moment after its pipe has gone; one that died says nothing.
+void AwaitEnder(Session& session) {
+  const uint64_t deadline = GetTickCount64() + kEnderPatience;
+  TakeLogLines(session);
+  for (uint64_t now = GetTickCount64(); session.watch.ender == SessionEnder::Itself && now < deadline;
+       now = GetTickCount64()) {
+    if (WaitForLogChange(session.log, session.interrupt, static_cast<DWORD>(deadline - now))) return;
+    TakeLogLines(session);
+  }
 }
 
 // The service itself has gone or does not answer properly any more: its session is over for this program.
@@ -103,6 +129,7 @@ ExitCode EndByService(Session& session, const PipeAnswer& answer) {
   } else {
     ReportFailure(session.console, answer);
   }
+  AwaitEnder(session);
   return TellEnd(session);
 }
 
@@ -167,7 +194,8 @@ bool SendStart(Session& session, std::string_view configText, ExitCode& code) {
 
 ExitCode RunStart(Console& console, const Arguments& arguments) {
   const ConfigFile file = ReadConfigFile(arguments.file);
-  const ConfigText config = file.error.empty() ? PrepareConfigText(file.bytes) : ConfigText{{}, file.error};
+  const ConfigText config =
+      CheckForStart(file.error.empty() ? PrepareConfigText(file.bytes) : ConfigText{{}, file.error});
   if (!config.error.empty()) {
     Complain(console, config.error);
     return ExitCode::Usage;

@@ -20,8 +20,9 @@ int64_t RateOf(int64_t before, int64_t now, uint64_t milliseconds) {
   return rate >= static_cast<double>(kMost) ? kMost : static_cast<int64_t>(rate);
 }
 
+// A status does not tell a tunnel from a local proxy.
 std::string_view StateWords(const StatusReply& status) {
-  if (status.running) return status.tunnelUp ? "tunnel up" : "running, tunnel not up";
+  if (status.running) return status.tunnelUp ? "session up" : "running, session not up";
   return status.tunnelUp ? "stopping" : "stopped";
 }
 

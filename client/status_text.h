@@ -30,7 +30,7 @@ struct RateMeter {
 // time has passed. The clock only has to be steady.
 TrafficRates MeasureRates(RateMeter& meter, const StatusReply& status, uint64_t nowMilliseconds);
 
-// "tunnel up, sent 1.0 KiB, received 2.0 MiB". With rates: "tunnel up, sent 1.0 KiB (10 B/s), received ...".
+// "session up, sent 1.0 KiB, received 2.0 MiB". With rates: "session up, sent 1.0 KiB (10 B/s), received ...".
 // No line end; ASCII only.
 std::string StatusLine(const StatusReply& status, const std::optional<TrafficRates>& rates);
 

@@ -4,6 +4,7 @@
 
 #include "base/log.h"
 #include "base/standard_error.h"
+#include "config/json_beginning.h"
 #include "net/adapter/wintun_holder.h"
 #include "tunnel/disconnect.h"
 
@@ -15,12 +16,6 @@ constexpr char kVpnUnavailable[] = "VPN service is unavailable.";
 constexpr char kProxyUnavailable[] = "Proxy service is unavailable.";
 constexpr char kProxyStartFailed[] =
     "Could not start proxy mode. Ensure xray.exe is in the xray folder next to moor_lak.exe.";
-
-// The only check before an engine sees the text: it must begin like a JSON document.
-bool LooksLikeJson(const std::string& text) {
-  const size_t first = text.find_first_not_of(" \t\r\n");
-  return first != std::string::npos && (text[first] == '{' || text[first] == '[');
-}
 
 void StopEngineLocked(TunnelController& controller, bool userRequested) noexcept {
   if (controller.proxyMode) {
@@ -72,7 +67,7 @@ std::string StartLocked(TunnelController& controller, const std::string& configT
   EndEarlierLocked(controller);
   // That can take long; meanwhile the service may have been told to end.
   if (controller.closing) return unavailable;
-  if (!LooksLikeJson(configText)) return kInvalidConfig;
+  if (!BeginsLikeJson(configText)) return kInvalidConfig;
   controller.lastConfig = configText;
   controller.proxyMode = useProxyMode;
   return useProxyMode ? StartProxyLocked(controller, configText) : StartVpnLocked(controller, configText);

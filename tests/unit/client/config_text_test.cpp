@@ -31,6 +31,15 @@ TEST(ConfigText, TheLongestTextFillsThePayloadExactly) {
   EXPECT_EQ(PrepareConfigText(text).error, "The configuration is too large: the service takes at most 16777214 bytes.");
 }
 
+TEST(ConfigText, WhatDoesNotBeginLikeJsonIsRefusedWhereAStartIsMeant) {
+  EXPECT_EQ(CheckForStart({" \t\r\n{", {}}).error, "");
+  EXPECT_EQ(CheckForStart({"[", {}}).error, "");
+  for (const std::string_view text : {"", " \t\r\n", "x{", "\v{", "\xC2\xA0{", "\xEF\xBB\xBF{"}) {
+    EXPECT_EQ(CheckForStart({text, {}}).error, "The configuration is not JSON: it does not begin with { or [.") << text;
+  }
+  EXPECT_EQ(CheckForStart({"", "Unreadable."}).error, "Unreadable.");
+}
+
 TEST(ConfigText, TheMarkDoesNotCountAgainstTheLimit) {
   const std::string text = "\xEF\xBB\xBF" + std::string(kMaxConfigBytes, ' ');
   EXPECT_EQ(PrepareConfigText(text).text.size(), kMaxConfigBytes);

@@ -1,6 +1,8 @@
 #include "client/session_watch.h"
 
 #include <gtest/gtest.h>
+#include <string>
+#include <vector>
 
 namespace moorlak {
 namespace {
@@ -48,6 +50,41 @@ TEST(SessionWatch, TheEndIsToldOnce) {
   EXPECT_EQ(ObserveStatus(watch, kStopped), SessionEvent::Ended);
   EXPECT_EQ(ObserveStatus(watch, kStopped), SessionEvent::Nothing);
   EXPECT_EQ(ObserveStatus(watch, kUp), SessionEvent::Nothing);
+}
+
+SessionEnder EnderAfter(const std::vector<std::string>& messages) {
+  SessionWatch watch;
+  for (const std::string& message : messages) ObserveLogLine(watch, "2026-01-31 09:05:07 " + message);
+  return watch.ender;
+}
+
+TEST(SessionEnd, ASessionEndsByItselfUnlessTheLogTellsOtherwise) {
+  EXPECT_EQ(EnderAfter({}), SessionEnder::Itself);
+  EXPECT_EQ(EnderAfter({"IPC start (payload bytes=12)", "IPC start accepted", "Xray exited"}), SessionEnder::Itself);
+}
+
+TEST(SessionEnd, AStopAndARefusedStartAreOtherPrograms) {
+  EXPECT_EQ(EnderAfter({"IPC start accepted", "IPC stop"}), SessionEnder::OtherProgram);
+  EXPECT_EQ(EnderAfter({"IPC start accepted", "IPC start (payload bytes=3)", "IPC start failed: no"}),
+            SessionEnder::OtherProgram);
+}
+
+TEST(SessionEnd, WhatCameBeforeTheLastAcceptedStartEndedAnEarlierSession) {
+  EXPECT_EQ(EnderAfter({"IPC stop", "IPC start (payload bytes=12)", "IPC start accepted"}), SessionEnder::Itself);
+}
+
+TEST(SessionEnd, AServiceThatStopsEndsItsSession) {
+  EXPECT_EQ(EnderAfter({"IPC start accepted", "MoorlakTunnel: stopping tunnel"}), SessionEnder::Service);
+  // The service says so of every stop of its own, whoever ended the session before.
+  EXPECT_EQ(EnderAfter({"IPC start accepted", "IPC stop", "MoorlakTunnel: stopping tunnel"}),
+            SessionEnder::OtherProgram);
+}
+
+TEST(SessionEnd, OnlyWholeMessagesCount) {
+  EXPECT_EQ(EnderAfter({"IPC stopped", "engine: IPC stop"}), SessionEnder::Itself);
+  SessionWatch watch;
+  for (const char* line : {"", "IPC stop", "2026-01-31 09:05:07"}) ObserveLogLine(watch, line);
+  EXPECT_EQ(watch.ender, SessionEnder::Itself);
 }
 
 }  // namespace

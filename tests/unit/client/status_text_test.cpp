@@ -61,14 +61,14 @@ TEST(StatusText, ExtremeCountersDoNotOverflow) {
 
 TEST(StatusText, TheLineNamesEachState) {
   EXPECT_EQ(StatusLine({false, false, 0, 0}, {}), "stopped, sent 0 B, received 0 B");
-  EXPECT_EQ(StatusLine({true, false, 0, 0}, {}), "running, tunnel not up, sent 0 B, received 0 B");
-  EXPECT_EQ(StatusLine({true, true, 1024, 2048}, {}), "tunnel up, sent 1.0 KiB, received 2.0 KiB");
+  EXPECT_EQ(StatusLine({true, false, 0, 0}, {}), "running, session not up, sent 0 B, received 0 B");
+  EXPECT_EQ(StatusLine({true, true, 1024, 2048}, {}), "session up, sent 1.0 KiB, received 2.0 KiB");
   EXPECT_EQ(StatusLine({false, true, 0, 0}, {}), "stopping, sent 0 B, received 0 B");
 }
 
 TEST(StatusText, TheLineCarriesRatesWhenThereAreSome) {
   EXPECT_EQ(StatusLine({true, true, 1024, 2048}, TrafficRates{10, 1024}),
-            "tunnel up, sent 1.0 KiB (10 B/s), received 2.0 KiB (1.0 KiB/s)");
+            "session up, sent 1.0 KiB (10 B/s), received 2.0 KiB (1.0 KiB/s)");
 }
 
 TEST(StatusText, JsonHasTheDocumentedFieldsInOrder) {
