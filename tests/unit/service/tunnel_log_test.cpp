@@ -13,7 +13,9 @@
 #include "base/log.h"
 #include "base/paths.h"
 #include "base/trust.h"
+#include "base/utf.h"
 #include "service/log_format.h"
+#include "unit/process/child_test_support.h"
 
 namespace moorlak {
 namespace {
@@ -99,15 +101,41 @@ TEST_F(TunnelLog, DropsTheLineWhenTheLogCannotBeOpened) {
   EXPECT_TRUE(std::filesystem::is_directory(kLogFile));
 }
 
+// Starts a program that takes the log's mutex, and ends it as a crash would.
+void CrashAWriter() {
+  const LifeSign sign;
+  std::wstring command =
+      L"\"" + TestChildPath() + L"\" hold=" + kLogMutexName + L" signal=" + WidenUtf8(sign.readyName) + L" sleep";
+  STARTUPINFOW startup{};
+  startup.cb = sizeof(startup);
+  PROCESS_INFORMATION started{};
+  ASSERT_TRUE(
+      CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &started));
+  const KernelHandle thread(started.hThread);
+  const KernelHandle process(started.hProcess);
+  ASSERT_TRUE(sign.Started());
+  ASSERT_TRUE(TerminateProcess(process.Get(), 1));
+  ASSERT_EQ(WaitForSingleObject(process.Get(), kGenerousMs), WAIT_OBJECT_0);
+}
+
+// As another thread finds it: a second wait of the holder's would succeed in any case.
+DWORD StateOf(const KernelHandle& mutex) {
+  DWORD state = WAIT_FAILED;
+  std::thread([&] {
+    state = WaitForSingleObject(mutex.Get(), 0);
+    if (state != WAIT_TIMEOUT) ReleaseMutex(mutex.Get());
+  }).join();
+  return state;
+}
+
 TEST_F(TunnelLog, TakesAnAbandonedMutexAsHeld) {
   // The handle that is kept open here keeps the abandoned state from vanishing with the mutex.
   const KernelHandle mutex(CreateMutexW(nullptr, FALSE, kLogMutexName));
-  std::thread([&] { WaitForSingleObject(mutex.Get(), INFINITE); }).join();
+  ASSERT_NO_FATAL_FAILURE(CrashAWriter());
   WriteLogLine("after the crash of a writer");
   EXPECT_EQ(LogLines().size(), 1u);
-  // Released again: a second owner gets it at once.
-  EXPECT_EQ(WaitForSingleObject(mutex.Get(), 0), WAIT_OBJECT_0);
-  ReleaseMutex(mutex.Get());
+  // It was held, and given back: not abandoned any more, and nobody's.
+  EXPECT_EQ(StateOf(mutex), WAIT_OBJECT_0);
 }
 
 TEST_F(TunnelLog, WaitsForAnotherWriter) {
