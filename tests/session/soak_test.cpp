@@ -1,6 +1,6 @@
-// Many sessions on one service, each stopped as soon as it is up, in turns on both paths.
+// Many sessions, each stopped as soon as it is up, in turns on both paths: on one service, or each on one of its own.
 //
-// MOORLAK_SOAK_CYCLES (3 when not set) is their number; scripts/soak_session.sh asks for 200.
+// MOORLAK_SOAK_CYCLES is their number; scripts/soak_session.sh asks for 200, scripts/soak_heap.sh for 50.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -52,18 +52,20 @@ void Print(uint32_t cycle, const Use& use) {
   std::fflush(stdout);
 }
 
-uint32_t WantedCycles() {
+uint32_t WantedCycles(uint32_t otherwise) {
   const char* text = std::getenv("MOORLAK_SOAK_CYCLES");
-  return text == nullptr ? 3 : std::max<uint32_t>(static_cast<uint32_t>(std::strtoul(text, nullptr, 10)), 1);
+  return text == nullptr ? otherwise : std::max<uint32_t>(static_cast<uint32_t>(std::strtoul(text, nullptr, 10)), 1);
 }
 
 class SessionSoak : public TunnelSession {
  protected:
-  void RunCycle(uint32_t cycle) {
-    const bool native = cycle % 2 == 0;
+  void Connect(bool native) {
     ASSERT_EQ(Start(native ? NativeConfig() : Config()), "OK");
     const bool ended = machine::WaitUntil([] { return Status().tunnelUp || !Status().running; }, kUpPatience);
     ASSERT_TRUE(ended && Status().tunnelUp) << testing::PrintToString(LogLines());
+  }
+  void RunCycle(uint32_t cycle) {
+    ASSERT_NO_FATAL_FAILURE(Connect(cycle % 2 == 0));
     EXPECT_EQ(Stop(), "OK");
     ExpectRestored();
   }
@@ -73,7 +75,7 @@ class SessionSoak : public TunnelSession {
 };
 
 TEST_F(SessionSoak, LeavesTheServiceAsItWas) {
-  const uint32_t cycles = WantedCycles();
+  const uint32_t cycles = WantedCycles(3);
   // A short run compares with its last cycle but one.
   const uint32_t settledCycle = std::min(kSettledCycle, std::max(cycles - 1, 1u));
   const DWORD processId = machine::ServiceProcessId();
@@ -93,6 +95,28 @@ TEST_F(SessionSoak, LeavesTheServiceAsItWas) {
   EXPECT_LE(last.process.handles, settled.process.handles + kHandleRoom);
   EXPECT_LE(last.threads, settled.threads + kThreadRoom);
   EXPECT_LE(last.process.privateBytes, settled.process.privateBytes + kPrivateBytesRoom);
+}
+
+// A service of its own for each session, whose process must end with 0: by turns on both paths, and by turns with the
+// session ended before and with the session up.
+TEST_F(SessionSoak, EveryServiceEndsAndNoneDies) {
+  const uint32_t cycles = WantedCycles(2);
+  for (uint32_t cycle = 1; cycle <= cycles; ++cycle) {
+    SCOPED_TRACE("cycle " + std::to_string(cycle));
+    EXPECT_TRUE(machine::ServiceChecksItsHeap());
+    ASSERT_NO_FATAL_FAILURE(Connect(cycle % 2 == 0));
+    const bool endsBefore = cycle % 4 < 2;
+    if (endsBefore) {
+      EXPECT_EQ(Stop(), "OK");
+    }
+    machine::StopTunnelService();
+    ExpectRestored();
+    if (HasFailure()) return;
+    std::printf("session %u of %u: %s path, %s: ended with 0\n", cycle, cycles,
+                cycle % 2 == 0 ? "the engine's" : "tun2socks'", endsBefore ? "stopped before" : "up at the stop");
+    std::fflush(stdout);
+    Begin(lab::DhcpMachine());
+  }
 }
 
 }  // namespace
