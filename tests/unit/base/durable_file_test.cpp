@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "base/handle.h"
+#include "unit/base/held_file.h"
 
 namespace moorlak {
 namespace {
@@ -74,6 +75,55 @@ TEST_F(DurableFile, TellsAMissingFileFromOneThatSomebodyHolds) {
   ASSERT_TRUE(WriteFileDurably(path, "v1\n"));
   const KernelHandle holder(CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
   EXPECT_EQ(ReadTrustedFile(path, 100, content), FileRead::Unreadable);
+}
+
+TEST_F(DurableFile, WaitsForAMomentForWhoeverHoldsTheOldFile) {
+  ASSERT_TRUE(WriteFileDurably(path, "old"));
+  EXPECT_TRUE(WhileHeld(path, [&] { return WriteFileDurably(path, "new"); }));
+  EXPECT_EQ(ReadWholeFile(path, 100), "new");
+  EXPECT_FALSE(fs::exists(path + L".new"));
+}
+
+TEST_F(DurableFile, WaitsForAMomentForWhoeverHoldsTheLeftoverOfACrashedWrite) {
+  ASSERT_TRUE(WriteFileDurably(path, "old"));
+  std::ofstream(fs::path(path + L".new"), std::ios::binary) << "half of a back";
+  EXPECT_TRUE(WhileHeld(path + L".new", [&] { return WriteFileDurably(path, "new"); }));
+  EXPECT_EQ(ReadWholeFile(path, 100), "new");
+}
+
+TEST_F(DurableFile, WaitsForWhoeverHoldsOneFileAndThenTheOther) {
+  ASSERT_TRUE(WriteFileDurably(path, "old"));
+  std::ofstream(fs::path(path + L".new"), std::ios::binary) << "half of a back";
+  HeldFile leftover(path + L".new");
+  HeldFile old(path);
+  int waited = 0;
+  const InsteadOfSleeping instead([&](DWORD) {
+    ++waited;
+    if (waited == 3) leftover.LetGo();
+    if (waited == 6) old.LetGo();
+  });
+  EXPECT_TRUE(WriteFileDurably(path, "new"));
+  EXPECT_EQ(waited, 6);
+  EXPECT_EQ(ReadWholeFile(path, 100), "new");
+}
+
+TEST_F(DurableFile, TriesTenTimesOverNineTenthsOfASecondAndThenGivesUp) {
+  ASSERT_TRUE(WriteFileDurably(path, "old"));
+  const HeldFile old(path);
+  std::vector<DWORD> waits;
+  const InsteadOfSleeping instead([&](DWORD milliseconds) { waits.push_back(milliseconds); });
+  EXPECT_FALSE(WriteFileDurably(path, "new"));
+  EXPECT_EQ(waits, std::vector<DWORD>(9, 100));
+  EXPECT_EQ(ReadWholeFile(path, 100), "old");
+}
+
+TEST_F(DurableFile, ReadsAFileOnceItsHolderHasLetGo) {
+  ASSERT_TRUE(WriteFileDurably(path, "v1\n"));
+  std::string content;
+  EXPECT_EQ(WhileHeld(
+                path, [&] { return ReadTrustedFile(path, 100, content); }, 2, 0),
+            FileRead::Done);
+  EXPECT_EQ(content, "v1\n");
 }
 
 TEST_F(DurableFile, DoesNotBelieveAFileThatIsTooLarge) {

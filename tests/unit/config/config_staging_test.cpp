@@ -10,6 +10,7 @@
 #include "base/durable_file.h"
 #include "unit/base/flat_folder.h"
 #include "unit/base/foreign_owner.h"
+#include "unit/base/held_file.h"
 
 namespace moorlak {
 namespace {
@@ -176,6 +177,66 @@ TEST_F(ConfigStaging, WhileTheFileIsStagedOthersCanReadItAndNothingElse) {
   RemoveStagedConfig(*staged);
   EXPECT_FALSE(Exists(path));
   RemoveStagedConfig(*staged);
+}
+
+// A scanner that opens the file between its writing and its opening anew, and lets go after two of the product's waits.
+struct Scanner {
+  explicit Scanner(const std::wstring& path) : instead(LetGoLater), replaced(Prepare(path), Open) {}
+
+  struct State {
+    std::wstring path;
+    KernelHandle file;
+    int waits = 0;
+    bool met = false;
+    decltype(&::CreateFileW) system = nullptr;
+  };
+  static State& Seen() {
+    static State& state = *new State;
+    return state;
+  }
+  static void LetGoLater(DWORD /*milliseconds*/) {
+    if (++Seen().waits == 2) Seen().file.Reset();
+  }
+  static decltype(&::CreateFileW)& Prepare(const std::wstring& path) {
+    Seen() = {path, KernelHandle(), 0, false, __imp_CreateFileW};
+    return __imp_CreateFileW;
+  }
+  static HANDLE WINAPI Open(LPCWSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security, DWORD disposition,
+                            DWORD flags, HANDLE like) {
+    const auto system = Seen().system;
+    if (!Seen().met && disposition == OPEN_EXISTING && name == Seen().path) {
+      Seen().met = true;
+      Seen().file.Reset(system(name, GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+      EXPECT_TRUE(Seen().file);
+    }
+    return system(name, access, share, security, disposition, flags, like);
+  }
+  InsteadOfSleeping instead;
+  ReplacedImport<decltype(&::CreateFileW)> replaced;
+};
+
+TEST_F(ConfigStaging, AFileThatAScannerHoldsForAMomentIsStagedAllTheSame) {
+  const auto folder = OpenStagingFolder(kFolderName);
+  ASSERT_TRUE(folder);
+  std::optional<StagedConfig> staged;
+  {
+    const Scanner scanner(folder->path + L"\\a.json");
+    staged = StageConfig(*folder, L"a.json", "{}");
+  }
+  EXPECT_TRUE(Scanner::Seen().met);
+  ASSERT_TRUE(staged);
+  EXPECT_EQ(ReadWholeFile(staged->path, 1000), "{}");
+}
+
+TEST_F(ConfigStaging, AStagedFileThatSomebodyReadsAtTheEndIsRemovedOnceItIsLetGo) {
+  const auto folder = OpenStagingFolder(kFolderName);
+  ASSERT_TRUE(folder);
+  auto staged = StageConfig(*folder, L"a.json", "{}");
+  ASSERT_TRUE(staged);
+  const std::wstring path = staged->path;
+  WhileHeld(path, [&] { RemoveStagedConfig(*staged); });
+  EXPECT_FALSE(Exists(path));
+  EXPECT_EQ(staged->path, L"");
 }
 
 TEST_F(ConfigStaging, AFileThatStandsThereIsNotWrittenTo) {

@@ -12,6 +12,7 @@
 #include "base/utf.h"
 #include "unit/base/flat_folder.h"
 #include "unit/base/foreign_owner.h"
+#include "unit/base/held_file.h"
 #include "unit/proxy/proxy_registry.h"
 
 namespace moorlak {
@@ -49,6 +50,13 @@ void UsePreviousProxy() {
   WriteInternetSetting(L"ProxyServer", std::wstring(L"proxy.example:8080"));
   WriteInternetSetting(L"ProxyOverride", std::wstring(L"<local>;*.\u043F\u0440\u0438\u043C\u0435\u0440"));
   WriteInternetSetting(L"AutoConfigURL", std::wstring(L"http://pac.example/p.pac"));
+}
+
+TEST_F(SystemProxy, TheRecoveryFileGoesOnceItsHolderHasLetGo) {
+  ASSERT_TRUE(SetSystemProxy("localhost", 10807));
+  ASSERT_TRUE(BackupStands());
+  EXPECT_TRUE(WhileHeld(kProxyRestoreFile, RestoreSystemProxy));
+  EXPECT_FALSE(BackupStands());
 }
 
 TEST_F(SystemProxy, IsPointedAtTheSocksPort) {

@@ -1,0 +1,120 @@
+// A file that somebody holds for a moment, as virus scanners and backup programs do: opened by a thread of its own,
+// without sharing deletion, until it is told to let go. And the moment itself: between two tries the product sleeps,
+// and there it is told.
+#pragma once
+
+#include <windows.h>
+
+#include <functional>
+#include <gtest/gtest.h>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "base/handle.h"
+
+// Slots of this program's import table through which its own code, the product's included, calls the system.
+extern "C" {
+extern decltype(&::Sleep) __imp_Sleep;
+extern decltype(&::CreateFileW) __imp_CreateFileW;
+}
+
+namespace moorlak {
+
+// Another function in a slot's place while it lives.
+template <typename Function>
+class ReplacedImport {
+ public:
+  ReplacedImport(Function& importSlot, Function replacement) : slot(importSlot), system(importSlot) {
+    Set(replacement);
+  }
+  ReplacedImport(const ReplacedImport&) = delete;
+  ReplacedImport& operator=(const ReplacedImport&) = delete;
+  ~ReplacedImport() { Set(system); }
+
+ private:
+  void Set(Function function) {
+    DWORD before = 0;
+    ASSERT_TRUE(VirtualProtect(&slot, sizeof(slot), PAGE_READWRITE, &before));
+    slot = function;
+    VirtualProtect(&slot, sizeof(slot), before, &before);
+  }
+  Function& slot;
+  Function system;
+};
+
+// While it lives, this thread does not sleep, but calls the function with the milliseconds. Other threads sleep. One at
+// a time.
+class InsteadOfSleeping {
+ public:
+  explicit InsteadOfSleeping(std::function<void(DWORD)> function) : replaced(Prepare(std::move(function)), Call) {}
+
+ private:
+  struct State {
+    DWORD thread = 0;
+    std::function<void(DWORD)> function;
+    decltype(&::Sleep) system = nullptr;
+  };
+  static State& Current() {
+    static State& state = *new State;
+    return state;
+  }
+  static decltype(&::Sleep)& Prepare(std::function<void(DWORD)> function) {
+    Current() = {GetCurrentThreadId(), std::move(function), __imp_Sleep};
+    return __imp_Sleep;
+  }
+  static void WINAPI Call(DWORD milliseconds) {
+    if (GetCurrentThreadId() == Current().thread) {
+      Current().function(milliseconds);
+    } else {
+      Current().system(milliseconds);
+    }
+  }
+
+  ReplacedImport<decltype(&::Sleep)> replaced;
+};
+
+class HeldFile {
+ public:
+  // Held when this returns. `share` as in CreateFileW.
+  explicit HeldFile(const std::wstring& path, DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE) {
+    holder = std::thread([this, path, share] {
+      KernelHandle file(CreateFileW(path.c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING, 0, nullptr));
+      opened = static_cast<bool>(file);
+      SetEvent(held.Get());
+      WaitForSingleObject(letGo.Get(), INFINITE);
+      file.Reset();
+    });
+    WaitForSingleObject(held.Get(), INFINITE);
+    EXPECT_TRUE(opened);
+  }
+  HeldFile(const HeldFile&) = delete;
+  HeldFile& operator=(const HeldFile&) = delete;
+  ~HeldFile() { LetGo(); }
+
+  // Closed when this returns.
+  void LetGo() {
+    SetEvent(letGo.Get());
+    if (holder.joinable()) holder.join();
+  }
+
+ private:
+  KernelHandle held{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+  KernelHandle letGo{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+  bool opened = false;
+  std::thread holder;
+};
+
+// Runs the operation while somebody holds the file, who lets go when the product has waited that often.
+template <typename Operation>
+auto WhileHeld(const std::wstring& path, Operation operation, int pauses = 2, DWORD share = FILE_SHARE_READ) {
+  HeldFile file(path, share);
+  int waited = 0;
+  const InsteadOfSleeping instead([&](DWORD) {
+    if (++waited == pauses) file.LetGo();
+  });
+  return operation();
+}
+
+}  // namespace moorlak
