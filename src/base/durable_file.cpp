@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "base/handle.h"
+#include "base/held_file.h"
 #include "base/trust.h"
 
 namespace moorlak {
@@ -32,16 +33,12 @@ KernelHandle OpenForReading(const std::wstring& path, DWORD access, DWORD flags)
                                   FILE_ATTRIBUTE_NORMAL | flags, nullptr));
 }
 
-// Virus scanners and backup programs hold a fresh file for a moment.
-KernelHandle OpenUnlessHeld(const std::wstring& path, DWORD access, DWORD flags) {
-  constexpr int kTries = 10;
-  constexpr DWORD kRetryMs = 100;
-  KernelHandle file = OpenForReading(path, access, flags);
-  for (int tries = 1; !file && GetLastError() == ERROR_SHARING_VIOLATION && tries < kTries; ++tries) {
-    Sleep(kRetryMs);
-    file = OpenForReading(path, access, flags);
-  }
-  return file;
+KernelHandle CreateAnew(const std::wstring& path) {
+  return KernelHandle(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+bool Replace(const std::wstring& path, const std::wstring& fresh) {
+  return MoveFileExW(fresh.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != FALSE;
 }
 
 }  // namespace
@@ -60,14 +57,12 @@ bool WriteWhole(HANDLE file, std::string_view content) {
 bool WriteFileDurably(const std::wstring& path, std::string_view content) {
   const std::wstring fresh = path + L".new";
   // A leftover of a crash, or somebody else's file under that name: never written through.
-  if (!DeleteFileW(fresh.c_str()) && GetLastError() != ERROR_FILE_NOT_FOUND) return false;
-  KernelHandle file(CreateFileW(fresh.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!DeleteUnlessHeld(fresh) && GetLastError() != ERROR_FILE_NOT_FOUND) return false;
+  KernelHandle file = UnlessHeld([&] { return CreateAnew(fresh); });
   if (!file) return false;
   const bool whole = WriteWhole(file.Get(), content) && FlushFileBuffers(file.Get());
   file.Reset();
-  if (whole && MoveFileExW(fresh.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
-    return true;
-  }
+  if (whole && UnlessHeld([&] { return Replace(path, fresh); })) return true;
   const DWORD error = GetLastError();
   DeleteFileW(fresh.c_str());
   SetLastError(error);
@@ -81,7 +76,8 @@ std::optional<std::string> ReadWholeFile(const std::wstring& path, size_t maxByt
 }
 
 FileRead ReadTrustedFile(const std::wstring& path, size_t maxBytes, std::string& content) {
-  const KernelHandle file = OpenUnlessHeld(path, GENERIC_READ | READ_CONTROL, FILE_FLAG_OPEN_REPARSE_POINT);
+  const KernelHandle file =
+      UnlessHeld([&] { return OpenForReading(path, GENERIC_READ | READ_CONTROL, FILE_FLAG_OPEN_REPARSE_POINT); });
   if (!file) {
     const DWORD error = GetLastError();
     return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ? FileRead::Missing : FileRead::Unreadable;

@@ -13,7 +13,8 @@ namespace moorlak {
 bool WriteWhole(HANDLE file, std::string_view content);
 
 // Writes the content to "<path>.new" beside the file, flushes it to disk and renames it over the path, so that a
-// reader finds the old content or the new one. False on any failure; GetLastError tells why, the old file stands.
+// reader finds the old content or the new one. Either file may be held by somebody for a moment (base/held_file.h).
+// False on any failure; GetLastError tells why, the old file stands.
 bool WriteFileDurably(const std::wstring& path, std::string_view content);
 
 // The whole file, or nothing when it is missing, unreadable or larger than maxBytes.
@@ -21,7 +22,7 @@ std::optional<std::string> ReadWholeFile(const std::wstring& path, size_t maxByt
 
 // The same for a recovery file: believed only when no reparse point stands in its place, its owner is trusted
 // (base/trust.h) and it is no larger than maxBytes, because every user may create files in the data folder. A file that
-// somebody holds without sharing it is tried again for a second.
+// somebody holds is tried again (base/held_file.h).
 enum class FileRead { Done, Missing, Unreadable, NotBelieved };
 FileRead ReadTrustedFile(const std::wstring& path, size_t maxBytes, std::string& content);
 

@@ -9,6 +9,7 @@
 
 #include "base/durable_file.h"
 #include "base/guarded.h"
+#include "base/held_file.h"
 #include "base/trust.h"
 #include "config/allow_insecure.h"
 
@@ -53,6 +54,11 @@ bool WriteNewFile(const std::wstring& path, std::string_view text) {
   DeleteFileW(path.c_str());
   SetLastError(error);
   return false;
+}
+
+KernelHandle HoldForReaders(const std::wstring& path) {
+  return KernelHandle(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                  FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
 }
 
 bool StageVpnConfig(std::string_view configText, StagedConfig& staged) {
@@ -112,8 +118,7 @@ std::optional<StagedConfig> StageConfig(const StagingFolder& folder, std::wstrin
   if (!WriteNewFile(staged.path, text)) return std::nullopt;
   // A reader need not share writing with a handle that cannot write; so the file is opened anew, and compared, because
   // for a moment it was closed.
-  staged.file.Reset(CreateFileW(staged.path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+  staged.file = UnlessHeld([&] { return HoldForReaders(staged.path); });
   if (!staged.file || ReadWholeFile(staged.path, text.size()) != text) {
     const DWORD error = staged.file ? ERROR_FILE_INVALID : GetLastError();
     RemoveStagedConfig(staged);
@@ -126,7 +131,7 @@ std::optional<StagedConfig> StageConfig(const StagingFolder& folder, std::wstrin
 void RemoveStagedConfig(StagedConfig& staged) noexcept {
   staged.file.Reset();
   // An engine that is about to end may still have it open: it is known until it is gone.
-  if (staged.path.empty() || DeleteFileW(staged.path.c_str()) || GetLastError() == ERROR_FILE_NOT_FOUND) {
+  if (staged.path.empty() || DeleteUnlessHeld(staged.path) || GetLastError() == ERROR_FILE_NOT_FOUND) {
     staged.path.clear();
   }
 }

@@ -38,7 +38,8 @@ struct StagedConfig {
 // cannot be written whole; GetLastError tells why.
 std::optional<StagedConfig> StageConfig(const StagingFolder& folder, std::wstring_view fileName, std::string_view text);
 
-// Closes and removes the file; one that cannot be removed stays known, for another try. Safe to call twice.
+// Closes and removes the file, which somebody may hold for a moment (base/held_file.h); one that cannot be removed
+// stays known, for another try. Safe to call twice.
 void RemoveStagedConfig(StagedConfig& staged) noexcept;
 
 // The VPN session's one staged file: removes those of earlier sessions from the folder, takes "allowInsecure" out of

@@ -11,6 +11,7 @@
 
 #include "base/durable_file.h"
 #include "base/handle.h"
+#include "base/held_file.h"
 #include "base/paths.h"
 #include "base/standard_error.h"
 #include "base/trust.h"
@@ -175,7 +176,7 @@ bool RestoreLocked() {
   }
   const RestorePlan plan = PlanRestore(backup, *current);
   if (plan.Any() && !PutBack(backup.previous, plan)) return false;
-  DeleteFileW(kProxyRestoreFile);
+  DeleteUnlessHeld(kProxyRestoreFile);
   return true;
 }
 

@@ -8,6 +8,7 @@
 #include "base/data_files.h"
 #include "base/durable_file.h"
 #include "base/guarded.h"
+#include "base/held_file.h"
 #include "base/log.h"
 
 namespace moorlak {
@@ -60,7 +61,7 @@ void PersistDnsBackup(const std::vector<AdapterDnsBackup>& records) noexcept {
 }
 
 void DeleteDnsBackup() noexcept {
-  Guarded([] { DeleteFileW(CommonDataFile(kFileName).c_str()); });
+  Guarded([] { DeleteUnlessHeld(CommonDataFile(kFileName)); });
 }
 
 }  // namespace moorlak

@@ -9,6 +9,7 @@
 #include "base/durable_file.h"
 #include "base/guarded.h"
 #include "base/handle.h"
+#include "base/held_file.h"
 #include "base/log.h"
 #include "base/standard_error.h"
 #include "net/dns/smhnr_backup.h"
@@ -106,8 +107,8 @@ std::optional<SmhnrBackup> LoadBackup() {
 
 // The marker goes first: alone it would make a start delete values that are the user's own again.
 void DeleteFiles() {
-  DeleteFileW(CommonDataFile(kMarkerName).c_str());
-  DeleteFileW(CommonDataFile(kBackupName).c_str());
+  DeleteUnlessHeld(CommonDataFile(kMarkerName));
+  DeleteUnlessHeld(CommonDataFile(kBackupName));
 }
 
 bool HasMarker() {
@@ -156,7 +157,7 @@ void RecoverLocked() {
   }
   ClearOurs(kSmart);
   ClearOurs(kParallel);
-  DeleteFileW(CommonDataFile(kMarkerName).c_str());
+  DeleteUnlessHeld(CommonDataFile(kMarkerName));
   WriteLogLine("dns-guard: force-cleared orphaned SMHNR session keys");
 }
 

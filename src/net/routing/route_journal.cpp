@@ -12,6 +12,7 @@
 #include "base/data_files.h"
 #include "base/durable_file.h"
 #include "base/guarded.h"
+#include "base/held_file.h"
 #include "base/log.h"
 #include "net/adapter/adapter_lookup.h"
 #include "net/routing/journaled_routes.h"
@@ -31,7 +32,7 @@ void PersistLocked() {
   journal.boot = BootIdentity();
   const std::wstring path = CommonDataFile(kFileName);
   if (journal.IsEmpty()) {
-    DeleteFileW(path.c_str());
+    DeleteUnlessHeld(path);
   } else if (!WriteFileDurably(path, FormatRouteJournal(journal))) {
     WriteLogLine("routes: failed to write the route backup (" + std::to_string(GetLastError()) + ")");
   }
