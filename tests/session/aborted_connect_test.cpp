@@ -106,6 +106,29 @@ TEST_F(AbortedConnect, ATun2SocksThatCannotBeStartedLeavesNoLine) {
   ExpectAborted({});
 }
 
+// They were there when the service started.
+TEST_F(AbortedConnect, AnEngineThatAScannerTookAwayIsToldInTheReply) {
+  {
+    const Hidden hidden(L"tun2socks.exe");
+    EXPECT_EQ(Start(Config()),
+              "ERR:tun2socks.exe not found. Place it in the xray folder next to moor_lak.exe (with wintun.dll).");
+    // The engine's own tunnel needs none.
+    EXPECT_EQ(Start(NativeConfig()), "OK");
+    EXPECT_TRUE(WaitForReady(kNativeReadyLine));
+  }
+  EXPECT_EQ(Stop(), "OK");
+  {
+    const Hidden hidden(L"xray.exe");
+    EXPECT_EQ(Start(Config()),
+              "ERR:xray.exe not found. Place it in the xray folder next to moor_lak.exe (with geoip.dat and "
+              "geosite.dat).");
+  }
+  ExpectStart(Config());
+  EXPECT_TRUE(WaitForReady());
+  EXPECT_EQ(Stop(), "OK");
+  ExpectRestored();
+}
+
 TEST_F(AbortedConnect, AnAdapterThatNeverAppears) {
   machine::StopTunnelService();
   PlanFault("fail", "WintunOpenAdapter", "", 0, 5);

@@ -17,6 +17,10 @@ constexpr char kInvalid[] = "Invalid VPN configuration. The server config could 
 constexpr char kXrayMissing[] =
     "xray.exe not found. Place it in the xray folder next to moor_lak.exe (with geoip.dat and geosite.dat).";
 
+constexpr char kTun2SocksMissing[] =
+    "tun2socks.exe not found. Place it in the xray folder next to moor_lak.exe (with wintun.dll).";
+constexpr char kGeoFilesMissing[] = "geoip.dat / geosite.dat missing in the xray folder next to moor_lak.exe.";
+
 class Controller : public testing::Test {
  protected:
   std::string StartError(const std::string& config, bool proxyMode) {
@@ -84,6 +88,52 @@ TEST_F(ControllerWithEngine, ARefusedStartLeavesTheNumberAsItIs) {
   // The refused start has stopped the tunnel before it looked at the text.
   EXPECT_FALSE(controller->IsRunning());
   EXPECT_FALSE(controller->StopIfCurrent(1, "never written"));
+}
+
+// The engines were there when the controller was made.
+class ControllerWithEngines : public ControllerWithEngine {
+ protected:
+  void SetUp() override {
+    ControllerWithEngine::SetUp();
+    folder.AddChild(L"tun2socks.exe");
+    controller = std::make_unique<TunnelController>();
+    ASSERT_EQ(StartError("{}", false), kGeoFilesMissing);
+  }
+};
+
+TEST_F(ControllerWithEngines, TellsWhenXrayHasBeenTakenAway) {
+  ASSERT_TRUE(DeleteFileW(folder.File(L"xray.exe").c_str()));
+  EXPECT_EQ(StartError("{}", false), kXrayMissing);
+}
+
+TEST_F(ControllerWithEngines, TellsWhenTun2SocksHasBeenTakenAwayUnlessTheEngineNeedsNone) {
+  ASSERT_TRUE(DeleteFileW(folder.File(L"tun2socks.exe").c_str()));
+  EXPECT_EQ(StartError("{}", false), kTun2SocksMissing);
+  EXPECT_EQ(StartError(R"({"moorlakMeta":{"__moorlak_blocked_apps":["C:\\a.exe"]}})", false), kGeoFilesMissing);
+}
+
+TEST_F(ControllerWithEngines, FindsThemWhereTheyHaveMovedAndWhenTheyAreBack) {
+  ASSERT_TRUE(CreateDirectoryW(folder.File(L"xray").c_str(), nullptr));
+  ASSERT_TRUE(MoveFileW(folder.File(L"xray.exe").c_str(), folder.File(L"xray\\xray.exe").c_str()));
+  EXPECT_EQ(StartError("{}", false), kGeoFilesMissing);
+  EXPECT_EQ(controller->vpnEngine.xrayPath, folder.NarrowFile(L"xray\\xray.exe"));
+  ASSERT_TRUE(MoveFileW(folder.File(L"xray\\xray.exe").c_str(), folder.File(L"hidden").c_str()));
+  EXPECT_EQ(StartError("{}", false), kXrayMissing);
+  ASSERT_TRUE(MoveFileW(folder.File(L"hidden").c_str(), folder.File(L"xray.exe").c_str()));
+  EXPECT_EQ(StartError("{}", false), kGeoFilesMissing);
+  ASSERT_TRUE(RemoveDirectoryW(folder.File(L"xray").c_str()));
+}
+
+TEST_F(ControllerWithEngines, AreToldOnceOnStandardErrorWhenTheVpnEngineIsMade) {
+  const StandardErrorCapture standardError;
+  VpnService made;
+  const std::string xray = folder.NarrowFile(L"xray.exe");
+  const std::string tun2socks = folder.NarrowFile(L"tun2socks.exe");
+  EXPECT_EQ(standardError.Text(), "VpnService: using xray at " + xray + "\nVpnService: using tun2socks at " +
+                                      tun2socks + "\nVpnService: Found Xray executable at: " + xray +
+                                      "\nVpnService: Found Tun2Socks executable at: " + tun2socks + "\n");
+  EXPECT_EQ(made.Start("{}"), kGeoFilesMissing);
+  EXPECT_EQ(standardError.Text().find("Found Xray", standardError.Text().find("Found Tun2Socks")), std::string::npos);
 }
 
 TEST_F(Controller, RefusesTextThatDoesNotBeginLikeJson) {
