@@ -25,10 +25,11 @@ constexpr char kGeoFilesMissing[] = "geoip.dat / geosite.dat missing in the xray
 constexpr char kWintunMissing[] = "wintun.dll missing in the xray folder next to moor_lak.exe.";
 constexpr char kUnavailable[] = "VPN service is unavailable.";
 
-// Looked up anew while they are missing: an installation can be repaired without a restart of the service.
+// Anew at each start: an installation can be repaired without a restart of the service, and a virus scanner can take an
+// engine away.
 void LookUpEngines(VpnService& service) {
-  if (service.xrayPath.empty()) service.xrayPath = FindXray();
-  if (service.tun2socksPath.empty()) service.tun2socksPath = FindTun2Socks();
+  service.xrayPath = FindXray();
+  service.tun2socksPath = FindTun2Socks();
 }
 
 void TellEngine(const char* name, const std::string& path) {

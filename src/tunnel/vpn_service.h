@@ -32,7 +32,7 @@ struct VpnService {
   // Set by the first Start: before it there is nothing to stop.
   bool startedOnce = false;
 
-  // UTF-8, empty when not found.
+  // UTF-8, empty when not found by the last start, or at first by the construction.
   std::string xrayPath;
   std::string tun2socksPath;
 
