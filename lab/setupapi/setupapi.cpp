@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <atomic>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -37,6 +38,9 @@ struct DeviceSet {
 
 std::mutex setsLock;
 std::map<HDEVINFO, std::unique_ptr<DeviceSet>> sets;
+
+// Of this process, as in Windows.
+std::atomic<bool> nonInteractive{false};
 
 DeviceSet* FindSet(HDEVINFO handle) {
   const auto found = sets.find(handle);
@@ -246,6 +250,15 @@ BOOL WINAPI LabSetupDiCallClassInstaller(DI_FUNCTION function, HDEVINFO handle, 
     if (!element->removalScope) return kNoInstallParams;
     return RemoveDevice(state, id, *element->removalScope);
   }));
+}
+
+BOOL WINAPI LabSetupSetNonInteractiveMode(BOOL flag) noexcept {
+  RunCall({"SetupSetNonInteractiveMode", flag != FALSE ? "1" : "0"}, [](const MachineState&) { return 0U; });
+  return nonInteractive.exchange(flag != FALSE) ? TRUE : FALSE;
+}
+
+BOOL WINAPI LabSetupGetNonInteractiveMode() noexcept {
+  return nonInteractive ? TRUE : FALSE;
 }
 
 }  // extern "C"

@@ -10,6 +10,7 @@
 #include "machine/support/proxy_fixture.h"
 #include "machine/support/service_control.h"
 #include "machine/support/system_proxy_dump.h"
+#include "machine/support/wait.h"
 
 namespace moorlak::machine {
 namespace {
@@ -38,6 +39,17 @@ TEST(Lifecycle, RunsUnderTheServiceControlManagerAndStops) {
 TEST(Lifecycle, TheServicesHeapIsChecked) {
   StartTunnelService();
   EXPECT_TRUE(ServiceChecksItsHeap());
+}
+
+// Windows waits ten seconds for a service unless its configuration says otherwise.
+TEST(Lifecycle, AsksTheSystemForAMinuteWhenItGoesDown) {
+  InstallService();
+  SetPreshutdownTimeout(10'000);
+  ASSERT_EQ(PreshutdownTimeout(), 10'000u);
+  StartTunnelService();
+  EXPECT_TRUE(WaitUntil([] { return PreshutdownTimeout() == 60'000; }));
+  StopTunnelService();
+  EXPECT_EQ(PreshutdownTimeout(), 60'000u);
 }
 
 TEST(Lifecycle, IgnoresOtherControls) {

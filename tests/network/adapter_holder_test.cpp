@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <thread>
 
+#include "base/handle.h"
 #include "base/paths.h"
 #include "base/utf.h"
 #include "net/adapter/adapter_lookup.h"
@@ -143,6 +144,92 @@ TEST_F(AdapterHolder, ProfilesAreNamedAlsoWhenThereIsNoAdapter) {
   EXPECT_EQ(TakeLogLines(),
             (Lines{"WintunHolder: wintun.dll not found", "WintunHolder: renamed network profile to Moorlak Network",
                    "WintunHolder: registry ProfileName set to Moorlak Network"}));
+}
+
+// A set-up on a thread of its own, because it may wait for what never comes.
+class SetUpAside {
+ public:
+  explicit SetUpAside(WintunHolder& holder)
+      : thread([this, &holder] {
+          open = holder.SetUp();
+          SetEvent(returned.Get());
+        }) {}
+  SetUpAside(const SetUpAside&) = delete;
+  SetUpAside& operator=(const SetUpAside&) = delete;
+  ~SetUpAside() { thread.join(); }
+
+  bool Returns() const { return WaitForSingleObject(returned.Get(), 30'000) == WAIT_OBJECT_0; }
+  bool open = false;
+
+ private:
+  KernelHandle returned{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+  std::thread thread;
+};
+
+// Holds every call of the function, and lets all go at the end.
+struct HeldCall {
+  explicit HeldCall(const std::string& call) {
+    lab::Fault fault;
+    fault.kind = "break";
+    fault.call = call;
+    lab::EditMachine([&](lab::MachineState& state) { state.faults = {fault}; });
+  }
+  HeldCall(const HeldCall&) = delete;
+  HeldCall& operator=(const HeldCall&) = delete;
+  ~HeldCall() {
+    ClearFaults();
+    lab::ReleaseBreak();
+  }
+};
+
+bool WaitForName(const std::string& id, const std::string& name) {
+  const ULONGLONG deadline = GetTickCount64() + 30'000;
+  while (NetworkName(id) != name) {
+    if (GetTickCount64() > deadline) return false;
+    Sleep(5);
+  }
+  return true;
+}
+
+// The list manager may take half a minute to answer, or not answer at all.
+TEST_F(AdapterHolder, ANetworkListThatDoesNotAnswerIsLeftBehindAndNamesTheProfilesOnceItDoes) {
+  for (const char* call : {"NetworkListManager::CreateInstance", "INetworkListManager::GetNetworks",
+                           "IEnumNetworks::Next", "INetwork::GetName", "INetwork::SetName"}) {
+    lab::EditMachine([](lab::MachineState& state) { state.networks.clear(); });
+    AddNetwork("{1}", "Moorlak");
+    {
+      const HeldCall held(call);
+      const SetUpAside setUp(holder);
+      EXPECT_TRUE(setUp.Returns()) << call;
+      EXPECT_TRUE(lab::WaitForBreak(30'000)) << call;
+      EXPECT_EQ(NetworkName("{1}"), "Moorlak") << call;
+      ClearFaults();
+      lab::ReleaseBreak();
+      EXPECT_TRUE(WaitForName("{1}", "Moorlak Network")) << call;
+    }
+    EXPECT_TRUE(holder.SetUp());
+    TakeLogLines();
+  }
+}
+
+TEST_F(AdapterHolder, WhileANetworkListDoesNotAnswerNoSecondThreadAsksIt) {
+  AddNetwork("{1}", "Moorlak");
+  const HeldCall held("INetworkListManager::GetNetworks");
+  {
+    const SetUpAside first(holder);
+    EXPECT_TRUE(first.Returns());
+    EXPECT_TRUE(first.open);
+  }
+  {
+    const SetUpAside second(holder);
+    EXPECT_TRUE(second.Returns());
+    EXPECT_TRUE(second.open);
+  }
+  EXPECT_EQ(CountCalls("NetworkListManager::CreateInstance"), 1U);
+  ClearFaults();
+  lab::ReleaseBreak();
+  EXPECT_TRUE(WaitForName("{1}", "Moorlak Network"));
+  EXPECT_EQ(CountCalls("INetworkListManager::GetNetworks"), 1U);
 }
 
 TEST_F(AdapterHolder, APurgeCountsWhatItRemovedAndKeepsTheOpenAdapter) {

@@ -58,13 +58,17 @@ void InstallService() {
   ASSERT_TRUE(created || error == ERROR_SERVICE_EXISTS) << error;
 }
 
-void LaunchTunnelService() {
+void BeginTunnelServiceStart() {
   InstallService();
   const ServiceHandle service = OpenTunnelService();
   ASSERT_TRUE(service) << GetLastError();
   const bool started = StartServiceW(service.Get(), 0, nullptr) != FALSE;
   const DWORD error = GetLastError();
   ASSERT_TRUE(started || error == ERROR_SERVICE_ALREADY_RUNNING) << error;
+}
+
+void LaunchTunnelService() {
+  ASSERT_NO_FATAL_FAILURE(BeginTunnelServiceStart());
   ASSERT_TRUE(WaitForServiceState(SERVICE_RUNNING));
 }
 
@@ -106,6 +110,22 @@ SERVICE_STATUS_PROCESS QueryTunnelService() {
 
 bool WaitForServiceState(DWORD state) {
   return WaitUntil([state] { return QueryTunnelService().dwCurrentState == state; });
+}
+
+DWORD PreshutdownTimeout() {
+  const ServiceHandle service = OpenTunnelService();
+  SERVICE_PRESHUTDOWN_INFO info{};
+  DWORD needed = 0;
+  EXPECT_TRUE(QueryServiceConfig2W(service.Get(), SERVICE_CONFIG_PRESHUTDOWN_INFO, reinterpret_cast<BYTE*>(&info),
+                                   sizeof(info), &needed))
+      << GetLastError();
+  return info.dwPreshutdownTimeout;
+}
+
+void SetPreshutdownTimeout(DWORD milliseconds) {
+  const ServiceHandle service = OpenTunnelService();
+  SERVICE_PRESHUTDOWN_INFO info{milliseconds};
+  EXPECT_TRUE(ChangeServiceConfig2W(service.Get(), SERVICE_CONFIG_PRESHUTDOWN_INFO, &info)) << GetLastError();
 }
 
 DWORD ServiceProcessId() {

@@ -13,6 +13,9 @@ std::wstring InstallFolder();
 // Creates the service entry if it is missing (own process, started by hand, LocalSystem).
 void InstallService();
 
+// Tells the service control manager to start the service, and returns while it may still be starting.
+void BeginTunnelServiceStart();
+
 // Starts the service and waits until it runs; its pipe may belong to somebody else.
 void LaunchTunnelService();
 
@@ -29,6 +32,11 @@ DWORD ControlTunnelService(DWORD control);
 // SERVICE_STOPPED when there is no such service.
 SERVICE_STATUS_PROCESS QueryTunnelService();
 bool WaitForServiceState(DWORD state);
+
+// How long Windows waits for the service when the system goes down, as its configuration says (milliseconds).
+DWORD PreshutdownTimeout();
+void SetPreshutdownTimeout(DWORD milliseconds);
+
 DWORD ServiceProcessId();
 
 // Ends the service process as a crash would and waits for its end.
