@@ -81,7 +81,7 @@ void RunInConsole() {
   EnableRestorePrivilege();
   SetConsoleCtrlHandler(HandleConsoleControl, TRUE);
   const InstanceClaim claim = ClaimInstance();
-  if (claim.isFirst) RecoverEarlierSession();
+  if (claim.isFirst) RecoverEarlierSession({});
   BeginLife();
   std::thread pipeThread = StartPipeThread();
   Print(L"Press Enter to stop...\r\n");

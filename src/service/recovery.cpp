@@ -11,16 +11,33 @@
 
 namespace moorlak {
 
-bool RecoverEarlierSession() noexcept {
-  const bool hasAdapter = WintunHolder::Instance().SetUp();
-  KillStrayEngines();
-  RecoverOrphanedNetworkState();
-  RemoveStoredDefaultRoute(DefaultRouteGeneration());
-  RecoverJournaledRoutes();
-  CloseProxySharingFirewall();
-  RemoveStagedVpnConfigs();
-  RestoreSystemProxy();
-  return hasAdapter;
+namespace {
+
+using RecoveryStep = void (*)();
+
+constexpr RecoveryStep kSteps[] = {
+    [] { KillStrayEngines(); },
+    [] { RecoverOrphanedNetworkState(); },
+    [] { RemoveStoredDefaultRoute(DefaultRouteGeneration()); },
+    [] { RecoverJournaledRoutes(); },
+    [] { CloseProxySharingFirewall(); },
+    [] { RemoveStagedVpnConfigs(); },
+    [] { RestoreSystemProxy(); },
+};
+
+void Tell(void (*event)()) {
+  if (event != nullptr) event();
+}
+
+}  // namespace
+
+void RecoverEarlierSession(const RecoveryEvents& events) noexcept {
+  if (!WintunHolder::Instance().SetUp()) Tell(events.adapterMissing);
+  Tell(events.stepDone);
+  for (const RecoveryStep step : kSteps) {
+    step();
+    Tell(events.stepDone);
+  }
 }
 
 }  // namespace moorlak

@@ -3,8 +3,15 @@
 
 namespace moorlak {
 
-// Brings the persistent adapter up first; false when it is not there. That is no failure of the service: the next
-// disconnect tries again.
-bool RecoverEarlierSession() noexcept;
+// What a host does meanwhile; null where it does nothing. They throw nothing.
+struct RecoveryEvents {
+  // The persistent adapter is not there. That is no failure of the service: the next disconnect tries again.
+  void (*adapterMissing)() = nullptr;
+  // A step is over. Steps can take seconds.
+  void (*stepDone)() = nullptr;
+};
+
+// Brings the persistent adapter up first.
+void RecoverEarlierSession(const RecoveryEvents& events) noexcept;
 
 }  // namespace moorlak

@@ -20,6 +20,7 @@ namespace {
 constexpr DWORD kAcceptedControls = SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_PRESHUTDOWN;
 constexpr DWORD kStartWaitHintMs = 3000;
 constexpr DWORD kStopWaitHintMs = 45000;
+constexpr DWORD kPreshutdownMs = 60000;
 
 // The main routine and the control handler both report.
 struct ServiceState {
@@ -34,6 +35,8 @@ ServiceState service;
 void ReportLocked(DWORD state, DWORD controls, DWORD waitHintMs) {
   // The service control manager may have forgotten the handle once it was told "stopped".
   if (service.handle == nullptr || service.status.dwCurrentState == SERVICE_STOPPED) return;
+  // A check point belongs to one pending operation.
+  if (service.status.dwCurrentState != state) service.status.dwCheckPoint = 0;
   service.status.dwCurrentState = state;
   service.status.dwControlsAccepted = controls;
   service.status.dwWaitHint = waitHintMs;
@@ -49,6 +52,18 @@ void Report(DWORD state, DWORD controls, DWORD waitHintMs) {
 void ReportStopped() {
   const std::lock_guard guard(service.lock);
   ReportLocked(SERVICE_STOPPED, service.status.dwControlsAccepted, 0);
+}
+
+// The service control manager takes a start that shows no progress for a failed one.
+void ReportStartProgress() {
+  const std::lock_guard guard(service.lock);
+  if (service.status.dwCurrentState != SERVICE_START_PENDING) return;
+  ++service.status.dwCheckPoint;
+  ReportLocked(SERVICE_START_PENDING, 0, kStartWaitHintMs);
+}
+
+void TellAdapterMissing() {
+  WriteLogLine("MoorlakTunnel: persistent adapter setup failed (will retry on disconnect)");
 }
 
 void RequestStop() {
@@ -73,13 +88,23 @@ void CloseStopEvent() {
   service.status.dwWin32ExitCode = NO_ERROR;
 }
 
+// Windows waits ten seconds for a service when the system goes down, unless its configuration says otherwise
+// ("SERVICE_PRESHUTDOWN_INFO structure" of Microsoft Learn). Without the right to say so, those must do.
+void AskForTimeAtShutdown() {
+  const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+  if (!manager) return;
+  const ServiceHandle own(OpenServiceW(manager.Get(), kServiceName, SERVICE_CHANGE_CONFIG));
+  if (!own) return;
+  SERVICE_PRESHUTDOWN_INFO wanted{kPreshutdownMs};
+  ChangeServiceConfig2W(own.Get(), SERVICE_CONFIG_PRESHUTDOWN_INFO, &wanted);
+}
+
 void ServeUntilStopped() {
   const InstanceClaim claim = ClaimInstance();
-  if (claim.isFirst && !RecoverEarlierSession()) {
-    WriteLogLine("MoorlakTunnel: persistent adapter setup failed (will retry on disconnect)");
-  }
+  if (claim.isFirst) RecoverEarlierSession({TellAdapterMissing, ReportStartProgress});
   std::thread pipeThread = StartPipeThread();
   Report(SERVICE_RUNNING, kAcceptedControls, 0);
+  AskForTimeAtShutdown();
   WaitForSingleObject(service.stopEvent.Get(), INFINITE);
   BeginStop();
   WriteLogLine("MoorlakTunnel: stopping tunnel");

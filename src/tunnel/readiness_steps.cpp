@@ -89,7 +89,7 @@ StepResult ProbeTunnel(VpnService& service) {
 
 StepResult DescribeNetwork(VpnService& service) {
   LogConnectDiagnostics(service.routes.physicalGateway, service.routes.serverBypassIp);
-  NameNetworkProfiles();
+  NameNetworkProfilesAside();
   return GoOnIf(service.nativeTun ? service.running.load() : WaitWhileRunning(service.running, 200));
 }
 
@@ -105,7 +105,7 @@ StepResult ProtectDns(VpnService& service) {
 }
 
 StepResult DeclareReady(VpnService& service) {
-  if (!service.nativeTun) NameNetworkProfiles();
+  if (!service.nativeTun) NameNetworkProfilesAside();
   if (!service.running) return QuietStop();
   service.ready = true;
   if (service.nativeTun) {

@@ -3,15 +3,20 @@
 #include <windows.h>
 
 #include <array>
+#include <atomic>
+#include <exception>
+#include <memory>
 #include <netlistmgr.h>
 #include <objbase.h>
 #include <oleauto.h>
 #include <optional>
 #include <string>
+#include <thread>
 
 #include "base/guarded.h"
 #include "base/handle.h"
 #include "base/log.h"
+#include "base/standard_error.h"
 #include "net/adapter/adapter_name.h"
 
 namespace moorlak {
@@ -26,6 +31,8 @@ static_assert(kContext == 0x17);
 constexpr wchar_t kProfilesKey[] = L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\NetworkList\\Profiles";
 constexpr wchar_t kProfileName[] = L"ProfileName";
 constexpr DWORD kLongestKeyName = 256;
+// The list manager may take half a minute to answer.
+constexpr DWORD kNamingPatienceMs = 3000;
 
 template <typename Interface>
 struct ComTraits {
@@ -112,6 +119,26 @@ void RenameProfile(const RegistryKey& profile) {
   }
 }
 
+// A thread may be left behind in it, which touches nothing else of this program that ends.
+std::atomic<bool> namingInHand{false};
+
+// The event is set when all is named; empty when there is no thread to be had. Both own it: whoever is last closes it.
+std::shared_ptr<KernelHandle> StartNaming() {
+  try {
+    auto named = std::make_shared<KernelHandle>(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    std::thread([named] {
+      NameNetworkProfiles();
+      namingInHand = false;
+      SetEvent(named->Get());
+    }).detach();
+    return named;
+  } catch (const std::exception& error) {
+    namingInHand = false;
+    WriteStandardErrorLine(error.what());
+    return nullptr;
+  }
+}
+
 }  // namespace
 
 void RenameNetworkProfiles() {
@@ -145,6 +172,15 @@ void NameNetworkProfiles() noexcept {
     const ComSession com;
     RenameNetworkProfiles();
     RenameStoredProfiles();
+  });
+}
+
+void NameNetworkProfilesAside() noexcept {
+  Guarded([] {
+    // One that was left behind still asks; a second would wait behind it.
+    if (namingInHand.exchange(true)) return;
+    const auto named = StartNaming();
+    if (named) WaitForSingleObject(named->Get(), kNamingPatienceMs);
   });
 }
 

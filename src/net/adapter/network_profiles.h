@@ -7,6 +7,10 @@ namespace moorlak {
 // names first, then the stored ones, inside an initialisation of COM of its own. Failures skip the profile or the rest.
 void NameNetworkProfiles() noexcept;
 
+// The same on a thread of its own, which is waited for at most 3 s and then left behind: the list manager may take half
+// a minute to answer, and the names decide nothing. While one is left behind, nothing is done.
+void NameNetworkProfilesAside() noexcept;
+
 // Its two halves; the first needs COM on the calling thread.
 void RenameNetworkProfiles();
 void RenameStoredProfiles();

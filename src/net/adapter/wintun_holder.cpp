@@ -119,7 +119,7 @@ bool WintunHolder::SetUp() noexcept {
     const std::lock_guard guard(lock);
     return OpenLocked(*this);
   });
-  NameNetworkProfiles();
+  NameNetworkProfilesAside();
   return open;
 }
 

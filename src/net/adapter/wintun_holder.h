@@ -15,8 +15,8 @@ namespace moorlak {
 struct WintunHolder {
   static WintunHolder& Instance();
 
-  // Removes orphans, opens or creates the adapter unless it is open already, and names its network profile. True when
-  // the adapter is open. Failures are logged; a later call tries again.
+  // Removes orphans, opens or creates the adapter unless it is open already, and names its network profile, which
+  // holds it up for at most 3 s. True when the adapter is open. Failures are logged; a later call tries again.
   bool SetUp() noexcept;
 
   // Number of leftover adapters removed; the persistent one is kept.
