@@ -10,6 +10,9 @@ for program in "$1/src/moorlak_service.exe" "$1/client/moorlakctl.exe"; do
     for flag in DYNAMIC_BASE NX_COMPAT HIGH_ENTROPY_VA; do
         grep -q "$flag" <<<"$dump" || { say "${program##*/}: no $flag"; status=1; }
     done
+    # Windows 10 or later, in which the system also keeps older ways of its own from a program ("PE Format").
+    version=$(awk '/^M(aj|in)orSubsystemVersion/ {print $2}' <<<"$dump" | paste -sd.)
+    [ "$version" = 10.0 ] || { say "${program##*/}: subsystem version $version"; status=1; }
     foreign=$(sed -n 's/.*DLL Name: //p' <<<"$dump" | tr '[:upper:]' '[:lower:]' |
         grep -vxE "($WINDOWS)\.dll" || true)
     [ -z "$foreign" ] || { say "${program##*/} needs $foreign"; status=1; }
