@@ -56,5 +56,6 @@ if(WIN32)
                               -ffunction-sections -fdata-sections -fstack-protector-strong)
   target_link_options(
     moorlak_options INTERFACE -static -fstack-protector-strong -Wl,--gc-sections -Wl,--dynamicbase -Wl,--nxcompat -Wl,--high-entropy-va
+                              -Wl,--major-subsystem-version=10 -Wl,--minor-subsystem-version=0
                               $<$<CONFIG:Release>:-s>)
 endif()

@@ -18,8 +18,9 @@ std::wstring FindDataFolder() {
 }  // namespace
 
 std::wstring CommonDataFile(const wchar_t* name) {
-  // A session asks for a dozen files, and every question to the shell opens the registry several times.
-  static const std::wstring folder = FindDataFolder();
+  // A session asks for a dozen files, and every question to the shell opens the registry several times. Never
+  // destroyed: a restore in the background may outlive the program's end.
+  static const std::wstring& folder = *new std::wstring(FindDataFolder());
   std::error_code ignored;  // Without the folder, writing the file fails.
   std::filesystem::create_directories(folder, ignored);
   return folder + L"\\" + name;

@@ -2,6 +2,7 @@
 
 #include "base/thread_body.h"
 #include "service/console_host.h"
+#include "service/process_host.h"
 #include "service/service_host.h"
 
 namespace {
@@ -14,6 +15,7 @@ bool WantsConsole(int argumentCount, wchar_t** arguments) {
 
 int wmain(int argumentCount, wchar_t** arguments) {
   int exitCode = 0;
+  moorlak::AskNobody();
   moorlak::RunThreadBody("main", [&] {
     if (WantsConsole(argumentCount, arguments)) {
       moorlak::RunInConsole();

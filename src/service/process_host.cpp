@@ -1,5 +1,9 @@
 #include "service/process_host.h"
 
+#include <windows.h>
+
+#include <setupapi.h>
+
 #include "ipc/pipe_server.h"
 #include "process/service_end.h"
 #include "process/stop_budget.h"
@@ -8,6 +12,11 @@
 namespace moorlak {
 
 std::atomic<bool> stopFlag{false};
+
+void AskNobody() noexcept {
+  SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
+  SetupSetNonInteractiveMode(TRUE);
+}
 
 std::thread StartPipeThread() {
   return std::thread([] { RunPipeServer(stopFlag); });

@@ -9,6 +9,10 @@ namespace moorlak {
 // Set once when the process is to stop; read by the pipe server and the owner watch.
 extern std::atomic<bool> stopFlag;
 
+// No dialog of the system's for this process and its engines: on a service's desktop nobody could answer it
+// ("SetErrorMode" and "SetupSetNonInteractiveMode" of Microsoft Learn). The first act of the program.
+void AskNobody() noexcept;
+
 // Starts the pipe thread. Throws std::system_error when there is no thread to be had: the process then cannot do
 // anything and ends.
 std::thread StartPipeThread();
