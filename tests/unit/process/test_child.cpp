@@ -11,7 +11,8 @@
 //   note=TEXT           nothing
 //   sleep exit=N
 // Started like an engine it takes its actions from a file, one a line: the one behind "-config" or "run -test -config",
-// or "actions.txt" in the current folder behind "-device".
+// or "actions.txt" in the current folder behind "-device". Asked for counters ("api statsquery") it takes them from
+// "api_actions.txt" beside itself.
 #include <windows.h>
 #include <shellapi.h>
 
@@ -174,6 +175,12 @@ std::vector<std::wstring> ActionsOfFile(const wchar_t* path) {
   return actions;
 }
 
+std::vector<std::wstring> ActionsOfQuery() {
+  std::wstring path(MAX_PATH, L'\0');
+  path.resize(GetModuleFileNameW(nullptr, path.data(), MAX_PATH));
+  return ActionsOfFile((path.substr(0, path.rfind(L'\\') + 1) + L"api_actions.txt").c_str());
+}
+
 }  // namespace
 
 int main() {
@@ -183,6 +190,7 @@ int main() {
   if (actions.size() > 1 && actions[0] == L"-config") actions = ActionsOfFile(arguments[2]);
   if (actions.size() > 3 && actions[0] == L"run" && actions[1] == L"-test") actions = ActionsOfFile(arguments[4]);
   if (!actions.empty() && actions[0] == L"-device") actions = ActionsOfFile(L"actions.txt");
+  if (actions.size() > 1 && actions[0] == L"api" && actions[1] == L"statsquery") actions = ActionsOfQuery();
   for (const std::wstring& action : actions) Perform(action);
   return 0;
 }

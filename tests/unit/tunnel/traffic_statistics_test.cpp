@@ -1,0 +1,127 @@
+// The statistics thread against a stand-in engine: the test child, which answers a query as its file says.
+#include "tunnel/traffic_statistics.h"
+
+#include <windows.h>
+
+#include <gtest/gtest.h>
+#include <thread>
+
+#include "base/durable_file.h"
+#include "base/handle.h"
+#include "base/utf.h"
+#include "tunnel/vpn_service.h"
+#include "unit/process/child_test_support.h"
+
+namespace moorlak {
+namespace {
+
+struct Traffic {
+  int64_t up = 0;
+  int64_t down = 0;
+  bool operator==(const Traffic&) const = default;
+};
+
+std::string Counters(const Traffic& traffic) {
+  const auto one = [](const std::string& direction, int64_t value) {
+    return R"({"name":"outbound>>>proxy>>>traffic>>>)" + direction + R"(","value":)" + std::to_string(value) + "}";
+  };
+  return R"(out={"stat":[)" + one("uplink", traffic.up) + "," + one("downlink", traffic.down) + "]}\n";
+}
+
+// Named, so that the engine's process can find it; set once for each wait.
+struct Signal {
+  Signal() : event(CreateEventW(nullptr, FALSE, FALSE, WidenUtf8(name).c_str())) {}
+  void Set() const { SetEvent(event.Get()); }
+  bool Comes() const { return WaitForSingleObject(event.Get(), kGenerousMs) == WAIT_OBJECT_0; }
+
+  std::string name = UniqueName("statistics");
+  KernelHandle event;
+};
+
+// A session's statistics thread with an engine of its own.
+class Loop {
+ public:
+  explicit Loop(const std::string& actions) {
+    folder.AddChild(L"xray.exe");
+    AnswerBy(actions);
+    service.xrayPath = folder.NarrowFile(L"xray.exe");
+    service.running = true;
+    thread = std::thread([this] {
+      RunTrafficStatistics(service);
+      SetEvent(ended.Get());
+    });
+  }
+  Loop(const Loop&) = delete;
+  Loop& operator=(const Loop&) = delete;
+  ~Loop() {
+    End();
+    thread.join();
+  }
+
+  void AnswerBy(const std::string& actions) const {
+    ASSERT_TRUE(WriteFileDurably(folder.File(L"api_actions.txt"), actions));
+  }
+  void End() { service.running = false; }
+  HANDLE Ended() const { return ended.Get(); }
+
+  Traffic Totals() const {
+    Traffic traffic;
+    service.GetTraffic(traffic.up, traffic.down);
+    return traffic;
+  }
+  bool Shows(const Traffic& wanted) const {
+    const ULONGLONG deadline = GetTickCount64() + kGenerousMs;
+    while (!(Totals() == wanted)) {
+      if (GetTickCount64() > deadline) return false;
+      Sleep(5);
+    }
+    return true;
+  }
+
+ private:
+  TestFolder folder;
+  VpnService service;
+  KernelHandle ended{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+  std::thread thread;
+};
+
+TEST(TrafficStatistics, KeepTheTotalsWhenAQueryFailsAndStoreZeroForAnAnswerWithoutStatistics) {
+  const Signal hung;
+  const Signal asked;
+  const Signal answer;
+  const Loop loop(Counters({11, 22}));
+  ASSERT_TRUE(loop.Shows({11, 22}));
+  loop.AnswerBy("signal=" + hung.name + "\nsleep\n");
+  ASSERT_TRUE(hung.Comes());
+  // The query after it has begun, so the one that hung has come to its end.
+  loop.AnswerBy("signal=" + asked.name + "\nwait=" + answer.name + "\nout=failed to dial\n");
+  ASSERT_TRUE(asked.Comes());
+  EXPECT_EQ(loop.Totals(), (Traffic{11, 22}));
+  answer.Set();
+  EXPECT_TRUE(loop.Shows({0, 0}));
+}
+
+TEST(TrafficStatistics, EndInTheirPauseOnceTheFlagIsClear) {
+  const Signal asked;
+  // The measure is another thread like it, whose pause began a little earlier and is not cut short.
+  const Loop other("signal=" + asked.name + "\n" + Counters({1, 1}));
+  ASSERT_TRUE(asked.Comes());
+  ASSERT_TRUE(other.Shows({1, 1}));
+  Loop loop(Counters({11, 22}));
+  ASSERT_TRUE(loop.Shows({11, 22}));
+  loop.End();
+  const HANDLE first[] = {asked.event.Get(), loop.Ended()};
+  EXPECT_EQ(WaitForMultipleObjects(2, first, FALSE, kGenerousMs), static_cast<DWORD>(WAIT_OBJECT_0 + 1));
+}
+
+TEST(TrafficStatistics, EndInAQueryOnceTheFlagIsClear) {
+  const Signal hung;
+  Loop loop("signal=" + hung.name + "\nsleep\n");
+  ASSERT_TRUE(hung.Comes());
+  loop.End();
+  EXPECT_EQ(WaitForSingleObject(loop.Ended(), kGenerousMs), static_cast<DWORD>(WAIT_OBJECT_0));
+  EXPECT_EQ(loop.Totals(), Traffic{});
+}
+
+}  // namespace
+}  // namespace moorlak
