@@ -1,5 +1,6 @@
 // The ways in which a session that is up comes to its end, other than by the stop command.
 #include <algorithm>
+#include <filesystem>
 
 #include "machine/support/service_control.h"
 #include "session/support/processes.h"
@@ -8,9 +9,15 @@
 namespace moorlak::session {
 namespace {
 
+namespace fs = std::filesystem;
+
 constexpr char kXrayGone[] = "Xray process exited unexpectedly";
 constexpr char kTun2SocksGone[] = "Tun2Socks process exited unexpectedly";
 constexpr char kOrphanLine[] = "UI process exited while tunnel up — stopping orphaned tunnel";
+
+bool HasStagedConfig() {
+  return fs::exists(fs::temp_directory_path() / "flutter_vless_vpn" / "vpn_config_active.json");
+}
 
 // What is there of both paths: the configuration, and the line that tells that the tunnel is up.
 struct Path {
@@ -75,6 +82,25 @@ TEST_P(EndedSession, ByTheServicesDeathIsUndoneByItsNextStart) {
   ExpectRestored();
 }
 
+// It holds the user's credentials. No recovery has run when it is looked for.
+TEST_P(EndedSession, ByAStopTakesTheStagedConfigurationAway) {
+  ASSERT_NO_FATAL_FAILURE(Connect());
+  EXPECT_TRUE(HasStagedConfig());
+  EXPECT_EQ(Stop(), "OK");
+  EXPECT_FALSE(HasStagedConfig());
+  ExpectRestored();
+}
+
+TEST_P(EndedSession, ByItselfTakesTheStagedConfigurationAway) {
+  ASSERT_NO_FATAL_FAILURE(Connect());
+  EXPECT_TRUE(HasStagedConfig());
+  KillProcess(WaitForProcess(kXrayImage));
+  EXPECT_TRUE(WaitForEnd());
+  EXPECT_FALSE(HasStagedConfig());
+  EXPECT_EQ(Stop(), "OK");
+  ExpectRestored();
+}
+
 INSTANTIATE_TEST_SUITE_P(Paths, EndedSession, testing::Values(Path{"Tun2Socks", false}, Path{"NativeTun", true}),
                          [](const auto& path) { return std::string(path.param.name); });
 
@@ -85,6 +111,22 @@ TEST_F(EndedTun2SocksSession, ByTheDeathOfTun2SocksIsToldAndPutsEverythingBack) 
   ASSERT_TRUE(WaitForReady()) << testing::PrintToString(LogLines());
   KillProcess(WaitForProcess(kTun2SocksImage));
   EXPECT_TRUE(WaitForLogLine(kTun2SocksGone));
+  EXPECT_TRUE(WaitForEnd());
+  ExpectRestored();
+}
+
+// The user interface must not show a tunnel through which nothing goes any more.
+TEST_F(EndedTun2SocksSession, ByTheDeathOfTun2SocksIsNoTunnelAnyMoreWhileTheMachineIsPutBack) {
+  ASSERT_EQ(Start(Config()), "OK");
+  ASSERT_TRUE(WaitForReady()) << testing::PrintToString(LogLines());
+  // The first thing that is undone.
+  BreakAt("DeleteIpForwardEntry2");
+  KillProcess(WaitForProcess(kTun2SocksImage));
+  ASSERT_TRUE(WaitForBreak());
+  const StatusReply status = Status();
+  EXPECT_FALSE(status.tunnelUp);
+  EXPECT_TRUE(status.running);
+  lab::ReleaseBreak();
   EXPECT_TRUE(WaitForEnd());
   ExpectRestored();
 }
