@@ -78,8 +78,8 @@ ListedAdapter Listed(const MachineState& state, const Adapter& adapter, const Ad
   return listed;
 }
 
-bool IsListed(const Adapter& adapter, const AdapterQuery& query) {
-  if (!adapter.enabled) return false;
+bool IsListed(const MachineState& state, const Adapter& adapter, const AdapterQuery& query) {
+  if (!adapter.enabled || adapter.listedFromMs > state.record.clockMs) return false;
   return query.includeAllInterfaces || (adapter.ipv4.bound && IsAskedFor(query, false)) ||
          (adapter.ipv6.bound && IsAskedFor(query, true));
 }
@@ -100,7 +100,7 @@ bool QueryOfFlags(uint32_t flags, AdapterQuery& query) {
 uint32_t ListAdapters(const MachineState& state, const AdapterQuery& query, std::vector<ListedAdapter>& listed) {
   listed.clear();
   for (const Adapter& adapter : state.adapters) {
-    if (IsListed(adapter, query)) listed.push_back(Listed(state, adapter, query));
+    if (IsListed(state, adapter, query)) listed.push_back(Listed(state, adapter, query));
   }
   return listed.empty() ? kNoData : kDone;
 }

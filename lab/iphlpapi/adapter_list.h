@@ -49,8 +49,8 @@ struct ListedAdapter {
   std::vector<std::string> gateways;
 };
 
-// Disabled adapters are never listed; those without the family only when all interfaces are wanted. 232 where none is
-// left.
+// Disabled adapters are never listed, nor are new ones before their time; those without the family only when all
+// interfaces are wanted. 232 where none is left.
 uint32_t ListAdapters(const MachineState& state, const AdapterQuery& query, std::vector<ListedAdapter>& listed);
 
 }  // namespace moorlak::lab

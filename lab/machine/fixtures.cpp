@@ -87,7 +87,7 @@ Adapter NewPhysicalAdapter(MachineState& state, const std::string& name, uint32_
   adapter.ipv4.ifIndex = adapter.ipv6.ifIndex = state.nextIfIndex++;
   adapter.ipv4.metric = adapter.ipv6.metric = type == kWireless ? 35 : 25;
   state.devices.push_back({"PCI\\VEN_8086&DEV_15F3&SUBSYS_00008086&REV_03\\" + std::to_string(number),
-                           adapter.description, adapter.description, adapter.guid, true, false, false, 0});
+                           adapter.description, adapter.description, adapter.guid, true, false, false, 0, "", "", 0});
   state.networks.push_back({Guid(0x1000 + number), "Network " + std::to_string(number - 1), adapter.guid, true, 0});
   return adapter;
 }
@@ -194,6 +194,14 @@ MachineState MixedMachine() {
   MakeIpv6Only(state, AddPhysicalAdapter(state, "Ethernet 6", kEthernet, 6));
   AddDisconnected(state, "Wi-Fi", kWireless);
   return state;
+}
+
+AdapterHabits SlowAdapters() {
+  AdapterHabits habits;
+  habits.engineDelayMs = 800;
+  habits.tun2socksMakesItsOwn = true;
+  habits.lingerMs = 1500;
+  return habits;
 }
 
 const std::vector<Fixture>& Fixtures() {

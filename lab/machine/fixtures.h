@@ -28,6 +28,10 @@ MachineState UnsafeNameMachine();
 // Six physical adapters: the peculiarities of all the others in one machine.
 MachineState MixedMachine();
 
+// Tunnel adapters as they come and go in practice: an engine makes one of its own some time after its start, and what
+// was closed or left lingers.
+AdapterHabits SlowAdapters();
+
 struct Fixture {
   std::string name;  // for command lines: "dhcp", "three-static", …
   MachineState (*make)();

@@ -10,12 +10,9 @@ void DropOwned(std::vector<Object>& objects, uint64_t session) {
   std::erase_if(objects, [session](const Object& object) { return object.session == session; });
 }
 
-void DropDeadDevices(MachineState& state, const IsAlive& isAlive) {
+void LeaveDeadDevices(MachineState& state, const IsAlive& isAlive) {
   for (Device& device : state.devices) {
-    if (device.ownerProcess == 0 || isAlive(device.ownerProcess)) continue;
-    device.ownerProcess = 0;
-    device.present = false;
-    RemoveAdapter(state, device.adapterGuid);
+    if (device.ownerProcess != 0 && !isAlive(device.ownerProcess)) Leave(state, device, kOwnerDead);
   }
 }
 
@@ -54,13 +51,43 @@ void RemoveAdapter(MachineState& state, const std::string& guid) {
   const auto isThrough = [luid = adapter->luid](const Route& route) { return route.luid == luid; };
   for (auto* routes : {&state.ipv4Routes, &state.ipv6Routes, &state.dormantIpv4Routes, &state.dormantIpv6Routes})
     std::erase_if(*routes, isThrough);
+  for (Device& device : state.devices) {
+    if (device.adapterGuid == guid) device.connectionName = adapter->name;
+  }
   state.adapters.erase(adapter);
+}
+
+void Leave(MachineState& state, Device& device, const char* how) {
+  device.ownerProcess = 0;
+  device.leaving = how;
+  device.leavesAtMs = state.record.clockMs + state.adapterHabits.lingerMs;
+  for (Adapter& adapter : state.adapters) {
+    if (adapter.guid != device.adapterGuid) continue;
+    adapter.sessionProcess = 0;
+    adapter.up = false;
+  }
+}
+
+void DropLeft(MachineState& state) {
+  const auto isDue = [&](const Device& device) {
+    return !device.leaving.empty() && device.leavesAtMs <= state.record.clockMs;
+  };
+  for (Device& device : state.devices) {
+    if (!isDue(device)) continue;
+    RemoveAdapter(state, device.adapterGuid);
+    device.present = false;
+  }
+  std::erase_if(state.devices, [&](const Device& device) { return isDue(device) && device.leaving == kHandleClosed; });
+  for (Device& device : state.devices) {
+    if (isDue(device)) device.leaving.clear();
+  }
 }
 
 void DropDeadProcesses(MachineState& state, const IsAlive& isAlive) {
   for (const uint64_t handle : DeadWfpSessions(state, isAlive)) DropWfpSession(state, handle);
-  DropDeadDevices(state, isAlive);
+  LeaveDeadDevices(state, isAlive);
   DropDeadAdapterSessions(state, isAlive);
+  DropLeft(state);
   std::erase_if(state.tunnels, [&](const TunnelProgram& tunnel) { return !isAlive(tunnel.process); });
   std::erase_if(state.record.waiting, [&](const Waiter& waiter) { return !isAlive(waiter.process); });
 }

@@ -23,8 +23,20 @@ void DropWfpSession(MachineState& state, uint64_t handle);
 // Removes an adapter and the routes that lead through it. Its device, its network and its settings elsewhere stay.
 void RemoveAdapter(MachineState& state, const std::string& guid);
 
-// What the system does when processes die: their WFP sessions end; a Wintun adapter that a dead process created is
-// gone, its device no longer present; one whose session a dead process held is down; traffic that a dead process moved
+// Why an adapter goes.
+inline constexpr char kHandleClosed[] = "closed";
+inline constexpr char kOwnerDead[] = "dead";
+
+// Begins the end of a software device: its adapter goes down at once, and for good when it has lingered for the
+// machine's time.
+void Leave(MachineState& state, Device& device, const char* how);
+
+// Takes away what has lingered long enough: the adapter, and of one that was closed the device, too. A dead owner
+// leaves a device that is not present.
+void DropLeft(MachineState& state);
+
+// What the system does when processes die: their WFP sessions end; a Wintun adapter that a dead process created
+// leaves; one whose session a dead process held is down; traffic that a dead process moved
 // moves no more; calls of theirs wait no longer.
 void DropDeadProcesses(MachineState& state, const IsAlive& isAlive);
 

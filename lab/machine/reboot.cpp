@@ -19,13 +19,14 @@ bool IsSoftwareDevice(const Device& device) {
 
 void RestartDevices(MachineState& state) {
   std::erase_if(state.devices, [&](const Device& device) {
-    if (!device.removalPending) return false;
+    if (!device.removalPending && device.leaving != kHandleClosed) return false;
     RemoveAdapter(state, device.adapterGuid);
     return true;
   });
   for (Device& device : state.devices) {
     if (!IsSoftwareDevice(device)) continue;
     device.present = false;
+    device.leaving.clear();
     RemoveAdapter(state, device.adapterGuid);
   }
 }

@@ -114,6 +114,7 @@ void Remember(const std::string& cause, const MachineState& state) {
 }
 
 void DropDead(MachineState& state) {
+  state.record.clockMs = GetTickCount64();
   const MachineState before = state;
   DropDeadProcesses(state, IsProcessAlive);
   if (!IsSameMachine(before, state)) Remember("a process ended", state);
@@ -181,6 +182,8 @@ uint32_t RunCall(const Call& call, const std::function<uint32_t(MachineState&)>&
   const Plan plan = MeetFaults(*state, call);
   if (plan.delayMs != 0) PauseUnlocked(lock, *state, plan.delayMs);
   if (plan.waitAtBreak) WaitAtBreak(lock, *state, number, call.name);
+  // Meanwhile others may have died.
+  if (plan.delayMs != 0 || plan.waitAtBreak) DropDead(*state);
   if (plan.hang) {
     Log(number, call, "hang");
     PauseUnlocked(lock, *state, INFINITE);
@@ -215,8 +218,9 @@ MachineState ReadMachine() {
   const MachineLock lock;
   std::optional<MachineState> state = LoadMachine();
   if (!state) return {};
-  const MachineState before = *state;
+  MachineState before = *state;
   DropDead(*state);
+  before.record.clockMs = state->record.clockMs;
   // Kept, because a dead process's number may come back.
   if (*state != before) SaveMachine(*state);
   return *state;
@@ -231,7 +235,7 @@ void EditMachine(const std::function<void(MachineState&)>& edit) {
   const MachineLock lock;
   std::optional<MachineState> state = LoadMachine();
   if (!state) throw std::runtime_error("lab: there is no machine in this prefix");
-  DropDeadProcesses(*state, IsProcessAlive);
+  DropDead(*state);
   edit(*state);
   SaveMachine(*state);
 }

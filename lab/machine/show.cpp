@@ -91,8 +91,11 @@ std::string ShowDevices(const MachineState& state) {
   std::vector<std::string> lines;
   for (const Device& device : state.devices)
     lines.push_back("  " + device.instanceId + " " + Quoted(device.friendlyName) + " " + Quoted(device.description) +
-                    (device.present ? ", present" : ", not present") + (device.ownerProcess != 0 ? ", held" : "") +
-                    (device.removalPending ? ", removal pending" : "") + "\n");
+                    (device.connectionName.empty() ? "" : ", last " + Quoted(device.connectionName)) +
+                    (device.present ? ", present" : ", not present") +
+                    (device.leaving.empty() ? "" : ", leaving, " + device.leaving) +
+                    (device.ownerProcess != 0 ? ", held" : "") + (device.removalPending ? ", removal pending" : "") +
+                    "\n");
   return "devices\n" + Sorted(std::move(lines));
 }
 

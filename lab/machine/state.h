@@ -54,6 +54,8 @@ struct Adapter {
   FamilySettings ipv6;
   FamilySettings storedIpv4;
   FamilySettings storedIpv6;
+  // By the machine's clock: from when on GetAdaptersAddresses lists it.
+  uint64_t listedFromMs = 0;
   bool operator==(const Adapter&) const = default;
 };
 
@@ -88,6 +90,13 @@ struct Device {
   bool removalPending = false;
   // Wintun: the process whose create handle owns the adapter, 0 for none.
   uint32_t ownerProcess = 0;
+  // The name of its connection when there was one last: the registry keeps it. Empty while the adapter is there, which
+  // has it then.
+  std::string connectionName;
+  // Wintun: why the adapter is about to go, "closed" or "dead" (its owner), and when, by the machine's clock. Empty: it
+  // is not.
+  std::string leaving;
+  uint64_t leavesAtMs = 0;
   bool operator==(const Device&) const = default;
 };
 
@@ -98,6 +107,19 @@ struct TunnelProgram {
   // The SOCKS port on loopback to which the traffic goes: the proxy that was given, or the engine's own inbound.
   uint16_t proxyPort = 0;
   bool operator==(const TunnelProgram&) const = default;
+};
+
+// How tunnel adapters come and go on this machine; as it is written here, at once.
+struct AdapterHabits {
+  // A program that moves traffic brings its adapter up that long after its start.
+  uint32_t engineDelayMs = 0;
+  // tun2socks makes an adapter of its own, under a new GUID, although there is one of the name; that one is renamed.
+  bool tun2socksMakesItsOwn = false;
+  // An adapter that was closed, or whose owner has died, is listed for that long, and so is its device.
+  uint32_t lingerMs = 0;
+  // A new adapter is missing in the list of adapters for that long.
+  uint32_t unlistedMs = 0;
+  bool operator==(const AdapterHabits&) const = default;
 };
 
 // A network of the network list manager; the registry's stored profile is the prefix's real registry.
@@ -207,6 +229,8 @@ struct Record {
   // Command lines that no stand-in program understood, and uses that Windows forbids although they may go well.
   std::vector<std::string> unknownCommands;
   std::vector<Waiter> waiting;
+  // The system's milliseconds at the latest call or look: the machine's clock.
+  uint64_t clockMs = 0;
   bool operator==(const Record&) const = default;
 };
 
@@ -231,6 +255,7 @@ struct MachineState {
   bool routeExitsZero = false;
   // `route DELETE` takes routes in force only, and leaves the stored copies of those that it takes.
   bool routeKeepsStored = false;
+  AdapterHabits adapterHabits;
   // Where the lab's "internet" answers on loopback: port of its web server by scheme, 0 for none.
   uint16_t httpPort = 0;
   bool operator==(const MachineState&) const = default;

@@ -45,6 +45,15 @@ uint32_t ReadDeviceProperty(const MachineState& state, std::string_view instance
   return text.empty() ? kDeviceInvalidData : 0;
 }
 
+uint32_t FindConnection(const MachineState& state, std::string_view instanceId, DeviceConnection& connection) {
+  const Device* device = FindDevice(state, instanceId);
+  if (device == nullptr) return kNoSuchDevice;
+  if (device->adapterGuid.empty()) return kNoDriverKey;
+  const auto adapter = std::ranges::find(state.adapters, device->adapterGuid, &Adapter::guid);
+  connection = {device->adapterGuid, adapter != state.adapters.end() ? adapter->name : device->connectionName};
+  return 0;
+}
+
 uint32_t RemoveDevice(MachineState& state, std::string_view instanceId, uint32_t scope) {
   if (scope != kGlobalRemoval) return kDeviceBadParameter;
   const Device* device = FindDevice(state, instanceId);

@@ -17,6 +17,7 @@ namespace moorlak::lab {
 inline constexpr uint32_t kDeviceInvalidData = 13;
 inline constexpr uint32_t kDeviceBadParameter = 87;
 inline constexpr uint32_t kNoSuchDevice = 0xE000020B;
+inline constexpr uint32_t kNoDriverKey = 0xE0000204;
 inline constexpr uint32_t kInvalidDeviceProperty = 0xE0000209;
 
 inline constexpr uint32_t kDescriptionProperty = 0;
@@ -32,6 +33,14 @@ const Device* FindDevice(const MachineState& state, std::string_view instanceId)
 // friendly name only. A number that is no property gives kInvalidDeviceProperty.
 uint32_t ReadDeviceProperty(const MachineState& state, std::string_view instanceId, uint32_t property,
                             std::string& text);
+
+// What the driver's key and the registry tell of a device's network connection. A device without an adapter of its own
+// has no driver's key (kNoDriverKey). A name that is empty is none.
+struct DeviceConnection {
+  std::string guid;
+  std::string name;
+};
+uint32_t FindConnection(const MachineState& state, std::string_view instanceId, DeviceConnection& connection);
 
 // Takes the device out of the tree with its adapter and that adapter's routes. One that can only go with a restart of
 // the system stays, with its adapter, and is marked. Any other scope than the global one is refused.

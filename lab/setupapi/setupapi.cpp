@@ -11,6 +11,7 @@
 #include <setupapi.h>
 #include <string>
 
+#include "base/handle.h"
 #include "base/utf.h"
 #include "machine/machine.h"
 #include "setupapi/devices.h"
@@ -100,6 +101,38 @@ uint32_t CheckClass(MachineState& state, const GUID* deviceClass, DWORD flags) {
   if ((flags & DIGCF_ALLCLASSES) != 0) return 0;
   if (deviceClass == nullptr) return ERROR_INVALID_PARAMETER;
   return *deviceClass == kNetworkClass ? 0 : NotKnown(state, "other device class");
+}
+
+constexpr wchar_t kClassText[] = L"{4D36E972-E325-11CE-BFC1-08002BE10318}\\";
+constexpr wchar_t kDriverKeys[] = L"SYSTEM\\CurrentControlSet\\Control\\Class\\";
+constexpr wchar_t kConnectionKeys[] = L"SYSTEM\\CurrentControlSet\\Control\\Network\\";
+
+// Gone with the prefix's last process, like the machine's adapters.
+moorlak::RegistryKey MakeKey(const std::wstring& path) {
+  HKEY key = nullptr;
+  RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &key,
+                  nullptr);
+  return moorlak::RegistryKey(key);
+}
+
+void WriteText(const moorlak::RegistryKey& key, const wchar_t* value, const std::string& text) {
+  const std::wstring wide = moorlak::WidenUtf8(text);
+  RegSetValueExW(key.Get(), value, 0, REG_SZ, reinterpret_cast<const BYTE*>(wide.c_str()),
+                 static_cast<DWORD>((wide.size() + 1) * sizeof(wchar_t)));
+}
+
+// The registry is the prefix's own; what the system would have there of a device is written when it is asked for.
+uint32_t OpenDriverKey(const DeviceConnection& connection, REGSAM access, HKEY& opened) {
+  const std::wstring guid = moorlak::WidenUtf8(connection.guid);
+  const std::wstring driver = kDriverKeys + (kClassText + guid);
+  WriteText(MakeKey(driver), L"NetCfgInstanceId", connection.guid);
+  const std::wstring name = kConnectionKeys + (kClassText + guid) + L"\\Connection";
+  if (connection.name.empty()) {
+    RegDeleteKeyW(HKEY_LOCAL_MACHINE, name.c_str());
+  } else {
+    WriteText(MakeKey(name), L"Name", connection.name);
+  }
+  return static_cast<uint32_t>(RegOpenKeyExW(HKEY_LOCAL_MACHINE, driver.c_str(), 0, access, &opened));
 }
 
 uint32_t CheckInstallHeader(const SP_CLASSINSTALL_HEADER* header, DWORD size) {
@@ -219,6 +252,24 @@ BOOL WINAPI LabSetupDiOpenDeviceInfoW(HDEVINFO handle, PCWSTR instanceId, HWND /
     if (data != nullptr) Fill(*data, handle, number);
     return 0;
   }));
+}
+
+HKEY WINAPI LabSetupDiOpenDevRegKey(HDEVINFO handle, SP_DEVINFO_DATA* data, DWORD scope, DWORD profile, DWORD keyType,
+                                    REGSAM access) noexcept {
+  const std::lock_guard lock(setsLock);
+  Element* element = nullptr;
+  const uint32_t bad = FindElement(handle, data, element);
+  const std::string id = bad == 0 ? element->instanceId : std::string();
+  HKEY opened = nullptr;
+  const bool done = Answer(RunCall({"SetupDiOpenDevRegKey", id}, [&](MachineState& state) -> uint32_t {
+    if (bad != 0) return bad;
+    if (scope != DICS_FLAG_GLOBAL || profile != 0) return NotKnown(state, "scope of a key");
+    if (keyType != DIREG_DRV) return NotKnown(state, "kind of key " + std::to_string(keyType));
+    DeviceConnection connection;
+    const uint32_t error = FindConnection(state, id, connection);
+    return error != 0 ? error : OpenDriverKey(connection, access, opened);
+  }));
+  return done ? opened : static_cast<HKEY>(INVALID_HANDLE_VALUE);
 }
 
 BOOL WINAPI LabSetupDiSetClassInstallParamsW(HDEVINFO handle, SP_DEVINFO_DATA* data, SP_CLASSINSTALL_HEADER* header,

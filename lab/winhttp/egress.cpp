@@ -40,7 +40,9 @@ Egress FindEgress(const MachineState& state, const std::string& address) {
   Ipv4Row best;
   if (FindBestIpv4Route(state, *destination, best) != kDone) return {};
   const Adapter* adapter = FindInterface(state, {0, best.ifIndex, false});
-  return adapter != nullptr ? Through(state, *adapter) : Egress{};
+  // A connection needs an address to come from.
+  if (adapter == nullptr || adapter->ipv4.addresses.empty()) return {};
+  return Through(state, *adapter);
 }
 
 Egress LoopbackEgress(const MachineState& state) {

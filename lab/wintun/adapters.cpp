@@ -54,9 +54,9 @@ bool HasName(const Objects& objects, const std::string& name) {
 
 // Windows numbers what would bear a name twice: "Moorlak", "Moorlak 2", "Moorlak 3".
 template <typename Objects>
-std::string FreeName(const Objects& objects, const std::string& wanted) {
+std::string FreeName(const Objects& objects, const std::string& wanted, int firstNumber = 2) {
   std::string name = wanted;
-  for (int number = 2; HasName(objects, name); ++number) name = wanted + " " + std::to_string(number);
+  for (int number = firstNumber; HasName(objects, name); ++number) name = wanted + " " + std::to_string(number);
   return name;
 }
 
@@ -80,9 +80,9 @@ auto FindWintunDevice(Devices& devices, const std::string& guid) {
   return std::ranges::find_if(devices, [&](const Device& device) { return SameAscii(device.instanceId, id); });
 }
 
-void AddAdapter(MachineState& state, const Device& device) {
+void AddAdapter(MachineState& state, const Device& device, const std::string& name) {
   Adapter adapter;
-  adapter.name = device.friendlyName;
+  adapter.name = FreeName(state.adapters, name);
   adapter.description = device.description;
   adapter.guid = device.adapterGuid;
   adapter.luid = FreeLuid(state);
@@ -93,6 +93,7 @@ void AddAdapter(MachineState& state, const Device& device) {
   adapter.ipv4.metric = adapter.ipv6.metric = kTunnelMetric;
   adapter.storedIpv4 = adapter.ipv4;
   adapter.storedIpv6 = adapter.ipv6;
+  adapter.listedFromMs = state.record.clockMs + state.adapterHabits.unlistedMs;
   state.adapters.push_back(adapter);
 }
 
@@ -115,14 +116,20 @@ uint32_t CreateWintunAdapter(MachineState& state, const AdapterRequest& request,
   }
   Device device;
   device.instanceId = std::string(kDeviceHead) + wanted;
-  device.friendlyName = FreeName(state.adapters, request.name);
-  device.description = request.tunnelType + " Tunnel";
+  device.friendlyName = request.tunnelType + " Tunnel";
+  device.description = device.friendlyName;
   device.adapterGuid = wanted;
   device.ownerProcess = process;
-  AddAdapter(state, device);
+  AddAdapter(state, device, request.name);
   state.devices.push_back(device);
   guid = wanted;
   return 0;
+}
+
+void RenameOlder(MachineState& state, const std::string& name) {
+  for (Adapter& adapter : state.adapters) {
+    if (SameAscii(adapter.name, name)) adapter.name = FreeName(state.adapters, name, 1);
+  }
 }
 
 uint32_t OpenWintunAdapter(const MachineState& state, std::string_view name, std::string& guid) {
@@ -130,7 +137,7 @@ uint32_t OpenWintunAdapter(const MachineState& state, std::string_view name, std
   for (const Adapter& adapter : state.adapters) {
     if (adapter.name != name) continue;
     const auto device = FindWintunDevice(state.devices, adapter.guid);
-    if (device == state.devices.end() || !device->present) continue;
+    if (device == state.devices.end() || !device->present || !device->leaving.empty()) continue;
     guid = adapter.guid;
     return 0;
   }
@@ -140,15 +147,17 @@ uint32_t OpenWintunAdapter(const MachineState& state, std::string_view name, std
 void CloseWintunAdapter(MachineState& state, const std::string& guid, uint32_t process) {
   const auto device = FindWintunDevice(state.devices, guid);
   if (device == state.devices.end() || device->ownerProcess != process) return;
-  RemoveAdapter(state, guid);
-  state.devices.erase(device);
+  Leave(state, *device, kHandleClosed);
+  DropLeft(state);
 }
 
 uint32_t StartWintunSession(MachineState& state, const std::string& guid, uint32_t capacity, uint32_t process) {
   if (!std::has_single_bit(capacity) || capacity < kSmallestRing || capacity > kLargestRing)
     return kAdapterBadParameter;
   Adapter* adapter = FindAdapter(state, guid);
-  if (adapter == nullptr) return kAdapterNotFound;
+  const auto device = FindWintunDevice(state.devices, guid);
+  const bool leaves = device != state.devices.end() && !device->leaving.empty();
+  if (adapter == nullptr || leaves) return kAdapterNotFound;
   if (adapter->sessionProcess != 0) return kSessionExists;
   adapter->sessionProcess = process;
   adapter->up = adapter->enabled;

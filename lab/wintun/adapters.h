@@ -26,15 +26,19 @@ struct AdapterRequest {
 };
 
 // Adds the device SWD\Wintun\{GUID}, held by the process, and its adapter, which is down until a session runs on it.
-// A name that another connection has gets a number, from 2 on. A leftover device with the GUID that is not present is
-// the new one's; one that is present is in the way. `guid` is the new adapter's.
+// A name that another connection has gets a number, from 2 on; the device's friendly name is the tunnel type with
+// " Tunnel" behind it. A leftover device with the GUID that is not present is the new one's; one that is present is in
+// the way. `guid` is the new adapter's.
 uint32_t CreateWintunAdapter(MachineState& state, const AdapterRequest& request, uint32_t process, std::string& guid);
 
-// The present Wintun adapter of this name.
+// What a library does that wants a name for its new adapter: the connection that has it gets a number, from 1 on.
+void RenameOlder(MachineState& state, const std::string& name);
+
+// The present Wintun adapter of this name; one that is leaving is not found any more.
 uint32_t OpenWintunAdapter(const MachineState& state, std::string_view name, std::string& guid);
 
-// What closing a handle from a creation does: device and adapter go, with the adapter's routes. Nothing happens where
-// they are gone already or are another process's by now.
+// What closing a handle from a creation does: device and adapter leave, with the adapter's routes. Nothing happens
+// where they are gone already or are another process's by now.
 void CloseWintunAdapter(MachineState& state, const std::string& guid, uint32_t process);
 
 // A session brings the adapter up; Windows then gives its network a profile named after it, with a number when the name

@@ -24,6 +24,13 @@ Adapter* FindAdapterNamed(MachineState& state, std::string_view name) {
   return nullptr;
 }
 
+bool IsUsedElsewhere(const MachineState& state, const Adapter& adapter, const std::string& address) {
+  return std::ranges::any_of(state.adapters, [&](const Adapter& other) {
+    return &other != &adapter && other.enabled &&
+           std::ranges::any_of(other.ipv4.addresses, [&](const Address& one) { return one.address == address; });
+  });
+}
+
 FamilySettings& ActiveSettings(Adapter& adapter, bool ipv6) {
   return ipv6 ? adapter.ipv6 : adapter.ipv4;
 }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -12,6 +13,9 @@ namespace moorlak::lab {
 
 // By the connection's name, letter case ignored.
 Adapter* FindAdapterNamed(MachineState& state, std::string_view name);
+
+// Another adapter has the address. A disconnected one keeps it from others all the same, a disabled one does not.
+bool IsUsedElsewhere(const MachineState& state, const Adapter& adapter, const std::string& address);
 
 // Both families of an adapter by one word.
 FamilySettings& ActiveSettings(Adapter& adapter, bool ipv6);

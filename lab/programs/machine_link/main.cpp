@@ -12,6 +12,7 @@
 #include <array>
 
 #include "machine/machine.h"
+#include "machine/processes.h"
 #include "programs/console/program_call.h"
 #include "programs/console/text.h"
 #include "programs/tunnel/tunnels.h"
@@ -46,7 +47,10 @@ uint32_t RunTunnelCall(const Words& words) {
       words[3], words[4], {words.begin() + 5, words.end()}, *process, static_cast<uint16_t>(*port)};
   // The process's number and the port differ from run to run and are left out.
   const Call call{"xray-tunnel", Joined({words.begin() + 3, words.end()})};
-  return RunCall(call, [&](MachineState& state) { return RaiseEngineTunnel(state, tunnel); });
+  Sleep(ReadMachine().adapterHabits.engineDelayMs);
+  return RunCall(call, [&](MachineState& state) {
+    return IsProcessAlive(*process) ? RaiseEngineTunnel(state, tunnel) : ERROR_PROCESS_ABORTED;
+  });
 }
 
 int Run(const Words& words) {

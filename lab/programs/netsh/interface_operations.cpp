@@ -45,13 +45,6 @@ WantedAddress AddressOf(const NetshCommand& command) {
   return {ParseIpv4(prefix.address).value_or(0), prefix.length};
 }
 
-bool IsUsedElsewhere(const MachineState& state, const Adapter& adapter, const std::string& address) {
-  return std::ranges::any_of(state.adapters, [&](const Adapter& other) {
-    return &other != &adapter && other.up &&
-           std::ranges::any_of(other.ipv4.addresses, [&](const Address& one) { return one.address == address; });
-  });
-}
-
 // The routes of the former address and the gateways go, the new address brings its own.
 void ReplaceAddressRoutes(MachineState& state, const Adapter& adapter, const WantedAddress& wanted, bool stored) {
   const auto isFormer = [&](const Route& route) {

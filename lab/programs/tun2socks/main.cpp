@@ -29,6 +29,7 @@ int Run(const Words& words) {
   PrintNoise(call);
   // Alive, with good words on its command line, and nothing done.
   if (TakeFault(call, "never-attach")) Sleep(INFINITE);
+  Sleep(ReadMachine().adapterHabits.engineDelayMs);
   const auto execute = [](MachineState& state, const Words& all) {
     return RunTun2Socks(state, all, GetCurrentProcessId());
   };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "programs/console/adapters.h"
 #include "programs/console/ip_text.h"
 #include "wintun/adapters.h"
 
@@ -10,6 +11,8 @@ namespace moorlak::lab {
 namespace {
 
 constexpr uint32_t kRingCapacity = 0x400000;
+// ERROR_OBJECT_ALREADY_EXISTS.
+constexpr uint32_t kAddressTaken = 5010;
 // What Windows adds to the interface's metric for routes that come with an address.
 constexpr uint32_t kOnLinkMetric = 256;
 constexpr char kNoHop[] = "0.0.0.0";
@@ -57,8 +60,10 @@ bool AddRoute(MachineState& state, uint64_t luid, const std::string& gateway, co
 }  // namespace
 
 uint32_t AttachTunnel(MachineState& state, const std::string& name, uint32_t process, uint16_t proxyPort) {
+  const bool makesItsOwn = state.adapterHabits.tun2socksMakesItsOwn;
   std::string guid;
-  uint32_t error = OpenWintunAdapter(state, name, guid);
+  uint32_t error = makesItsOwn ? kAdapterNotFound : OpenWintunAdapter(state, name, guid);
+  if (makesItsOwn) RenameOlder(state, name);
   if (error == kAdapterNotFound) error = CreateWintunAdapter(state, {name, name, {}}, process, guid);
   return error != 0 ? error : Carry(state, guid, process, proxyPort);
 }
@@ -71,7 +76,9 @@ uint32_t RaiseEngineTunnel(MachineState& state, const EngineTunnel& tunnel) {
   if (const uint32_t error = CreateWintunAdapter(state, request, tunnel.process, guid); error != 0) return error;
   if (const uint32_t error = Carry(state, guid, tunnel.process, tunnel.proxyPort); error != 0) return error;
   Adapter& adapter = AdapterOf(state, guid);
-  GiveAddress(state, adapter, ParseIpv4(gateway->address).value_or(0) + 1, gateway->length);
+  const uint32_t address = ParseIpv4(gateway->address).value_or(0) + 1;
+  if (IsUsedElsewhere(state, adapter, Ipv4Text(address))) return kAddressTaken;
+  GiveAddress(state, adapter, address, gateway->length);
   const auto add = [&](const std::string& route) { return AddRoute(state, adapter.luid, gateway->address, route); };
   return std::ranges::all_of(tunnel.routes, add) ? 0 : kAdapterBadParameter;
 }

@@ -10,8 +10,9 @@
 
 namespace moorlak::lab {
 
-// Takes the adapter of this name, which the process makes itself when there is none, runs a session on it and moves its
-// traffic to the SOCKS port. An adapter that a living process runs a session on is refused (1247).
+// Takes the adapter of this name, which the process makes itself when there is none or when the machine's habit is
+// that, runs a session on it and moves its traffic to the SOCKS port. An adapter that a living process runs a session
+// on is refused (1247).
 uint32_t AttachTunnel(MachineState& state, const std::string& name, uint32_t process, uint16_t proxyPort);
 
 // The adapter of an engine's TUN inbound.
@@ -27,7 +28,7 @@ struct EngineTunnel {
 };
 
 // Makes the adapter, which goes with the engine, its address and its routes with the metric 0. 87 for a gateway or a
-// route that is none.
+// route that is none, 5010 where another adapter has the address.
 uint32_t RaiseEngineTunnel(MachineState& state, const EngineTunnel& tunnel);
 
 }  // namespace moorlak::lab

@@ -23,6 +23,7 @@ Adapter Tunnel() {
   adapter.ipv6.bound = false;
   adapter.ipv6.dhcp = false;
   adapter.enabled = true;
+  adapter.listedFromMs = 6000;
   return adapter;
 }
 
@@ -63,17 +64,18 @@ MachineState FullMachine() {
   machine.dormantIpv4Routes.push_back({"198.51.100.0", 24, "10.0.85.1", Luid(53, 9), 1, true});
   machine.dormantIpv6Routes.push_back({"2001:db8:7::", 64, "::", Luid(53, 9), 256, true});
   machine.firewallRules = {{"Sharing", {"dir=in", "localport=1080,8080"}}};
-  machine.devices.push_back({"SWD\\WINTUN\\" + std::string(kTunnelGuid), "Moorlak", "Moorlak Tunnel", kTunnelGuid, true,
-                             true, false, kServiceProcess});
+  machine.devices.push_back({"SWD\\WINTUN\\" + std::string(kTunnelGuid), "Moorlak Tunnel", "Moorlak Tunnel",
+                             kTunnelGuid, true, true, false, kServiceProcess, "", "", 0});
   machine.networks.push_back({"{N}", "Moorlak 2", kTunnelGuid, false, 3});
   machine.tunnels = {{kServiceProcess, kTunnelGuid, 10807}};
   machine.wfp = Filters();
   machine.faults = {{"netsh", "metric", 2, "fail", 5, 1, true}};
-  machine.record = {40, 12, 13, true, true, 2, {"netsh what"}, {{39, kServiceProcess, "route"}}};
+  machine.record = {40, 12, 13, true, true, 2, {"netsh what"}, {{39, kServiceProcess, "route"}}, 7000};
   machine.nextIfIndex = 40;
   machine.serviceImage = "other.exe";
   machine.routeExitsZero = true;
   machine.routeKeepsStored = true;
+  machine.adapterHabits = {800, true, 0, 300};
   machine.httpPort = 8081;
   return machine;
 }

@@ -36,6 +36,7 @@ TEST(MachineJson, HasEveryFieldOfEveryStruct) {
   ExpectEveryFieldInJson<Route>("Route");
   ExpectEveryFieldInJson<FirewallRule>("FirewallRule");
   ExpectEveryFieldInJson<Device>("Device");
+  ExpectEveryFieldInJson<AdapterHabits>("AdapterHabits");
   ExpectEveryFieldInJson<Network>("Network");
   ExpectEveryFieldInJson<TunnelProgram>("TunnelProgram");
   ExpectEveryFieldInJson<WfpCondition>("WfpCondition");

@@ -59,6 +59,20 @@ TEST(Lifetime, ADeadCreatorLeavesADeviceThatIsNotPresentAndNoAdapter) {
   EXPECT_EQ(machine.devices.size(), FullMachine().devices.size());
 }
 
+TEST(Lifetime, ADeadCreatorsAdapterLingersDown) {
+  MachineState machine = FullMachine();
+  machine.adapterHabits.lingerMs = 1500;
+  DropDeadProcesses(machine, IsServiceDead);
+  ASSERT_EQ(machine.adapters.size(), FullMachine().adapters.size());
+  EXPECT_FALSE(machine.adapters.back().up);
+  EXPECT_TRUE(machine.devices.back().present);
+  machine.record.clockMs += 1500;
+  DropDeadProcesses(machine, AllAlive);
+  EXPECT_EQ(machine.adapters, DhcpMachine().adapters);
+  EXPECT_FALSE(machine.devices.back().present);
+  EXPECT_EQ(machine.devices.back().connectionName, "Moorlak");
+}
+
 TEST(Lifetime, ADeadSessionLeavesItsAdapterDown) {
   MachineState machine = FullMachine();
   machine.devices.back().ownerProcess = 0;

@@ -45,7 +45,7 @@ class EnginePrograms : public testing::Test {
     adapter.sessionProcess = 0;
     adapter.up = false;
     machine.devices.push_back({"SWD\\Wintun\\" + adapter.guid, kTunnelName, "Moorlak Tunnel", adapter.guid, true, false,
-                               false, static_cast<uint32_t>(GetCurrentProcessId())});
+                               false, static_cast<uint32_t>(GetCurrentProcessId()), "", "", 0});
     CreateMachine(machine);
   }
 };

@@ -48,6 +48,13 @@ TEST(EngineTunnelAdapter, GoesWithItsEngine) {
   EXPECT_FALSE(machine.devices.back().present);
 }
 
+TEST(EngineTunnelAdapter, IsRefusedWhereAnotherAdapterHasItsAddress) {
+  MachineState machine = WithTunnel(DhcpMachine(), "Other");
+  Named(machine, "Other").ipv4.addresses = {{"10.0.85.2", 24}};
+  Named(machine, "Other").up = false;
+  EXPECT_EQ(RaiseEngineTunnel(machine, Wanted()), 5010u);
+}
+
 TEST(EngineTunnelAdapter, GetsANumberWhereItsNameIsTaken) {
   MachineState machine = WithTunnel(DhcpMachine());
   ASSERT_EQ(RaiseEngineTunnel(machine, Wanted()), 0u);

@@ -73,6 +73,15 @@ TEST(NetshSetAddress, RefusesAnAddressOfAnotherAdapter) {
           "The object already exists.");
 }
 
+TEST(NetshSetAddress, RefusesAnAddressOfADisconnectedAdapter) {
+  MachineState machine = TunnelMachine();
+  Named(machine, "Ethernet").up = false;
+  Refused(machine, "netsh interface ip set address Moorlak static 192.0.2.10 255.255.255.0",
+          "The object already exists.");
+  Named(machine, "Ethernet").enabled = false;
+  Done(machine, "netsh interface ip set address Moorlak static 192.0.2.10 255.255.255.0");
+}
+
 TEST(NetshEnable, LeavesAnEnabledAdapterAsItIs) {
   MachineState machine = TunnelMachine();
   const std::string before = Show(machine);

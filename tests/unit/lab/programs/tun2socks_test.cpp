@@ -68,6 +68,16 @@ TEST(Tun2Socks, MakesAnAdapterThatIsNotThere) {
   EXPECT_EQ(machine.devices.back().ownerProcess, kProgram);
 }
 
+TEST(Tun2Socks, MakesItsOwnBesideTheServicesWhereThatIsTheMachinesHabit) {
+  MachineState machine = WithServicesAdapter();
+  machine.adapterHabits.tun2socksMakesItsOwn = true;
+  machine.record.calls = 7;
+  EXPECT_EQ(RunTun2Socks(machine, ServiceWords(10807), kProgram).exitCode, 0u);
+  EXPECT_TRUE(Named(machine, kTunnelName).up);
+  EXPECT_FALSE(Named(machine, "Moorlak 1").up);
+  EXPECT_EQ(machine.devices.back().ownerProcess, kProgram);
+}
+
 TEST(Tun2Socks, LeavesAnAdapterAloneThatAnotherUses) {
   MachineState machine = WithServicesAdapter();
   EXPECT_EQ(RunTun2Socks(machine, ServiceWords(10807), kProgram).exitCode, 0u);

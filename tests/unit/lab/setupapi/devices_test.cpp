@@ -37,7 +37,7 @@ TEST(LabDevices, FindsADeviceWhateverTheLetterCase) {
 TEST(LabDevices, ReadsTheTwoPropertiesThatDevicesHave) {
   std::string text;
   EXPECT_EQ(ReadDeviceProperty(Machine(), kTunnelId, kFriendlyNameProperty, text), 0U);
-  EXPECT_EQ(text, "Moorlak");
+  EXPECT_EQ(text, "Moorlak Tunnel");
   EXPECT_EQ(ReadDeviceProperty(Machine(), kTunnelId, kDescriptionProperty, text), 0U);
   EXPECT_EQ(text, "Moorlak Tunnel");
 }
@@ -50,6 +50,22 @@ TEST(LabDevices, TellsAMissingPropertyFromAMissingDeviceAndFromNoProperty) {
   EXPECT_EQ(ReadDeviceProperty(machine, kTunnelId, 1, text), 13U);
   EXPECT_EQ(ReadDeviceProperty(machine, kTunnelId, 0x25, text), 0xE0000209U);
   EXPECT_EQ(ReadDeviceProperty(machine, "SWD\\NONE", kFriendlyNameProperty, text), 0xE000020BU);
+}
+
+TEST(LabDevices, TellsAConnectionsNameAlsoWhenTheAdapterHasGone) {
+  MachineState machine = Machine();
+  DeviceConnection connection;
+  EXPECT_EQ(FindConnection(machine, kTunnelId, connection), 0U);
+  EXPECT_EQ(connection.guid, kTunnelGuid);
+  EXPECT_EQ(connection.name, "Moorlak");
+  machine.adapters.back().name = "Moorlak 1";
+  RemoveAdapter(machine, kTunnelGuid);
+  connection = {};
+  EXPECT_EQ(FindConnection(machine, kTunnelId, connection), 0U);
+  EXPECT_EQ(connection.name, "Moorlak 1");
+  machine.devices.back().adapterGuid.clear();
+  EXPECT_EQ(FindConnection(machine, kTunnelId, connection), 0xE0000204U);
+  EXPECT_EQ(FindConnection(machine, "SWD\\NONE", connection), 0xE000020BU);
 }
 
 TEST(LabDevices, ARemovalTakesTheAdapterAndItsRoutesAlong) {

@@ -22,6 +22,7 @@ Adapter& AddTunnel(MachineState& state) {
   adapter.type = kVirtual;
   adapter.needsSession = true;
   adapter.sessionProcess = kProgram;
+  adapter.ipv4.addresses = {{"10.0.85.2", 24}};
   adapter.ipv4.ifIndex = adapter.ipv6.ifIndex = state.nextIfIndex++;
   state.ipv4Routes.push_back({"0.0.0.0", 0, "10.0.85.1", adapter.luid, 1, false});
   return state.adapters.emplace_back(adapter);
@@ -66,6 +67,12 @@ TEST(Egress, ATunnelWhosePacketsNobodyTakesLeadsNowhere) {
   // A program of another adapter, and one that has no proxy.
   state.tunnels = {{kProgram, "{0}", kPort}, {kProgram, state.adapters.back().guid, 0}};
   EXPECT_EQ(FindEgress(state, "203.0.113.7").exit, Exit::Nowhere);
+}
+
+TEST(Egress, AnAdapterWithoutAnAddressIsNoWay) {
+  MachineState state = MachineWithMovedTunnel();
+  state.adapters.back().ipv4.addresses.clear();
+  EXPECT_EQ(FindEgress(state, "203.0.113.7").exit, Exit::None);
 }
 
 TEST(Egress, APhysicalAdapterThatAProgramMovesIsATunnelToo) {

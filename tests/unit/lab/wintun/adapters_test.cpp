@@ -28,6 +28,7 @@ TEST(LabWintun, CreatesADeviceAndAnAdapterThatIsDown) {
   EXPECT_EQ(device.instanceId, "SWD\\Wintun\\" + kGuid);
   EXPECT_EQ(device.ownerProcess, kProcess);
   EXPECT_TRUE(device.present);
+  EXPECT_EQ(device.friendlyName, "Moorlak Tunnel");
   const Adapter& adapter = machine.adapters.back();
   EXPECT_EQ(adapter.name, "Moorlak");
   EXPECT_EQ(adapter.guid, kGuid);
@@ -68,6 +69,49 @@ TEST(LabWintun, NumbersANameThatAnotherConnectionHas) {
   EXPECT_EQ(CreateWintunAdapter(machine, {"moorlak", "Moorlak", ""}, kProcess, guid), 0U);
   EXPECT_EQ(machine.adapters.back().name, "moorlak 3");
   EXPECT_NE(machine.adapters[3].luid, machine.adapters[4].luid);
+}
+
+TEST(LabWintun, OrNumbersTheOlderConnectionInItsStead) {
+  MachineState machine = WithAdapter();
+  std::string guid;
+  machine.record.calls = 7;
+  RenameOlder(machine, "Moorlak");
+  EXPECT_EQ(machine.adapters.back().name, "Moorlak 1");
+  EXPECT_EQ(CreateWintunAdapter(machine, {"Moorlak", "Moorlak", ""}, kProcess, guid), 0U);
+  EXPECT_EQ(machine.adapters.back().name, "Moorlak");
+  RenameOlder(machine, "Moorlak");
+  EXPECT_EQ(machine.adapters.back().name, "Moorlak 2");
+}
+
+TEST(LabWintun, AClosedAdapterLingersDownAndCanNeitherBeOpenedNorMadeAnew) {
+  MachineState machine = WithAdapter();
+  StartWintunSession(machine, kGuid, kRing, kProcess);
+  machine.adapterHabits.lingerMs = 1500;
+  machine.record.clockMs = 1000;
+  CloseWintunAdapter(machine, kGuid, kProcess);
+  ASSERT_EQ(machine.adapters.size(), WithAdapter().adapters.size());
+  EXPECT_FALSE(machine.adapters.back().up);
+  EXPECT_TRUE(machine.devices.back().present);
+  std::string guid;
+  EXPECT_EQ(OpenWintunAdapter(machine, "Moorlak", guid), 2U);
+  EXPECT_EQ(CreateWintunAdapter(machine, kRequest, kProcess, guid), 183U);
+  EXPECT_EQ(StartWintunSession(machine, kGuid, kRing, kProcess), 2U);
+  machine.record.clockMs = 2499;
+  DropLeft(machine);
+  EXPECT_EQ(machine.adapters.size(), WithAdapter().adapters.size());
+  machine.record.clockMs = 2500;
+  DropLeft(machine);
+  EXPECT_EQ(machine.adapters, DhcpMachine().adapters);
+  EXPECT_EQ(machine.devices, DhcpMachine().devices);
+}
+
+TEST(LabWintun, ANewAdapterIsListedAfterTheMachinesTime) {
+  MachineState machine = DhcpMachine();
+  machine.adapterHabits.unlistedMs = 300;
+  machine.record.clockMs = 1000;
+  std::string guid;
+  EXPECT_EQ(CreateWintunAdapter(machine, kRequest, kProcess, guid), 0U);
+  EXPECT_EQ(machine.adapters.back().listedFromMs, 1300U);
 }
 
 TEST(LabWintun, TheGuidOfAPresentAdapterIsInTheWayAndThatOfALeftoverIsNot) {
