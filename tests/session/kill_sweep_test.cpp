@@ -3,8 +3,9 @@
 //
 // MOORLAK_KILL_SWEEP names what else is wanted, as words: "native" (the path on which the engine drives the adapter),
 // "before" (the death comes in place of the change), "reboot" (the machine starts anew before the service does),
-// "double" (the recovery is ended, too, at each of its changes), "stored" (`route DELETE` leaves stored copies),
-// "every=K" (only each K-th n), "point=N" (only that n). scripts/kill_sweep.sh does all of this.
+// "double" (the recovery is ended, too, at each of its changes), "stored" (`route DELETE` leaves stored copies), "taken"
+// (tun2socks takes the service's adapter, and adapters come and go at once; otherwise the engines make their own, which
+// linger behind them), "every=K" (only each K-th n), "point=N" (only that n). scripts/kill_sweep.sh does all of this.
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -42,6 +43,7 @@ struct Wanted {
   bool reboot = false;
   bool twice = false;
   bool stored = false;
+  bool taken = false;
   uint64_t every = 1;
   uint64_t only = 0;
 };
@@ -60,6 +62,7 @@ Wanted ReadWanted() {
     wanted.reboot |= word == "reboot";
     wanted.twice |= word == "double";
     wanted.stored |= word == "stored";
+    wanted.taken |= word == "taken";
     wanted.every = NumberAfter(word, "every=", wanted.every);
     wanted.only = NumberAfter(word, "point=", wanted.only);
   }
@@ -124,6 +127,7 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
     fresh.httpPort = server.webPort;
     fresh.record.killBefore = wanted.before;
     fresh.routeKeepsStored = wanted.stored;
+    if (!wanted.taken) fresh.adapterHabits = lab::SlowAdapters();
     // The session's own route to this address takes the place of the user's.
     fresh.ipv4Routes.push_back({kPanelHost, 32, kUsersGateway, fresh.adapters[1].luid, 7, false});
     Begin(fresh);
@@ -217,9 +221,11 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
 
   static bool HasEnded(HANDLE process, DWORD limitMs) { return WaitForSingleObject(process, limitMs) == WAIT_OBJECT_0; }
 
-  // What lies between a death and the next start.
+  // What lies between a death and the next start, which comes when what the service held is gone: its adapter's GUID is
+  // free again then.
   void Boot() const {
     KillServiceAtNoChange();
+    EXPECT_TRUE(wanted.reboot || WaitForNoLingeringAdapter());
     if (!wanted.reboot) return;
     if (IsServiceAlive()) machine::KillTunnelService();
     for (const wchar_t* image : {kServiceImage, kXrayImage, kTun2SocksImage, L"netsh.exe", L"route.exe", L"cmd.exe"})

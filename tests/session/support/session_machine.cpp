@@ -7,6 +7,7 @@
 
 #include "base/paths.h"
 #include "base/utf.h"
+#include "machine/support/wait.h"
 #include "net/adapter/adapter_name.h"
 
 namespace moorlak::session {
@@ -14,6 +15,8 @@ namespace {
 
 constexpr uint32_t kBreakPatienceMs = 60'000;
 constexpr char kNoHop[] = "0.0.0.0";
+// The name under which the service's own adapter is compared: another one's creation may have renamed it.
+constexpr char kOwnName[] = "Moorlak";
 constexpr wchar_t kPolicyKey[] = L"SOFTWARE\\Policies\\Microsoft\\Windows NT\\DNSClient";
 constexpr wchar_t kSmart[] = L"DisableSmartNameResolution";
 constexpr wchar_t kParallelKey[] = L"SYSTEM\\CurrentControlSet\\Services\\Dnscache\\Parameters";
@@ -32,6 +35,10 @@ void MaskOwn(lab::Adapter& adapter) {
   MaskOwn(adapter.ipv6);
   adapter.storedIpv4 = adapter.ipv4;
   adapter.storedIpv6 = adapter.ipv6;
+}
+
+bool IsPersistent(const lab::Adapter& adapter) {
+  return adapter.guid.find(NarrowUtf16(std::wstring(kTunnelAdapterGuidText))) != std::string::npos;
 }
 
 // The routes that come with the own adapter's stored address, when the address is in force no more.
@@ -72,6 +79,7 @@ std::string DumpRestored() {
     if (!IsOurAdapterName(WidenUtf8(adapter.name))) continue;
     MaskOwn(adapter);
     MaskOwnRoutes(state.dormantIpv4Routes, adapter.luid);
+    if (IsPersistent(adapter)) adapter.name = kOwnName;
   }
   std::erase_if(state.networks, IsOwnNetwork);
   return lab::Show(state);
@@ -108,6 +116,13 @@ void ClearFaults() {
 
 void BreakAt(const std::string& call, const std::string& argument) {
   PlanFault("break", call, argument);
+}
+
+bool WaitForNoLingeringAdapter() {
+  return machine::WaitUntil([] {
+    return std::ranges::all_of(lab::ReadMachine().devices,
+                               [](const lab::Device& device) { return device.leaving.empty(); });
+  });
 }
 
 bool WaitForBreak() {

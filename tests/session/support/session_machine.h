@@ -10,8 +10,8 @@
 namespace moorlak::session {
 
 // The machine as text, without what the own adapter keeps, because the next session sets it anyway: its stored address
-// with the routes on its link, its metric, its name servers and its network's profile. Whether an adapter is the own
-// one is told by its name.
+// with the routes on its link, its metric, its name servers, the number behind its name and its network's profile.
+// Whether an adapter is the own one is told by its name, whether it is the service's by its GUID.
 std::string DumpRestored();
 
 // The whole machine as text.
@@ -26,6 +26,8 @@ void RemoveTraces();
 void PlanFault(const std::string& kind, const std::string& call, const std::string& argument = {}, uint32_t nth = 1,
                uint32_t code = 1);
 void ClearFaults();
+// Waits until no adapter that was closed or left lingers any more.
+bool WaitForNoLingeringAdapter();
 // Holds the next such call; release with lab::ReleaseBreak.
 void BreakAt(const std::string& call, const std::string& argument = {});
 bool WaitForBreak();

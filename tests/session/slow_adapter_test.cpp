@@ -1,0 +1,179 @@
+// Sessions on a machine where tunnel adapters come and go as in practice: the engine makes one of its own some time
+// after its start, under the name that the service's adapter bears until then, and what is left behind lingers.
+#include <algorithm>
+
+#include "machine/support/service_control.h"
+#include "session/support/processes.h"
+#include "session/support/tunnel_session.h"
+
+namespace moorlak::session {
+namespace {
+
+constexpr char kTunnelAddress[] = "10.0.85.2";
+constexpr char kOwnGuid[] = "{6D6F6F72-6C61-4E01-9A11-4D6F6F726C61}";
+constexpr char kTun2SocksGone[] = "Tun2Socks process exited unexpectedly";
+
+lab::MachineState SlowMachine() {
+  lab::MachineState machine = lab::DhcpMachine();
+  machine.adapterHabits = lab::SlowAdapters();
+  return machine;
+}
+
+bool HasTunnelAddress(const lab::Adapter& adapter) {
+  return std::ranges::find(adapter.ipv4.addresses, kTunnelAddress, &lab::Address::address) !=
+         adapter.ipv4.addresses.end();
+}
+
+// The adapter that an engine moves; the machine must have one.
+const lab::Adapter& MovedAdapter(const lab::MachineState& machine) {
+  return *std::ranges::find(machine.adapters, machine.tunnels.at(0).adapterGuid, &lab::Adapter::guid);
+}
+
+// The conditions of the guard and of the split tunnel on the adapter name this one.
+void ExpectFiltersOn(const lab::MachineState& machine, const lab::Adapter& adapter) {
+  size_t conditions = 0;
+  for (const lab::WfpFilter& filter : machine.wfp.filters) {
+    for (const lab::WfpCondition& condition : filter.conditions) {
+      if (condition.field != "IP_LOCAL_INTERFACE") continue;
+      ++conditions;
+      EXPECT_EQ(condition.value, std::to_string(adapter.luid)) << filter.name;
+    }
+  }
+  EXPECT_GT(conditions, 0u);
+}
+
+class SlowAdapterSession : public TunnelSession {
+ protected:
+  SlowAdapterSession() { Begin(SlowMachine()); }
+
+  void Connect(const std::string& config, const char* readyLine = kReadyLine) {
+    ASSERT_EQ(Start(config), "OK");
+    ASSERT_TRUE(WaitForReady(readyLine)) << testing::PrintToString(LogLines());
+  }
+
+  // What a session sets stands on the adapter that is moved, and on no other.
+  static void ExpectTunnelOnMovedAdapter() {
+    const lab::MachineState machine = lab::ReadMachine();
+    const lab::Adapter& moved = MovedAdapter(machine);
+    EXPECT_TRUE(moved.up);
+    EXPECT_EQ(moved.name, "Moorlak");
+    EXPECT_NE(moved.guid, kOwnGuid);
+    for (const lab::Adapter& adapter : machine.adapters) {
+      const bool isMoved = adapter.guid == moved.guid;
+      EXPECT_EQ(HasTunnelAddress(adapter), isMoved) << adapter.name;
+      EXPECT_EQ(adapter.ipv4.staticDns.size() > 1, isMoved) << adapter.name;
+    }
+    for (const lab::Route& route : machine.ipv4Routes)
+      EXPECT_TRUE(route.nextHop != "10.0.85.1" || route.luid == moved.luid) << route.luid;
+    ExpectFiltersOn(machine, moved);
+  }
+
+  void ExpectTraffic() {
+    const auto transfer = FetchAsUser("/bytes/65536");
+    ASSERT_TRUE(transfer);
+    EXPECT_EQ(transfer->bytes, 65536);
+  }
+
+  size_t CountLines(const std::string& line) const {
+    const auto lines = LogLines();
+    return static_cast<size_t>(std::ranges::count(lines, line));
+  }
+};
+
+TEST_F(SlowAdapterSession, IsSetUpOnTheAdapterThatTheEngineMakes) {
+  ASSERT_NO_FATAL_FAILURE(Connect(Config()));
+  ExpectTunnelOnMovedAdapter();
+  EXPECT_NE(DumpWhole().find("adapter \"Moorlak 1\" virtual, down"), std::string::npos) << DumpWhole();
+  ExpectTraffic();
+  EXPECT_EQ(CountLines("ERROR: Moorlak adapter missing 10.0.85.2 after set address"), 0u);
+  EXPECT_EQ(Stop(), "OK");
+  ExpectRestored();
+}
+
+TEST_F(SlowAdapterSession, OnTheEnginesOwnTunnelIsSetUpOnItsAdapter) {
+  ASSERT_NO_FATAL_FAILURE(Connect(NativeConfig(), kNativeReadyLine));
+  ExpectTunnelOnMovedAdapter();
+  ExpectTraffic();
+  EXPECT_EQ(Stop(), "OK");
+  ExpectRestored();
+}
+
+TEST_F(SlowAdapterSession, OfAnEngineThatTakesThreeSecondsComesUp) {
+  lab::MachineState machine = SlowMachine();
+  machine.adapterHabits.engineDelayMs = 3000;
+  Begin(machine);
+  ASSERT_NO_FATAL_FAILURE(Connect(Config()));
+  ExpectTunnelOnMovedAdapter();
+  EXPECT_EQ(Stop(), "OK");
+  ExpectRestored();
+}
+
+// As a session of an earlier version has left it: a disconnected adapter keeps its address from every other one.
+TEST_F(SlowAdapterSession, TakesTheAddressOffAnOlderAdapterOfOurs) {
+  lab::EditMachine([](lab::MachineState& machine) {
+    lab::Adapter& own = *std::ranges::find(machine.adapters, kOwnGuid, &lab::Adapter::guid);
+    own.ipv4.dhcp = own.storedIpv4.dhcp = false;
+    own.ipv4.addresses = own.storedIpv4.addresses = {{kTunnelAddress, 24}};
+  });
+  ASSERT_NO_FATAL_FAILURE(Connect(Config()));
+  ExpectTunnelOnMovedAdapter();
+  EXPECT_EQ(CountLines("ERROR: Moorlak adapter missing 10.0.85.2 after set address"), 0u);
+  EXPECT_EQ(Stop(), "OK");
+}
+
+// The first session's adapter still lingers when the second one begins.
+TEST_F(SlowAdapterSession, ThatReplacesAnotherIsSetUpOnItsOwnAdapter) {
+  ASSERT_NO_FATAL_FAILURE(Connect(Config()));
+  const std::string first = lab::ReadMachine().tunnels.at(0).adapterGuid;
+  ASSERT_EQ(Start(Config()), "OK");
+  ASSERT_TRUE(WaitForReady()) << testing::PrintToString(LogLines());
+  ASSERT_NO_FATAL_FAILURE(ExpectTunnelOnMovedAdapter());
+  EXPECT_NE(lab::ReadMachine().tunnels.at(0).adapterGuid, first);
+  EXPECT_EQ(Stop(), "OK");
+  ExpectRestored();
+}
+
+// An adapter that its engine has left is down but there: what the session set goes from it at once.
+TEST_F(SlowAdapterSession, WhoseEngineDiesIsUndoneOnTheAdapterThatItLeaves) {
+  lab::MachineState machine = SlowMachine();
+  machine.adapterHabits.lingerMs = 3'600'000;
+  Begin(machine);
+  ASSERT_NO_FATAL_FAILURE(Connect(Config()));
+  const std::string guid = lab::ReadMachine().tunnels.at(0).adapterGuid;
+  KillProcess(WaitForProcess(kTun2SocksImage));
+  EXPECT_TRUE(WaitForLogLine(kTun2SocksGone));
+  EXPECT_TRUE(WaitForEnd());
+  EXPECT_EQ(CountLines("fast-disconnect: dropped 1 Moorlak default route(s)"), 1u);
+  EXPECT_EQ(CountLines("fast-disconnect: cleared Moorlak address 10.0.85.2"), 1u);
+  const lab::MachineState left = lab::ReadMachine();
+  const auto lingering = std::ranges::find(left.adapters, guid, &lab::Adapter::guid);
+  ASSERT_NE(lingering, left.adapters.end());
+  EXPECT_FALSE(HasTunnelAddress(*lingering));
+  for (const lab::Route& route : left.ipv4Routes) EXPECT_NE(route.nextHop, "10.0.85.1");
+  EXPECT_EQ(Stop(), "OK");
+  ExpectRestored();
+}
+
+// The service comes back while its own adapter and the engine's still linger.
+TEST_F(SlowAdapterSession, OfAServiceThatDiedIsUndoneWhileItsAdaptersLinger) {
+  lab::MachineState machine = SlowMachine();
+  machine.adapterHabits.lingerMs = 3'600'000;
+  Begin(machine);
+  ASSERT_NO_FATAL_FAILURE(Connect(Config()));
+  machine::KillTunnelService();
+  machine::StartTunnelService();
+  for (const lab::Adapter& adapter : lab::ReadMachine().adapters)
+    EXPECT_FALSE(HasTunnelAddress(adapter)) << adapter.name;
+  for (const lab::Route& route : lab::ReadMachine().ipv4Routes) EXPECT_NE(route.nextHop, "10.0.85.1");
+  lab::EditMachine([](lab::MachineState& state) {
+    for (lab::Device& device : state.devices) device.leavesAtMs = 0;
+    state.adapterHabits.lingerMs = 0;
+  });
+  ASSERT_NO_FATAL_FAILURE(Connect(Config()));
+  ExpectTunnelOnMovedAdapter();
+  EXPECT_EQ(Stop(), "OK");
+  ExpectRestored();
+}
+
+}  // namespace
+}  // namespace moorlak::session
