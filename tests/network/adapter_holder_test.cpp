@@ -128,6 +128,27 @@ TEST_F(AdapterHolder, ALibraryWithoutTheExportsIsUnloaded) {
   EXPECT_TRUE(holder.SetUp());
 }
 
+TEST_F(AdapterHolder, ALibraryThatIsNoGoodMakesWayForTheNextOne) {
+  const std::string good = "WintunHolder: loaded " + NarrowUtf16(ExecutableFolder()) + "\\wintun.dll";
+  for (const auto& [place, line] : {std::pair{PlaceBrokenWintun, "WintunHolder: LoadLibrary failed: 193"},
+                                    std::pair{PlaceOtherDllAsWintun, "WintunHolder: missing Wintun exports"}}) {
+    place();
+    PlaceWintunBesideProgram();
+    EXPECT_TRUE(holder.SetUp());
+    EXPECT_EQ(TakeLogLines(), (Lines{line, good, kReady}));
+    holder.Close();
+    holder.wintun.Reset();
+  }
+}
+
+TEST_F(AdapterHolder, AnAdapterThatIsNotListedYetIsKept) {
+  lab::EditMachine([](lab::MachineState& state) { state.adapterHabits.unlistedMs = 1000; });
+  ASSERT_TRUE(holder.SetUp());
+  EXPECT_TRUE(holder.SetUp());
+  EXPECT_EQ(CountCalls("WintunCreateAdapter"), 1U);
+  EXPECT_EQ(CountCalls("WintunCloseAdapter"), 0U);
+}
+
 TEST_F(AdapterHolder, ACreationThatFailsIsLoggedAndTriedAgainLater) {
   FailCall("WintunCreateAdapter", 5);
   EXPECT_FALSE(holder.SetUp());

@@ -55,10 +55,34 @@ TEST_F(OrphanAdapters, APresentAdapterGoesWithItsDevice) {
   EXPECT_FALSE(HasAdapter("Moorlak 7"));
 }
 
-TEST_F(OrphanAdapters, ADeviceIsJudgedByItsOwnNameAndNotByItsConnections) {
-  AddForeignAdapter(kStrayGuid, "Moorlak 2", "Userspace Tunnel");
+TEST_F(OrphanAdapters, AWintunDeviceIsKnownByItsConnectionsNameToo) {
+  AddForeignAdapter(kStrayGuid, "Moorlak 2", "Moorlak Tunnel");
+  EXPECT_EQ(RemoveOrphanAdapters(false), 1U);
+  EXPECT_FALSE(HasDevice(kStrayDevice));
+  EXPECT_FALSE(HasAdapter("Moorlak 2"));
+}
+
+// The registry keeps the name when the adapter has gone.
+TEST_F(OrphanAdapters, AWintunDeviceThatIsNotPresentIsKnownByItsConnectionsLastName) {
+  lab::Device stray = Leftover(kStrayDevice, "Moorlak Tunnel");
+  stray.adapterGuid = kStrayGuid;
+  stray.connectionName = "Moorlak";
+  AddDevice(stray);
+  EXPECT_EQ(RemoveOrphanAdapters(false), 1U);
+  EXPECT_FALSE(HasDevice(kStrayDevice));
+}
+
+TEST_F(OrphanAdapters, AWintunDeviceWhoseConnectionBearsAnotherNameIsKept) {
+  AddForeignAdapter(kStrayGuid, "Office", "Moorlak Tunnel");
   EXPECT_EQ(RemoveOrphanAdapters(true), 0U);
-  EXPECT_TRUE(HasAdapter("Moorlak 2"));
+  EXPECT_TRUE(HasAdapter("Office"));
+}
+
+TEST_F(OrphanAdapters, APhysicalAdapterThatAUserHasNamedLikeOursIsKept) {
+  lab::EditMachine([](lab::MachineState& state) { state.adapters[1].name = "Moorlak 2"; });
+  const std::string before = lab::Show(lab::ReadMachine());
+  EXPECT_EQ(RemoveOrphanAdapters(true), 0U);
+  EXPECT_EQ(lab::Show(lab::ReadMachine()), before);
 }
 
 TEST_F(OrphanAdapters, TheOwnAdapterGoesWhenItIsIncluded) {

@@ -99,6 +99,10 @@ void PlaceOtherDllAsWintun() {
   Place(Folder() + L"netlist.dll");
 }
 
+void PlaceWintunBesideProgram() {
+  EXPECT_TRUE(CopyFileW(LabLibrary().c_str(), (Folder() + L"wintun.dll").c_str(), TRUE)) << GetLastError();
+}
+
 lab::Device Leftover(const std::string& instanceId, const std::string& friendlyName) {
   lab::Device device;
   device.instanceId = instanceId;

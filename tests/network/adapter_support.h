@@ -33,6 +33,8 @@ void PlaceWintun();
 void RemoveWintun();
 void PlaceBrokenWintun();
 void PlaceOtherDllAsWintun();
+// A good one beside the program, where the product looks later.
+void PlaceWintunBesideProgram();
 
 // A Wintun device as a process that has died leaves it: listed, not present, without an adapter.
 lab::Device Leftover(const std::string& instanceId, const std::string& friendlyName);
