@@ -1,5 +1,7 @@
 #include "process/engine_candidates.h"
 
+#include <algorithm>
+
 namespace moorlak {
 
 using std::filesystem::path;
@@ -37,6 +39,19 @@ std::vector<path> WintunCandidates(const SearchBases& bases) {
   candidates.push_back(folder / kName);
   candidates.push_back(folder / "data" / "flutter_assets" / "xray" / kName);
   return candidates;
+}
+
+SearchResults FindAllExisting(const std::vector<path>& candidates, const ExistenceTest& exists) {
+  SearchResults results;
+  try {
+    for (const path& candidate : candidates) {
+      const bool known = std::ranges::find(results.paths, candidate) != results.paths.end();
+      if (!known && exists(candidate)) results.paths.push_back(candidate);
+    }
+  } catch (const std::filesystem::filesystem_error& error) {
+    results.failure = error.what();
+  }
+  return results;
 }
 
 SearchResult FindFirstExisting(const std::vector<path>& candidates, const ExistenceTest& exists) {

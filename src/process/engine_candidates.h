@@ -30,6 +30,16 @@ struct SearchResult {
   std::string failure;
 };
 
+struct SearchResults {
+  // Without repetitions.
+  std::vector<std::filesystem::path> paths;
+  // As above.
+  std::string failure;
+};
+
+// The candidates that exist, in their order. An error of the test ends the search: what was found before it counts.
+SearchResults FindAllExisting(const std::vector<std::filesystem::path>& candidates, const ExistenceTest& exists);
+
 // The first candidate that exists. An error of the test ends the search, because a later candidate must not stand in
 // for an earlier one that cannot be judged.
 SearchResult FindFirstExisting(const std::vector<std::filesystem::path>& candidates, const ExistenceTest& exists);

@@ -16,10 +16,17 @@ SearchBases BasesOfThisProcess() {
   return {std::filesystem::current_path(), std::filesystem::path(ExecutablePath()).parent_path()};
 }
 
+bool Exists(const std::filesystem::path& path) {
+  return std::filesystem::exists(path);
+}
+
+void TellFailure(const std::string& failure) {
+  if (!failure.empty()) WriteStandardErrorLine("VpnService: " + failure);
+}
+
 std::wstring Search(const std::vector<std::filesystem::path>& candidates) {
-  const SearchResult result =
-      FindFirstExisting(candidates, [](const std::filesystem::path& path) { return std::filesystem::exists(path); });
-  if (!result.failure.empty()) WriteStandardErrorLine("VpnService: " + result.failure);
+  const SearchResult result = FindFirstExisting(candidates, Exists);
+  TellFailure(result.failure);
   return result.path.wstring();
 }
 
@@ -48,9 +55,13 @@ std::string FindTun2Socks() noexcept {
   return FindExecutable("tun2socks.exe", "VpnService: using tun2socks at ");
 }
 
-std::wstring FindWintun() noexcept {
+std::vector<std::wstring> FindWintun() noexcept {
   try {
-    return Search(WintunCandidates(BasesOfThisProcess()));
+    const SearchResults results = FindAllExisting(WintunCandidates(BasesOfThisProcess()), Exists);
+    TellFailure(results.failure);
+    std::vector<std::wstring> paths;
+    for (const std::filesystem::path& path : results.paths) paths.push_back(path.wstring());
+    return paths;
   } catch (const std::exception& error) {
     ReportFailure(error);
     return {};

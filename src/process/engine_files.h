@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace moorlak {
 
@@ -10,7 +11,8 @@ namespace moorlak {
 std::string FindXray() noexcept;
 std::string FindTun2Socks() noexcept;
 
-// The same for wintun.dll, as wide text and without a message.
-std::wstring FindWintun() noexcept;
+// Full paths of all copies of wintun.dll, in the order in which they are to be tried, without a message for those
+// found.
+std::vector<std::wstring> FindWintun() noexcept;
 
 }  // namespace moorlak

@@ -56,6 +56,7 @@ bool IsOrphanDevice(const DeviceIdentity& device, bool includeOwn) {
   const bool isWintun = ContainsText(device.instanceId, L"SWD\\Wintun\\");
   if (IsOurAdapterName(device.friendlyName)) return device.friendlyName != kTunnelAdapterName || isWintun;
   if (!isWintun) return false;
+  if (IsOurAdapterName(device.connectionName)) return true;
   return ContainsText(device.friendlyName, L"tun2socks") || ContainsText(device.description, L"tun2socks");
 }
 

@@ -24,11 +24,14 @@ struct DeviceIdentity {
   std::wstring friendlyName;
   std::wstring description;
   std::wstring instanceId;
+  // Of the device's network connection, which users can change. Wintun gives its devices the tunnel type's name
+  // instead.
+  std::wstring connectionName;
 };
 
 // Whether the device is a leftover that is to be removed: an adapter of ours (of any number; the plain name only when
-// it is a Wintun device), or a Wintun device of tun2socks. The adapter with our GUID counts only when the own one is
-// included. Another vendor's adapter never does.
+// it is a Wintun device), or a Wintun device of tun2socks. A Wintun device is ours by its connection's name, too. The
+// adapter with our GUID counts only when the own one is included. Another vendor's adapter never does.
 bool IsOrphanDevice(const DeviceIdentity& device, bool includeOwn);
 
 // True for the names that Windows gives a network of ours by itself; they become kNetworkProfileName.

@@ -17,7 +17,11 @@ namespace {
 
 // GUID_DEVCLASS_NET of "System-Defined Device Setup Classes Available to Vendors".
 constexpr GUID kNetworkClass = {0x4d36e972, 0xe325, 0x11ce, {0xbf, 0xc1, 0x08, 0x00, 0x2b, 0xe1, 0x03, 0x18}};
-// A property's or an instance id's room, in characters.
+// Where the system keeps the names of connections, those of devices that are not present, too: below, the connection's
+// id and "Connection".
+constexpr wchar_t kConnectionsKey[] =
+    L"SYSTEM\\CurrentControlSet\\Control\\Network\\{4D36E972-E325-11CE-BFC1-08002BE10318}\\";
+// A property's, a value's or an instance id's room, in characters.
 constexpr size_t kTextRoom = 256;
 
 struct DeviceListTraits {
@@ -50,12 +54,30 @@ std::wstring ReadInstanceId(const DeviceList& list, SP_DEVINFO_DATA& device) {
   return text.data();
 }
 
+// Empty where the value is missing or no text.
+std::wstring ReadText(HKEY key, const wchar_t* subkey, const wchar_t* value) {
+  std::array<wchar_t, kTextRoom + 1> text{};
+  DWORD size = kTextRoom * sizeof(wchar_t);
+  if (RegGetValueW(key, subkey, value, RRF_RT_REG_SZ, nullptr, text.data(), &size) != ERROR_SUCCESS) return {};
+  return text.data();
+}
+
+std::wstring ReadConnectionName(const DeviceList& list, SP_DEVINFO_DATA& device) {
+  const HKEY opened = SetupDiOpenDevRegKey(list.Get(), &device, DICS_FLAG_GLOBAL, 0, DIREG_DRV, KEY_QUERY_VALUE);
+  const RegistryKey driver(opened == INVALID_HANDLE_VALUE ? nullptr : opened);
+  if (!driver) return {};
+  const std::wstring id = ReadText(driver.Get(), nullptr, L"NetCfgInstanceId");
+  if (id.empty()) return {};
+  return ReadText(HKEY_LOCAL_MACHINE, (kConnectionsKey + id + L"\\Connection").c_str(), L"Name");
+}
+
 std::vector<std::wstring> FindOrphans(const DeviceList& list, bool includeOwn) {
   std::vector<std::wstring> orphans;
   SP_DEVINFO_DATA device = EmptyDevice();
   for (DWORD index = 0; SetupDiEnumDeviceInfo(list.Get(), index, &device); ++index) {
     const DeviceIdentity identity{ReadProperty(list, device, SPDRP_FRIENDLYNAME),
-                                  ReadProperty(list, device, SPDRP_DEVICEDESC), ReadInstanceId(list, device)};
+                                  ReadProperty(list, device, SPDRP_DEVICEDESC), ReadInstanceId(list, device),
+                                  ReadConnectionName(list, device)};
     if (!identity.instanceId.empty() && IsOrphanDevice(identity, includeOwn)) orphans.push_back(identity.instanceId);
   }
   return orphans;

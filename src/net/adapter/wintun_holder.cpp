@@ -24,6 +24,8 @@ constexpr wchar_t kTunnelType[] = L"Moorlak";
 // What the system needs after a removal before the name is free again.
 constexpr DWORD kPurgeSettleMs = 200;
 constexpr DWORD kReleaseSettleMs = 300;
+constexpr DWORD kListingPatienceMs = 3000;
+constexpr DWORD kLookPeriodMs = 200;
 
 template <typename Function>
 Function FindExport(HMODULE library, const char* name) {
@@ -45,14 +47,10 @@ bool FindExportsLocked(WintunHolder& holder) {
   return holder.createAdapter != nullptr && holder.openAdapter != nullptr && holder.closeAdapter != nullptr;
 }
 
-bool LoadLibraryLocked(WintunHolder& holder) {
-  if (holder.wintun) return true;
-  const std::wstring path = FindWintun();
-  if (path.empty()) {
-    WriteLogLine("WintunHolder: wintun.dll not found");
-    return false;
-  }
-  holder.wintun.Reset(LoadLibraryW(path.c_str()));
+bool LoadLibraryFromLocked(WintunHolder& holder, const std::wstring& path) {
+  // Its own folder and the system's, whatever else a search would take in.
+  holder.wintun.Reset(
+      LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32));
   if (!holder.wintun) {
     WriteLogLine("WintunHolder: LoadLibrary failed: " + std::to_string(GetLastError()));
     return false;
@@ -66,18 +64,35 @@ bool LoadLibraryLocked(WintunHolder& holder) {
   return true;
 }
 
+// A copy that is damaged or none of the driver's must not cost the good one behind it.
+bool LoadLibraryLocked(WintunHolder& holder) {
+  if (holder.wintun) return true;
+  const std::vector<std::wstring> paths = FindWintun();
+  if (paths.empty()) WriteLogLine("WintunHolder: wintun.dll not found");
+  return std::ranges::any_of(paths, [&](const std::wstring& path) { return LoadLibraryFromLocked(holder, path); });
+}
+
 void CloseLocked(WintunHolder& holder) {
   if (holder.adapter == nullptr) return;
   holder.closeAdapter(holder.adapter);
   holder.adapter = nullptr;
 }
 
-// A handle tells nothing about an adapter that somebody has removed from under it. Nor does a look-up that fails: it
-// must not cost the adapter.
-bool IsAdapterGone() {
+// A look-up that fails tells nothing: it must not cost the adapter.
+bool MayBeListed() {
   const auto adapters = ReadAdapters(AF_UNSPEC, kAddressesOnlyFlags);
   const auto isOurs = [](const AdapterInfo& adapter) { return IsOurAdapterName(adapter.name); };
-  return adapters && std::ranges::none_of(*adapters, isOurs);
+  return !adapters || std::ranges::any_of(*adapters, isOurs);
+}
+
+// A handle tells nothing about an adapter that somebody has removed from under it. One that was made just now is listed
+// a moment later.
+bool IsAdapterGone() {
+  for (DWORD waitedMs = 0; waitedMs < kListingPatienceMs; waitedMs += kLookPeriodMs) {
+    if (MayBeListed()) return false;
+    Sleep(kLookPeriodMs);
+  }
+  return !MayBeListed();
 }
 
 bool OpenLocked(WintunHolder& holder) {

@@ -111,6 +111,22 @@ TEST(EngineSearch, EndsEmptyAtAnErrorThoughALaterCandidateExists) {
   EXPECT_NE(result.failure.find("status"), std::string::npos);
 }
 
+TEST(EngineSearch, FindsAllThatExistInTheirOrderAndEachOnce) {
+  const Paths candidates = {kCurrent / "c", kCurrent / "a", kCurrent / "b", kCurrent / "c"};
+  const auto results = FindAllExisting(candidates, Existing({kCurrent / "b", kCurrent / "c"}));
+  EXPECT_EQ(results.paths, (Paths{kCurrent / "c", kCurrent / "b"}));
+  EXPECT_EQ(results.failure, "");
+}
+
+TEST(EngineSearch, KeepsWhatItFoundBeforeAnError) {
+  const auto results = FindAllExisting({kCurrent / "a", kCurrent / "b", kCurrent / "c"}, [](const path& candidate) {
+    if (candidate.filename() != "b") return true;
+    throw std::filesystem::filesystem_error("status", candidate, std::make_error_code(std::errc::permission_denied));
+  });
+  EXPECT_EQ(results.paths, Paths{kCurrent / "a"});
+  EXPECT_NE(results.failure.find("status"), std::string::npos);
+}
+
 #ifndef _WIN32
 TEST(EngineSearch, TellsTheOperationOfAnErrorThatTheFilesystemRaises) {
   const path tooLong = kRoot / std::string(300, 'a');

@@ -87,11 +87,11 @@ TEST(EngineFiles, PrefersWintunInTheXrayFolderAndTellsNothing) {
   const TestFolder empty;
   const CurrentFolder current(empty.path);
   const StandardErrorCapture standardError;
-  EXPECT_EQ(FindWintun(), L"");
+  EXPECT_EQ(FindWintun(), std::vector<std::wstring>{});
   const FileBesideProgram beside("wintun.dll");
-  EXPECT_EQ(FindWintun(), beside.file.wstring());
+  EXPECT_EQ(FindWintun(), std::vector{beside.file.wstring()});
   const FileBesideProgram below(path("xray") / "wintun.dll");
-  EXPECT_EQ(FindWintun(), below.file.wstring());
+  EXPECT_EQ(FindWintun(), (std::vector{below.file.wstring(), beside.file.wstring()}));
   EXPECT_EQ(standardError.Text(), "");
 }
 

@@ -11,7 +11,7 @@ constexpr wchar_t kPciId[] = L"PCI\\VEN_8086&DEV_15F3";
 constexpr wchar_t kWintunText[] = L"Wintun Userspace Tunnel";
 
 DeviceIdentity Named(const wchar_t* friendlyName, const wchar_t* instanceId) {
-  return {friendlyName, kWintunText, instanceId};
+  return {friendlyName, kWintunText, instanceId, L""};
 }
 
 TEST(AdapterName, ThePlainAndTheNumberedNamesAreOurs) {
@@ -93,21 +93,50 @@ TEST(OrphanDevice, AWintunDeviceWithThePlainNameAndAnotherGuidIsRemoved) {
 }
 
 TEST(OrphanDevice, AWintunDeviceOfTun2SocksIsRemovedByItsNameOrItsDescription) {
-  EXPECT_TRUE(IsOrphanDevice({L"my Tun2Socks tunnel", kWintunText, kOtherWintunId}, false));
-  EXPECT_TRUE(IsOrphanDevice({L"", L"TUN2SOCKS", kOtherWintunId}, false));
+  EXPECT_TRUE(IsOrphanDevice({L"my Tun2Socks tunnel", kWintunText, kOtherWintunId, L""}, false));
+  EXPECT_TRUE(IsOrphanDevice({L"", L"TUN2SOCKS", kOtherWintunId, L""}, false));
 }
 
 TEST(OrphanDevice, ATun2SocksNameOnAnotherKindOfDeviceIsKept) {
-  EXPECT_FALSE(IsOrphanDevice({L"tun2socks", L"tun2socks", kPciId}, true));
+  EXPECT_FALSE(IsOrphanDevice({L"tun2socks", L"tun2socks", kPciId, L""}, true));
 }
 
 TEST(OrphanDevice, AnybodyElsesWintunDeviceIsKept) {
-  EXPECT_FALSE(IsOrphanDevice({L"WireGuard", kWintunText, kOtherWintunId}, true));
-  EXPECT_FALSE(IsOrphanDevice({L"", L"", L""}, true));
+  EXPECT_FALSE(IsOrphanDevice({L"WireGuard", kWintunText, kOtherWintunId, L""}, true));
+  EXPECT_FALSE(IsOrphanDevice({L"", L"", L"", L""}, true));
 }
 
 TEST(OrphanDevice, TheWintunMarkIsFoundInAnyLetterCase) {
   EXPECT_TRUE(IsOrphanDevice({L"Moorlak", kWintunText, L"swd\\WINTUN\\{1}"}, false));
+}
+
+// The driver's library names a device after the tunnel's type; the name that it was asked for is the connection's.
+DeviceIdentity Connected(const wchar_t* connectionName, const wchar_t* instanceId) {
+  return {L"Moorlak Tunnel", L"Moorlak Tunnel", instanceId, connectionName};
+}
+
+TEST(OrphanDevice, AWintunDeviceIsOursByTheNameOfItsConnection) {
+  EXPECT_TRUE(IsOrphanDevice(Connected(L"Moorlak", kOtherWintunId), false));
+  EXPECT_TRUE(IsOrphanDevice(Connected(L"Moorlak 1", kOtherWintunId), false));
+  EXPECT_FALSE(IsOrphanDevice(Connected(L"Moorlak Tunnel", kOtherWintunId), false));
+  EXPECT_FALSE(IsOrphanDevice(Connected(L"", kOtherWintunId), false));
+}
+
+TEST(OrphanDevice, OneOfTheTwoNamesIsEnough) {
+  EXPECT_TRUE(IsOrphanDevice({L"Moorlak 2", L"", kOtherWintunId, L"Office"}, false));
+  EXPECT_TRUE(IsOrphanDevice({L"Office", L"", kOtherWintunId, L"Moorlak 2"}, false));
+}
+
+TEST(OrphanDevice, TheConnectionsNameSparesWhatTheOtherRulesSpare) {
+  EXPECT_FALSE(IsOrphanDevice(Connected(L"Moorlak 1", kOwnId), false));
+  EXPECT_TRUE(IsOrphanDevice(Connected(L"Moorlak 1", kOwnId), true));
+  EXPECT_FALSE(IsOrphanDevice(Connected(L"Moorlak 1", L"SWD\\Wintun\\ExpressVPN_{1}"), true));
+}
+
+// A user may have named it so.
+TEST(OrphanDevice, APhysicalAdapterIsKeptWhateverItsConnectionsName) {
+  EXPECT_FALSE(IsOrphanDevice({L"Gigabit", L"Gigabit", kPciId, L"Moorlak"}, true));
+  EXPECT_FALSE(IsOrphanDevice({L"Gigabit", L"Gigabit", kPciId, L"Moorlak 2"}, true));
 }
 
 TEST(ProfileName, NamesThatWindowsMadeFromTheAdapterNameQualify) {
