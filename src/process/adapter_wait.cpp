@@ -1,5 +1,6 @@
 #include "process/adapter_wait.h"
 
+#include <algorithm>
 #include <chrono>
 #include <thread>
 
@@ -12,6 +13,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds kLookInterval(200);
+constexpr std::chrono::milliseconds kUpPatience(5000);
 
 // The name of the engine whose exit ends the wait, null while there is none.
 const char* ExitedEngine(const SessionWatch& session) {
@@ -19,8 +21,15 @@ const char* ExitedEngine(const SessionWatch& session) {
   return session.tun2socks() == EngineState::Exited ? "Tun2Socks" : nullptr;
 }
 
-bool Wait(const SessionWatch& session, const std::function<std::wstring()>& findAdapterName,
-          Clock::time_point deadline) {
+// True unless the session is to end.
+bool WaitUntilUp(const SessionWatch& session, const AdapterFinder& finder, Clock::time_point deadline) {
+  while (Clock::now() < deadline && session.running && ExitedEngine(session) == nullptr && !finder.isUp()) {
+    std::this_thread::sleep_for(kLookInterval);
+  }
+  return session.running;
+}
+
+bool Wait(const SessionWatch& session, const AdapterFinder& finder, Clock::time_point deadline) {
   while (Clock::now() < deadline) {
     if (!session.running) return false;
     if (const char* engine = ExitedEngine(session); engine != nullptr) {
@@ -30,18 +39,16 @@ bool Wait(const SessionWatch& session, const std::function<std::wstring()>& find
       }
       return false;
     }
-    if (!findAdapterName().empty()) return true;
+    if (!finder.name().empty()) return WaitUntilUp(session, finder, std::min(deadline, Clock::now() + kUpPatience));
     std::this_thread::sleep_for(kLookInterval);
   }
-  return !findAdapterName().empty() && session.tun2socks() == EngineState::Running;
+  return !finder.name().empty() && session.tun2socks() == EngineState::Running;
 }
 
 }  // namespace
 
-bool WaitForTunnelAdapter(const SessionWatch& session, const std::function<std::wstring()>& findAdapterName,
-                          uint32_t timeoutMs) noexcept {
-  return Guarded(false,
-                 [&] { return Wait(session, findAdapterName, Clock::now() + std::chrono::milliseconds(timeoutMs)); });
+bool WaitForTunnelAdapter(const SessionWatch& session, const AdapterFinder& finder, uint32_t timeoutMs) noexcept {
+  return Guarded(false, [&] { return Wait(session, finder, Clock::now() + std::chrono::milliseconds(timeoutMs)); });
 }
 
 }  // namespace moorlak

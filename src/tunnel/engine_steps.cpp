@@ -12,6 +12,7 @@
 #include "net/adapter/adapter_lookup.h"
 #include "net/adapter/wintun_holder.h"
 #include "net/routing/diagnostics.h"
+#include "net/routing/quick_teardown.h"
 #include "net/routing/route_plan.h"
 #include "net/routing/tunnel_route.h"
 #include "process/adapter_wait.h"
@@ -27,7 +28,6 @@ constexpr uint32_t kSocksTimeoutMs = 8000;
 constexpr uint32_t kAdapterTimeoutMs = 20000;
 constexpr uint32_t kXrayAdapterTimeoutMs = 25000;
 constexpr uint32_t kNetshTimeoutMs = 15000;
-constexpr char kDefaultAdapterName[] = "Moorlak";
 
 constexpr XrayLaunchTexts kLaunchTexts = {
     .outputPipeFailed = "VPN Service: Failed to create Xray stdout pipe",
@@ -55,10 +55,14 @@ std::string PortFoundText(const SocksPortFinding& found) {
 
 StepResult EnableAdapter(VpnService& service, int32_t settleMs) {
   EnableTunnelAdapter();
-  if (!WaitWhileRunning(service.running, settleMs)) return QuietStop();
-  service.adapterName = NarrowUtf16(FindTunnelAdapterName());
-  if (service.adapterName.empty()) service.adapterName = kDefaultAdapterName;
-  return GoOn();
+  return GoOnIf(WaitWhileRunning(service.running, settleMs));
+}
+
+// The command that gives the tunnel's address to the adapter of this moment, with nothing left in its way.
+std::string PrepareAddressCommand() {
+  const std::string name = TunnelAdapterName();
+  FreeTunnelAddressFor(name);
+  return TunnelAddressCommand(name);
 }
 
 }  // namespace
@@ -133,7 +137,7 @@ StepResult StartTun2Socks(VpnService& service) {
 
 StepResult AwaitAdapter(VpnService& service) {
   WriteStandardErrorLine("VPN Service: Waiting for Moorlak adapter...");
-  if (WaitForTunnelAdapter(WatchOf(service), FindTunnelAdapterName, kAdapterTimeoutMs)) {
+  if (WaitForTunnelAdapter(WatchOf(service), {FindTunnelAdapterName, IsTunnelAdapterUp}, kAdapterTimeoutMs)) {
     return EnableAdapter(service, 400);
   }
   if (!service.running) return QuietStop();
@@ -144,7 +148,7 @@ StepResult AwaitAdapter(VpnService& service) {
 StepResult AwaitXrayAdapter(VpnService& service) {
   WriteLogLine("split-tunnel: using Xray native TUN (per-process bypass, no tun2socks)");
   WriteStandardErrorLine("VPN Service: Waiting for Moorlak adapter (Xray TUN)...");
-  if (WaitForTunnelAdapter(WatchOf(service), FindTunnelAdapterName, kXrayAdapterTimeoutMs)) {
+  if (WaitForTunnelAdapter(WatchOf(service), {FindTunnelAdapterName, IsTunnelAdapterUp}, kXrayAdapterTimeoutMs)) {
     return EnableAdapter(service, 600);
   }
   return Abort("ERROR: Moorlak adapter did not appear within 25s (Xray TUN)");
@@ -152,7 +156,7 @@ StepResult AwaitXrayAdapter(VpnService& service) {
 
 StepResult SetAdapterAddress(VpnService& service) {
   WriteStandardErrorLine("VPN Service: Configuring TUN interface...");
-  const std::string command = TunnelAddressCommand(service.adapterName);
+  const std::string command = PrepareAddressCommand();
   WriteStandardErrorLine("VPN Service: Executing: " + command);
   RunHiddenCommand(command, kNetshTimeoutMs, true);
   if (!WaitWhileRunning(service.running, 300)) return QuietStop();
@@ -160,7 +164,7 @@ StepResult SetAdapterAddress(VpnService& service) {
   // A stop takes the address.
   if (!service.running) return QuietStop();
   WriteLogLine("ERROR: Moorlak adapter missing 10.0.85.2 after set address");
-  RunHiddenCommand(command, kNetshTimeoutMs, true);
+  RunHiddenCommand(PrepareAddressCommand(), kNetshTimeoutMs, true);
   if (!WaitWhileRunning(service.running, 400)) return QuietStop();
   if (TunnelAdapterHasAddress()) return GoOn();
   if (!service.running) return QuietStop();

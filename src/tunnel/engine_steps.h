@@ -30,11 +30,12 @@ StepResult AwaitSocks(VpnService& service);
 // Needs: Xray listens. Changes: tun2socks runs. Undone by: StopEngines.
 StepResult StartTun2Socks(VpnService& service);
 
-// Need: what brings the adapter up. Change: adapterName; the adapter is enabled. Undone by: its driver's end.
+// Need: what brings the adapter up. Change: the adapter is enabled. Undone by: its driver's end.
 StepResult AwaitAdapter(VpnService& service);
 StepResult AwaitXrayAdapter(VpnService& service);
 
-// Needs: the adapter. Changes: its IPv4 address, tried twice. Undone by: FastClearTunnelAddress.
+// Needs: the adapter. Changes: its IPv4 address, tried twice; other adapters of ours lose it. Undone by:
+// FastClearTunnelAddress.
 StepResult SetAdapterAddress(VpnService& service);
 
 }  // namespace moorlak

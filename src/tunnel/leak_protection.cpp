@@ -64,7 +64,7 @@ bool GuardLocked(const LeakProtection& wanted, uint64_t tunnelLuid) {
 
 // False when the session was stopped meanwhile.
 bool SetDnsLocked(const LeakProtection& wanted, const std::atomic<bool>& running, uint64_t& tunnelLuid) {
-  const NeutralisedAdapters adapters = NeutraliseAdapters(wanted.tunnelName, running, backups);
+  const NeutralisedAdapters adapters = NeutraliseAdapters(running, backups);
   hasBackups = !backups.empty();
   if (adapters.stopped) return false;
   tunnelLuid = adapters.tunnelLuid;

@@ -7,6 +7,7 @@
 #include "base/log.h"
 #include "base/standard_error.h"
 #include "config/dns_servers.h"
+#include "net/adapter/adapter_lookup.h"
 #include "net/adapter/network_profiles.h"
 #include "net/routing/diagnostics.h"
 #include "process/cancellable_wait.h"
@@ -95,7 +96,7 @@ StepResult DescribeNetwork(VpnService& service) {
 
 StepResult ProtectDns(VpnService& service) {
   LeakProtection wanted;
-  wanted.tunnelName = service.adapterName;
+  wanted.tunnelName = TunnelAdapterName();
   wanted.dnsServers = GetTunnelDnsServers(service.xrayDnsServers);
   wanted.xrayPath = service.xrayPath;
   wanted.blockedApps = service.meta.blockedApps;

@@ -10,6 +10,7 @@
 #include "config/dns_servers.h"
 #include "config/server_address.h"
 #include "config/server_resolution.h"
+#include "net/adapter/adapter_lookup.h"
 #include "net/routing/bypass_routes.h"
 #include "net/routing/route_journal.h"
 #include "net/routing/tunnel_route.h"
@@ -100,9 +101,9 @@ void RouteDnsServers(const VpnService& service) {
 
 // False when the session is to end. A stop takes the default route at once: none must be added behind it.
 bool AddDefaultRoute(const VpnService& service, int32_t settleMs) {
-  LowerTunnelMetric(service.adapterName);
+  LowerTunnelMetric(TunnelAdapterName());
   if (!service.running) return false;
-  AddTunnelDefaultRoute(service.adapterName);
+  AddTunnelDefaultRoute(TunnelAdapterName());
   return WaitWhileRunning(service.running, settleMs);
 }
 

@@ -69,7 +69,6 @@ void BeginSession(VpnService& service, const std::string& text) {
   service.apiAddress = "127.0.0.1:" + std::to_string(kVpnApiPort);
   service.serverAddresses.clear();
   service.routes = {};
-  service.adapterName.clear();
   service.socksPort = 0;
 }
 

@@ -49,8 +49,6 @@ struct VpnService {
   BypassRoutes routes;
   // The `route DELETE` of the tunnel's default route has passed its time; within the same stop it would again.
   std::atomic<bool> routeCommandHung{false};
-  // The tunnel adapter's, UTF-8.
-  std::string adapterName;
   // 0 until it is found.
   std::atomic<uint16_t> socksPort{0};
   ProbeSlot probe;

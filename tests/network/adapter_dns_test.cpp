@@ -20,7 +20,7 @@ class AdapterDns : public OnSimulatedMachine {
  protected:
   void SetUp() override { DeleteDnsBackup(); }
 
-  NeutralisedAdapters Neutralise() { return NeutraliseAdapters("Moorlak", running, backups); }
+  NeutralisedAdapters Neutralise() { return NeutraliseAdapters(running, backups); }
   void Restore() {
     backups = RestoreAdapterDns(backups);
     PersistDnsBackup(backups);
@@ -142,6 +142,16 @@ TEST_F(AdapterDns, OfTwoAdaptersOfOursBothAreLeftAloneAndTheNamedOneCounts) {
   Start(machine);
   EXPECT_EQ(Neutralise().tunnelLuid, machine.adapters.back().luid);
   for (const AdapterDnsBackup& backup : backups) EXPECT_EQ(backup.name.find("Moorlak"), std::string::npos);
+  Restore();
+  EXPECT_EQ(Now(), Before());
+}
+
+TEST_F(AdapterDns, OfTwoAdaptersOfOursTheOneThatIsUpGivesTheLuid) {
+  lab::MachineState machine = lab::DhcpMachine();
+  AddTunnelAdapter(machine).sessionProcess = 0;
+  AddTunnelAdapter(machine, "Moorlak 1");
+  Start(machine);
+  EXPECT_EQ(Neutralise().tunnelLuid, machine.adapters.back().luid);
   Restore();
   EXPECT_EQ(Now(), Before());
 }

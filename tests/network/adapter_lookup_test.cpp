@@ -120,6 +120,32 @@ TEST_F(AdapterLookup, ATunnelAdapterWithoutASessionIsFoundAndDown) {
   EXPECT_FALSE(FindTunnelAdapter().value_or(AdapterInfo{}).up);
 }
 
+// As an engine's own adapter takes the name over: the one that is up counts, whatever the names.
+TEST_F(AdapterLookup, OfSeveralTunnelAdaptersTheOneThatIsUpIsChosen) {
+  lab::MachineState machine = lab::DhcpMachine();
+  AddTunnelAdapter(machine).sessionProcess = 0;
+  const lab::Adapter up = AddTunnelAdapter(machine, "Moorlak 7");
+  Start(machine);
+  EXPECT_EQ(FindTunnelAdapterName(), L"Moorlak 7");
+  EXPECT_EQ(TunnelAdapterName(), "Moorlak 7");
+  EXPECT_EQ(FindAdapterIndex(), up.ipv4.ifIndex);
+  EXPECT_EQ(FindTunnelAdapter().value_or(AdapterInfo{}).luid, up.luid);
+  EXPECT_TRUE(IsTunnelAdapterUp());
+  EXPECT_EQ(FindAdapterIndexes(), (std::vector<uint32_t>{up.ipv4.ifIndex - 1, up.ipv4.ifIndex}));
+}
+
+TEST_F(AdapterLookup, WithoutOneThatIsUpCommandsGoToTheOneThatIsDownAndWithoutAnyToThePlainName) {
+  lab::MachineState machine = lab::DhcpMachine();
+  AddTunnelAdapter(machine, "Moorlak 7").sessionProcess = 0;
+  Start(machine);
+  EXPECT_EQ(TunnelAdapterName(), "Moorlak 7");
+  EXPECT_FALSE(IsTunnelAdapterUp());
+  Start(lab::DhcpMachine());
+  EXPECT_EQ(TunnelAdapterName(), "Moorlak");
+  EXPECT_FALSE(IsTunnelAdapterUp());
+  EXPECT_TRUE(FindAdapterIndexes().empty());
+}
+
 TEST_F(AdapterLookup, WithoutATunnelAdapterThereIsNoNameAndNoIndex) {
   Start(lab::MixedMachine());
   EXPECT_EQ(FindTunnelAdapterName(), L"");

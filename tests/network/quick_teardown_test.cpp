@@ -35,6 +35,39 @@ TEST_F(QuickTeardown, EveryDefaultRouteOfTheTunnelGoesByItsHopOrItsAdapter) {
   EXPECT_EQ(Now(), WithoutDefault());
 }
 
+TEST_F(QuickTeardown, RoutesAndAddressGoFromEveryAdapterOfOursUpOrDown) {
+  lab::MachineState machine = lab::DhcpMachine();
+  lab::Adapter& down = AddTunnelAdapter(machine);
+  down.sessionProcess = 0;
+  machine.ipv4Routes.push_back({"0.0.0.0", 0, "0.0.0.0", down.luid, 0, false});
+  const lab::Adapter up = AddTunnelAdapter(machine, "Moorlak 1");
+  machine.ipv4Routes.push_back({"0.0.0.0", 0, "0.0.0.0", up.luid, 0, false});
+  Start(machine);
+  EXPECT_EQ(FastDropDefaultRoutes(), 2u);
+  EXPECT_TRUE(FastClearTunnelAddress());
+  EXPECT_EQ(LogMessages(),
+            "fast-disconnect: dropped 2 Moorlak default route(s)\n"
+            "fast-disconnect: cleared Moorlak address 10.0.85.2\n");
+  for (const lab::Adapter& adapter : lab::ReadMachine().adapters) {
+    for (const lab::Address& address : adapter.ipv4.addresses) EXPECT_NE(address.address, "10.0.85.2") << adapter.name;
+  }
+}
+
+TEST_F(QuickTeardown, AnAddressIsFreedForOneAdapterOfOursOnEveryOther) {
+  lab::MachineState machine = lab::DhcpMachine();
+  AddTunnelAdapter(machine, "Moorlak 1").sessionProcess = 0;
+  AddTunnelAdapter(machine, "Somebody else's");
+  AddTunnelAdapter(machine);
+  Start(machine);
+  FreeTunnelAddressFor("Moorlak");
+  const lab::MachineState now = lab::ReadMachine();
+  const size_t first = now.adapters.size() - 3;
+  EXPECT_TRUE(now.adapters[first].ipv4.addresses.empty());
+  EXPECT_EQ(now.adapters[first + 1].ipv4.addresses.size(), 1u);
+  EXPECT_EQ(now.adapters[first + 2].ipv4.addresses.size(), 1u);
+  EXPECT_EQ(LogMessages(), "");
+}
+
 TEST_F(QuickTeardown, WithoutATunnelTheRoutesAreDroppedInSilence) {
   Start(lab::DhcpMachine());
   EXPECT_EQ(FastDropDefaultRoutes(), 0u);

@@ -93,6 +93,29 @@ TEST_F(TunnelRoute, TheAddressOnAnotherAdapterDoesNotCount) {
   EXPECT_FALSE(TunnelAdapterHasAddress());
 }
 
+TEST_F(TunnelRoute, TheAddressOnAnAdapterThatIsDownDoesNotCountBesideOneThatIsUp) {
+  lab::MachineState machine = lab::DhcpMachine();
+  AddTunnelAdapter(machine, "Moorlak 1").sessionProcess = 0;
+  Start(machine);
+  EXPECT_TRUE(TunnelAdapterHasAddress());
+  AddTunnelAdapter(machine).ipv4.addresses.clear();
+  Start(machine);
+  EXPECT_FALSE(TunnelAdapterHasAddress());
+}
+
+TEST_F(TunnelRoute, ADefaultRouteOfAnAdapterThatIsDownIsNotTheTunnelsBesideOneThatIsUp) {
+  lab::MachineState machine = lab::DhcpMachine();
+  lab::Adapter& down = AddTunnelAdapter(machine);
+  down.sessionProcess = 0;
+  machine.ipv4Routes.push_back({"0.0.0.0", 0, "0.0.0.0", down.luid, 0, false});
+  Start(machine);
+  EXPECT_TRUE(TunnelDefaultListed());
+  AddTunnelAdapter(machine, "Moorlak 1");
+  Start(machine);
+  EXPECT_FALSE(TunnelDefaultListed());
+  EXPECT_FALSE(TunnelDefaultMetricWins());
+}
+
 TEST_F(TunnelRoute, ATunnelWithoutItsSessionIsNoWayOut) {
   lab::MachineState machine = lab::DhcpMachine();
   lab::Adapter& tunnel = AddTunnelAdapter(machine);

@@ -230,7 +230,7 @@ filtering platform
 devices
   PCI\VEN_8086&DEV_15F3&SUBSYS_00008086&REV_03\2 "Gigabit Network Connection" "Gigabit Network Connection", present
   PCI\VEN_8086&DEV_15F3&SUBSYS_00008086&REV_03\3 "Wireless-AX Network Adapter #2" "Wireless-AX Network Adapter #2", present
-  SWD\Wintun\{6D6F6F72-6C61-4E01-9A11-4D6F6F726C61} "Moorlak" "Moorlak Tunnel", present, held
+  SWD\Wintun\{6D6F6F72-6C61-4E01-9A11-4D6F6F726C61} "Moorlak Tunnel" "Moorlak Tunnel", present, held
 networks
   "Moorlak Network" on "Moorlak"
   "Network 1" on "Ethernet"
@@ -247,7 +247,7 @@ inline constexpr char kNativeDifference[] = R"(
 -   224.0.0.0/4 on-link on "Moorlak" metric 256, stored
 -   255.255.255.255/32 on-link on "Moorlak" metric 256, stored
 -   IPv4: static, metric 1 set
--   SWD\Wintun\{6D6F6F72-6C61-4E01-9A11-4D6F6F726C61} "Moorlak" "Moorlak Tunnel", present, held
+-   SWD\Wintun\{6D6F6F72-6C61-4E01-9A11-4D6F6F726C61} "Moorlak Tunnel" "Moorlak Tunnel", present, held
 +     DNS learned (none)
 +     DNS static 9.9.9.9, 149.112.112.112
 +     addresses (none)
@@ -260,7 +260,7 @@ inline constexpr char kNativeDifference[] = R"(
 +   ::/0 on-link on "Moorlak" metric 0
 +   IPv4 stored: DHCP, metric 5 automatic
 +   IPv4: static, metric 5 automatic
-+   SWD\Wintun\{made by the engine} "Moorlak" "Moorlak Tunnel", present, held
++   SWD\Wintun\{made by the engine} "Moorlak Tunnel" "Moorlak Tunnel", present, held
 )";
 
 // clang-format on

@@ -85,18 +85,35 @@ std::optional<AdapterList> Read(ULONG family, ULONG flags) {
 std::optional<AdapterInfo> FindOurs() {
   std::optional<AdapterList> adapters = Read(AF_UNSPEC, kNameAndIndexOnly);
   if (!adapters) return std::nullopt;
-  std::vector<std::wstring> names;
-  for (const AdapterInfo& adapter : *adapters) names.push_back(adapter.name);
-  const std::wstring chosen = ChooseTunnelAdapterName(names);
-  const auto found = std::ranges::find(*adapters, chosen, &AdapterInfo::name);
-  if (chosen.empty() || found == adapters->end()) return std::nullopt;
-  return std::move(*found);
+  const AdapterInfo* chosen = ChooseTunnelAdapter(*adapters);
+  return chosen != nullptr ? std::optional(*chosen) : std::nullopt;
+}
+
+std::vector<uint32_t> IndexesOfOurs() {
+  std::vector<uint32_t> indexes;
+  for (const AdapterInfo& adapter : Read(AF_UNSPEC, kNameAndIndexOnly).value_or(AdapterList{})) {
+    if (adapter.ifIndex != 0 && IsOurAdapterName(adapter.name)) indexes.push_back(adapter.ifIndex);
+  }
+  return indexes;
 }
 
 }  // namespace
 
 std::optional<AdapterList> ReadAdapters(uint32_t family, uint32_t flags) noexcept {
   return Guarded(std::nullopt, [=] { return Read(family, flags); });
+}
+
+const AdapterInfo* ChooseTunnelAdapter(const AdapterList& adapters) {
+  std::vector<std::wstring> names;
+  std::vector<std::wstring> namesUp;
+  for (const AdapterInfo& adapter : adapters) {
+    names.push_back(adapter.name);
+    if (adapter.up) namesUp.push_back(adapter.name);
+  }
+  std::wstring chosen = ChooseTunnelAdapterName(namesUp);
+  if (chosen.empty()) chosen = ChooseTunnelAdapterName(names);
+  if (chosen.empty()) return nullptr;
+  return &*std::ranges::find(adapters, chosen, &AdapterInfo::name);
 }
 
 std::optional<AdapterInfo> FindTunnelAdapter() noexcept {
@@ -111,6 +128,22 @@ std::wstring FindTunnelAdapterName() noexcept {
 uint32_t FindAdapterIndex() noexcept {
   const std::optional<AdapterInfo> adapter = FindTunnelAdapter();
   return adapter ? adapter->ifIndex : 0;
+}
+
+bool IsTunnelAdapterUp() noexcept {
+  const std::optional<AdapterInfo> adapter = FindTunnelAdapter();
+  return adapter && adapter->up;
+}
+
+std::string TunnelAdapterName() noexcept {
+  return Guarded({}, [] {
+    const std::wstring name = FindTunnelAdapterName();
+    return NarrowUtf16(name.empty() ? kTunnelAdapterName : std::wstring_view(name));
+  });
+}
+
+std::vector<uint32_t> FindAdapterIndexes() noexcept {
+  return Guarded({}, IndexesOfOurs);
 }
 
 }  // namespace moorlak

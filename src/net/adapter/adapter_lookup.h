@@ -38,11 +38,26 @@ inline constexpr uint32_t kAddressesOnlyFlags = 28;
 // succeed. A list that grows in between is read again.
 std::optional<std::vector<AdapterInfo>> ReadAdapters(uint32_t family, uint32_t flags) noexcept;
 
-// The adapter that bears ChooseTunnelAdapterName's choice among the names of all adapters, up or not.
+// The tunnel adapter of a list: ChooseTunnelAdapterName's choice among the adapters that are up, or among all of them
+// where none of ours is up. An engine may make one of its own beside the persistent one, which then stays down. Null
+// when none is ours; part of the list.
+const AdapterInfo* ChooseTunnelAdapter(const std::vector<AdapterInfo>& adapters);
+
+// The tunnel adapter of this moment.
 std::optional<AdapterInfo> FindTunnelAdapter() noexcept;
 
 // Its name, empty when there is none; and its IPv4 interface index, 0 when there is none.
 std::wstring FindTunnelAdapterName() noexcept;
 uint32_t FindAdapterIndex() noexcept;
+
+// Some adapter that bears a name of ours is operationally up.
+bool IsTunnelAdapterUp() noexcept;
+
+// Its name in UTF-8 for a command, the plain one when there is none. An engine's adapter takes the name over from an
+// older one: to be asked anew for every command.
+std::string TunnelAdapterName() noexcept;
+
+// The IPv4 interface indexes of all adapters that bear a name of ours, for whoever cleans up behind a session.
+std::vector<uint32_t> FindAdapterIndexes() noexcept;
 
 }  // namespace moorlak

@@ -86,13 +86,10 @@ std::vector<AdapterInfo> ReadAdaptersToNeutralise() {
   return {};
 }
 
-// Whether it is a physical adapter under a name that netsh can be given; notes the tunnel's LUID.
-bool IsToBeNeutralised(const AdapterInfo& adapter, const std::string& tunnelName, uint64_t& tunnelLuid) {
+// Whether it is a physical adapter under a name that netsh can be given.
+bool IsToBeNeutralised(const AdapterInfo& adapter) {
   if (adapter.name.empty() || adapter.type == kLoopbackType || !adapter.up) return false;
-  if (IsOurAdapterName(adapter.name)) {
-    if (adapter.nameUtf8 == tunnelName) tunnelLuid = adapter.luid;
-    return false;
-  }
+  if (IsOurAdapterName(adapter.name)) return false;
   if (adapter.nameUtf8.empty() || IsSafeAdapterName(adapter.nameUtf8)) return !adapter.nameUtf8.empty();
   WriteLogLine("dns-leak: skip unsafe adapter name");
   return false;
@@ -157,12 +154,14 @@ bool FlushThroughLibrary() {
 
 }  // namespace
 
-NeutralisedAdapters NeutraliseAdapters(const std::string& tunnelName, const std::atomic<bool>& running,
-                                       std::vector<AdapterDnsBackup>& backups) {
+NeutralisedAdapters NeutraliseAdapters(const std::atomic<bool>& running, std::vector<AdapterDnsBackup>& backups) {
+  const std::vector<AdapterInfo> adapters = ReadAdaptersToNeutralise();
   NeutralisedAdapters outcome;
-  for (const AdapterInfo& adapter : ReadAdaptersToNeutralise()) {
+  const AdapterInfo* tunnel = ChooseTunnelAdapter(adapters);
+  if (tunnel != nullptr && tunnel->up) outcome.tunnelLuid = tunnel->luid;
+  for (const AdapterInfo& adapter : adapters) {
     if (StoppedBetweenAdapters(running, backups)) return {true, 0};
-    if (!IsToBeNeutralised(adapter, tunnelName, outcome.tunnelLuid)) continue;
+    if (!IsToBeNeutralised(adapter)) continue;
     const AdapterDnsBackup backup = TakeBackup(adapter, backups);
     PersistDnsBackup(backups);
     if (!NeutraliseAdapter(adapter, backup, running)) return {true, 0};

@@ -14,15 +14,14 @@ namespace moorlak {
 struct NeutralisedAdapters {
   // The session was stopped meanwhile; what was changed until then is in the list and on disk.
   bool stopped = false;
-  // Of the adapter that bears the tunnel's name; 0 when none does or it is not up.
+  // Of the tunnel adapter (net/adapter/adapter_lookup.h); 0 when there is none or it is not up.
   uint64_t tunnelLuid = 0;
 };
 
 // Saves, then changes each adapter that is up: its DNS becomes 127.0.0.1, its IPv6 servers go, its metric rises.
 // Adapters of ours are left alone. Every backup is on disk before its adapter is touched. An adapter that still has a
 // backup in the list, because an earlier restore failed, keeps that one.
-NeutralisedAdapters NeutraliseAdapters(const std::string& tunnelName, const std::atomic<bool>& running,
-                                       std::vector<AdapterDnsBackup>& backups);
+NeutralisedAdapters NeutraliseAdapters(const std::atomic<bool>& running, std::vector<AdapterDnsBackup>& backups);
 
 // Sets up to three of the servers (at least one is given) on the tunnel adapter. False when the session was stopped
 // meanwhile.

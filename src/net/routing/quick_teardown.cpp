@@ -8,6 +8,7 @@
 #include <iphlpapi.h>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/guarded.h"
@@ -24,6 +25,12 @@ namespace {
 constexpr uint32_t kRouteTimeoutMs = 15000;
 constexpr uint32_t kTunnelAddressNumber = 0x0A005502;
 
+// A session may have set its route on any adapter of ours, whichever is up by now.
+bool IsDefaultOfAny(const RouteRow& row, const std::vector<uint32_t>& tunnelIndexes) {
+  return IsTunnelDefault(row, 0) ||
+         std::ranges::any_of(tunnelIndexes, [&](uint32_t index) { return IsTunnelDefault(row, index); });
+}
+
 void DropDefaultByCommand(std::atomic<bool>& commandHung) {
   if (commandHung) return;
   const CommandOutcome outcome = TryHiddenCommand(TunnelDefaultDeleteCommand(), kRouteTimeoutMs, false);
@@ -31,12 +38,12 @@ void DropDefaultByCommand(std::atomic<bool>& commandHung) {
 }
 
 uint32_t DropDefaultRoutes(std::atomic<bool>& commandHung) {
-  const uint32_t tunnelIndex = FindAdapterIndex();
+  const std::vector<uint32_t> tunnelIndexes = FindAdapterIndexes();
   RouteTable table = ReadRouteTable();
   if (table.outcome != RouteRead::Done) return 0;
   uint32_t dropped = 0;
   for (MIB_IPFORWARDROW& row : table.rows) {
-    if (IsTunnelDefault(PlainRow(row), tunnelIndex) && DeleteIpForwardEntry(&row) == NO_ERROR) ++dropped;
+    if (IsDefaultOfAny(PlainRow(row), tunnelIndexes) && DeleteIpForwardEntry(&row) == NO_ERROR) ++dropped;
   }
   DropDefaultByCommand(commandHung);
   if (dropped > 0) WriteLogLine("fast-disconnect: dropped " + std::to_string(dropped) + " Moorlak default route(s)");
@@ -53,16 +60,23 @@ bool DeleteTunnelAddress(const AdapterInfo& adapter) {
   return DeleteUnicastIpAddressEntry(&row) == NO_ERROR;
 }
 
-bool ClearTunnelAddress() {
+// From every adapter of ours but the one of that name. True when it was on any.
+bool ClearTunnelAddress(std::string_view keeper) {
   const std::optional<std::vector<AdapterInfo>> adapters = ReadAdapters(AF_INET, kAddressesOnlyFlags);
   if (!adapters) return false;
   bool cleared = false;
   for (const AdapterInfo& adapter : *adapters) {
+    if (!IsOurAdapterName(adapter.name) || adapter.nameUtf8 == keeper) continue;
     const bool isThere = std::ranges::find(adapter.ipv4Addresses, kTunnelAddress) != adapter.ipv4Addresses.end();
-    if (isThere && IsOurAdapterName(adapter.name) && DeleteTunnelAddress(adapter)) cleared = true;
+    if (isThere && DeleteTunnelAddress(adapter)) cleared = true;
   }
-  if (cleared) WriteLogLine("fast-disconnect: cleared Moorlak address 10.0.85.2");
   return cleared;
+}
+
+bool ClearEveryTunnelAddress() {
+  if (!ClearTunnelAddress({})) return false;
+  WriteLogLine("fast-disconnect: cleared Moorlak address 10.0.85.2");
+  return true;
 }
 
 }  // namespace
@@ -77,7 +91,11 @@ uint32_t FastDropDefaultRoutes() noexcept {
 }
 
 bool FastClearTunnelAddress() noexcept {
-  return Guarded(false, ClearTunnelAddress);
+  return Guarded(false, ClearEveryTunnelAddress);
+}
+
+void FreeTunnelAddressFor(const std::string& adapterName) noexcept {
+  Guarded([&] { ClearTunnelAddress(adapterName); });
 }
 
 }  // namespace moorlak

@@ -27,13 +27,18 @@ constexpr uint32_t kCommandTimeoutMs = 15000;
 constexpr uint32_t kProbeDestination = 0x01000001;
 
 bool CarriesTunnelAddress(const AdapterInfo& adapter) {
-  return IsOurAdapterName(adapter.name) &&
-         std::ranges::find(adapter.ipv4Addresses, kTunnelAddress) != adapter.ipv4Addresses.end();
+  return std::ranges::find(adapter.ipv4Addresses, kTunnelAddress) != adapter.ipv4Addresses.end();
 }
 
-bool AnyCarriesTunnelAddress() {
-  const std::optional<std::vector<AdapterInfo>> adapters = ReadAdapters(AF_INET, kAddressesOnlyFlags);
-  return adapters && std::ranges::any_of(*adapters, CarriesTunnelAddress);
+// An adapter that is down does not count beside one that is up: nothing can be sent from its address.
+bool OursCarriesTunnelAddress() {
+  std::optional<std::vector<AdapterInfo>> adapters = ReadAdapters(AF_INET, kAddressesOnlyFlags);
+  if (!adapters) return false;
+  std::erase_if(*adapters, [](const AdapterInfo& adapter) { return !IsOurAdapterName(adapter.name); });
+  const bool anyUp = std::ranges::any_of(*adapters, &AdapterInfo::up);
+  return std::ranges::any_of(*adapters, [anyUp](const AdapterInfo& adapter) {
+    return (adapter.up || !anyUp) && CarriesTunnelAddress(adapter);
+  });
 }
 
 bool BestLeadsIntoTunnel() {
@@ -74,7 +79,7 @@ bool TunnelAdapterListed() noexcept {
 }
 
 bool TunnelAdapterHasAddress() noexcept {
-  return Guarded(false, AnyCarriesTunnelAddress);
+  return Guarded(false, OursCarriesTunnelAddress);
 }
 
 bool TunnelDefaultListed() noexcept {

@@ -14,7 +14,7 @@ void AddTunnelDefaultRoute(const std::string& adapterName) noexcept;
 
 // Each is false when what it needs cannot be read.
 bool TunnelAdapterListed() noexcept;
-// Some adapter that bears a name of ours has the tunnel's address.
+// Some adapter that bears a name of ours has the tunnel's address; only those that are up count, if any is.
 bool TunnelAdapterHasAddress() noexcept;
 bool TunnelDefaultListed() noexcept;
 // A default route of the tunnel has the lowest metric of all; a tie wins.

@@ -1,5 +1,6 @@
 #include "process/adapter_wait.h"
 
+#include <chrono>
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <vector>
@@ -17,21 +18,28 @@ struct Waiting {
   EngineState xray = EngineState::Running;
   EngineState tun2socks = EngineState::Running;
   std::wstring adapter;
+  bool up = true;
   int looks = 0;
+  int looksWhetherUp = 0;
   // Called at every look for the adapter.
   std::function<void()> atLook = [] {};
+  std::function<void()> atLookWhetherUp = [] {};
 
   bool Run(uint32_t timeoutMs) {
     TakeDiagnostics();
     const SessionWatch session{running, [this] { return xray; }, [this] { return tun2socks; }};
-    return WaitForTunnelAdapter(
-        session,
-        [this] {
-          ++looks;
-          atLook();
-          return adapter;
-        },
-        timeoutMs);
+    return WaitForTunnelAdapter(session,
+                                {[this] {
+                                   ++looks;
+                                   atLook();
+                                   return adapter;
+                                 },
+                                 [this] {
+                                   ++looksWhetherUp;
+                                   atLookWhetherUp();
+                                   return up;
+                                 }},
+                                timeoutMs);
   }
 };
 
@@ -88,8 +96,8 @@ TEST(AdapterWait, AnEngineThatAStopHasEndedIsNoNews) {
     running = false;
     return EngineState::Exited;
   };
-  EXPECT_FALSE(WaitForTunnelAdapter(
-      {running, stopped, stopped}, [] { return std::wstring(); }, kGenerousMs));
+  EXPECT_FALSE(WaitForTunnelAdapter({running, stopped, stopped}, {[] { return std::wstring(); }, [] { return false; }},
+                                    kGenerousMs));
   EXPECT_EQ(TakeDiagnostics(), std::vector<std::string>{});
 }
 
@@ -112,6 +120,56 @@ TEST(AdapterWait, GivesUpAtTheTimeOutWithoutAnAdapter) {
   Waiting wait;
   EXPECT_FALSE(wait.Run(1));
   EXPECT_EQ(TakeDiagnostics(), std::vector<std::string>{});
+}
+
+TEST(AdapterWait, GoesOnLookingUntilTheAdapterIsUp) {
+  Waiting wait;
+  wait.adapter = L"Moorlak";
+  wait.up = false;
+  wait.atLookWhetherUp = [&] { wait.up = wait.looksWhetherUp == 3; };
+  EXPECT_TRUE(wait.Run(kGenerousMs));
+  EXPECT_EQ(wait.looksWhetherUp, 3);
+  EXPECT_EQ(wait.looks, 1);
+}
+
+TEST(AdapterWait, GoesOnAfterFiveSecondsThoughNoneIsUp) {
+  Waiting wait;
+  wait.adapter = L"Moorlak";
+  wait.up = false;
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_TRUE(wait.Run(kGenerousMs));
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+  EXPECT_EQ(TakeDiagnostics(), std::vector<std::string>{});
+}
+
+TEST(AdapterWait, WaitsForNoneThatIsUpBehindTheTimeOut) {
+  Waiting wait;
+  wait.adapter = L"Moorlak";
+  wait.up = false;
+  wait.atLookWhetherUp = [&] { EXPECT_LE(wait.looksWhetherUp, 6); };
+  EXPECT_TRUE(wait.Run(1000));
+}
+
+TEST(AdapterWait, ForOneThatIsUpEndsInSilenceWithTheSession) {
+  Waiting wait;
+  wait.adapter = L"Moorlak";
+  wait.up = false;
+  wait.atLookWhetherUp = [&] { wait.running = false; };
+  EXPECT_FALSE(wait.Run(kGenerousMs));
+  EXPECT_EQ(wait.looksWhetherUp, 1);
+  EXPECT_EQ(TakeDiagnostics(), std::vector<std::string>{});
+}
+
+TEST(AdapterWait, ForOneThatIsUpEndsWithAnEngine) {
+  for (EngineState Waiting::*engine : {&Waiting::xray, &Waiting::tun2socks}) {
+    Waiting wait;
+    wait.adapter = L"Moorlak";
+    wait.up = false;
+    wait.atLookWhetherUp = [&] { wait.*engine = EngineState::Exited; };
+    EXPECT_TRUE(wait.Run(kGenerousMs));
+    EXPECT_EQ(wait.looksWhetherUp, 1);
+    EXPECT_EQ(TakeDiagnostics(), std::vector<std::string>{});
+  }
 }
 
 TEST(AdapterWait, AFinderThatThrowsIsAFailure) {
