@@ -283,6 +283,25 @@ TEST_F(AbortedNativeConnect, AnEngineThatDiesBeforeTheTunnelIsProbedAgain) {
   ExpectAbortedAndStop({"ERROR: Xray exited before TUN path probe", kTunFailure});
 }
 
+// Between the two probes, of which the first one found an answer.
+TEST_F(AbortedNativeConnect, AnEngineThatDiesBeforeTheTunnelIsProbedAtAll) {
+  BreakAt("WinHttpSendRequest", "via socks");
+  ExpectStart(NativeConfig());
+  ASSERT_TRUE(WaitForBreak()) << testing::PrintToString(LogLines());
+  KillProcess(WaitForProcess(kXrayImage));
+  const machine::Child proxy = StartSocksProxy(server, client.socksPort);
+  lab::ReleaseBreak();
+  ExpectAbortedAndStop({"ERROR: Xray exited before TUN path probe", kTunFailure});
+  EXPECT_EQ(CountOf("pre-ready SOCKS probe OK (Nms) url=https://www.gstatic.com/generate_204 attempt=1"), 1u);
+  for (const std::string& line : LogLines()) EXPECT_FALSE(line.starts_with("pre-ready TUN path probe")) << line;
+}
+
+TEST_F(AbortedNativeConnect, FiltersThatCannotBeInstalled) {
+  PlanFault("fail", "FwpmTransactionCommit0", "", 0, 5);
+  ExpectStart(NativeConfig());
+  ExpectAbortedAndStop({"ERROR: DNS leak protection failed — aborting connect"});
+}
+
 TEST_F(AbortedNativeConnect, AServerThatCannotBeResolvedIsNoFailure) {
   std::string config = NativeConfig();
   config.replace(config.find(kServerAddress), std::size(kServerAddress) - 1, "nowhere.invalid");

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "machine/support/service_control.h"
+#include "machine/support/wait.h"
 #include "session/support/processes.h"
 #include "session/support/tunnel_session.h"
 
@@ -11,6 +12,7 @@ namespace {
 
 constexpr char kTunnelAddress[] = "10.0.85.2";
 constexpr char kOwnGuid[] = "{6D6F6F72-6C61-4E01-9A11-4D6F6F726C61}";
+constexpr std::chrono::seconds kReadyPatience{60};
 constexpr char kTun2SocksGone[] = "Tun2Socks process exited unexpectedly";
 
 lab::MachineState SlowMachine() {
@@ -126,7 +128,8 @@ TEST_F(SlowAdapterSession, ThatReplacesAnotherIsSetUpOnItsOwnAdapter) {
   ASSERT_NO_FATAL_FAILURE(Connect(Config()));
   const std::string first = lab::ReadMachine().tunnels.at(0).adapterGuid;
   ASSERT_EQ(Start(Config()), "OK");
-  ASSERT_TRUE(WaitForReady()) << testing::PrintToString(LogLines());
+  ASSERT_TRUE(machine::WaitUntil([] { return Status().tunnelUp || !Status().running; }, kReadyPatience));
+  ASSERT_TRUE(Status().tunnelUp) << testing::PrintToString(LogLines());
   ASSERT_NO_FATAL_FAILURE(ExpectTunnelOnMovedAdapter());
   EXPECT_NE(lab::ReadMachine().tunnels.at(0).adapterGuid, first);
   EXPECT_EQ(Stop(), "OK");

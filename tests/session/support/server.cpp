@@ -36,4 +36,14 @@ Server::Server()
   EXPECT_TRUE(machine::WaitForListener(port, kServerAddress)) << machine::Output(engine);
 }
 
+machine::Child StartSocksProxy(const Server& server, uint16_t port) {
+  const std::wstring file = (std::filesystem::temp_directory_path() / L"session_test_proxy.json").wstring();
+  machine::Child proxy = StartEngine(
+      file, R"({"inbounds":[{"listen":"127.0.0.1","port":)" + std::to_string(port) +
+                R"(,"protocol":"socks","settings":{}}],"outbounds":[{"protocol":"freedom","settings":{"redirect":")" +
+                server.web.address + R"("}}]})");
+  EXPECT_TRUE(machine::WaitForListener(port)) << machine::Output(proxy);
+  return proxy;
+}
+
 }  // namespace moorlak::session

@@ -25,4 +25,8 @@ struct Server {
   machine::Child engine;
 };
 
+// A proxy that is no part of the product: a SOCKS inbound of that port, behind which the web server answers whatever is
+// asked for. Listens when this returns.
+machine::Child StartSocksProxy(const Server& server, uint16_t port);
+
 }  // namespace moorlak::session
