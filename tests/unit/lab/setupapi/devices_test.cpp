@@ -4,6 +4,7 @@
 
 #include "lab/full_machine.h"
 #include "machine/fixtures.h"
+#include "machine/lifetime.h"
 
 namespace moorlak::lab {
 namespace {

@@ -107,7 +107,7 @@ TEST(OrphanDevice, AnybodyElsesWintunDeviceIsKept) {
 }
 
 TEST(OrphanDevice, TheWintunMarkIsFoundInAnyLetterCase) {
-  EXPECT_TRUE(IsOrphanDevice({L"Moorlak", kWintunText, L"swd\\WINTUN\\{1}"}, false));
+  EXPECT_TRUE(IsOrphanDevice({L"Moorlak", kWintunText, L"swd\\WINTUN\\{1}", L""}, false));
 }
 
 // The driver's library names a device after the tunnel's type; the name that it was asked for is the connection's.
