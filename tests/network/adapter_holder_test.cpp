@@ -130,8 +130,10 @@ TEST_F(AdapterHolder, ALibraryWithoutTheExportsIsUnloaded) {
 
 TEST_F(AdapterHolder, ALibraryThatIsNoGoodMakesWayForTheNextOne) {
   const std::string good = "WintunHolder: loaded " + NarrowUtf16(ExecutableFolder()) + "\\wintun.dll";
-  for (const auto& [place, line] : {std::pair{PlaceBrokenWintun, "WintunHolder: LoadLibrary failed: 193"},
-                                    std::pair{PlaceOtherDllAsWintun, "WintunHolder: missing Wintun exports"}}) {
+  const std::vector<std::pair<void (*)(), std::string>> bad = {
+      {PlaceBrokenWintun, "WintunHolder: LoadLibrary failed: 193"},
+      {PlaceOtherDllAsWintun, "WintunHolder: missing Wintun exports"}};
+  for (const auto& [place, line] : bad) {
     place();
     PlaceWintunBesideProgram();
     EXPECT_TRUE(holder.SetUp());
