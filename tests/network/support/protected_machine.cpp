@@ -10,6 +10,9 @@
 #include "base/durable_file.h"
 #include "base/handle.h"
 #include "net/dns/smhnr_policy.h"
+#include "process/background_commands.h"
+#include "tunnel/disconnect.h"
+#include "tunnel/vpn_service.h"
 #include "unit/process/child_test_support.h"
 
 namespace moorlak {
@@ -134,6 +137,12 @@ uint32_t RunProtectionChild(const std::string& words) {
   DWORD code = 0;
   GetExitCodeProcess(process.Get(), &code);
   return code;
+}
+
+void DisconnectProtection() {
+  VpnService service;
+  CleanupNetworkConfiguration(service);
+  WaitForBackgroundCommands(kGenerousMs);
 }
 
 uint32_t SweepStep(uint32_t step) {

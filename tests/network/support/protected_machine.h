@@ -51,6 +51,10 @@ inline constexpr uint32_t kKilled = 137;
 uint32_t RunProtectionChild(const std::string& words);
 inline constexpr char kProtectionChild[] = "protection_child.exe";
 
+// Takes the protection down as a session's end does: the filters at once, the adapters' DNS in the background, which is
+// waited for. The own adapter's address and the routes through it go, too.
+void DisconnectProtection();
+
 // Every n-th point of a sweep is taken by default, all of them with MOORLAK_FULL_SWEEP set.
 uint32_t SweepStep(uint32_t step);
 
