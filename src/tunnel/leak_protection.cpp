@@ -18,24 +18,24 @@ namespace {
 // The DNS state lock. Guard, policy and split tunnel take their own ones below it, because a disconnect undoes those
 // while an apply may still run.
 std::mutex dnsLock;
-// Guarded by dnsLock. Never destroyed: a restore in the background may outlive the program's end.
-std::vector<AdapterDnsBackup>& backups = *new std::vector<AdapterDnsBackup>;
-// Written under dnsLock. Read without: a disconnect must not wait for a restore that is still running.
+// Changed under dnsLock; whether there are any is read without: a disconnect must not wait for a restore that is still
+// running. Never destroyed: a restore in the background may outlive the program's end.
+DnsBackups& backups = *new DnsBackups;
+// Written under dnsLock, read without.
 std::atomic<uint64_t> generation{0};
-std::atomic<bool> hasBackups{false};
 
 // What could not be restored stays in memory and on disk for the next removal or recovery.
 void RestoreBackupsLocked() {
-  backups = RestoreAdapterDns(backups);
-  hasBackups = !backups.empty();
-  PersistDnsBackup(backups);
+  backups.records = RestoreAdapterDns(backups.records);
+  backups.any = !backups.records.empty();
+  PersistDnsBackup(backups.records);
 }
 
 void RemoveLocked() {
   RemoveSplitTunnel();
   RemoveDnsGuard();
   RestoreSmhnrPolicy();
-  if (backups.empty() && !LoadDnsBackup(backups)) {
+  if (backups.records.empty() && !LoadDnsBackup(backups.records)) {
     FlushResolverCache();
     return;
   }
@@ -65,15 +65,14 @@ bool GuardLocked(const LeakProtection& wanted, uint64_t tunnelLuid) {
 // False when the session was stopped meanwhile.
 bool SetDnsLocked(const LeakProtection& wanted, const std::atomic<bool>& running, uint64_t& tunnelLuid) {
   const NeutralisedAdapters adapters = NeutraliseAdapters(running, backups);
-  hasBackups = !backups.empty();
   if (adapters.stopped) return false;
   tunnelLuid = adapters.tunnelLuid;
   if (!running) {
-    if (!backups.empty()) PersistDnsBackup(backups);
+    if (backups.any) PersistDnsBackup(backups.records);
     WriteLogLine("dns-leak: aborted before tunnel DNS (stop requested)");
     return false;
   }
-  PersistDnsBackup(backups);
+  PersistDnsBackup(backups.records);
   return SetTunnelDns(wanted.tunnelName, wanted.dnsServers, running);
 }
 
@@ -103,7 +102,7 @@ void RecoverLocked() {
   RecoverOrphanedSmhnr();
   FastDropDefaultRoutes();
   FastClearTunnelAddress();
-  if (!LoadDnsBackup(backups)) return;
+  if (!LoadDnsBackup(backups.records)) return;
   WriteLogLine("dns-leak: recovering orphaned physical DNS from disk backup");
   RestoreBackupsLocked();
 }
@@ -129,13 +128,13 @@ uint64_t DnsGeneration() noexcept {
 }
 
 bool IsDnsNeutralised(uint64_t wantedGeneration) noexcept {
-  return wantedGeneration == generation && hasBackups;
+  return wantedGeneration == generation && backups.any;
 }
 
 void RestoreInMemoryDns(uint64_t wantedGeneration) noexcept {
   Guarded([wantedGeneration] {
     const std::lock_guard guard(dnsLock);
-    if (wantedGeneration == generation && !backups.empty()) RestoreBackupsLocked();
+    if (wantedGeneration == generation && !backups.records.empty()) RestoreBackupsLocked();
   });
 }
 

@@ -22,8 +22,8 @@ class AdapterDns : public OnSimulatedMachine {
 
   NeutralisedAdapters Neutralise() { return NeutraliseAdapters(running, backups); }
   void Restore() {
-    backups = RestoreAdapterDns(backups);
-    PersistDnsBackup(backups);
+    backups.records = RestoreAdapterDns(backups.records);
+    PersistDnsBackup(backups.records);
   }
   static bool HasBackupFile() {
     return GetFileAttributesW(CommonDataFile(kBackupFile).c_str()) != INVALID_FILE_ATTRIBUTES;
@@ -37,7 +37,7 @@ class AdapterDns : public OnSimulatedMachine {
   }
 
   std::atomic<bool> running{true};
-  std::vector<AdapterDnsBackup> backups;
+  DnsBackups backups;
 };
 
 // What every physical adapter that is up must look like during a session.
@@ -59,12 +59,12 @@ TEST_P(AdapterDnsOfFixtures, ComesBackExactlyAsItWas) {
   const NeutralisedAdapters outcome = Neutralise();
   EXPECT_FALSE(outcome.stopped);
   EXPECT_EQ(outcome.tunnelLuid, machine.adapters.back().luid);
-  EXPECT_EQ(HasBackupFile(), !backups.empty());
+  EXPECT_EQ(HasBackupFile(), !backups.records.empty());
   const lab::MachineState during = lab::ReadMachine();
-  for (const AdapterDnsBackup& backup : backups) ExpectNeutralised(AdapterOf(during, backup.name));
+  for (const AdapterDnsBackup& backup : backups.records) ExpectNeutralised(AdapterOf(during, backup.name));
   Restore();
   EXPECT_EQ(Now(), Before());
-  EXPECT_TRUE(backups.empty());
+  EXPECT_TRUE(backups.records.empty());
   EXPECT_FALSE(HasBackupFile());
 }
 
@@ -72,7 +72,7 @@ TEST_P(AdapterDnsOfFixtures, ComesBackFromTheFileAloneAfterAReboot) {
   Start(GetParam().make());
   Neutralise();
   lab::EditMachine([](lab::MachineState& machine) { lab::Reboot(machine); });
-  LoadDnsBackup(backups);
+  LoadDnsBackup(backups.records);
   Restore();
   EXPECT_EQ(Now(), Before());
   EXPECT_FALSE(HasBackupFile());
@@ -106,7 +106,7 @@ TEST_F(AdapterDns, AnAdapterNamedWithAnAmpersandIsSkipped) {
   Start(lab::UnsafeNameMachine());
   Neutralise();
   EXPECT_NE(LogMessages().find("dns-leak: skip unsafe adapter name\n"), std::string::npos);
-  for (const AdapterDnsBackup& backup : backups) EXPECT_EQ(backup.name.find('&'), std::string::npos);
+  for (const AdapterDnsBackup& backup : backups.records) EXPECT_EQ(backup.name.find('&'), std::string::npos);
 }
 
 TEST_F(AdapterDns, AStaticAdapterWithoutServersIsSavedWithNoneAndGivenBackToDhcp) {
@@ -116,8 +116,8 @@ TEST_F(AdapterDns, AStaticAdapterWithoutServersIsSavedWithNoneAndGivenBackToDhcp
     settings->staticDns.clear();
   Start(machine);
   Neutralise();
-  const auto backup = std::ranges::find(backups, "Ethernet", &AdapterDnsBackup::name);
-  ASSERT_NE(backup, backups.end());
+  const auto backup = std::ranges::find(backups.records, "Ethernet", &AdapterDnsBackup::name);
+  ASSERT_NE(backup, backups.records.end());
   EXPECT_FALSE(backup->dhcp);
   EXPECT_TRUE(backup->servers.empty());
   Restore();
@@ -141,7 +141,7 @@ TEST_F(AdapterDns, OfTwoAdaptersOfOursBothAreLeftAloneAndTheNamedOneCounts) {
   AddTunnelAdapter(machine);
   Start(machine);
   EXPECT_EQ(Neutralise().tunnelLuid, machine.adapters.back().luid);
-  for (const AdapterDnsBackup& backup : backups) EXPECT_EQ(backup.name.find("Moorlak"), std::string::npos);
+  for (const AdapterDnsBackup& backup : backups.records) EXPECT_EQ(backup.name.find("Moorlak"), std::string::npos);
   Restore();
   EXPECT_EQ(Now(), Before());
 }
@@ -201,7 +201,7 @@ TEST_F(AdapterDns, AnAdapterThatIsPulledOutKeepsItsBackupUntilItIsBack) {
     machine.adapters.erase(found);
   });
   Restore();
-  ASSERT_EQ(backups.size(), 1u);
+  ASSERT_EQ(backups.records.size(), 1u);
   EXPECT_TRUE(HasBackupFile());
   lab::EditMachine([&](lab::MachineState& machine) { machine.adapters.insert(machine.adapters.begin() + 1, pulled); });
   Restore();
@@ -215,7 +215,7 @@ TEST_F(AdapterDns, ACommandThatFailsOnceIsTriedAgain) {
   PlanFault("fail", "netsh", "set dns", 1, 1);
   Restore();
   EXPECT_EQ(Now(), Before());
-  EXPECT_TRUE(backups.empty());
+  EXPECT_TRUE(backups.records.empty());
 }
 
 TEST_F(AdapterDns, ARecordWhoseCommandsFailStaysForTheNextRestore) {
@@ -223,7 +223,7 @@ TEST_F(AdapterDns, ARecordWhoseCommandsFailStaysForTheNextRestore) {
   Neutralise();
   PlanFault("fail", "netsh", "static", 0, 1);
   Restore();
-  ASSERT_EQ(backups.size(), 1u);
+  ASSERT_EQ(backups.records.size(), 1u);
   EXPECT_TRUE(HasBackupFile());
   lab::EditMachine([](lab::MachineState& machine) { machine.faults.clear(); });
   Restore();
@@ -233,9 +233,9 @@ TEST_F(AdapterDns, ARecordWhoseCommandsFailStaysForTheNextRestore) {
 TEST_F(AdapterDns, APendingRecordIsKeptInsteadOfOneThatSaysOurOwnServer) {
   Start(lab::ThreeStaticServersMachine());
   Neutralise();
-  const std::vector<AdapterDnsBackup> first = backups;
+  const std::vector<AdapterDnsBackup> first = backups.records;
   Neutralise();
-  EXPECT_EQ(backups, first);
+  EXPECT_EQ(backups.records, first);
   Restore();
   EXPECT_EQ(Now(), Before());
 }
@@ -263,8 +263,8 @@ TEST_F(AdapterDns, EveryRestoreFlushesTheResolversCache) {
 TEST_F(AdapterDns, AFileWhoseFirstLineIsV2IsIgnoredAndTold) {
   Start(lab::DhcpMachine());
   WriteFileDurably(CommonDataFile(kBackupFile), "v2\n1\nEthernet\n12\n0\n1\n5000\n0\n1\n127.0.0.1\n");
-  EXPECT_FALSE(LoadDnsBackup(backups));
-  EXPECT_TRUE(backups.empty());
+  EXPECT_FALSE(LoadDnsBackup(backups.records));
+  EXPECT_TRUE(backups.records.empty());
   EXPECT_EQ(LogMessages(), "dns-leak: unknown DNS backup version\n");
   EXPECT_EQ(Now(), Before());
   DeleteDnsBackup();
@@ -274,9 +274,9 @@ TEST_F(AdapterDns, AnAdapterNamedWithAnAmpersandIsDroppedAtLoadAndTold) {
   Start(lab::DhcpMachine());
   WriteFileDurably(CommonDataFile(kBackupFile),
                    "v1\n2\nEther & net\n12\n1\n1\n25\n1\n0\nEthernet\n12\n1\n1\n25\n1\n0\n");
-  EXPECT_TRUE(LoadDnsBackup(backups));
-  ASSERT_EQ(backups.size(), 1u);
-  EXPECT_EQ(backups[0].name, "Ethernet");
+  EXPECT_TRUE(LoadDnsBackup(backups.records));
+  ASSERT_EQ(backups.records.size(), 1u);
+  EXPECT_EQ(backups.records[0].name, "Ethernet");
   EXPECT_EQ(LogMessages(), "dns-leak: rejected unsafe adapter name from DNS backup\n");
   DeleteDnsBackup();
 }

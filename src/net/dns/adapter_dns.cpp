@@ -52,10 +52,12 @@ AdapterDnsBackup ReadBackup(const AdapterInfo& adapter) {
 }
 
 // The backup that an earlier restore could not bring back tells more than the adapter does now.
-const AdapterDnsBackup& TakeBackup(const AdapterInfo& adapter, std::vector<AdapterDnsBackup>& backups) {
-  const auto pending = std::ranges::find(backups, adapter.nameUtf8, &AdapterDnsBackup::name);
-  if (pending != backups.end()) return *pending;
-  return backups.emplace_back(ReadBackup(adapter));
+const AdapterDnsBackup& TakeBackup(const AdapterInfo& adapter, DnsBackups& backups) {
+  const auto pending = std::ranges::find(backups.records, adapter.nameUtf8, &AdapterDnsBackup::name);
+  if (pending != backups.records.end()) return *pending;
+  const AdapterDnsBackup& backup = backups.records.emplace_back(ReadBackup(adapter));
+  backups.any = true;
+  return backup;
 }
 
 void RaiseMetric(const AdapterInfo& adapter) {
@@ -154,16 +156,16 @@ bool FlushThroughLibrary() {
 
 }  // namespace
 
-NeutralisedAdapters NeutraliseAdapters(const std::atomic<bool>& running, std::vector<AdapterDnsBackup>& backups) {
+NeutralisedAdapters NeutraliseAdapters(const std::atomic<bool>& running, DnsBackups& backups) {
   const std::vector<AdapterInfo> adapters = ReadAdaptersToNeutralise();
   NeutralisedAdapters outcome;
   const AdapterInfo* tunnel = ChooseTunnelAdapter(adapters);
   if (tunnel != nullptr && tunnel->up) outcome.tunnelLuid = tunnel->luid;
   for (const AdapterInfo& adapter : adapters) {
-    if (StoppedBetweenAdapters(running, backups)) return {true, 0};
+    if (StoppedBetweenAdapters(running, backups.records)) return {true, 0};
     if (!IsToBeNeutralised(adapter)) continue;
     const AdapterDnsBackup backup = TakeBackup(adapter, backups);
-    PersistDnsBackup(backups);
+    PersistDnsBackup(backups.records);
     if (!NeutraliseAdapter(adapter, backup, running)) return {true, 0};
   }
   return outcome;

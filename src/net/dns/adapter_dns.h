@@ -1,5 +1,5 @@
-// Pointing every physical adapter away from its name servers, and back. The caller holds the lock that guards the list
-// of backups it hands in.
+// Pointing every physical adapter away from its name servers, and back. The caller holds the lock that guards the
+// backups it hands in.
 #pragma once
 
 #include <atomic>
@@ -11,6 +11,13 @@
 
 namespace moorlak {
 
+// The adapters that are changed, or may be.
+struct DnsBackups {
+  std::vector<AdapterDnsBackup> records;
+  // There are records. Set together with the first one, whatever becomes of the caller; any thread may read it.
+  std::atomic<bool> any{false};
+};
+
 struct NeutralisedAdapters {
   // The session was stopped meanwhile; what was changed until then is in the list and on disk.
   bool stopped = false;
@@ -21,7 +28,7 @@ struct NeutralisedAdapters {
 // Saves, then changes each adapter that is up: its DNS becomes 127.0.0.1, its IPv6 servers go, its metric rises.
 // Adapters of ours are left alone. Every backup is on disk before its adapter is touched. An adapter that still has a
 // backup in the list, because an earlier restore failed, keeps that one.
-NeutralisedAdapters NeutraliseAdapters(const std::atomic<bool>& running, std::vector<AdapterDnsBackup>& backups);
+NeutralisedAdapters NeutraliseAdapters(const std::atomic<bool>& running, DnsBackups& backups);
 
 // Sets up to three of the servers (at least one is given) on the tunnel adapter. False when the session was stopped
 // meanwhile.
