@@ -4,29 +4,31 @@
 #include <cstdio>
 
 #include "base/utf.h"
-#include "base/wfp_constants.h"
 #include "fwpuclnt/objects.h"
 
 namespace moorlak::lab {
 namespace {
 
+// Written out once more, not taken from the product: a slip in its list must not pass here. Sources: "Management
+// Filtering Layer Identifiers" and "Filtering Condition Identifiers" of Microsoft Learn.
 struct KnownKey {
-  GUID key;
+  const char* key;
   const char* name;
 };
-constexpr KnownKey kKnown[] = {{kWfpLayerAleAuthConnectV4, "ALE_AUTH_CONNECT_V4"},
-                               {kWfpLayerAleAuthConnectV6, "ALE_AUTH_CONNECT_V6"},
-                               {kWfpConditionAleAppId, "ALE_APP_ID"},
-                               {kWfpConditionIpProtocol, "IP_PROTOCOL"},
-                               {kWfpConditionIpRemotePort, "IP_REMOTE_PORT"},
-                               {kWfpConditionIpRemoteAddress, "IP_REMOTE_ADDRESS"},
-                               {kWfpConditionIpLocalInterface, "IP_LOCAL_INTERFACE"}};
+constexpr KnownKey kKnown[] = {{"{C38D57D1-05A7-4C33-904F-7FBCEEE60E82}", "ALE_AUTH_CONNECT_V4"},
+                               {"{4A72393B-319F-44BC-84C3-BA54DCB3B6B4}", "ALE_AUTH_CONNECT_V6"},
+                               {"{D78E1E87-8644-4EA5-9437-D809ECEFC971}", "ALE_APP_ID"},
+                               {"{3971EF2B-623E-4F9A-8CB1-6E79B806B9A7}", "IP_PROTOCOL"},
+                               {"{C35A604D-D22B-4E1A-91B4-68F674EE674B}", "IP_REMOTE_PORT"},
+                               {"{B235AE9A-1D64-49B8-A44C-5FF3D9095045}", "IP_REMOTE_ADDRESS"},
+                               {"{4CD62A49-59C3-4969-B7F3-BDA5D32890A4}", "IP_LOCAL_INTERFACE"}};
 
 std::string NameOf(const GUID& key) {
+  const std::string text = KeyText(key);
   for (const KnownKey& known : kKnown) {
-    if (IsEqualGUID(known.key, key)) return known.name;
+    if (text == known.key) return known.name;
   }
-  return KeyText(key);
+  return text;
 }
 
 uint32_t ReadBlob(const FWP_BYTE_BLOB* blob, WfpCondition& read) {

@@ -6,7 +6,6 @@
 #include <fwpmu.h>
 #include <mutex>
 
-#include "base/wfp_constants.h"
 #include "fwpuclnt/convert.h"
 #include "fwpuclnt/objects.h"
 #include "fwpuclnt/transactions.h"
@@ -18,6 +17,10 @@ namespace {
 
 // How long a transaction waits for another session's; the default of FWPM_SESSION0.
 constexpr ULONGLONG kTransactionWaitMs = 15000;
+
+// FWPM_SESSION_FLAG_DYNAMIC, written out once more as in convert.cpp. Source: "FWPM_SESSION0 structure" of Microsoft
+// Learn.
+constexpr UINT32 kSessionFlagDynamic = 0x00000001;
 
 std::recursive_mutex transactionsLock;
 Transactions transactions;  // of this process, guarded by transactionsLock
@@ -68,7 +71,7 @@ DWORD WINAPI FwpmEngineOpen0(const wchar_t* serverName, UINT32 authnService, SEC
     if (engineHandle == nullptr) return kNullPointer;
     if (serverName != nullptr || identity != nullptr) return ERROR_NOT_SUPPORTED;
     if (authnService != RPC_C_AUTHN_WINNT && authnService != RPC_C_AUTHN_DEFAULT) return ERROR_NOT_SUPPORTED;
-    if ((flags & ~moorlak::kWfpSessionDynamic) != 0) return kInvalidFlags;
+    if ((flags & ~kSessionFlagDynamic) != 0) return kInvalidFlags;
     *engineHandle = reinterpret_cast<HANDLE>(OpenSession(state.wfp, GetCurrentProcessId(), flags != 0));
     return 0;
   });

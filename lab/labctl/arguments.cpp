@@ -56,6 +56,7 @@ const char kUsage[] =
     "labctl break CALL [--nth N] [--argument TEXT]\n"
     "labctl wait-break [SECONDS]                 until a call waits at a break; exit code 1 when none came\n"
     "labctl release                              lets the waiting calls go on\n"
+    "labctl cold PROGRAM                         its next three calls take two seconds longer\n"
     "labctl clear-faults\n"
     "labctl reboot\n"
     "labctl restart-engine                       the filtering platform's: open handles are dead, all objects gone\n"

@@ -11,6 +11,7 @@
 #include "fwpuclnt/objects.h"
 #include "labctl/arguments.h"
 #include "labctl/changes.h"
+#include "machine/cold_programs.h"
 #include "machine/fixtures.h"
 #include "machine/machine.h"
 #include "machine/restart_system.h"
@@ -100,6 +101,12 @@ int AddFault(const Fault& fault) {
   return 0;
 }
 
+int Cold(const Words& words) {
+  if (words.size() != 1) throw UsageError("cold takes a program");
+  EditMachine([&](MachineState& state) { MakeCold(state, words[0]); });
+  return 0;
+}
+
 int ClearFaults(const Words& words) {
   RequireNoWords(words);
   EditMachine([](MachineState& state) { state.faults.clear(); });
@@ -166,6 +173,7 @@ int Run(const Words& words) {
       {"show", ShowText},
       {"json", ShowJson},
       {"edit", Edit},
+      {"cold", Cold},
       {"fault", [](const Words& rest) { return AddFault(ParseFault(rest)); }},
       {"break", [](const Words& rest) { return AddFault(ParseBreak(rest)); }},
       {"wait-break", WaitBreak},

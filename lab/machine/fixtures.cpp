@@ -161,6 +161,22 @@ MachineState ManualDnsOverDhcpMachine() {
   return state;
 }
 
+MachineState StaticWithoutServersMachine() {
+  MachineState state = OneAdapter("Ethernet");
+  SetThreeServers(state.adapters.back());
+  state.adapters.back().ipv4.staticDns.clear();
+  Store(state.adapters.back());
+  state.netsh = {true, true};
+  return state;
+}
+
+MachineState StaticIpv6ServersMachine() {
+  MachineState state = OneAdapter("Ethernet");
+  state.adapters.back().ipv6.staticDns = {"2001:db8::99", "2001:db8::98"};
+  Store(state.adapters.back());
+  return state;
+}
+
 MachineState CyrillicNameMachine() {
   return OneAdapter("Беспроводная сеть");
 }
@@ -208,6 +224,8 @@ const std::vector<Fixture>& Fixtures() {
   static const std::vector<Fixture> fixtures = {{"dhcp", DhcpMachine},
                                                 {"three-static", ThreeStaticServersMachine},
                                                 {"manual-dns", ManualDnsOverDhcpMachine},
+                                                {"static-without-servers", StaticWithoutServersMachine},
+                                                {"static-ipv6-servers", StaticIpv6ServersMachine},
                                                 {"cyrillic", CyrillicNameMachine},
                                                 {"spaces", NameWithSpacesMachine},
                                                 {"ipv6-only", Ipv6OnlyMachine},

@@ -17,6 +17,10 @@ MachineState DhcpMachine();
 MachineState ThreeStaticServersMachine();
 // "Ethernet" with its address from DHCP and a name server set by hand, which hides the learned one.
 MachineState ManualDnsOverDhcpMachine();
+// "Ethernet" with a static address, no name server of its own, and a netsh that refuses whatever it can.
+MachineState StaticWithoutServersMachine();
+// "Ethernet" with DHCP, and name servers for IPv6 set by hand, which hide the learned one.
+MachineState StaticIpv6ServersMachine();
 MachineState CyrillicNameMachine();
 MachineState NameWithSpacesMachine();
 // An adapter on which IPv4 is not bound: its IPv4 index is 0.

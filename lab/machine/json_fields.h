@@ -33,9 +33,10 @@ NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(Fault, call, argument, nth, kind
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(Waiter, call, process, name)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(Record, calls, changes, killAtChange, killBefore, keepHistory,
                                                 dnsFlushes, unknownCommands, waiting, clockMs)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(NetshSwitches, refusesDnsFromDhcpOnStatic, refusesIdleIpv6DnsFromDhcp)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(MachineState, adapters, ipv4Routes, ipv6Routes, dormantIpv4Routes,
                                                 dormantIpv6Routes, firewallRules, devices, networks, tunnels, wfp,
                                                 faults, record, nextIfIndex, serviceImage, routeExitsZero,
-                                                routeKeepsStored, adapterHabits, httpPort)
+                                                routeKeepsStored, adapterHabits, httpPort, netsh)
 
 }  // namespace moorlak::lab

@@ -234,6 +234,15 @@ struct Record {
   bool operator==(const Record&) const = default;
 };
 
+// Ways in which `netsh` is stricter on some machines than on others: what it then refuses, it refuses with exit code 1.
+struct NetshSwitches {
+  // "ipv4 set dnsservers … dhcp" on an adapter whose address is static.
+  bool refusesDnsFromDhcpOnStatic = false;
+  // "ipv6 set dnsservers … dhcp" on an adapter without servers set by hand: there is nothing to change.
+  bool refusesIdleIpv6DnsFromDhcp = false;
+  bool operator==(const NetshSwitches&) const = default;
+};
+
 struct MachineState {
   std::vector<Adapter> adapters;  // in the system's order
   std::vector<Route> ipv4Routes;
@@ -258,6 +267,7 @@ struct MachineState {
   AdapterHabits adapterHabits;
   // Where the lab's "internet" answers on loopback: port of its web server by scheme, 0 for none.
   uint16_t httpPort = 0;
+  NetshSwitches netsh;
   bool operator==(const MachineState&) const = default;
 };
 

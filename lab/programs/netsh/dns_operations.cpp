@@ -34,11 +34,19 @@ void Insert(Servers& servers, const std::string& server, std::optional<uint32_t>
   servers.insert(servers.begin() + static_cast<std::ptrdiff_t>(place), server);
 }
 
+// "set dnsservers … dhcp" where this machine's netsh does not do it.
+bool IsRefusedDhcp(const MachineState& state, const NetshCommand& command, const Adapter& adapter) {
+  if (command.Value("source") != "dhcp") return false;
+  if (!command.ipv6) return state.netsh.refusesDnsFromDhcpOnStatic && !adapter.ipv4.dhcp;
+  return state.netsh.refusesIdleIpv6DnsFromDhcp && adapter.ipv6.staticDns.empty();
+}
+
 }  // namespace
 
 Outcome SetDns(MachineState& state, const NetshCommand& command) {
   const NetshTarget target = FindNetshTarget(state, command.Value("name"), command.ipv6);
   if (target.adapter == nullptr) return NetshRefused(target.complaint);
+  if (IsRefusedDhcp(state, command, *target.adapter)) return NetshRefused(kBadParameter);
   const std::optional<std::string> server = ServerOf(command);
   ChangeServers(*target.adapter, command.ipv6,
                 [&](Servers& servers) { servers = server ? Servers{*server} : Servers{}; });

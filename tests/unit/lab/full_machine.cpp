@@ -77,6 +77,7 @@ MachineState FullMachine() {
   machine.routeKeepsStored = true;
   machine.adapterHabits = {800, true, 0, 300};
   machine.httpPort = 8081;
+  machine.netsh = {true, true};
   return machine;
 }
 

@@ -48,6 +48,7 @@ TEST(MachineJson, HasEveryFieldOfEveryStruct) {
   ExpectEveryFieldInJson<Fault>("Fault");
   ExpectEveryFieldInJson<Waiter>("Waiter");
   ExpectEveryFieldInJson<Record>("Record");
+  ExpectEveryFieldInJson<NetshSwitches>("NetshSwitches");
   ExpectEveryFieldInJson<MachineState>("MachineState");
 }
 

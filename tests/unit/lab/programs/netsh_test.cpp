@@ -228,6 +228,24 @@ TEST(NetshDns, DhcpAndNoneRemoveTheStaticList) {
   }
 }
 
+TEST(NetshDns, OnStrictMachinesDhcpIsRefusedWhereTheAddressIsStatic) {
+  MachineState machine = ThreeStaticServersMachine();
+  machine.netsh.refusesDnsFromDhcpOnStatic = true;
+  Refused(machine, "netsh interface ipv4 set dns name=\"Ethernet\" dhcp", "The parameter is incorrect.");
+  EXPECT_EQ(Named(machine, "Ethernet").ipv4.staticDns.size(), 3U);
+  Done(machine, "netsh interface ipv4 delete dns name=\"Ethernet\" all");
+  machine = ManualDnsOverDhcpMachine();
+  machine.netsh.refusesDnsFromDhcpOnStatic = true;
+  Done(machine, "netsh interface ipv4 set dns name=\"Ethernet\" dhcp");
+}
+
+TEST(NetshDns, OnStrictMachinesIpv6DhcpIsRefusedWhereNothingIsToChange) {
+  MachineState machine = StaticIpv6ServersMachine();
+  machine.netsh.refusesIdleIpv6DnsFromDhcp = true;
+  Done(machine, "netsh interface ipv6 set dns name=\"Ethernet\" dhcp");
+  Refused(machine, "netsh interface ipv6 set dns name=\"Ethernet\" dhcp", "The parameter is incorrect.");
+}
+
 TEST(NetshDns, AddInsertsAtItsPositionOrAtTheEnd) {
   MachineState machine = ManualDnsOverDhcpMachine();
   Done(machine, "netsh interface ipv4 add dns name=\"Ethernet\" 149.112.112.112 index=2 validate=no");
