@@ -52,8 +52,17 @@ TEST_F(DnsGuard, AbortsWithTenHosts) {
   for (int last = 1; last <= 10; ++last) hosts.push_back("203.0.113." + std::to_string(last));
   EXPECT_FALSE(InstallDnsGuard(tunnel, OwnPath(), hosts));
   EXPECT_EQ(LogMessages(), "dns-guard: install aborted\n");
+  // 24 filters were added and the 25th was not; none of them outlasts the transaction.
+  EXPECT_EQ(CallsOf("FwpmFilterAdd0").size(), 24U);
+  EXPECT_EQ(CallsOf("FwpmTransactionAbort0").size(), 1U);
+  EXPECT_TRUE(CallsOf("FwpmTransactionCommit0").empty());
+  EXPECT_TRUE(Objects().filters.empty());
+  EXPECT_TRUE(Objects().sublayers.empty());
   RemoveDnsGuard();
   EXPECT_EQ(Now(), Before());
+  hosts.pop_back();
+  EXPECT_TRUE(InstallDnsGuard(tunnel, OwnPath(), hosts));
+  EXPECT_EQ(Objects().filters.size(), 23U);
 }
 
 TEST_F(DnsGuard, SkipsAHostThatIsAName) {

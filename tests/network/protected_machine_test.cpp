@@ -22,6 +22,12 @@ constexpr char kThreeStatic[] =
 constexpr char kManualDns[] =
 #include "network/golden/manual_dns.inc"
     ;
+constexpr char kStaticWithoutServers[] =
+#include "network/golden/static_without_servers.inc"
+    ;
+constexpr char kStaticIpv6Servers[] =
+#include "network/golden/static_ipv6_servers.inc"
+    ;
 constexpr char kCyrillic[] =
 #include "network/golden/cyrillic.inc"
     ;
@@ -41,10 +47,17 @@ constexpr char kMixed[] =
 #include "network/golden/mixed.inc"
     ;
 
-const std::map<std::string, std::string> kTexts{
-    {"dhcp", kDhcp},     {"three-static", kThreeStatic}, {"manual-dns", kManualDns}, {"cyrillic", kCyrillic},
-    {"spaces", kSpaces}, {"ipv6-only", kIpv6Only},       {"unsafe", kUnsafe},        {"disconnected", kDisconnected},
-    {"mixed", kMixed}};
+const std::map<std::string, std::string> kTexts{{"dhcp", kDhcp},
+                                                {"three-static", kThreeStatic},
+                                                {"manual-dns", kManualDns},
+                                                {"cyrillic", kCyrillic},
+                                                {"spaces", kSpaces},
+                                                {"ipv6-only", kIpv6Only},
+                                                {"unsafe", kUnsafe},
+                                                {"disconnected", kDisconnected},
+                                                {"static-without-servers", kStaticWithoutServers},
+                                                {"static-ipv6-servers", kStaticIpv6Servers},
+                                                {"mixed", kMixed}};
 
 // Where a program lies is no matter of the protection.
 std::string ShowProtected() {

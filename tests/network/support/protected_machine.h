@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -54,6 +55,9 @@ inline constexpr char kProtectionChild[] = "protection_child.exe";
 // Takes the protection down as a session's end does: the filters at once, the adapters' DNS in the background, which is
 // waited for. The own adapter's address and the routes through it go, too.
 void DisconnectProtection();
+
+// Waits, generously, until something is so that another thread or process brings about.
+bool Becomes(const std::function<bool()>& isSo);
 
 // Every n-th point of a sweep is taken by default, all of them with MOORLAK_FULL_SWEEP set.
 uint32_t SweepStep(uint32_t step);
