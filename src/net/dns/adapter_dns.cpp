@@ -104,40 +104,72 @@ bool StoppedBetweenAdapters(const std::atomic<bool>& running, const std::vector<
   return true;
 }
 
+using AdapterList = std::optional<std::vector<AdapterInfo>>;
+
+AdapterList ReadAdaptersWithDns() {
+  return ReadAdapters(AF_UNSPEC, kAdapterFlags);
+}
+
+const AdapterInfo* FindByName(const AdapterList& adapters, const std::string& name) {
+  if (!adapters) return nullptr;
+  const auto found = std::ranges::find(*adapters, name, &AdapterInfo::nameUtf8);
+  return found != adapters->end() ? &*found : nullptr;
+}
+
 // True when the adapter's metric is back, or there is none to give back. Tried twice, like the commands.
 bool RestoreMetric(const AdapterDnsBackup& backup, const RestoreTarget& target) {
   if (!backup.hasMetric || target.ifIndex == 0) return true;
   const InterfaceMetric earlier{backup.metric, backup.autoMetric};
-  if (WriteInterfaceMetric(target.ifIndex, earlier)) return true;
-  return WriteInterfaceMetric(target.ifIndex, earlier);
+  if (WriteInterfaceMetric(target.ifIndex, earlier) || WriteInterfaceMetric(target.ifIndex, earlier)) return true;
+  const auto now = ReadInterfaceMetric(target.ifIndex);
+  return now && IsMetricBack(backup, now->metric, now->automatic);
 }
 
-// True when the adapter's IPv4 servers are back or can never be.
+// Whether a command that failed has left our server alone on the adapter. One that is down may hide what it has.
+bool HasOnlyOurServer(const RestoreTarget& target) {
+  const AdapterList adapters = ReadAdaptersWithDns();
+  const AdapterInfo* now = FindByName(adapters, target.name);
+  return now == nullptr || !now->up || IsNeutralised(*now);
+}
+
+// True when the commands say that the adapter's IPv4 servers are back.
 bool RestoreIpv4(const AdapterDnsBackup& backup, const RestoreTarget& target) {
   const auto commands = RestoreIpv4Dns(target.name, backup.dhcp, backup.servers);
+  bool succeeded = RunTwice(commands.front());
+  if (!succeeded && HasOnlyOurServer(target)) {
+    // An adapter with a static address can refuse to have its servers from DHCP. Behind our server no other one is
+    // added: that would look like what the user had.
+    return TakesDnsFromDhcp(backup.dhcp, backup.servers) && RunTwice(DeleteIpv4Dns(target.name));
+  }
   // All are tried, so that one that fails does not cost the ones behind it.
-  const auto failed = std::ranges::count_if(commands, [](const DnsCommand& command) { return !RunTwice(command); });
-  return failed == 0 || target.ifIndex == 0;
+  for (size_t i = 1; i < commands.size(); ++i) succeeded = RunTwice(commands[i]) && succeeded;
+  return succeeded;
 }
 
-// True when the record is done with.
+bool IsBack(const AdapterDnsBackup& backup, const RestoreTarget& target, bool commandsSucceeded) {
+  const AdapterList adapters = ReadAdaptersWithDns();
+  if (!adapters) return commandsSucceeded;
+  const AdapterInfo* now = FindByName(adapters, target.name);
+  return now != nullptr && IsDnsBack(backup, *now, commandsSucceeded);
+}
+
+// True when the record is done with. The IPv6 command may refuse because nothing is to change: it holds no record.
 bool RestoreOne(const AdapterDnsBackup& backup, const RestoreTarget& target) {
   const bool metricDone = RestoreMetric(backup, target);
   if (!backup.dhcp && !backup.servers.empty() && !IsSafeAddress(backup.servers.front())) {
     WriteLogLine("dns-leak: skip static DNS — unsafe address");
     return metricDone;
   }
-  const bool ipv4Done = RestoreIpv4(backup, target);
-  const bool ipv6Done = RunTwice(SetIpv6DnsFromDhcp(target.name)) || target.ipv6IfIndex == 0;
-  if (!metricDone || !ipv4Done || !ipv6Done) return false;
+  const bool ipv4Succeeded = RestoreIpv4(backup, target);
+  RunTwice(SetIpv6DnsFromDhcp(target.name));
+  if (!metricDone || !IsBack(backup, target, ipv4Succeeded)) return false;
   WriteLogLine("dns-leak: restored DNS on " + target.name);
   return true;
 }
 
 // When the adapters cannot be listed, the backup itself is the best guess.
-std::optional<RestoreTarget> TargetOf(const AdapterDnsBackup& backup,
-                                      const std::optional<std::vector<AdapterInfo>>& adapters) {
-  if (!adapters) return RestoreTarget{backup.name, backup.ifIndex, 0};
+std::optional<RestoreTarget> TargetOf(const AdapterDnsBackup& backup, const AdapterList& adapters) {
+  if (!adapters) return RestoreTarget{backup.name, backup.ifIndex};
   return FindRestoreTarget(backup, *adapters);
 }
 
@@ -145,7 +177,7 @@ using DnsFlush = BOOL(WINAPI*)();
 
 // Not documented, but what `ipconfig /flushdns` itself calls.
 bool FlushThroughLibrary() {
-  const ModuleHandle library(LoadLibraryExW(L"dnsapi.dll", nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS));
+  const ModuleHandle library(LoadLibraryExW(L"dnsapi.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
   if (!library) return false;
   const auto flush =
       reinterpret_cast<DnsFlush>(reinterpret_cast<void*>(GetProcAddress(library.Get(), "DnsFlushResolverCache")));
@@ -186,7 +218,7 @@ bool SetTunnelDns(const std::string& tunnelName, const std::vector<std::string>&
 }
 
 std::vector<AdapterDnsBackup> RestoreAdapterDns(const std::vector<AdapterDnsBackup>& backups) {
-  const auto adapters = ReadAdapters(AF_UNSPEC, kAdapterFlags);
+  const AdapterList adapters = ReadAdaptersWithDns();
   std::vector<AdapterDnsBackup> pending;
   for (const AdapterDnsBackup& backup : backups) {
     if (!IsSafeAdapterName(backup.name)) {

@@ -35,9 +35,9 @@ NeutralisedAdapters NeutraliseAdapters(const std::atomic<bool>& running, DnsBack
 bool SetTunnelDns(const std::string& tunnelName, const std::vector<std::string>& servers,
                   const std::atomic<bool>& running);
 
-// Gives each adapter back what its backup says and flushes the resolver cache. Backups whose adapter is not there,
-// whose commands failed twice or whose metric could not be set are returned; a family that the adapter lacks by now
-// cannot fail.
+// Gives each adapter back what its backup says and flushes the resolver cache. Backups whose adapter is not there, or
+// is not as it was afterwards (net/dns/dns_restore_plan.h), are returned. Every command is tried twice. No command is
+// begun once the flag is cleared.
 std::vector<AdapterDnsBackup> RestoreAdapterDns(const std::vector<AdapterDnsBackup>& backups);
 
 void FlushResolverCache();

@@ -44,8 +44,12 @@ DnsCommand SetIpv6DnsFromDhcp(std::string_view adapter) {
   return {Command("ipv6 set", adapter, "dhcp"), kIpv6DhcpMs, true};
 }
 
+bool TakesDnsFromDhcp(bool dhcp, const std::vector<std::string>& servers) {
+  return dhcp || servers.empty();
+}
+
 std::vector<DnsCommand> RestoreIpv4Dns(std::string_view adapter, bool dhcp, const std::vector<std::string>& servers) {
-  if (dhcp || servers.empty()) return {SetIpv4DnsFromDhcp(adapter)};
+  if (TakesDnsFromDhcp(dhcp, servers)) return {SetIpv4DnsFromDhcp(adapter)};
   std::vector<DnsCommand> commands{SetStaticDns(adapter, servers.front(), kAdapterDnsMs)};
   for (size_t i = 1; i < servers.size(); ++i) {
     if (IsSafeAddress(servers[i])) commands.push_back(AddStaticDns(adapter, servers[i], i + 1, kAdapterDnsMs));

@@ -31,6 +31,9 @@ DnsCommand AddStaticDns(std::string_view adapter, std::string_view server, size_
 DnsCommand SetIpv4DnsFromDhcp(std::string_view adapter);
 DnsCommand SetIpv6DnsFromDhcp(std::string_view adapter);
 
+// Whether an adapter gets its servers back from the network, as it had them, or had none.
+bool TakesDnsFromDhcp(bool dhcp, const std::vector<std::string>& servers);
+
 // What gives an adapter back its IPv4 servers, in order: its static ones, or DHCP when it had DHCP or none. Unsafe
 // servers behind the first are left out, at their own position. The first one is safe.
 std::vector<DnsCommand> RestoreIpv4Dns(std::string_view adapter, bool dhcp, const std::vector<std::string>& servers);

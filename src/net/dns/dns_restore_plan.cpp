@@ -5,13 +5,10 @@
 #include "net/dns/dns_commands.h"
 
 namespace moorlak {
-namespace {
 
 bool IsNeutralised(const AdapterInfo& adapter) {
   return adapter.ipv4DnsServers.size() == 1 && adapter.ipv4DnsServers.front() == kNeutralDnsServer;
 }
-
-}  // namespace
 
 std::optional<RestoreTarget> FindRestoreTarget(const AdapterDnsBackup& backup,
                                                const std::vector<AdapterInfo>& adapters) {
@@ -22,7 +19,18 @@ std::optional<RestoreTarget> FindRestoreTarget(const AdapterDnsBackup& backup,
     });
   }
   if (found == adapters.end()) return std::nullopt;
-  return RestoreTarget{found->nameUtf8, found->ifIndex, found->ipv6IfIndex};
+  return RestoreTarget{found->nameUtf8, found->ifIndex};
+}
+
+bool IsDnsBack(const AdapterDnsBackup& backup, const AdapterInfo& now, bool commandsSucceeded) {
+  if (now.ifIndex == 0) return true;
+  if (!now.up && !commandsSucceeded) return false;
+  // The user's own resolver may be what this program sets.
+  return !IsNeutralised(now) || now.ipv4DnsServers == backup.servers;
+}
+
+bool IsMetricBack(const AdapterDnsBackup& backup, uint32_t metric, bool automatic) {
+  return automatic == backup.autoMetric && (automatic || metric == backup.metric);
 }
 
 }  // namespace moorlak

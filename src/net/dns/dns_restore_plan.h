@@ -1,4 +1,4 @@
-// Which of the adapters present a backup belongs to.
+// Which of the adapters present a backup belongs to, and whether it is as it was.
 #pragma once
 
 #include <cstdint>
@@ -15,9 +15,8 @@ namespace moorlak {
 struct RestoreTarget {
   // Safe, UTF-8.
   std::string name;
-  // 0: no IPv4, or no IPv6.
+  // 0: no IPv4.
   uint32_t ifIndex = 0;
-  uint32_t ipv6IfIndex = 0;
 
   bool operator==(const RestoreTarget&) const = default;
 };
@@ -27,5 +26,16 @@ struct RestoreTarget {
 // Nothing when it is not there.
 std::optional<RestoreTarget> FindRestoreTarget(const AdapterDnsBackup& backup,
                                                const std::vector<AdapterInfo>& adapters);
+
+// The adapter asks the one name server that only this program sets, and no other.
+bool IsNeutralised(const AdapterInfo& adapter);
+
+// Whether a restore is done with an adapter as it is afterwards. Its servers are judged by what they are, not by what
+// commands said: a refusal where nothing was to change holds no record. An adapter that is not up may hide its servers;
+// there the commands' word counts as well. One without IPv4 has none to give back.
+bool IsDnsBack(const AdapterDnsBackup& backup, const AdapterInfo& now, bool commandsSucceeded);
+
+// The same for the metric, where the backup holds one.
+bool IsMetricBack(const AdapterDnsBackup& backup, uint32_t metric, bool automatic);
 
 }  // namespace moorlak

@@ -9,7 +9,7 @@ AdapterInfo Adapter(const std::string& name, uint32_t ifIndex, std::vector<std::
   AdapterInfo adapter;
   adapter.nameUtf8 = name;
   adapter.ifIndex = ifIndex;
-  adapter.ipv6IfIndex = ifIndex + 100;
+  adapter.up = true;
   adapter.ipv4DnsServers = std::move(dns);
   return adapter;
 }
@@ -24,12 +24,12 @@ AdapterDnsBackup Backup(const std::string& name, uint32_t ifIndex) {
 TEST(DnsRestorePlan, TheAdapterOfTheNameIsTakenAtItsPresentIndex) {
   const auto target = FindRestoreTarget(Backup("Ethernet", 12),
                                         {Adapter("Wi-Fi", 12, {"127.0.0.1"}), Adapter("Ethernet", 31, {"192.0.2.53"})});
-  EXPECT_EQ(target, (RestoreTarget{"Ethernet", 31, 131}));
+  EXPECT_EQ(target, (RestoreTarget{"Ethernet", 31}));
 }
 
 TEST(DnsRestorePlan, ARenamedAdapterIsKnownByItsIndexAndOurNameServer) {
   EXPECT_EQ(FindRestoreTarget(Backup("Ethernet", 12), {Adapter("Office", 12, {"127.0.0.1"})}),
-            (RestoreTarget{"Office", 12, 112}));
+            (RestoreTarget{"Office", 12}));
 }
 
 TEST(DnsRestorePlan, AnotherAdapterAtTheIndexIsLeftAlone) {
@@ -49,6 +49,48 @@ TEST(DnsRestorePlan, AnIndexOfZeroTellsNothing) {
 
 TEST(DnsRestorePlan, AnAdapterThatIsNotThereHasNoTarget) {
   EXPECT_FALSE(FindRestoreTarget(Backup("Ethernet", 12), {}));
+}
+
+TEST(DnsRestorePlan, AnAdapterIsBackWhenItNoLongerAsksOurServerAlone) {
+  const AdapterDnsBackup backup = Backup("Ethernet", 12);
+  for (const bool succeeded : {false, true}) {
+    EXPECT_FALSE(IsDnsBack(backup, Adapter("Ethernet", 12, {"127.0.0.1"}), succeeded));
+    for (const std::vector<std::string>& dns :
+         {std::vector<std::string>{}, {"192.0.2.53"}, {"127.0.0.1", "192.0.2.53"}, {"127.0.0.2"}})
+      EXPECT_TRUE(IsDnsBack(backup, Adapter("Ethernet", 12, dns), succeeded));
+  }
+}
+
+TEST(DnsRestorePlan, AUsersOwnResolverIsBackWhenItIsThereAgain) {
+  AdapterDnsBackup backup = Backup("Ethernet", 12);
+  backup.servers = {"127.0.0.1"};
+  EXPECT_TRUE(IsDnsBack(backup, Adapter("Ethernet", 12, {"127.0.0.1"}), true));
+  backup.servers = {"127.0.0.1", "192.0.2.53"};
+  EXPECT_FALSE(IsDnsBack(backup, Adapter("Ethernet", 12, {"127.0.0.1"}), true));
+}
+
+TEST(DnsRestorePlan, OfAnAdapterThatIsDownTheCommandsTell) {
+  AdapterInfo down = Adapter("Ethernet", 12, {});
+  down.up = false;
+  EXPECT_FALSE(IsDnsBack(Backup("Ethernet", 12), down, false));
+  EXPECT_TRUE(IsDnsBack(Backup("Ethernet", 12), down, true));
+  down.ipv4DnsServers = {"127.0.0.1"};
+  EXPECT_FALSE(IsDnsBack(Backup("Ethernet", 12), down, true));
+}
+
+TEST(DnsRestorePlan, AnAdapterWithoutIpv4HasNothingToGetBack) {
+  EXPECT_TRUE(IsDnsBack(Backup("Ethernet", 12), Adapter("Ethernet", 0, {"127.0.0.1"}), false));
+}
+
+TEST(DnsRestorePlan, OfAnAutomaticMetricTheNumberDoesNotCount) {
+  AdapterDnsBackup backup = Backup("Ethernet", 12);
+  backup.metric = 25;
+  EXPECT_TRUE(IsMetricBack(backup, 35, true));
+  EXPECT_FALSE(IsMetricBack(backup, 25, false));
+  backup.autoMetric = false;
+  EXPECT_TRUE(IsMetricBack(backup, 25, false));
+  EXPECT_FALSE(IsMetricBack(backup, 35, false));
+  EXPECT_FALSE(IsMetricBack(backup, 25, true));
 }
 
 }  // namespace
