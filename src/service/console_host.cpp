@@ -83,6 +83,7 @@ void RunInConsole() {
   const InstanceClaim claim = ClaimInstance();
   if (claim.isFirst) RecoverEarlierSession({});
   BeginLife();
+  if (claim.isFirst) StartDnsRecovery();
   std::thread pipeThread = StartPipeThread();
   Print(L"Press Enter to stop...\r\n");
   StartEnterReader();

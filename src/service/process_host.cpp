@@ -4,12 +4,24 @@
 
 #include <setupapi.h>
 
+#include "base/guarded.h"
 #include "ipc/pipe_server.h"
 #include "process/service_end.h"
 #include "process/stop_budget.h"
+#include "tunnel/dns_recovery.h"
 #include "tunnel/tunnel_controller.h"
 
 namespace moorlak {
+
+namespace {
+
+// Never destroyed: a late stop control may still request its end.
+DnsRecovery& TheDnsRecovery() {
+  static DnsRecovery& recovery = *new DnsRecovery([] { return TunnelController::Instance().IsVpnRunning(); });
+  return recovery;
+}
+
+}  // namespace
 
 std::atomic<bool> stopFlag{false};
 
@@ -27,9 +39,14 @@ void BeginLife() noexcept {
   stopFlag = false;
 }
 
+void StartDnsRecovery() noexcept {
+  Guarded([] { TheDnsRecovery().Start(); });
+}
+
 void BeginStop() noexcept {
   BeginServiceEnd(kStopBudgetMs);
   stopFlag = true;
+  Guarded([] { TheDnsRecovery().RequestEnd(); });
   TunnelController::Instance().BeginClosing();
   WakePipeServer();
 }
@@ -37,6 +54,7 @@ void BeginStop() noexcept {
 void EndTunnel() noexcept {
   TunnelController& controller = TunnelController::Instance();
   controller.Stop();
+  Guarded([] { TheDnsRecovery().End(); });
   controller.Shutdown();
 }
 

@@ -20,8 +20,12 @@ std::thread StartPipeThread();
 // Before the pipe thread: no end has begun.
 void BeginLife() noexcept;
 
-// Sets the stop flag, lets the controller refuse every later start and makes the pipe's pending connect return. From
-// here on the time of an end runs (process/service_end.h).
+// Begins to try again what the start's recovery, or later a session's end, leaves pending of the adapters' DNS. For the
+// first instance on the machine.
+void StartDnsRecovery() noexcept;
+
+// Sets the stop flag, lets the controller refuse every later start, makes the pipe's pending connect return, and lets no
+// further command of the DNS recovery begin. From here on the time of an end runs (process/service_end.h).
 void BeginStop() noexcept;
 
 // The controller's stop and its last release.

@@ -101,7 +101,10 @@ void AskForTimeAtShutdown() {
 
 void ServeUntilStopped() {
   const InstanceClaim claim = ClaimInstance();
-  if (claim.isFirst) RecoverEarlierSession({TellAdapterMissing, ReportStartProgress});
+  if (claim.isFirst) {
+    RecoverEarlierSession({TellAdapterMissing, ReportStartProgress});
+    StartDnsRecovery();
+  }
   std::thread pipeThread = StartPipeThread();
   Report(SERVICE_RUNNING, kAcceptedControls, 0);
   AskForTimeAtShutdown();

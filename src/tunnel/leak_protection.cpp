@@ -1,5 +1,7 @@
 #include "tunnel/leak_protection.h"
 
+#include <windows.h>
+
 #include <mutex>
 #include <utility>
 
@@ -24,11 +26,40 @@ DnsBackups& backups = *new DnsBackups;
 // Written under dnsLock, read without.
 std::atomic<uint64_t> generation{0};
 
-// What could not be restored stays in memory and on disk for the next removal or recovery.
-void RestoreBackupsLocked() {
-  backups.records = RestoreAdapterDns(backups.records);
+// Written under dnsLock, read without. Not set while the records are a session's.
+std::atomic<bool> pending{false};
+const HANDLE pendingEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+// The recovery file tells the records. Guarded by dnsLock.
+bool fileTellsRecords = true;
+
+const std::atomic<bool> toTheEnd{true};
+
+void SetPendingLocked(bool isPending) {
+  pending = isPending;
+  if (isPending && pendingEvent != nullptr) SetEvent(pendingEvent);
+}
+
+// What could not be restored stays in memory and on disk for the next removal, recovery or retry.
+void RestoreBackupsLocked(const std::atomic<bool>& wanted) {
+  // Before anything can be thrown.
+  SetPendingLocked(true);
+  std::vector<AdapterDnsBackup> left = RestoreAdapterDns(backups.records, wanted);
+  const bool changed = left != backups.records;
+  backups.records = std::move(left);
   backups.any = !backups.records.empty();
-  PersistDnsBackup(backups.records);
+  if (changed || !fileTellsRecords) fileTellsRecords = PersistDnsBackup(backups.records);
+  SetPendingLocked(backups.any || !fileTellsRecords);
+}
+
+void RestoreBackupsLocked() {
+  fileTellsRecords = false;
+  RestoreBackupsLocked(toTheEnd);
+}
+
+// An adapter that is not there for days costs a look every time, and nothing else.
+void RetryLocked(const std::atomic<bool>& wanted) {
+  if (fileTellsRecords && !HasRestoreTarget(backups.records)) return;
+  RestoreBackupsLocked(wanted);
 }
 
 void RemoveLocked() {
@@ -85,6 +116,8 @@ bool ApplyLocked(const LeakProtection& wanted, const std::atomic<bool>& running)
   ++generation;
   RemoveLocked();
   if (!running) return false;
+  // From here on they are this session's, with those of its own.
+  SetPendingLocked(false);
   uint64_t tunnelLuid = 0;
   if (!SetDnsLocked(wanted, running, tunnelLuid)) return false;
   ApplySmhnrPolicy();
@@ -102,7 +135,10 @@ void RecoverLocked() {
   RecoverOrphanedSmhnr();
   FastDropDefaultRoutes();
   FastClearTunnelAddress();
-  if (!LoadDnsBackup(backups.records)) return;
+  const bool loaded = LoadDnsBackup(backups.records);
+  backups.any = !backups.records.empty();
+  SetPendingLocked(false);
+  if (!loaded) return;
   WriteLogLine("dns-leak: recovering orphaned physical DNS from disk backup");
   RestoreBackupsLocked();
 }
@@ -135,6 +171,21 @@ void RestoreInMemoryDns(uint64_t wantedGeneration) noexcept {
   Guarded([wantedGeneration] {
     const std::lock_guard guard(dnsLock);
     if (wantedGeneration == generation && !backups.records.empty()) RestoreBackupsLocked();
+  });
+}
+
+bool HasPendingDns() noexcept {
+  return pending;
+}
+
+void* PendingDnsEvent() noexcept {
+  return pendingEvent;
+}
+
+void RetryPendingDns(uint64_t wantedGeneration, const std::atomic<bool>& wanted) noexcept {
+  Guarded([&] {
+    const std::unique_lock guard(dnsLock, std::try_to_lock);
+    if (guard && pending && wantedGeneration == generation) RetryLocked(wanted);
   });
 }
 

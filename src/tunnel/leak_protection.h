@@ -37,6 +37,18 @@ bool IsDnsNeutralised(uint64_t generation) noexcept;
 // Restores the adapters of that apply; nothing when another one came after it.
 void RestoreInMemoryDns(uint64_t generation) noexcept;
 
+// Whether something waits that no session looks after: adapters that a restore could not give back, or a recovery file
+// that could not be brought up to date. Takes no lock.
+bool HasPendingDns() noexcept;
+
+// An event (HANDLE) that is set when something becomes pending; auto-reset, never closed. Null when there is none to be
+// had.
+void* PendingDnsEvent() noexcept;
+
+// Tries once more to give back what is pending of that apply, if an adapter of it is there at all. Nothing when another
+// apply came after it, or while somebody else changes the protection. No command is begun once the flag is cleared.
+void RetryPendingDns(uint64_t generation, const std::atomic<bool>& wanted) noexcept;
+
 // At the start of the service, with no session and no engine alive: filters, policy, routes and DNS that a crash left.
 void RecoverOrphanedNetworkState() noexcept;
 

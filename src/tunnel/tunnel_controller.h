@@ -50,6 +50,7 @@ struct TunnelController {
 
   // Status; these do not take the lock above.
   bool IsRunning() const { return running; }
+  bool IsVpnRunning() const { return running && !proxyMode; }
   bool IsTunnelUp() const;
   void GetTraffic(int64_t& up, int64_t& down) const;
 };

@@ -22,7 +22,7 @@ class AdapterDns : public OnSimulatedMachine {
 
   NeutralisedAdapters Neutralise() { return NeutraliseAdapters(running, backups); }
   void Restore() {
-    backups.records = RestoreAdapterDns(backups.records);
+    backups.records = RestoreAdapterDns(backups.records, wanted);
     PersistDnsBackup(backups.records);
   }
   static bool HasBackupFile() {
@@ -37,6 +37,7 @@ class AdapterDns : public OnSimulatedMachine {
   }
 
   std::atomic<bool> running{true};
+  const std::atomic<bool> wanted{true};
   DnsBackups backups;
 };
 
@@ -373,7 +374,7 @@ TEST_F(AdapterDns, WithASingleTunnelServerNoAddCommandRuns) {
 
 TEST_F(AdapterDns, EveryRestoreFlushesTheResolversCache) {
   Start(lab::DhcpMachine());
-  RestoreAdapterDns({});
+  RestoreAdapterDns({}, wanted);
   EXPECT_EQ(lab::ReadMachine().record.dnsFlushes, 1u);
 }
 

@@ -6,8 +6,10 @@
 #include <set>
 #include <thread>
 
+#include "machine/cold_programs.h"
 #include "network/adapter_support.h"
 #include "network/support/protected_machine.h"
+#include "tunnel/dns_recovery.h"
 #include "unit/process/child_test_support.h"
 
 namespace moorlak {
@@ -74,6 +76,60 @@ TEST_F(InterruptedProtection, AKillAtEveryChangeOfTheRecoveryIsRecovered) {
     ExpectRecovered("killed at change " + std::to_string(change));
   }
   EXPECT_GE(kills * SweepStep(3), 8U);
+}
+
+// The same with a netsh that is cold at the begin and again after the kill, as after a power cut. What the start's
+// recovery has no time for, the tries after it do, without another session.
+class ColdProtection : public InterruptedProtection {
+ protected:
+  static void CoolDown() {
+    lab::EditMachine([](lab::MachineState& machine) { lab::MakeCold(machine, "netsh"); });
+  }
+
+  void ExpectRecoveredInTime(const std::string& where) {
+    KillAtChange(0);
+    ClearFaults();
+    CoolDown();
+    RecoverOrphanedNetworkState();
+    constexpr uint32_t kSoonMs = 50;
+    DnsRecovery recovery([] { return false; }, kSoonMs);
+    recovery.Start();
+    EXPECT_TRUE(Becomes([] { return !HasPendingDns(); })) << where;
+    EXPECT_EQ(NowAll(kRecovered), BeforeAll(kRecovered)) << where;
+  }
+};
+
+TEST_F(ColdProtection, AKillAtEveryChangeOfApplyAndRemovalIsRecovered) {
+  uint64_t kills = 0;
+  for (uint64_t change = 1;; change += SweepStep(8)) {
+    Begin(TwoAdapters());
+    CoolDown();
+    KillAtChange(change);
+    const uint32_t code = RunProtectionChild("apply remove");
+    if (code == 0) break;
+    ASSERT_EQ(code, kKilled) << "change " << change;
+    ++kills;
+    ExpectRecoveredInTime("killed at change " + std::to_string(change));
+  }
+  RecordProperty("points", static_cast<int>(kills));
+  EXPECT_GE(kills * SweepStep(8), 14U);
+}
+
+TEST_F(ColdProtection, AKillAtEveryChangeOfTheRecoveryIsRecovered) {
+  uint64_t kills = 0;
+  for (uint64_t change = 1;; change += SweepStep(5)) {
+    Begin(TwoAdapters());
+    ASSERT_EQ(RunProtectionChild("apply end"), 0U);
+    CoolDown();
+    KillAtChange(change);
+    const uint32_t code = RunProtectionChild("recover");
+    if (code == 0) break;
+    ASSERT_EQ(code, kKilled) << "change " << change;
+    ++kills;
+    ExpectRecoveredInTime("killed at change " + std::to_string(change));
+  }
+  RecordProperty("points", static_cast<int>(kills));
+  EXPECT_GE(kills * SweepStep(5), 4U);
 }
 
 // What lies between two calls, files and registry, is either all done (a kill before a call) or not begun (after one).

@@ -27,6 +27,8 @@ struct AdapterInfo {
   // Dotted quads, in the system's order. Name servers of 0.0.0.0 are left out. Empty when the flags skip them.
   std::vector<std::string> ipv4Addresses;
   std::vector<std::string> ipv4DnsServers;
+
+  bool operator==(const AdapterInfo&) const = default;
 };
 
 // Addresses wanted, multicast addresses and name servers not: GAA_FLAG_SKIP_MULTICAST, GAA_FLAG_SKIP_DNS_SERVER and

@@ -31,9 +31,9 @@ bool Run(const DnsCommand& command) {
 }
 
 // A cold netsh can need longer than it is given; the second one finds its files in memory.
-bool RunTwice(const DnsCommand& command) {
-  if (Run(command)) return true;
-  return Run(command);
+bool RunTwice(const DnsCommand& command, const std::atomic<bool>& wanted) {
+  if (wanted && Run(command)) return true;
+  return wanted && Run(command);
 }
 
 AdapterDnsBackup ReadBackup(const AdapterInfo& adapter) {
@@ -133,16 +133,16 @@ bool HasOnlyOurServer(const RestoreTarget& target) {
 }
 
 // True when the commands say that the adapter's IPv4 servers are back.
-bool RestoreIpv4(const AdapterDnsBackup& backup, const RestoreTarget& target) {
+bool RestoreIpv4(const AdapterDnsBackup& backup, const RestoreTarget& target, const std::atomic<bool>& wanted) {
   const auto commands = RestoreIpv4Dns(target.name, backup.dhcp, backup.servers);
-  bool succeeded = RunTwice(commands.front());
+  bool succeeded = RunTwice(commands.front(), wanted);
   if (!succeeded && HasOnlyOurServer(target)) {
     // An adapter with a static address can refuse to have its servers from DHCP. Behind our server no other one is
     // added: that would look like what the user had.
-    return TakesDnsFromDhcp(backup.dhcp, backup.servers) && RunTwice(DeleteIpv4Dns(target.name));
+    return TakesDnsFromDhcp(backup.dhcp, backup.servers) && RunTwice(DeleteIpv4Dns(target.name), wanted);
   }
   // All are tried, so that one that fails does not cost the ones behind it.
-  for (size_t i = 1; i < commands.size(); ++i) succeeded = RunTwice(commands[i]) && succeeded;
+  for (size_t i = 1; i < commands.size(); ++i) succeeded = RunTwice(commands[i], wanted) && succeeded;
   return succeeded;
 }
 
@@ -154,14 +154,14 @@ bool IsBack(const AdapterDnsBackup& backup, const RestoreTarget& target, bool co
 }
 
 // True when the record is done with. The IPv6 command may refuse because nothing is to change: it holds no record.
-bool RestoreOne(const AdapterDnsBackup& backup, const RestoreTarget& target) {
+bool RestoreOne(const AdapterDnsBackup& backup, const RestoreTarget& target, const std::atomic<bool>& wanted) {
   const bool metricDone = RestoreMetric(backup, target);
   if (!backup.dhcp && !backup.servers.empty() && !IsSafeAddress(backup.servers.front())) {
     WriteLogLine("dns-leak: skip static DNS — unsafe address");
     return metricDone;
   }
-  const bool ipv4Succeeded = RestoreIpv4(backup, target);
-  RunTwice(SetIpv6DnsFromDhcp(target.name));
+  const bool ipv4Succeeded = RestoreIpv4(backup, target, wanted);
+  RunTwice(SetIpv6DnsFromDhcp(target.name), wanted);
   if (!metricDone || !IsBack(backup, target, ipv4Succeeded)) return false;
   WriteLogLine("dns-leak: restored DNS on " + target.name);
   return true;
@@ -217,7 +217,8 @@ bool SetTunnelDns(const std::string& tunnelName, const std::vector<std::string>&
   return true;
 }
 
-std::vector<AdapterDnsBackup> RestoreAdapterDns(const std::vector<AdapterDnsBackup>& backups) {
+std::vector<AdapterDnsBackup> RestoreAdapterDns(const std::vector<AdapterDnsBackup>& backups,
+                                                const std::atomic<bool>& wanted) {
   const AdapterList adapters = ReadAdaptersWithDns();
   std::vector<AdapterDnsBackup> pending;
   for (const AdapterDnsBackup& backup : backups) {
@@ -226,10 +227,16 @@ std::vector<AdapterDnsBackup> RestoreAdapterDns(const std::vector<AdapterDnsBack
       continue;
     }
     const auto target = TargetOf(backup, adapters);
-    if (!target || !RestoreOne(backup, *target)) pending.push_back(backup);
+    if (!wanted || !target || !RestoreOne(backup, *target, wanted)) pending.push_back(backup);
   }
   FlushResolverCache();
   return pending;
+}
+
+bool HasRestoreTarget(const std::vector<AdapterDnsBackup>& backups) {
+  const AdapterList adapters = ReadAdaptersWithDns();
+  return std::ranges::any_of(backups,
+                             [&](const AdapterDnsBackup& backup) { return TargetOf(backup, adapters).has_value(); });
 }
 
 void FlushResolverCache() {

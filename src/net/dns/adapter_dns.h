@@ -38,7 +38,11 @@ bool SetTunnelDns(const std::string& tunnelName, const std::vector<std::string>&
 // Gives each adapter back what its backup says and flushes the resolver cache. Backups whose adapter is not there, or
 // is not as it was afterwards (net/dns/dns_restore_plan.h), are returned. Every command is tried twice. No command is
 // begun once the flag is cleared.
-std::vector<AdapterDnsBackup> RestoreAdapterDns(const std::vector<AdapterDnsBackup>& backups);
+std::vector<AdapterDnsBackup> RestoreAdapterDns(const std::vector<AdapterDnsBackup>& backups,
+                                                const std::atomic<bool>& wanted);
+
+// Whether a restore would find any of their adapters. True when the adapters cannot be listed.
+bool HasRestoreTarget(const std::vector<AdapterDnsBackup>& backups);
 
 void FlushResolverCache();
 

@@ -34,12 +34,13 @@ bool Load(std::vector<AdapterDnsBackup>& records) {
   return true;
 }
 
-void Persist(const std::vector<AdapterDnsBackup>& records) {
+bool Persist(const std::vector<AdapterDnsBackup>& records) {
   if (!WriteFileDurably(CommonDataFile(kFileName), FormatDnsBackup(records))) {
     WriteLogLine("dns-leak: failed to open DNS backup for write");
-    return;
+    return false;
   }
   WriteLogLine("dns-leak: persisted " + std::to_string(records.size()) + " adapter DNS backup(s) to disk");
+  return true;
 }
 
 }  // namespace
@@ -48,20 +49,18 @@ bool LoadDnsBackup(std::vector<AdapterDnsBackup>& records) noexcept {
   return Guarded(false, [&] { return Load(records); });
 }
 
-void PersistDnsBackup(const std::vector<AdapterDnsBackup>& records) noexcept {
-  if (records.empty()) {
-    DeleteDnsBackup();
-    return;
-  }
+bool PersistDnsBackup(const std::vector<AdapterDnsBackup>& records) noexcept {
+  if (records.empty()) return DeleteDnsBackup();
   try {
-    Persist(records);
+    return Persist(records);
   } catch (const std::exception&) {
     WriteLogLine("dns-leak: exception persisting DNS backup");
+    return false;
   }
 }
 
-void DeleteDnsBackup() noexcept {
-  Guarded([] { DeleteUnlessHeld(CommonDataFile(kFileName)); });
+bool DeleteDnsBackup() noexcept {
+  return Guarded(false, [] { return DeleteUnlessHeld(CommonDataFile(kFileName)); });
 }
 
 }  // namespace moorlak

@@ -1,0 +1,120 @@
+#include "tunnel/dns_recovery.h"
+
+#include <winsock2.h>
+#include <windows.h>
+
+#include <array>
+#include <chrono>
+#include <exception>
+#include <iphlpapi.h>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "base/guarded.h"
+#include "base/standard_error.h"
+#include "base/thread_body.h"
+#include "net/adapter/adapter_changes.h"
+#include "net/adapter/adapter_lookup.h"
+#include "tunnel/leak_protection.h"
+
+namespace moorlak {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using AdapterList = std::optional<std::vector<AdapterInfo>>;
+
+// What the thread knows from one look to the next.
+struct Watch {
+  // Registered while something is pending.
+  std::optional<AdapterChanges> changes;
+  // As the last try left them, or as they were when something became pending.
+  AdapterList adapters;
+  Clock::time_point lastTry;
+};
+
+AdapterList ReadNow() {
+  return ReadAdapters(AF_UNSPEC, GAA_FLAG_SKIP_ANYCAST | GAA_FLAG_SKIP_MULTICAST);
+}
+
+void NoteTry(Watch& watch) {
+  watch.adapters = ReadNow();
+  watch.lastTry = Clock::now();
+}
+
+DnsRetryFacts FactsOf(const Watch& watch, bool sessionRuns, uint32_t periodMs) {
+  const auto since = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - watch.lastTry);
+  DnsRetryFacts facts;
+  facts.pending = HasPendingDns();
+  facts.sessionRuns = sessionRuns;
+  facts.sinceLastTryMs = static_cast<uint64_t>(since.count());
+  facts.periodMs = periodMs;
+  return facts;
+}
+
+// Registered before the adapters are read: what changes afterwards is told.
+void BeginWatching(Watch& watch, HANDLE changed) {
+  if (watch.changes) return;
+  watch.changes.emplace(changed);
+  NoteTry(watch);
+}
+
+// Tries when it is due, and answers how long to sleep when nothing happens.
+DWORD Look(Watch& watch, DnsRetryFacts facts, const std::atomic<bool>& wanted) {
+  if (facts.pending && !facts.sessionRuns) {
+    const uint64_t generation = DnsGeneration();
+    facts.adaptersChanged = ReadNow() != watch.adapters;
+    if (false) {
+      RetryPendingDns(generation, wanted);
+      NoteTry(watch);
+      facts = FactsOf(watch, false, facts.periodMs);
+    }
+  }
+  return DnsRetryWaitMs(facts).value_or(INFINITE);
+}
+
+}  // namespace
+
+DnsRecovery::DnsRecovery(std::function<bool()> isSessionRunning, uint32_t period)
+    : sessionRuns(std::move(isSessionRunning)),
+      periodMs(period),
+      ended(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+      changed(CreateEventW(nullptr, FALSE, FALSE, nullptr)) {}
+
+DnsRecovery::~DnsRecovery() {
+  End();
+}
+
+void DnsRecovery::Start() noexcept {
+  if (!ended || !changed || PendingDnsEvent() == nullptr) return;
+  Guarded([this] { thread = std::thread([this] { RunThreadBody("DNS recovery", [this] { Run(); }); }); });
+}
+
+void DnsRecovery::RequestEnd() noexcept {
+  wanted = false;
+  if (ended) SetEvent(ended.Get());
+}
+
+void DnsRecovery::End() noexcept {
+  RequestEnd();
+  if (thread.joinable()) thread.join();
+}
+
+void DnsRecovery::Run() {
+  const std::array<HANDLE, 3> events{ended.Get(), PendingDnsEvent(), changed.Get()};
+  Watch watch;
+  while (wanted) {
+    // Without memory for a look the next one is made after a period.
+    const DWORD sleepMs = Guarded(periodMs, [&]() -> DWORD {
+      if (!HasPendingDns()) {
+        watch.changes.reset();
+        return INFINITE;
+      }
+      BeginWatching(watch, changed.Get());
+      return Look(watch, FactsOf(watch, sessionRuns(), periodMs), wanted);
+    });
+    WaitForMultipleObjects(static_cast<DWORD>(events.size()), events.data(), FALSE, sleepMs);
+  }
+}
+
+}  // namespace moorlak

@@ -1,0 +1,230 @@
+// What a restore has left undone is tried again while the service runs: when the adapters change, and after a period.
+#include "tunnel/dns_recovery.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <functional>
+
+#include "base/data_files.h"
+#include "machine/cold_programs.h"
+#include "network/adapter_support.h"
+#include "network/support/protected_machine.h"
+#include "unit/process/child_test_support.h"
+
+namespace moorlak {
+namespace {
+
+constexpr OwnTraces kRecovered = OwnTraces::NameServersAndAddress;
+// A period that no test lives to see, and one that passes at once.
+constexpr uint32_t kNever = 24 * 60 * 60 * 1000;
+constexpr uint32_t kAtOnce = 10;
+
+class DnsRecoveryOn : public OnProtectedMachine {
+ protected:
+  // A power cut in mid-session, and a start whose recovery could not do its work.
+  void BeginPending(const lab::MachineState& machine, const std::function<void()>& hinder) {
+    Begin(WithTunnel(machine));
+    ASSERT_EQ(RunProtectionChild("apply end"), 0U);
+    hinder();
+    RecoverOrphanedNetworkState();
+    ASSERT_TRUE(HasPendingDns());
+    ASSERT_TRUE(DataFile(kDnsBackupFile));
+  }
+  static void RefuseNetsh() { PlanFault("fail", "netsh", "", 0, 1); }
+  static bool IsDone() { return !HasPendingDns() && !DataFile(kDnsBackupFile); }
+  void ExpectBack() { EXPECT_EQ(NowAll(kRecovered), BeforeAll(kRecovered)); }
+
+  // Something that the system tells of and that is nothing to the records.
+  void Touch(const std::string& address = "192.0.2.77") {
+    const auto edit = [&](lab::MachineState& machine) {
+      AdapterNamed(machine, "Ethernet").ipv4.addresses.push_back({address, 24});
+    };
+    lab::EditMachine(edit);
+    edit(beginning);
+  }
+
+  static bool NoSession() { return false; }
+};
+
+TEST_F(DnsRecoveryOn, AColdNetshCostsNothingButTheTimeToTheNextChangeOfAnAdapter) {
+  BeginPending(lab::ThreeStaticServersMachine(),
+               [] { lab::EditMachine([](lab::MachineState& machine) { lab::MakeCold(machine, "netsh"); }); });
+  DnsRecovery recovery(NoSession, kNever);
+  recovery.Start();
+  ASSERT_TRUE(Becomes([] { return CallsOf("NotifyUnicastIpAddressChange").size() == 1; }));
+  Touch();
+  EXPECT_TRUE(Becomes(IsDone)) << LogMessages();
+  ExpectBack();
+}
+
+TEST_F(DnsRecoveryOn, AnAdapterOfADockGetsItsServersBackWhenItComes) {
+  lab::Adapter dock;
+  BeginPending(lab::MixedMachine(), [&] {
+    lab::EditMachine([&](lab::MachineState& machine) {
+      dock = AdapterNamed(machine, "Local Area Connection 2");
+      std::erase(machine.adapters, dock);
+    });
+  });
+  DnsRecovery recovery(NoSession, kNever);
+  recovery.Start();
+  ASSERT_TRUE(Becomes([] { return CallsOf("NotifyUnicastIpAddressChange").size() == 1; }));
+  lab::EditMachine([&](lab::MachineState& machine) { machine.adapters.push_back(dock); });
+  EXPECT_TRUE(Becomes(IsDone)) << LogMessages();
+  ExpectBack();
+}
+
+TEST_F(DnsRecoveryOn, WithoutAnyChangeThePeriodBringsTheNextTry) {
+  BeginPending(lab::ThreeStaticServersMachine(), RefuseNetsh);
+  DnsRecovery recovery(NoSession, kAtOnce);
+  recovery.Start();
+  ClearFaults();
+  EXPECT_TRUE(Becomes(IsDone)) << LogMessages();
+  ExpectBack();
+}
+
+// The recovery runs from the service's start on; the records come with the end of a session.
+TEST_F(DnsRecoveryOn, WhatTheEndOfASessionLeavesIsTriedAgain) {
+  Begin(WithTunnel(lab::ThreeStaticServersMachine()));
+  DnsRecovery recovery(NoSession, kNever);
+  recovery.Start();
+  ASSERT_TRUE(Apply());
+  EXPECT_FALSE(HasPendingDns());
+  RefuseNetsh();
+  DisconnectProtection();
+  EXPECT_TRUE(HasPendingDns());
+  ASSERT_TRUE(Becomes([] { return CallsOf("NotifyUnicastIpAddressChange").size() == 1; }));
+  ClearFaults();
+  Touch();
+  EXPECT_TRUE(Becomes(IsDone)) << LogMessages();
+  ExpectBack();
+}
+
+TEST_F(DnsRecoveryOn, NothingIsTriedWhileASessionRuns) {
+  BeginPending(lab::ThreeStaticServersMachine(), RefuseNetsh);
+  ClearFaults();
+  const size_t commands = CallsOf("netsh").size();
+  std::atomic<int> questions{0};
+  DnsRecovery recovery([&] { return ++questions > 0; }, kAtOnce);
+  recovery.Start();
+  Touch();
+  EXPECT_TRUE(Becomes([&] { return questions > 5; }));
+  recovery.End();
+  EXPECT_EQ(CallsOf("netsh").size(), commands);
+  EXPECT_TRUE(HasPendingDns());
+}
+
+// What a session has changed is its own, whatever was pending before.
+TEST_F(DnsRecoveryOn, AnApplyTakesWhatIsPendingAlong) {
+  BeginPending(lab::ThreeStaticServersMachine(), RefuseNetsh);
+  ClearFaults();
+  const uint64_t earlier = DnsGeneration();
+  ASSERT_TRUE(Apply());
+  EXPECT_FALSE(HasPendingDns());
+  const std::string during = Now();
+  const std::atomic<bool> wanted{true};
+  RetryPendingDns(earlier, wanted);
+  RetryPendingDns(DnsGeneration(), wanted);
+  EXPECT_EQ(Now(), during);
+  DisconnectProtection();
+  EXPECT_TRUE(IsDone());
+  ExpectBack();
+}
+
+TEST_F(DnsRecoveryOn, AnAdapterThatStaysAwayCostsNoCommandAndNoLine) {
+  lab::Adapter pulled;
+  BeginPending(lab::ThreeStaticServersMachine(), [&] {
+    lab::EditMachine([&](lab::MachineState& machine) {
+      pulled = AdapterNamed(machine, "Ethernet");
+      std::erase(machine.adapters, pulled);
+    });
+  });
+  const std::string lines = LogMessages();
+  const uint64_t flushes = lab::ReadMachine().record.dnsFlushes;
+  const size_t commands = CallsOf("netsh").size();
+  const size_t looks = CallsOf("GetAdaptersAddresses").size();
+  DnsRecovery recovery(NoSession, kAtOnce);
+  recovery.Start();
+  EXPECT_TRUE(Becomes([&] { return CallsOf("GetAdaptersAddresses").size() > looks + 20; }));
+  recovery.End();
+  EXPECT_EQ(LogMessages(), lines);
+  EXPECT_EQ(CallsOf("netsh").size(), commands);
+  EXPECT_EQ(lab::ReadMachine().record.dnsFlushes, flushes);
+  lab::EditMachine([&](lab::MachineState& machine) { machine.adapters.push_back(pulled); });
+  RecoverOrphanedNetworkState();
+}
+
+// The metric that a try puts back is told like any other change. A try makes three commands here: the first server
+// twice, IPv6 once.
+TEST_F(DnsRecoveryOn, ATrysOwnChangesAreNoReasonForAnother) {
+  BeginPending(lab::ThreeStaticServersMachine(), [] {
+    PlanFault("fail", "netsh", "ipv4", 0, 1);
+    PlanFault("fail", "SetIpInterfaceEntry", "", 0, ERROR_ACCESS_DENIED);
+  });
+  ClearFaults();
+  PlanFault("fail", "netsh", "ipv4", 0, 1);
+  const size_t commands = CallsOf("netsh").size();
+  DnsRecovery recovery(NoSession, kNever);
+  recovery.Start();
+  ASSERT_TRUE(Becomes([] { return CallsOf("NotifyUnicastIpAddressChange").size() == 1; }));
+  for (size_t tries = 1; tries <= 2; ++tries) {
+    Touch("192.0.2.7" + std::to_string(tries));
+    EXPECT_TRUE(Becomes([&] { return CallsOf("netsh").size() >= commands + 3 * tries; }));
+  }
+  recovery.End();
+  EXPECT_EQ(CallsOf("netsh").size(), commands + 6);
+  ClearFaults();
+  RecoverOrphanedNetworkState();
+  ExpectBack();
+}
+
+// The end waits for the command that runs, and begins none.
+TEST_F(DnsRecoveryOn, AnEndBeginsNoFurtherCommand) {
+  BeginPending(lab::ThreeStaticServersMachine(), RefuseNetsh);
+  ClearFaults();
+  PlanFault("break", "netsh", "", 1, 0);
+  const size_t commands = CallsOf("netsh").size();
+  DnsRecovery recovery(NoSession, kAtOnce);
+  recovery.Start();
+  ASSERT_TRUE(lab::WaitForBreak(kGenerousMs));
+  recovery.RequestEnd();
+  lab::ReleaseBreak();
+  recovery.End();
+  EXPECT_LE(CallsOf("netsh").size(), commands + 1);
+  EXPECT_TRUE(HasPendingDns());
+  ClearFaults();
+  RecoverOrphanedNetworkState();
+  ExpectBack();
+}
+
+TEST_F(DnsRecoveryOn, AnEndThatWasRequestedBeforeTheStartHolds) {
+  BeginPending(lab::ThreeStaticServersMachine(), RefuseNetsh);
+  ClearFaults();
+  const size_t commands = CallsOf("netsh").size();
+  DnsRecovery recovery(NoSession, kAtOnce);
+  recovery.RequestEnd();
+  recovery.Start();
+  recovery.End();
+  EXPECT_EQ(CallsOf("netsh").size(), commands);
+}
+
+// A file that outlasts its records would undo the user's later settings at the next start.
+TEST_F(DnsRecoveryOn, AFileThatSomebodyHoldsIsDeletedLater) {
+  Begin(WithTunnel(lab::ThreeStaticServersMachine()));
+  ASSERT_TRUE(Apply());
+  DnsRecovery recovery(NoSession, kAtOnce);
+  {
+    const KernelHandle held(CreateFileW(CommonDataFile(kDnsBackupFile).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    ASSERT_TRUE(held);
+    DisconnectProtection();
+    EXPECT_TRUE(DataFile(kDnsBackupFile));
+    EXPECT_TRUE(HasPendingDns());
+    recovery.Start();
+  }
+  EXPECT_TRUE(Becomes(IsDone));
+  ExpectBack();
+}
+
+}  // namespace
+}  // namespace moorlak
