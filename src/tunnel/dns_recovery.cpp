@@ -52,11 +52,11 @@ DnsRetryFacts FactsOf(const Watch& watch, bool sessionRuns, uint32_t periodMs) {
   return facts;
 }
 
-// Registered before the adapters are read: what changes afterwards is told.
+// The adapters are read before the registration: the look behind it sees what has changed in between.
 void BeginWatching(Watch& watch, HANDLE changed) {
   if (watch.changes) return;
-  watch.changes.emplace(changed);
   NoteTry(watch);
+  watch.changes.emplace(changed);
 }
 
 // Tries when it is due, and answers how long to sleep when nothing happens.
@@ -64,7 +64,7 @@ DWORD Look(Watch& watch, DnsRetryFacts facts, const std::atomic<bool>& wanted) {
   if (facts.pending && !facts.sessionRuns) {
     const uint64_t generation = DnsGeneration();
     facts.adaptersChanged = ReadNow() != watch.adapters;
-    if (false) {
+    if (IsDnsRetryDue(facts)) {
       RetryPendingDns(generation, wanted);
       NoteTry(watch);
       facts = FactsOf(watch, false, facts.periodMs);
