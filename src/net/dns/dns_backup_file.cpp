@@ -60,7 +60,11 @@ bool PersistDnsBackup(const std::vector<AdapterDnsBackup>& records) noexcept {
 }
 
 bool DeleteDnsBackup() noexcept {
-  return Guarded(false, [] { return DeleteUnlessHeld(CommonDataFile(kFileName)); });
+  return Guarded(false, [] {
+    if (DeleteUnlessHeld(CommonDataFile(kFileName))) return true;
+    const DWORD error = GetLastError();
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+  });
 }
 
 }  // namespace moorlak
