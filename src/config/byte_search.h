@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <string_view>
 
+#include "config/byte_blocks.h"
+
 namespace moorlak {
 
 inline constexpr size_t kNotFound = std::string_view::npos;
@@ -13,7 +15,7 @@ inline constexpr size_t kNotFound = std::string_view::npos;
 enum class LetterCase { Exact, Ignore };
 
 // An ASCII capital as its small letter, every other byte as it is.
-inline char FoldLetter(char byte) {
+constexpr char FoldLetter(char byte) {
   return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
 }
 
@@ -25,5 +27,9 @@ size_t FindByte(std::string_view text, char byte, size_t from);
 
 // The first place at or behind a position where the needle (not empty) stands.
 size_t FindText(std::string_view text, std::string_view needle, size_t from, LetterCase letterCase);
+
+// The quotes that may close the name of a member, because a colon follows or a byte no greater than a blank, and those
+// that a certain byte follows: in the first block that has any, at or behind a position where a block begins.
+BlockPlaces FindQuotesOfNames(std::string_view text, size_t from, char begin);
 
 }  // namespace moorlak

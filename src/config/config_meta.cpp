@@ -32,22 +32,27 @@ bool IsBlockedApp(std::string_view app) {
   return app.size() <= kLongestName && std::ranges::all_of(BaseName(app), IsProgramByte);
 }
 
-// The keys, and where the first of each stands, whatever its case; kNotFound is behind every text.
-enum Key : size_t { kBlockedApps, kMeta, kPanelHost, kBypassSubnets, kDirectDomains, kShareProxyPorts, kKeys };
-constexpr std::array<std::string_view, kKeys> kNames{"__moorlak_blocked_apps", "moorlakMeta",   "panelHost",
-                                                     "bypassSubnets",          "directDomains", "shareProxyPorts"};
-using FirstPlaces = std::array<size_t, kKeys>;
+constexpr std::string_view kMeta = "moorlakMeta";
 
-// The exact key; it stands no earlier than the first of any case.
-size_t FindExactKey(std::string_view text, const FirstPlaces& first, Key key) {
-  return FindKey(text, kNames[key], first[key], LetterCase::Exact);
+// The members that are read, and where the search for the first of each begins, whatever its case; kNotFound where
+// there is none.
+enum Member : size_t { kBlockedApps, kPanelHost, kBypassSubnets, kDirectDomains, kShareProxyPorts, kMembers };
+constexpr std::array<std::string_view, kMembers> kNames{"__moorlak_blocked_apps", "panelHost", "bypassSubnets",
+                                                        "directDomains", "shareProxyPorts"};
+using FirstPlaces = FirstNames<kMembers>;
+
+// Whether the key stands somewhere in the case that it is written in here, be it without a value.
+bool HoldsExactKey(std::string_view text, const FirstPlaces& first, Member member) {
+  if (first.members[member] == kNotFound) return false;
+  return MatchLiteral(text, first.members[member] + 1, kNames[member], LetterCase::Exact) != kNotFound ||
+         ContainsKey(text, kNames[member]);
 }
 
 // The items of the first list under that key, whatever the key's case, that the test accepts.
-std::vector<std::string> ReadItems(std::string_view text, const FirstPlaces& first, Key key,
+std::vector<std::string> ReadItems(std::string_view text, const FirstPlaces& first, Member member,
                                    bool (*accepts)(std::string_view)) {
   std::vector<std::string> items;
-  const auto list = FindListMember(text, kNames[key], first[key], LetterCase::Ignore);
+  const auto list = FindListMember(text, kNames[member], first.members[member], LetterCase::Ignore);
   if (!list) return items;
   for (auto item = FindQuotedItem(list->group, 0); item; item = FindQuotedItem(list->group, item->end)) {
     if (accepts(item->group)) items.emplace_back(item->group);
@@ -57,7 +62,7 @@ std::vector<std::string> ReadItems(std::string_view text, const FirstPlaces& fir
 
 std::vector<uint32_t> ReadPorts(std::string_view text, const FirstPlaces& first) {
   std::vector<uint32_t> ports;
-  const auto list = FindListMember(text, kNames[kShareProxyPorts], first[kShareProxyPorts], LetterCase::Ignore);
+  const auto list = FindListMember(text, kNames[kShareProxyPorts], first.members[kShareProxyPorts], LetterCase::Ignore);
   if (!list) return ports;
   for (auto number = FindShortNumber(list->group, 0); number; number = FindShortNumber(list->group, number->end)) {
     const uint64_t port = ParseDecimal(number->group, kLargestPort).value_or(0);
@@ -119,20 +124,19 @@ std::string_view BaseName(std::string_view path) {
 
 ConfigMeta ParseConfigMeta(std::string& text) {
   ConfigMeta meta;
-  const FirstPlaces first = FindFirstKeys<kNames>(text, LetterCase::Ignore);
-  // The exact key is asked for first, as the list's own search would also take another case.
-  if (FindExactKey(text, first, kBlockedApps) != kNotFound) {
+  const FirstPlaces first = FindFirstNames<kNames>(text, kMeta);
+  // The exact key is asked for, as the list's own search would also take another case.
+  if (HoldsExactKey(text, first, kBlockedApps)) {
     meta.blockedApps = ReadItems(text, first, kBlockedApps, IsBlockedApp);
   }
-  const size_t metaKey = FindExactKey(text, first, kMeta);
-  if (metaKey == kNotFound) return meta;
+  if (first.key == kNotFound) return meta;
 
-  const auto panelHost = FindFilledTextMember(text, kNames[kPanelHost], first[kPanelHost], LetterCase::Ignore);
+  const auto panelHost = FindFilledTextMember(text, kNames[kPanelHost], first.members[kPanelHost], LetterCase::Ignore);
   if (panelHost && IsSafeHostToken(panelHost->group)) meta.panelHost = panelHost->group;
   meta.bypassSubnets = ReadItems(text, first, kBypassSubnets, IsAnyText);
   meta.directDomains = ReadItems(text, first, kDirectDomains, IsSafeHostToken);
   meta.shareProxyPorts = ReadPorts(text, first);
-  RemoveJsonMember(text, metaKey);
+  RemoveJsonMember(text, first.key);
   return meta;
 }
 

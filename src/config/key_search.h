@@ -1,6 +1,6 @@
-// Several keys looked for in one pass over the text, which costs little more than looking for one of them. The keys are
-// known when the program is built: an array of static storage duration, each of 1 to 62 bytes, without quotes. What is
-// found is `"key"` with its quotes, as FindKey of config/text_scan.h finds it.
+// Several names looked for in one pass over the text, which costs little more than looking for one of them. The names
+// are known when the program is built: an array of static storage duration, of at most 31 names of 3 to 48 bytes each,
+// without quotes.
 #pragma once
 
 #include <algorithm>
@@ -11,38 +11,33 @@
 #include <string_view>
 #include <utility>
 
-#include "config/quote_mask.h"
-#include "config/text_scan.h"
+#include "config/byte_blocks.h"
+#include "config/byte_search.h"
 
 namespace moorlak {
 
-// A set bit where a quote stands which would close one of the keys.
-template <const auto& kNames, size_t... kKey>
-uint64_t QuotesBehindKeys(const QuotePair& quotes, std::index_sequence<kKey...>) {
-  return (quotes.Ahead(kNames[kKey].size() + 1) | ...);
-}
+// A bit for each name.
+using NameSet = uint32_t;
 
-// Calls visit(number of the key, position) for each place of a key until it returns false; within a block of bytes in
-// the order of the positions, each with one key.
-template <const auto& kNames, typename Visitor>
-void VisitKeys(std::string_view text, LetterCase letterCase, Visitor visit) {
-  constexpr auto kNumbers = std::make_index_sequence<kNames.size()>();
-  QuotePair quotes{QuotesOf(text, 0), 0};
-  for (size_t block = 0; block < text.size(); block += kQuoteBlock, quotes.here = quotes.behind) {
-    quotes.behind = QuotesOf(text, block + kQuoteBlock);
-    // What is compared with the keys begins with a quote, does not go on with one, and has one where a key would close:
-    // few places of a real text, and at most every second one of any text.
-    for (uint64_t places = quotes.here & ~quotes.Ahead(1) & QuotesBehindKeys<kNames>(quotes, kNumbers); places != 0;
-         places &= places - 1) {
-      const size_t position = block + static_cast<size_t>(std::countr_zero(places));
-      const char first = FoldLetter(text[position + 1]);
-      for (size_t key = 0; key < kNames.size(); ++key) {
-        if (FoldLetter(kNames[key].front()) != first) continue;
-        const size_t end = MatchLiteral(text, position + 1, kNames[key], letterCase);
-        if (end < text.size() && text[end] == '"' && !visit(key, position)) return;
-      }
+// For each byte the names that have it, as a small or a capital letter, in the place that the function picks.
+template <const auto& kNames, typename Pick>
+constexpr std::array<NameSet, 256> NamesByByte(Pick pick) {
+  std::array<NameSet, 256> sets{};
+  for (size_t byte = 0; byte < sets.size(); ++byte) {
+    for (size_t name = 0; name < kNames.size(); ++name) {
+      if (FoldLetter(pick(kNames[name])) == FoldLetter(static_cast<char>(byte))) sets[byte] |= NameSet{1} << name;
     }
   }
+  return sets;
+}
+
+// As an index.
+inline size_t Byte(char byte) {
+  return static_cast<unsigned char>(byte);
+}
+
+inline size_t FirstOf(NameSet names) {
+  return static_cast<size_t>(std::countr_zero(names));
 }
 
 // The positions of the first and the last place of a key; both kNotFound when there is none.
@@ -51,30 +46,103 @@ struct KeySpan {
   size_t last = kNotFound;
 };
 
-// In the order of the keys.
+// From the quote that opens the longest name to the one that closes it.
 template <const auto& kNames>
-std::array<KeySpan, kNames.size()> FindKeySpans(std::string_view text, LetterCase letterCase) {
+constexpr size_t LongestReach() {
+  size_t longest = 0;
+  for (const std::string_view name : kNames) longest = std::max(longest, name.size() + 1);
+  return longest;
+}
+
+// The quotes of a block behind which another one stands as far away as the closing quote of a name.
+template <const auto& kNames, size_t... kName>
+uint64_t QuotesAround(uint64_t quotes, std::index_sequence<kName...>) {
+  return quotes & ((quotes >> (kNames[kName].size() + 1)) | ...);
+}
+
+// From one block to the next: every name that begins in the bytes between ends in the block.
+template <const auto& kNames>
+inline constexpr size_t kStepOfNames = kBlock - LongestReach<kNames>();
+
+// The quotes that may open one of the names: those of the first block that has any, at or behind a position. A function
+// of its own, so that the loop keeps what it needs in registers.
+template <const auto& kNames>
+[[gnu::noinline]] BlockPlaces FindBeginsOfNames(std::string_view text, size_t from) {
+  constexpr auto kNumbers = std::make_index_sequence<kNames.size()>();
+  constexpr uint64_t kPlaces = (uint64_t{1} << kStepOfNames<kNames>)-1;
+  for (size_t block = from; block < text.size(); block += kStepOfNames<kNames>) {
+    const uint64_t places = QuotesAround<kNames>(QuotesOf(text, block), kNumbers) & kPlaces;
+    if (places != 0) return {block, places};
+  }
+  return {};
+}
+
+// Where `"name"` stands with its quotes, in exactly these letters; in the order of the names.
+template <const auto& kNames>
+std::array<KeySpan, kNames.size()> FindKeySpans(std::string_view text) {
+  static constexpr auto kByFirst = NamesByByte<kNames>([](std::string_view name) { return name[0]; });
+  static constexpr auto kBySecond = NamesByByte<kNames>([](std::string_view name) { return name[1]; });
   std::array<KeySpan, kNames.size()> spans;
-  VisitKeys<kNames>(text, letterCase, [&spans](size_t key, size_t position) {
-    spans[key].first = std::min(spans[key].first, position);
-    spans[key].last = position;
-    return true;
-  });
+  for (auto found = FindBeginsOfNames<kNames>(text, 0); found.places != 0;
+       found = FindBeginsOfNames<kNames>(text, found.block + kStepOfNames<kNames>)) {
+    for (uint64_t places = found.places; places != 0; places &= places - 1) {
+      const size_t position = found.block + static_cast<size_t>(std::countr_zero(places));
+      // A quote stands behind each of these places, two bytes further on at least.
+      const std::string_view behind = text.substr(position + 1);
+      for (NameSet names = kByFirst[Byte(behind[0])] & kBySecond[Byte(behind[1])]; names != 0; names &= names - 1) {
+        const size_t name = FirstOf(names);
+        const size_t size = kNames[name].size();
+        if (behind.size() <= size || behind[size] != '"' || !behind.starts_with(kNames[name])) continue;
+        spans[name].first = std::min(spans[name].first, position);
+        spans[name].last = position;
+      }
+    }
+  }
   return spans;
 }
 
-// The first places only, kNotFound for a key without one. The pass ends where all of them are found.
+template <size_t kCount>
+struct FirstNames {
+  std::array<size_t, kCount> members;
+  size_t key = kNotFound;
+};
+
+// For each name where the first `"name"` stands, in letters of any case, behind which a member may go on: a blank or a
+// colon follows. The first match of the member's pattern stands no earlier. And where the first `"key"` stands, in
+// exactly these letters, whatever follows. kNotFound for what stands nowhere. The pass ends where all are found.
 template <const auto& kNames>
-std::array<size_t, kNames.size()> FindFirstKeys(std::string_view text, LetterCase letterCase) {
-  std::array<size_t, kNames.size()> positions;
-  positions.fill(kNotFound);
-  size_t missing = kNames.size();
-  VisitKeys<kNames>(text, letterCase, [&positions, &missing](size_t key, size_t position) {
-    if (positions[key] != kNotFound) return true;
-    positions[key] = position;
-    return --missing != 0;
-  });
-  return positions;
+FirstNames<kNames.size()> FindFirstNames(std::string_view text, std::string_view key) {
+  static constexpr auto kByLast = NamesByByte<kNames>([](std::string_view name) { return name.back(); });
+  static constexpr auto kByNext = NamesByByte<kNames>([](std::string_view name) { return name[name.size() - 2]; });
+  FirstNames<kNames.size()> first;
+  first.members.fill(kNotFound);
+  NameSet missing = (NameSet{1} << kNames.size()) - 1;
+  for (auto found = FindQuotesOfNames(text, 0, key.front()); found.places != 0;
+       found = FindQuotesOfNames(text, found.block + kBlock, key.front())) {
+    for (uint64_t places = found.places; places != 0; places &= places - 1) {
+      const size_t quote = found.block + static_cast<size_t>(std::countr_zero(places));
+      const std::string_view behind = text.substr(quote + 1);
+      if (behind.front() == key.front()) {
+        if (first.key == kNotFound && behind.size() > key.size() && behind[key.size()] == '"' &&
+            behind.starts_with(key))
+          first.key = quote;
+        continue;
+      }
+      if (quote < 2) continue;
+      const std::string_view before = text.substr(0, quote);
+      for (NameSet names = kByLast[Byte(text[quote - 1])] & kByNext[Byte(text[quote - 2])] & missing; names != 0;
+           names &= names - 1) {
+        const size_t name = FirstOf(names);
+        const size_t size = kNames[name].size();
+        if (before.size() <= size || before[before.size() - size - 1] != '"') continue;
+        if (!SameBytes(before.substr(before.size() - size), kNames[name], LetterCase::Ignore)) continue;
+        first.members[name] = before.size() - size - 1;
+        missing &= ~(NameSet{1} << name);
+      }
+    }
+    if (missing == 0 && first.key != kNotFound) break;
+  }
+  return first;
 }
 
 }  // namespace moorlak

@@ -11,6 +11,9 @@ namespace {
 
 constexpr std::string_view kRulesKey = "rules";
 
+// Of the rules of some thirty hosts and programs.
+constexpr size_t kUsualSize = 4096;
+
 // The service's own programs and the user interface never loop through the tunnel.
 constexpr std::string_view kOwnPrograms =
     "\"process\": [\"self/\", \"xray/\", \"moor_lak/\", \"moorlak_tunnel_service/\"]";
@@ -50,6 +53,7 @@ std::string ComposeRules(std::string_view serverAddress, const std::vector<std::
                          const std::vector<std::string>& blockedApps, const std::vector<std::string>& dnsList,
                          const ListExecutables& listExecutables) {
   std::string rules;
+  rules.reserve(kUsualSize);
   AddRule(rules, "\"inboundTag\": [\"api\"]", "api");
   if (!serverAddress.empty()) AddHostRule(rules, serverAddress);
   for (const std::string& host : directHosts) AddHostRule(rules, host);

@@ -28,9 +28,14 @@ constexpr std::string_view kTail =
     "    },";
 static_assert(kHead.size() == 202 && kTail.size() == 217);
 
+// Whether "protocol":"tun" stands there, with one space or none behind the colon.
 bool HasTunInbound(std::string_view text) {
-  return FindText(text, "\"protocol\":\"tun\"", 0, LetterCase::Exact) != kNotFound ||
-         FindText(text, "\"protocol\": \"tun\"", 0, LetterCase::Exact) != kNotFound;
+  for (size_t value = FindKey(text, "tun", 0, LetterCase::Exact); value != kNotFound;
+       value = FindKey(text, "tun", value + 1, LetterCase::Exact)) {
+    const std::string_view before = text.substr(0, value);
+    if (before.ends_with("\"protocol\":") || before.ends_with("\"protocol\": ")) return true;
+  }
+  return false;
 }
 
 }  // namespace

@@ -34,23 +34,25 @@ constexpr std::string_view kApiInbound =
     "    },";
 static_assert(kApiInbound.size() == 163);
 
-// More than the sections, the inbounds and the rules of a few hosts take. A string that grows by itself doubles its
-// memory.
-constexpr size_t kRoomForEdits = 8192;
+// Quoted names that are looked for in the whole text; "tun" is the end of what InjectTunInbound looks for.
+enum Key : size_t { kStatsKey, kPolicyKey, kApiKey, kTunKey, kListenKey, kKeys };
+constexpr std::array<std::string_view, kKeys> kNames{"stats", "policy", "api", "tun", "listen"};
+using KeySpans = std::array<KeySpan, kKeys>;
 
 // "listen"\s*:\s*"\[::1\]"
 std::optional<TextMatch> FindIpv6Listen(std::string_view text, size_t from) {
   return FindMemberWithText(text, "listen", {kIpv6Loopback}, from);
 }
 
-void ListenOnIpv4(std::string& text) {
+// A text that grew by itself would double its memory, so its size is counted first.
+void ListenOnIpv4(std::string& text, size_t firstListen) {
   size_t size = text.size();
-  for (auto match = FindIpv6Listen(text, 0); match; match = FindIpv6Listen(text, match->end)) {
+  for (auto match = FindIpv6Listen(text, firstListen); match; match = FindIpv6Listen(text, match->end)) {
     size = size - (match->end - match->begin) + kListen.size();
   }
   std::string replaced;
   size_t position = 0;
-  for (auto match = FindIpv6Listen(text, 0); match; match = FindIpv6Listen(text, position)) {
+  for (auto match = FindIpv6Listen(text, firstListen); match; match = FindIpv6Listen(text, position)) {
     if (position == 0) replaced.reserve(size + kRoomForEdits);
     replaced.append(text, position, match->begin - position);
     replaced += kListen;
@@ -66,13 +68,13 @@ void InsertSection(std::string& text, std::string_view section) {
   if (brace != kNotFound) text.insert(brace + 1, section);
 }
 
-// None of these sections holds a name that another one is looked for by, so all are looked for first and inserted at
-// once, the later before the earlier.
-void AddMissingSections(std::string& text) {
+// A section goes in where its name stands nowhere in the whole text. None of these sections holds a name that another
+// one is looked for by, so all are inserted at once, the later before the earlier.
+void AddMissingSections(std::string& text, const KeySpans& keys) {
   std::string sections;
-  if (!ContainsKey(text, "api")) sections += kApiSection;
-  if (!ContainsKey(text, "policy")) sections += kPolicySection;
-  if (!ContainsKey(text, "stats")) sections += kStatsSection;
+  if (keys[kApiKey].first == kNotFound) sections += kApiSection;
+  if (keys[kPolicyKey].first == kNotFound) sections += kPolicySection;
+  if (keys[kStatsKey].first == kNotFound) sections += kStatsSection;
   if (!sections.empty()) InsertSection(text, sections);
 }
 
@@ -121,40 +123,38 @@ void AddApiInbound(std::string& text) {
   if (open != kNotFound) text.insert(open + 1, kApiInbound);
 }
 
-// The quoted names that the edits look for; "tun" is the end of what InjectTunInbound looks for.
-enum Key : size_t { kStatsKey, kPolicyKey, kApiKey, kDnsKey, kRoutingKey, kInboundsKey, kTunKey, kListenKey, kKeys };
-constexpr std::array<std::string_view, kKeys> kNames{"stats",   "policy",   "api", "dns",
-                                                     "routing", "inbounds", "tun", "listen"};
-
-// The end of everything that the edits look for: in the text up to there they find what they would find in the whole
-// text. That holds for what they put in, too, as long as the names stand behind the brace at which sections go in: no
-// piece begins or ends with a part of what another edit looks for.
-size_t EndOfEdits(std::string_view text) {
+// The end of everything whose place the edits look for: in the text up to there they find what they would find in the
+// whole text. That holds for what they put in, too, as long as the names stand behind the brace at which sections go
+// in: no piece begins or ends with a part of what another edit looks for.
+size_t EndOfEdits(std::string_view text, const KeySpans& keys) {
   const size_t brace = FindByte(text, '{', 0);
-  const auto keys = FindKeySpans<kNames>(text, LetterCase::Exact);
+  const size_t dns = FindKey(text, "dns", 0, LetterCase::Exact);
+  const size_t routing = FindKey(text, "routing", 0, LetterCase::Exact);
+  const size_t inbounds = FindKey(text, "inbounds", 0, LetterCase::Exact);
+  if (std::min({dns, routing, inbounds, keys[kTunKey].first, keys[kListenKey].first}) < brace) return text.size();
   size_t end = 0;
   const auto include = [&end](size_t position, size_t size) {
     if (position != kNotFound) end = std::max(end, position + size);
   };
   include(brace, 1);
-  for (size_t key = 0; key < kKeys; ++key) {
-    if (keys[key].first < brace) return text.size();
-    const bool all = key == kTunKey || key == kListenKey;
-    include(all ? keys[key].last : keys[key].first, kNames[key].size() + 2);
-  }
+  include(dns, std::string_view("\"dns\"").size());
+  include(routing, std::string_view("\"routing\"").size());
+  include(inbounds, std::string_view("\"inbounds\"").size());
+  include(keys[kTunKey].last, kNames[kTunKey].size() + 2);
+  include(keys[kListenKey].last, kNames[kListenKey].size() + 2);
   const size_t lastListen = MatchMemberHead(text, keys[kListenKey].last, kNames[kListenKey], LetterCase::Exact);
   include(lastListen, kIpv6Loopback.size() + 2);
   include(FindText(text, kApiProtocol, 0, LetterCase::Exact), kApiProtocol.size());
-  const size_t servers = FindKey(text, "servers", keys[kDnsKey].first, LetterCase::Exact);
-  const size_t rules = FindKey(text, "rules", keys[kRoutingKey].first, LetterCase::Exact);
-  for (const size_t from : {servers, rules, keys[kInboundsKey].first}) {
+  const size_t servers = FindKey(text, "servers", dns, LetterCase::Exact);
+  const size_t rules = FindKey(text, "rules", routing, LetterCase::Exact);
+  for (const size_t from : {servers, rules, inbounds}) {
     // That bracket can be gone when another edit looks for it.
     if (MatchLiteral(text, FindByte(text, '[', from), kIpv6Loopback, LetterCase::Exact) != kNotFound)
       return text.size();
   }
-  include(EndOfXrayDnsServers(text, keys[kDnsKey].first), 0);
-  include(EndOfRulesHead(text, keys[kRoutingKey].first), 0);
-  include(FindByte(text, '[', keys[kInboundsKey].first), 1);
+  include(EndOfXrayDnsServers(text, dns), 0);
+  include(EndOfRulesHead(text, routing), 0);
+  include(FindByte(text, '[', inbounds), 1);
   return std::min(end, text.size());
 }
 
@@ -178,10 +178,10 @@ std::string ReplaceFront(std::string text, size_t size, std::string edited) {
   return replaced;
 }
 
-void EditText(std::string& text, const std::string& serverAddress, const ConfigMeta& meta,
+void EditText(std::string& text, const KeySpans& keys, const std::string& serverAddress, const ConfigMeta& meta,
               const std::vector<std::string>& dnsList, const ListExecutables& listExecutables) {
-  ListenOnIpv4(text);
-  AddMissingSections(text);
+  ListenOnIpv4(text, keys[kListenKey].first);
+  AddMissingSections(text, keys);
   AddDnsSection(text, dnsList);
   AddRoutingRules(text, serverAddress, meta, dnsList, listExecutables);
   if (!meta.blockedApps.empty()) {
@@ -200,10 +200,11 @@ std::string PrepareVpnXrayConfig(std::string configText, const ConfigMeta& meta,
   const std::string serverAddress = ExtractServerAddress(configText);
 
   // Most of a long text stands behind all the edits: it is moved once, not with each of them.
-  const size_t end = EndOfEdits(configText);
+  const KeySpans keys = FindKeySpans<kNames>(configText);
+  const size_t end = EndOfEdits(configText, keys);
   const size_t frontSize = end > configText.size() / 2 ? configText.size() : end;
   std::string front = TakeFront(configText, frontSize);
-  EditText(front, serverAddress, meta, dnsList, listExecutables);
+  EditText(front, keys, serverAddress, meta, dnsList, listExecutables);
   return ReplaceFront(std::move(configText), frontSize, std::move(front));
 }
 

@@ -2,6 +2,7 @@
 // RemapBusyPorts, then staging, which takes "allowInsecure" out.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,10 @@
 #include "config/config_meta.h"
 
 namespace moorlak {
+
+// More than what the edits of a usual configuration add. A text that comes with room for as many bytes is edited where
+// it stands; one without moves to new memory.
+inline constexpr size_t kRoomForEdits = 8192;
 
 // Makes a configuration fit the service: IPv4 loopback, traffic statistics and their API, name servers, routing rules
 // and, when applications are to bypass the tunnel, the engine's own tunnel inbound. Every edit is one of text: a key

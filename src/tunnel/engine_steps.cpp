@@ -80,8 +80,8 @@ StepResult PrepareAdapter(VpnService& service) {
 
 StepResult RewriteConfiguration(VpnService& service) {
   service.configText =
-      PrepareVpnXrayConfig(service.configText, service.meta, ListFolderExecutables, service.xrayDnsServers);
-  service.configText = RemapBusyPorts(service.configText, {IsLoopbackPortFree, PickFreeLoopbackPort});
+      PrepareVpnXrayConfig(std::move(service.configText), service.meta, ListFolderExecutables, service.xrayDnsServers);
+  service.configText = RemapBusyPorts(std::move(service.configText), {IsLoopbackPortFree, PickFreeLoopbackPort});
   service.apiAddress = "127.0.0.1:" + std::to_string(FindApiPort(service.configText));
   return GoOn();
 }

@@ -10,6 +10,7 @@
 #include "base/standard_error.h"
 #include "base/utf.h"
 #include "config/inbound_ports.h"
+#include "config/vpn_config.h"
 #include "process/engine_files.h"
 #include "tunnel/connect_sequence.h"
 #include "tunnel/disconnect.h"
@@ -61,6 +62,7 @@ std::string CheckFiles(const VpnService& service) {
 
 void BeginSession(VpnService& service, const std::string& text) {
   service.ready = false;
+  service.configText.reserve(text.size() + kRoomForEdits);
   service.configText = text;
   service.meta = ParseConfigMeta(service.configText);
   // Only the engine's own tunnel inbound knows the program behind a connection.

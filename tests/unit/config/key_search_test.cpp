@@ -8,39 +8,53 @@
 #include <string>
 #include <string_view>
 
+#include "config/text_scan.h"
+
 namespace moorlak {
 namespace {
 
-constexpr std::array<std::string_view, 5> kNames{"a", "api", "Ape", "stats",
-                                                 "sixty-two bytes is what the longest key may have, so this does"};
-static_assert(kNames.back().size() == 62);
+constexpr std::string_view kLongest = "forty-eight bytes is what the longest name has..";
+static_assert(kLongest.size() == 48);
+constexpr std::array<std::string_view, 5> kNames{"tag", "Api", "aping", "stats", kLongest};
+constexpr std::string_view kKey = "statsKey";
 
-size_t LastKey(std::string_view text, std::string_view key, LetterCase letterCase) {
+size_t LastKey(std::string_view text, std::string_view key) {
   size_t last = kNotFound;
-  for (size_t at = FindKey(text, key, 0, letterCase); at != kNotFound; at = FindKey(text, key, at + 1, letterCase)) {
+  for (size_t at = FindKey(text, key, 0, LetterCase::Exact); at != kNotFound;
+       at = FindKey(text, key, at + 1, LetterCase::Exact)) {
     last = at;
   }
   return last;
 }
 
-void ExpectWhatFindKeyFinds(std::string_view text) {
-  for (const LetterCase letterCase : {LetterCase::Exact, LetterCase::Ignore}) {
-    const auto spans = FindKeySpans<kNames>(text, letterCase);
-    const auto firsts = FindFirstKeys<kNames>(text, letterCase);
-    for (size_t key = 0; key < kNames.size(); ++key) {
-      ASSERT_EQ(spans[key].first, FindKey(text, kNames[key], 0, letterCase)) << kNames[key] << " in " << text;
-      ASSERT_EQ(spans[key].last, LastKey(text, kNames[key], letterCase)) << kNames[key] << " in " << text;
-      ASSERT_EQ(firsts[key], spans[key].first) << kNames[key] << " in " << text;
-    }
+// The first "name" in any case behind which a colon or a byte no greater than a blank stands.
+size_t FirstMember(std::string_view text, std::string_view name) {
+  for (size_t at = FindKey(text, name, 0, LetterCase::Ignore); at != kNotFound;
+       at = FindKey(text, name, at + 1, LetterCase::Ignore)) {
+    const size_t end = at + name.size() + 2;
+    if (end < text.size() && (text[end] == ':' || static_cast<unsigned char>(text[end]) <= ' ')) return at;
   }
+  return kNotFound;
 }
 
-TEST(KeySearch, FindsAKeyAtEveryPlaceOfABlock) {
-  for (const std::string_view key : kNames) {
-    for (size_t before = 0; before < 2 * kQuoteBlock; ++before) {
-      const std::string text = std::string(before, '"') + '"' + std::string(key) + '"';
+void ExpectWhatFindKeyFinds(std::string_view text) {
+  const auto spans = FindKeySpans<kNames>(text);
+  const auto firsts = FindFirstNames<kNames>(text, kKey);
+  for (size_t name = 0; name < kNames.size(); ++name) {
+    ASSERT_EQ(spans[name].first, FindKey(text, kNames[name], 0, LetterCase::Exact)) << kNames[name] << " in " << text;
+    ASSERT_EQ(spans[name].last, LastKey(text, kNames[name])) << kNames[name] << " in " << text;
+    ASSERT_EQ(firsts.members[name], FirstMember(text, kNames[name])) << kNames[name] << " in " << text;
+  }
+  ASSERT_EQ(firsts.key, FindKey(text, kKey, 0, LetterCase::Exact)) << text;
+}
+
+TEST(KeySearch, FindsANameAtEveryPlaceOfABlock) {
+  for (const std::string_view name : {kNames[0], kNames[1], kNames[2], kNames[3], kNames[4], kKey}) {
+    for (size_t before = 0; before < 2 * kBlock; ++before) {
+      const std::string text = std::string(before, '"') + '"' + std::string(name) + '"';
       ExpectWhatFindKeyFinds(text);
-      ExpectWhatFindKeyFinds(text + std::string(before, '.'));
+      for (const char* behind : {":", " ", "\t:", ",", "\xD0"}) ExpectWhatFindKeyFinds(text + behind);
+      ExpectWhatFindKeyFinds(text + ":" + std::string(before, '.'));
       ExpectWhatFindKeyFinds(std::string_view(text).substr(0, text.size() - 1));
     }
   }
@@ -48,8 +62,9 @@ TEST(KeySearch, FindsAKeyAtEveryPlaceOfABlock) {
 
 TEST(KeySearch, FindsWhatSingleSearchesFindInRandomTexts) {
   constexpr uint32_t kSeed = 20240611;
-  constexpr std::string_view kPieces[] = {"\"",    "\"", "a",         "API",   "api",       "ape",
-                                          "stats", ":",  "\"stats\"", "\"a\"", ".........."};
+  constexpr std::string_view kPieces[] = {"\"",  "\"",    "a",        "API",          "Api",        "aping",
+                                          "tag", "stats", ":",        "\"stats\":",   "\"TAG\" :",  "statsKey",
+                                          " ",   "\n",    "\"api\":", "\"statsKey\"", "\"Aping\":", ".........."};
   std::mt19937 random(kSeed);
   for (int round = 0; round < 5000; ++round) {
     std::string text;
