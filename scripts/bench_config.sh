@@ -35,7 +35,7 @@ jq -r '
        "memcpy"] as $rows
     | "| us | \($sizes | join(" | ")) |", "|---|---|---|---|---|",
       ($rows[] as $row | "| \($row) | \([$sizes[] | $time["\($row)/\(.)"] | pad | tostring] | join(" | ")) |"),
-      (["pipeline", "pipeline, metadata last"][] as $ours | ["RapidJSON parse+write", "nlohmann::json parse+dump"][] as $theirs
+      (["pipeline", "pipeline, metadata last"][] as $ours | ["RapidJSON parse+write", "nlohmann::json parse+dump", "simdjson parse"][] as $theirs
         | "| \($theirs) / \($ours) | \([$sizes[] | ($time["\($theirs)/\(.)"] / $time["\($ours)/\(.)"] | round2 | tostring)] | join(" | ")) |"),
       "", "16MiB / 8MiB: \($time["pipeline/16MiB"] / $time["pipeline/8MiB"] | round2)", "",
       "| hostile text of 16 MiB | ms |", "|---|---|",
