@@ -144,8 +144,8 @@ bool ServiceChecksItsHeap() {
   constexpr DWORD kTailAndFreeChecks = 0x60;  // HEAP_TAIL_CHECKING_ENABLED, HEAP_FREE_CHECKING_ENABLED
   const KernelHandle process = OpenServiceProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ);
   PROCESS_BASIC_INFORMATION information{};
-  const LONG status = NtQueryInformationProcess(process.Get(), ProcessBasicInformation, &information,
-                                                sizeof(information), nullptr);
+  const LONG status =
+      NtQueryInformationProcess(process.Get(), ProcessBasicInformation, &information, sizeof(information), nullptr);
   EXPECT_GE(status, 0);
   const auto block = reinterpret_cast<uintptr_t>(information.PebBaseAddress);
   const auto heap = ReadFrom<uintptr_t>(process.Get(), block + kHeapInBlock);
