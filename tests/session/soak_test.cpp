@@ -110,12 +110,14 @@ TEST_F(SessionSoak, EveryServiceEndsAndNoneDies) {
       EXPECT_EQ(Stop(), "OK");
     }
     machine::StopTunnelService();
+    // Nothing is left for the next one to recover; with it the own adapter comes back.
+    EXPECT_EQ(PendingTraces(), std::vector<std::string>{});
+    machine::StartTunnelService();
     ExpectRestored();
     if (HasFailure()) return;
     std::printf("session %u of %u: %s path, %s: ended with 0\n", cycle, cycles,
                 cycle % 2 == 0 ? "the engine's" : "tun2socks'", endsBefore ? "stopped before" : "up at the stop");
     std::fflush(stdout);
-    Begin(lab::DhcpMachine());
   }
 }
 
