@@ -24,8 +24,8 @@ void BeginLife() noexcept;
 // first instance on the machine.
 void StartDnsRecovery() noexcept;
 
-// Sets the stop flag, lets the controller refuse every later start, makes the pipe's pending connect return, and lets no
-// further command of the DNS recovery begin. From here on the time of an end runs (process/service_end.h).
+// Sets the stop flag, lets the controller refuse every later start, makes the pipe's pending connect return, and lets
+// no further command of the DNS recovery begin. From here on the time of an end runs (process/service_end.h).
 void BeginStop() noexcept;
 
 // The controller's stop and its last release.

@@ -3,9 +3,10 @@
 //
 // MOORLAK_KILL_SWEEP names what else is wanted, as words: "native" (the path on which the engine drives the adapter),
 // "before" (the death comes in place of the change), "reboot" (the machine starts anew before the service does),
-// "double" (the recovery is ended, too, at each of its changes), "stored" (`route DELETE` leaves stored copies), "taken"
-// (tun2socks takes the service's adapter, and adapters come and go at once; otherwise the engines make their own, which
-// linger behind them), "every=K" (only each K-th n), "point=N" (only that n). scripts/kill_sweep.sh does all of this.
+// "double" (the recovery is ended, too, at each of its changes), "stored" (`route DELETE` leaves stored copies),
+// "taken" (tun2socks takes the service's adapter, and adapters come and go at once; otherwise the engines make their
+// own, which linger behind them), "every=K" (only each K-th n), "point=N" (only that n). scripts/kill_sweep.sh does all
+// of this.
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
