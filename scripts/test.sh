@@ -49,7 +49,7 @@ wine_suite "its console programs, under Wine" windows-debug/tests/unit/lab/progr
 wine_suite "shell, under Wine" windows-debug/tests/moorlak_shell_tests.exe
 network_suite "network parts on the simulated machine" 2
 machine_suite "the shipped service, under Wine's service control manager" 2
-session_suite "whole sessions on the simulated machine" 4
+session_suite "whole sessions on the simulated machine" 6
 check "./run with a configuration of one's own" "$ROOT/scripts/check_demo.sh" --whole '^tunnel trojan_tls'
 
 finish

@@ -99,7 +99,7 @@ sharded_suite() {
     shift 3
     for ((shard = 0; shard < shards; shard++)); do
         name=${suite}_$shard
-        GTEST_TOTAL_SHARDS=$shards GTEST_SHARD_INDEX=$shard timeout 1200 "${@/#PREFIX/$BUILD/prefixes/$name}" \
+        GTEST_TOTAL_SHARDS=$shards GTEST_SHARD_INDEX=$shard timeout 2400 "${@/#PREFIX/$BUILD/prefixes/$name}" \
             --gtest_output="json:Z:${RESULTS//\//\\}\\$name.json" >"$RESULTS/$name.log" 2>&1 &
         pids+=($!)
     done
