@@ -47,7 +47,7 @@ wine_suite "client, as a Windows program" windows-debug/tests/moorlak_client_tes
 wine_suite "simulated machine, under Wine" windows-debug/tests/unit/lab/moorlak_lab_tests.exe
 wine_suite "its console programs, under Wine" windows-debug/tests/unit/lab/programs/moorlak_lab_program_tests.exe
 wine_suite "shell, under Wine" windows-debug/tests/moorlak_shell_tests.exe
-network_suite "network parts on the simulated machine" 2
+network_suite "network parts on the simulated machine" 3
 machine_suite "the shipped service, under Wine's service control manager" 2
 session_suite "whole sessions on the simulated machine" 6
 check "./run with a configuration of one's own" "$ROOT/scripts/check_demo.sh" --whole '^tunnel trojan_tls'
