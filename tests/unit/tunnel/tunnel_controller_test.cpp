@@ -132,7 +132,7 @@ TEST_F(ControllerWithEngines, AreToldOnceOnStandardErrorWhenTheVpnEngineIsMade) 
   EXPECT_EQ(standardError.Text(), "VpnService: using xray at " + xray + "\nVpnService: using tun2socks at " +
                                       tun2socks + "\nVpnService: Found Xray executable at: " + xray +
                                       "\nVpnService: Found Tun2Socks executable at: " + tun2socks + "\n");
-  EXPECT_EQ(made.Start("{}"), kGeoFilesMissing);
+  EXPECT_EQ(made.Start("{}", controller->closing), kGeoFilesMissing);
   EXPECT_EQ(standardError.Text().find("Found Xray", standardError.Text().find("Found Tun2Socks")), std::string::npos);
 }
 
