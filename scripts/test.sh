@@ -46,7 +46,7 @@ wine_suite "core, as a Windows program" windows-debug/tests/moorlak_core_tests.e
 wine_suite "client, as a Windows program" windows-debug/tests/moorlak_client_tests.exe
 wine_suite "simulated machine, under Wine" windows-debug/tests/unit/lab/moorlak_lab_tests.exe
 wine_suite "its console programs, under Wine" windows-debug/tests/unit/lab/programs/moorlak_lab_program_tests.exe
-wine_suite "shell, under Wine" windows-debug/tests/moorlak_shell_tests.exe
+wine_suite "shell, under Wine" windows-debug/tests/moorlak_shell_tests.exe checked
 network_suite "network parts on the simulated machine" 3
 machine_suite "the shipped service, under Wine's service control manager" 2
 session_suite "whole sessions on the simulated machine" 6

@@ -120,7 +120,8 @@ const AdapterInfo* FindByName(const AdapterList& adapters, const std::string& na
 bool RestoreMetric(const AdapterDnsBackup& backup, const RestoreTarget& target) {
   if (!backup.hasMetric || target.ifIndex == 0) return true;
   const InterfaceMetric earlier{backup.metric, backup.autoMetric};
-  if (WriteInterfaceMetric(target.ifIndex, earlier) || WriteInterfaceMetric(target.ifIndex, earlier)) return true;
+  if (WriteInterfaceMetric(target.ifIndex, earlier)) return true;
+  if (WriteInterfaceMetric(target.ifIndex, earlier)) return true;
   const auto now = ReadInterfaceMetric(target.ifIndex);
   return now && IsMetricBack(backup, now->metric, now->automatic);
 }
