@@ -18,7 +18,7 @@ took() {
 step() {
     local title=$1 log
     shift
-    log=$RESULTS/${title// /_}.log
+    log=$RESULTS/${title//[ \/]/_}.log
     say "== $title"
     if ! "$@" >"$log" 2>&1; then
         tail -n 60 "$log"
@@ -40,7 +40,7 @@ build_preset() {
 check() {
     local title=$1 log
     shift
-    log=$RESULTS/${title// /_}.log
+    log=$RESULTS/${title//[ \/]/_}.log
     if "$@" >"$log" 2>&1; then
         passed=$((passed + 1))
         took
