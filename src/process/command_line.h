@@ -7,6 +7,17 @@
 
 namespace moorlak {
 
+// One command of a console tool, with how it is run (process/hidden_command.h).
+struct HiddenCommand {
+  std::string text;
+  uint32_t timeoutMs = 0;
+  // Whether an exit code other than 0 is worth a line in the log.
+  bool logFailures = true;
+};
+
+// What nearly every command is given, in milliseconds.
+inline constexpr uint32_t kCommandMs = 15000;
+
 // What CreateProcess is given for a hidden command.
 struct HiddenCommandLine {
   // Full path of the program; empty when the system is to find the first word of the command line.

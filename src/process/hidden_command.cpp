@@ -57,21 +57,21 @@ HiddenExit AwaitExit(const ChildProcess& child, uint32_t timeoutMs, const std::s
   return exit;
 }
 
-CommandOutcome RunHidden(const std::string& command, uint32_t timeoutMs, bool logFailures) {
-  const uint32_t grantedMs = GrantedMs(timeoutMs);
-  if (grantedMs == 0 && timeoutMs != 0) {
+CommandOutcome RunHidden(const HiddenCommand& command) {
+  const uint32_t grantedMs = GrantedMs(command.timeoutMs);
+  if (grantedMs == 0 && command.timeoutMs != 0) {
     // A command that is ended as soon as it began could leave half a change.
-    WriteLogLine("CMD not started, the service ends: " + command);
+    WriteLogLine("CMD not started, the service ends: " + command.text);
     return CommandOutcome::Late;
   }
   ChildProcess child;
-  if (const DWORD error = StartHidden(command, child); error != ERROR_SUCCESS) {
-    ReportSpawnFailure(error, command);
+  if (const DWORD error = StartHidden(command.text, child); error != ERROR_SUCCESS) {
+    ReportSpawnFailure(error, command.text);
     return CommandOutcome::Failed;
   }
-  const HiddenExit exit = AwaitExit(child, grantedMs, command);
+  const HiddenExit exit = AwaitExit(child, grantedMs, command.text);
   if (exit.code == 0) return CommandOutcome::Succeeded;
-  if (logFailures) WriteLogLine("CMD exit=" + std::to_string(exit.code) + ": " + command);
+  if (command.logFailures) WriteLogLine("CMD exit=" + std::to_string(exit.code) + ": " + command.text);
   return exit.late ? CommandOutcome::Late : CommandOutcome::Failed;
 }
 
@@ -107,9 +107,9 @@ bool RunApi(const std::string& xrayPath, const std::string& arguments, std::stri
 
 }  // namespace
 
-CommandOutcome TryHiddenCommand(const std::string& command, uint32_t timeoutMs, bool logFailures) noexcept {
+CommandOutcome TryHiddenCommand(const HiddenCommand& command) noexcept {
   try {
-    return RunHidden(command, timeoutMs, logFailures);
+    return RunHidden(command);
   } catch (const std::exception& error) {
     WriteStandardErrorLine(error.what());
     WriteLogLine("CMD fail: out of memory");
@@ -117,8 +117,8 @@ CommandOutcome TryHiddenCommand(const std::string& command, uint32_t timeoutMs, 
   }
 }
 
-bool RunHiddenCommand(const std::string& command, uint32_t timeoutMs, bool logFailures) noexcept {
-  return TryHiddenCommand(command, timeoutMs, logFailures) == CommandOutcome::Succeeded;
+bool RunHiddenCommand(const HiddenCommand& command) noexcept {
+  return TryHiddenCommand(command) == CommandOutcome::Succeeded;
 }
 
 bool RunXrayApiCommand(const std::string& xrayPath, const std::string& arguments, std::string& output,

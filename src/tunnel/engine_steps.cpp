@@ -27,7 +27,6 @@ namespace {
 constexpr uint32_t kSocksTimeoutMs = 8000;
 constexpr uint32_t kAdapterTimeoutMs = 20000;
 constexpr uint32_t kXrayAdapterTimeoutMs = 25000;
-constexpr uint32_t kNetshTimeoutMs = 15000;
 
 constexpr XrayLaunchTexts kLaunchTexts = {
     .outputPipeFailed = "VPN Service: Failed to create Xray stdout pipe",
@@ -59,7 +58,7 @@ StepResult EnableAdapter(VpnService& service, int32_t settleMs) {
 }
 
 // The command that gives the tunnel's address to the adapter of this moment, with nothing left in its way.
-std::string PrepareAddressCommand() {
+HiddenCommand PrepareAddressCommand() {
   const std::string name = TunnelAdapterName();
   FreeTunnelAddressFor(name);
   return TunnelAddressCommand(name);
@@ -156,15 +155,15 @@ StepResult AwaitXrayAdapter(VpnService& service) {
 
 StepResult SetAdapterAddress(VpnService& service) {
   WriteStandardErrorLine("VPN Service: Configuring TUN interface...");
-  const std::string command = PrepareAddressCommand();
-  WriteStandardErrorLine("VPN Service: Executing: " + command);
-  RunHiddenCommand(command, kNetshTimeoutMs, true);
+  const HiddenCommand command = PrepareAddressCommand();
+  WriteStandardErrorLine("VPN Service: Executing: " + command.text);
+  RunHiddenCommand(command);
   if (!WaitWhileRunning(service.running, 300)) return QuietStop();
   if (TunnelAdapterHasAddress()) return GoOn();
   // A stop takes the address.
   if (!service.running) return QuietStop();
   WriteLogLine("ERROR: Moorlak adapter missing 10.0.85.2 after set address");
-  RunHiddenCommand(PrepareAddressCommand(), kNetshTimeoutMs, true);
+  RunHiddenCommand(PrepareAddressCommand());
   if (!WaitWhileRunning(service.running, 400)) return QuietStop();
   if (TunnelAdapterHasAddress()) return GoOn();
   if (!service.running) return QuietStop();

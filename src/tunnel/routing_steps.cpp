@@ -68,7 +68,7 @@ GatewayRoute RouteTo(const VpnService& service, const std::string& address) {
 void RouteAround(const VpnService& service, const std::string& address, std::string_view kind) {
   const GatewayRoute route = RouteTo(service, address);
   ClearWayFor(route);
-  Tell(service, "Adding " + std::string(kind) + " route: " + RouteAddCommand(route));
+  Tell(service, "Adding " + std::string(kind) + " route: " + RouteAddCommand(route).text);
   AddGatewayRoute(route);
 }
 

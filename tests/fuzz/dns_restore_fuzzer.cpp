@@ -56,13 +56,13 @@ void CheckRecord(std::string_view text, const AdapterDnsBackup& record) {
 }
 
 // netsh, one adapter between quotes, and words of letters, digits and a few signs.
-void CheckCommand(const DnsCommand& command, std::string_view adapter) {
+void CheckCommand(const HiddenCommand& command, std::string_view adapter) {
   const std::string quoted = "name=" + naive::Quoted(adapter) + " ";
-  const size_t name = command.command.find(quoted);
-  CHECK_PROPERTY(command.command.starts_with("netsh interface ipv"));
+  const size_t name = command.text.find(quoted);
+  CHECK_PROPERTY(command.text.starts_with("netsh interface ipv"));
   CHECK_PROPERTY(name < 40);
-  CHECK_PROPERTY(std::ranges::count(command.command, '"') == 2);
-  const std::string_view rest = std::string_view(command.command).substr(name + quoted.size());
+  CHECK_PROPERTY(std::ranges::count(command.text, '"') == 2);
+  const std::string_view rest = std::string_view(command.text).substr(name + quoted.size());
   CHECK_PROPERTY(rest.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789.= ") == std::string_view::npos);
   CHECK_PROPERTY(command.timeoutMs != 0);
 }
@@ -70,11 +70,11 @@ void CheckCommand(const DnsCommand& command, std::string_view adapter) {
 void CheckCommands(const AdapterDnsBackup& record, std::string_view adapter) {
   const auto commands = RestoreIpv4Dns(adapter, record.dhcp, record.servers);
   CHECK_PROPERTY(!commands.empty() && commands.size() <= std::max<size_t>(record.servers.size(), 1));
-  for (const DnsCommand& command : commands) CheckCommand(command, adapter);
+  for (const HiddenCommand& command : commands) CheckCommand(command, adapter);
   CheckCommand(SetIpv6DnsFromDhcp(adapter), adapter);
   const bool byHand = !record.dhcp && !record.servers.empty();
-  CHECK_PROPERTY(naive::Holds(commands.front().command, byHand ? " static " : " dhcp"));
-  if (byHand) CHECK_PROPERTY(naive::Holds(commands.front().command, " static " + record.servers.front() + " "));
+  CHECK_PROPERTY(naive::Holds(commands.front().text, byHand ? " static " : " dhcp"));
+  if (byHand) CHECK_PROPERTY(naive::Holds(commands.front().text, " static " + record.servers.front() + " "));
 }
 
 AdapterInfo Adapter(std::string_view name, uint32_t ifIndex, std::vector<std::string> servers) {

@@ -24,16 +24,11 @@ constexpr ULONG kAdapterFlags = GAA_FLAG_SKIP_ANYCAST | GAA_FLAG_SKIP_MULTICAST;
 constexpr uint32_t kLoopbackType = 24;
 constexpr uint32_t kPhysicalMetric = 5000;
 constexpr size_t kMostTunnelServers = 3;
-constexpr uint32_t kFlushMs = 15000;
-
-bool Run(const DnsCommand& command) {
-  return RunHiddenCommand(command.command, command.timeoutMs, command.logFailures);
-}
 
 // A cold netsh can need longer than it is given; the second one finds its files in memory.
-bool RunTwice(const DnsCommand& command, const std::atomic<bool>& wanted) {
-  if (wanted && Run(command)) return true;
-  return wanted && Run(command);
+bool RunTwice(const HiddenCommand& command, const std::atomic<bool>& wanted) {
+  if (wanted && RunHiddenCommand(command)) return true;
+  return wanted && RunHiddenCommand(command);
 }
 
 AdapterDnsBackup ReadBackup(const AdapterInfo& adapter) {
@@ -69,13 +64,13 @@ void RaiseMetric(const AdapterInfo& adapter) {
 // False when the session was stopped meanwhile.
 bool NeutraliseAdapter(const AdapterInfo& adapter, const AdapterDnsBackup& backup, const std::atomic<bool>& running) {
   if (backup.hasMetric) RaiseMetric(adapter);
-  Run(DeleteIpv4Dns(adapter.nameUtf8));
+  RunHiddenCommand(DeleteIpv4Dns(adapter.nameUtf8));
   if (!running) {
     WriteLogLine("dns-leak: aborted mid-apply after neutralize start");
     return false;
   }
-  Run(DeleteIpv6Dns(adapter.nameUtf8));
-  Run(SetStaticDns(adapter.nameUtf8, kNeutralDnsServer, kAdapterDnsMs));
+  RunHiddenCommand(DeleteIpv6Dns(adapter.nameUtf8));
+  RunHiddenCommand(SetStaticDns(adapter.nameUtf8, kNeutralDnsServer, kAdapterDnsMs));
   WriteLogLine("dns-leak: neutralized DNS on " + adapter.nameUtf8 + " (" + std::to_string(backup.servers.size()) +
                " v4 server(s) saved)");
   return true;
@@ -206,15 +201,15 @@ NeutralisedAdapters NeutraliseAdapters(const std::atomic<bool>& running, DnsBack
 
 bool SetTunnelDns(const std::string& tunnelName, const std::vector<std::string>& servers,
                   const std::atomic<bool>& running) {
-  Run(SetStaticDns(tunnelName, servers.front(), kTunnelDnsMs));
+  RunHiddenCommand(SetStaticDns(tunnelName, servers.front(), kTunnelDnsMs));
   for (size_t i = 1; i < std::min(servers.size(), kMostTunnelServers); ++i) {
     if (!running) {
       WriteLogLine("dns-leak: aborted while setting Moorlak DNS");
       return false;
     }
-    Run(AddStaticDns(tunnelName, servers[i], i + 1, kTunnelDnsMs));
+    RunHiddenCommand(AddStaticDns(tunnelName, servers[i], i + 1, kTunnelDnsMs));
   }
-  Run(DeleteIpv6Dns(tunnelName));
+  RunHiddenCommand(DeleteIpv6Dns(tunnelName));
   return true;
 }
 
@@ -241,7 +236,7 @@ bool HasRestoreTarget(const std::vector<AdapterDnsBackup>& backups) {
 }
 
 void FlushResolverCache() {
-  if (!FlushThroughLibrary()) RunHiddenCommand("ipconfig /flushdns", kFlushMs, true);
+  if (!FlushThroughLibrary()) RunHiddenCommand(FlushDns());
 }
 
 }  // namespace moorlak

@@ -19,38 +19,43 @@ std::string Command(std::string_view verb, std::string_view adapter, std::string
 
 }  // namespace
 
-DnsCommand DeleteIpv4Dns(std::string_view adapter) {
+HiddenCommand DeleteIpv4Dns(std::string_view adapter) {
   return {Command("ipv4 delete", adapter, "all"), kAdapterDnsMs, false};
 }
 
-DnsCommand DeleteIpv6Dns(std::string_view adapter) {
+HiddenCommand DeleteIpv6Dns(std::string_view adapter) {
   return {Command("ipv6 delete", adapter, "all"), kAdapterDnsMs, false};
 }
 
-DnsCommand SetStaticDns(std::string_view adapter, std::string_view server, uint32_t timeoutMs) {
+HiddenCommand SetStaticDns(std::string_view adapter, std::string_view server, uint32_t timeoutMs) {
   return {Command("ipv4 set", adapter, "static " + std::string(server) + " primary validate=no"), timeoutMs, true};
 }
 
-DnsCommand AddStaticDns(std::string_view adapter, std::string_view server, size_t position, uint32_t timeoutMs) {
+HiddenCommand AddStaticDns(std::string_view adapter, std::string_view server, size_t position, uint32_t timeoutMs) {
   return {Command("ipv4 add", adapter, std::string(server) + " index=" + std::to_string(position) + " validate=no"),
           timeoutMs, true};
 }
 
-DnsCommand SetIpv4DnsFromDhcp(std::string_view adapter) {
+HiddenCommand SetIpv4DnsFromDhcp(std::string_view adapter) {
   return {Command("ipv4 set", adapter, "dhcp"), kAdapterDnsMs, true};
 }
 
-DnsCommand SetIpv6DnsFromDhcp(std::string_view adapter) {
+HiddenCommand SetIpv6DnsFromDhcp(std::string_view adapter) {
   return {Command("ipv6 set", adapter, "dhcp"), kIpv6DhcpMs, true};
+}
+
+HiddenCommand FlushDns() {
+  return {"ipconfig /flushdns", kCommandMs, true};
 }
 
 bool TakesDnsFromDhcp(bool dhcp, const std::vector<std::string>& servers) {
   return dhcp || servers.empty();
 }
 
-std::vector<DnsCommand> RestoreIpv4Dns(std::string_view adapter, bool dhcp, const std::vector<std::string>& servers) {
+std::vector<HiddenCommand> RestoreIpv4Dns(std::string_view adapter, bool dhcp,
+                                          const std::vector<std::string>& servers) {
   if (TakesDnsFromDhcp(dhcp, servers)) return {SetIpv4DnsFromDhcp(adapter)};
-  std::vector<DnsCommand> commands{SetStaticDns(adapter, servers.front(), kAdapterDnsMs)};
+  std::vector<HiddenCommand> commands{SetStaticDns(adapter, servers.front(), kAdapterDnsMs)};
   for (size_t i = 1; i < servers.size(); ++i) {
     if (IsSafeAddress(servers[i])) commands.push_back(AddStaticDns(adapter, servers[i], i + 1, kAdapterDnsMs));
   }

@@ -7,14 +7,9 @@
 #include <string_view>
 #include <vector>
 
-namespace moorlak {
+#include "process/command_line.h"
 
-struct DnsCommand {
-  std::string command;
-  uint32_t timeoutMs = 0;
-  // Whether an exit code other than 0 is worth a line in the log.
-  bool logFailures = true;
-};
+namespace moorlak {
 
 // What a physical adapter's name server is set to during a session: nobody answers there.
 inline constexpr std::string_view kNeutralDnsServer = "127.0.0.1";
@@ -23,19 +18,20 @@ inline constexpr std::string_view kNeutralDnsServer = "127.0.0.1";
 inline constexpr uint32_t kTunnelDnsMs = 2500;
 inline constexpr uint32_t kAdapterDnsMs = 1500;
 
-DnsCommand DeleteIpv4Dns(std::string_view adapter);
-DnsCommand DeleteIpv6Dns(std::string_view adapter);
-DnsCommand SetStaticDns(std::string_view adapter, std::string_view server, uint32_t timeoutMs);
+HiddenCommand DeleteIpv4Dns(std::string_view adapter);
+HiddenCommand DeleteIpv6Dns(std::string_view adapter);
+HiddenCommand SetStaticDns(std::string_view adapter, std::string_view server, uint32_t timeoutMs);
 // The position counts from 1.
-DnsCommand AddStaticDns(std::string_view adapter, std::string_view server, size_t position, uint32_t timeoutMs);
-DnsCommand SetIpv4DnsFromDhcp(std::string_view adapter);
-DnsCommand SetIpv6DnsFromDhcp(std::string_view adapter);
+HiddenCommand AddStaticDns(std::string_view adapter, std::string_view server, size_t position, uint32_t timeoutMs);
+HiddenCommand SetIpv4DnsFromDhcp(std::string_view adapter);
+HiddenCommand SetIpv6DnsFromDhcp(std::string_view adapter);
+HiddenCommand FlushDns();
 
 // Whether an adapter gets its servers back from the network, as it had them, or had none.
 bool TakesDnsFromDhcp(bool dhcp, const std::vector<std::string>& servers);
 
 // What gives an adapter back its IPv4 servers, in order: its static ones, or DHCP when it had DHCP or none. Unsafe
 // servers behind the first are left out, at their own position. The first one is safe.
-std::vector<DnsCommand> RestoreIpv4Dns(std::string_view adapter, bool dhcp, const std::vector<std::string>& servers);
+std::vector<HiddenCommand> RestoreIpv4Dns(std::string_view adapter, bool dhcp, const std::vector<std::string>& servers);
 
 }  // namespace moorlak

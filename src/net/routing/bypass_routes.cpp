@@ -16,7 +16,6 @@
 namespace moorlak {
 namespace {
 
-constexpr uint32_t kRouteTimeoutMs = 15000;
 constexpr CaptureLimits kIpconfigLimits{5000, size_t{1} << 20};
 
 std::string GatewayFromIpconfig() {
@@ -105,7 +104,7 @@ void AddSubnet(const std::string& entry, const std::string& gateway) {
     return;
   }
   ClearWayFor(plan.route);
-  WriteStandardErrorLine("VPN Service: Adding LAN bypass route: " + RouteAddCommand(plan.route));
+  WriteStandardErrorLine("VPN Service: Adding LAN bypass route: " + RouteAddCommand(plan.route).text);
   AddGatewayRoute(plan.route);
 }
 
@@ -124,12 +123,12 @@ std::string SessionGateway(BypassRoutes& routes) noexcept {
 
 void ClearWayFor(const GatewayRoute& route) noexcept {
   if (!JournalReplacement(route)) return;
-  Guarded([&] { RunHiddenCommand(RouteDeleteCommand(route.destination), kRouteTimeoutMs, false); });
+  Guarded([&] { RunHiddenCommand(RouteDeleteCommand(route.destination)); });
 }
 
 void AddGatewayRoute(const GatewayRoute& route) noexcept {
   Guarded([&] {
-    if (RunHiddenCommand(RouteAddCommand(route), kRouteTimeoutMs, true)) JournalAdded(route);
+    if (RunHiddenCommand(RouteAddCommand(route))) JournalAdded(route);
   });
 }
 

@@ -22,7 +22,6 @@
 namespace moorlak {
 namespace {
 
-constexpr uint32_t kRouteTimeoutMs = 15000;
 constexpr uint32_t kTunnelAddressNumber = 0x0A005502;
 
 // A session may have set its route on any adapter of ours, whichever is up by now.
@@ -33,7 +32,7 @@ bool IsDefaultOfAny(const RouteRow& row, const std::vector<uint32_t>& tunnelInde
 
 void DropDefaultByCommand(std::atomic<bool>& commandHung) {
   if (commandHung) return;
-  const CommandOutcome outcome = TryHiddenCommand(TunnelDefaultDeleteCommand(), kRouteTimeoutMs, false);
+  const CommandOutcome outcome = TryHiddenCommand(TunnelDefaultDeleteCommand());
   if (outcome == CommandOutcome::Late) commandHung = true;
 }
 

@@ -10,6 +10,9 @@ namespace moorlak {
 namespace {
 
 constexpr int32_t kLongestPrefix = 32;
+constexpr uint32_t kEnableMs = 10000;
+// As long as a stop waits for its background.
+constexpr uint32_t kStoredDeleteMs = 5000;
 
 std::string Quoted(std::string_view text) {
   return '"' + std::string(text) + '"';
@@ -69,39 +72,43 @@ std::string GatewayInIpconfig(std::string_view output) {
   return {};
 }
 
-std::string RouteDeleteCommand(std::string_view destination) {
-  return "route DELETE " + std::string(destination);
+HiddenCommand RouteDeleteCommand(std::string_view destination) {
+  return {"route DELETE " + std::string(destination), kCommandMs, false};
 }
 
-std::string RouteAddCommand(const GatewayRoute& route) {
-  return "route ADD " + route.destination + " MASK " + route.mask + " " + route.gateway + " METRIC 1";
+HiddenCommand RouteAddCommand(const GatewayRoute& route) {
+  return {"route ADD " + route.destination + " MASK " + route.mask + " " + route.gateway + " METRIC 1", kCommandMs,
+          true};
 }
 
-std::string TunnelDefaultDeleteCommand() {
-  return "route DELETE 0.0.0.0 MASK 0.0.0.0 " + std::string(kTunnelGateway);
+HiddenCommand TunnelDefaultDeleteCommand() {
+  return {"route DELETE 0.0.0.0 MASK 0.0.0.0 " + std::string(kTunnelGateway), kCommandMs, false};
 }
 
-std::string EnableAdapterCommand(std::string_view adapterName) {
-  return "netsh interface set interface name=" + Quoted(adapterName) + " admin=ENABLED";
+HiddenCommand EnableAdapterCommand(std::string_view adapterName) {
+  return {"netsh interface set interface name=" + Quoted(adapterName) + " admin=ENABLED", kEnableMs, true};
 }
 
-std::string TunnelAddressCommand(std::string_view adapterName) {
-  return "netsh interface ip set address name=" + Quoted(adapterName) +
-         " source=static addr=" + std::string(kTunnelAddress) + " mask=255.255.255.0 gateway=none";
+HiddenCommand TunnelAddressCommand(std::string_view adapterName) {
+  return {"netsh interface ip set address name=" + Quoted(adapterName) +
+              " source=static addr=" + std::string(kTunnelAddress) + " mask=255.255.255.0 gateway=none",
+          kCommandMs, true};
 }
 
-std::string InterfaceMetricCommand(std::string_view adapterName) {
-  return "netsh interface ipv4 set interface interface=" + Quoted(adapterName) + " metric=1";
+HiddenCommand InterfaceMetricCommand(std::string_view adapterName) {
+  return {"netsh interface ipv4 set interface interface=" + Quoted(adapterName) + " metric=1", kCommandMs, true};
 }
 
-std::string TunnelDefaultAddCommand(std::string_view adapterName) {
-  return "netsh interface ip add route 0.0.0.0/0 " + Quoted(adapterName) + " " + std::string(kTunnelGateway) +
-         " metric=1";
+HiddenCommand TunnelDefaultAddCommand(std::string_view adapterName) {
+  return {
+      "netsh interface ip add route 0.0.0.0/0 " + Quoted(adapterName) + " " + std::string(kTunnelGateway) + " metric=1",
+      kCommandMs, true};
 }
 
-std::string StoredDefaultDeleteCommand(std::string_view adapterName) {
-  return "netsh interface ipv4 delete route 0.0.0.0/0 " + Quoted(adapterName) + " " + std::string(kTunnelGateway) +
-         " store=persistent";
+HiddenCommand StoredDefaultDeleteCommand(std::string_view adapterName) {
+  return {"netsh interface ipv4 delete route 0.0.0.0/0 " + Quoted(adapterName) + " " + std::string(kTunnelGateway) +
+              " store=persistent",
+          kStoredDeleteMs, false};
 }
 
 }  // namespace moorlak

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "process/command_line.h"
+
 namespace moorlak {
 
 // One route through the physical gateway; three dotted quads. The destination may have bits outside the mask: whether
@@ -42,16 +44,16 @@ std::string MaskText(int32_t prefixLength);
 // Default Gateway[^:]*:[\s]+(\d{1,3}\.\d{1,3}\.\d{1,3}\.\d{1,3})
 std::string GatewayInIpconfig(std::string_view output);
 
-// Command lines for RunHiddenCommand. `route DELETE` of a destination removes every route to it.
-std::string RouteDeleteCommand(std::string_view destination);
-std::string RouteAddCommand(const GatewayRoute& route);
-std::string TunnelDefaultDeleteCommand();
+// `route DELETE` of a destination removes every route to it.
+HiddenCommand RouteDeleteCommand(std::string_view destination);
+HiddenCommand RouteAddCommand(const GatewayRoute& route);
+HiddenCommand TunnelDefaultDeleteCommand();
 
 // The adapter is given by its name, which stands between quotes in the command and so must hold none.
-std::string EnableAdapterCommand(std::string_view adapterName);
-std::string TunnelAddressCommand(std::string_view adapterName);
-std::string InterfaceMetricCommand(std::string_view adapterName);
-std::string TunnelDefaultAddCommand(std::string_view adapterName);
-std::string StoredDefaultDeleteCommand(std::string_view adapterName);
+HiddenCommand EnableAdapterCommand(std::string_view adapterName);
+HiddenCommand TunnelAddressCommand(std::string_view adapterName);
+HiddenCommand InterfaceMetricCommand(std::string_view adapterName);
+HiddenCommand TunnelDefaultAddCommand(std::string_view adapterName);
+HiddenCommand StoredDefaultDeleteCommand(std::string_view adapterName);
 
 }  // namespace moorlak

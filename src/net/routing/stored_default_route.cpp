@@ -16,9 +16,6 @@
 namespace moorlak {
 namespace {
 
-// As long as a stop waits for its background.
-constexpr uint32_t kRemovalTimeoutMs = 5000;
-
 std::mutex defaultRouteLock;
 // Written under the lock.
 std::atomic<uint64_t> generation{0};
@@ -29,7 +26,7 @@ void RemoveFromAllLocked() {
   for (const AdapterInfo& adapter : *adapters) {
     // A name of ours is letters, a blank and digits: nothing that a command line could misread.
     if (!IsOurAdapterName(adapter.name)) continue;
-    RunHiddenCommand(StoredDefaultDeleteCommand(adapter.nameUtf8), kRemovalTimeoutMs, false);
+    RunHiddenCommand(StoredDefaultDeleteCommand(adapter.nameUtf8));
   }
 }
 

@@ -21,8 +21,6 @@
 namespace moorlak {
 namespace {
 
-constexpr uint32_t kEnableTimeoutMs = 10000;
-constexpr uint32_t kCommandTimeoutMs = 15000;
 // 1.0.0.1: the system is asked for its route there, nothing is sent.
 constexpr uint32_t kProbeDestination = 0x01000001;
 
@@ -57,20 +55,20 @@ bool BestLeadsIntoTunnel() {
 void EnableTunnelAdapter() noexcept {
   Guarded([] {
     const std::wstring name = FindTunnelAdapterName();
-    if (!name.empty()) RunHiddenCommand(EnableAdapterCommand(NarrowUtf16(name)), kEnableTimeoutMs, true);
+    if (!name.empty()) RunHiddenCommand(EnableAdapterCommand(NarrowUtf16(name)));
   });
 }
 
 void LowerTunnelMetric(const std::string& adapterName) noexcept {
-  Guarded([&] { RunHiddenCommand(InterfaceMetricCommand(adapterName), kCommandTimeoutMs, true); });
+  Guarded([&] { RunHiddenCommand(InterfaceMetricCommand(adapterName)); });
 }
 
 void AddTunnelDefaultRoute(const std::string& adapterName) noexcept {
   Guarded([&] {
-    const std::string command = TunnelDefaultAddCommand(adapterName);
-    WriteStandardErrorLine("VPN Service: Adding default route: " + command);
+    const HiddenCommand command = TunnelDefaultAddCommand(adapterName);
+    WriteStandardErrorLine("VPN Service: Adding default route: " + command.text);
     const DefaultRouteClaim claim;
-    RunHiddenCommand(command, kCommandTimeoutMs, true);
+    RunHiddenCommand(command);
   });
 }
 

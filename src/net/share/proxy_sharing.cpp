@@ -8,12 +8,6 @@
 #include "process/hidden_command.h"
 
 namespace moorlak {
-namespace {
-
-constexpr uint32_t kDeleteTimeoutMs = 1200;
-constexpr uint32_t kAddTimeoutMs = 15000;
-
-}  // namespace
 
 void OpenProxySharingFirewall(const std::vector<uint32_t>& ports) noexcept {
   CloseProxySharingFirewall();
@@ -21,12 +15,12 @@ void OpenProxySharingFirewall(const std::vector<uint32_t>& ports) noexcept {
     if (ports.empty()) return;
     const std::string joined = JoinPorts(ports);
     WriteLogLine("proxy-share: opening firewall for ports " + joined);
-    RunHiddenCommand(AddSharingRuleCommand(joined), kAddTimeoutMs, true);
+    RunHiddenCommand(AddSharingRuleCommand(joined));
   });
 }
 
 bool CloseProxySharingFirewall() noexcept {
-  return Guarded(false, [] { return RunHiddenCommand(DeleteSharingRuleCommand(), kDeleteTimeoutMs, false); });
+  return Guarded(false, [] { return RunHiddenCommand(DeleteSharingRuleCommand()); });
 }
 
 }  // namespace moorlak

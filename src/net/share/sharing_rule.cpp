@@ -3,6 +3,7 @@
 namespace moorlak {
 namespace {
 
+constexpr uint32_t kDeleteMs = 1200;
 constexpr char kRuleName[] = "Moorlak Proxy Sharing";
 
 std::string RuleCommand(const char* verb) {
@@ -20,13 +21,14 @@ std::string JoinPorts(const std::vector<uint32_t>& ports) {
   return joined;
 }
 
-std::string DeleteSharingRuleCommand() {
-  return RuleCommand("delete");
+HiddenCommand DeleteSharingRuleCommand() {
+  return {RuleCommand("delete"), kDeleteMs, false};
 }
 
-std::string AddSharingRuleCommand(const std::string& joinedPorts) {
-  return RuleCommand("add") + " dir=in action=allow protocol=TCP localport=" + joinedPorts +
-         " profile=private,domain remoteip=LocalSubnet";
+HiddenCommand AddSharingRuleCommand(const std::string& joinedPorts) {
+  return {RuleCommand("add") + " dir=in action=allow protocol=TCP localport=" + joinedPorts +
+              " profile=private,domain remoteip=LocalSubnet",
+          kCommandMs, true};
 }
 
 }  // namespace moorlak

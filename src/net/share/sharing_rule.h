@@ -5,13 +5,15 @@
 #include <string>
 #include <vector>
 
+#include "process/command_line.h"
+
 namespace moorlak {
 
 // "1080,8080"; empty for no ports.
 std::string JoinPorts(const std::vector<uint32_t>& ports);
 
-// Command lines for RunHiddenCommand. The ports are given joined.
-std::string DeleteSharingRuleCommand();
-std::string AddSharingRuleCommand(const std::string& joinedPorts);
+// The ports are given joined. Deleting a rule that does not exist is the usual case.
+HiddenCommand DeleteSharingRuleCommand();
+HiddenCommand AddSharingRuleCommand(const std::string& joinedPorts);
 
 }  // namespace moorlak

@@ -174,6 +174,11 @@ TEST(RoutingRules, ASectionWithoutRulesGainsThem) {
             "{\"routing\" : {\n  \"rules\": [\n" + ServerRules(false) + "  ],\"domainStrategy\":\"AsIs\"}}");
 }
 
+TEST(RoutingRules, AnEmptySectionKeepsTheCommaBehindThem) {
+  EXPECT_EQ(Inject(R"({"routing": {}, "outbounds": []})", "203.0.113.5").text,
+            "{\"routing\": {\n  \"rules\": [\n" + ServerRules(false) + "  ],}, \"outbounds\": []}");
+}
+
 TEST(RoutingRules, RulesInFrontOfTheSectionAreNotItsOwn) {
   EXPECT_EQ(Inject(R"({"rules":[],"routing":{"a":1}})", "203.0.113.5").text,
             "{\"rules\":[],\"routing\":{\n  \"rules\": [\n" + ServerRules(false) + "  ],\"a\":1}}");

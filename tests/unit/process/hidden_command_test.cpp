@@ -28,25 +28,25 @@ struct Command {
 
 TEST(HiddenCommand, SucceedsWithExitCodeZeroAndLogsNothing) {
   const Command command("exit=0");
-  EXPECT_TRUE(RunHiddenCommand(command.text, kGenerousMs, true));
+  EXPECT_TRUE(RunHiddenCommand({command.text, kGenerousMs, true}));
   EXPECT_EQ(LogMessagesWith(command.token), Messages{});
 }
 
 TEST(HiddenCommand, FailsWithAnotherExitCodeAndLogsItWhenAsked) {
   const Command command("exit=7");
-  EXPECT_FALSE(RunHiddenCommand(command.text, kGenerousMs, true));
+  EXPECT_FALSE(RunHiddenCommand({command.text, kGenerousMs, true}));
   EXPECT_EQ(LogMessagesWith(command.token), Messages{"CMD exit=7: " + command.text});
 }
 
 TEST(HiddenCommand, LogsNoExitCodeWhenNotAsked) {
   const Command command("exit=7");
-  EXPECT_FALSE(RunHiddenCommand(command.text, kGenerousMs, false));
+  EXPECT_FALSE(RunHiddenCommand({command.text, kGenerousMs, false}));
   EXPECT_EQ(LogMessagesWith(command.token), Messages{});
 }
 
 TEST(HiddenCommand, LogsAHighExitCodeAsAnUnsignedNumber) {
   const Command command("exit=4294967295");
-  EXPECT_FALSE(RunHiddenCommand(command.text, kGenerousMs, true));
+  EXPECT_FALSE(RunHiddenCommand({command.text, kGenerousMs, true}));
   EXPECT_EQ(LogMessagesWith(command.token), Messages{"CMD exit=4294967295: " + command.text});
 }
 
@@ -54,14 +54,14 @@ TEST(HiddenCommand, IsAFailureWhenItWouldExitWithZeroAfterTheTimeOut) {
   const std::string name = UniqueName("Local\\late");
   const KernelHandle late(CreateEventW(nullptr, TRUE, FALSE, WidenUtf8(name).c_str()));
   const Command command("wait=" + name + " exit=0");
-  EXPECT_FALSE(RunHiddenCommand(command.text, kShortMs, false));
+  EXPECT_FALSE(RunHiddenCommand({command.text, kShortMs, false}));
   SetEvent(late.Get());
   EXPECT_EQ(LogMessagesWith(command.token), Messages{"CMD timeout: " + command.text});
 }
 
 TEST(HiddenCommand, LeavesTwoLogLinesForATimeOutWhenFailuresAreLogged) {
   const Command command("sleep");
-  EXPECT_FALSE(RunHiddenCommand(command.text, kShortMs, true));
+  EXPECT_FALSE(RunHiddenCommand({command.text, kShortMs, true}));
   EXPECT_EQ(LogMessagesWith(command.token), (Messages{"CMD timeout: " + command.text, "CMD exit=1: " + command.text}));
 }
 
@@ -71,7 +71,7 @@ TEST(HiddenCommand, EndsTheCommandShellsChildAndGrandchildAtTheTimeOut) {
     const LifeSign childLife;
     const LifeSign grandchildLife;
     const Command command("\"spawn=" + grandchildLife.Actions() + "\" " + childLife.Actions());
-    EXPECT_FALSE(RunHiddenCommand(command.text, timeoutMs, false));
+    EXPECT_FALSE(RunHiddenCommand({command.text, timeoutMs, false}));
     if (!childLife.Started(0) || !grandchildLife.Started(0)) continue;
     EXPECT_TRUE(childLife.Ends());
     EXPECT_TRUE(grandchildLife.Ends());
@@ -83,7 +83,7 @@ TEST(HiddenCommand, EndsTheCommandShellsChildAndGrandchildAtTheTimeOut) {
 TEST(HiddenCommand, LeavesNoGrandchildBehindWhenTheCommandEnds) {
   const LifeSign life;
   const Command command("\"spawn=" + life.Actions() + "\" wait=" + life.readyName + " exit=0");
-  EXPECT_TRUE(RunHiddenCommand(command.text, kGenerousMs, true));
+  EXPECT_TRUE(RunHiddenCommand({command.text, kGenerousMs, true}));
   EXPECT_TRUE(life.Started(0));
   EXPECT_TRUE(life.Ends());
 }
@@ -95,15 +95,15 @@ TEST(HiddenCommand, PassesCyrillicPathsAndArgumentsWhole) {
   // The command shell takes the outermost quotes away.
   const std::string text =
       "\"\"" + folder.NarrowFile(L"утилита.exe") + "\" -config \"" + folder.NarrowFile(L"действия.txt") + "\" Сеть\"";
-  EXPECT_FALSE(RunHiddenCommand(text, kGenerousMs, true));
+  EXPECT_FALSE(RunHiddenCommand({text, kGenerousMs, true}));
   EXPECT_EQ(LogMessagesWith(text), Messages{"CMD exit=23: " + text});
 }
 
 TEST(HiddenCommand, RunsTheSystemsNetshDirectlyForThePrefixAndThroughTheShellBehindABlank) {
   // No such program exists: only the rule that takes the prefix for netsh makes this one start.
-  EXPECT_TRUE(RunHiddenCommand("netshfoo", kGenerousMs, true));
+  EXPECT_TRUE(RunHiddenCommand({"netshfoo", kGenerousMs, true}));
   const std::string token = UniqueName("token");
-  EXPECT_FALSE(RunHiddenCommand(" netshfoo " + token, kGenerousMs, true));
+  EXPECT_FALSE(RunHiddenCommand({" netshfoo " + token, kGenerousMs, true}));
   const Messages messages = LogMessagesWith(token);
   ASSERT_EQ(messages.size(), 1u);
   EXPECT_TRUE(messages.front().starts_with("CMD exit=")) << messages.front();
@@ -112,9 +112,9 @@ TEST(HiddenCommand, RunsTheSystemsNetshDirectlyForThePrefixAndThroughTheShellBeh
 TEST(HiddenCommand, LetsTheCommandShellInterpretTheLine) {
   const TestFolder folder;
   const std::string made = folder.NarrowFile(L"made");
-  EXPECT_TRUE(RunHiddenCommand("mkdir \"" + made + "\" && rmdir \"" + made + "\" && exit 0", kGenerousMs, true));
+  EXPECT_TRUE(RunHiddenCommand({"mkdir \"" + made + "\" && rmdir \"" + made + "\" && exit 0", kGenerousMs, true}));
   const std::string token = UniqueName("token");
-  EXPECT_FALSE(RunHiddenCommand("exit 9 & rem " + token, kGenerousMs, true));
+  EXPECT_FALSE(RunHiddenCommand({"exit 9 & rem " + token, kGenerousMs, true}));
   EXPECT_EQ(LogMessagesWith(token), Messages{"CMD exit=9: exit 9 & rem " + token});
 }
 
@@ -125,7 +125,7 @@ TEST(HiddenCommand, TellsASpawnFailureOnBothChannels) {
   const CurrentFolder current(folder.path);
   const StandardErrorCapture standardError;
   const std::string text = "note " + UniqueName("token");
-  EXPECT_FALSE(RunHiddenCommand(text, kGenerousMs, false));
+  EXPECT_FALSE(RunHiddenCommand({text, kGenerousMs, false}));
   static_assert(ERROR_BAD_EXE_FORMAT == 193);
   EXPECT_EQ(LogMessagesWith(text), Messages{"CMD spawn fail (193): " + text});
   EXPECT_EQ(standardError.Text(), "RunHiddenCommand failed (193): " + text + "\n");
@@ -135,8 +135,8 @@ TEST(HiddenCommand, RunsSideBySide) {
   const Command first("exit=0");
   const Command second("exit=4");
   bool firstResult = false;
-  std::thread other([&] { firstResult = RunHiddenCommand(first.text, kGenerousMs, true); });
-  EXPECT_FALSE(RunHiddenCommand(second.text, kGenerousMs, true));
+  std::thread other([&] { firstResult = RunHiddenCommand({first.text, kGenerousMs, true}); });
+  EXPECT_FALSE(RunHiddenCommand({second.text, kGenerousMs, true}));
   other.join();
   EXPECT_TRUE(firstResult);
   EXPECT_EQ(LogMessagesWith(second.token), Messages{"CMD exit=4: " + second.text});

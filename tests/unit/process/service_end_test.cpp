@@ -43,10 +43,10 @@ TEST_F(ServiceEnd, IsForgottenByTheNextLife) {
 TEST_F(ServiceEnd, StartsNoCommandWhenItsTimeIsUp) {
   BeginServiceEnd(0);
   const std::string command = NarrowTestChildPath() + " note=" + UniqueName("unstarted") + " exit=0";
-  EXPECT_EQ(TryHiddenCommand(command, kGenerousMs, true), CommandOutcome::Late);
+  EXPECT_EQ(TryHiddenCommand({command, kGenerousMs, true}), CommandOutcome::Late);
   EXPECT_EQ(LogMessagesWith(command), std::vector<std::string>{"CMD not started, the service ends: " + command});
   ForgetServiceEnd();
-  EXPECT_EQ(TryHiddenCommand(command, kGenerousMs, true), CommandOutcome::Succeeded);
+  EXPECT_EQ(TryHiddenCommand({command, kGenerousMs, true}), CommandOutcome::Succeeded);
 }
 
 TEST_F(ServiceEnd, EndsACommandWhenItsTimeIsUp) {
@@ -54,7 +54,7 @@ TEST_F(ServiceEnd, EndsACommandWhenItsTimeIsUp) {
   const std::string name = UniqueName("Local\\never");
   const KernelHandle never(CreateEventW(nullptr, TRUE, FALSE, WidenUtf8(name).c_str()));
   const std::string command = NarrowTestChildPath() + " wait=" + name;
-  EXPECT_EQ(TryHiddenCommand(command, kGenerousMs, false), CommandOutcome::Late);
+  EXPECT_EQ(TryHiddenCommand({command, kGenerousMs, false}), CommandOutcome::Late);
 }
 
 }  // namespace

@@ -36,28 +36,28 @@ void ExpectSame(MachineState& expected, const std::string& command) {
 
 // A session's commands in their order, for a tunnel with that name.
 std::vector<std::string> SessionCommands(const std::string& name) {
-  return {EnableAdapterCommand(name),
+  return {EnableAdapterCommand(name).text,
           "netsh interface ip set address name=\"" + name +
               "\" source=static addr=10.0.85.2 mask=255.255.255.0 gateway=none",
-          RouteDeleteCommand("203.0.113.7"),
-          RouteAddCommand({"203.0.113.7", std::string(kHostMask), "192.0.2.1"}),
-          RouteAddCommand({"203.0.113.7", std::string(kHostMask), "192.0.2.1"}),
-          RouteAddCommand({"198.51.100.5", "255.255.255.0", "192.0.2.1"}),
-          InterfaceMetricCommand(name),
-          TunnelDefaultAddCommand(name),
-          TunnelDefaultAddCommand(name),
-          DeleteSharingRuleCommand(),
-          AddSharingRuleCommand("1080,8080"),
-          DeleteIpv4Dns("Ethernet").command,
-          DeleteIpv6Dns("Ethernet").command,
-          SetStaticDns("Ethernet", kNeutralDnsServer, kAdapterDnsMs).command,
-          SetStaticDns(name, "203.0.113.7", kTunnelDnsMs).command,
-          AddStaticDns(name, "149.112.112.112", 2, kTunnelDnsMs).command,
-          SetIpv4DnsFromDhcp("Ethernet").command,
-          SetIpv6DnsFromDhcp("Ethernet").command,
-          RouteDeleteCommand("203.0.113.7"),
-          TunnelDefaultDeleteCommand(),
-          DeleteSharingRuleCommand()};
+          RouteDeleteCommand("203.0.113.7").text,
+          RouteAddCommand({"203.0.113.7", std::string(kHostMask), "192.0.2.1"}).text,
+          RouteAddCommand({"203.0.113.7", std::string(kHostMask), "192.0.2.1"}).text,
+          RouteAddCommand({"198.51.100.5", "255.255.255.0", "192.0.2.1"}).text,
+          InterfaceMetricCommand(name).text,
+          TunnelDefaultAddCommand(name).text,
+          TunnelDefaultAddCommand(name).text,
+          DeleteSharingRuleCommand().text,
+          AddSharingRuleCommand("1080,8080").text,
+          DeleteIpv4Dns("Ethernet").text,
+          DeleteIpv6Dns("Ethernet").text,
+          SetStaticDns("Ethernet", kNeutralDnsServer, kAdapterDnsMs).text,
+          SetStaticDns(name, "203.0.113.7", kTunnelDnsMs).text,
+          AddStaticDns(name, "149.112.112.112", 2, kTunnelDnsMs).text,
+          SetIpv4DnsFromDhcp("Ethernet").text,
+          SetIpv6DnsFromDhcp("Ethernet").text,
+          RouteDeleteCommand("203.0.113.7").text,
+          TunnelDefaultDeleteCommand().text,
+          DeleteSharingRuleCommand().text};
 }
 
 TEST_F(ConsolePrograms, DoWhatTheirCoresDoForEveryCommandOfASession) {
@@ -112,8 +112,8 @@ TEST_F(ConsolePrograms, FailWithThePlannedCodeAndChangeNothing) {
   CreateMachine(DhcpMachine());
   Plan({"netsh", "name=\"Ethernet\" static", 1, "fail", 7, 0, false});
   const std::string before = Show(ReadMachine());
-  const std::string command = SetStaticDns("Ethernet", kNeutralDnsServer, kAdapterDnsMs).command;
-  EXPECT_EQ(RunCommand(DeleteIpv6Dns("Ethernet").command).exitCode, 0u);
+  const std::string command = SetStaticDns("Ethernet", kNeutralDnsServer, kAdapterDnsMs).text;
+  EXPECT_EQ(RunCommand(DeleteIpv6Dns("Ethernet").text).exitCode, 0u);
   EXPECT_EQ(RunCommand(command).exitCode, 7u);
   EXPECT_EQ(Show(ReadMachine()), before);
   EXPECT_EQ(RunCommand(command).exitCode, 0u);
@@ -145,7 +145,7 @@ TEST_F(ConsolePrograms, HangThemselvesBelowCmd) {
 TEST_F(ConsolePrograms, DoTheirWorkAfterADelay) {
   CreateMachine(DhcpMachine());
   Plan({"netsh", "", 1, "delay", 20, 0, false});
-  EXPECT_EQ(RunCommand(SetStaticDns("Ethernet", kNeutralDnsServer, kAdapterDnsMs).command).exitCode, 0u);
+  EXPECT_EQ(RunCommand(SetStaticDns("Ethernet", kNeutralDnsServer, kAdapterDnsMs).text).exitCode, 0u);
   MachineState machine = ReadMachine();
   EXPECT_EQ(Named(machine, "Ethernet").ipv4.staticDns, std::vector<std::string>{"127.0.0.1"});
 }

@@ -2,14 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include "unit/process/expect_command.h"
+
 namespace moorlak {
 namespace {
-
-void ExpectCommand(const DnsCommand& actual, const char* command, uint32_t timeoutMs, bool logFailures) {
-  EXPECT_EQ(actual.command, command);
-  EXPECT_EQ(actual.timeoutMs, timeoutMs);
-  EXPECT_EQ(actual.logFailures, logFailures);
-}
 
 TEST(DnsCommands, EachIsTheExactCommandOfNetsh) {
   ExpectCommand(DeleteIpv4Dns("Wi-Fi 2"), "netsh interface ipv4 delete dns name=\"Wi-Fi 2\" all", 1500, false);
@@ -22,32 +18,33 @@ TEST(DnsCommands, EachIsTheExactCommandOfNetsh) {
                 "netsh interface ipv4 add dns name=\"Moorlak\" 149.112.112.112 index=2 validate=no", 2500, true);
   ExpectCommand(SetIpv4DnsFromDhcp("Wi-Fi 2"), "netsh interface ipv4 set dns name=\"Wi-Fi 2\" dhcp", 1500, true);
   ExpectCommand(SetIpv6DnsFromDhcp("Wi-Fi 2"), "netsh interface ipv6 set dns name=\"Wi-Fi 2\" dhcp", 1200, true);
+  ExpectCommand(FlushDns(), "ipconfig /flushdns", 15000, true);
 }
 
 TEST(DnsCommands, AStaticAdapterWithoutServersIsGivenBackToDhcp) {
   const auto commands = RestoreIpv4Dns("Ethernet", false, {});
   ASSERT_EQ(commands.size(), 1u);
-  EXPECT_EQ(commands[0].command, SetIpv4DnsFromDhcp("Ethernet").command);
+  EXPECT_EQ(commands[0].text, SetIpv4DnsFromDhcp("Ethernet").text);
 }
 
 TEST(DnsCommands, AnAdapterWithDhcpIsGivenBackToDhcpWhateverItsServers) {
   const auto commands = RestoreIpv4Dns("Ethernet", true, {"192.0.2.53"});
   ASSERT_EQ(commands.size(), 1u);
-  EXPECT_EQ(commands[0].command, SetIpv4DnsFromDhcp("Ethernet").command);
+  EXPECT_EQ(commands[0].text, SetIpv4DnsFromDhcp("Ethernet").text);
 }
 
 TEST(DnsCommands, StaticServersComeBackInTheirOrder) {
   const auto commands = RestoreIpv4Dns("Ethernet", false, {"192.0.2.53", "198.51.100.53", "203.0.113.53"});
   ASSERT_EQ(commands.size(), 3u);
-  EXPECT_EQ(commands[0].command, SetStaticDns("Ethernet", "192.0.2.53", kAdapterDnsMs).command);
-  EXPECT_EQ(commands[1].command, AddStaticDns("Ethernet", "198.51.100.53", 2, kAdapterDnsMs).command);
-  EXPECT_EQ(commands[2].command, AddStaticDns("Ethernet", "203.0.113.53", 3, kAdapterDnsMs).command);
+  EXPECT_EQ(commands[0].text, SetStaticDns("Ethernet", "192.0.2.53", kAdapterDnsMs).text);
+  EXPECT_EQ(commands[1].text, AddStaticDns("Ethernet", "198.51.100.53", 2, kAdapterDnsMs).text);
+  EXPECT_EQ(commands[2].text, AddStaticDns("Ethernet", "203.0.113.53", 3, kAdapterDnsMs).text);
 }
 
 TEST(DnsCommands, AnUnsafeFurtherServerIsSkippedAtItsPosition) {
   const auto commands = RestoreIpv4Dns("Ethernet", false, {"192.0.2.53", "x & y", "203.0.113.53"});
   ASSERT_EQ(commands.size(), 2u);
-  EXPECT_EQ(commands[1].command, AddStaticDns("Ethernet", "203.0.113.53", 3, kAdapterDnsMs).command);
+  EXPECT_EQ(commands[1].text, AddStaticDns("Ethernet", "203.0.113.53", 3, kAdapterDnsMs).text);
 }
 
 }  // namespace

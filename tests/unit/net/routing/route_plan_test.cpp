@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "unit/config/token_soup.h"
+#include "unit/process/expect_command.h"
 
 namespace moorlak {
 namespace {
@@ -116,13 +117,13 @@ TEST(SubnetPlan, BlanksAroundTheAddressMakeItNoAddress) {
 TEST(SubnetPlan, ACommandInTheEntryNeverReachesARoute) {
   EXPECT_EQ(PlanSubnet("10.0.0.0&calc/8").verdict, SubnetVerdict::NotIpv4);
   const SubnetPlan plan = PlanSubnet("10.0.0.0/8&calc");
-  EXPECT_EQ(RouteAddCommand({plan.route.destination, plan.route.mask, "192.168.7.1"}),
+  EXPECT_EQ(RouteAddCommand({plan.route.destination, plan.route.mask, "192.168.7.1"}).text,
             "route ADD 10.0.0.0 MASK 255.0.0.0 192.168.7.1 METRIC 1");
 }
 
 TEST(SubnetPlan, TheAddressIsNotMasked) {
   const SubnetPlan plan = PlanSubnet("192.168.1.5/24");
-  EXPECT_EQ(RouteAddCommand({plan.route.destination, plan.route.mask, "192.168.7.1"}),
+  EXPECT_EQ(RouteAddCommand({plan.route.destination, plan.route.mask, "192.168.7.1"}).text,
             "route ADD 192.168.1.5 MASK 255.255.255.0 192.168.7.1 METRIC 1");
 }
 
@@ -237,17 +238,23 @@ TEST(IpconfigGateway, LongHostileTextsAreReadOnce) {
   EXPECT_EQ(GatewayInIpconfig("Default Gateway:" + std::string(4u << 20, ' ') + "1.2.3.4"), "1.2.3.4");
 }
 
-TEST(RouteCommands, AreWrittenAsTheSystemsToolsReadThem) {
-  EXPECT_EQ(RouteDeleteCommand("203.0.113.7"), "route DELETE 203.0.113.7");
-  EXPECT_EQ(RouteAddCommand({"203.0.113.7", std::string(kHostMask), "192.168.7.1"}),
-            "route ADD 203.0.113.7 MASK 255.255.255.255 192.168.7.1 METRIC 1");
-  EXPECT_EQ(TunnelDefaultDeleteCommand(), "route DELETE 0.0.0.0 MASK 0.0.0.0 10.0.85.1");
-  EXPECT_EQ(EnableAdapterCommand("Moorlak 2"), "netsh interface set interface name=\"Moorlak 2\" admin=ENABLED");
-  EXPECT_EQ(InterfaceMetricCommand("Moorlak"), "netsh interface ipv4 set interface interface=\"Moorlak\" metric=1");
-  EXPECT_EQ(StoredDefaultDeleteCommand("Moorlak 2"),
-            "netsh interface ipv4 delete route 0.0.0.0/0 \"Moorlak 2\" 10.0.85.1 store=persistent");
-  EXPECT_EQ(TunnelDefaultAddCommand("Moorlak"),
-            "netsh interface ip add route 0.0.0.0/0 \"Moorlak\" 10.0.85.1 metric=1");
+TEST(RouteCommands, AreWrittenAsTheSystemsToolsReadThemEachWithItsTime) {
+  ExpectCommand(RouteDeleteCommand("203.0.113.7"), "route DELETE 203.0.113.7", 15000, false);
+  ExpectCommand(RouteAddCommand({"203.0.113.7", std::string(kHostMask), "192.168.7.1"}),
+                "route ADD 203.0.113.7 MASK 255.255.255.255 192.168.7.1 METRIC 1", 15000, true);
+  ExpectCommand(TunnelDefaultDeleteCommand(), "route DELETE 0.0.0.0 MASK 0.0.0.0 10.0.85.1", 15000, false);
+  ExpectCommand(EnableAdapterCommand("Moorlak 2"), "netsh interface set interface name=\"Moorlak 2\" admin=ENABLED",
+                10000, true);
+  ExpectCommand(TunnelAddressCommand("Moorlak"),
+                "netsh interface ip set address name=\"Moorlak\" source=static addr=10.0.85.2 mask=255.255.255.0 "
+                "gateway=none",
+                15000, true);
+  ExpectCommand(InterfaceMetricCommand("Moorlak"), "netsh interface ipv4 set interface interface=\"Moorlak\" metric=1",
+                15000, true);
+  ExpectCommand(TunnelDefaultAddCommand("Moorlak"),
+                "netsh interface ip add route 0.0.0.0/0 \"Moorlak\" 10.0.85.1 metric=1", 15000, true);
+  ExpectCommand(StoredDefaultDeleteCommand("Moorlak 2"),
+                "netsh interface ipv4 delete route 0.0.0.0/0 \"Moorlak 2\" 10.0.85.1 store=persistent", 5000, false);
 }
 
 }  // namespace

@@ -2,17 +2,21 @@
 
 #include <gtest/gtest.h>
 
+#include "unit/process/expect_command.h"
+
 namespace moorlak {
 namespace {
 
 TEST(SharingRule, TwoPortsGiveExactlyThisCommand) {
-  EXPECT_EQ(AddSharingRuleCommand(JoinPorts({1080, 8080})),
-            "netsh advfirewall firewall add rule name=\"Moorlak Proxy Sharing\" dir=in action=allow protocol=TCP "
-            "localport=1080,8080 profile=private,domain remoteip=LocalSubnet");
+  ExpectCommand(AddSharingRuleCommand(JoinPorts({1080, 8080})),
+                "netsh advfirewall firewall add rule name=\"Moorlak Proxy Sharing\" dir=in action=allow protocol=TCP "
+                "localport=1080,8080 profile=private,domain remoteip=LocalSubnet",
+                15000, true);
 }
 
 TEST(SharingRule, TheRuleIsDeletedByItsNameAlone) {
-  EXPECT_EQ(DeleteSharingRuleCommand(), "netsh advfirewall firewall delete rule name=\"Moorlak Proxy Sharing\"");
+  ExpectCommand(DeleteSharingRuleCommand(), "netsh advfirewall firewall delete rule name=\"Moorlak Proxy Sharing\"",
+                1200, false);
 }
 
 TEST(SharingRule, PortsAreJoinedInTheirOrderWithTheirDuplicates) {

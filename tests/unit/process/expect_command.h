@@ -1,0 +1,16 @@
+// What a composed command is expected to be, how it is run included.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "process/command_line.h"
+
+namespace moorlak {
+
+inline void ExpectCommand(const HiddenCommand& actual, const char* text, uint32_t timeoutMs, bool logFailures) {
+  EXPECT_EQ(actual.text, text);
+  EXPECT_EQ(actual.timeoutMs, timeoutMs) << text;
+  EXPECT_EQ(actual.logFailures, logFailures) << text;
+}
+
+}  // namespace moorlak
