@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Whether ./run shows what it can show and says what it cannot. Looks at its exit code and its output only.
 #   check_demo.sh                    what it refuses before it starts anything: seconds
-#   check_demo.sh --whole [PATTERN]  that, every configuration of tests/demo/shown in the three forms, and what can go
-#                                    wrong on the way: half a minute for each of some forty runs
+#   check_demo.sh --whole [PATTERN]  that, the examples of docs/configuration.md, every configuration of
+#                                    tests/demo/shown in the three forms, and what can go wrong on the way: half a
+#                                    minute for each of some forty runs
 # PATTERN: only the runs whose title it matches (a regular expression).
 source "$(dirname "$0")/common.sh"
 
@@ -84,7 +85,19 @@ shown() {
     done
 }
 
+examples() {
+    local folder=$BUILD/examples
+    "$ROOT/scripts/doc_examples.sh" "$ROOT/docs/configuration.md" "$folder"
+    expect "documented example: VPN" 0 '^Everything was put back: ' '^the tunnel is up, through tun2socks' \
+        -- "$folder/example_vpn.json"
+    expect "documented example: applications around the tunnel" 0 '^Everything was put back: ' \
+        "^the tunnel is up, through the engine's own tunnel inbound" -- "$folder/example_bypass.json"
+    expect "documented example: proxy mode" 0 '^Everything was put back: ' '^5 MiB through the engine: ' \
+        -- --proxy "$folder/example_proxy.json"
+}
+
 whole_runs() {
+    examples
     expect "tunnel, own configuration" 0 '^Everything was put back: ' '^8 MiB through the tunnel: .*"bytes":8388608' --
     expect "native, own configuration" 0 '^Everything was put back: ' "up, through the engine's own tunnel" -- --native-tun
     expect "proxy, own configuration" 0 '^Everything was put back: ' '^5 MiB through the engine: .*"bytes":5242880' -- --proxy
