@@ -12,7 +12,7 @@ step "building the Windows tests" build_preset windows-debug \
     moorlak_core_tests moorlak_client_tests moorlak_shell_tests test_child moorlak_lab_tests \
     moorlak_lab_program_tests moorlak_network_tests
 step "building the programs as shipped" build_preset windows-release \
-    moorlak_service moorlakctl moorlak_machine_tests moorlak_session_tests
+    moorlak_service moorlakctl moorlak_machine_tests moorlak_adversary_tests moorlak_session_tests
 step "building the engine for tests" "$ROOT/scripts/build_engine.sh" "$BUILD/engine"
 step "building the fuzz targets" build_preset fuzz \
     wire_format_fuzzer proxy_text_fuzzer config_meta_fuzzer vpn_config_fuzzer engine_counters_fuzzer \
@@ -49,6 +49,7 @@ wine_suite "its console programs, under Wine" windows-debug/tests/unit/lab/progr
 wine_suite "shell, under Wine" windows-debug/tests/moorlak_shell_tests.exe checked
 network_suite "network parts on the simulated machine" 3
 machine_suite "the shipped service, under Wine's service control manager" 2
+adversary_suite "what a user of the machine may try" 1
 session_suite "whole sessions on the simulated machine" 6
 check "./run with the documented configurations" "$ROOT/scripts/check_demo.sh" --whole '^documented example'
 

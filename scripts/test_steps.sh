@@ -118,6 +118,10 @@ machine_suite() {
     sharded_suite "$1" machine "$2" "$ROOT/scripts/run_machine_tests.sh" "$BUILD/windows-release" "$BUILD/engine" PREFIX
 }
 
+adversary_suite() {
+    sharded_suite "$1" adversary "$2" "$ROOT/scripts/run_adversary_tests.sh" "$BUILD/windows-release" "$BUILD/engine" PREFIX
+}
+
 network_suite() {
     sharded_suite "$1" network "$2" "$ROOT/scripts/run_network_tests.sh" PREFIX "$BUILD/windows-debug"
 }

@@ -1,0 +1,20 @@
+#include <gtest/gtest.h>
+
+#include "adversary/support/role.h"
+#include "machine/support/service_control.h"
+
+namespace {
+
+// No test leaves a service behind for the next one, whatever became of it.
+class ServiceStopper : public testing::EmptyTestEventListener {
+  void OnTestEnd(const testing::TestInfo&) override { moorlak::machine::StopTunnelService(); }
+};
+
+}  // namespace
+
+int main(int argumentCount, char** arguments) {
+  if (moorlak::adversary::IsRole(argumentCount, arguments)) return moorlak::adversary::PlayRole(arguments);
+  testing::InitGoogleTest(&argumentCount, arguments);
+  testing::UnitTest::GetInstance()->listeners().Append(new ServiceStopper);
+  return RUN_ALL_TESTS();
+}

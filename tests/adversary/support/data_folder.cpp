@@ -1,0 +1,96 @@
+#include "adversary/support/data_folder.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+#include "base/paths.h"
+#include "machine/support/child.h"
+#include "unit/base/flat_folder.h"
+
+namespace moorlak::adversary {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Never through a link, which Wine would follow.
+void RemoveTree(const fs::path& folder) {
+  std::error_code ignored;
+  if (IsLink(folder.wstring())) return;
+  for (const auto& entry : fs::directory_iterator(folder, ignored)) {
+    if (entry.is_directory(ignored)) RemoveTree(entry.path());
+    SetFileAttributesW(entry.path().c_str(), FILE_ATTRIBUTE_NORMAL);
+    DeleteFileW(entry.path().c_str());
+  }
+  RemoveDirectoryW(folder.c_str());
+}
+
+void RemoveDataFolders() {
+  const fs::path parent = fs::path(kDataFolder).parent_path();
+  const std::wstring name = fs::path(kDataFolder).filename();
+  for (const std::wstring& found : NamesIn(parent.wstring(), name)) RemoveTree(parent / found);
+}
+
+}  // namespace
+
+FreshMachine::FreshMachine() {
+  RemoveDataFolders();
+  EXPECT_FALSE(Exists(kDataFolder));
+}
+
+FreshMachine::~FreshMachine() {
+  RemoveDataFolders();
+}
+
+void MakeDataFolders() {
+  CreateDirectoryW(kDataFolder, nullptr);
+  CreateDirectoryW(kLogFolder, nullptr);
+}
+
+void Plant(const std::wstring& path, std::string_view content) {
+  std::ofstream file(fs::path(path), std::ios::binary | std::ios::trunc);
+  file << content;
+  EXPECT_TRUE(file.flush());
+}
+
+bool Exists(const std::wstring& path) {
+  return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+bool IsFolder(const std::wstring& path) {
+  const DWORD attributes = GetFileAttributesW(path.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+std::string ContentOf(const std::wstring& path) {
+  return machine::ReadSharedFile(path);
+}
+
+std::vector<std::string> LogMessages() {
+  constexpr size_t kTimeLength = 20;
+  std::vector<std::string> messages;
+  const std::string text = ContentOf(kLogFile);
+  size_t start = 0;
+  for (size_t end = text.find("\r\n"); end != std::string::npos; end = text.find("\r\n", start)) {
+    const std::string line = text.substr(start, end - start);
+    messages.push_back(line.size() > kTimeLength ? line.substr(kTimeLength) : line);
+    start = end + 2;
+  }
+  return messages;
+}
+
+std::vector<std::wstring> NamesIn(const std::wstring& folder, std::wstring_view beginning) {
+  std::vector<std::wstring> names;
+  std::error_code ignored;
+  for (const auto& entry : fs::directory_iterator(folder, ignored)) {
+    const std::wstring name = entry.path().filename();
+    if (name.starts_with(beginning)) names.push_back(name);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+}  // namespace moorlak::adversary
