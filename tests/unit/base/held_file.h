@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "base/handle.h"
+#include "unit/base/replaced_import.h"
 
 // Slots of this program's import table through which its own code, the product's included, calls the system.
 extern "C" {
@@ -21,28 +22,6 @@ extern decltype(&::CreateFileW) __imp_CreateFileW;
 }
 
 namespace moorlak {
-
-// Another function in a slot's place while it lives.
-template <typename Function>
-class ReplacedImport {
- public:
-  ReplacedImport(Function& importSlot, Function replacement) : slot(importSlot), system(importSlot) {
-    Set(replacement);
-  }
-  ReplacedImport(const ReplacedImport&) = delete;
-  ReplacedImport& operator=(const ReplacedImport&) = delete;
-  ~ReplacedImport() { Set(system); }
-
- private:
-  void Set(Function function) {
-    DWORD before = 0;
-    ASSERT_TRUE(VirtualProtect(&slot, sizeof(slot), PAGE_READWRITE, &before));
-    slot = function;
-    VirtualProtect(&slot, sizeof(slot), before, &before);
-  }
-  Function& slot;
-  Function system;
-};
 
 // While it lives, this thread does not sleep, but calls the function with the milliseconds. Other threads sleep. One at
 // a time.
