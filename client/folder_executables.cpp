@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <optional>
 #include <system_error>
+#include <utility>
 
 #include "config/text_scan.h"
 
@@ -41,9 +42,7 @@ std::string ExecutableName(const std::filesystem::directory_entry& entry) {
   }
 }
 
-}  // namespace
-
-void ListExecutablesPortably(const std::string& folder, const ExecutableVisitor& visit) {
+void ListFolder(const std::string& folder, const ExecutableVisitor& visit) {
   const std::optional<std::filesystem::path> path = PathOfFolder(folder);
   if (!path) return;
   std::error_code error;
@@ -54,6 +53,14 @@ void ListExecutablesPortably(const std::string& folder, const ExecutableVisitor&
     if (!name.empty() && !visit(name)) return;
     entry.increment(error);
   }
+}
+
+}  // namespace
+
+ListExecutables PortableListing(IsOwnDrive isOwnDrive) {
+  return [isOwnDrive = std::move(isOwnDrive)](const std::string& folder, const ExecutableVisitor& visit) {
+    if (IsOwnFolder(folder, isOwnDrive)) ListFolder(folder, visit);
+  };
 }
 
 }  // namespace moorlak

@@ -2,13 +2,14 @@
 #pragma once
 
 #include "config/bypass_executables.h"
+#include "config/own_folder.h"
 
 namespace moorlak {
 
 // The body of ListExecutables for programs that are no service: the `*.exe` files of the folder in the file system's
-// order, without folders, letter case ignored, as config/executable_listing.h lists them. Only long names count: a
-// short (8.3) alias that ends in ".EXE" is not seen. On Linux a Windows path is the name of nothing, so it has no
-// executables.
-void ListExecutablesPortably(const std::string& folder, const ExecutableVisitor& visit);
+// order, without folders, letter case ignored, as config/executable_listing.h lists them, and like there nothing of a
+// folder that is none of this machine's. Only long names count: a short (8.3) alias that ends in ".EXE" is not seen. On
+// Linux a Windows path is the name of nothing, so it has no executables.
+ListExecutables PortableListing(IsOwnDrive isOwnDrive);
 
 }  // namespace moorlak

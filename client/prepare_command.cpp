@@ -1,5 +1,6 @@
 #include <string>
 
+#include "base/drives.h"
 #include "client/commands.h"
 #include "client/config_file.h"
 #include "client/config_text.h"
@@ -16,7 +17,7 @@ ExitCode RunPrepare(Console& console, const Arguments& arguments) {
     Complain(console, config.error);
     return ExitCode::Usage;
   }
-  const PreparedConfig prepared = PrepareAsService(config.text, ListExecutablesPortably);
+  const PreparedConfig prepared = PrepareAsService(config.text, PortableListing(IsFixedOrRemovableDrive));
   if (WriteText(console.out, PrepareOutput(prepared, arguments))) return ExitCode::Ok;
   Complain(console, "Cannot write to standard output: " + SystemErrorText(GetLastError()) + ".");
   return ExitCode::Failure;

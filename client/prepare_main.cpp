@@ -55,7 +55,9 @@ ExitCode RunPrepare(const Arguments& arguments) {
     Complain(config.error);
     return ExitCode::Usage;
   }
-  return Print(PrepareOutput(PrepareAsService(config.text, ListExecutablesPortably), arguments));
+  // No drive of Windows is here to be asked for.
+  const ListExecutables list = PortableListing([](const std::string&) { return true; });
+  return Print(PrepareOutput(PrepareAsService(config.text, list), arguments));
 }
 
 ExitCode Run(const std::vector<std::string>& words) {

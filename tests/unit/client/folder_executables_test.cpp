@@ -43,7 +43,11 @@ struct FolderExecutables : testing::Test {
   std::vector<fs::path> made;
 };
 
-Names List(const std::string& folder, const ListExecutables& list = ListExecutablesPortably) {
+ListExecutables AnyDrive() {
+  return PortableListing([](const std::string&) { return true; });
+}
+
+Names List(const std::string& folder, const ListExecutables& list = AnyDrive()) {
   Names names;
   list(folder, [&names](std::string_view name) {
     names.emplace_back(name);
@@ -76,7 +80,7 @@ TEST_F(FolderExecutables, EndWhenTheVisitorHasEnough) {
   MakeFile(u8"a.exe");
   MakeFile(u8"b.exe");
   int visits = 0;
-  ListExecutablesPortably(Path(), [&visits](std::string_view) {
+  AnyDrive()(Path(), [&visits](std::string_view) {
     ++visits;
     return false;
   });
@@ -89,6 +93,22 @@ TEST_F(FolderExecutables, OfAFolderThatCannotBeReadAreNone) {
   EXPECT_EQ(List(Path() + "/a.exe"), Names{});
   EXPECT_EQ(List(""), Names{});
   EXPECT_EQ(List("\xFF\xFE"), Names{});
+}
+
+TEST_F(FolderExecutables, OfADriveThatIsNoOwnOneAreNone) {
+  MakeFile(u8"a.exe");
+  EXPECT_EQ(List(Path()), Names{"a.exe"});
+  EXPECT_EQ(List(Path(), PortableListing([](const std::string&) { return false; })), Names{});
+}
+
+TEST_F(FolderExecutables, OfAPathThatBeginsWithTwoSeparatorsAreNone) {
+  MakeFile(u8"a.exe");
+#ifdef _WIN32
+  EXPECT_EQ(List(R"(\\?\)" + Path()), Names{});
+  EXPECT_EQ(List(R"(\?\)" + Path()), Names{});
+#else
+  EXPECT_EQ(List("/" + Path()), Names{});
+#endif
 }
 
 TEST_F(FolderExecutables, OfAPathWithAZeroAreNone) {

@@ -1,0 +1,27 @@
+#include "config/own_folder.h"
+
+#include "config/byte_search.h"
+
+namespace moorlak {
+namespace {
+
+bool IsSeparator(char byte) {
+  return byte == '\\' || byte == '/';
+}
+
+bool IsDriveLetter(char byte) {
+  const char letter = FoldLetter(byte);
+  return letter >= 'a' && letter <= 'z';
+}
+
+}  // namespace
+
+bool IsOwnFolder(std::string_view folder, const IsOwnDrive& isOwnDrive) {
+  // What is looked up: the folder "\" and a name behind it would be another machine's.
+  const std::string path = std::string(folder) + "\\*";
+  if (IsSeparator(path[0]) && (IsSeparator(path[1]) || path.substr(1, 2) == "??")) return false;
+  if (path[1] != ':') return isOwnDrive({});
+  return IsDriveLetter(path[0]) && isOwnDrive(path.substr(0, 2) + "\\");
+}
+
+}  // namespace moorlak
