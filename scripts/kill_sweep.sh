@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # The service is ended at its n-th change of the simulated machine, for every n, and started again; the machine must be
 # as before. Prints every point with the change, and at the end how many failed, with what was not put back.
-#   kill_sweep.sh [--path tun2socks|native] [--before] [--reboot] [--double] [--stored] [--taken]
+#   kill_sweep.sh [--path tun2socks|native] [--before] [--reboot] [--double] [--stored] [--cold] [--taken]
 #     --before     the death comes in place of the change, after what was written ahead of it
 #     --reboot     the machine starts anew before the service does
 #     --double     the start after the death is ended, too, at each of its changes
 #     --stored     `route DELETE` leaves stored copies of what it deletes
+#     --cold       the first netsh of the start after it take longer than they are given
 #     --taken      tun2socks takes the service's adapter; otherwise it makes its own after a while, as most do
 #     --every K    only each K-th change of the session
 #     --point N    only this one (with --double: with all deaths of its recovery)
@@ -26,7 +27,7 @@ while [ $# -gt 0 ]; do
         case ${2:-} in native) words+=' native' ;; tun2socks) ;; *) usage ;; esac
         shift
         ;;
-    --before | --reboot | --double | --stored | --taken) words+=" ${1#--}" ;;
+    --before | --reboot | --double | --stored | --cold | --taken) words+=" ${1#--}" ;;
     --every | --point) words+=" ${1#--}=${2:?}" && shift ;;
     --jobs) jobs=${2:?} && shift ;;
     --name) name=${2:?} && shift ;;

@@ -11,7 +11,7 @@ namespace moorlak::lab {
 
 inline constexpr wchar_t kMeterMapping[] = L"Global\\MoorlakLabMeter";
 inline constexpr wchar_t kMeterModule[] = L"moorlak_meter.dll";
-inline constexpr uint32_t kMostSpans = 60'000;
+inline constexpr uint32_t kMostSpans = 400'000;
 inline constexpr uint32_t kSpanTextSize = 96;
 
 // Calls within a call are not recorded. Times are those of QueryPerformanceCounter.

@@ -3,6 +3,8 @@
 //
 // A slice takes every eighth of the calls that it looks at: every kShortStep-th, all with MOORLAK_FULL_SWEEP set, and
 // then on the path on which the engine drives the adapter, too. MOORLAK_FAULT_POINT=N takes the N-th call only.
+// MOORLAK_FAULT_SWEEP may hold the words "slow" (the engines make their own adapters, after a while) and "stored"
+// (`route DELETE` leaves stored copies).
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -25,6 +27,15 @@ constexpr uint32_t kRefused = 0x80070005;
 constexpr std::chrono::seconds kOutcomePatience{120};
 // The restore in the background runs a few commands.
 constexpr std::chrono::seconds kRestorePatience{15};
+
+lab::MachineState WantedMachine() {
+  const char* words = std::getenv("MOORLAK_FAULT_SWEEP");
+  const std::string_view wanted = words == nullptr ? "" : words;
+  lab::MachineState machine = lab::DhcpMachine();
+  if (wanted.find("slow") != std::string_view::npos) machine.adapterHabits = lab::SlowAdapters();
+  machine.routeKeepsStored = wanted.find("stored") != std::string_view::npos;
+  return machine;
+}
 
 bool IsFull() {
   return std::getenv("MOORLAK_FULL_SWEEP") != nullptr;
@@ -58,6 +69,10 @@ struct Path {
 
 class FaultSweep : public TunnelSession, public testing::WithParamInterface<int> {
  protected:
+  FaultSweep() {
+    if (std::getenv("MOORLAK_FAULT_SWEEP") != nullptr) Begin(WantedMachine());
+  }
+
   // Sessions with every n-th call failing, for this slice's n, until there is no such call.
   void Sweep(const Path& path) {
     if (const char* point = std::getenv("MOORLAK_FAULT_POINT")) {
@@ -127,7 +142,7 @@ class FaultSweep : public TunnelSession, public testing::WithParamInterface<int>
     if (complaint.empty()) return outcome.met;
     ADD_FAILURE() << path.name << ", call " << n << "\n" << complaint << testing::PrintToString(LogLines());
     // One failed point must not spoil the next.
-    Begin(lab::DhcpMachine());
+    Begin(WantedMachine());
     return outcome.met;
   }
 };

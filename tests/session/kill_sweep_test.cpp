@@ -3,10 +3,10 @@
 //
 // MOORLAK_KILL_SWEEP names what else is wanted, as words: "native" (the path on which the engine drives the adapter),
 // "before" (the death comes in place of the change), "reboot" (the machine starts anew before the service does),
-// "double" (the recovery is ended, too, at each of its changes), "stored" (`route DELETE` leaves stored copies),
-// "taken" (tun2socks takes the service's adapter, and adapters come and go at once; otherwise the engines make their
-// own, which linger behind them), "every=K" (only each K-th n), "point=N" (only that n). scripts/kill_sweep.sh does all
-// of this.
+// "double" (the recovery is ended, too, at each of its changes), "stored" (`route DELETE` leaves stored copies), "cold"
+// (the first three netsh of the next start need 2 s each, more than they are given), "taken" (tun2socks takes the
+// service's adapter, and adapters come and go at once; otherwise the engines make their own, which linger behind them),
+// "every=K" (only each K-th n), "point=N" (only that n). scripts/kill_sweep.sh does all of this.
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -14,6 +14,7 @@
 #include <sstream>
 
 #include "base/handle.h"
+#include "machine/cold_programs.h"
 #include "machine/restart_system.h"
 #include "machine/support/log_watch.h"
 #include "machine/support/service_control.h"
@@ -32,6 +33,8 @@ constexpr int kSlices = 8;
 constexpr uint64_t kMostChanges = 1000;
 constexpr std::chrono::seconds kReadyPatience{90};
 constexpr std::chrono::seconds kRestorePatience{15};
+// What failed at the start is tried again half a minute later.
+constexpr std::chrono::seconds kColdPatience{90};
 constexpr DWORD kLookPeriodMs = 50;
 // What the lab writes behind the call at which it ended the service.
 constexpr std::string_view kEndMark = ", service ended";
@@ -44,6 +47,7 @@ struct Wanted {
   bool reboot = false;
   bool twice = false;
   bool stored = false;
+  bool cold = false;
   bool taken = false;
   uint64_t every = 1;
   uint64_t only = 0;
@@ -63,6 +67,7 @@ Wanted ReadWanted() {
     wanted.reboot |= word == "reboot";
     wanted.twice |= word == "double";
     wanted.stored |= word == "stored";
+    wanted.cold |= word == "cold";
     wanted.taken |= word == "taken";
     wanted.every = NumberAfter(word, "every=", wanted.every);
     wanted.only = NumberAfter(word, "point=", wanted.only);
@@ -250,8 +255,9 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
   void Recover(const std::string& point, const std::string& cause) {
     Boot();
     const std::string left = Damage();
+    if (wanted.cold) lab::EditMachine([](lab::MachineState& machine) { lab::MakeCold(machine, "netsh"); });
     machine::StartTunnelService();
-    machine::WaitUntil([this] { return Damage().empty(); }, kRestorePatience);
+    machine::WaitUntil([this] { return Damage().empty(); }, wanted.cold ? kColdPatience : kRestorePatience);
     const std::string damage = Damage();
     std::printf("point %s: %s: %d lines left, %s\n%s", point.c_str(), cause.c_str(),
                 static_cast<int>(std::ranges::count(left, '\n')), damage.empty() ? "restored" : "NOT RESTORED",
