@@ -20,7 +20,7 @@ constexpr RecoveryStep kSteps[] = {
     [] { RecoverOrphanedNetworkState(); },
     [] { RemoveStoredDefaultRoute(DefaultRouteGeneration()); },
     [] { RecoverJournaledRoutes(); },
-    [] { CloseProxySharingFirewall(); },
+    [] { CloseSharingOfEarlierSession(); },
     [] { RemoveStagedVpnConfigs(); },
     [] { RestoreSystemProxy(); },
 };

@@ -43,7 +43,7 @@ void RemoveStoredRouteInBackground() noexcept {
 
 // A cold `netsh` can pass its time; the rule must not stay open.
 void CloseSharing() noexcept {
-  if (!CloseProxySharingFirewall()) CloseProxySharingFirewall();
+  if (CloseProxySharingFirewall() != CommandOutcome::Succeeded) CloseProxySharingFirewall();
 }
 
 void ForgetSession(VpnService& service) {

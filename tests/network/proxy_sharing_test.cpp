@@ -1,6 +1,7 @@
 // The firewall rule that shares the proxy ports, on the simulated machine.
 #include "net/share/proxy_sharing.h"
 
+#include "machine/cold_programs.h"
 #include "network/support/simulated_machine.h"
 
 namespace moorlak {
@@ -64,6 +65,24 @@ TEST_F(ProxySharing, ClosingWithoutARuleIsNoFailure) {
   CloseProxySharingFirewall();
   EXPECT_EQ(Now(), Before());
   EXPECT_EQ(LogMessages(), "");
+}
+
+TEST_F(ProxySharing, AfterAPowerCutAColdNetshIsTriedUntilItIsWarm) {
+  Start(lab::DhcpMachine());
+  lab::EditMachine([](lab::MachineState& machine) {
+    machine.firewallRules = {RuleFor("1080")};
+    lab::MakeCold(machine, "netsh");
+  });
+  CloseSharingOfEarlierSession();
+  EXPECT_EQ(Now(), Before());
+}
+
+TEST_F(ProxySharing, ANetshThatNeverEndsIsGivenUpAfterTheFifth) {
+  Start(lab::DhcpMachine());
+  lab::EditMachine([](lab::MachineState& machine) { lab::MakeCold(machine, "netsh", lab::kColdMs, 9); });
+  CloseSharingOfEarlierSession();
+  const std::string line = "CMD timeout: netsh advfirewall firewall delete rule name=\"Moorlak Proxy Sharing\"\n";
+  EXPECT_EQ(LogMessages(), line + line + line + line + line);
 }
 
 TEST_F(ProxySharing, ARefusedRuleIsLoggedAndLeavesThePortsClosed) {

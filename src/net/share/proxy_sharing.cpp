@@ -5,7 +5,6 @@
 #include "base/guarded.h"
 #include "base/log.h"
 #include "net/share/sharing_rule.h"
-#include "process/hidden_command.h"
 
 namespace moorlak {
 
@@ -19,8 +18,13 @@ void OpenProxySharingFirewall(const std::vector<uint32_t>& ports) noexcept {
   });
 }
 
-bool CloseProxySharingFirewall() noexcept {
-  return Guarded(false, [] { return RunHiddenCommand(DeleteSharingRuleCommand()); });
+CommandOutcome CloseProxySharingFirewall() noexcept {
+  return Guarded(CommandOutcome::Failed, [] { return TryHiddenCommand(DeleteSharingRuleCommand()); });
+}
+
+void CloseSharingOfEarlierSession() noexcept {
+  constexpr int kTries = 5;
+  for (int tries = 0; tries < kTries && CloseProxySharingFirewall() == CommandOutcome::Late;) ++tries;
 }
 
 }  // namespace moorlak
