@@ -8,29 +8,24 @@
 namespace moorlak {
 namespace {
 
-// The position behind the closing quote of the string that opens at the position, kNotFound when it has none.
-size_t SkipString(std::string_view text, size_t position) {
-  for (size_t i = position + 1; i < text.size(); ++i) {
-    if (text[i] == '\\') {
-      ++i;
-    } else if (text[i] == '"') {
-      return i + 1;
-    }
+// The position behind `*/` at or behind a position. The slash counts when nothing but stars and, across lines, line
+// ends stand between it and a star.
+size_t FindBlockCommentEnd(std::string_view text, size_t position, BlockCommentEnd commentEnd) {
+  bool star = false;
+  for (; position < text.size(); ++position) {
+    const char byte = text[position];
+    if (star && byte == '/') return position + 1;
+    if (byte == '\n' && commentEnd == BlockCommentEnd::AcrossLines) continue;
+    star = byte == '*';
   }
-  return kNotFound;
-}
-
-bool BeginsComment(std::string_view text, size_t position) {
-  const std::string_view here = text.substr(position, 2);
-  return here.starts_with('#') || here == "//" || here == "/*";
+  return text.size();
 }
 
 // The position behind the comment that begins at the position; a comment without an end reaches to the end of the text.
-size_t SkipComment(std::string_view text, size_t position) {
-  const bool block = text.substr(position, 2) == "/*";
-  const std::string_view closer = block ? "*/" : "\n";
-  const size_t end = text.find(closer, position + (block ? 2 : 1));
-  return end == kNotFound ? text.size() : end + closer.size();
+size_t SkipComment(std::string_view text, size_t position, BlockCommentEnd commentEnd) {
+  if (text.substr(position, 2) == "/*") return FindBlockCommentEnd(text, position + 2, commentEnd);
+  const size_t end = FindByte(text, '\n', position + 1);
+  return end == kNotFound ? text.size() : end + 1;
 }
 
 // The position behind the object or array that opens at the position. Kinds of brackets are not told apart: where they
@@ -40,10 +35,10 @@ size_t SkipContainer(std::string_view text, size_t position) {
   while (position < text.size()) {
     const char byte = text[position];
     if (byte == '"') {
-      position = SkipString(text, position);
+      position = SkipJsonText(text, position);
       if (position == kNotFound) return kNotFound;
     } else if (BeginsComment(text, position)) {
-      position = SkipComment(text, position);
+      position = SkipComment(text, position, BlockCommentEnd::AcrossLines);
     } else {
       ++position;
       if (byte == '{' || byte == '[') ++depth;
@@ -65,7 +60,7 @@ size_t SkipScalar(std::string_view text, size_t position) {
 
 size_t SkipValue(std::string_view text, size_t position) {
   if (position >= text.size()) return kNotFound;
-  if (text[position] == '"') return SkipString(text, position);
+  if (text[position] == '"') return SkipJsonText(text, position);
   if (text[position] == '{' || text[position] == '[') return SkipContainer(text, position);
   return SkipScalar(text, position);
 }
@@ -86,12 +81,28 @@ std::optional<char> ReadAsciiEscape(std::string_view inner, size_t position) {
 
 }  // namespace
 
-size_t SkipBlanksAndComments(std::string_view text, size_t position) {
+bool BeginsComment(std::string_view text, size_t position) {
+  const std::string_view here = text.substr(position, 2);
+  return here.starts_with('#') || here == "//" || here == "/*";
+}
+
+size_t SkipBlanksAndComments(std::string_view text, size_t position, BlockCommentEnd commentEnd) {
   position = SkipBlanks(text, position);
   while (position < text.size() && BeginsComment(text, position)) {
-    position = SkipBlanks(text, SkipComment(text, position));
+    position = SkipBlanks(text, SkipComment(text, position, commentEnd));
   }
   return position;
+}
+
+size_t SkipJsonText(std::string_view text, size_t position) {
+  for (size_t i = position + 1; i < text.size(); ++i) {
+    if (text[i] == '\\') {
+      ++i;
+    } else if (text[i] == '"') {
+      return i + 1;
+    }
+  }
+  return kNotFound;
 }
 
 size_t FindRootObject(std::string_view text) {
@@ -103,7 +114,7 @@ std::optional<std::string_view> FindJsonMember(std::string_view text, size_t obj
   std::optional<std::string_view> found;
   size_t position = SkipBlanksAndComments(text, object + 1);
   while (position < text.size() && text[position] == '"') {
-    const size_t nameEnd = SkipString(text, position);
+    const size_t nameEnd = SkipJsonText(text, position);
     if (nameEnd == kNotFound) break;
     const std::string_view inner = text.substr(position + 1, nameEnd - position - 2);
     position = SkipBlanksAndComments(text, nameEnd);

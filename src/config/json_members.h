@@ -10,8 +10,18 @@
 
 namespace moorlak {
 
+// How `/*` is closed. The engine's reader lets line ends stand between the star and the slash.
+enum class BlockCommentEnd { AcrossLines, OnOneLine };
+
+// A comment begins at the position.
+bool BeginsComment(std::string_view text, size_t position);
+
 // The first position at or behind the given one that is neither a blank nor inside a comment.
-size_t SkipBlanksAndComments(std::string_view text, size_t position);
+size_t SkipBlanksAndComments(std::string_view text, size_t position,
+                             BlockCommentEnd commentEnd = BlockCommentEnd::AcrossLines);
+
+// The position behind the closing quote of the text value that opens at the position, kNotFound when it has none.
+size_t SkipJsonText(std::string_view text, size_t position);
 
 // Position of the `{` that the text begins with, blanks and comments left aside; kNotFound for any other text.
 size_t FindRootObject(std::string_view text);

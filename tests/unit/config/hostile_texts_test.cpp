@@ -7,6 +7,7 @@
 #include "config/config_meta.h"
 #include "config/dns_servers.h"
 #include "config/engine_counters.h"
+#include "config/file_settings.h"
 #include "config/inbound_ports.h"
 #include "config/json_members.h"
 #include "config/routing_rules.h"
@@ -78,6 +79,7 @@ const HostileText kTexts[] = {
 const LoopbackPorts kEverythingBusy{[](uint16_t) { return false; }, [] { return uint16_t{40001}; }};
 
 void ExpectNothingIsRead(const std::string& text) {
+  EXPECT_EQ(FindFileSetting(text), "");
   EXPECT_EQ(ExtractServerAddress(text), "");
   EXPECT_EQ(DetectSocksPort(text), kDefaultSocksPort);
   EXPECT_EQ(FindSessionSocksPort(text).source, SocksPortSource::None);

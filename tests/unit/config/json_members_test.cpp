@@ -29,6 +29,12 @@ TEST(JsonMembers, ACommentEndsWhereTheEngineEndsIt) {
   EXPECT_EQ(SkipBlanksAndComments("/*/ {*/}", 0), 7u);
   EXPECT_EQ(SkipBlanksAndComments("/***/}", 0), 5u);
   EXPECT_EQ(SkipBlanksAndComments("/* {", 0), 4u);
+  // Line ends between the star and the slash; and as others would read it.
+  EXPECT_EQ(SkipBlanksAndComments("/* *\n\n/{ */", 0), 7u);
+  EXPECT_EQ(SkipBlanksAndComments("/* *\n*\n/{", 0), 8u);
+  EXPECT_EQ(SkipBlanksAndComments("/* *\n /{ */}", 0), 11u);
+  EXPECT_EQ(SkipBlanksAndComments("/*\n/{ */}", 0), 8u);
+  EXPECT_EQ(SkipBlanksAndComments("/* *\n/{ */}", 0, BlockCommentEnd::OnOneLine), 10u);
 }
 
 TEST(JsonMembers, ValuesOfEveryKindAreFoundWithTheirExtent) {
