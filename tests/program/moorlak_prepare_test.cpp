@@ -11,6 +11,7 @@
 
 #include "client/config_text.h"
 #include "client/help_text.h"
+#include "config/file_settings.h"
 #include "unit/client/prepare_example.h"
 
 namespace moorlak {
@@ -64,6 +65,18 @@ TEST_F(MoorlakPrepare, PrintsTheEnginesTextByteForByte) {
   EXPECT_EQ(Run("config.json"), kOk);
   EXPECT_EQ(output, kExampleText);
   EXPECT_EQ(errors, "");
+}
+
+TEST_F(MoorlakPrepare, WarnsOfAConfigurationThatTheServiceWouldRefuse) {
+  WriteFile("named.json", R"({"log":{"error":"x"}})");
+  EXPECT_EQ(Run("--meta named.json"), kOk);
+  EXPECT_EQ(output, "");
+  EXPECT_EQ(errors, "moorlak-prepare: Warning: a start would be refused. " + FileSettingText("log.error") + "\n");
+  // The metadata's end uncovers it.
+  WriteFile("named.json", R"({"moorlakMeta":{/*},"masterKeyLog":"x",/**/"log":{}})");
+  EXPECT_EQ(Run("named.json"), kOk);
+  EXPECT_NE(output, "");
+  EXPECT_EQ(errors, "moorlak-prepare: Warning: a start would be refused. " + FileSettingText("masterKeyLog") + "\n");
 }
 
 TEST_F(MoorlakPrepare, TakesTheConfigurationFromStandardInput) {

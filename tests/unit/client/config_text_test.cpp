@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "config/file_settings.h"
+
 namespace moorlak {
 namespace {
 
@@ -38,6 +40,15 @@ TEST(ConfigText, WhatDoesNotBeginLikeJsonIsRefusedWhereAStartIsMeant) {
     EXPECT_EQ(CheckForStart({text, {}}).error, "The configuration is not JSON: it does not begin with { or [.") << text;
   }
   EXPECT_EQ(CheckForStart({"", "Unreadable."}).error, "Unreadable.");
+}
+
+TEST(ConfigText, WhatNamesAFileIsRefusedWhereAStartIsMeant) {
+  const std::string_view named = R"({"log":{"access":"C:\\x.log"}})";
+  EXPECT_EQ(CheckForStart({named, {}}).error, FileSettingText("log.access"));
+  EXPECT_EQ(CheckForStart({named, {}}).text, "");
+  EXPECT_EQ(CheckForStart({named, "Unreadable."}).error, "Unreadable.");
+  EXPECT_EQ(CheckForStart({R"("masterKeyLog":1)", {}}).error,
+            "The configuration is not JSON: it does not begin with { or [.");
 }
 
 TEST(ConfigText, TheMarkDoesNotCountAgainstTheLimit) {

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "config/file_settings.h"
+
 namespace moorlak {
 namespace {
 
@@ -66,6 +68,15 @@ TEST(SessionEnd, ASessionEndsByItselfUnlessTheLogTellsOtherwise) {
 TEST(SessionEnd, AStopAndARefusedStartAreOtherPrograms) {
   EXPECT_EQ(EnderAfter({"IPC start accepted", "IPC stop"}), SessionEnder::OtherProgram);
   EXPECT_EQ(EnderAfter({"IPC start accepted", "IPC start (payload bytes=3)", "IPC start failed: no"}),
+            SessionEnder::OtherProgram);
+}
+
+TEST(SessionEnd, AStartThatIsRefusedBeforeItEndsASessionEndsNone) {
+  const std::string refused = "IPC start failed: " + FileSettingText("listen");
+  EXPECT_EQ(EnderAfter({"IPC start accepted", "IPC start (payload bytes=3)", refused}), SessionEnder::Itself);
+  EXPECT_EQ(EnderAfter({"IPC start accepted", "IPC stop", "IPC start (payload bytes=3)", refused}),
+            SessionEnder::OtherProgram);
+  EXPECT_EQ(EnderAfter({"IPC start accepted", "IPC start (payload bytes=3)", refused, "IPC stop"}),
             SessionEnder::OtherProgram);
 }
 

@@ -11,6 +11,7 @@
 #include "unit/base/flat_folder.h"
 #include "unit/base/foreign_owner.h"
 #include "unit/base/held_file.h"
+#include "unit/ipc/log_tail.h"
 
 namespace moorlak {
 namespace {
@@ -143,6 +144,16 @@ TEST_F(ConfigStaging, TheTextIsWrittenAsItIs) {
   ASSERT_TRUE(staged);
   EXPECT_EQ(staged->path, folder->path + L"\\a.json");
   EXPECT_EQ(ReadWholeFile(staged->path, 1000), text);
+}
+
+TEST_F(ConfigStaging, ATextThatNamesAFileIsNotWritten) {
+  const auto folder = OpenStagingFolder(kFolderName);
+  ASSERT_TRUE(folder);
+  const LogTail log;
+  EXPECT_FALSE(StageConfig(*folder, L"a.json", R"({"inbounds":[{"listen":"/x"}]})"));
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_DATA));
+  EXPECT_FALSE(Exists(folder->path + L"\\a.json"));
+  EXPECT_EQ(log.Messages(), "Xray config refused: it names a file or socket path (\"listen\")\n");
 }
 
 TEST_F(ConfigStaging, AnEmptyTextAndALargeOneAreWrittenWhole) {

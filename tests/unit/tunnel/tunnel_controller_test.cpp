@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "base/paths.h"
+#include "config/file_settings.h"
 #include "unit/ipc/log_tail.h"
 #include "unit/process/child_test_support.h"
 #include "unit/proxy/proxy_registry.h"
@@ -88,6 +89,23 @@ TEST_F(ControllerWithEngine, ARefusedStartLeavesTheNumberAsItIs) {
   // The refused start has stopped the tunnel before it looked at the text.
   EXPECT_FALSE(controller->IsRunning());
   EXPECT_FALSE(controller->StopIfCurrent(1, "never written"));
+}
+
+TEST_F(ControllerWithEngine, AStartThatNamesAFileIsRefusedInEitherModeAndEndsNothing) {
+  const LifeSign life;
+  EXPECT_EQ(StartError(Config(life), true), "");
+  ASSERT_TRUE(life.Started());
+  const std::string named = R"({"log":{"access":"C:\\x.log"}})";
+  for (const bool proxyMode : {true, false}) {
+    EXPECT_EQ(StartError(named, proxyMode), FileSettingText("log.access"));
+    EXPECT_TRUE(controller->IsRunning());
+    EXPECT_TRUE(controller->IsTunnelUp());
+    EXPECT_TRUE(life.Lives());
+    EXPECT_EQ(controller->startNumber, 1u);
+    EXPECT_EQ(controller->lastConfig, Config(life));
+  }
+  // What is no configuration at all is answered as ever.
+  EXPECT_EQ(StartError("x" + named, true), kInvalid);
 }
 
 // The engines were there when the controller was made.
