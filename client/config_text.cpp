@@ -1,5 +1,6 @@
 #include "client/config_text.h"
 
+#include "config/file_settings.h"
 #include "config/json_beginning.h"
 
 namespace moorlak {
@@ -24,8 +25,10 @@ ConfigText PrepareConfigText(std::string_view fileBytes) {
 }
 
 ConfigText CheckForStart(ConfigText config) {
-  if (!config.error.empty() || BeginsLikeJson(config.text)) return config;
-  return {{}, "The configuration is not JSON: it does not begin with { or [."};
+  if (!config.error.empty()) return config;
+  if (!BeginsLikeJson(config.text)) return {{}, "The configuration is not JSON: it does not begin with { or [."};
+  const std::string_view setting = FindFileSetting(config.text);
+  return setting.empty() ? config : ConfigText{{}, FileSettingText(setting)};
 }
 
 }  // namespace moorlak

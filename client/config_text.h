@@ -24,7 +24,7 @@ struct ConfigText {
 // Leaves out a UTF-8 byte-order mark and refuses what is too long or plainly UTF-16.
 ConfigText PrepareConfigText(std::string_view fileBytes);
 
-// Refuses what the service would refuse only after it has ended a session that runs.
+// Refuses what the service would refuse, in part only after it has ended a session that runs.
 ConfigText CheckForStart(ConfigText config);
 
 }  // namespace moorlak

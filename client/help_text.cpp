@@ -56,7 +56,8 @@ for "-". A session that runs already is replaced.
 The configuration is JSON in UTF-8, 16777214 bytes at most. A UTF-8
 byte-order mark at its beginning is left out, because the service would
 refuse the text; everything else is sent as it is. A text that does not
-begin with { or [, white space aside, is refused before anything is sent.
+begin with { or [, white space aside, is refused before anything is sent,
+and so is one that names a file or a socket path for the engine.
 
 The command stays in the foreground, because the session belongs to the
 process that started it and ends with it. It prints the new lines of the
@@ -130,6 +131,9 @@ With both options the metadata comes first, then an empty line, then the
 lines of the log. In both, characters that could steer a terminal are shown
 as \xNN or \u{NNNN}; the text itself is printed byte for byte, without a
 line feed of its own.
+
+A configuration that names a file or a socket path for the engine, which the
+service would refuse, is told on standard error.
 
 Every port counts as free. At a real start the service moves a busy port to
 a free one, and says so in the tunnel log.

@@ -7,6 +7,7 @@
 #include "client/visible_text.h"
 #include "config/allow_insecure.h"
 #include "config/config_meta.h"
+#include "config/file_settings.h"
 #include "config/inbound_ports.h"
 #include "config/vpn_config.h"
 
@@ -39,6 +40,13 @@ LoopbackPorts AllPortsFree() {
   return {[](uint16_t) { return true; }, [] { return uint16_t{0}; }};
 }
 
+// A setting that the edits have uncovered would end the connect.
+std::string WarningOf(std::string_view given, std::string_view rewritten) {
+  std::string_view setting = FindFileSetting(given);
+  if (setting.empty()) setting = FindFileSetting(rewritten);
+  return setting.empty() ? std::string() : "Warning: a start would be refused. " + FileSettingText(setting);
+}
+
 void AppendLines(std::string& output, const std::vector<std::string>& lines) {
   for (const std::string& line : lines) {
     output += line;
@@ -59,6 +67,7 @@ PreparedConfig PrepareAsService(std::string_view configText, const ListExecutabl
   text = PrepareVpnXrayConfig(std::move(text), meta, listExecutables, xrayDnsServers);
   text = RemapBusyPorts(std::move(text), AllPortsFree());
   prepared.text = StripAllowInsecure(std::move(text));
+  prepared.warning = WarningOf(configText, prepared.text);
   for (const std::string& line : TakeCollectedLines()) prepared.logLines.push_back(VisibleText(line));
   return prepared;
 }

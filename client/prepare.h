@@ -17,6 +17,8 @@ struct PreparedConfig {
   // The metadata found: "name: value", a line for each item, in the order of ConfigMeta and then of the text. The names
   // are those of ConfigMeta. Values are made visible.
   std::vector<std::string> metaLines;
+  // What the user is to be warned of; empty when there is nothing.
+  std::string warning;
   // What the rewriting would write to the tunnel log, without times, made visible.
   std::vector<std::string> logLines;
 };

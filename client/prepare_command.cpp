@@ -18,6 +18,7 @@ ExitCode RunPrepare(Console& console, const Arguments& arguments) {
     return ExitCode::Usage;
   }
   const PreparedConfig prepared = PrepareAsService(config.text, PortableListing(IsFixedOrRemovableDrive));
+  if (!prepared.warning.empty()) Complain(console, prepared.warning);
   if (WriteText(console.out, PrepareOutput(prepared, arguments))) return ExitCode::Ok;
   Complain(console, "Cannot write to standard output: " + SystemErrorText(GetLastError()) + ".");
   return ExitCode::Failure;

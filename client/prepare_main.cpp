@@ -57,7 +57,9 @@ ExitCode RunPrepare(const Arguments& arguments) {
   }
   // No drive of Windows is here to be asked for.
   const ListExecutables list = PortableListing([](const std::string&) { return true; });
-  return Print(PrepareOutput(PrepareAsService(config.text, list), arguments));
+  const PreparedConfig prepared = PrepareAsService(config.text, list);
+  if (!prepared.warning.empty()) Complain(prepared.warning);
+  return Print(PrepareOutput(prepared, arguments));
 }
 
 ExitCode Run(const std::vector<std::string>& words) {

@@ -1,9 +1,23 @@
 #include "client/session_watch.h"
 
+#include "config/file_settings.h"
+
 namespace moorlak {
 namespace {
 
 constexpr size_t kTimeLength = std::string_view("2026-01-31 09:05:07 ").size();
+
+// A start ends the session that runs, even if it is then refused; only one that names a file is refused before.
+void ObserveStart(SessionWatch& watch, std::string_view message) {
+  constexpr std::string_view kFailed = "IPC start failed: ";
+  if (message.starts_with("IPC start (")) {
+    watch.enderBeforeStart = watch.ender;
+    watch.ender = SessionEnder::OtherProgram;
+  }
+  if (message.starts_with(kFailed) && IsFileSettingText(message.substr(kFailed.size()))) {
+    watch.ender = watch.enderBeforeStart;
+  }
+}
 
 }  // namespace
 
@@ -24,8 +38,8 @@ void ObserveLogLine(SessionWatch& watch, std::string_view line) {
   if (line.size() < kTimeLength) return;
   const std::string_view message = line.substr(kTimeLength);
   if (message == "IPC start accepted") watch.ender = SessionEnder::Itself;
-  // A start ends the session that runs, even if it is then refused.
-  if (message == "IPC stop" || message.starts_with("IPC start (")) watch.ender = SessionEnder::OtherProgram;
+  ObserveStart(watch, message);
+  if (message == "IPC stop") watch.ender = SessionEnder::OtherProgram;
   if (message == "MoorlakTunnel: stopping tunnel" && watch.ender == SessionEnder::Itself) {
     watch.ender = SessionEnder::Service;
   }

@@ -17,6 +17,8 @@ struct SessionWatch {
   SessionPhase phase = SessionPhase::Connecting;
   // As far as the log has been read.
   SessionEnder ender = SessionEnder::Itself;
+  // As it was when the last start came.
+  SessionEnder enderBeforeStart = SessionEnder::Itself;
 };
 
 // VPN mode: the session is connecting until `tunnel` is set and over when `running` is cleared.

@@ -10,8 +10,10 @@
 #include "base/durable_file.h"
 #include "base/guarded.h"
 #include "base/held_file.h"
+#include "base/log.h"
 #include "base/trust.h"
 #include "config/allow_insecure.h"
+#include "config/file_settings.h"
 
 namespace moorlak {
 namespace {
@@ -59,6 +61,15 @@ bool WriteNewFile(const std::wstring& path, std::string_view text) {
 KernelHandle HoldForReaders(const std::wstring& path) {
   return KernelHandle(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
                                   FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+}
+
+// A start with such a setting is refused as it comes; but what was none there, in a comment for one, may have become
+// one by the edits since.
+bool NamesFile(std::string_view text) {
+  const std::string_view setting = FindFileSetting(text);
+  if (setting.empty()) return false;
+  WriteLogLine("Xray config refused: it names a file or socket path (\"" + std::string(setting) + "\")");
+  return true;
 }
 
 bool StageVpnConfig(std::string_view configText, StagedConfig& staged) {
@@ -113,6 +124,10 @@ void RemoveStagedFiles(const StagingFolder& folder, std::wstring_view prefix, st
 
 std::optional<StagedConfig> StageConfig(const StagingFolder& folder, std::wstring_view fileName,
                                         std::string_view text) {
+  if (NamesFile(text)) {
+    SetLastError(ERROR_INVALID_DATA);
+    return std::nullopt;
+  }
   StagedConfig staged;
   staged.path = folder.path + L"\\" + std::wstring(fileName);
   if (!WriteNewFile(staged.path, text)) return std::nullopt;

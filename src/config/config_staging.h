@@ -34,8 +34,9 @@ struct StagedConfig {
   KernelHandle file;
 };
 
-// Writes the text as it is to a new file of the folder. Nothing when a file of that name stands there or the text
-// cannot be written whole; GetLastError tells why.
+// Writes the text as it is to a new file of the folder. Nothing when a file of that name stands there, when the text
+// cannot be written whole, and when it names a file for the engine (config/file_settings.h), which is logged;
+// GetLastError tells why.
 std::optional<StagedConfig> StageConfig(const StagingFolder& folder, std::wstring_view fileName, std::string_view text);
 
 // Closes and removes the file, which somebody may hold for a moment (base/held_file.h); one that cannot be removed

@@ -16,6 +16,8 @@ constexpr char32_t kOther = 0xFFFFFFFF;
 
 constexpr size_t kLongestEscape = 6;
 
+constexpr std::string_view kTextHead = "The configuration names a file or socket path for the engine (\"";
+
 // A character of a text value, and the position behind it.
 struct Character {
   char32_t value = kOther;
@@ -190,10 +192,14 @@ std::string_view FindFileSetting(std::string_view text) {
 }
 
 std::string FileSettingText(std::string_view setting) {
-  std::string text = "The configuration names a file or socket path for the engine (\"";
+  std::string text(kTextHead);
   text += setting;
   text += "\"), which is not allowed. Remove this setting.";
   return text;
+}
+
+bool IsFileSettingText(std::string_view text) {
+  return text.starts_with(kTextHead);
 }
 
 bool IsListenAddress(std::string_view text) {

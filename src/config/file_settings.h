@@ -20,8 +20,9 @@ namespace moorlak {
 // reads them, which mends some. One look at each byte, no recursion.
 std::string_view FindFileSetting(std::string_view text);
 
-// What the user is told of such a setting.
+// What the user is told of such a setting, and whether a text is one of these.
 std::string FileSettingText(std::string_view setting);
+bool IsFileSettingText(std::string_view text);
 
 // True for what an inbound may listen on without making a file: a host or an IP address (also in brackets, also with a
 // zone), with a port or without, blanks around it left aside. An empty text is true as well. Everything else may be a

@@ -4,6 +4,7 @@
 
 #include "base/log.h"
 #include "base/standard_error.h"
+#include "config/file_settings.h"
 #include "config/json_beginning.h"
 #include "net/adapter/wintun_holder.h"
 #include "tunnel/disconnect.h"
@@ -61,9 +62,18 @@ void EndEarlierLocked(TunnelController& controller) noexcept {
   controller.vpnEngine.JoinSession();
 }
 
+// Empty for a text that names no file, and for one that is no configuration: that is told in its turn.
+std::string RefusalOf(std::string_view configText) {
+  if (!BeginsLikeJson(configText)) return {};
+  const std::string_view setting = FindFileSetting(configText);
+  return setting.empty() ? std::string() : FileSettingText(setting);
+}
+
 std::string StartLocked(TunnelController& controller, const std::string& configText, bool useProxyMode) {
   const char* const unavailable = useProxyMode ? kProxyUnavailable : kVpnUnavailable;
   if (controller.closing) return unavailable;
+  // Before a session that runs is ended for it.
+  if (std::string refusal = RefusalOf(configText); !refusal.empty()) return refusal;
   EndEarlierLocked(controller);
   // That can take long; meanwhile the service may have been told to end.
   if (controller.closing) return unavailable;

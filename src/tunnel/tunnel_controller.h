@@ -35,8 +35,9 @@ struct TunnelController {
 
   static TunnelController& Instance();
 
-  // True when accepted; otherwise error holds the text for the user. The outcome of an accepted start shows in the
-  // status only.
+  // True when accepted; otherwise error holds the text for the user. A start whose configuration names a file
+  // (config/file_settings.h) is refused before anything is changed; every other one ends an earlier session first. The
+  // outcome of an accepted start shows in the status only.
   bool Start(const std::string& configText, bool useProxyMode, std::string& error);
   void Stop() noexcept;
   // Stops the tunnel if the accepted start of that number is still the current one and running, after writing the

@@ -201,7 +201,7 @@ TEST_F(XrayServiceWithEngine, ABusyApiPortGivesWayToAFreeOneOnlyWhereTheSectionI
 }
 
 TEST_F(XrayServiceWithEngine, AnUnsafeApiAddressEndsNoSession) {
-  ASSERT_TRUE(service.Start(Config("sleep", R"("api":{"listen":"127.0.0.1:1 -pattern x"})")));
+  ASSERT_TRUE(service.Start(Config("sleep", R"("api":{"listen":"-pattern:1"})")));
   EXPECT_TRUE(ProxyIsSet(10807));
   EXPECT_TRUE(EventuallyTrue([this] {
     return standardError.Shows("Warning: Failed to initialize Xray API client. Stats may not be available.\n");
