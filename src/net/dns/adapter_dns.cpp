@@ -158,6 +158,8 @@ bool RestoreOne(const AdapterDnsBackup& backup, const RestoreTarget& target, con
   }
   const bool ipv4Succeeded = RestoreIpv4(backup, target, wanted);
   RunTwice(SetIpv6DnsFromDhcp(target.name), wanted);
+  // Commands that were not begun have left servers out, although the adapter no longer asks ours.
+  if (!wanted) return false;
   if (!metricDone || !IsBack(backup, target, ipv4Succeeded)) return false;
   WriteLogLine("dns-leak: restored DNS on " + target.name);
   return true;
