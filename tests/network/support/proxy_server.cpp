@@ -65,8 +65,8 @@ ProxyServer::~ProxyServer() {
     ending = true;
     if (client != INVALID_SOCKET) shutdown(client, SD_BOTH);
   }
-  // Wakes the accept.
-  closesocket(std::exchange(held.listener, INVALID_SOCKET));
+  // Wakes the accept. A close of the listener would not always: Wine forgets an accept that just begins.
+  KnockAt(held.port);
   thread.join();
 }
 
@@ -99,11 +99,14 @@ void ProxyServer::Run(SOCKET listener) {
       isWelcome = !ending;
     }
     if (isWelcome) Serve(connection);
+    bool isLast = false;
     {
       const std::lock_guard guard(lock);
       client = INVALID_SOCKET;
+      isLast = ending;
     }
     closesocket(connection);
+    if (isLast) return;
   }
 }
 

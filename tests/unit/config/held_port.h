@@ -35,4 +35,15 @@ struct HeldPort {
   uint16_t port = 0;
 };
 
+// A connection that brings nothing and goes at once: a server's thread that waits for one gets on.
+inline void KnockAt(uint16_t port) {
+  const SOCKET socket = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = htons(port);
+  connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+  closesocket(socket);
+}
+
 }  // namespace moorlak

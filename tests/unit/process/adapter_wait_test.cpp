@@ -10,7 +10,7 @@
 namespace moorlak {
 namespace {
 
-constexpr uint32_t kGenerousMs = 30000;
+constexpr uint32_t kGenerousMs = 120000;
 
 // A session whose engines run, and an adapter that is not there.
 struct Waiting {

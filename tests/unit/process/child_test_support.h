@@ -12,7 +12,7 @@
 namespace moorlak {
 
 // Long enough for a loaded machine; a test that waits so long has failed.
-inline constexpr DWORD kGenerousMs = 30000;
+inline constexpr DWORD kGenerousMs = 120000;
 
 // test_child.exe beside the test program.
 std::wstring TestChildPath();

@@ -119,8 +119,7 @@ struct WebServer {
   ~WebServer() {
     Release();
     // Wakes an accept that nobody came to.
-    closesocket(held.listener);
-    held.listener = INVALID_SOCKET;
+    KnockAt(held.port);
     thread.join();
   }
 
