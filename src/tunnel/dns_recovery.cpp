@@ -28,17 +28,18 @@ using AdapterList = std::optional<std::vector<AdapterInfo>>;
 struct Watch {
   // Registered while something is pending.
   std::optional<AdapterChanges> changes;
-  // As the last try left them, or as they were when something became pending.
+  // As the last try found them, or as they were when something became pending. Without their name servers, which a try
+  // changes itself; what else changes during a try is a reason for the next one.
   AdapterList adapters;
   Clock::time_point lastTry;
 };
 
 AdapterList ReadNow() {
-  return ReadAdapters(AF_UNSPEC, GAA_FLAG_SKIP_ANYCAST | GAA_FLAG_SKIP_MULTICAST);
+  return ReadAdapters(AF_UNSPEC, GAA_FLAG_SKIP_ANYCAST | GAA_FLAG_SKIP_MULTICAST | GAA_FLAG_SKIP_DNS_SERVER);
 }
 
-void NoteTry(Watch& watch) {
-  watch.adapters = ReadNow();
+void NoteTry(Watch& watch, AdapterList found) {
+  watch.adapters = std::move(found);
   watch.lastTry = Clock::now();
 }
 
@@ -55,7 +56,7 @@ DnsRetryFacts FactsOf(const Watch& watch, bool sessionRuns, uint32_t periodMs) {
 // The adapters are read before the registration: the look behind it sees what has changed in between.
 void BeginWatching(Watch& watch, HANDLE changed) {
   if (watch.changes) return;
-  NoteTry(watch);
+  NoteTry(watch, ReadNow());
   watch.changes.emplace(changed);
 }
 
@@ -63,10 +64,11 @@ void BeginWatching(Watch& watch, HANDLE changed) {
 DWORD Look(Watch& watch, DnsRetryFacts facts, const std::atomic<bool>& wanted) {
   if (facts.pending && !facts.sessionRuns) {
     const uint64_t generation = DnsGeneration();
-    facts.adaptersChanged = ReadNow() != watch.adapters;
+    AdapterList found = ReadNow();
+    facts.adaptersChanged = found != watch.adapters;
     if (IsDnsRetryDue(facts)) {
       RetryPendingDns(generation, wanted);
-      NoteTry(watch);
+      NoteTry(watch, std::move(found));
       facts = FactsOf(watch, false, facts.periodMs);
     }
   }

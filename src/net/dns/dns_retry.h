@@ -15,8 +15,8 @@ struct DnsRetryFacts {
   bool pending = false;
   // A session looks after the records itself.
   bool sessionRuns = false;
-  // The adapters are not as the last try left them. What that try's own commands have changed is no news, so their
-  // notifications cause no further one.
+  // The adapters are not as the last try found them, their name servers aside: what that try's own commands have
+  // changed is no news, so their notifications cause no further one.
   bool adaptersChanged = false;
   uint64_t sinceLastTryMs = 0;
   uint32_t periodMs = kDnsRetryPeriodMs;

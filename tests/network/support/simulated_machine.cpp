@@ -4,6 +4,7 @@
 
 #include "fwpuclnt/objects.h"
 #include "net/dns/dns_guard.h"
+#include "net/routing/route_journal.h"
 #include "net/split/split_tunnel.h"
 
 namespace moorlak {
@@ -80,6 +81,8 @@ void OnSimulatedMachine::Start(const lab::MachineState& machine) {
 }
 
 void OnSimulatedMachine::TearDown() {
+  // A journal would be followed on the next test's machine.
+  RestoreJournaledRoutes();
   EXPECT_EQ(lab::ReadMachine().record.unknownCommands, std::vector<std::string>{});
 }
 
