@@ -10,22 +10,20 @@
 #include "base/paths.h"
 #include "machine/support/child.h"
 #include "unit/base/flat_folder.h"
+#include "unit/base/foreign_owner.h"
 
 namespace moorlak::adversary {
 namespace {
 
 namespace fs = std::filesystem;
 
-// Never through a link, which Wine would follow.
-void RemoveTree(const fs::path& folder) {
+// A file or a folder with all that is in it; never through a link, which Wine would follow.
+void RemoveTree(const fs::path& path) {
   std::error_code ignored;
-  if (IsLink(folder.wstring())) return;
-  for (const auto& entry : fs::directory_iterator(folder, ignored)) {
-    if (entry.is_directory(ignored)) RemoveTree(entry.path());
-    SetFileAttributesW(entry.path().c_str(), FILE_ATTRIBUTE_NORMAL);
-    DeleteFileW(entry.path().c_str());
-  }
-  RemoveDirectoryW(folder.c_str());
+  if (IsLink(path.wstring())) return;
+  for (const auto& entry : fs::directory_iterator(path, ignored)) RemoveTree(entry.path());
+  SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+  if (!DeleteFileW(path.c_str())) RemoveDirectoryW(path.c_str());
 }
 
 void RemoveDataFolders() {
@@ -65,6 +63,17 @@ bool IsFolder(const std::wstring& path) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
+void GiveAway(std::initializer_list<std::wstring> paths) {
+  for (const std::wstring& path : paths) EXPECT_TRUE(GiveToAnotherUser(path));
+}
+
+KernelHandle HoldInPlace(const std::wstring& folder) {
+  KernelHandle holder(CreateFileW(folder.c_str(), FILE_LIST_DIRECTORY, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  EXPECT_TRUE(holder);
+  return holder;
+}
+
 std::string ContentOf(const std::wstring& path) {
   return machine::ReadSharedFile(path);
 }
@@ -73,6 +82,7 @@ std::vector<std::string> LogMessages() {
   constexpr size_t kTimeLength = 20;
   std::vector<std::string> messages;
   const std::string text = ContentOf(kLogFile);
+  if (text.size() > (1u << 20)) return {"(a large log)"};
   size_t start = 0;
   for (size_t end = text.find("\r\n"); end != std::string::npos; end = text.find("\r\n", start)) {
     const std::string line = text.substr(start, end - start);

@@ -2,9 +2,12 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "base/handle.h"
 
 namespace moorlak::adversary {
 
@@ -22,6 +25,12 @@ void Plant(const std::wstring& path, std::string_view content);
 
 bool Exists(const std::wstring& path);
 bool IsFolder(const std::wstring& path);
+
+// Gives files and folders to another user.
+void GiveAway(std::initializer_list<std::wstring> paths);
+
+// Opened by somebody who lets nobody delete or rename it until the handle is closed.
+KernelHandle HoldInPlace(const std::wstring& folder);
 
 // The whole content; empty when there is none.
 std::string ContentOf(const std::wstring& path);

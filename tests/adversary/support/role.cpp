@@ -4,9 +4,14 @@
 #include <map>
 #include <string_view>
 
+#include "adversary/support/strict_files.h"
+#include "base/data_files.h"
+#include "base/durable_file.h"
+#include "base/handle.h"
 #include "base/log.h"
 #include "base/paths.h"
 #include "base/utf.h"
+#include "config/config_staging.h"
 #include "machine/support/child.h"
 #include "service/tunnel_log.h"
 
@@ -18,10 +23,49 @@ constexpr int kNoSuchRole = 2;
 
 using RoleBody = void (*)(std::string_view);
 
+void Print(std::string_view text) {
+  DWORD written = 0;
+  WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+}
+
+void WatchLog(std::string_view text) {
+  WriteLogLine(text);
+  const KernelHandle exclusive(CreateFileW(kLogFile, GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+  Print(!exclusive && GetLastError() == ERROR_SHARING_VIOLATION ? "held" : "free");
+}
+
+void Backup(std::string_view name) {
+  Print(WriteFileDurably(CommonDataFile(WidenUtf8(name).c_str()), "v1\n") ? "written" : "failed");
+}
+
+void Believe(std::string_view name) {
+  std::string content;
+  switch (ReadTrustedFile(CommonDataFile(WidenUtf8(name).c_str()), 1u << 20, content)) {
+    case FileRead::Done:
+      return Print("believed");
+    case FileRead::Missing:
+      return Print("missing");
+    case FileRead::Unreadable:
+      return Print("unreadable");
+    case FileRead::NotBelieved:
+      return Print("not believed");
+  }
+}
+
+void Stage(std::string_view text) {
+  StagedConfig staged;
+  Print(WriteStagedConfig(text, staged) ? "staged" : "failed");
+  RemoveStagedConfig(staged);
+}
+
 const std::map<std::string_view, RoleBody>& Roles() {
   static const std::map<std::string_view, RoleBody> roles = {
       {"line", [](std::string_view text) { WriteLogLine(text); }},
       {"banner", [](std::string_view text) { WriteSessionBanner(text); }},
+      {"watch", WatchLog},
+      {"backup", Backup},
+      {"believe", Believe},
+      {"stage", Stage},
   };
   return roles;
 }
@@ -35,6 +79,7 @@ bool IsRole(int argumentCount, char** arguments) {
 int PlayRole(char** arguments) {
   const auto role = Roles().find(arguments[2]);
   if (role == Roles().end()) return kNoSuchRole;
+  BeStrictAboutFiles();
   role->second(arguments[3]);
   return 0;
 }
