@@ -16,7 +16,7 @@ step "building the programs as shipped" build_preset windows-release \
 step "building the engine for tests" "$ROOT/scripts/build_engine.sh" "$BUILD/engine"
 step "building the fuzz targets" build_preset fuzz \
     wire_format_fuzzer proxy_text_fuzzer config_meta_fuzzer vpn_config_fuzzer engine_counters_fuzzer \
-    dns_restore_fuzzer smhnr_restore_fuzzer ipconfig_fuzzer file_settings_fuzzer
+    dns_restore_fuzzer smhnr_restore_fuzzer ipconfig_fuzzer file_settings_fuzzer object_trust_fuzzer
 step "making the Wine prefix" wine_template
 
 check "format" "$ROOT/scripts/check_format.sh"
@@ -41,6 +41,7 @@ fuzz_smoke dns_restore_fuzzer
 fuzz_smoke smhnr_restore_fuzzer
 fuzz_smoke ipconfig_fuzzer
 fuzz_smoke file_settings_fuzzer
+fuzz_smoke object_trust_fuzzer
 check "replay of the fuzzers' inputs" replay_corpora native-asan
 check "the configuration benchmark runs" "$ROOT/scripts/bench_config.sh" --smoke
 wine_suite "core, as a Windows program" windows-debug/tests/moorlak_core_tests.exe

@@ -147,7 +147,7 @@ fuzz_smoke() {
 # Builds the replay programs and gives each its seed corpus.
 replay_corpora() {
     cmake --build "$BUILD/$1" --target config_meta_fuzzer vpn_config_fuzzer engine_counters_fuzzer \
-        dns_restore_fuzzer smhnr_restore_fuzzer ipconfig_fuzzer file_settings_fuzzer
+        dns_restore_fuzzer smhnr_restore_fuzzer ipconfig_fuzzer file_settings_fuzzer object_trust_fuzzer
     (cd "$BUILD/$1" && ctest --output-on-failure -R '_replay$' --no-tests=error)
 }
 

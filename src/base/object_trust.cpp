@@ -1,0 +1,70 @@
+#include "base/object_trust.h"
+
+#include <algorithm>
+
+namespace moorlak {
+namespace {
+
+// Every right by which a file's or folder's content, place, attributes or rights can be changed: write or add a file,
+// append or add a folder, extended attributes, delete a child, attributes, delete, rights, owner, and the generic ones
+// that hold some of these. The bits of "File Access Rights Constants" and "ACCESS_MASK" of Microsoft Learn.
+constexpr uint32_t kChangingRights = 0x2 | 0x4 | 0x10 | 0x40 | 0x100 | 0x10000 | 0x40000 | 0x80000 |
+                                     0x02000000 |  // as much as can be had
+                                     0x10000000 | 0x40000000;
+
+bool IsTrusted(std::string_view sid, std::string_view ownUser) {
+  return !sid.empty() && (sid == kSystemSid || sid == kAdministratorsSid || sid == ownUser);
+}
+
+// Denials are not weighed against it: whoever is granted a right by one entry counts as having it.
+bool LetsOthersChange(const AccessEntry& entry, std::string_view ownUser) {
+  if (!entry.grants || entry.inheritOnly || (entry.rights & kChangingRights) == 0) return false;
+  return entry.sid != kOwnerRightsSid && !IsTrusted(entry.sid, ownUser);
+}
+
+bool IsClosed(const ObjectFacts& facts, std::string_view ownUser) {
+  return facts.hasList && std::none_of(facts.entries.begin(), facts.entries.end(),
+                                       [&](const AccessEntry& entry) { return LetsOthersChange(entry, ownUser); });
+}
+
+}  // namespace
+
+ObjectVerdict JudgeObject(const ObjectFacts& facts, const ObjectDemands& demands, std::string_view ownUser) {
+  if (facts.isReparsePoint) return ObjectVerdict::ReparsePoint;
+  if (facts.isFolder != demands.folder) return ObjectVerdict::WrongKind;
+  // A second name may be the one by which the system's own file is known.
+  if (!facts.isFolder && facts.links != 1) return ObjectVerdict::TooManyLinks;
+  if (!IsTrusted(facts.owner, ownUser)) return ObjectVerdict::Stranger;
+  if (demands.closed && !IsClosed(facts, ownUser)) return ObjectVerdict::WritableByOthers;
+  return ObjectVerdict::Ours;
+}
+
+std::string_view VerdictText(ObjectVerdict verdict) {
+  switch (verdict) {
+    case ObjectVerdict::Ours:
+      return "is ours";
+    case ObjectVerdict::ReparsePoint:
+      return "is a reparse point";
+    case ObjectVerdict::WrongKind:
+      return "is of another kind";
+    case ObjectVerdict::TooManyLinks:
+      return "has another name";
+    case ObjectVerdict::Stranger:
+      return "belongs to somebody else";
+    case ObjectVerdict::WritableByOthers:
+      return "can be changed by others";
+  }
+  return "";
+}
+
+LogNameStep DecideLogName(const ObjectFacts& facts, std::string_view ownUser) {
+  if (JudgeObject(facts, {}, ownUser) != ObjectVerdict::Ours) return LogNameStep::PutAside;
+  // Only of a file of ours: with a second name the attribute would be another file's.
+  return facts.isReadOnly ? LogNameStep::MakeWritable : LogNameStep::Use;
+}
+
+std::wstring AsideName(std::wstring_view name, uint64_t number) {
+  return std::wstring(name) + L".untrusted-" + std::to_wstring(number);
+}
+
+}  // namespace moorlak

@@ -1,0 +1,170 @@
+#include "base/object_trust.h"
+
+#include <gtest/gtest.h>
+
+#include "sddl/sddl_reader.h"
+
+namespace moorlak {
+
+inline void PrintTo(ObjectVerdict verdict, std::ostream* out) {
+  *out << VerdictText(verdict);
+}
+
+namespace {
+
+constexpr char kOwnUser[] = "S-1-5-21-1-2-3-1001";
+constexpr ObjectDemands kClosedFile{false, true};
+constexpr ObjectDemands kFolder{true, false};
+
+ObjectFacts Facts(std::string_view sddl) {
+  auto facts = ReadSddl(sddl);
+  EXPECT_TRUE(facts) << sddl;
+  return facts.value_or(ObjectFacts{});
+}
+
+// As the service judges a recovery file.
+ObjectVerdict VerdictOn(std::string_view sddl) {
+  return JudgeObject(Facts(sddl), kClosedFile, kSystemSid);
+}
+
+TEST(ObjectTrust, AFileThatThisServiceHasWrittenIsOurs) {
+  EXPECT_EQ(VerdictOn("O:BAD:P(A;;FA;;;SY)(A;;FA;;;BA)"), ObjectVerdict::Ours);
+}
+
+// What CreateFile leaves in a folder whose rights come from the folder for all users' data: full access for the system,
+// the administrators and once more for the owner, who stands there for "creator owner"; users may read. They may add
+// files to such folders, but that entry is one for folders and does not come down to files.
+TEST(ObjectTrust, AFileOfAnEarlierVersionIsOurs) {
+  EXPECT_EQ(VerdictOn("O:BAD:AI(A;ID;FA;;;SY)(A;ID;FA;;;BA)(A;ID;FA;;;BA)(A;ID;0x1200a9;;;BU)"), ObjectVerdict::Ours);
+  EXPECT_EQ(VerdictOn("O:SYD:AI(A;ID;FA;;;SY)(A;ID;FA;;;BA)(A;ID;FA;;;SY)(A;ID;0x1200a9;;;BU)"), ObjectVerdict::Ours);
+}
+
+TEST(ObjectTrust, AFileThatAUserHasMadeInSuchAFolderIsAStrangers) {
+  EXPECT_EQ(VerdictOn("O:S-1-5-21-1-2-3-1001D:AI(A;ID;FA;;;SY)(A;ID;FA;;;BA)(A;ID;FA;;;S-1-5-21-1-2-3-1001)"
+                      "(A;ID;0x1200a9;;;BU)"),
+            ObjectVerdict::Stranger);
+}
+
+TEST(ObjectTrust, OnlyTheSystemAdministratorsAndTheOwnUserMayOwn) {
+  for (const char* owner : {"SY", "BA", kOwnUser}) {
+    EXPECT_EQ(JudgeObject(Facts(std::string("O:") + owner + "D:P(A;;FA;;;SY)"), kClosedFile, kOwnUser),
+              ObjectVerdict::Ours)
+        << owner;
+  }
+  for (const char* owner : {"BU", "WD", "AU", "LS", "S-1-5-21-1-2-3-1002", "S-1-5-180", "S-1-5-1", "S-1-5-32-5440"}) {
+    EXPECT_EQ(JudgeObject(Facts(std::string("O:") + owner + "D:P(A;;FA;;;SY)"), kClosedFile, kOwnUser),
+              ObjectVerdict::Stranger)
+        << owner;
+  }
+}
+
+TEST(ObjectTrust, AnOwnerThatCannotBeReadIsAStranger) {
+  EXPECT_EQ(VerdictOn("D:P(A;;FA;;;SY)"), ObjectVerdict::Stranger);
+  // Nor does a user who cannot be read trust him.
+  EXPECT_EQ(JudgeObject(Facts("D:P(A;;FA;;;SY)"), kClosedFile, ""), ObjectVerdict::Stranger);
+}
+
+TEST(ObjectTrust, EachRightThatChangesAnythingCounts) {
+  for (const char* rights :
+       {"0x2", "0x4", "0x10", "0x100", "SD", "WD", "WO", "GA", "GW", "FA", "FW", "0x2000000", "0x120185", "DC", "1"}) {
+    const std::string text = std::string("O:BAD:P(A;;FA;;;SY)(A;;") + rights + ";;;BU)";
+    const bool changes = std::string_view(rights) != "1";
+    EXPECT_EQ(VerdictOn(text), changes ? ObjectVerdict::WritableByOthers : ObjectVerdict::Ours) << rights;
+  }
+  EXPECT_EQ(VerdictOn("O:BAD:P(A;;FA;;;SY)(A;;FRFXGRGXRC;;;WD)"), ObjectVerdict::Ours);
+}
+
+TEST(ObjectTrust, WhoeverMayWriteIsNamedInAnyWay) {
+  for (const char* account : {"BU", "WD", "AU", "IU", "LS", "NS", "CO", "AN", "S-1-5-21-1-2-3-1002"}) {
+    EXPECT_EQ(VerdictOn(std::string("O:SYD:(A;;FA;;;") + account + ")"), ObjectVerdict::WritableByOthers) << account;
+  }
+  for (const char* account : {"SY", "BA", "OW"}) {
+    EXPECT_EQ(VerdictOn(std::string("O:SYD:(A;;FA;;;") + account + ")"), ObjectVerdict::Ours) << account;
+  }
+}
+
+TEST(ObjectTrust, TheOwnUserOfAConsoleMayWrite) {
+  const ObjectFacts facts = Facts("O:S-1-5-21-1-2-3-1001D:P(A;;FA;;;SY)(A;;FA;;;BA)(A;;FA;;;S-1-5-21-1-2-3-1001)");
+  EXPECT_EQ(JudgeObject(facts, kClosedFile, kOwnUser), ObjectVerdict::Ours);
+  // The service does not believe what a console left.
+  EXPECT_EQ(JudgeObject(facts, kClosedFile, kSystemSid), ObjectVerdict::Stranger);
+}
+
+TEST(ObjectTrust, ADenialDoesNotTakeAGrantBack) {
+  EXPECT_EQ(VerdictOn("O:SYD:(D;;FA;;;BU)(A;;FW;;;BU)"), ObjectVerdict::WritableByOthers);
+  EXPECT_EQ(VerdictOn("O:SYD:(D;;FA;;;BU)(A;;FA;;;SY)"), ObjectVerdict::Ours);
+}
+
+TEST(ObjectTrust, WhatIsMeantForChildrenOnlyGivesNothingHere) {
+  EXPECT_EQ(VerdictOn("O:SYD:(A;;FA;;;SY)(A;OICIIO;FA;;;CO)"), ObjectVerdict::Ours);
+  EXPECT_EQ(VerdictOn("O:SYD:(A;;FA;;;SY)(A;OICI;FA;;;CO)"), ObjectVerdict::WritableByOthers);
+}
+
+TEST(ObjectTrust, AnEntryOfAnotherKindCountsAsAGrantToAnybody) {
+  EXPECT_EQ(VerdictOn("O:SYD:(OA;;FW;;;SY)"), ObjectVerdict::WritableByOthers);
+  EXPECT_EQ(VerdictOn("O:SYD:(XA;;FW;;;SY;(WIN://SYSAPPID Exists))"), ObjectVerdict::WritableByOthers);
+  EXPECT_EQ(VerdictOn("O:SYD:(OD;;FW;;;WD)(XD;;FW;;;WD;(a))"), ObjectVerdict::Ours);
+}
+
+TEST(ObjectTrust, WithoutAListEverybodyMayWriteAndWithAnEmptyOneNobody) {
+  EXPECT_EQ(VerdictOn("O:SY"), ObjectVerdict::WritableByOthers);
+  EXPECT_EQ(VerdictOn("O:SYD:NO_ACCESS_CONTROL"), ObjectVerdict::WritableByOthers);
+  EXPECT_EQ(VerdictOn("O:SYD:"), ObjectVerdict::Ours);
+}
+
+TEST(ObjectTrust, KindLinksAndNamesAreLookedAtBeforeTheOwner) {
+  ObjectFacts facts = Facts("O:SYD:P(A;;FA;;;SY)");
+  EXPECT_EQ(JudgeObject(facts, kClosedFile, kSystemSid), ObjectVerdict::Ours);
+  facts.links = 2;
+  EXPECT_EQ(JudgeObject(facts, kClosedFile, kSystemSid), ObjectVerdict::TooManyLinks);
+  facts.links = 0;
+  EXPECT_EQ(JudgeObject(facts, kClosedFile, kSystemSid), ObjectVerdict::TooManyLinks);
+  facts.isFolder = true;
+  EXPECT_EQ(JudgeObject(facts, kClosedFile, kSystemSid), ObjectVerdict::WrongKind);
+  EXPECT_EQ(JudgeObject(facts, kFolder, kSystemSid), ObjectVerdict::Ours);
+  facts.isReparsePoint = true;
+  EXPECT_EQ(JudgeObject(facts, kClosedFile, kSystemSid), ObjectVerdict::ReparsePoint);
+  EXPECT_EQ(JudgeObject(facts, kFolder, kSystemSid), ObjectVerdict::ReparsePoint);
+}
+
+TEST(ObjectTrust, AFolderWhoseRightsAreAboutToBeSetIsJudgedByItsOwner) {
+  ObjectFacts facts = Facts("O:BAD:AI(A;OICIID;FA;;;SY)(A;OICIID;FA;;;BA)(A;OICIID;0x1200a9;;;BU)(A;CIID;0x116;;;BU)");
+  facts.isFolder = true;
+  EXPECT_EQ(JudgeObject(facts, kFolder, kSystemSid), ObjectVerdict::Ours);
+  EXPECT_EQ(JudgeObject(facts, {true, true}, kSystemSid), ObjectVerdict::WritableByOthers);
+}
+
+TEST(LogName, UsersMayAppendToTheLogThatIsUsed) {
+  EXPECT_EQ(DecideLogName(Facts("O:BAD:(A;;FA;;;SY)(A;;FA;;;BA)(A;;0x120185;;;BU)"), kSystemSid), LogNameStep::Use);
+  // One of an earlier version, and of an installer.
+  EXPECT_EQ(DecideLogName(Facts("O:SYD:AI(A;ID;FA;;;SY)(A;ID;0x1200a9;;;BU)"), kSystemSid), LogNameStep::Use);
+}
+
+TEST(LogName, AReadOnlyLogIsMadeWritableWhenItIsOurs) {
+  ObjectFacts facts = Facts("O:BAD:(A;;FA;;;SY)");
+  facts.isReadOnly = true;
+  EXPECT_EQ(DecideLogName(facts, kSystemSid), LogNameStep::MakeWritable);
+  facts.links = 2;
+  EXPECT_EQ(DecideLogName(facts, kSystemSid), LogNameStep::PutAside);
+}
+
+TEST(LogName, WhateverElseStandsThereIsPutAside) {
+  const ObjectFacts ours = Facts("O:BAD:(A;;FA;;;SY)");
+  ObjectFacts folder = ours;
+  folder.isFolder = true;
+  ObjectFacts link = ours;
+  link.isReparsePoint = true;
+  ObjectFacts twice = ours;
+  twice.links = 2;
+  for (const ObjectFacts& facts : {folder, link, twice, Facts("O:BUD:(A;;FA;;;SY)"), Facts("D:(A;;FA;;;SY)")}) {
+    EXPECT_EQ(DecideLogName(facts, kSystemSid), LogNameStep::PutAside);
+  }
+}
+
+TEST(ObjectTrust, WhatIsPutAsideKeepsItsNameInFront) {
+  EXPECT_EQ(AsideName(L"Moorlak", 1), L"Moorlak.untrusted-1");
+  EXPECT_EQ(AsideName(L"tunnel.log", 12345678901), L"tunnel.log.untrusted-12345678901");
+}
+
+}  // namespace
+}  // namespace moorlak
