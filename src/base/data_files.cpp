@@ -1,29 +1,127 @@
 #include "base/data_files.h"
 
-#include <windows.h>
-
-#include <filesystem>
+#include <cwchar>
+#include <mutex>
 #include <shlobj.h>
-#include <system_error>
+#include <string>
+
+#include "base/guarded.h"
+#include "base/handle.h"
+#include "base/own_folder.h"
+#include "base/paths.h"
+#include "base/standard_error.h"
+#include "base/trust.h"
+#include "base/utf.h"
 
 namespace moorlak {
 namespace {
 
-std::wstring FindDataFolder() {
-  wchar_t common[MAX_PATH] = {};
-  const bool known = SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, common) == S_OK;
-  return (known ? std::wstring(common) : L"C:\\ProgramData") + L"\\Moorlak";
+// Users read the note to them and go on to the logs.
+constexpr wchar_t kUsersReadAndTraverse[] = L"(A;;0x1200a9;;;BU)";
+
+struct HeldFolder {
+  std::mutex lock;
+  KernelHandle handle;  // guarded by the lock until it is set, then never changed
+  bool told = false;    // guarded by the lock
+};
+
+// Never destroyed: threads log, and a restore in the background may run, until the process has gone.
+struct HeldFolders {
+  HeldFolder data;
+  HeldFolder logs;
+  HeldFolder common;
+};
+HeldFolders& Held() {
+  static HeldFolders& held = *new HeldFolders;
+  return held;
+}
+
+template <typename Hold>
+HANDLE HoldOnce(HeldFolder& held, const std::wstring& path, Hold hold) {
+  const std::lock_guard guard(held.lock);
+  if (held.handle) return held.handle.Get();
+  held.handle = hold();
+  if (held.handle) return held.handle.Get();
+  if (!held.told) {
+    WriteStandardErrorLine("Cannot use " + NarrowUtf16(path) + ", which is not ours (error " +
+                           std::to_string(GetLastError()) + ")");
+  }
+  held.told = true;
+  return nullptr;
+}
+
+HANDLE HoldDataFolder(HeldFolder& held, const std::wstring& path) {
+  return HoldOnce(held, path, [&] {
+    const auto security = ClosedDescriptor(kUsersReadAndTraverse);
+    return HoldOwnFolder({path, path, security.Get(), ExistingFolder::IsClosedIfThatMayBe});
+  });
+}
+
+// Made closed: users may add files to it once the log lies in it. An empty folder to which they may add files they can
+// make a link of ("FSCTL_SET_REPARSE_POINT" of Microsoft Learn).
+KernelHandle HoldLogFolder(HANDLE data) {
+  const auto security = ClosedDescriptor(L"");
+  KernelHandle logs =
+      HoldOwnFolder({{data, kLogFolderName}, kLogFolder, security.Get(), ExistingFolder::KeepsItsRights});
+  // Before the logs lay in it, the data folder may have been empty, too, and of an earlier version.
+  if (logs && IsReparsePoint(data)) {
+    SetLastError(ERROR_ACCESS_DENIED);
+    return {};
+  }
+  return logs;
+}
+
+const std::wstring& CommonDataFolder() {
+  // A session asks for a dozen files, and every question to the shell opens the registry several times.
+  static const std::wstring& folder = *new std::wstring([] {
+    wchar_t common[MAX_PATH] = {};
+    const bool known = SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, common) == S_OK;
+    return (known ? std::wstring(common) : L"C:\\ProgramData") + L"\\Moorlak";
+  }());
+  return folder;
+}
+
+HANDLE RecoveryFolder() {
+  const std::wstring& path = CommonDataFolder();
+  if (_wcsicmp(path.c_str(), kDataFolder) == 0) return DataFolder();
+  return HoldDataFolder(Held().common, path);
 }
 
 }  // namespace
 
+HANDLE DataFolder() noexcept {
+  return Guarded(HANDLE{}, [] { return HoldDataFolder(Held().data, kDataFolder); });
+}
+
+HANDLE LogFolder() noexcept {
+  return Guarded(HANDLE{}, [] {
+    const HANDLE data = DataFolder();
+    if (data == nullptr) return HANDLE{};
+    return HoldOnce(Held().logs, kLogFolder, [data] { return HoldLogFolder(data); });
+  });
+}
+
+FilePlace RecoveryFile(const wchar_t* name) {
+  const HANDLE folder = RecoveryFolder();
+  return folder == nullptr ? FilePlace() : FilePlace(folder, name);
+}
+
+FileRead ReadRecoveryFile(const wchar_t* name, size_t maxBytes, std::string& content) {
+  return ReadTrustedFile(RecoveryFile(name), maxBytes, content);
+}
+
+bool WriteRecoveryFile(const wchar_t* name, std::string_view content) {
+  const auto security = ClosedDescriptor(L"");
+  return WriteFileDurably(RecoveryFile(name), content, security.Get());
+}
+
+bool DeleteRecoveryFile(const wchar_t* name) {
+  return DeletePlace(RecoveryFile(name));
+}
+
 std::wstring CommonDataFile(const wchar_t* name) {
-  // A session asks for a dozen files, and every question to the shell opens the registry several times. Never
-  // destroyed: a restore in the background may outlive the program's end.
-  static const std::wstring& folder = *new std::wstring(FindDataFolder());
-  std::error_code ignored;  // Without the folder, writing the file fails.
-  std::filesystem::create_directories(folder, ignored);
-  return folder + L"\\" + name;
+  RecoveryFolder();
+  return CommonDataFolder() + L"\\" + name;
 }
 
 }  // namespace moorlak

@@ -28,17 +28,26 @@ std::optional<std::string> ReadAll(HANDLE file, size_t maxBytes) {
   return content;
 }
 
-KernelHandle OpenForReading(const std::wstring& path, DWORD access, DWORD flags) {
-  return KernelHandle(CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-                                  FILE_ATTRIBUTE_NORMAL | flags, nullptr));
+KernelHandle CreateAnew(const FilePlace& place, PSECURITY_DESCRIPTOR security) {
+  return OpenPlace(place, {.access = GENERIC_WRITE | DELETE,
+                           .share = 0,
+                           .kind = OpenKind::File,
+                           .create = true,
+                           .writeThrough = true,
+                           .security = security});
 }
 
-KernelHandle CreateAnew(const std::wstring& path) {
-  return KernelHandle(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+// A folder, or a file that is read-only: neither is written over.
+bool IsInTheWay(const FilePlace& place) {
+  const KernelHandle file = OpenPlace(place, {.access = FILE_READ_ATTRIBUTES});
+  BY_HANDLE_FILE_INFORMATION information{};
+  constexpr DWORD kStays = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY;
+  return file && GetFileInformationByHandle(file.Get(), &information) && (information.dwFileAttributes & kStays) != 0;
 }
 
-bool Replace(const std::wstring& path, const std::wstring& fresh) {
-  return MoveFileExW(fresh.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != FALSE;
+bool Replace(HANDLE fresh, const FilePlace& place) {
+  if (IsInTheWay(place) && !ClearName(place)) return false;
+  return UnlessHeld([&] { return RenameTo(fresh, place, true); });
 }
 
 }  // namespace
@@ -54,36 +63,35 @@ bool WriteWhole(HANDLE file, std::string_view content) {
   return true;
 }
 
-bool WriteFileDurably(const std::wstring& path, std::string_view content) {
-  const std::wstring fresh = path + L".new";
+bool WriteFileDurably(const FilePlace& place, std::string_view content, PSECURITY_DESCRIPTOR security) {
+  const FilePlace fresh = place.With(L".new");
   // A leftover of a crash, or somebody else's file under that name: never written through.
-  if (!DeleteUnlessHeld(fresh) && GetLastError() != ERROR_FILE_NOT_FOUND) return false;
-  KernelHandle file = UnlessHeld([&] { return CreateAnew(fresh); });
+  if (place.name.empty() || !ClearName(fresh)) return false;
+  const KernelHandle file = UnlessHeld([&] { return CreateAnew(fresh, security); });
   if (!file) return false;
-  const bool whole = WriteWhole(file.Get(), content) && FlushFileBuffers(file.Get());
-  file.Reset();
-  if (whole && UnlessHeld([&] { return Replace(path, fresh); })) return true;
+  if (WriteWhole(file.Get(), content) && FlushFileBuffers(file.Get()) && Replace(file.Get(), place)) return true;
   const DWORD error = GetLastError();
-  DeleteFileW(fresh.c_str());
+  DeleteOpenFile(file.Get());
   SetLastError(error);
   return false;
 }
 
 std::optional<std::string> ReadWholeFile(const std::wstring& path, size_t maxBytes) {
-  const KernelHandle file = OpenForReading(path, GENERIC_READ, 0);
+  const KernelHandle file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
+                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!file) return std::nullopt;
   return ReadAll(file.Get(), maxBytes);
 }
 
-FileRead ReadTrustedFile(const std::wstring& path, size_t maxBytes, std::string& content) {
-  const KernelHandle file =
-      UnlessHeld([&] { return OpenForReading(path, GENERIC_READ | READ_CONTROL, FILE_FLAG_OPEN_REPARSE_POINT); });
+FileRead ReadTrustedFile(const FilePlace& place, size_t maxBytes, std::string& content) {
+  constexpr OpenWish kReading{.access = GENERIC_READ | READ_CONTROL, .share = FILE_SHARE_READ | FILE_SHARE_DELETE};
+  const KernelHandle file = UnlessHeld([&] { return OpenPlace(place, kReading); });
   if (!file) {
     const DWORD error = GetLastError();
     return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ? FileRead::Missing : FileRead::Unreadable;
   }
   LARGE_INTEGER size{};
-  if (IsReparsePoint(file.Get()) || !HasTrustedOwner(file.Get(), SE_FILE_OBJECT) ||
+  if (JudgeOpen(file.Get(), {.folder = false, .closed = true}) != ObjectVerdict::Ours ||
       (GetFileSizeEx(file.Get(), &size) && static_cast<unsigned long long>(size.QuadPart) > maxBytes)) {
     return FileRead::NotBelieved;
   }

@@ -26,11 +26,6 @@ std::wstring ReadPath(Call call) {
 
 }  // namespace
 
-void CreateDataFolders() noexcept {
-  CreateDirectoryW(kDataFolder, nullptr);
-  CreateDirectoryW(kLogFolder, nullptr);
-}
-
 std::wstring ExecutablePath() {
   return ReadPath([](wchar_t* buffer, DWORD size) { return GetModuleFileNameW(nullptr, buffer, size); });
 }

@@ -14,8 +14,12 @@ inline constexpr wchar_t kRotatedLogFile[] = L"C:\\ProgramData\\Moorlak\\logs\\t
 inline constexpr wchar_t kSupportNoteFile[] = L"C:\\ProgramData\\Moorlak\\SUPPORT.txt";
 inline constexpr wchar_t kProxyRestoreFile[] = L"C:\\ProgramData\\Moorlak\\proxy_restore.v1";
 
-// Creates the data folder and the log folder; existing ones are no error.
-void CreateDataFolders() noexcept;
+// Their names, for who has the folder open in which they lie (base/data_files.h).
+inline constexpr wchar_t kLogFolderName[] = L"logs";
+inline constexpr wchar_t kLogName[] = L"tunnel.log";
+inline constexpr wchar_t kRotatedLogName[] = L"tunnel.log.old";
+inline constexpr wchar_t kSupportNoteName[] = L"SUPPORT.txt";
+inline constexpr wchar_t kProxyRestoreName[] = L"proxy_restore.v1";
 
 // Full path of this program, empty when it cannot be read. Paths of up to 32768 characters are supported.
 std::wstring ExecutablePath();

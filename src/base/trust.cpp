@@ -4,6 +4,7 @@
 #include <sddl.h>
 
 #include "base/handle.h"
+#include "base/utf.h"
 
 namespace moorlak {
 namespace {
@@ -13,9 +14,42 @@ std::wstring SidText(PSID sid) {
   return IsValidSid(sid) && ConvertSidToStringSidW(sid, text.Out()) ? text.Get() : std::wstring();
 }
 
-bool IsOwnUser(PSID sid) {
-  const std::wstring own = UserSid(GetCurrentProcess());
-  return !own.empty() && SidText(sid) == own;
+std::string NarrowSid(PSID sid) {
+  return NarrowUtf16(SidText(sid));
+}
+
+// Only a plain entry says whom it is for at the place where it is looked for.
+AccessEntry ReadEntry(const ACE_HEADER& header) {
+  AccessEntry entry;
+  const bool isDenial = header.AceType == ACCESS_DENIED_ACE_TYPE || header.AceType == ACCESS_DENIED_OBJECT_ACE_TYPE ||
+                        header.AceType == ACCESS_DENIED_CALLBACK_ACE_TYPE ||
+                        header.AceType == ACCESS_DENIED_CALLBACK_OBJECT_ACE_TYPE;
+  entry.grants = !isDenial;
+  entry.inheritOnly = (header.AceFlags & INHERIT_ONLY_ACE) != 0;
+  // The mask stands at the same place in every kind.
+  const auto& plain = reinterpret_cast<const ACCESS_ALLOWED_ACE&>(header);
+  entry.rights = plain.Mask;
+  if (header.AceType == ACCESS_ALLOWED_ACE_TYPE || header.AceType == ACCESS_DENIED_ACE_TYPE) {
+    entry.sid = NarrowSid(const_cast<DWORD*>(&plain.SidStart));
+  }
+  return entry;
+}
+
+void ReadSecurity(HANDLE object, ObjectFacts& facts) {
+  PSID owner = nullptr;
+  PACL list = nullptr;
+  LocalMemory<PSECURITY_DESCRIPTOR> descriptor;
+  if (GetSecurityInfo(object, SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION, &owner, nullptr,
+                      &list, nullptr, descriptor.Out()) != ERROR_SUCCESS) {
+    return;
+  }
+  if (owner != nullptr) facts.owner = NarrowSid(owner);
+  facts.hasList = list != nullptr;
+  for (DWORD i = 0; list != nullptr && i < list->AceCount; ++i) {
+    ACE_HEADER* header = nullptr;
+    facts.entries.push_back(GetAce(list, i, reinterpret_cast<void**>(&header)) ? ReadEntry(*header)
+                                                                               : AccessEntry{true, false, ~0u, {}});
+  }
 }
 
 // Only a token that carries the group enabled may make it an owner. LocalSystem's does, an elevated one does.
@@ -35,6 +69,12 @@ LocalMemory<PSECURITY_DESCRIPTOR> DescriptorFrom(const std::wstring& sddl) {
   return descriptor;
 }
 
+LocalMemory<PSECURITY_DESCRIPTOR> ClosedDescriptor(const std::wstring& entriesForOthers) {
+  std::wstring list = L"D:P(A;;FA;;;SY)(A;;FA;;;BA)";
+  if (!MayOwnAsAdministrators()) list += L"(A;;FA;;;" + UserSid(GetCurrentProcess()) + L")";
+  return OwnedDescriptor(list + entriesForOthers);
+}
+
 LocalMemory<PSECURITY_DESCRIPTOR> OwnedDescriptor(const std::wstring& sddl) {
   return DescriptorFrom((MayOwnAsAdministrators() ? L"O:BA" : L"O:" + UserSid(GetCurrentProcess())) + sddl);
 }
@@ -48,7 +88,7 @@ bool HasTrustedOwner(HANDLE object, SE_OBJECT_TYPE type) {
     return false;
   }
   return IsWellKnownSid(owner, WinLocalSystemSid) || IsWellKnownSid(owner, WinBuiltinAdministratorsSid) ||
-         IsOwnUser(owner);
+         (!OwnUserSid().empty() && NarrowSid(owner) == OwnUserSid());
 }
 
 std::wstring UserSid(HANDLE process) {
@@ -61,23 +101,35 @@ std::wstring UserSid(HANDLE process) {
   return SidText(reinterpret_cast<const TOKEN_USER*>(buffer)->User.Sid);
 }
 
+const std::string& OwnUserSid() {
+  // Never destroyed: threads judge until the process has gone.
+  static const std::string& sid = *new std::string(NarrowUtf16(UserSid(GetCurrentProcess())));
+  return sid;
+}
+
+ObjectFacts ReadFacts(HANDLE object) {
+  ObjectFacts facts;
+  BY_HANDLE_FILE_INFORMATION information{};
+  if (GetFileInformationByHandle(object, &information)) {
+    facts.isFolder = (information.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    facts.isReparsePoint = (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+    facts.isReadOnly = (information.dwFileAttributes & FILE_ATTRIBUTE_READONLY) != 0;
+    facts.links = information.nNumberOfLinks;
+  } else {
+    facts.isReparsePoint = true;
+  }
+  ReadSecurity(object, facts);
+  return facts;
+}
+
+ObjectVerdict JudgeOpen(HANDLE object, const ObjectDemands& demands) {
+  return JudgeObject(ReadFacts(object), demands, OwnUserSid());
+}
+
 bool IsReparsePoint(HANDLE file) {
   BY_HANDLE_FILE_INFORMATION information{};
   if (!GetFileInformationByHandle(file, &information)) return true;
   return (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
-}
-
-bool IsTrustedFolder(const std::wstring& path) {
-  // The path is asked too, because not every system tells a link by its handle.
-  const DWORD attributes = GetFileAttributesW(path.c_str());
-  if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0 ||
-      (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
-    return false;
-  }
-  const KernelHandle folder(CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES | READ_CONTROL,
-                                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-                                        FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
-  return folder && !IsReparsePoint(folder.Get()) && HasTrustedOwner(folder.Get(), SE_FILE_OBJECT);
 }
 
 }  // namespace moorlak

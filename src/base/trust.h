@@ -7,6 +7,7 @@
 #include <string>
 
 #include "base/handle.h"
+#include "base/object_trust.h"
 
 namespace moorlak {
 
@@ -26,8 +27,19 @@ bool HasTrustedOwner(HANDLE object, SE_OBJECT_TYPE type);
 // needs PROCESS_QUERY_LIMITED_INFORMATION.
 std::wstring UserSid(HANDLE process);
 
-// True when the path names a folder that is no reparse point and has a trusted owner.
-bool IsTrustedFolder(const std::wstring& path);
+// The same for what belongs to LocalSystem and the administrators, and to nobody else: a protected list that gives both
+// full access, and the own user where he stands for them; the entries behind it are for others, and may be none.
+LocalMemory<PSECURITY_DESCRIPTOR> ClosedDescriptor(const std::wstring& entriesForOthers);
+
+// What an open file or folder says of itself; what cannot be read is told as what nobody trusts. The handle must have
+// been opened with FILE_FLAG_OPEN_REPARSE_POINT or the like, and needs FILE_READ_ATTRIBUTES and READ_CONTROL.
+ObjectFacts ReadFacts(HANDLE object);
+
+// The verdict on it (base/object_trust.h) for the user this process runs as.
+ObjectVerdict JudgeOpen(HANDLE object, const ObjectDemands& demands);
+
+// SID of the user this process runs as, in UTF-8; empty when it cannot be read.
+const std::string& OwnUserSid();
 
 // True for junctions, symbolic links and mount points, and when the attributes cannot be read. The handle must have
 // been opened with FILE_FLAG_OPEN_REPARSE_POINT.

@@ -1,7 +1,6 @@
 #include "config/config_staging.h"
 
 #include <windows.h>
-#include <aclapi.h>
 
 #include <exception>
 #include <filesystem>
@@ -11,7 +10,9 @@
 #include "base/guarded.h"
 #include "base/held_file.h"
 #include "base/log.h"
+#include "base/own_folder.h"
 #include "base/trust.h"
+#include "base/utf.h"
 #include "config/allow_insecure.h"
 #include "config/file_settings.h"
 
@@ -23,28 +24,51 @@ constexpr wchar_t kVpnFilePrefix[] = L"vpn_config_";
 constexpr wchar_t kVpnFileSuffix[] = L".json";
 constexpr wchar_t kVpnFileName[] = L"vpn_config_active.json";
 
+using TempPathCall = DWORD(WINAPI*)(DWORD, LPWSTR);
+
 // With its backslash at the end; empty when it cannot be had.
-std::wstring TemporaryDirectory() {
+std::wstring AskForDirectory(TempPathCall call) {
   std::wstring path(MAX_PATH + 1, L'\0');
-  const DWORD length = GetTempPathW(static_cast<DWORD>(path.size()), path.data());
+  const DWORD length = call(static_cast<DWORD>(path.size()), path.data());
   path.resize(length < path.size() ? length : 0);
   return path;
 }
 
-// True when the folder is there afterwards; whose it is remains to be seen.
-bool CreatePrivateFolder(const std::wstring& path, PSECURITY_DESCRIPTOR security) {
-  SECURITY_ATTRIBUTES attributes{sizeof(attributes), security, FALSE};
-  return CreateDirectoryW(path.c_str(), &attributes) || GetLastError() == ERROR_ALREADY_EXISTS;
+// LocalSystem has a directory of its own, closed to users, where the system is new enough ("GetTempPath2W" of Microsoft
+// Learn); everybody else gets what GetTempPathW gives.
+std::wstring TemporaryDirectory() {
+  const FARPROC call = GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "GetTempPath2W");
+  if (call == nullptr) return AskForDirectory(GetTempPathW);
+  return AskForDirectory(reinterpret_cast<TempPathCall>(reinterpret_cast<void*>(call)));
 }
 
-// A folder that was there already may have been made under the looser rules of its parent.
-bool MakePrivate(HANDLE folder, PSECURITY_DESCRIPTOR security) {
-  BOOL present = FALSE;
-  BOOL defaulted = FALSE;
-  PACL dacl = nullptr;
-  return GetSecurityDescriptorDacl(security, &present, &dacl, &defaulted) &&
-         SetSecurityInfo(folder, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION,
-                         nullptr, nullptr, dacl, nullptr) == ERROR_SUCCESS;
+std::optional<StagingFolder> OpenStagingFolderIn(const std::wstring& parent, std::wstring_view name) {
+  if (parent.empty()) return std::nullopt;
+  std::error_code ignored;  // Where the parents are missing, the next call fails.
+  std::filesystem::create_directories(parent, ignored);
+  StagingFolder folder;
+  folder.path = parent + std::wstring(name);
+  const auto security = DescriptorFrom(kStagingFolderSecurity);
+  if (!security) return std::nullopt;
+  folder.guard = HoldOwnFolder({folder.path, folder.path, security.Get(), ExistingFolder::IsClosedOrRefused});
+  if (folder.guard) return folder;
+  const DWORD error = GetLastError();
+  WriteLogLine("Staging: cannot use " + NarrowUtf16(folder.path) + " (error " + std::to_string(error) + ")");
+  SetLastError(error);
+  return std::nullopt;
+}
+
+void RemoveStagedVpnConfigsIn(const std::wstring& parent) {
+  const auto folder = OpenStagingFolderIn(parent, kVpnFolderName);
+  if (folder) RemoveStagedFiles(*folder, kVpnFilePrefix, kVpnFileSuffix);
+}
+
+// Where a version or a system before this one staged.
+void RemoveEarlierStagedVpnConfigs() {
+  const std::wstring earlier = AskForDirectory(GetTempPathW);
+  if (earlier == TemporaryDirectory()) return;
+  const DWORD attributes = GetFileAttributesW((earlier + kVpnFolderName).c_str());
+  if (attributes != INVALID_FILE_ATTRIBUTES) RemoveStagedVpnConfigsIn(earlier);
 }
 
 bool WriteNewFile(const std::wstring& path, std::string_view text) {
@@ -87,26 +111,7 @@ bool StageVpnConfig(std::string_view configText, StagedConfig& staged) {
 }  // namespace
 
 std::optional<StagingFolder> OpenStagingFolder(std::wstring_view name) {
-  const std::wstring parent = TemporaryDirectory();
-  if (parent.empty()) return std::nullopt;
-  std::error_code ignored;  // Where the parents are missing, the next call fails.
-  std::filesystem::create_directories(parent, ignored);
-
-  StagingFolder folder;
-  folder.path = parent + std::wstring(name);
-  const auto security = DescriptorFrom(kStagingFolderSecurity);
-  if (!security || !CreatePrivateFolder(folder.path, security.Get())) return std::nullopt;
-  folder.guard.Reset(CreateFileW(folder.path.c_str(),
-                                 FILE_READ_ATTRIBUTES | FILE_LIST_DIRECTORY | READ_CONTROL | WRITE_DAC,
-                                 FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                                 FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
-  if (!folder.guard) return std::nullopt;
-  // The path names what the handle holds: the guard shares no deletion, so nothing else can have taken its place.
-  if (!IsTrustedFolder(folder.path) || !MakePrivate(folder.guard.Get(), security.Get())) {
-    SetLastError(ERROR_ACCESS_DENIED);
-    return std::nullopt;
-  }
-  return folder;
+  return OpenStagingFolderIn(TemporaryDirectory(), name);
 }
 
 void RemoveStagedFiles(const StagingFolder& folder, std::wstring_view prefix, std::wstring_view suffix) {
@@ -153,9 +158,8 @@ void RemoveStagedConfig(StagedConfig& staged) noexcept {
 
 void RemoveStagedVpnConfigs() noexcept {
   Guarded([] {
-    if (const auto folder = OpenStagingFolder(kVpnFolderName)) {
-      RemoveStagedFiles(*folder, kVpnFilePrefix, kVpnFileSuffix);
-    }
+    RemoveStagedVpnConfigsIn(TemporaryDirectory());
+    RemoveEarlierStagedVpnConfigs();
   });
 }
 

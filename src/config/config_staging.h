@@ -19,9 +19,9 @@ struct StagingFolder {
   KernelHandle guard;
 };
 
-// Creates (with missing parents) or opens a folder of the system's temporary directory. Nothing when that fails, when a
-// reparse point or a file stands there, and when an existing folder's owner is not trusted (base/trust.h);
-// GetLastError tells why.
+// Creates (with missing parents) or opens a folder of the system's temporary directory, for LocalSystem its own one
+// where there is one. A stranger's folder, a reparse point or a file under the name is put aside (base/own_folder.h).
+// Nothing when that fails, which the log tells; GetLastError tells why.
 std::optional<StagingFolder> OpenStagingFolder(std::wstring_view name);
 
 // Removes the folder's files (not its folders) whose names begin and end so; letter case counts. What cannot be

@@ -9,9 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "base/durable_file.h"
+#include "base/data_files.h"
 #include "base/handle.h"
-#include "base/held_file.h"
 #include "base/paths.h"
 #include "base/standard_error.h"
 #include "base/trust.h"
@@ -126,7 +125,7 @@ enum class BackupState { None, Ours, OtherAccount, Unreadable };
 
 BackupState ReadBackup(ProxyBackup& backup) {
   std::string file;
-  const FileRead read = ReadTrustedFile(kProxyRestoreFile, kMaxBackupBytes, file);
+  const FileRead read = ReadRecoveryFile(kProxyRestoreName, kMaxBackupBytes, file);
   if (read == FileRead::Missing) return BackupState::None;
   if (read == FileRead::Unreadable) {
     Complain("the backup cannot be read", GetLastError());
@@ -147,8 +146,7 @@ bool WriteBackup(const ProxyBackup& backup) {
     Complain("the settings are too large to be kept", ERROR_FILE_TOO_LARGE);
     return false;
   }
-  CreateDataFolders();
-  if (WriteFileDurably(kProxyRestoreFile, file)) return true;
+  if (WriteRecoveryFile(kProxyRestoreName, file)) return true;
   Complain("the backup cannot be written", GetLastError());
   return false;
 }
@@ -176,7 +174,7 @@ bool RestoreLocked() {
   }
   const RestorePlan plan = PlanRestore(backup, *current);
   if (plan.Any() && !PutBack(backup.previous, plan)) return false;
-  DeleteUnlessHeld(kProxyRestoreFile);
+  DeleteRecoveryFile(kProxyRestoreName);
   return true;
 }
 

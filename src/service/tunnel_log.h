@@ -13,9 +13,4 @@ void WriteSessionBanner(std::string_view role) noexcept;
 // "Windows 10.0.19045", or "Windows(unknown)".
 std::string OsVersionText();
 
-// Sets the access rules of the log folder and the current log: users may read and append. They count as applied, and
-// are not set again before the next rotation, once the file existed. Nothing is set below a folder that is a reparse
-// point or that a stranger owns. Called with the log mutex held.
-void ApplyLogAccessRules();
-
 }  // namespace moorlak

@@ -7,8 +7,9 @@
 #include <cstring>
 #include <ctime>
 
+#include "base/data_files.h"
+#include "base/file_place.h"
 #include "base/handle.h"
-#include "base/paths.h"
 #include "service/log_format.h"
 
 namespace moorlak::bench {
@@ -16,21 +17,19 @@ namespace {
 
 constexpr wchar_t kSecurity[] = L"O:SYG:SYD:(A;;GA;;;SY)(A;;0x12019f;;;BU)(A;;0x12019f;;;AU)";
 constexpr wchar_t kMutexName[] = L"Local\\Moorlak_PingBench";
-constexpr wchar_t kBareLogFile[] = L"C:\\ProgramData\\Moorlak\\logs\\ping_bench.log";
+constexpr wchar_t kBareLogName[] = L"ping_bench.log";
 constexpr DWORD kBufferBytes = 0x100000;
+constexpr DWORD kLineAccess = FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | READ_CONTROL;
 
-// One line as the tunnel log writes it: under a named mutex, folders made sure of, size looked at, file opened for
-// appending and closed.
+// One line as the tunnel log writes it: under a named mutex, the file opened for appending below the folder that is
+// held, asked for its identity and size, and closed.
 void WriteLine(const char* message) {
   const KernelHandle mutex(CreateMutexW(nullptr, FALSE, kMutexName));
-  WaitForSingleObject(mutex.Get(), INFINITE);
-  CreateDataFolders();
-  WIN32_FILE_ATTRIBUTE_DATA attributes{};
-  GetFileAttributesExW(kBareLogFile, GetFileExInfoStandard, &attributes);
+  WaitForSingleObject(mutex.Get(), 0);
   {
-    const KernelHandle file(CreateFileW(kBareLogFile, FILE_APPEND_DATA | SYNCHRONIZE,
-                                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
-                                        FILE_ATTRIBUTE_NORMAL, nullptr));
+    const KernelHandle file = OpenPlace({LogFolder(), kBareLogName}, {.access = kLineAccess});
+    BY_HANDLE_FILE_INFORMATION information{};
+    GetFileInformationByHandle(file.Get(), &information);
     const std::time_t now = std::time(nullptr);
     std::tm local{};
     localtime_s(&local, &now);
@@ -91,6 +90,8 @@ void Serve(HANDLE pipe) {
 }  // namespace
 
 void RunBareServer() {
+  // The log is there before its first line is timed.
+  OpenPlace({LogFolder(), kBareLogName}, {.access = kLineAccess, .kind = OpenKind::File, .create = true});
   LocalMemory<PSECURITY_DESCRIPTOR> descriptor;
   ConvertStringSecurityDescriptorToSecurityDescriptorW(kSecurity, SDDL_REVISION_1, descriptor.Out(), nullptr);
   SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor.Get(), FALSE};

@@ -6,9 +6,7 @@
 #include <string>
 
 #include "base/data_files.h"
-#include "base/durable_file.h"
 #include "base/guarded.h"
-#include "base/held_file.h"
 #include "base/log.h"
 
 namespace moorlak {
@@ -21,7 +19,7 @@ constexpr size_t kMaxBytes = 1u << 20;
 bool Load(std::vector<AdapterDnsBackup>& records) {
   records.clear();
   std::string text;
-  if (ReadTrustedFile(CommonDataFile(kFileName), kMaxBytes, text) != FileRead::Done) return false;
+  if (ReadRecoveryFile(kFileName, kMaxBytes, text) != FileRead::Done) return false;
   DnsBackupText backup = ParseDnsBackup(text);
   if (backup.version == DnsBackupVersion::Unknown) {
     WriteLogLine("dns-leak: unknown DNS backup version");
@@ -35,7 +33,7 @@ bool Load(std::vector<AdapterDnsBackup>& records) {
 }
 
 bool Persist(const std::vector<AdapterDnsBackup>& records) {
-  if (!WriteFileDurably(CommonDataFile(kFileName), FormatDnsBackup(records))) {
+  if (!WriteRecoveryFile(kFileName, FormatDnsBackup(records))) {
     WriteLogLine("dns-leak: failed to open DNS backup for write");
     return false;
   }
@@ -61,7 +59,7 @@ bool PersistDnsBackup(const std::vector<AdapterDnsBackup>& records) noexcept {
 
 bool DeleteDnsBackup() noexcept {
   return Guarded(false, [] {
-    if (DeleteUnlessHeld(CommonDataFile(kFileName))) return true;
+    if (DeleteRecoveryFile(kFileName)) return true;
     const DWORD error = GetLastError();
     return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
   });

@@ -6,10 +6,8 @@
 #include <optional>
 
 #include "base/data_files.h"
-#include "base/durable_file.h"
 #include "base/guarded.h"
 #include "base/handle.h"
-#include "base/held_file.h"
 #include "base/log.h"
 #include "base/standard_error.h"
 #include "net/dns/smhnr_backup.h"
@@ -93,27 +91,27 @@ void ClearOurs(const PolicyValue& value) {
 }
 
 void PersistLocked() {
-  if (!WriteFileDurably(CommonDataFile(kBackupName), FormatSmhnrBackup(session))) {
+  if (!WriteRecoveryFile(kBackupName, FormatSmhnrBackup(session))) {
     WriteStandardErrorLine("Cannot write the policy backup (error " + std::to_string(GetLastError()) + ")");
   }
-  WriteFileDurably(CommonDataFile(kMarkerName), "1");
+  WriteRecoveryFile(kMarkerName, "1");
 }
 
 std::optional<SmhnrBackup> LoadBackup() {
   std::string text;
-  if (ReadTrustedFile(CommonDataFile(kBackupName), kMaxBackupBytes, text) != FileRead::Done) return std::nullopt;
+  if (ReadRecoveryFile(kBackupName, kMaxBackupBytes, text) != FileRead::Done) return std::nullopt;
   return ParseSmhnrBackup(text);
 }
 
 // The marker goes first: alone it would make a start delete values that are the user's own again.
 void DeleteFiles() {
-  DeleteUnlessHeld(CommonDataFile(kMarkerName));
-  DeleteUnlessHeld(CommonDataFile(kBackupName));
+  DeleteRecoveryFile(kMarkerName);
+  DeleteRecoveryFile(kBackupName);
 }
 
 bool HasMarker() {
   std::string content;
-  return ReadTrustedFile(CommonDataFile(kMarkerName), kMaxBackupBytes, content) == FileRead::Done;
+  return ReadRecoveryFile(kMarkerName, kMaxBackupBytes, content) == FileRead::Done;
 }
 
 void ApplyLocked() {
@@ -157,7 +155,7 @@ void RecoverLocked() {
   }
   ClearOurs(kSmart);
   ClearOurs(kParallel);
-  DeleteUnlessHeld(CommonDataFile(kMarkerName));
+  DeleteRecoveryFile(kMarkerName);
   WriteLogLine("dns-guard: force-cleared orphaned SMHNR session keys");
 }
 

@@ -10,9 +10,7 @@
 
 #include "base/boot_identity.h"
 #include "base/data_files.h"
-#include "base/durable_file.h"
 #include "base/guarded.h"
-#include "base/held_file.h"
 #include "base/log.h"
 #include "net/adapter/adapter_lookup.h"
 #include "net/routing/journaled_routes.h"
@@ -30,10 +28,9 @@ RouteJournal journal;  // guarded by journalLock
 
 void PersistLocked() {
   journal.boot = BootIdentity();
-  const std::wstring path = CommonDataFile(kFileName);
   if (journal.IsEmpty()) {
-    DeleteUnlessHeld(path);
-  } else if (!WriteFileDurably(path, FormatRouteJournal(journal))) {
+    DeleteRecoveryFile(kFileName);
+  } else if (!WriteRecoveryFile(kFileName, FormatRouteJournal(journal))) {
     WriteLogLine("routes: failed to write the route backup (" + std::to_string(GetLastError()) + ")");
   }
 }
@@ -149,7 +146,7 @@ void RestoreLocked() {
 
 void LoadLocked() {
   std::string text;
-  if (ReadTrustedFile(CommonDataFile(kFileName), kMaxBytes, text) != FileRead::Done) return;
+  if (ReadRecoveryFile(kFileName, kMaxBytes, text) != FileRead::Done) return;
   journal = ParseRouteJournal(text);
   WriteLogLine(journal.IsEmpty() ? "routes: unknown route backup" : "routes: recovering routes from disk backup");
 }

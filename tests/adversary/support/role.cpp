@@ -35,12 +35,12 @@ void WatchLog(std::string_view text) {
 }
 
 void Backup(std::string_view name) {
-  Print(WriteFileDurably(CommonDataFile(WidenUtf8(name).c_str()), "v1\n") ? "written" : "failed");
+  Print(WriteRecoveryFile(WidenUtf8(name).c_str(), "v1\n") ? "written" : "failed");
 }
 
 void Believe(std::string_view name) {
   std::string content;
-  switch (ReadTrustedFile(CommonDataFile(WidenUtf8(name).c_str()), 1u << 20, content)) {
+  switch (ReadRecoveryFile(WidenUtf8(name).c_str(), 1u << 20, content)) {
     case FileRead::Done:
       return Print("believed");
     case FileRead::Missing:

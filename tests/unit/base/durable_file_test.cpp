@@ -41,7 +41,9 @@ TEST_F(DurableFile, IgnoresTheLeftoverOfACrashedWrite) {
 
 TEST_F(DurableFile, KeepsTheOldContentWhenTheNewOneCannotBeWritten) {
   ASSERT_TRUE(WriteFileDurably(path, "old"));
-  fs::create_directories(path + L".new");
+  std::ofstream(fs::path(path + L".new"), std::ios::binary) << "half of a back";
+  const HeldFile leftover(path + L".new");
+  const InsteadOfSleeping instead([](DWORD) {});
   EXPECT_FALSE(WriteFileDurably(path, "new"));
   EXPECT_EQ(ReadWholeFile(path, 100), "old");
 }

@@ -22,9 +22,17 @@ std::wstring TestFolderPath() {
   return (std::filesystem::temp_directory_path() / kFolderName).wstring();
 }
 
+std::wstring AsideOf(const std::wstring& path) {
+  return path + L".untrusted-1";
+}
+
 struct ConfigStaging : testing::Test {
-  void SetUp() override { RemoveFlatFolder(TestFolderPath()); }
-  void TearDown() override { RemoveFlatFolder(TestFolderPath()); }
+  void SetUp() override { Clear(); }
+  void TearDown() override { Clear(); }
+  static void Clear() {
+    RemoveFlatFolder(TestFolderPath());
+    RemoveFlatFolder(AsideOf(TestFolderPath()));
+  }
 };
 
 // False with the error that opening gives.
@@ -109,12 +117,13 @@ TEST_F(ConfigStaging, OnlyTheSystemAdministratorsAndTheOwnerHaveAccessToTheFolde
   }
 }
 
-TEST_F(ConfigStaging, AFolderOfAnotherUserIsRefused) {
+TEST_F(ConfigStaging, AFolderOfAnotherUserIsPutAside) {
   ASSERT_TRUE(OpenStagingFolder(kFolderName));
   if (LinuxPath(TestFolderPath()).empty()) GTEST_SKIP() << "needs Wine to change an owner";
   ASSERT_TRUE(GiveToAnotherUser(TestFolderPath()));
-  EXPECT_FALSE(OpenStagingFolder(kFolderName));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
+  EXPECT_TRUE(OpenStagingFolder(kFolderName));
+  EXPECT_FALSE(HasTrustedOwner(AsideOf(TestFolderPath())));
+  EXPECT_TRUE(HasTrustedOwner(TestFolderPath()));
 }
 
 TEST_F(ConfigStaging, ALinkToAnotherFolderIsRefused) {
@@ -124,9 +133,17 @@ TEST_F(ConfigStaging, ALinkToAnotherFolderIsRefused) {
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
 }
 
-TEST_F(ConfigStaging, AFileInTheFoldersPlaceIsRefused) {
+TEST_F(ConfigStaging, AFileInTheFoldersPlaceIsPutAside) {
   Touch(TestFolderPath());
+  EXPECT_TRUE(OpenStagingFolder(kFolderName));
+  EXPECT_EQ(ReadWholeFile(AsideOf(TestFolderPath()), 1000), "x");
+}
+
+TEST_F(ConfigStaging, WhatCannotBePutAsideIsRefused) {
+  Touch(TestFolderPath());
+  const HeldFile held(TestFolderPath());
   EXPECT_FALSE(OpenStagingFolder(kFolderName));
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_SHARING_VIOLATION));
 }
 
 TEST_F(ConfigStaging, TheFolderStaysWhereItIsWhileItIsHeld) {
@@ -319,6 +336,7 @@ struct VpnStaging : testing::Test {
     staged.file.Reset();
     SetEnvironmentVariableW(L"TMP", previous);
     RemoveFlatFolder(folder);
+    RemoveFlatFolder(AsideOf(folder));
     RemoveFlatFolder(parent);
   }
 
@@ -423,12 +441,13 @@ TEST_F(VpnStaging, TheNextSessionReplacesWhatTheSameOneLeft) {
   EXPECT_EQ(ReadWholeFile(active, 1000), "{}");
 }
 
-TEST_F(VpnStaging, AFolderOfAnotherUserIsRefused) {
+TEST_F(VpnStaging, NothingIsWrittenToAFolderOfAnotherUser) {
   Fill({});
   if (LinuxPath(folder).empty()) GTEST_SKIP() << "needs Wine to change an owner";
   ASSERT_TRUE(GiveToAnotherUser(folder));
-  EXPECT_FALSE(WriteStagedConfig("{}", staged));
-  EXPECT_FALSE(Exists(active));
+  EXPECT_TRUE(WriteStagedConfig("{}", staged));
+  EXPECT_FALSE(Exists(AsideOf(folder) + L"\\vpn_config_active.json"));
+  EXPECT_EQ(ReadWholeFile(active, 1000), "{}");
 }
 
 TEST_F(VpnStaging, ALinkInTheFoldersPlaceIsRefusedAndNothingWrittenBehindIt) {
@@ -437,10 +456,10 @@ TEST_F(VpnStaging, ALinkInTheFoldersPlaceIsRefusedAndNothingWrittenBehindIt) {
   EXPECT_FALSE(WriteStagedConfig("{}", staged));
 }
 
-TEST_F(VpnStaging, AFileInTheFoldersPlaceIsRefused) {
+TEST_F(VpnStaging, AFileInTheFoldersPlaceIsNotWrittenTo) {
   Touch(folder);
-  EXPECT_FALSE(WriteStagedConfig("{}", staged));
-  EXPECT_EQ(ReadWholeFile(folder, 1000), "x");
+  EXPECT_TRUE(WriteStagedConfig("{}", staged));
+  EXPECT_EQ(ReadWholeFile(AsideOf(folder), 1000), "x");
 }
 
 TEST_F(VpnStaging, AFolderUnderTheActiveNameIsRefused) {

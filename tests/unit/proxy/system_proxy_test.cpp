@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 
+#include "base/data_files.h"
 #include "base/durable_file.h"
 #include "base/handle.h"
 #include "base/paths.h"
@@ -20,7 +21,7 @@ namespace {
 
 struct SystemProxy : testing::Test {
   void SetUp() override {
-    CreateDataFolders();
+    DataFolder();
     RemoveFlatFolder(kProxyRestoreFile);
   }
   void TearDown() override { RemoveFlatFolder(kProxyRestoreFile); }
@@ -222,10 +223,15 @@ TEST_F(SystemProxy, ABackupOfAnotherUserIsNotBelieved) {
 TEST_F(SystemProxy, WithoutADurableBackupNothingIsChanged) {
   UsePreviousProxy();
   const RegistryValues before = ReadInternetSettings();
-  // A folder in the file's place can be neither read nor replaced.
-  std::filesystem::create_directories(std::filesystem::path(kProxyRestoreFile) / "x");
-  EXPECT_FALSE(SetSystemProxy("localhost", 10807));
+  const std::wstring fresh = std::wstring(kProxyRestoreFile) + L".new";
+  ASSERT_TRUE(WriteFileDurably(fresh, "half of a back"));
+  {
+    const HeldFile leftover(fresh);
+    const InsteadOfSleeping instead([](DWORD) {});
+    EXPECT_FALSE(SetSystemProxy("localhost", 10807));
+  }
   EXPECT_EQ(ReadInternetSettings(), before);
+  DeleteFileW(fresh.c_str());
 }
 
 }  // namespace

@@ -6,10 +6,12 @@
 #include <functional>
 #include <gtest/gtest.h>
 
+#include "base/data_files.h"
 #include "base/durable_file.h"
 #include "base/paths.h"
 #include "proxy/system_proxy.h"
 #include "unit/base/flat_folder.h"
+#include "unit/base/held_file.h"
 #include "unit/config/held_port.h"
 #include "unit/process/child_test_support.h"
 #include "unit/proxy/proxy_registry.h"
@@ -44,7 +46,7 @@ size_t StagedFileCount() {
 
 struct XrayServiceTest : testing::Test {
   void SetUp() override {
-    CreateDataFolders();
+    DataFolder();
     DeleteFileW(kProxyRestoreFile);
     RemoveFlatFolder(StagingFolderPath().wstring());
     before = ReadInternetSettings();
@@ -219,6 +221,7 @@ TEST_F(XrayServiceTest, AnEngineThatCannotBeStartedEndsTheSession) {
 
 TEST_F(XrayServiceWithEngine, AStagingFolderThatCannotBeHadEndsTheSession) {
   WriteFileDurably(StagingFolderPath().wstring(), "a file");
+  const HeldFile held(StagingFolderPath().wstring());
   ASSERT_TRUE(service.Start(Config("sleep")));
   EXPECT_TRUE(Ended());
   EXPECT_TRUE(standardError.Shows("Failed to write Xray configuration file\n"));

@@ -9,19 +9,20 @@
 #include <string>
 #include <vector>
 
-#include "base/durable_file.h"
+#include "base/data_files.h"
 #include "base/handle.h"
 #include "base/log.h"
 #include "base/paths.h"
 #include "base/trust.h"
-#include "service/tunnel_log.h"
+#include "service/log_file.h"
+#include "unit/base/foreign_owner.h"
+#include "unit/base/held_file.h"
 
 namespace moorlak {
 namespace {
 
 struct AccessCall {
-  std::wstring path;
-  SE_OBJECT_TYPE type;
+  std::wstring name;
   SECURITY_INFORMATION parts;
   bool hasOthers;
   std::wstring dacl;
@@ -29,8 +30,7 @@ struct AccessCall {
 };
 
 void PrintTo(const AccessCall& call, std::ostream* out) {
-  *out << testing::PrintToString(call.path) << " " << call.type << " " << call.parts << " "
-       << testing::PrintToString(call.dacl);
+  *out << testing::PrintToString(call.name) << " " << call.parts << " " << testing::PrintToString(call.dacl);
 }
 
 // Calls for the log's folder and file since the last look; none of them reaches the system while a result is planned
@@ -57,23 +57,33 @@ std::wstring Spelled(const wchar_t* sddl) {
   return TextOf(DescriptorFrom(sddl).Get());
 }
 
-DWORD WINAPI NoteAccessCall(LPWSTR name, SE_OBJECT_TYPE type, SECURITY_INFORMATION parts, PSID owner, PSID group,
-                            PACL dacl, PACL sacl) {
-  const bool isFile = std::wstring(name) == kLogFile;
-  if (isFile || std::wstring(name) == kLogFolder) {
-    calls.push_back({name, type, parts, owner != nullptr || group != nullptr || sacl != nullptr, TextOf(dacl)});
-  }
-  if (isFile && plannedResult != ERROR_SUCCESS) return plannedResult;
-  static const auto system = reinterpret_cast<decltype(&SetNamedSecurityInfoW)>(
-      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"advapi32.dll"), "SetNamedSecurityInfoW")));
-  return system(name, type, parts, owner, group, dacl, sacl);
+// The last part of an open file's path.
+std::wstring NameOf(HANDLE file) {
+  wchar_t path[MAX_PATH] = L"";
+  GetFinalPathNameByHandleW(file, path, MAX_PATH, FILE_NAME_NORMALIZED);
+  return std::filesystem::path(path).filename();
+}
+
+DWORD WINAPI NoteFileCall(HANDLE file, SE_OBJECT_TYPE type, SECURITY_INFORMATION parts, PSID owner, PSID group,
+                          PACL dacl, PACL sacl) {
+  EXPECT_EQ(type, SE_FILE_OBJECT);
+  calls.push_back({NameOf(file), parts, owner != nullptr || group != nullptr || sacl != nullptr, TextOf(dacl)});
+  if (plannedResult != ERROR_SUCCESS) return plannedResult;
+  static const auto system = reinterpret_cast<decltype(&SetSecurityInfo)>(
+      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"advapi32.dll"), "SetSecurityInfo")));
+  return system(file, type, parts, owner, group, dacl, sacl);
+}
+
+BOOL WINAPI NoteFolderCall(HANDLE folder, SECURITY_INFORMATION parts, PSECURITY_DESCRIPTOR descriptor) {
+  calls.push_back({NameOf(folder), parts, false, TextOf(descriptor)});
+  static const auto system = reinterpret_cast<decltype(&SetKernelObjectSecurity)>(
+      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"advapi32.dll"), "SetKernelObjectSecurity")));
+  return system(folder, parts, descriptor);
 }
 
 std::vector<AccessCall> BothRules() {
-  return {{kLogFolder, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, false,
-           Spelled(L"D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;0x1200a3;;;BU)")},
-          {kLogFile, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, false,
-           Spelled(L"D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;0x120185;;;BU)")}};
+  return {{L"logs", DACL_SECURITY_INFORMATION, false, Spelled(L"D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;0x1200a3;;;BU)")},
+          {L"tunnel.log", DACL_SECURITY_INFORMATION, false, Spelled(L"D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;0x120185;;;BU)")}};
 }
 
 std::vector<AccessCall> CallsOfALine() {
@@ -92,7 +102,7 @@ class LogAccess : public testing::Test {
     WriteLogLine("rules as they should be");
   }
   static void MakeLargeLog() {
-    CreateDataFolders();
+    ASSERT_NE(LogFolder(), nullptr);
     std::ofstream(std::filesystem::path(kLogFile), std::ios::binary) << std::string(5'242'881, 'x');
   }
 };
@@ -136,17 +146,26 @@ TEST_F(LogAccess, AnyOtherFailureWouldOnlyRepeat) {
 
 TEST_F(LogAccess, ALogThatCannotBeOpenedGetsThemBeforeTheSecondTry) {
   WriteLogLine("rotates");
-  std::filesystem::remove(kLogFile);
-  std::filesystem::create_directories(kLogFile);
+  const HeldFile reader(kLogFile, FILE_SHARE_READ | FILE_SHARE_DELETE);
   EXPECT_EQ(CallsOfALine(), BothRules());
-  std::filesystem::remove(kLogFile);
+}
+
+// What else lies under the name is put aside; the file that takes its place is made with the rules.
+TEST_F(LogAccess, AFileOfAStrangerUnderTheNameGetsNoRules) {
+  WriteLogLine("rotates");
+  if (!GiveToAnotherUser(kLogFile)) GTEST_SKIP() << "needs Wine to change an owner";
+  calls.clear();
+  ApplyLogAccessRules();
+  EXPECT_EQ(calls, std::vector<AccessCall>{BothRules()[0]});
 }
 
 }  // namespace
 }  // namespace moorlak
 
-// Where this program's calls of the system's function lead: the name by which an import is called.
+// Where this program's calls of the system's functions lead: the names by which imports are called.
 extern "C" {
-extern decltype(&SetNamedSecurityInfoW) __imp_SetNamedSecurityInfoW;
-decltype(&SetNamedSecurityInfoW) __imp_SetNamedSecurityInfoW = moorlak::NoteAccessCall;
+extern decltype(&SetSecurityInfo) __imp_SetSecurityInfo;
+decltype(&SetSecurityInfo) __imp_SetSecurityInfo = moorlak::NoteFileCall;
+extern decltype(&SetKernelObjectSecurity) __imp_SetKernelObjectSecurity;
+decltype(&SetKernelObjectSecurity) __imp_SetKernelObjectSecurity = moorlak::NoteFolderCall;
 }

@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "base/data_files.h"
 #include "base/durable_file.h"
 #include "base/handle.h"
 #include "base/log.h"
@@ -15,7 +16,12 @@
 #include "base/trust.h"
 #include "base/utf.h"
 #include "service/log_format.h"
+#include "unit/base/held_file.h"
 #include "unit/process/child_test_support.h"
+
+extern "C" {
+extern decltype(&::WaitForSingleObject) __imp_WaitForSingleObject;
+}
 
 namespace moorlak {
 namespace {
@@ -38,16 +44,23 @@ std::vector<std::string> LogLines() {
   return lines;
 }
 
+// Its name is free at once: this process has the file open, so the name would otherwise go with the last handle.
+void RemoveOpenFile(const wchar_t* path) {
+  const std::wstring gone = std::wstring(path) + L".gone" + std::to_wstring(GetTickCount64());
+  if (MoveFileExW(path, gone.c_str(), MOVEFILE_REPLACE_EXISTING)) DeleteFileW(gone.c_str());
+}
+
 class TunnelLog : public testing::Test {
  protected:
   void SetUp() override {
-    std::filesystem::remove_all(kLogFolder);
+    ASSERT_NE(LogFolder(), nullptr);
+    RemoveOpenFile(kLogFile);
+    RemoveOpenFile(kRotatedLogFile);
     std::filesystem::remove(kSupportNoteFile);
   }
 };
 
 void MakeLogOfSize(size_t bytes) {
-  CreateDataFolders();
   std::ofstream(std::filesystem::path(kLogFile), std::ios::binary) << std::string(bytes, 'x');
 }
 
@@ -85,20 +98,29 @@ TEST_F(TunnelLog, KeepsOneRotatedGeneration) {
   EXPECT_EQ(std::filesystem::file_size(kRotatedLogFile), 5'300'000u);
 }
 
-TEST_F(TunnelLog, RecreatesAMissingFolderAtTheNextLine) {
+TEST_F(TunnelLog, RecreatesAMissingFileAtTheNextLine) {
   WriteLogLine("before");
-  std::filesystem::remove_all(kLogFolder);
+  RemoveOpenFile(kLogFile);
   WriteLogLine("after");
   const auto lines = LogLines();
   ASSERT_EQ(lines.size(), 1u);
   EXPECT_EQ(lines[0].substr(20), "after");
 }
 
+TEST_F(TunnelLog, ItsFolderCannotBeTakenAwayWhileTheProcessLives) {
+  WriteLogLine("a line");
+  EXPECT_FALSE(MoveFileW(kLogFolder, L"C:\\ProgramData\\Moorlak\\elsewhere"));
+  EXPECT_FALSE(MoveFileW(kDataFolder, L"C:\\ProgramData\\elsewhere"));
+}
+
 TEST_F(TunnelLog, DropsTheLineWhenTheLogCannotBeOpened) {
-  CreateDataFolders();
-  std::filesystem::create_directories(kLogFile);
-  WriteLogLine("nowhere to go");
-  EXPECT_TRUE(std::filesystem::is_directory(kLogFile));
+  WriteLogLine("first");
+  {
+    const HeldFile reader(kLogFile, FILE_SHARE_READ | FILE_SHARE_DELETE);
+    WriteLogLine("nowhere to go");
+  }
+  WriteLogLine("third");
+  EXPECT_EQ(LogLines().size(), 2u);
 }
 
 // Starts a program that takes the log's mutex, and ends it as a crash would.
@@ -154,6 +176,61 @@ TEST_F(TunnelLog, WaitsForAnotherWriter) {
   EXPECT_EQ(LogLines().size(), 1u);
 }
 
+// The time that the product would wait is noted, and not waited for.
+struct WaitsNoted {
+  WaitsNoted() : replaced(__imp_WaitForSingleObject, Note) { Noted().clear(); }
+  static std::vector<DWORD>& Noted() {
+    static std::vector<DWORD>& noted = *new std::vector<DWORD>;
+    return noted;
+  }
+  static DWORD WINAPI Note(HANDLE object, DWORD milliseconds) {
+    static const auto system = reinterpret_cast<decltype(&WaitForSingleObject)>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "WaitForSingleObject")));
+    Noted().push_back(milliseconds);
+    return system(object, 0);
+  }
+  ReplacedImport<decltype(&WaitForSingleObject)> replaced;
+};
+
+TEST_F(TunnelLog, DoesNotWaitForEverForAWriterOfItsOwn) {
+  const auto descriptor = OwnedDescriptor(L"D:(A;;GA;;;SY)(A;;GA;;;BA)");
+  SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor.Get(), FALSE};
+  const KernelHandle mutex(CreateMutexW(&attributes, TRUE, kLogMutexName));
+  std::vector<DWORD> waits;
+  std::thread([&] {
+    const WaitsNoted noted;
+    WriteLogLine("written without it");
+    WriteLogLine("and the next one does not wait again");
+    waits = WaitsNoted::Noted();
+  }).join();
+  EXPECT_EQ(waits, (std::vector<DWORD>{0, 10'000, 0}));
+  EXPECT_EQ(LogLines().size(), 2u);
+  ReleaseMutex(mutex.Get());
+  // Once it was free, it is waited for again.
+  WriteLogLine("with it");
+  const KernelHandle again(CreateMutexW(&attributes, TRUE, kLogMutexName));
+  ASSERT_EQ(WaitForSingleObject(again.Get(), 0), WAIT_OBJECT_0);
+  std::thread([&] {
+    const WaitsNoted noted;
+    WriteLogLine("without it");
+    waits = WaitsNoted::Noted();
+  }).join();
+  EXPECT_EQ(waits, (std::vector<DWORD>{0, 10'000}));
+  ReleaseMutex(again.Get());
+  WriteLogLine("with it");
+}
+
+TEST_F(TunnelLog, IsNotRotatedByWhoDoesNotHoldTheMutex) {
+  MakeLogOfSize(5'242'881);
+  const KernelHandle mutex(CreateMutexW(nullptr, TRUE, kLogMutexName));
+  std::thread([] { WriteLogLine("appended"); }).join();
+  EXPECT_FALSE(std::filesystem::exists(kRotatedLogFile));
+  ReleaseMutex(mutex.Get());
+  WriteLogLine("fresh");
+  EXPECT_TRUE(std::filesystem::exists(kRotatedLogFile));
+  EXPECT_EQ(LogLines().size(), 1u);
+}
+
 // An object made without a descriptor has no owner here, so it counts as a stranger's.
 TEST_F(TunnelLog, DoesNotWaitForAStrangerWhoHoldsTheMutex) {
   const KernelHandle mutex(CreateMutexW(nullptr, TRUE, kLogMutexName));
@@ -197,7 +274,6 @@ TEST_F(TunnelLog, OpensASessionWithNoteBannerAndSupportLine) {
 }
 
 TEST_F(TunnelLog, NeverRewritesAnExistingSupportNote) {
-  CreateDataFolders();
   std::ofstream(std::filesystem::path(kSupportNoteFile), std::ios::binary) << "mine";
   WriteSessionBanner("tunnel_service");
   EXPECT_EQ(ReadWholeFile(kSupportNoteFile, kAnySize), "mine");

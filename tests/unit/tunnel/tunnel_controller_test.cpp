@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 
+#include "base/data_files.h"
 #include "base/paths.h"
 #include "config/file_settings.h"
 #include "unit/ipc/log_tail.h"
@@ -38,7 +39,7 @@ class Controller : public testing::Test {
 class ControllerWithEngine : public Controller {
  protected:
   void SetUp() override {
-    CreateDataFolders();
+    DataFolder();
     DeleteFileW(kProxyRestoreFile);
     folder.AddChild(L"xray.exe");
   }

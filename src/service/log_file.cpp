@@ -1,0 +1,200 @@
+#include "service/log_file.h"
+
+#include <windows.h>
+#include <aclapi.h>
+
+#include <atomic>
+#include <mutex>
+#include <utility>
+
+#include "base/data_files.h"
+#include "base/file_place.h"
+#include "base/paths.h"
+#include "base/trust.h"
+#include "service/log_format.h"
+
+namespace moorlak {
+namespace {
+
+constexpr wchar_t kFolderAccess[] = L"D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;0x1200a3;;;BU)";
+constexpr wchar_t kFileAccess[] = L"D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;0x120185;;;BU)";
+
+// Set and read by whoever writes a line, mostly with the log's mutex.
+std::atomic<bool> logAclApplied{false};
+
+// Of a file system's object, for as long as somebody has it open.
+struct FileIdentity {
+  DWORD volume = 0;
+  DWORD high = 0;
+  DWORD low = 0;
+  bool operator==(const FileIdentity&) const = default;
+};
+
+// The log that was judged, kept open so that its identity is nobody else's. Never destroyed: threads log until the
+// process has gone.
+struct KnownLog {
+  std::mutex lock;  // guards both; nothing is opened or written within it
+  KernelHandle passive;
+  FileIdentity identity;
+};
+KnownLog& Known() {
+  static KnownLog& known = *new KnownLog;
+  return known;
+}
+
+FilePlace LogPlace(const wchar_t* name) {
+  const HANDLE folder = LogFolder();
+  return folder == nullptr ? FilePlace() : FilePlace(folder, name);
+}
+
+FileIdentity IdentityOf(const BY_HANDLE_FILE_INFORMATION& information) {
+  return {information.dwVolumeSerialNumber, information.nFileIndexHigh, information.nFileIndexLow};
+}
+
+bool IsKnown(const FileIdentity& identity) {
+  KnownLog& known = Known();
+  const std::lock_guard guard(known.lock);
+  return known.passive && known.identity == identity;
+}
+
+// Called while the log is open for appending, so that nobody is alone with it in between.
+void Watch(const FileIdentity& identity) {
+  KernelHandle passive = OpenPlace(LogPlace(kLogName), {.access = GENERIC_READ});
+  BY_HANDLE_FILE_INFORMATION information{};
+  if (!passive || !GetFileInformationByHandle(passive.Get(), &information)) return;
+  if (IdentityOf(information) != identity) return;
+  KnownLog& known = Known();
+  const std::lock_guard guard(known.lock);
+  std::swap(known.passive, passive);
+  known.identity = identity;
+}
+
+void StopWatching() {
+  KernelHandle passive;
+  KnownLog& known = Known();
+  const std::lock_guard guard(known.lock);
+  std::swap(known.passive, passive);
+}
+
+KernelHandle CreateLog() {
+  const auto security = OwnedDescriptor(kFileAccess);
+  return OpenPlace(LogPlace(kLogName), {.access = FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | READ_CONTROL,
+                                        .kind = OpenKind::File,
+                                        .create = true,
+                                        .security = security.Get()});
+}
+
+KernelHandle OpenOrCreateLog() {
+  KernelHandle file = OpenPlace(LogPlace(kLogName), {.access = FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | READ_CONTROL});
+  return file || GetLastError() != ERROR_FILE_NOT_FOUND ? std::move(file) : CreateLog();
+}
+
+bool ClearReadOnly(const FilePlace& place) {
+  const KernelHandle file = OpenPlace(place, {.access = FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES | READ_CONTROL});
+  return file && JudgeOpen(file.Get(), {}) == ObjectVerdict::Ours && MakeWritable(file.Get());
+}
+
+// Whatever stands under the name is brought to where it can be used or is out of the way.
+bool Mend(const FilePlace& place) {
+  LogNameStep step;
+  {
+    const KernelHandle file = OpenPlace(place, {.access = FILE_READ_ATTRIBUTES | READ_CONTROL});
+    if (!file) return PutAside(place, {});
+    step = DecideLogName(ReadFacts(file.Get()), OwnUserSid());
+  }
+  switch (step) {
+    case LogNameStep::Use:
+      return false;
+    case LogNameStep::MakeWritable:
+      return ClearReadOnly(place);
+    case LogNameStep::PutAside:
+      return PutAside(place, {});
+  }
+  return false;
+}
+
+// A log that is known was judged; of any other everything is asked.
+bool IsUsable(HANDLE file, const BY_HANDLE_FILE_INFORMATION& information) {
+  const bool isReadOnly = (information.dwFileAttributes & FILE_ATTRIBUTE_READONLY) != 0;
+  if (IsKnown(IdentityOf(information)) && !isReadOnly) return true;
+  if (DecideLogName(ReadFacts(file), OwnUserSid()) != LogNameStep::Use) return false;
+  Watch(IdentityOf(information));
+  return true;
+}
+
+// True when the rotated name is free.
+bool ClearRotatedName() {
+  const FilePlace place = LogPlace(kRotatedLogName);
+  const KernelHandle file =
+      OpenPlace(place, {.access = DELETE | FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES | READ_CONTROL});
+  if (!file) return GetLastError() == ERROR_FILE_NOT_FOUND || PutAside(place, {});
+  if (JudgeOpen(file.Get(), {}) != ObjectVerdict::Ours) return PutAside(place, {});
+  MakeWritable(file.Get());
+  return DeleteOpenFile(file.Get());
+}
+
+// False when the log stays as it is.
+bool Rotate(const FileIdentity& identity) {
+  if (!ClearRotatedName()) return false;
+  const KernelHandle file = OpenPlace(LogPlace(kLogName), {.access = DELETE | FILE_READ_ATTRIBUTES});
+  BY_HANDLE_FILE_INFORMATION information{};
+  if (!file || !GetFileInformationByHandle(file.Get(), &information) || IdentityOf(information) != identity) {
+    return false;
+  }
+  if (!RenameTo(file.Get(), LogPlace(kRotatedLogName), false)) return false;
+  StopWatching();
+  logAclApplied = false;
+  return true;
+}
+
+KernelHandle TryToOpen(bool mayRotate) {
+  KernelHandle file = OpenOrCreateLog();
+  BY_HANDLE_FILE_INFORMATION information{};
+  if (!file || !GetFileInformationByHandle(file.Get(), &information)) return {};
+  if (!IsUsable(file.Get(), information)) return {};
+  const uint64_t size = (uint64_t{information.nFileSizeHigh} << 32) | information.nFileSizeLow;
+  if (!mayRotate || !NeedsRotation(size) || !Rotate(IdentityOf(information))) return file;
+  file = CreateLog();
+  if (file && GetFileInformationByHandle(file.Get(), &information)) Watch(IdentityOf(information));
+  return file;
+}
+
+DWORD SetDacl(HANDLE file, PSECURITY_DESCRIPTOR descriptor) {
+  BOOL present = FALSE;
+  BOOL defaulted = FALSE;
+  PACL dacl = nullptr;
+  if (!GetSecurityDescriptorDacl(descriptor, &present, &dacl, &defaulted)) return GetLastError();
+  return SetSecurityInfo(file, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, dacl, nullptr);
+}
+
+}  // namespace
+
+KernelHandle OpenLogFile(bool mayRotate) {
+  KernelHandle file = TryToOpen(mayRotate);
+  if (!file && Mend(LogPlace(kLogName))) file = TryToOpen(mayRotate);
+  return file;
+}
+
+bool AreLogRulesApplied() noexcept {
+  return logAclApplied;
+}
+
+void ApplyLogAccessRules() {
+  const auto folderDescriptor = DescriptorFrom(kFolderAccess);
+  const auto fileDescriptor = DescriptorFrom(kFileAccess);
+  const HANDLE folder = LogFolder();
+  if (!folderDescriptor || !fileDescriptor || folder == nullptr) return;
+  const KernelHandle file = OpenPlace(LogPlace(kLogName), {.access = FILE_READ_ATTRIBUTES | READ_CONTROL | WRITE_DAC});
+  // The folder stays closed until the log lies in it (base/data_files.cpp).
+  if (!file && GetLastError() == ERROR_FILE_NOT_FOUND) return;
+  // Of the folder alone: SetSecurityInfo would go through what others have put into it.
+  if (!IsReparsePoint(folder)) SetKernelObjectSecurity(folder, DACL_SECURITY_INFORMATION, folderDescriptor.Get());
+  // Any failure but a missing file would only repeat at every line. What is not ours gets no rights.
+  if (file && JudgeOpen(file.Get(), {}) == ObjectVerdict::Ours) {
+    const DWORD result = SetDacl(file.Get(), fileDescriptor.Get());
+    if (result == ERROR_FILE_NOT_FOUND || result == ERROR_PATH_NOT_FOUND) return;
+  }
+  logAclApplied = true;
+}
+
+}  // namespace moorlak
