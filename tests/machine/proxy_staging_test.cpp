@@ -133,32 +133,36 @@ TEST_F(ProxyStaging, TakesAllowInsecureOut) {
 
 // On Windows only another user's folder could stand in the system's temporary folder. Wine shows a Linux user that it
 // does not know as "anonymous logon", which is nobody the service trusts.
-TEST_F(ProxyStaging, RefusesAFolderThatBelongsToAnUntrustedUser) {
+TEST_F(ProxyStaging, PutsAFolderAsideThatBelongsToAnUntrustedUser) {
+  const std::wstring aside = StagingFolder() + L".untrusted-1";
   CreateDirectoryW(StagingFolder().c_str(), nullptr);
+  WriteText(StagingFolder() + L"\\xray_config_1_1.json", "his");
   ASSERT_TRUE(GiveToAnotherUser(StagingFolder()));
-  const Console console = StartConsole();
-  ASSERT_EQ(StartTunnel(true, EngineConfig(port)), "OK");
-  EXPECT_TRUE(WaitUntil([] { return !AskStatus().tunnelUp; }));
-  EXPECT_TRUE(AskStatus().running);
-  EXPECT_TRUE(WaitUntil([&console] {
-    return Output(console.program).find("Failed to write Xray configuration file\n") != std::string::npos;
-  }));
-  EXPECT_TRUE(StagedFiles().empty());
-  EXPECT_EQ(DumpSystemProxy(), before);
-
-  std::filesystem::remove_all(StagingFolder());
+  StartTunnelService();
   StartProxy();
-  EXPECT_TRUE(AskStatus().tunnelUp);
+  EXPECT_EQ(StagedFiles().size(), 1u);
+  EXPECT_TRUE(Exists(aside + L"\\xray_config_1_1.json"));
+  std::filesystem::remove_all(aside);
 }
 
-TEST_F(ProxyStaging, RefusesAFileInTheFoldersPlace) {
+TEST_F(ProxyStaging, RefusesAFileInTheFoldersPlaceThatCannotBePutAside) {
   WriteText(StagingFolder(), "in the way");
   const Console console = StartConsole();
-  ASSERT_EQ(StartTunnel(true, EngineConfig(port)), "OK");
-  EXPECT_TRUE(WaitUntil([] { return !AskStatus().tunnelUp; }));
-  EXPECT_TRUE(WaitUntil([&console] {
-    return Output(console.program).find("Failed to write Xray configuration file\n") != std::string::npos;
-  }));
+  {
+    const KernelHandle holder(CreateFileW(StagingFolder().c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                          nullptr, OPEN_EXISTING, 0, nullptr));
+    ASSERT_EQ(StartTunnel(true, EngineConfig(port)), "OK");
+    EXPECT_TRUE(WaitUntil([] { return !AskStatus().tunnelUp; }));
+    EXPECT_TRUE(AskStatus().running);
+    EXPECT_TRUE(WaitUntil([&console] {
+      return Output(console.program).find("Failed to write Xray configuration file\n") != std::string::npos;
+    }));
+    EXPECT_EQ(DumpSystemProxy(), before);
+  }
+  StartProxy();
+  EXPECT_TRUE(AskStatus().tunnelUp);
+  EXPECT_TRUE(Exists(StagingFolder() + L".untrusted-1"));
+  DeleteFileW((StagingFolder() + L".untrusted-1").c_str());
 }
 
 }  // namespace

@@ -4,9 +4,12 @@
 
 #include <algorithm>
 #include <functional>
+#include <memory>
 
 #include "base/data_files.h"
+#include "base/durable_file.h"
 #include "network/support/protected_machine.h"
+#include "unit/base/held_file.h"
 
 namespace moorlak {
 namespace {
@@ -214,17 +217,20 @@ TEST_F(BeforeAfter, AnAdapterThatComesInMeanwhileIsLeftAlone) {
 
 class BeforeAfterOnAFullDisk : public BeforeAfter {
  protected:
-  // A folder in its place is what no file can be renamed over, as little as on a full disk.
+  // Somebody keeps the name under which the file is written first, so that it comes about as little as on a full disk.
   void SetUp() override {
     BeforeAfter::SetUp();
-    CreateDirectoryW(Path().c_str(), nullptr);
+    ASSERT_TRUE(WriteFileDurably(Fresh(), "kept"));
+    holder = std::make_unique<HeldFile>(Fresh());
     Begin(WithTunnel(lab::ThreeStaticServersMachine()));
   }
   void TearDown() override {
-    RemoveDirectoryW(Path().c_str());
+    holder.reset();
+    DeleteFileW(Fresh().c_str());
     BeforeAfter::TearDown();
   }
-  static std::wstring Path() { return CommonDataFile(kDnsBackupFile); }
+  static std::wstring Fresh() { return CommonDataFile(kDnsBackupFile) + L".new"; }
+  std::unique_ptr<HeldFile> holder;
 };
 
 TEST_F(BeforeAfterOnAFullDisk, TheListInMemoryBringsTheMachineBack) {
