@@ -103,6 +103,17 @@ TEST_F(DataFolder, LogsThatCannotBePutAsideAreNotUsed) {
   EXPECT_NE(played.output.find("C:\\ProgramData\\Moorlak\\logs"), std::string::npos) << played.output;
 }
 
+// Whoever may list a folder may also open it for himself alone.
+TEST_F(DataFolder, OfOursIsUsedWhileAStrangerHasItOpenForHimself) {
+  Play("line", "before");
+  const KernelHandle data = HoldAlone(kDataFolder);
+  const KernelHandle logs = HoldAlone(kLogFolder);
+  Play("line", "meanwhile");
+  EXPECT_EQ(LogMessages(), (std::vector<std::string>{"before", "meanwhile"}));
+  EXPECT_EQ(Play("backup", "test.v1").output, "written");
+  EXPECT_EQ(Play("believe", "test.v1").output, "believed");
+}
+
 TEST_F(DataFolder, OfAnEarlierVersionIsKeptWithItsLog) {
   MakeDataFolders();
   Plant(kLogFile, "2026-01-31 09:05:07 of an earlier version\r\n");

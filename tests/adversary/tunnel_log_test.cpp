@@ -92,6 +92,13 @@ TEST_F(TakenLog, ALinkIsNotMadeWritable) {
   ExpectOneLine("ours");
 }
 
+// Users may give the service's own log a second name and the attribute, again and again. It stays the log.
+TEST_F(TakenLog, ASecondNameOfTheServicesOwnLogDoesNotTakeItAway) {
+  EXPECT_EQ(Play("abuse", "first").exitCode, 0u);
+  EXPECT_EQ(LogMessages(), (std::vector<std::string>{"first", "after the second name", "after the attribute"}));
+  EXPECT_FALSE(Exists(kLogAside));
+}
+
 TEST_F(TakenLog, AFolderUnderTheRotatedNameIsPutAside) {
   Plant(kLogFile, std::string(kLargeLog, 'x'));
   CreateDirectoryW(kRotatedLogFile, nullptr);

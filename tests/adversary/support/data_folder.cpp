@@ -26,6 +26,13 @@ void RemoveTree(const fs::path& path) {
   if (!DeleteFileW(path.c_str())) RemoveDirectoryW(path.c_str());
 }
 
+KernelHandle Hold(const std::wstring& folder, DWORD share) {
+  KernelHandle holder(CreateFileW(folder.c_str(), FILE_LIST_DIRECTORY, share, nullptr, OPEN_EXISTING,
+                                  FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  EXPECT_TRUE(holder);
+  return holder;
+}
+
 void RemoveDataFolders() {
   const fs::path parent = fs::path(kDataFolder).parent_path();
   const std::wstring name = fs::path(kDataFolder).filename();
@@ -68,10 +75,11 @@ void GiveAway(std::initializer_list<std::wstring> paths) {
 }
 
 KernelHandle HoldInPlace(const std::wstring& folder) {
-  KernelHandle holder(CreateFileW(folder.c_str(), FILE_LIST_DIRECTORY, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
-  EXPECT_TRUE(holder);
-  return holder;
+  return Hold(folder, FILE_SHARE_READ | FILE_SHARE_WRITE);
+}
+
+KernelHandle HoldAlone(const std::wstring& folder) {
+  return Hold(folder, 0);
 }
 
 std::string ContentOf(const std::wstring& path) {

@@ -32,6 +32,9 @@ void GiveAway(std::initializer_list<std::wstring> paths);
 // Opened by somebody who lets nobody delete or rename it until the handle is closed.
 KernelHandle HoldInPlace(const std::wstring& folder);
 
+// Opened by somebody who lets nobody else open it for anything that is shared.
+KernelHandle HoldAlone(const std::wstring& folder);
+
 // The whole content; empty when there is none.
 std::string ContentOf(const std::wstring& path);
 

@@ -34,6 +34,14 @@ void WatchLog(std::string_view text) {
   Print(!exclusive && GetLastError() == ERROR_SHARING_VIOLATION ? "held" : "free");
 }
 
+void AbuseLog(std::string_view text) {
+  WriteLogLine(text);
+  CreateHardLinkW((std::wstring(kDataFolder) + L"\\second name").c_str(), kLogFile, nullptr);
+  WriteLogLine("after the second name");
+  MarkAsReadOnly(kLogFile);
+  WriteLogLine("after the attribute");
+}
+
 void Backup(std::string_view name) {
   Print(WriteRecoveryFile(WidenUtf8(name).c_str(), "v1\n") ? "written" : "failed");
 }
@@ -63,6 +71,7 @@ const std::map<std::string_view, RoleBody>& Roles() {
       {"line", [](std::string_view text) { WriteLogLine(text); }},
       {"banner", [](std::string_view text) { WriteSessionBanner(text); }},
       {"watch", WatchLog},
+      {"abuse", AbuseLog},
       {"backup", Backup},
       {"believe", Believe},
       {"stage", Stage},

@@ -15,6 +15,7 @@ bool IsRole(int argumentCount, char** arguments);
 //   line TEXT      writes one line to the tunnel log
 //   banner ROLE    opens a session in the log
 //   watch TEXT     writes a line, then prints "held" when somebody who wants the log for himself cannot have it
+//   abuse TEXT     writes a line, gives the log a second name, writes one, marks it as read-only, and writes one more
 //   backup NAME    writes "v1\n" to a recovery file and prints "written" or "failed"
 //   believe NAME   reads a recovery file and prints "believed", "missing", "unreadable" or "not believed"
 //   stage TEXT     stages a VPN session's configuration and prints "staged" or "failed"
