@@ -20,7 +20,8 @@ constexpr ULONG kWriteThrough = 0x00000002;
 constexpr ULONG kOpenReparsePoint = 0x00200000;
 constexpr auto kFileRenameInformation = static_cast<FILE_INFORMATION_CLASS>(10);
 constexpr auto kFileDispositionInfoEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(21);
-constexpr DWORD kDeleteAtOnce = 0x1 | 0x2 | 0x10;  // delete, POSIX semantics, a read-only file too
+constexpr DWORD kDeleteAtOnce = 0x1 | 0x2;  // delete, POSIX semantics
+constexpr DWORD kReadOnlyToo = 0x10;        // not known to every system that knows the others
 
 constexpr uint64_t kNumbersTried = 32;
 
@@ -133,8 +134,9 @@ bool RenameTo(HANDLE file, const FilePlace& target, bool replace) {
 }
 
 bool DeleteOpenFile(HANDLE file) {
-  DWORD atOnce = kDeleteAtOnce;
-  if (SetFileInformationByHandle(file, kFileDispositionInfoEx, &atOnce, sizeof(atOnce))) return true;
+  for (DWORD atOnce : {kDeleteAtOnce | kReadOnlyToo, kDeleteAtOnce}) {
+    if (SetFileInformationByHandle(file, kFileDispositionInfoEx, &atOnce, sizeof(atOnce))) return true;
+  }
   FILE_DISPOSITION_INFO disposition{TRUE};
   return SetFileInformationByHandle(file, FileDispositionInfo, &disposition, sizeof(disposition)) != FALSE;
 }

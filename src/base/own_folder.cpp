@@ -15,11 +15,20 @@ constexpr int kTries = 8;
 constexpr DWORD kHoldingAccess = FILE_LIST_DIRECTORY | FILE_TRAVERSE | FILE_READ_ATTRIBUTES | READ_CONTROL;
 constexpr DWORD kHoldingShare = FILE_SHARE_READ | FILE_SHARE_WRITE;
 
-// A console's plain user may use the service's folder, but not set its rights.
+// Whoever may list the folder may have opened it for himself alone, or have an oplock on it. Without access to the
+// content the handle does not conflict with his. It keeps nobody from renaming the folder, which with one of ours only
+// administrators may; what is opened below the handle does not depend on the folder's name.
+constexpr DWORD kLookingAccess = FILE_READ_ATTRIBUTES | READ_CONTROL;
+
+// The last two are for a console's plain user, who may use the service's folder, but not set its rights.
 KernelHandle OpenToHold(const FilePlace& place) {
-  KernelHandle folder = OpenPlace(place, {.access = kHoldingAccess | WRITE_DAC, .share = kHoldingShare});
-  if (folder || GetLastError() != ERROR_ACCESS_DENIED) return folder;
-  return OpenPlace(place, {.access = kHoldingAccess, .share = kHoldingShare});
+  KernelHandle folder;
+  for (const DWORD access : {kHoldingAccess | WRITE_DAC, kLookingAccess | WRITE_DAC, kHoldingAccess, kLookingAccess}) {
+    folder = OpenPlace(place, {.access = access, .share = kHoldingShare});
+    const DWORD error = GetLastError();
+    if (folder || (error != ERROR_ACCESS_DENIED && error != ERROR_SHARING_VIOLATION)) break;
+  }
+  return folder;
 }
 
 KernelHandle Make(const OwnFolderWish& wish) {

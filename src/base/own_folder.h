@@ -24,7 +24,7 @@ struct OwnFolderWish {
 };
 
 // Opens the folder, or makes it. A folder of a stranger's, a link or a file in its place is put aside
-// (base/file_place.h) and the folder made anew. While the handle is open nobody can rename or remove the folder, nor,
+// (base/file_place.h) and the folder made anew. While the handle is open no user can rename or remove the folder, nor,
 // as long as something lies in it, turn it into a link: files can be opened below it by handle or by path. Nothing
 // where it cannot be had; GetLastError tells why, ERROR_ACCESS_DENIED also when a link was seen by its path only.
 KernelHandle HoldOwnFolder(const OwnFolderWish& wish);

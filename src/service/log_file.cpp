@@ -89,36 +89,33 @@ KernelHandle OpenOrCreateLog() {
   return file || GetLastError() != ERROR_FILE_NOT_FOUND ? std::move(file) : CreateLog();
 }
 
-bool ClearReadOnly(const FilePlace& place) {
-  const KernelHandle file = OpenPlace(place, {.access = FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES | READ_CONTROL});
-  return file && JudgeOpen(file.Get(), {}) == ObjectVerdict::Ours && MakeWritable(file.Get());
+// A log that is known was judged when it had one name, and stays ours whatever users have made of it since. Of any
+// other everything is asked.
+LogNameStep StepFor(HANDLE file, const BY_HANDLE_FILE_INFORMATION& information) {
+  if (!IsKnown(IdentityOf(information))) return DecideLogName(ReadFacts(file), OwnUserSid());
+  const bool isReadOnly = (information.dwFileAttributes & FILE_ATTRIBUTE_READONLY) != 0;
+  return isReadOnly ? LogNameStep::MakeWritable : LogNameStep::Use;
 }
 
 // Whatever stands under the name is brought to where it can be used or is out of the way.
 bool Mend(const FilePlace& place) {
-  LogNameStep step;
-  {
-    const KernelHandle file = OpenPlace(place, {.access = FILE_READ_ATTRIBUTES | READ_CONTROL});
-    if (!file) return PutAside(place, {});
-    step = DecideLogName(ReadFacts(file.Get()), OwnUserSid());
-  }
-  switch (step) {
+  const KernelHandle file = OpenPlace(place, {.access = FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES | READ_CONTROL});
+  BY_HANDLE_FILE_INFORMATION information{};
+  if (!file || !GetFileInformationByHandle(file.Get(), &information)) return PutAside(place, {});
+  switch (StepFor(file.Get(), information)) {
     case LogNameStep::Use:
       return false;
     case LogNameStep::MakeWritable:
-      return ClearReadOnly(place);
+      return MakeWritable(file.Get());
     case LogNameStep::PutAside:
       return PutAside(place, {});
   }
   return false;
 }
 
-// A log that is known was judged; of any other everything is asked.
 bool IsUsable(HANDLE file, const BY_HANDLE_FILE_INFORMATION& information) {
-  const bool isReadOnly = (information.dwFileAttributes & FILE_ATTRIBUTE_READONLY) != 0;
-  if (IsKnown(IdentityOf(information)) && !isReadOnly) return true;
-  if (DecideLogName(ReadFacts(file), OwnUserSid()) != LogNameStep::Use) return false;
-  Watch(IdentityOf(information));
+  if (StepFor(file, information) != LogNameStep::Use) return false;
+  if (!IsKnown(IdentityOf(information))) Watch(IdentityOf(information));
   return true;
 }
 
