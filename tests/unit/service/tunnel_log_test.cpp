@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -176,9 +177,16 @@ TEST_F(TunnelLog, WaitsForAnotherWriter) {
   EXPECT_EQ(LogLines().size(), 1u);
 }
 
-// The time that the product would wait is noted, and not waited for.
+// The time for which this thread would wait is noted, and not waited for.
 struct WaitsNoted {
-  WaitsNoted() : replaced(__imp_WaitForSingleObject, Note) { Noted().clear(); }
+  WaitsNoted() : replaced(__imp_WaitForSingleObject, Note) {
+    Thread() = GetCurrentThreadId();
+    Noted().clear();
+  }
+  static std::atomic<DWORD>& Thread() {
+    static std::atomic<DWORD>& thread = *new std::atomic<DWORD>;
+    return thread;
+  }
   static std::vector<DWORD>& Noted() {
     static std::vector<DWORD>& noted = *new std::vector<DWORD>;
     return noted;
@@ -186,6 +194,7 @@ struct WaitsNoted {
   static DWORD WINAPI Note(HANDLE object, DWORD milliseconds) {
     static const auto system = reinterpret_cast<decltype(&WaitForSingleObject)>(
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "WaitForSingleObject")));
+    if (GetCurrentThreadId() != Thread()) return system(object, milliseconds);
     Noted().push_back(milliseconds);
     return system(object, 0);
   }
