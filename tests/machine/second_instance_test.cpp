@@ -50,6 +50,18 @@ TEST(SecondInstance, WaitsForThePipeAndLeavesTheSystemProxyOfTheFirstAloneWhenIt
   EXPECT_TRUE(WaitForProxyServer(L""));
 }
 
+// Any user may look at the mutex, and so keep its name alive.
+TEST(SecondInstance, ANameThatSomebodyKeepsAliveDoesNotKeepTheNextStartFromRecovering) {
+  StartTunnelService();
+  ASSERT_EQ(StartTunnel(true, kConfig), "OK");
+  ASSERT_TRUE(WaitForProxyServer(L"socks=localhost:21807"));
+  const KernelHandle pin(OpenMutexW(READ_CONTROL, FALSE, L"Global\\Moorlak_TunnelService"));
+  ASSERT_TRUE(pin);
+  KillTunnelService();
+  StartTunnelService();
+  EXPECT_TRUE(WaitForProxyServer(L""));
+}
+
 TEST(SecondInstance, AServiceThatComesSecondRunsNoRecoveryAndTakesThePipeOverWhenTheConsoleEnds) {
   const LogWatch log;
   Console first = StartConsole();
