@@ -80,10 +80,10 @@ void RunInConsole() {
   Print(L"Moorlak tunnel service (console mode)\r\n");
   EnableRestorePrivilege();
   SetConsoleCtrlHandler(HandleConsoleControl, TRUE);
-  const InstanceClaim claim = ClaimInstance();
-  if (claim.isFirst) RecoverEarlierSession({});
+  const InstanceClaim claim;
+  if (claim.IsFirst()) RecoverEarlierSession({});
   BeginLife();
-  if (claim.isFirst) StartDnsRecovery();
+  if (claim.IsFirst()) StartDnsRecovery();
   std::thread pipeThread = StartPipeThread();
   Print(L"Press Enter to stop...\r\n");
   StartEnterReader();

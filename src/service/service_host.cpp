@@ -100,8 +100,8 @@ void AskForTimeAtShutdown() {
 }
 
 void ServeUntilStopped() {
-  const InstanceClaim claim = ClaimInstance();
-  if (claim.isFirst) {
+  const InstanceClaim claim;
+  if (claim.IsFirst()) {
     RecoverEarlierSession({TellAdapterMissing, ReportStartProgress});
     StartDnsRecovery();
   }

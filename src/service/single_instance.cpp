@@ -7,25 +7,38 @@ namespace moorlak {
 namespace {
 
 constexpr wchar_t kInstanceMutexName[] = L"Global\\Moorlak_TunnelService";
-// Everybody may look at it, so that a second instance under another account can tell whose it is.
+// Everybody may look whose it is, and nobody else may wait for it: who may wait can hold it.
 constexpr wchar_t kInstanceAccess[] = L"D:(A;;GA;;;SY)(A;;GA;;;BA)(A;;RC;;;WD)";
+
+// Without the right to wait, for a look at the owner.
+KernelHandle OpenForALook() {
+  return KernelHandle(OpenMutexW(READ_CONTROL, FALSE, kInstanceMutexName));
+}
+
+KernelHandle OpenInstanceMutex() {
+  const auto descriptor = OwnedDescriptor(kInstanceAccess);
+  SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor.Get(), FALSE};
+  return KernelHandle(CreateMutexExW(&attributes, kInstanceMutexName, 0, READ_CONTROL | SYNCHRONIZE));
+}
+
+// An instance that has died leaves its mutex abandoned.
+bool Take(HANDLE mutex) {
+  const DWORD outcome = WaitForSingleObject(mutex, 0);
+  return outcome == WAIT_OBJECT_0 || outcome == WAIT_ABANDONED;
+}
 
 }  // namespace
 
-InstanceClaim ClaimInstance() {
-  const auto descriptor = OwnedDescriptor(kInstanceAccess);
-  SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor.Get(), FALSE};
-  InstanceClaim claim;
-  claim.mutex = KernelHandle(CreateMutexExW(&attributes, kInstanceMutexName, 0, READ_CONTROL));
-  const DWORD error = GetLastError();
-  if (claim.mutex && error != ERROR_ALREADY_EXISTS) {
-    claim.isFirst = true;
-    return claim;
-  }
-  if (claim.mutex && HasTrustedOwner(claim.mutex.Get(), SE_KERNEL_OBJECT)) return claim;
-  WriteLogLine("MoorlakTunnel: instance name held by another user, taken as free");
-  claim.isFirst = true;
-  return claim;
+InstanceClaim::InstanceClaim() : mutex(OpenInstanceMutex()) {
+  isOwned = mutex && Take(mutex.Get());
+  if (!mutex) mutex = OpenForALook();
+  const bool isAnothers = !isOwned && mutex && HasTrustedOwner(mutex.Get(), SE_KERNEL_OBJECT);
+  isFirst = !isAnothers;
+  if (isFirst && !isOwned) WriteLogLine("MoorlakTunnel: instance name held by another user, taken as free");
+}
+
+InstanceClaim::~InstanceClaim() {
+  if (isOwned) ReleaseMutex(mutex.Get());
 }
 
 }  // namespace moorlak

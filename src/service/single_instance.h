@@ -5,14 +5,25 @@
 
 namespace moorlak {
 
-// A claim is held for the life of the process. The process that got it is the first instance.
-struct InstanceClaim {
+// The first instance owns the instance's mutex. It is given up by the same thread that got it, or by the system when
+// that thread or the process ends: a name that somebody else keeps alive is then no claim any more.
+class InstanceClaim {
+ public:
+  // Does not wait for another instance.
+  InstanceClaim();
+  // On the thread of the constructor.
+  ~InstanceClaim();
+  InstanceClaim(const InstanceClaim&) = delete;
+  InstanceClaim& operator=(const InstanceClaim&) = delete;
+
+  // This process looks after the machine. Also where the name is held by an ordinary user, who must not keep the service
+  // from putting the machine back: every user may create global names. That is logged.
+  bool IsFirst() const { return isFirst; }
+
+ private:
   KernelHandle mutex;
+  bool isOwned = false;
   bool isFirst = false;
 };
-
-// A mutex of that name that belongs to an ordinary user is not one of ours: every user may create global names, and a
-// squatted one must not keep the service from putting the machine back. It counts as absent, with a log line.
-InstanceClaim ClaimInstance();
 
 }  // namespace moorlak
