@@ -6,6 +6,7 @@ namespace moorlak {
 namespace {
 
 constexpr char kSystemFolder[] = "C:\\windows\\system32";
+constexpr char kCommandShell[] = "C:\\windows\\system32\\cmd.exe";
 constexpr char kNetsh[] = "C:\\windows\\system32\\netsh.exe";
 
 TEST(HiddenCommandLine, RunsNetshStraightFromTheSystemFolder) {
@@ -26,21 +27,21 @@ TEST(HiddenCommandLine, CountsNetshFollowedByLettersAsNetsh) {
   EXPECT_EQ(composed.commandLine, "netshfoo bar");
 }
 
-TEST(HiddenCommandLine, RunsRouteThroughTheCommandShell) {
+TEST(HiddenCommandLine, RunsRouteThroughTheSystemsCommandShell) {
   const auto composed = ComposeHiddenCommand("route delete 10.0.0.0", kSystemFolder);
-  EXPECT_EQ(composed.application, "");
+  EXPECT_EQ(composed.application, kCommandShell);
   EXPECT_EQ(composed.commandLine, "cmd.exe /C route delete 10.0.0.0");
 }
 
 TEST(HiddenCommandLine, RunsNetshWithALeadingBlankThroughTheCommandShell) {
   const auto composed = ComposeHiddenCommand(" netsh interface", kSystemFolder);
-  EXPECT_EQ(composed.application, "");
+  EXPECT_EQ(composed.application, kCommandShell);
   EXPECT_EQ(composed.commandLine, "cmd.exe /C  netsh interface");
 }
 
 TEST(HiddenCommandLine, ComparesTheCaseOfNetsh) {
   EXPECT_EQ(ComposeHiddenCommand("Netsh interface", kSystemFolder).commandLine, "cmd.exe /C Netsh interface");
-  EXPECT_EQ(ComposeHiddenCommand("NETSH interface", kSystemFolder).application, "");
+  EXPECT_EQ(ComposeHiddenCommand("NETSH interface", kSystemFolder).application, kCommandShell);
 }
 
 TEST(HiddenCommandLine, RunsCommandsShorterThanNetshThroughTheCommandShell) {

@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "base/paths.h"
 #include "base/utf.h"
 #include "unit/process/child_test_support.h"
 
@@ -118,17 +119,54 @@ TEST(HiddenCommand, LetsTheCommandShellInterpretTheLine) {
   EXPECT_EQ(LogMessagesWith(token), Messages{"CMD exit=9: exit 9 & rem " + token});
 }
 
+// The system's command shell, out of the way for as long as this lives, with something else in its place.
+struct AnotherCommandShell {
+  AnotherCommandShell() {
+    EXPECT_TRUE(MoveFileW(kShell, kAside));
+    const KernelHandle file(CreateFileW(kShell, GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
+    DWORD written = 0;
+    EXPECT_TRUE(WriteFile(file.Get(), "no program", 10, &written, nullptr));
+  }
+  ~AnotherCommandShell() { EXPECT_TRUE(MoveFileExW(kAside, kShell, MOVEFILE_REPLACE_EXISTING)); }
+
+  static constexpr wchar_t kShell[] = L"C:\\windows\\system32\\cmd.exe";
+  static constexpr wchar_t kAside[] = L"C:\\windows\\system32\\cmd.aside";
+};
+
 TEST(HiddenCommand, TellsASpawnFailureOnBothChannels) {
-  // The current folder comes before the system's when the command shell is looked for.
-  const TestFolder folder;
-  folder.Write(L"cmd.exe", "no program");
-  const CurrentFolder current(folder.path);
+  const AnotherCommandShell shell;
   const StandardErrorCapture standardError;
   const std::string text = "note " + UniqueName("token");
   EXPECT_FALSE(RunHiddenCommand({text, kGenerousMs, false}));
   static_assert(ERROR_BAD_EXE_FORMAT == 193);
   EXPECT_EQ(LogMessagesWith(text), Messages{"CMD spawn fail (193): " + text});
   EXPECT_EQ(standardError.Text(), "RunHiddenCommand failed (193): " + text + "\n");
+}
+
+// Where the system looks for a program by its name before it looks into its own folder.
+struct Planted {
+  Planted(const std::wstring& folder, const wchar_t* name) : path(folder + L"\\" + name) {
+    EXPECT_TRUE(CopyFileW(TestChildPath().c_str(), path.c_str(), TRUE));
+  }
+  ~Planted() { EXPECT_TRUE(DeleteFileW(path.c_str())); }
+
+  const std::wstring path;
+};
+
+TEST(HiddenCommand, RunsNeitherAShellNorAToolThatSomebodyHasPlanted) {
+  const TestFolder folder;
+  const CurrentFolder current(folder.path);
+  const Planted shellBesideTheProgram(ExecutableFolder(), L"cmd.exe");
+  const Planted shellInTheCurrentFolder(folder.path, L"cmd.exe");
+  const Planted toolInTheCurrentFolder(folder.path, L"route.exe");
+  const std::string token = UniqueName("token");
+  EXPECT_FALSE(RunHiddenCommand({"exit 9 & rem " + token, kGenerousMs, true}));
+  EXPECT_EQ(LogMessagesWith(token), Messages{"CMD exit=9: exit 9 & rem " + token});
+  const std::string tool = "route note=" + UniqueName("token") + " exit=23";
+  EXPECT_FALSE(RunHiddenCommand({tool, kGenerousMs, true}));
+  const Messages messages = LogMessagesWith(tool);
+  ASSERT_EQ(messages.size(), 1u);
+  EXPECT_NE(messages.front(), "CMD exit=23: " + tool);
 }
 
 TEST(HiddenCommand, RunsSideBySide) {
