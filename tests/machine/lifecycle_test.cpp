@@ -1,6 +1,15 @@
 // Life of the process: service mode under the service control manager, console mode, start-up and end.
-#include <gtest/gtest.h>
+#include <windows.h>
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <set>
+#include <string>
+
+#include "base/handle.h"
 #include "machine/support/child.h"
 #include "machine/support/console.h"
 #include "machine/support/ctrl_c.h"
@@ -33,6 +42,42 @@ TEST(Lifecycle, RunsUnderTheServiceControlManagerAndStops) {
   EXPECT_TRUE(messages[2].starts_with("Support: ")) << messages[2];
   EXPECT_EQ(messages[messages.size() - 2], "MoorlakTunnel: stopping tunnel");
   EXPECT_EQ(messages.back(), "MoorlakTunnel: stopped");
+}
+
+std::set<std::wstring> PrivilegesOf(DWORD processId) {
+  const KernelHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
+  HANDLE opened = nullptr;
+  EXPECT_TRUE(OpenProcessToken(process.Get(), TOKEN_QUERY, &opened));
+  const KernelHandle token(opened);
+  std::array<std::byte, 4096> bytes{};
+  DWORD size = 0;
+  EXPECT_TRUE(GetTokenInformation(token.Get(), TokenPrivileges, bytes.data(), bytes.size(), &size));
+  const auto* privileges = reinterpret_cast<const TOKEN_PRIVILEGES*>(bytes.data());
+  std::set<std::wstring> names;
+  for (DWORD i = 0; i < privileges->PrivilegeCount; ++i) {
+    LUID luid = privileges->Privileges[i].Luid;
+    std::array<wchar_t, 64> name{};
+    DWORD length = name.size();
+    EXPECT_TRUE(LookupPrivilegeNameW(nullptr, &luid, name.data(), &length));
+    names.emplace(name.data());
+  }
+  return names;
+}
+
+// The whole list, so that one more is a decision. What the simulated system does not grant to begin with is absent.
+TEST(Lifecycle, KeepsOnlyThePrivilegesThatItUses) {
+  const std::set<std::wstring> used{
+      L"SeAssignPrimaryTokenPrivilege", L"SeBackupPrivilege",        L"SeChangeNotifyPrivilege",
+      L"SeCreateGlobalPrivilege",       L"SeDebugPrivilege",         L"SeImpersonatePrivilege",
+      L"SeIncreaseQuotaPrivilege",      L"SeLoadDriverPrivilege",    L"SeRestorePrivilege",
+      L"SeSecurityPrivilege",           L"SeTakeOwnershipPrivilege", L"SeTcbPrivilege"};
+  const std::set<std::wstring> granted = PrivilegesOf(GetCurrentProcessId());
+  StartTunnelService();
+  const std::set<std::wstring> kept = PrivilegesOf(ServiceProcessId());
+  std::set<std::wstring> expected;
+  std::ranges::set_intersection(granted, used, std::inserter(expected, expected.end()));
+  EXPECT_EQ(kept, expected);
+  EXPECT_GT(granted.size(), expected.size());
 }
 
 // Every end of the service in these tests is one with a checked heap.
