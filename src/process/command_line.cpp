@@ -13,16 +13,10 @@ std::string Quoted(std::string_view path) {
 }  // namespace
 
 HiddenCommandLine ComposeHiddenCommand(std::string_view command, std::string_view systemFolder) {
-  HiddenCommandLine composed;
-  if (command.starts_with("netsh") && !systemFolder.empty()) {
-    composed.application = systemFolder;
-    composed.application += "\\netsh.exe";
-    composed.commandLine = command;
-    return composed;
-  }
-  composed.commandLine = "cmd.exe /C ";
-  composed.commandLine += command;
-  return composed;
+  const bool isKnown = !systemFolder.empty();
+  const std::string folder = std::string(systemFolder) + '\\';
+  if (isKnown && command.starts_with("netsh")) return {folder + "netsh.exe", std::string(command)};
+  return {isKnown ? folder + "cmd.exe" : std::string(), "cmd.exe /C " + std::string(command)};
 }
 
 std::string XrayCommandLine(std::string_view xrayPath, std::string_view configPath) {

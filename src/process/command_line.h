@@ -20,14 +20,14 @@ inline constexpr uint32_t kCommandMs = 15000;
 
 // What CreateProcess is given for a hidden command.
 struct HiddenCommandLine {
-  // Full path of the program; empty when the system is to find the first word of the command line.
+  // Full path of the program; empty when the system folder is unknown: the system then looks for the command shell.
   std::string application;
   std::string commandLine;
 };
 
 // A command whose first five bytes are "netsh" runs netsh.exe straight from the system folder, so that no other
 // netsh.exe on the search path is ever taken; anything may follow the five bytes. Everything else, and netsh when the
-// system folder is unknown (empty), runs through the command shell.
+// system folder is unknown (empty), runs through the command shell, the system's own where its folder is known.
 HiddenCommandLine ComposeHiddenCommand(std::string_view command, std::string_view systemFolder);
 
 // "<path>" -config "<path>"

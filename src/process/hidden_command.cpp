@@ -27,10 +27,13 @@ std::string SystemFolder() {
 }
 
 DWORD StartHidden(const std::string& command, ChildProcess& child) {
-  const HiddenCommandLine composed = ComposeHiddenCommand(command, SystemFolder());
+  const std::string systemFolder = SystemFolder();
+  const HiddenCommandLine composed = ComposeHiddenCommand(command, systemFolder);
   ChildOptions options;
   options.application = WidenUtf8(composed.application);
   options.commandLine = WidenUtf8(composed.commandLine);
+  // The command shell looks for tools in its working folder first.
+  options.workingFolder = WidenUtf8(systemFolder);
   return StartChild(options, child);
 }
 

@@ -2,6 +2,7 @@
 
 #include "base/thread_body.h"
 #include "service/console_host.h"
+#include "service/hardening.h"
 #include "service/process_host.h"
 #include "service/service_host.h"
 
@@ -15,6 +16,7 @@ bool WantsConsole(int argumentCount, wchar_t** arguments) {
 
 int wmain(int argumentCount, wchar_t** arguments) {
   int exitCode = 0;
+  moorlak::HardenProcess();
   moorlak::AskNobody();
   moorlak::RunThreadBody("main", [&] {
     if (WantsConsole(argumentCount, arguments)) {

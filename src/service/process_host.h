@@ -10,7 +10,7 @@ namespace moorlak {
 extern std::atomic<bool> stopFlag;
 
 // No dialog of the system's for this process and its engines: on a service's desktop nobody could answer it
-// ("SetErrorMode" and "SetupSetNonInteractiveMode" of Microsoft Learn). The first act of the program.
+// ("SetErrorMode" and "SetupSetNonInteractiveMode" of Microsoft Learn).
 void AskNobody() noexcept;
 
 // Starts the pipe thread. Throws std::system_error when there is no thread to be had: the process then cannot do

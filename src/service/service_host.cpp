@@ -9,6 +9,7 @@
 #include "base/log.h"
 #include "base/thread_body.h"
 #include "ipc/wire_format.h"
+#include "service/hardening.h"
 #include "service/process_host.h"
 #include "service/recovery.h"
 #include "service/single_instance.h"
@@ -146,6 +147,7 @@ DWORD WINAPI HandleServiceControl(DWORD control, DWORD /*eventType*/, void* /*ev
 }
 
 int RunAsService() {
+  RemoveUnusedPrivileges();
   std::wstring name = kServiceName;
   const SERVICE_TABLE_ENTRYW table[] = {{name.data(), ServiceMain}, {nullptr, nullptr}};
   if (StartServiceCtrlDispatcherW(table)) return 0;

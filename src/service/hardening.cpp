@@ -1,0 +1,89 @@
+#include "service/hardening.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "base/guarded.h"
+#include "base/handle.h"
+
+namespace moorlak {
+namespace {
+
+// "PROCESS_MITIGATION_POLICY enumeration" of Microsoft Learn; the headers here are older.
+constexpr int kExtensionPointDisablePolicy = 6;
+constexpr int kImageLoadPolicy = 10;
+constexpr int kRedirectionTrustPolicy = 16;
+// Bits of the policies' structures.
+constexpr DWORD kDisableExtensionPoints = 1;
+constexpr DWORD kNoRemoteImages = 1;
+constexpr DWORD kNoLowMandatoryLabelImages = 2;
+constexpr DWORD kPreferSystem32Images = 4;
+constexpr DWORD kEnforceRedirectionTrust = 1;
+
+template <typename Function>
+Function FindInKernel32(const char* name) {
+  const HMODULE module = GetModuleHandleW(L"kernel32.dll");
+  if (module == nullptr) return nullptr;
+  return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module, name)));
+}
+
+void ApplyPolicies() {
+  using SetPolicy = BOOL(WINAPI*)(int, void*, SIZE_T);
+  const auto setPolicy = FindInKernel32<SetPolicy>("SetProcessMitigationPolicy");
+  if (setPolicy == nullptr) return;
+  const auto apply = [&](int policy, DWORD flags) { setPolicy(policy, &flags, sizeof(flags)); };
+  apply(kExtensionPointDisablePolicy, kDisableExtensionPoints);
+  apply(kImageLoadPolicy, kNoRemoteImages | kNoLowMandatoryLabelImages | kPreferSystem32Images);
+  apply(kRedirectionTrustPolicy, kEnforceRedirectionTrust);
+}
+
+bool IsNeeded(const LUID& privilege) {
+  wchar_t name[64];
+  DWORD length = 64;
+  // One without a name cannot be meant by any list.
+  if (!LookupPrivilegeNameW(nullptr, const_cast<LUID*>(&privilege), name, &length)) return false;
+  return std::ranges::find(kNeededPrivileges, std::wstring_view(name, length)) != kNeededPrivileges.end();
+}
+
+// Empty when it cannot be read.
+std::vector<std::byte> ReadPrivileges(HANDLE token) {
+  DWORD size = 0;
+  GetTokenInformation(token, TokenPrivileges, nullptr, 0, &size);
+  std::vector<std::byte> bytes(size);
+  if (!GetTokenInformation(token, TokenPrivileges, bytes.data(), size, &size)) return {};
+  return bytes;
+}
+
+void RemoveUnused() {
+  HANDLE opened = nullptr;
+  if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY | TOKEN_ADJUST_PRIVILEGES, &opened)) return;
+  const KernelHandle token(opened);
+  std::vector<std::byte> bytes = ReadPrivileges(token.Get());
+  if (bytes.empty()) return;
+  auto* privileges = reinterpret_cast<TOKEN_PRIVILEGES*>(bytes.data());
+  LUID_AND_ATTRIBUTES* begin = privileges->Privileges;
+  LUID_AND_ATTRIBUTES* end =
+      std::remove_if(begin, begin + privileges->PrivilegeCount, [](const auto& one) { return IsNeeded(one.Luid); });
+  privileges->PrivilegeCount = static_cast<DWORD>(end - begin);
+  std::for_each(begin, end, [](LUID_AND_ATTRIBUTES& one) { one.Attributes = SE_PRIVILEGE_REMOVED; });
+  if (begin != end) AdjustTokenPrivileges(token.Get(), FALSE, privileges, 0, nullptr, nullptr);
+}
+
+}  // namespace
+
+void HardenProcess() noexcept {
+  using SetDirectories = BOOL(WINAPI*)(DWORD);
+  const auto setDirectories = FindInKernel32<SetDirectories>("SetDefaultDllDirectories");
+  if (setDirectories != nullptr) setDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
+  ApplyPolicies();
+}
+
+void RemoveUnusedPrivileges() noexcept {
+  Guarded(RemoveUnused);
+}
+
+}  // namespace moorlak
