@@ -1,14 +1,12 @@
 #include "base/file_place.h"
 
+#include <cstddef>
 #include <cstring>
 #include <string_view>
 #include <winternl.h>
 
 #include "base/held_file.h"
 #include "base/trust.h"
-
-extern "C" NTSTATUS NTAPI NtSetInformationFile(HANDLE file, PIO_STATUS_BLOCK status, PVOID information, ULONG bytes,
-                                               FILE_INFORMATION_CLASS kind);
 
 namespace moorlak {
 namespace {
