@@ -16,8 +16,8 @@ class InstanceClaim {
   InstanceClaim(const InstanceClaim&) = delete;
   InstanceClaim& operator=(const InstanceClaim&) = delete;
 
-  // This process looks after the machine. Also where the name is held by an ordinary user, who must not keep the service
-  // from putting the machine back: every user may create global names. That is logged.
+  // This process looks after the machine. Also where the name is held by an ordinary user, who must not keep the
+  // service from putting the machine back: every user may create global names. That is logged.
   bool IsFirst() const { return isFirst; }
 
  private:
