@@ -16,6 +16,11 @@ std::string FormatStartLine(size_t payloadBytes) {
   return "IPC start (payload bytes=" + std::to_string(payloadBytes) + ")";
 }
 
+std::string FormatStartCallerLine(uint32_t processId, std::string_view userSid) {
+  std::string line = "IPC start by process " + std::to_string(processId) + ", user ";
+  return line += userSid.empty() ? "unknown" : userSid;
+}
+
 std::string FormatStartFailedLine(std::string_view reason) {
   return std::string("IPC start failed: ").append(reason);
 }

@@ -22,6 +22,8 @@ bool IsLoggedAsReceived(uint32_t code);
 std::string FormatReceivedLine(uint32_t code);
 
 std::string FormatStartLine(size_t payloadBytes);
+// Who sends a start: the process and its user's SID, which may be unknown (empty).
+std::string FormatStartCallerLine(uint32_t processId, std::string_view userSid);
 // The log line of a refused start; the reason may be empty.
 std::string FormatStartFailedLine(std::string_view reason);
 // The reply to a refused start. An empty error becomes a general text, because the user is shown what follows "ERR:".

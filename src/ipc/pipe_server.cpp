@@ -11,6 +11,7 @@
 #include "base/log.h"
 #include "base/thread_body.h"
 #include "base/trust.h"
+#include "base/utf.h"
 #include "ipc/caller_verification.h"
 #include "ipc/command_dispatcher.h"
 #include "ipc/command_protocol.h"
@@ -120,6 +121,11 @@ void UpdateOwner(uint32_t code, const std::string& reply, const CallerRecord& ca
   if (command == CommandCode::Stop) ForgetOwner();
 }
 
+// Before the outcome, behind which the session's own lines begin.
+void LogStartCaller(const CallerRecord& caller) {
+  WriteLogLine(FormatStartCallerLine(GetProcessId(caller.process.Get()), NarrowUtf16(caller.userSid)));
+}
+
 // False when the connection ends without a reply.
 bool HandleRequest(PipeServer& server, HANDLE pipe, const CallerRecord& caller, std::string& reply) {
   WireNumber codeBytes{};
@@ -130,7 +136,9 @@ bool HandleRequest(PipeServer& server, HANDLE pipe, const CallerRecord& caller, 
   const uint32_t code = DecodeNumber(codeBytes);
   if (IsLoggedAsReceived(code)) WriteLogLine(FormatReceivedLine(code));
   std::string payload;
-  if (!ReadMessage(server.block, pipe, payload, &server.stopFlag) || !Dispatch(code, payload, reply)) return false;
+  if (!ReadMessage(server.block, pipe, payload, &server.stopFlag)) return false;
+  if (static_cast<CommandCode>(code) == CommandCode::Start) LogStartCaller(caller);
+  if (!Dispatch(code, payload, reply)) return false;
   UpdateOwner(code, reply, caller);
   return true;
 }

@@ -20,6 +20,8 @@ TEST(CommandProtocol, TheReceivedLineHoldsTheCodeInDecimal) {
 
 TEST(CommandProtocol, TheStartLineHoldsThePayloadSize) {
   EXPECT_EQ(FormatStartLine(16777216), "IPC start (payload bytes=16777216)");
+  EXPECT_EQ(FormatStartCallerLine(4711, "S-1-5-21-1-2-3-1001"), "IPC start by process 4711, user S-1-5-21-1-2-3-1001");
+  EXPECT_EQ(FormatStartCallerLine(8, ""), "IPC start by process 8, user unknown");
 }
 
 TEST(CommandProtocol, ARefusedStartAnswersWithItsError) {
