@@ -93,11 +93,14 @@ bool HasTrustedOwner(HANDLE object, SE_OBJECT_TYPE type) {
 
 std::wstring UserSid(HANDLE process) {
   KernelHandle token;
-  if (!OpenProcessToken(process, TOKEN_QUERY, token.Out())) return {};
+  return OpenProcessToken(process, TOKEN_QUERY, token.Out()) ? TokenUserSid(token.Get()) : std::wstring();
+}
+
+std::wstring TokenUserSid(HANDLE token) {
   // No SID is longer, so the size need not be asked for first.
   alignas(TOKEN_USER) BYTE buffer[sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE];
   DWORD size = 0;
-  if (!GetTokenInformation(token.Get(), TokenUser, buffer, sizeof(buffer), &size)) return {};
+  if (!GetTokenInformation(token, TokenUser, buffer, sizeof(buffer), &size)) return {};
   return SidText(reinterpret_cast<const TOKEN_USER*>(buffer)->User.Sid);
 }
 

@@ -27,6 +27,9 @@ bool HasTrustedOwner(HANDLE object, SE_OBJECT_TYPE type);
 // needs PROCESS_QUERY_LIMITED_INFORMATION.
 std::wstring UserSid(HANDLE process);
 
+// The same for a token, which needs TOKEN_QUERY.
+std::wstring TokenUserSid(HANDLE token);
+
 // The same for what belongs to LocalSystem and the administrators, and to nobody else: a protected list that gives both
 // full access, and the own user where he stands for them; the entries behind it are for others, and may be none.
 LocalMemory<PSECURITY_DESCRIPTOR> ClosedDescriptor(const std::wstring& entriesForOthers);

@@ -72,7 +72,11 @@ void RemoveEarlierStagedVpnConfigs() {
 }
 
 bool WriteNewFile(const std::wstring& path, std::string_view text) {
-  KernelHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+  const auto security = DescriptorFrom(kStagedFileSecurity);
+  SECURITY_ATTRIBUTES attributes{sizeof(attributes), security.Get(), FALSE};
+  if (!security) return false;
+  KernelHandle file(
+      CreateFileW(path.c_str(), GENERIC_WRITE, 0, &attributes, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!file) return false;
   if (WriteWhole(file.Get(), text)) return true;
   file.Reset();

@@ -13,6 +13,10 @@ namespace moorlak {
 // Strings" and "SID Strings" of Microsoft Learn).
 inline constexpr wchar_t kStagingFolderSecurity[] = L"D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FA;;;OW)";
 
+// What the folder's rules give its files, and reading for LocalService: the account of an engine that needs no more.
+// Every account may pass through folders (SeChangeNotifyPrivilege), so the folder stays as it is.
+inline constexpr wchar_t kStagedFileSecurity[] = L"D:P(A;;FA;;;SY)(A;;FA;;;BA)(A;;FA;;;OW)(A;;FR;;;LS)";
+
 // A folder that was looked at and found trustworthy. While the guard is open nobody can rename or remove the folder.
 struct StagingFolder {
   std::wstring path;

@@ -93,6 +93,22 @@ const wchar_t* TextOrNull(const std::wstring& text) {
   return text.empty() ? nullptr : text.c_str();
 }
 
+bool CreateProcessFor(const ChildOptions& options, std::wstring& commandLine, bool inherits, STARTUPINFOW& startup,
+                      PROCESS_INFORMATION& created) {
+  constexpr DWORD kFlags = CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT;
+  const wchar_t* const application = TextOrNull(options.application);
+  const wchar_t* const folder = TextOrNull(options.workingFolder);
+  if (options.token == nullptr) {
+    return CreateProcessW(application, commandLine.data(), nullptr, nullptr, inherits, kFlags, nullptr, folder,
+                          &startup, &created) != FALSE;
+  }
+  // Another account may not be let into this process's desktop.
+  wchar_t ownDesktop[] = L"";
+  startup.lpDesktop = ownDesktop;
+  return CreateProcessAsUserW(options.token, application, commandLine.data(), nullptr, nullptr, inherits, kFlags,
+                              nullptr, folder, &startup, &created) != FALSE;
+}
+
 // The system puts the child into the job as it creates it. Were that a step of its own, a crash in between would leave
 // a child behind.
 DWORD CreateInJob(const ChildOptions& options, ChildProcess& child) {
@@ -105,11 +121,7 @@ DWORD CreateInJob(const ChildOptions& options, ChildProcess& child) {
   // CreateProcessW writes into the command line.
   std::wstring commandLine = options.commandLine;
   PROCESS_INFORMATION created{};
-  if (!CreateProcessW(TextOrNull(options.application), commandLine.data(), nullptr, nullptr, !inherited.empty(),
-                      CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT, nullptr, TextOrNull(options.workingFolder),
-                      &startup.StartupInfo, &created)) {
-    return GetLastError();
-  }
+  if (!CreateProcessFor(options, commandLine, !inherited.empty(), startup.StartupInfo, created)) return GetLastError();
   child.process.Reset(created.hProcess);
   child.thread.Reset(created.hThread);
   child.id = created.dwProcessId;

@@ -15,6 +15,10 @@ struct ChildOptions {
   std::wstring commandLine;
   // Empty: the folder of this process.
   std::wstring workingFolder;
+  // Not owned. Null: the child runs as this process does. A primary token otherwise; the child then gets a window
+  // station of its own account (CreateProcessAsUserW of Microsoft Learn, lpDesktop an empty text) and this process's
+  // environment.
+  HANDLE token = nullptr;
   // True: the child gets the three handles below, not owned here, and inherits these only. One that is null, invalid or
   // not inheritable reaches the child as null. False: the child inherits no handle at all.
   bool redirected = false;

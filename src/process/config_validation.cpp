@@ -4,6 +4,7 @@
 
 #include <exception>
 #include <filesystem>
+#include <optional>
 
 #include "base/log.h"
 #include "base/standard_error.h"
@@ -17,33 +18,58 @@ namespace {
 constexpr DWORD kTestMs = 15000;
 constexpr DWORD kEndMs = 3000;
 
-DWORD StartTest(const std::string& xrayPath, const std::string& configPath, ChildProcess& child) {
+DWORD StartTest(const std::string& xrayPath, const std::string& configPath, EngineAccount& account,
+                ChildProcess& child) {
   ChildOptions options;
   options.commandLine = WidenUtf8("\"" + xrayPath + "\" run -test -config \"" + configPath + "\"");
   options.workingFolder = std::filesystem::path(WidenUtf8(xrayPath)).parent_path().wstring();
-  return StartChild(options, child);
+  return StartChildAs(account, options, child);
 }
 
-DWORD AwaitVerdict(const ChildProcess& child) {
-  if (WaitForSingleObject(child.process.Get(), GrantedMs(kTestMs)) != WAIT_OBJECT_0) {
+ConfigTestResult AwaitVerdict(const ChildProcess& child) {
+  const bool timedOut = WaitForSingleObject(child.process.Get(), GrantedMs(kTestMs)) != WAIT_OBJECT_0;
+  if (timedOut) {
     WriteLogLine("Xray config validation timed out — terminating test process");
     TerminateChild(child, 1);
     WaitForSingleObject(child.process.Get(), GrantedMs(kEndMs));
   }
   DWORD exitCode = 1;
-  return GetExitCodeProcess(child.process.Get(), &exitCode) ? exitCode : 1;
+  if (!GetExitCodeProcess(child.process.Get(), &exitCode)) exitCode = 1;
+  return {timedOut, exitCode};
 }
 
-bool Validate(const std::string& xrayPath, const std::string& configPath) {
-  if (xrayPath.empty()) return false;
+// Nothing when the engine cannot be started.
+std::optional<ConfigTestResult> RunTest(const std::string& xrayPath, const std::string& configPath,
+                                        EngineAccount& account) {
   ChildProcess child;
-  if (StartTest(xrayPath, configPath, child) != ERROR_SUCCESS) {
+  if (StartTest(xrayPath, configPath, account, child) != ERROR_SUCCESS) return std::nullopt;
+  return AwaitVerdict(child);
+}
+
+// Whether what was refused passes with the service's rights.
+bool PassesWithOwnRights(const std::string& xrayPath, const std::string& configPath, const ConfigTestResult& refused,
+                         EngineAccount& account) {
+  if (!IsTestedAgain(account.choice, refused)) return false;
+  EngineAccount own;
+  TakeOwnRights(own, "it refuses the configuration with fewer rights, exit " + std::to_string(refused.exitCode));
+  const auto result = RunTest(xrayPath, configPath, own);
+  if (!result || result->timedOut || result->exitCode != 0) return false;
+  account = own;
+  return true;
+}
+
+bool Validate(const std::string& xrayPath, const std::string& configPath, EngineAccount& account,
+              const std::atomic<bool>* running) {
+  if (xrayPath.empty()) return false;
+  const auto result = RunTest(xrayPath, configPath, account);
+  if (!result) {
     WriteStandardErrorLine("VPN Service: Could not run xray config validation");
     return false;
   }
-  const DWORD exitCode = AwaitVerdict(child);
-  if (exitCode == 0) return true;
-  const std::string failure = "Xray config validation failed (exit " + std::to_string(exitCode) + ")";
+  if (result->exitCode == 0) return true;
+  const bool wanted = running == nullptr || *running;
+  if (wanted && PassesWithOwnRights(xrayPath, configPath, *result, account)) return true;
+  const std::string failure = "Xray config validation failed (exit " + std::to_string(result->exitCode) + ")";
   WriteStandardErrorLine("VPN Service: " + failure);
   WriteLogLine(failure);
   return false;
@@ -51,9 +77,10 @@ bool Validate(const std::string& xrayPath, const std::string& configPath) {
 
 }  // namespace
 
-bool ValidateXrayConfig(const std::string& xrayPath, const std::string& configPath) noexcept {
+bool ValidateXrayConfig(const std::string& xrayPath, const std::string& configPath, EngineAccount& account,
+                        const std::atomic<bool>* running) noexcept {
   try {
-    return Validate(xrayPath, configPath);
+    return Validate(xrayPath, configPath, account, running);
   } catch (const std::exception& error) {
     WriteStandardErrorLine(error.what());
     return false;

@@ -72,7 +72,7 @@ struct EngineLaunch {
 
 // Without its pipe a stream of the engine is the service's own.
 EngineLaunch LaunchEngine(const std::string& commandLine, const std::filesystem::path& folder,
-                          const char* outputPipeFailed, const char* errorPipeFailed) {
+                          const char* outputPipeFailed, const char* errorPipeFailed, EngineAccount& account) {
   EngineLaunch launch;
   OutputPipe output = CreateEnginePipe(outputPipeFailed);
   OutputPipe error = CreateEnginePipe(errorPipeFailed);
@@ -84,7 +84,7 @@ EngineLaunch LaunchEngine(const std::string& commandLine, const std::filesystem:
   options.standardOutput = WriteEndOr(output, STD_OUTPUT_HANDLE);
   options.standardError = WriteEndOr(error, STD_ERROR_HANDLE);
   ChildProcess child;
-  launch.error = StartChild(options, child);
+  launch.error = StartChildAs(account, options, child);
   if (launch.error != ERROR_SUCCESS) return launch;
   launch.processId = child.id;
   launch.record = std::make_unique<ProcessRecord>();
@@ -138,16 +138,17 @@ void StopProcess(ProcessRecord& record) noexcept {
 }
 
 std::unique_ptr<ProcessRecord> LaunchXray(const std::string& xrayPath, const std::string& configPath,
-                                          const XrayLaunchTexts& texts) noexcept {
+                                          const XrayLaunchTexts& texts, EngineAccount& account) noexcept {
   try {
     const std::filesystem::path folder = FolderOfEngine(xrayPath);
     AnnounceAssets(folder, texts.assetsFound);
-    EngineLaunch launch =
-        LaunchEngine(XrayCommandLine(xrayPath, configPath), folder, texts.outputPipeFailed, texts.errorPipeFailed);
+    EngineLaunch launch = LaunchEngine(XrayCommandLine(xrayPath, configPath), folder, texts.outputPipeFailed,
+                                       texts.errorPipeFailed, account);
     if (!launch.record) {
       if (*texts.startFailed != '\0') WriteStandardErrorLine(texts.startFailed + std::to_string(launch.error));
       return nullptr;
     }
+    WriteLogLine(EngineRightsLine(account.choice));
     StartPumps(*launch.record, HandleXrayChunk);
     return std::move(launch.record);
   } catch (const std::exception& error) {
@@ -160,9 +161,12 @@ std::unique_ptr<ProcessRecord> LaunchTun2Socks(const std::string& tun2socksPath,
   try {
     const std::string commandLine = Tun2SocksCommandLine(tun2socksPath, socksPort);
     WriteStandardErrorLine("VPN Service: Starting Tun2Socks with command: " + commandLine);
+    // It drives the adapter, and takes no text of a user's.
+    EngineAccount own;
+    TakeOwnRights(own, {});
     EngineLaunch launch =
         LaunchEngine(commandLine, FolderOfEngine(tun2socksPath), "VPN Service: Failed to create stdout pipe",
-                     "VPN Service: Failed to create stderr pipe");
+                     "VPN Service: Failed to create stderr pipe", own);
     if (!launch.record) {
       WriteStandardErrorLine("VPN Service: Failed to launch tun2socks. Error code: " + std::to_string(launch.error));
       WriteStandardErrorLine("VPN Service: Make sure the application is running as Administrator!");

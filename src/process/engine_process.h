@@ -6,6 +6,7 @@
 #include <string>
 
 #include "base/handle.h"
+#include "process/engine_token.h"
 
 namespace moorlak {
 
@@ -45,8 +46,9 @@ struct XrayLaunchTexts {
 // Starts Xray (UTF-8 paths) on the staged configuration: working folder is the engine's, XRAY_LOCATION_ASSET of this
 // process is set to it when geoip.dat lies there, each output pipe gets a detached pump thread that copies to standard
 // error. Null when the process cannot be created. The caller destroys its earlier record of this engine first.
+// It runs with the account's rights, as far as it can be created with them; which they are is logged.
 std::unique_ptr<ProcessRecord> LaunchXray(const std::string& xrayPath, const std::string& configPath,
-                                          const XrayLaunchTexts& texts) noexcept;
+                                          const XrayLaunchTexts& texts, EngineAccount& account) noexcept;
 
 // Starts tun2socks on the Moorlak adapter towards the SOCKS port. Its output goes to standard error and, without the
 // info and debug chatter, to the tunnel log. Null when the process cannot be created.

@@ -90,7 +90,7 @@ bool AwaitAnswer(const ChildProcess& child, const std::atomic<bool>* running) {
   return false;
 }
 
-bool RunApi(const std::string& xrayPath, const std::string& arguments, std::string& output,
+bool RunApi(const std::string& xrayPath, const std::string& arguments, std::string& output, EngineAccount& account,
             const std::atomic<bool>* running) {
   OutputPipe pipe;
   if (!CreateOutputPipe(pipe, kApiPipeSize)) return false;
@@ -100,7 +100,7 @@ bool RunApi(const std::string& xrayPath, const std::string& arguments, std::stri
   options.standardOutput = pipe.writeEnd.Get();
   options.standardError = pipe.writeEnd.Get();
   ChildProcess child;
-  if (StartChild(options, child) != ERROR_SUCCESS) return false;
+  if (StartChildAs(account, options, child) != ERROR_SUCCESS) return false;
   pipe.writeEnd.Reset();
   const bool ended = AwaitAnswer(child, running);
   if (!ended) TerminateChild(child, 1);
@@ -125,10 +125,10 @@ bool RunHiddenCommand(const HiddenCommand& command) noexcept {
 }
 
 bool RunXrayApiCommand(const std::string& xrayPath, const std::string& arguments, std::string& output,
-                       const std::atomic<bool>* running) noexcept {
+                       EngineAccount& account, const std::atomic<bool>* running) noexcept {
   if (xrayPath.empty()) return false;
   try {
-    return RunApi(xrayPath, arguments, output, running);
+    return RunApi(xrayPath, arguments, output, account, running);
   } catch (const std::exception& error) {
     WriteStandardErrorLine(error.what());
     return false;

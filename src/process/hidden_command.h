@@ -6,6 +6,7 @@
 #include <string>
 
 #include "process/command_line.h"
+#include "process/engine_token.h"
 
 namespace moorlak {
 
@@ -25,7 +26,8 @@ CommandOutcome TryHiddenCommand(const HiddenCommand& command) noexcept;
 // Runs the engine (UTF-8 path) with the argument string and collects what it wrote on standard output and standard
 // error. True when it ended within 800 ms; output is replaced in both cases once the process was started. False at once
 // for an empty path. Clearing the flag, where one is given, ends the wait within about 100 ms as the time-out would.
+// The query runs with the account's rights, as far as it can be created with them.
 bool RunXrayApiCommand(const std::string& xrayPath, const std::string& arguments, std::string& output,
-                       const std::atomic<bool>* running = nullptr) noexcept;
+                       EngineAccount& account, const std::atomic<bool>* running = nullptr) noexcept;
 
 }  // namespace moorlak

@@ -16,6 +16,7 @@ void ResetSession(XrayService& service) {
   service.apiAddress = "127.0.0.1:" + std::to_string(kDefaultApiPort);
   service.apiTag.clear();
   service.socksPort = kDefaultSocksPort;
+  service.engineAccount = {};
   service.uplink = 0;
   service.downlink = 0;
 }

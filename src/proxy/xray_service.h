@@ -25,6 +25,8 @@ struct XrayService {
   std::string apiAddress;
   std::string apiTag;
   uint16_t socksPort = 0;
+  // As whom the engine and its queries run; as the three above.
+  EngineAccount engineAccount;
 
   // Guards xrayProcess: the session publishes it, stop ends it.
   std::mutex processLock;

@@ -90,7 +90,7 @@ bool StageText(std::string_view text, StagedConfig& staged) {
 // Starts the engine and publishes it, unless a stop came meanwhile: the record then ends it again.
 bool LaunchEngine(XrayService& service, const std::wstring& configPath) {
   if (!service.running) return false;
-  auto process = LaunchXray(service.xrayPath, NarrowUtf16(configPath), kLaunchTexts);
+  auto process = LaunchXray(service.xrayPath, NarrowUtf16(configPath), kLaunchTexts, service.engineAccount);
   if (!process) {
     WriteStandardErrorLine("Failed to start Xray process");
     return false;
@@ -122,9 +122,10 @@ void PointSystemProxy(XrayService& service, const std::wstring& configPath) {
   }
 }
 
-void QueryCounters(XrayService& service, const std::string& arguments, const std::string& apiTag) {
+void QueryCounters(XrayService& service, const std::string& arguments, const std::string& apiTag,
+                   EngineAccount& account) {
   std::string output;
-  if (!RunXrayApiCommand(service.xrayPath, arguments, output, &service.running)) return;
+  if (!RunXrayApiCommand(service.xrayPath, arguments, output, account, &service.running)) return;
   const auto totals = SumOutboundTraffic(output, apiTag);
   if (!totals) return;
   service.uplink = totals->uplink;
@@ -132,11 +133,12 @@ void QueryCounters(XrayService& service, const std::string& arguments, const std
 }
 
 // Body of the statistics thread.
-void RunStatistics(XrayService& service, const std::string& apiAddress, const std::string& apiTag) noexcept {
+void RunStatistics(XrayService& service, const std::string& apiAddress, const std::string& apiTag,
+                   EngineAccount account) noexcept {
   try {
     const std::string arguments = "api statsquery -s " + apiAddress + " -pattern \"\"";
     while (service.running) {
-      QueryCounters(service, arguments, apiTag);
+      QueryCounters(service, arguments, apiTag, account);
       WaitWhileRunning(service.running, kStatisticsPeriodMs);
     }
   } catch (const std::exception& error) {
@@ -148,8 +150,10 @@ void RunStatistics(XrayService& service, const std::string& apiAddress, const st
 bool StartStatistics(XrayService& service) {
   if (!IsSafeApiAddress(service.apiAddress)) return false;
   try {
-    service.statsThread = std::thread(
-        [&service, address = service.apiAddress, tag = service.apiTag] { RunStatistics(service, address, tag); });
+    service.statsThread =
+        std::thread([&service, address = service.apiAddress, tag = service.apiTag, account = service.engineAccount] {
+          RunStatistics(service, address, tag, account);
+        });
     return true;
   } catch (const std::exception&) {
     return false;

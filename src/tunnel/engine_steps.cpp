@@ -92,7 +92,7 @@ StepResult StageConfiguration(VpnService& service) {
 }
 
 StepResult ValidateConfiguration(VpnService& service) {
-  if (ValidateXrayConfig(service.xrayPath, StagedPath(service))) return GoOn();
+  if (ValidateXrayConfig(service.xrayPath, StagedPath(service), service.engineAccount, &service.running)) return GoOn();
   constexpr char kFailure[] = "Injected Xray config failed validation";
   WriteStandardErrorLine(kFailure);
   WriteLogLine(kFailure);
@@ -100,7 +100,10 @@ StepResult ValidateConfiguration(VpnService& service) {
 }
 
 StepResult StartXray(VpnService& service) {
-  auto launched = LaunchXray(service.xrayPath, StagedPath(service), kLaunchTexts);
+  EngineAccount own;
+  TakeOwnRights(own, "it drives the adapter itself");
+  EngineAccount& account = service.nativeTun ? own : service.engineAccount;
+  auto launched = LaunchXray(service.xrayPath, StagedPath(service), kLaunchTexts, account);
   if (!launched) {
     WriteStandardErrorLine("Failed to start Xray for VPN");
     return Abort("ERROR: failed to start Xray process (port conflict or bad config?)");

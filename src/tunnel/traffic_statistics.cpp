@@ -13,9 +13,9 @@ namespace {
 
 constexpr int32_t kPeriodMs = 3000;
 
-void QueryCounters(VpnService& service, const std::string& arguments) {
+void QueryCounters(VpnService& service, const std::string& arguments, EngineAccount& account) {
   std::string output;
-  if (!RunXrayApiCommand(service.xrayPath, arguments, output, &service.running)) return;
+  if (!RunXrayApiCommand(service.xrayPath, arguments, output, account, &service.running)) return;
   const EngineCounters counters = ParseEngineCounters(output);
   const std::lock_guard guard(service.statsLock);
   // A stop has set the totals to 0, and they stay so.
@@ -27,8 +27,10 @@ void QueryCounters(VpnService& service, const std::string& arguments) {
 }  // namespace
 
 void RunTrafficStatistics(VpnService& service) noexcept {
+  // A query that cannot be created so steps down for itself.
+  EngineAccount account = service.engineAccount;
   while (service.running) {
-    Guarded([&] { QueryCounters(service, "api statsquery -server=" + service.apiAddress); });
+    Guarded([&] { QueryCounters(service, "api statsquery -server=" + service.apiAddress, account); });
     WaitWhileRunning(service.running, kPeriodMs);
   }
 }

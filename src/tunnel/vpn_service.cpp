@@ -68,6 +68,7 @@ void BeginSession(VpnService& service, const std::string& text) {
   // Only the engine's own tunnel inbound knows the program behind a connection.
   service.nativeTun = !service.meta.blockedApps.empty();
   service.xrayDnsServers.clear();
+  service.engineAccount = {};
   service.apiAddress = "127.0.0.1:" + std::to_string(kVpnApiPort);
   service.serverAddresses.clear();
   service.routes = {};

@@ -42,6 +42,9 @@ struct VpnService {
   ConfigMeta meta;
   std::vector<std::string> xrayDnsServers;
   StagedConfig staged;
+  // As whom the engine's test and its queries run, and the engine itself unless it drives the adapter. The statistics
+  // thread has a copy.
+  EngineAccount engineAccount;
   // Host and port of the engine's API inbound.
   std::string apiAddress;
   // The VPN server's addresses, dotted.

@@ -13,6 +13,9 @@
 namespace moorlak::machine {
 namespace {
 
+// The test's engines run with whatever rights can be had.
+EngineAccount account;
+
 using Messages = std::vector<std::string>;
 
 constexpr uint16_t kPort = 21080;
@@ -27,7 +30,7 @@ struct EngineConfigValidation : testing::Test {
 
   bool Validate(const std::string& text) const {
     folder.Write(L"настройки 1.json", text);
-    return ValidateXrayConfig(Engine(), folder.NarrowFile(L"настройки 1.json"));
+    return ValidateXrayConfig(Engine(), folder.NarrowFile(L"настройки 1.json"), account);
   }
 
   // In a folder with a blank and Cyrillic letters in its name.
@@ -52,14 +55,14 @@ TEST_F(EngineConfigValidation, RejectsWhatTheEngineRefusesWithItsExitCode) {
 }
 
 TEST_F(EngineConfigValidation, RejectsAMissingFile) {
-  EXPECT_FALSE(ValidateXrayConfig(Engine(), folder.NarrowFile(L"missing.json")));
+  EXPECT_FALSE(ValidateXrayConfig(Engine(), folder.NarrowFile(L"missing.json"), account));
   EXPECT_EQ(log.Messages(), Messages{FailedWith("23")});
 }
 
 TEST_F(EngineConfigValidation, AcceptsTheStagedFileThatTheSessionHolds) {
   StagedConfig staged;
   ASSERT_TRUE(WriteStagedConfig(EngineConfig(kPort, "\"x\":{\"allowInsecure\":true},"), staged));
-  EXPECT_TRUE(ValidateXrayConfig(Engine(), NarrowUtf16(staged.path)));
+  EXPECT_TRUE(ValidateXrayConfig(Engine(), NarrowUtf16(staged.path), account));
   RemoveStagedConfig(staged);
 }
 
@@ -67,18 +70,18 @@ TEST_F(EngineConfigValidation, RunsAnEngineInAFolderWithBlanksAndCyrillicLetters
   CopyFileW(WidenUtf8(Engine()).c_str(), folder.File(L"мой xray.exe").c_str(), TRUE);
   folder.Write(L"good.json", EngineConfig(kPort));
   folder.Write(L"bad.json", "{");
-  EXPECT_TRUE(ValidateXrayConfig(folder.NarrowFile(L"мой xray.exe"), folder.NarrowFile(L"good.json")));
-  EXPECT_FALSE(ValidateXrayConfig(folder.NarrowFile(L"мой xray.exe"), folder.NarrowFile(L"bad.json")));
+  EXPECT_TRUE(ValidateXrayConfig(folder.NarrowFile(L"мой xray.exe"), folder.NarrowFile(L"good.json"), account));
+  EXPECT_FALSE(ValidateXrayConfig(folder.NarrowFile(L"мой xray.exe"), folder.NarrowFile(L"bad.json"), account));
 }
 
 TEST_F(EngineConfigValidation, RejectsWithoutAnExecutablePath) {
-  EXPECT_FALSE(ValidateXrayConfig("", folder.NarrowFile(L"a.json")));
+  EXPECT_FALSE(ValidateXrayConfig("", folder.NarrowFile(L"a.json"), account));
   EXPECT_EQ(log.Messages(), Messages{});
   EXPECT_EQ(standardError.Text(), "");
 }
 
 TEST_F(EngineConfigValidation, RejectsWithAMissingExecutable) {
-  EXPECT_FALSE(ValidateXrayConfig(folder.NarrowFile(L"xray.exe"), folder.NarrowFile(L"a.json")));
+  EXPECT_FALSE(ValidateXrayConfig(folder.NarrowFile(L"xray.exe"), folder.NarrowFile(L"a.json"), account));
   EXPECT_EQ(log.Messages(), Messages{});
   EXPECT_EQ(standardError.Text(), "VPN Service: Could not run xray config validation\n");
 }

@@ -20,6 +20,9 @@
 namespace moorlak::machine {
 namespace {
 
+// The test's engines run with whatever rights can be had.
+EngineAccount account;
+
 constexpr int64_t kMebibyte = 1 << 20;
 
 // The configurations that the tests' engine does not know, with the words in which it says so.
@@ -51,7 +54,7 @@ struct Staged {
 
 bool EngineAccepts(const std::string& text) {
   const Staged staged(text);
-  return ValidateXrayConfig(EnginePath(), staged.Path());
+  return ValidateXrayConfig(EnginePath(), staged.Path(), account);
 }
 
 std::string WhyRefused(const std::string& text) {
@@ -105,8 +108,8 @@ EngineCounters AskForCounters(uint16_t apiPort) {
 // Runs the text until a mebibyte has gone through its SOCKS port and been counted for the outbound "proxy".
 void ExpectCountedProxyTraffic(const std::string& text) {
   const Staged staged(text);
-  ASSERT_TRUE(ValidateXrayConfig(EnginePath(), staged.Path()));
-  const auto engine = LaunchXray(EnginePath(), staged.Path(), {});
+  ASSERT_TRUE(ValidateXrayConfig(EnginePath(), staged.Path(), account));
+  const auto engine = LaunchXray(EnginePath(), staged.Path(), {}, account);
   ASSERT_TRUE(engine);
   const uint16_t socksPort = DetectSocksPort(text);
   const uint16_t apiPort = FindApiPort(text);

@@ -10,6 +10,7 @@ IPC start (payload bytes=1063)
 IPC start accepted
 OS DNS=9.9.9.9/149.112.112.112; Xray DNS injected as OS list
 Xray routing rules injected (api/stats + bypass)
+Xray runs as the service without privileges (not as LocalService: LogonUserW gave no token of that account)
 SOCKS listen ready on 127.0.0.1:SOCKSPORT
 Physical gateway: 192.0.2.1
 bypass: 198.51.100.20 -> 198.51.100.20
@@ -58,6 +59,7 @@ OS DNS=9.9.9.9/149.112.112.112; Xray DNS injected as OS list
 Xray process bypass rules: 1
 Xray routing rules injected (api/stats + bypass)
 split-tunnel: Xray native TUN inbound injected (per-process bypass)
+Xray runs as the service (it drives the adapter itself)
 SOCKS listen ready on 127.0.0.1:SOCKSPORT
 split-tunnel: using Xray native TUN (per-process bypass, no tun2socks)
 Physical gateway: 192.0.2.1

@@ -9,6 +9,9 @@
 namespace moorlak {
 namespace {
 
+// The test's engines run with whatever rights can be had.
+EngineAccount account;
+
 using Messages = std::vector<std::string>;
 
 constexpr std::string_view kNotRun = "VPN Service: Could not run xray config validation\n";
@@ -23,7 +26,7 @@ struct ConfigValidation : testing::Test {
 
   bool Validate(const std::string& actions) {
     folder.Write(L"настройки 1.json", actions);
-    return ValidateXrayConfig(folder.NarrowFile(L"xray.exe"), folder.NarrowFile(L"настройки 1.json"));
+    return ValidateXrayConfig(folder.NarrowFile(L"xray.exe"), folder.NarrowFile(L"настройки 1.json"), account);
   }
 
   TestFolder folder;
@@ -59,7 +62,7 @@ TEST_F(ConfigValidation, TheEngineRunsInItsOwnFolderWithoutAWindowOrRedirectedOu
 }
 
 TEST_F(ConfigValidation, WithoutAnExecutablePathNothingIsAcceptedOrTold) {
-  EXPECT_FALSE(ValidateXrayConfig("", folder.NarrowFile(L"a.json")));
+  EXPECT_FALSE(ValidateXrayConfig("", folder.NarrowFile(L"a.json"), account));
   EXPECT_EQ(standardError.Text(), "");
 }
 
@@ -68,7 +71,7 @@ TEST_F(ConfigValidation, AnExecutableThatCannotBeStartedIsToldOnStandardErrorOnl
   const size_t before = LogMessagesWith("Xray config validation").size();
   std::string expected;
   for (const wchar_t* name : {L"missing.exe", L"text.exe", L"missing\\xray.exe"}) {
-    EXPECT_FALSE(ValidateXrayConfig(folder.NarrowFile(name), folder.NarrowFile(L"a.json")));
+    EXPECT_FALSE(ValidateXrayConfig(folder.NarrowFile(name), folder.NarrowFile(L"a.json"), account));
     expected += kNotRun;
     EXPECT_EQ(standardError.Text(), expected);
   }

@@ -13,6 +13,9 @@
 namespace moorlak {
 namespace {
 
+// The test's engines run with whatever rights can be had.
+EngineAccount account;
+
 constexpr wchar_t kAssetVariable[] = L"XRAY_LOCATION_ASSET";
 
 std::wstring AssetVariable() {
@@ -32,7 +35,7 @@ struct TestEngine {
 
   std::unique_ptr<ProcessRecord> RunXray(const std::string& actions, const XrayLaunchTexts& texts = {}) const {
     folder.Write(L"конфиг.json", actions);
-    return LaunchXray(folder.NarrowFile(L"xray.exe"), folder.NarrowFile(L"конфиг.json"), texts);
+    return LaunchXray(folder.NarrowFile(L"xray.exe"), folder.NarrowFile(L"конфиг.json"), texts, account);
   }
   std::unique_ptr<ProcessRecord> RunTun2Socks(const std::string& actions, uint16_t port = 10807) const {
     folder.Write(L"actions.txt", actions);
@@ -139,14 +142,14 @@ TEST(LaunchXray, IsNullAndTellsTheErrorWhenTheProgramIsMissing) {
   const StandardErrorCapture standardError;
   XrayLaunchTexts texts;
   texts.startFailed = "Failed to start Xray process. Error: ";
-  EXPECT_FALSE(LaunchXray(folder.NarrowFile(L"xray.exe"), "C:\\config.json", texts));
+  EXPECT_FALSE(LaunchXray(folder.NarrowFile(L"xray.exe"), "C:\\config.json", texts, account));
   EXPECT_EQ(standardError.Text(), "Failed to start Xray process. Error: 2\n");
 }
 
 TEST(LaunchXray, WritesNothingOfItsOwnWithoutTexts) {
   const TestFolder folder;
   const StandardErrorCapture standardError;
-  EXPECT_FALSE(LaunchXray(folder.NarrowFile(L"xray.exe"), "C:\\config.json", {}));
+  EXPECT_FALSE(LaunchXray(folder.NarrowFile(L"xray.exe"), "C:\\config.json", {}, account));
   EXPECT_EQ(standardError.Text(), "");
 }
 

@@ -14,6 +14,9 @@
 namespace moorlak {
 namespace {
 
+// The test's engines run with whatever rights can be had.
+EngineAccount account;
+
 using Messages = std::vector<std::string>;
 
 constexpr uint32_t kShortMs = 50;
@@ -184,20 +187,20 @@ TEST(HiddenCommand, RunsSideBySide) {
 bool EndsInTime(const std::string& path, const std::string& arguments, std::string& output) {
   constexpr int kAttempts = 5;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    if (RunXrayApiCommand(path, arguments, output)) return true;
+    if (RunXrayApiCommand(path, arguments, output, account)) return true;
   }
   return false;
 }
 
 TEST(XrayApiCommand, IsFalseAtOnceWithoutAPath) {
   std::string output = "untouched";
-  EXPECT_FALSE(RunXrayApiCommand("", "api statsquery", output));
+  EXPECT_FALSE(RunXrayApiCommand("", "api statsquery", output, account));
   EXPECT_EQ(output, "untouched");
 }
 
 TEST(XrayApiCommand, IsFalseForAMissingProgram) {
   std::string output = "untouched";
-  EXPECT_FALSE(RunXrayApiCommand("C:\\missing\\xray.exe", "api statsquery", output));
+  EXPECT_FALSE(RunXrayApiCommand("C:\\missing\\xray.exe", "api statsquery", output, account));
   EXPECT_EQ(output, "untouched");
 }
 
@@ -233,7 +236,7 @@ TEST(XrayApiCommand, KeepsTheOutputWrittenBeforeATimeOutAndEndsTheProgram) {
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     const LifeSign life;
     std::string output;
-    EXPECT_FALSE(RunXrayApiCommand(NarrowTestChildPath(), "out=early " + life.Actions(), output));
+    EXPECT_FALSE(RunXrayApiCommand(NarrowTestChildPath(), "out=early " + life.Actions(), output, account));
     if (!life.Started(0)) continue;
     EXPECT_EQ(output, "early");
     EXPECT_TRUE(life.Ends());
@@ -245,7 +248,7 @@ TEST(XrayApiCommand, KeepsTheOutputWrittenBeforeATimeOutAndEndsTheProgram) {
 TEST(XrayApiCommand, IsNotWaitedForOnceTheFlagIsCleared) {
   const std::atomic<bool> running{false};
   std::string output;
-  EXPECT_FALSE(RunXrayApiCommand(NarrowTestChildPath(), "exit=0", output, &running));
+  EXPECT_FALSE(RunXrayApiCommand(NarrowTestChildPath(), "exit=0", output, account, &running));
 }
 
 TEST(XrayApiCommand, IsWaitedForWhileTheFlagIsSet) {
@@ -254,7 +257,7 @@ TEST(XrayApiCommand, IsWaitedForWhileTheFlagIsSet) {
   constexpr int kAttempts = 5;
   bool ended = false;
   for (int attempt = 0; attempt < kAttempts && !ended; ++attempt) {
-    ended = RunXrayApiCommand(NarrowTestChildPath(), "out=here", output, &running);
+    ended = RunXrayApiCommand(NarrowTestChildPath(), "out=here", output, account, &running);
   }
   EXPECT_TRUE(ended);
   EXPECT_EQ(output, "here");
@@ -265,8 +268,8 @@ TEST(XrayApiCommand, DoesNotWaitForOutputAfterThePipeIsDrained) {
   const KernelHandle never(CreateEventW(nullptr, TRUE, FALSE, WidenUtf8(name).c_str()));
   std::string output;
   // The grandchild holds the pipe open and would write later.
-  EXPECT_TRUE(
-      RunXrayApiCommand(NarrowTestChildPath(), "\"spawn-inheriting=wait=" + name + " out=late\" out=first", output));
+  EXPECT_TRUE(RunXrayApiCommand(NarrowTestChildPath(), "\"spawn-inheriting=wait=" + name + " out=late\" out=first",
+                                output, account));
   EXPECT_EQ(output, "first");
 }
 
