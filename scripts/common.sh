@@ -84,6 +84,18 @@ end_prefix() {
     [ -d "$1" ] || return 0
     WINEPREFIX=$1 "$WINESERVER" -k >/dev/null 2>&1 || true
     WINEPREFIX=$1 "$WINESERVER" -w >/dev/null 2>&1 || true
+    end_orphans "$1"
+}
+
+# end_orphans PREFIX: a process that was just being started when its server ended knows of no end. It would stay for good,
+# with the output of whoever started it.
+end_orphans() {
+    local environment process
+    for environment in /proc/[0-9]*/environ; do
+        process=${environment%/environ}
+        case $(readlink "$process/exe" 2>/dev/null) in */wine/wine64*) ;; *) continue ;; esac
+        if grep -qzxF "WINEPREFIX=$1" "$environment" 2>/dev/null; then kill -9 "${process#/proc/}" 2>/dev/null || true; fi
+    done
 }
 
 # install_product PREFIX BINARIES ENGINE: lays the product out in a prefix as its installer would: service, client and

@@ -54,12 +54,15 @@ wine_template >/dev/null
 pids=()
 for ((job = 0; job < jobs; job++)); do
     MOORLAK_KILL_SWEEP=$words GTEST_TOTAL_SHARDS=$jobs GTEST_SHARD_INDEX=$job "$ROOT/scripts/run_session_tests.sh" \
-        "$BUILD/prefixes/${name}_$job" "$binaries" "$BUILD/engine" '--gtest_filter=*KillSweep*' 2>&1 |
-        tee "$folder/$job.log" | { grep --line-buffered '^point ' || true; } &
+        "$BUILD/prefixes/${name}_$job" "$binaries" "$BUILD/engine" '--gtest_filter=*KillSweep*' \
+        >"$folder/$job.log" 2>&1 &
     pids+=($!)
 done
+tail -q -n +1 -F "$folder"/[0-9]*.log 2>/dev/null > >(grep --line-buffered '^point ') &
+follower=$!
 status=0
 for pid in "${pids[@]}"; do wait "$pid" || status=1; done
+kill "$follower"
 
 # A session that came to its end is a run, but no point.
 points=$(cat "$folder"/[0-9]*.log | grep '^point ' | grep -vc ': the end: ' || true)
