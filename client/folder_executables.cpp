@@ -59,7 +59,7 @@ void ListFolder(const std::string& folder, const ExecutableVisitor& visit) {
 
 ListExecutables PortableListing(IsOwnDrive isOwnDrive) {
   return [isOwnDrive = std::move(isOwnDrive)](const std::string& folder, const ExecutableVisitor& visit) {
-    if (IsOwnFolder(folder, isOwnDrive)) ListFolder(folder, visit);
+    if (IsLocalFolder(folder, isOwnDrive)) ListFolder(folder, visit);
   };
 }
 

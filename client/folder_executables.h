@@ -2,7 +2,7 @@
 #pragma once
 
 #include "config/bypass_executables.h"
-#include "config/own_folder.h"
+#include "config/local_folder.h"
 
 namespace moorlak {
 

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # run_machine_tests.sh BINARIES ENGINE PREFIX [test program arguments]: the whole-service tests in a fresh prefix with
 # loopback ports of its own. The prefix stays for a look at its log; it must lie on the file system of the build folder.
+# MOORLAK_MACHINE_SUITE names another suite than "machine".
 source "$(dirname "$0")/common.sh"
 
 if [ -z "${MOORLAK_OWN_LOOPBACK:-}" ]; then
@@ -8,17 +9,22 @@ if [ -z "${MOORLAK_OWN_LOOPBACK:-}" ]; then
         'ip link set lo up && exec "$@"' bash "$0" "$@"
 fi
 
+suite=${MOORLAK_MACHINE_SUITE:-machine}
 binaries=$(realpath "$1") engine=$(realpath "$2") prefix=$(realpath -m "$3")
 shift 3
 clone_prefix "$prefix"
 check_heaps "$prefix" moorlak_service.exe moorlakctl.exe
 install_product "$prefix" "$binaries" "$engine"
-# The same folder in another spelling, for the rule that letter case does not matter: Wine shows every program's path as
-# it stands on the disk, so only a second folder can differ.
-mkdir "$prefix/drive_c/Program Files/MOORLAK"
-cp "$binaries/tests/machine/moorlak_machine_tests.exe" "$prefix/drive_c/Program Files/MOORLAK/"
+if [ "$suite" = machine ]; then
+    # The same folder in another spelling, for the rule that letter case does not matter: Wine shows every program's path
+    # as it stands on the disk, so only a second folder can differ.
+    mkdir "$prefix/drive_c/Program Files/MOORLAK"
+    cp "$binaries/tests/machine/moorlak_machine_tests.exe" "$prefix/drive_c/Program Files/MOORLAK/"
+else
+    cp "$binaries/tests/$suite/moorlak_${suite}_tests.exe" "$prefix/drive_c/Program Files/Moorlak/"
+fi
 trap 'end_prefix "$prefix"' EXIT
 export WINEPREFIX=$prefix
 status=0
-"$WINE" 'C:\Program Files\Moorlak\moorlak_machine_tests.exe' "$@" || status=$?
+"$WINE" "C:\\Program Files\\Moorlak\\moorlak_${suite}_tests.exe" "$@" || status=$?
 exit "$status"

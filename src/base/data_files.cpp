@@ -119,9 +119,4 @@ bool DeleteRecoveryFile(const wchar_t* name) {
   return DeletePlace(RecoveryFile(name));
 }
 
-std::wstring CommonDataFile(const wchar_t* name) {
-  RecoveryFolder();
-  return CommonDataFolder() + L"\\" + name;
-}
-
 }  // namespace moorlak

@@ -28,7 +28,4 @@ bool WriteRecoveryFile(const wchar_t* name, std::string_view content);
 // False when the file is still there, or never was; GetLastError tells which.
 bool DeleteRecoveryFile(const wchar_t* name);
 
-// Full path of such a file; the folder is made as above.
-std::wstring CommonDataFile(const wchar_t* name);
-
 }  // namespace moorlak

@@ -13,6 +13,7 @@ namespace {
 
 // ntstatus.h, ntifs.h and winbase.h, where these headers lack them.
 constexpr NTSTATUS kOplockBreakInProgress = 0x00000108;
+constexpr auto kObjectPathNotFound = static_cast<NTSTATUS>(0xC000003A);
 constexpr ULONG kCompleteIfOplocked = 0x00000100;
 constexpr ULONG kWriteThrough = 0x00000002;
 constexpr ULONG kOpenReparsePoint = 0x00200000;
@@ -114,7 +115,7 @@ bool RenameTo(HANDLE file, const FilePlace& target, bool replace) {
     wchar_t name[1];
   };
   const std::wstring name = NativeName(target);
-  if (name.empty()) return FailWith(static_cast<NTSTATUS>(0xC000003A));
+  if (name.empty()) return FailWith(kObjectPathNotFound);
   const size_t nameBytes = name.size() * sizeof(wchar_t);
   std::string buffer(sizeof(RenameInformation) + nameBytes, '\0');
   RenameInformation head{};

@@ -11,6 +11,7 @@
 #include "base/held_file.h"
 #include "base/log.h"
 #include "base/own_folder.h"
+#include "base/system_function.h"
 #include "base/trust.h"
 #include "base/utf.h"
 #include "config/allow_insecure.h"
@@ -37,9 +38,8 @@ std::wstring AskForDirectory(TempPathCall call) {
 // LocalSystem has a directory of its own, closed to users, where the system is new enough ("GetTempPath2W" of Microsoft
 // Learn); everybody else gets what GetTempPathW gives.
 std::wstring TemporaryDirectory() {
-  const FARPROC call = GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "GetTempPath2W");
-  if (call == nullptr) return AskForDirectory(GetTempPathW);
-  return AskForDirectory(reinterpret_cast<TempPathCall>(reinterpret_cast<void*>(call)));
+  const auto call = FindSystemFunction<TempPathCall>(L"kernel32.dll", "GetTempPath2W");
+  return AskForDirectory(call == nullptr ? GetTempPathW : call);
 }
 
 std::optional<StagingFolder> OpenStagingFolderIn(const std::wstring& parent, std::wstring_view name) {

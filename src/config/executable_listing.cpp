@@ -5,12 +5,12 @@
 #include "base/drives.h"
 #include "base/handle.h"
 #include "base/utf.h"
-#include "config/own_folder.h"
+#include "config/local_folder.h"
 
 namespace moorlak {
 
 void ListFolderExecutables(const std::string& folder, const ExecutableVisitor& visit) {
-  if (!IsOwnFolder(folder, IsFixedOrRemovableDrive)) return;
+  if (!IsLocalFolder(folder, IsFixedOrRemovableDrive)) return;
   WIN32_FIND_DATAW entry{};
   const FindHandle search(FindFirstFileW((WidenUtf8(folder) + L"\\*.exe").c_str(), &entry));
   if (!search) return;

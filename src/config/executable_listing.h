@@ -6,7 +6,7 @@
 namespace moorlak {
 
 // The body of ListExecutables: the `*.exe` files of the folder, in the file system's order, without folders. A folder
-// that is none of this machine's (config/own_folder.h) has none: it is not looked at.
+// that is none of this machine's (config/local_folder.h) has none: it is not looked at.
 void ListFolderExecutables(const std::string& folder, const ExecutableVisitor& visit);
 
 }  // namespace moorlak

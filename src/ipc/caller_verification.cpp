@@ -4,6 +4,7 @@
 
 #include "base/log.h"
 #include "base/paths.h"
+#include "base/system_function.h"
 #include "base/trust.h"
 #include "ipc/install_folder.h"
 
@@ -14,8 +15,7 @@ namespace {
 // it; where it is missing there is no way in from outside either.
 bool IsRemoteClient(HANDLE pipe) {
   using Query = BOOL(WINAPI*)(HANDLE, LPWSTR, ULONG);
-  static const auto query = reinterpret_cast<Query>(
-      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "GetNamedPipeClientComputerNameW")));
+  static const auto query = FindSystemFunction<Query>(L"kernel32.dll", "GetNamedPipeClientComputerNameW");
   if (query == nullptr) return false;
   wchar_t name[MAX_PATH] = L"";
   return query(pipe, name, sizeof(name)) || GetLastError() != ERROR_PIPE_LOCAL;

@@ -9,6 +9,7 @@
 
 #include "base/guarded.h"
 #include "base/handle.h"
+#include "base/system_function.h"
 
 namespace moorlak {
 namespace {
@@ -24,16 +25,9 @@ constexpr DWORD kNoLowMandatoryLabelImages = 2;
 constexpr DWORD kPreferSystem32Images = 4;
 constexpr DWORD kEnforceRedirectionTrust = 1;
 
-template <typename Function>
-Function FindInKernel32(const char* name) {
-  const HMODULE module = GetModuleHandleW(L"kernel32.dll");
-  if (module == nullptr) return nullptr;
-  return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module, name)));
-}
-
 void ApplyPolicies() {
   using SetPolicy = BOOL(WINAPI*)(int, void*, SIZE_T);
-  const auto setPolicy = FindInKernel32<SetPolicy>("SetProcessMitigationPolicy");
+  const auto setPolicy = FindSystemFunction<SetPolicy>(L"kernel32.dll", "SetProcessMitigationPolicy");
   if (setPolicy == nullptr) return;
   const auto apply = [&](int policy, DWORD flags) { setPolicy(policy, &flags, sizeof(flags)); };
   apply(kExtensionPointDisablePolicy, kDisableExtensionPoints);
@@ -59,9 +53,8 @@ std::vector<std::byte> ReadPrivileges(HANDLE token) {
 }
 
 void RemoveUnused() {
-  HANDLE opened = nullptr;
-  if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY | TOKEN_ADJUST_PRIVILEGES, &opened)) return;
-  const KernelHandle token(opened);
+  KernelHandle token;
+  if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY | TOKEN_ADJUST_PRIVILEGES, token.Out())) return;
   std::vector<std::byte> bytes = ReadPrivileges(token.Get());
   if (bytes.empty()) return;
   auto* privileges = reinterpret_cast<TOKEN_PRIVILEGES*>(bytes.data());
@@ -77,7 +70,7 @@ void RemoveUnused() {
 
 void HardenProcess() noexcept {
   using SetDirectories = BOOL(WINAPI*)(DWORD);
-  const auto setDirectories = FindInKernel32<SetDirectories>("SetDefaultDllDirectories");
+  const auto setDirectories = FindSystemFunction<SetDirectories>(L"kernel32.dll", "SetDefaultDllDirectories");
   if (setDirectories != nullptr) setDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
   ApplyPolicies();
 }

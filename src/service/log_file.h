@@ -10,8 +10,7 @@ namespace moorlak {
 // second name or of a stranger's) is put aside, a read-only attribute is taken off, and a log that is too large is
 // rotated where that may be. Empty where the file cannot be had for a moment or at all. A handle of this process's
 // stays on the file from then on, so that nobody is alone with it: an oplock that makes others wait is given to a sole
-// user only
-// ("Opportunistic Locks" of Microsoft Learn).
+// user only ("Opportunistic Locks" of Microsoft Learn).
 KernelHandle OpenLogFile(bool mayRotate);
 
 // Sets the access rules of the log folder and the current log: users may read and append. They count as applied, and

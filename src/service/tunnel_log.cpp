@@ -11,6 +11,7 @@
 #include "base/handle.h"
 #include "base/log.h"
 #include "base/paths.h"
+#include "base/system_function.h"
 #include "base/trust.h"
 #include "service/log_file.h"
 #include "service/log_format.h"
@@ -125,10 +126,7 @@ void WriteSessionBanner(std::string_view role) noexcept {
 std::string OsVersionText() {
   // GetVersionEx answers by the manifest; this call tells the truth (Microsoft Learn, "RtlGetVersion").
   using RtlGetVersionCall = LONG(WINAPI*)(OSVERSIONINFOW*);
-  const HMODULE ntdll = GetModuleHandleW(L"ntdll.dll");
-  if (ntdll == nullptr) return "Windows(unknown)";
-  const auto getVersion =
-      reinterpret_cast<RtlGetVersionCall>(reinterpret_cast<void*>(GetProcAddress(ntdll, "RtlGetVersion")));
+  const auto getVersion = FindSystemFunction<RtlGetVersionCall>(L"ntdll.dll", "RtlGetVersion");
   OSVERSIONINFOW version{};
   version.dwOSVersionInfoSize = sizeof(version);
   if (getVersion == nullptr || getVersion(&version) != 0) return "Windows(unknown)";

@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <atomic>
 
-#include "base/data_files.h"
 #include "base/durable_file.h"
 #include "net/dns/dns_backup_file.h"
 #include "network/support/simulated_machine.h"
+#include "unit/base/data_file_path.h"
 
 namespace moorlak {
 namespace {
@@ -26,9 +26,9 @@ class AdapterDns : public OnSimulatedMachine {
     PersistDnsBackup(backups.records);
   }
   static bool HasBackupFile() {
-    return GetFileAttributesW(CommonDataFile(kBackupFile).c_str()) != INVALID_FILE_ATTRIBUTES;
+    return GetFileAttributesW(RecoveryPath(kBackupFile).c_str()) != INVALID_FILE_ATTRIBUTES;
   }
-  static std::string BackupText() { return ReadWholeFile(CommonDataFile(kBackupFile), 1u << 20).value_or(""); }
+  static std::string BackupText() { return ReadWholeFile(RecoveryPath(kBackupFile), 1u << 20).value_or(""); }
   static const lab::Adapter& AdapterOf(const lab::MachineState& machine, const std::string& name) {
     return *std::ranges::find(machine.adapters, name, &lab::Adapter::name);
   }
@@ -380,7 +380,7 @@ TEST_F(AdapterDns, EveryRestoreFlushesTheResolversCache) {
 
 TEST_F(AdapterDns, AFileWhoseFirstLineIsV2IsIgnoredAndTold) {
   Start(lab::DhcpMachine());
-  WriteFileDurably(CommonDataFile(kBackupFile), "v2\n1\nEthernet\n12\n0\n1\n5000\n0\n1\n127.0.0.1\n");
+  WriteFileDurably(RecoveryPath(kBackupFile), "v2\n1\nEthernet\n12\n0\n1\n5000\n0\n1\n127.0.0.1\n");
   EXPECT_FALSE(LoadDnsBackup(backups.records));
   EXPECT_TRUE(backups.records.empty());
   EXPECT_EQ(LogMessages(), "dns-leak: unknown DNS backup version\n");
@@ -390,8 +390,7 @@ TEST_F(AdapterDns, AFileWhoseFirstLineIsV2IsIgnoredAndTold) {
 
 TEST_F(AdapterDns, AnAdapterNamedWithAnAmpersandIsDroppedAtLoadAndTold) {
   Start(lab::DhcpMachine());
-  WriteFileDurably(CommonDataFile(kBackupFile),
-                   "v1\n2\nEther & net\n12\n1\n1\n25\n1\n0\nEthernet\n12\n1\n1\n25\n1\n0\n");
+  WriteFileDurably(RecoveryPath(kBackupFile), "v1\n2\nEther & net\n12\n1\n1\n25\n1\n0\nEthernet\n12\n1\n1\n25\n1\n0\n");
   EXPECT_TRUE(LoadDnsBackup(backups.records));
   ASSERT_EQ(backups.records.size(), 1u);
   EXPECT_EQ(backups.records[0].name, "Ethernet");

@@ -6,9 +6,9 @@
 #include <functional>
 #include <memory>
 
-#include "base/data_files.h"
 #include "base/durable_file.h"
 #include "network/support/protected_machine.h"
+#include "unit/base/data_file_path.h"
 #include "unit/base/held_file.h"
 
 namespace moorlak {
@@ -229,7 +229,7 @@ class BeforeAfterOnAFullDisk : public BeforeAfter {
     DeleteFileW(Fresh().c_str());
     BeforeAfter::TearDown();
   }
-  static std::wstring Fresh() { return CommonDataFile(kDnsBackupFile) + L".new"; }
+  static std::wstring Fresh() { return RecoveryPath(kDnsBackupFile) + L".new"; }
   std::unique_ptr<HeldFile> holder;
 };
 

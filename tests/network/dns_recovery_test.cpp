@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <functional>
 
-#include "base/data_files.h"
 #include "machine/cold_programs.h"
 #include "network/adapter_support.h"
 #include "network/support/protected_machine.h"
+#include "unit/base/data_file_path.h"
 #include "unit/process/child_test_support.h"
 
 namespace moorlak {
@@ -219,7 +219,7 @@ TEST_F(DnsRecoveryOn, AFileThatSomebodyHoldsIsDeletedLater) {
   ASSERT_TRUE(Apply());
   DnsRecovery recovery(NoSession, kAtOnce);
   {
-    const KernelHandle held(CreateFileW(CommonDataFile(kDnsBackupFile).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+    const KernelHandle held(CreateFileW(RecoveryPath(kDnsBackupFile).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                         OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     ASSERT_TRUE(held);
     DisconnectProtection();

@@ -2,25 +2,25 @@
 // stayed would undo the user's later settings at the next start.
 #include <gtest/gtest.h>
 
-#include "base/data_files.h"
 #include "net/dns/dns_backup_file.h"
 #include "net/dns/smhnr_policy.h"
 #include "net/routing/bypass_routes.h"
 #include "net/routing/route_journal.h"
 #include "network/support/protected_machine.h"
+#include "unit/base/data_file_path.h"
 #include "unit/base/held_file.h"
 
 namespace moorlak {
 namespace {
 
 bool Exists(const wchar_t* name) {
-  return GetFileAttributesW(CommonDataFile(name).c_str()) != INVALID_FILE_ATTRIBUTES;
+  return GetFileAttributesW(RecoveryPath(name).c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
 template <typename Operation>
 void WhileHeldInDataFolder(const wchar_t* name, Operation operation) {
   ASSERT_TRUE(Exists(name));
-  WhileHeld(CommonDataFile(name), operation);
+  WhileHeld(RecoveryPath(name), operation);
   EXPECT_FALSE(Exists(name));
 }
 

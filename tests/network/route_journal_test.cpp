@@ -9,12 +9,12 @@
 #include <thread>
 #include <vector>
 
-#include "base/data_files.h"
 #include "base/durable_file.h"
 #include "machine/restart_system.h"
 #include "net/routing/bypass_routes.h"
 #include "net/routing/journaled_routes.h"
 #include "network/support/simulated_machine.h"
+#include "unit/base/data_file_path.h"
 
 namespace moorlak {
 namespace {
@@ -22,7 +22,7 @@ namespace {
 constexpr uint32_t kPatienceMs = 60000;
 
 bool BackupExists() {
-  return GetFileAttributesW(CommonDataFile(L"routes_restore.v1").c_str()) != INVALID_FILE_ATTRIBUTES;
+  return GetFileAttributesW(RecoveryPath(L"routes_restore.v1").c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
 void Replace(const GatewayRoute& route) {
@@ -298,7 +298,7 @@ TEST_F(RestartedSystem, GetsAStoredRouteBackWhenItsNetworkIsThere) {
 TEST_F(RestartedSystem, IsNotKnownFromAFileWithoutAMark) {
   Start(lab::DhcpMachine());
   ASSERT_TRUE(WriteFileDurably(
-      CommonDataFile(L"routes_restore.v1"),
+      RecoveryPath(L"routes_restore.v1"),
       "v1\ntaken\n203.0.113.7\n32\n192.0.2.77\n" + std::to_string(lab::ReadMachine().adapters[1].luid) + "\n4\n"));
   RecoverJournaledRoutes();
   EXPECT_TRUE(HasRouteTo("203.0.113.7"));
@@ -315,7 +315,7 @@ TEST_F(RouteJournalOn, ABatchIsOnDiskBeforeItsFirstChange) {
     AddLanBypassRoutes({"172.16.0.0/12", "198.51.100.0/24", "not an address", "203.0.113.64/26"}, running, routes);
   });
   EXPECT_TRUE(lab::WaitForBreak(kPatienceMs));
-  const std::string text = ReadWholeFile(CommonDataFile(L"routes_restore.v1"), 1u << 20).value_or("");
+  const std::string text = ReadWholeFile(RecoveryPath(L"routes_restore.v1"), 1u << 20).value_or("");
   EXPECT_EQ(ParseRouteJournal(text).added.size(), 3u) << text;
   lab::ReleaseBreak();
   session.join();

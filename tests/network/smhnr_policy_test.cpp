@@ -4,9 +4,9 @@
 
 #include <optional>
 
-#include "base/data_files.h"
 #include "base/durable_file.h"
 #include "network/support/simulated_machine.h"
+#include "unit/base/data_file_path.h"
 
 namespace moorlak {
 namespace {
@@ -44,7 +44,7 @@ Value Parallel() {
 }
 
 bool Exists(const wchar_t* name) {
-  return GetFileAttributesW(CommonDataFile(name).c_str()) != INVALID_FILE_ATTRIBUTES;
+  return GetFileAttributesW(RecoveryPath(name).c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
 class SmhnrPolicy : public OnSimulatedMachine {
@@ -52,8 +52,8 @@ class SmhnrPolicy : public OnSimulatedMachine {
   void SetUp() override {
     Start(lab::DhcpMachine());
     RestoreSmhnrPolicy();
-    DeleteFileW(CommonDataFile(kBackup).c_str());
-    DeleteFileW(CommonDataFile(kMarker).c_str());
+    DeleteFileW(RecoveryPath(kBackup).c_str());
+    DeleteFileW(RecoveryPath(kMarker).c_str());
     Start(lab::DhcpMachine());
   }
   static void Values(const Value& smart, const Value& parallel) {
@@ -67,8 +67,8 @@ TEST_F(SmhnrPolicy, AValueThatWasOneComesBackAsOneAndAnAbsentOneIsDeleted) {
   ApplySmhnrPolicy();
   EXPECT_EQ(Smart(), 1u);
   EXPECT_EQ(Parallel(), 1u);
-  EXPECT_EQ(ReadWholeFile(CommonDataFile(kBackup), 100), "v1\n1\n1\n0\n0\n");
-  EXPECT_EQ(ReadWholeFile(CommonDataFile(kMarker), 100), "1");
+  EXPECT_EQ(ReadWholeFile(RecoveryPath(kBackup), 100), "v1\n1\n1\n0\n0\n");
+  EXPECT_EQ(ReadWholeFile(RecoveryPath(kMarker), 100), "1");
   RestoreSmhnrPolicy();
   EXPECT_EQ(Smart(), 1u);
   EXPECT_EQ(Parallel(), Value());
@@ -94,8 +94,8 @@ TEST_F(SmhnrPolicy, ARestoreWithoutASessionAndWithoutABackupIsSilent) {
 
 TEST_F(SmhnrPolicy, ACrashedSessionsBackupIsPutBack) {
   Values(1, 1);
-  WriteFileDurably(CommonDataFile(kBackup), "v1\n1\n5\n0\n0\n");
-  WriteFileDurably(CommonDataFile(kMarker), "1");
+  WriteFileDurably(RecoveryPath(kBackup), "v1\n1\n5\n0\n0\n");
+  WriteFileDurably(RecoveryPath(kMarker), "1");
   RecoverOrphanedSmhnr();
   EXPECT_EQ(Smart(), 5u);
   EXPECT_EQ(Parallel(), Value());
@@ -105,7 +105,7 @@ TEST_F(SmhnrPolicy, ACrashedSessionsBackupIsPutBack) {
 
 TEST_F(SmhnrPolicy, ARestoreInAnotherProcessTakesTheBackupOnDisk) {
   Values(1, 1);
-  WriteFileDurably(CommonDataFile(kBackup), "v1\n0\n0\n1\n3\n");
+  WriteFileDurably(RecoveryPath(kBackup), "v1\n0\n0\n1\n3\n");
   RestoreSmhnrPolicy();
   EXPECT_EQ(Smart(), Value());
   EXPECT_EQ(Parallel(), 3u);
@@ -122,7 +122,7 @@ TEST_F(SmhnrPolicy, WithoutAMarkerNothingIsForced) {
 
 TEST_F(SmhnrPolicy, AZeroThatTheUserSetIsLeftAloneAndAOneIsDeletedByTheForcedClear) {
   Values(0, 1);
-  WriteFileDurably(CommonDataFile(kMarker), "1");
+  WriteFileDurably(RecoveryPath(kMarker), "1");
   RecoverOrphanedSmhnr();
   EXPECT_EQ(Smart(), 0u);
   EXPECT_EQ(Parallel(), Value());
@@ -132,8 +132,8 @@ TEST_F(SmhnrPolicy, AZeroThatTheUserSetIsLeftAloneAndAOneIsDeletedByTheForcedCle
 
 TEST_F(SmhnrPolicy, ABackupWhoseFirstLineIsNotV1LeavesTheMarkersWay) {
   Values(1, 0);
-  WriteFileDurably(CommonDataFile(kBackup), "v2\n1\n5\n1\n5\n");
-  WriteFileDurably(CommonDataFile(kMarker), "1");
+  WriteFileDurably(RecoveryPath(kBackup), "v2\n1\n5\n1\n5\n");
+  WriteFileDurably(RecoveryPath(kMarker), "1");
   RecoverOrphanedSmhnr();
   EXPECT_EQ(Smart(), Value());
   EXPECT_EQ(Parallel(), 0u);
@@ -141,9 +141,9 @@ TEST_F(SmhnrPolicy, ABackupWhoseFirstLineIsNotV1LeavesTheMarkersWay) {
 
 TEST_F(SmhnrPolicy, AFolderInTheMarkersPlaceIsNoMarker) {
   Values(1, 1);
-  CreateDirectoryW(CommonDataFile(kMarker).c_str(), nullptr);
+  CreateDirectoryW(RecoveryPath(kMarker).c_str(), nullptr);
   RecoverOrphanedSmhnr();
-  RemoveDirectoryW(CommonDataFile(kMarker).c_str());
+  RemoveDirectoryW(RecoveryPath(kMarker).c_str());
   EXPECT_EQ(Smart(), 1u);
 }
 

@@ -7,6 +7,7 @@
 
 #include "base/guarded.h"
 #include "base/log.h"
+#include "base/system_function.h"
 #include "base/utf.h"
 #include "net/adapter/adapter_lookup.h"
 #include "net/adapter/adapter_name.h"
@@ -27,11 +28,6 @@ constexpr DWORD kReleaseSettleMs = 300;
 constexpr DWORD kListingPatienceMs = 3000;
 constexpr DWORD kLookPeriodMs = 200;
 
-template <typename Function>
-Function FindExport(HMODULE library, const char* name) {
-  return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(library, name)));
-}
-
 void ForgetLibraryLocked(WintunHolder& holder) {
   holder.createAdapter = nullptr;
   holder.openAdapter = nullptr;
@@ -41,9 +37,9 @@ void ForgetLibraryLocked(WintunHolder& holder) {
 
 bool FindExportsLocked(WintunHolder& holder) {
   const HMODULE library = holder.wintun.Get();
-  holder.createAdapter = FindExport<WintunHolder::CreateAdapter>(library, "WintunCreateAdapter");
-  holder.openAdapter = FindExport<WintunHolder::OpenAdapter>(library, "WintunOpenAdapter");
-  holder.closeAdapter = FindExport<WintunHolder::CloseAdapter>(library, "WintunCloseAdapter");
+  holder.createAdapter = FindSystemFunction<WintunHolder::CreateAdapter>(library, "WintunCreateAdapter");
+  holder.openAdapter = FindSystemFunction<WintunHolder::OpenAdapter>(library, "WintunOpenAdapter");
+  holder.closeAdapter = FindSystemFunction<WintunHolder::CloseAdapter>(library, "WintunCloseAdapter");
   return holder.createAdapter != nullptr && holder.openAdapter != nullptr && holder.closeAdapter != nullptr;
 }
 

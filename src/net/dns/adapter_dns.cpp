@@ -9,6 +9,7 @@
 
 #include "base/handle.h"
 #include "base/log.h"
+#include "base/system_function.h"
 #include "net/adapter/adapter_lookup.h"
 #include "net/adapter/adapter_name.h"
 #include "net/adapter/interface_entry.h"
@@ -177,8 +178,7 @@ using DnsFlush = BOOL(WINAPI*)();
 bool FlushThroughLibrary() {
   const ModuleHandle library(LoadLibraryExW(L"dnsapi.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
   if (!library) return false;
-  const auto flush =
-      reinterpret_cast<DnsFlush>(reinterpret_cast<void*>(GetProcAddress(library.Get(), "DnsFlushResolverCache")));
+  const auto flush = FindSystemFunction<DnsFlush>(library.Get(), "DnsFlushResolverCache");
   if (flush == nullptr) return false;
   flush();
   return true;

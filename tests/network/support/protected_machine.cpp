@@ -6,13 +6,13 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "base/data_files.h"
 #include "base/durable_file.h"
 #include "base/handle.h"
 #include "net/dns/smhnr_policy.h"
 #include "process/background_commands.h"
 #include "tunnel/disconnect.h"
 #include "tunnel/vpn_service.h"
+#include "unit/base/data_file_path.h"
 #include "unit/process/child_test_support.h"
 
 namespace moorlak {
@@ -82,15 +82,15 @@ void SetPolicy(const Policy& policy) {
 }
 
 std::optional<std::string> DataFile(const wchar_t* name) {
-  return ReadWholeFile(CommonDataFile(name), 1u << 20);
+  return ReadWholeFile(RecoveryPath(name), 1u << 20);
 }
 
 void WriteDataFile(const wchar_t* name, const std::string& content) {
-  if (!WriteFileDurably(CommonDataFile(name), content)) throw std::runtime_error("cannot write a recovery file");
+  if (!WriteFileDurably(RecoveryPath(name), content)) throw std::runtime_error("cannot write a recovery file");
 }
 
 void DeleteDataFile(const wchar_t* name) {
-  DeleteFileW(CommonDataFile(name).c_str());
+  DeleteFileW(RecoveryPath(name).c_str());
 }
 
 std::string ShowMasked(lab::MachineState machine, OwnTraces masked) {

@@ -14,17 +14,18 @@ constexpr int kOther = 8;
 // Made before the module's first use, so it ends after everything that the module destroys: background work may run as
 // late.
 struct LateUser {
-  std::wstring* before = new std::wstring;
+  HANDLE before = nullptr;
   ~LateUser() {
     // What was freed is used again.
     for (int i = 0; i < 64; ++i) new std::wstring(20 + static_cast<size_t>(i % 8), L'#');
-    ExitProcess(CommonDataFile(L"late.v1") == *before ? kSame : kOther);
+    const HANDLE now = RecoveryFile(L"late.v1").folder;
+    ExitProcess(now != nullptr && now == before ? kSame : kOther);
   }
 };
 
 [[noreturn]] void EndAfterUse() {
   static LateUser user;
-  *user.before = CommonDataFile(L"late.v1");
+  user.before = RecoveryFile(L"late.v1").folder;
   std::exit(0);
 }
 

@@ -15,6 +15,6 @@ using IsOwnDrive = std::function<bool(const std::string& root)>;
 // backslashes ("Naming Files, Paths, and Namespaces" of Microsoft Learn: another machine, a device, or a path that is
 // taken literally), when it names the object manager's namespace ("\??\"), and when its drive is not an own one, which
 // is the only thing that is asked for.
-bool IsOwnFolder(std::string_view folder, const IsOwnDrive& isOwnDrive);
+bool IsLocalFolder(std::string_view folder, const IsOwnDrive& isOwnDrive);
 
 }  // namespace moorlak

@@ -1,4 +1,4 @@
-#include "config/own_folder.h"
+#include "config/local_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@ namespace {
 // The root that was asked for, "none" when nothing was.
 std::string AskedFor(std::string_view folder) {
   std::string asked = "none";
-  EXPECT_FALSE(IsOwnFolder(folder, [&asked](const std::string& root) {
+  EXPECT_FALSE(IsLocalFolder(folder, [&asked](const std::string& root) {
     asked = root;
     return false;
   }));
@@ -21,7 +21,7 @@ TEST(OwnFolder, ItsDriveDecides) {
   EXPECT_EQ(AskedFor("D:"), R"(D:\)");
   EXPECT_EQ(AskedFor("D:app"), R"(D:\)");
   for (const char* folder : {R"(C:\App)", R"(C:\\App\\)", "C:/App", R"(\App)", "App", "App/Bin"}) {
-    EXPECT_TRUE(IsOwnFolder(folder, [](const std::string&) { return true; })) << folder;
+    EXPECT_TRUE(IsLocalFolder(folder, [](const std::string&) { return true; })) << folder;
   }
 }
 

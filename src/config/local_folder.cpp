@@ -1,4 +1,4 @@
-#include "config/own_folder.h"
+#include "config/local_folder.h"
 
 #include "config/byte_search.h"
 
@@ -16,7 +16,7 @@ bool IsDriveLetter(char byte) {
 
 }  // namespace
 
-bool IsOwnFolder(std::string_view folder, const IsOwnDrive& isOwnDrive) {
+bool IsLocalFolder(std::string_view folder, const IsOwnDrive& isOwnDrive) {
   // What is looked up: the folder "\" and a name behind it would be another machine's.
   const std::string path = std::string(folder) + "\\*";
   if (IsSeparator(path[0]) && (IsSeparator(path[1]) || path.substr(1, 2) == "??")) return false;

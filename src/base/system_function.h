@@ -1,0 +1,21 @@
+// Functions of the system's that not every version of it has, or that no header declares.
+#pragma once
+
+#include <windows.h>
+
+namespace moorlak {
+
+// Null when the module is null or lacks the function. The caller answers for the type.
+template <typename Function>
+Function FindSystemFunction(HMODULE module, const char* name) noexcept {
+  if (module == nullptr) return nullptr;
+  return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module, name)));
+}
+
+// The same of a library that every process has loaded.
+template <typename Function>
+Function FindSystemFunction(const wchar_t* loadedModule, const char* name) noexcept {
+  return FindSystemFunction<Function>(GetModuleHandleW(loadedModule), name);
+}
+
+}  // namespace moorlak
