@@ -17,6 +17,7 @@
 #include "machine/support/child.h"
 #include "machine/support/hostile_client.h"
 #include "machine/support/pipe_client.h"
+#include "machine/support/plain_heap.h"
 #include "machine/support/raw_caller.h"
 #include "machine/support/running_service.h"
 #include "machine/support/service_control.h"
@@ -145,9 +146,13 @@ void SendLargestConfig() {
   EXPECT_TRUE(StartTunnel(true, config).starts_with("ERR:"));
 }
 
-class HostileClients : public RunningService {};
+struct Cost {
+  ProcessUse early;
+  ProcessUse late;
+};
 
-TEST_F(HostileClients, CostTheServiceNeitherAPingNorAHandleNorMemory) {
+// A fifth of the connections, then the others.
+Cost CostOfTheWaves() {
   const uint32_t connections = std::max(FromEnvironment("MOORLAK_HOSTILE_CLIENTS", 300), 100u);
   const uint32_t seed = FromEnvironment("MOORLAK_HOSTILE_SEED", std::random_device{}());
   const Numbers all = Share(connections);
@@ -176,8 +181,23 @@ TEST_F(HostileClients, CostTheServiceNeitherAPingNorAHandleNorMemory) {
   EXPECT_GT(pinger.pings, 0u);
   EXPECT_EQ(pinger.failures, 0u);
   for (const auto& complaint : complaints.texts) ADD_FAILURE() << complaint;
-  EXPECT_LE(useLate.handles, useEarly.handles + kHandleRoom);
-  EXPECT_LE(useLate.privateBytes, useEarly.privateBytes + kPrivateBytesRoom);
+  return {.early = useEarly, .late = useLate};
+}
+
+class HostileClients : public RunningService {};
+
+TEST_F(HostileClients, CostTheServiceNeitherAPingNorAHandle) {
+  EXPECT_TRUE(ServiceChecksItsHeap());
+  const Cost cost = CostOfTheWaves();
+  EXPECT_LE(cost.late.handles, cost.early.handles + kHandleRoom);
+}
+
+class HostileClientsOfAPlainHeap : public PlainHeap, public RunningService {};
+
+TEST_F(HostileClientsOfAPlainHeap, CostTheServiceNoMemory) {
+  EXPECT_FALSE(ServiceChecksItsHeap());
+  const Cost cost = CostOfTheWaves();
+  EXPECT_LE(cost.late.privateBytes, cost.early.privateBytes + kPrivateBytesRoom);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "machine/support/plain_heap.h"
 #include "machine/support/service_control.h"
 #include "machine/support/wait.h"
 #include "session/support/processes.h"
@@ -74,7 +75,10 @@ class SessionSoak : public TunnelSession {
   static constexpr std::chrono::seconds kUpPatience{90};
 };
 
-TEST_F(SessionSoak, LeavesTheServiceAsItWas) {
+class SessionSoakOfAPlainHeap : public machine::PlainHeap, public SessionSoak {};
+
+TEST_F(SessionSoakOfAPlainHeap, LeavesTheServiceAsItWas) {
+  EXPECT_FALSE(machine::ServiceChecksItsHeap());
   const uint32_t cycles = WantedCycles(4);
   // A short run compares with the last cycle on the same path: the two leave different threads of the system's pool.
   const uint32_t settledCycle = std::min(kSettledCycle, std::max(cycles, 3u) - 2);
