@@ -4,13 +4,8 @@
 # ENGINE it builds what it needs. Run it on a machine that has nothing else to do.
 source "$(dirname "$0")/common.sh"
 
-runs=${1:-5} binaries=${2:-} engine=${3:-$BUILD/engine}
-if [ -z "$binaries" ]; then
-    binaries=$BUILD/windows-release
-    (cd "$ROOT" && cmake --preset windows-release -B "$binaries") >/dev/null
-    cmake --build "$binaries" --target moorlak_session_bench >/dev/null
-    "$ROOT/scripts/build_engine.sh" "$engine" >/dev/null
-fi
+runs=${1:-5}
+take_binaries moorlak_session_bench "${@:2}"
 prefix=$BUILD/prefixes/bench_session
 status=0
 MOORLAK_BENCH_RUNS=$runs MOORLAK_SESSION_PROGRAM=moorlak_session_bench "$ROOT/scripts/run_session_tests.sh" \

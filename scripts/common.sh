@@ -116,3 +116,15 @@ install_product() {
     rm -rf "$folder/lab"
     [ ! -d "$binaries/tests/machine/lab" ] || cp -r "$binaries/tests/machine/lab" "$folder/lab"
 }
+
+# take_binaries TARGET [BINARIES [ENGINE]]: sets `binaries` and `engine` to these finished builds; without them a release
+# build of the target and the engine are made.
+take_binaries() {
+    binaries=${2:-} engine=${3:-$BUILD/engine}
+    [ -z "$binaries" ] || return 0
+    binaries=$BUILD/windows-release
+    { (cd "$ROOT" && cmake --preset windows-release -B "$binaries") &&
+        cmake --build "$binaries" --target "$1" &&
+        "$ROOT/scripts/build_engine.sh" "$engine"; } >"$BUILD/$1.log" 2>&1 ||
+        { tail -n 40 "$BUILD/$1.log"; return 1; }
+}

@@ -5,13 +5,8 @@
 # leaves stored copies), or both. Without BINARIES and ENGINE it builds what it needs.
 source "$(dirname "$0")/common.sh"
 
-binaries=${1:-} engine=${2:-$BUILD/engine} shards=${MOORLAK_SHARDS:-$(nproc)}
-if [ -z "$binaries" ]; then
-    binaries=$BUILD/windows-release
-    (cd "$ROOT" && cmake --preset windows-release -B "$binaries") >/dev/null
-    cmake --build "$binaries" --target moorlak_session_tests >/dev/null
-    "$ROOT/scripts/build_engine.sh" "$engine" >/dev/null
-fi
+shards=${MOORLAK_SHARDS:-$(nproc)}
+take_binaries moorlak_session_tests "$@"
 logs=$BUILD/results/fault_sweep
 mkdir -p "$logs"
 pids=()

@@ -42,19 +42,13 @@ case $words in *point=*) jobs=1 ;; esac
 folder=$BUILD/results/$name
 rm -rf "$folder"
 mkdir -p "$folder"
-if [ -z "$binaries" ]; then
-    binaries=$BUILD/windows-release
-    { (cd "$ROOT" && cmake --preset windows-release -B "$binaries") &&
-        cmake --build "$binaries" --target moorlak_session_tests &&
-        "$ROOT/scripts/build_engine.sh" "$BUILD/engine"; } >"$folder/build.log" 2>&1 ||
-        { tail -n 40 "$folder/build.log"; exit 1; }
-fi
+take_binaries moorlak_session_tests "$binaries"
 wine_template >/dev/null
 
 pids=()
 for ((job = 0; job < jobs; job++)); do
     MOORLAK_KILL_SWEEP=$words GTEST_TOTAL_SHARDS=$jobs GTEST_SHARD_INDEX=$job "$ROOT/scripts/run_session_tests.sh" \
-        "$BUILD/prefixes/${name}_$job" "$binaries" "$BUILD/engine" '--gtest_filter=*KillSweep*' \
+        "$BUILD/prefixes/${name}_$job" "$binaries" "$engine" '--gtest_filter=*KillSweep*' \
         >"$folder/$job.log" 2>&1 &
     pids+=($!)
 done

@@ -6,13 +6,8 @@
 export WINEDEBUG=warn+heap
 source "$(dirname "$0")/common.sh"
 
-sessions=${1:-50} binaries=${2:-} engine=${3:-$BUILD/engine}
-if [ -z "$binaries" ]; then
-    binaries=$BUILD/windows-release
-    (cd "$ROOT" && cmake --preset windows-release -B "$binaries") >/dev/null
-    cmake --build "$binaries" --target moorlak_session_tests >/dev/null
-    "$ROOT/scripts/build_engine.sh" "$engine" >/dev/null
-fi
+sessions=${1:-50}
+take_binaries moorlak_session_tests "${@:2}"
 prefix=$BUILD/prefixes/soak_heap
 status=0
 MOORLAK_SOAK_CYCLES=$sessions "$ROOT/scripts/run_session_tests.sh" "$prefix" "$binaries" "$engine" \

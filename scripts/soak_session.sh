@@ -4,13 +4,8 @@
 # takes some ten seconds. Without BINARIES and ENGINE it builds what it needs.
 source "$(dirname "$0")/common.sh"
 
-cycles=${1:-200} binaries=${2:-} engine=${3:-$BUILD/engine}
-if [ -z "$binaries" ]; then
-    binaries=$BUILD/windows-release
-    (cd "$ROOT" && cmake --preset windows-release -B "$binaries") >/dev/null
-    cmake --build "$binaries" --target moorlak_session_tests >/dev/null
-    "$ROOT/scripts/build_engine.sh" "$engine" >/dev/null
-fi
+cycles=${1:-200}
+take_binaries moorlak_session_tests "${@:2}"
 prefix=$BUILD/prefixes/soak_session
 status=0
 MOORLAK_SOAK_CYCLES=$cycles "$ROOT/scripts/run_session_tests.sh" "$prefix" "$binaries" "$engine" \
