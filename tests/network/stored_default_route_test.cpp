@@ -16,13 +16,7 @@ class StoredDefaultRoute : public OnSimulatedMachine {
     lab::MachineState machine = lab::DhcpMachine();
     machine.routeKeepsStored = true;
     AddTunnelAdapter(machine);
-    lab::Adapter second = machine.adapters.back();
-    second.name = "Moorlak 1";
-    second.luid += 1;
-    second.guid = "{00000000-0000-4E01-9A11-4D6F6F726C61}";
-    second.ipv4.addresses.clear();
-    second.ipv4.ifIndex = machine.nextIfIndex++;
-    machine.adapters.push_back(second);
+    AddTunnelAdapter(machine, "Moorlak 1").ipv4.addresses.clear();
     return machine;
   }
 };

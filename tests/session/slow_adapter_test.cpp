@@ -48,6 +48,13 @@ class SlowAdapterSession : public TunnelSession {
  protected:
   SlowAdapterSession() { Begin(SlowMachine()); }
 
+  // For longer than any test.
+  void BeginWithLingeringAdapters() {
+    lab::MachineState machine = SlowMachine();
+    machine.adapterHabits.lingerMs = 3'600'000;
+    Begin(machine);
+  }
+
   // The line of an earlier session may stand in the log: the status tells.
   void Connect(const std::string& config) {
     ASSERT_EQ(Start(config), "OK");
@@ -138,9 +145,7 @@ TEST_F(SlowAdapterSession, ThatReplacesAnotherIsSetUpOnItsOwnAdapter) {
 
 // An adapter that its engine has left is down but there: what the session set goes from it at once.
 TEST_F(SlowAdapterSession, WhoseEngineDiesIsUndoneOnTheAdapterThatItLeaves) {
-  lab::MachineState machine = SlowMachine();
-  machine.adapterHabits.lingerMs = 3'600'000;
-  Begin(machine);
+  BeginWithLingeringAdapters();
   ASSERT_NO_FATAL_FAILURE(Connect(Config()));
   const std::string guid = lab::ReadMachine().tunnels.at(0).adapterGuid;
   KillProcess(WaitForProcess(kTun2SocksImage));
@@ -159,9 +164,7 @@ TEST_F(SlowAdapterSession, WhoseEngineDiesIsUndoneOnTheAdapterThatItLeaves) {
 
 // The service comes back while its own adapter and the engine's still linger.
 TEST_F(SlowAdapterSession, OfAServiceThatDiedIsUndoneWhileItsAdaptersLinger) {
-  lab::MachineState machine = SlowMachine();
-  machine.adapterHabits.lingerMs = 3'600'000;
-  Begin(machine);
+  BeginWithLingeringAdapters();
   ASSERT_NO_FATAL_FAILURE(Connect(Config()));
   machine::KillTunnelService();
   machine::StartTunnelService();
