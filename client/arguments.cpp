@@ -58,7 +58,7 @@ bool SetOption(Arguments& arguments, std::string_view name) {
   return false;
 }
 
-// "-" alone is a file name; an empty word is one too, and gets its own error later.
+// "-" alone is a file name. So is an empty word, which gets its own error later.
 bool LooksLikeOption(const std::string& word) {
   return word.size() > 1 && word.front() == '-';
 }
@@ -90,7 +90,7 @@ std::string TakeCommandWords(Arguments& arguments, const std::vector<std::string
   return {};
 }
 
-// What follows "--" is a file name, whatever it looks like.
+// A word after "--" is a file name, even if it looks like an option.
 bool AsksForHelp(const std::vector<std::string>& words) {
   const auto end = std::find(words.begin(), words.end(), "--");
   return std::any_of(words.begin(), end, IsHelpWord);

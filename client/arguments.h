@@ -10,7 +10,7 @@ enum class ClientCommand { None, Ping, Start, Stop, Status, Logs, Prepare };
 
 struct Arguments {
   ClientCommand command = ClientCommand::None;
-  // `--help`: of the command, or of the program when the command is None.
+  // `--help`: the command's help, or the program's if the command is None.
   bool help = false;
   bool version = false;
   // start
@@ -29,14 +29,14 @@ struct Arguments {
 
 struct ParsedArguments {
   Arguments arguments;
-  // Empty when the command line is in order; otherwise one sentence for the user.
+  // Empty if the command line is valid; otherwise one sentence for the user.
   std::string error;
 };
 
-// Takes the arguments behind the program's name, UTF-8. `--help` wins over everything that is wrong beside it.
+// Takes the arguments after the program's name, in UTF-8. `--help` wins over any error on the same line.
 ParsedArguments ParseArguments(const std::vector<std::string>& words);
 
-// The command as it is typed; empty for None.
+// The command as the user types it; empty for None.
 std::string CommandName(ClientCommand command);
 
 }  // namespace moorlak

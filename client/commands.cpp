@@ -16,7 +16,7 @@ namespace moorlak {
 namespace {
 
 constexpr DWORD kWatchPeriod = 1000;
-// A watch on the log folder that misses a change (network file systems do) is made up for by looking anyway.
+// The log is also read at this interval: a watch on its folder can miss a change (on network file systems it does).
 constexpr DWORD kLogPeriod = 1000;
 
 int64_t PerformanceCount() {

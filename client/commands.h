@@ -11,9 +11,9 @@ ExitCode RunPing(Console& console);
 ExitCode RunStop(Console& console);
 ExitCode RunStatus(Console& console, const Arguments& arguments);
 ExitCode RunLogs(Console& console, const Arguments& arguments);
-// Needs no service; prepare_command.cpp.
+// Needs no service. In prepare_command.cpp.
 ExitCode RunPrepare(Console& console, const Arguments& arguments);
-// Stays in the foreground for as long as the session lasts; start_command.cpp.
+// Stays in the foreground for as long as the session lasts. In start_command.cpp.
 ExitCode RunStart(Console& console, const Arguments& arguments);
 
 }  // namespace moorlak

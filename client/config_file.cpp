@@ -28,7 +28,7 @@ ConfigFile ReadHandle(HANDLE source, const std::string& name) {
     DWORD read = 0;
     if (!ReadFile(source, chunk.data(), wanted, &read, nullptr)) {
       const DWORD error = GetLastError();
-      // The writing end of a pipe was closed: its end of file.
+      // The write end of a pipe was closed: end of file.
       return error == ERROR_BROKEN_PIPE ? file : CannotRead(name, error);
     }
     if (read == 0) break;

@@ -1,4 +1,4 @@
-// The bytes that `start` and `prepare` are given.
+// The configuration file that `start` and `prepare` read.
 #pragma once
 
 #include <string>
@@ -6,9 +6,9 @@
 namespace moorlak {
 
 struct ConfigFile {
-  // At most kConfigReadLimit bytes, so that a file which is too large can be told without reading all of it.
+  // At most kConfigReadLimit bytes: enough to see that a file is too large without reading all of it.
   std::string bytes;
-  // Empty when the bytes were read; otherwise one sentence for the user.
+  // Empty if the bytes were read; otherwise one sentence for the user.
   std::string error;
 };
 

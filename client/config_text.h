@@ -11,20 +11,20 @@ namespace moorlak {
 
 // The mode byte and the separator take two bytes of the payload.
 inline constexpr size_t kMaxConfigBytes = kMaxPayloadBytes - 2;
-// What has to be read of a file to judge it: the longest text, its byte-order mark and one byte too many.
+// How much of a file must be read to judge it: the longest text, a byte-order mark, and one byte too many.
 inline constexpr size_t kConfigReadLimit = kMaxConfigBytes + 3 + 1;
 
 struct ConfigText {
-  // Points into the bytes given.
+  // Points into the caller's bytes.
   std::string_view text;
-  // Empty when the text can be sent; otherwise one sentence for the user.
+  // Empty if the text can be sent; otherwise one sentence for the user.
   std::string error;
 };
 
-// Leaves out a UTF-8 byte-order mark and refuses what is too long or plainly UTF-16.
+// Drops a UTF-8 byte-order mark; refuses a text that is too long or starts with a UTF-16 byte-order mark.
 ConfigText PrepareConfigText(std::string_view fileBytes);
 
-// Refuses what the service would refuse, in part only after it has ended a session that runs.
+// Refuses what the service would refuse. The service refuses some of it only after it has ended the running session.
 ConfigText CheckForStart(ConfigText config);
 
 }  // namespace moorlak

@@ -1,4 +1,4 @@
-// The two streams of a command, and the ways in which every command ends.
+// A command's two output streams, and how every command reports its outcome.
 #pragma once
 
 #include <optional>
@@ -17,16 +17,16 @@ struct Console {
 
 Console OpenConsole();
 
-// To standard error, behind the program's name; a live line on standard output stays standing above it.
+// Writes the program's name and the text to standard error. A live line on standard output stays visible above it.
 void Complain(Console& console, std::string_view text);
 
-// Words a failed exchange; asks the service control manager where that helps.
+// Reports a failed exchange; queries the service control manager where that helps.
 ExitCode ReportFailure(Console& console, const PipeAnswer& answer);
 
-// Reports a reply that is not "OK": the service's own error text, or a reply that it would not give.
+// Reports a reply that is not "OK": the service's error text, or a reply that the service never sends.
 ExitCode ReportReply(Console& console, const PipeAnswer& answer);
 
-// The status of a successful exchange, or nothing after having reported what is wrong with it.
+// The status that a successful exchange returned. Otherwise reports the error, sets `code` and returns nullopt.
 std::optional<StatusReply> TakeStatus(Console& console, const PipeAnswer& answer, ExitCode& code);
 
 }  // namespace moorlak

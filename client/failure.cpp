@@ -6,17 +6,17 @@
 namespace moorlak {
 namespace {
 
-// System error codes by the names that Microsoft Learn, "System Error Codes", gives them.
+// System error codes, named as in Microsoft Learn, "System Error Codes".
 constexpr uint32_t kFileNotFound = 2;
 constexpr uint32_t kAccessDenied = 5;
 constexpr uint32_t kBrokenPipe = 109;
 constexpr uint32_t kPipeBusy = 231;
 constexpr uint32_t kNoData = 232;
 constexpr uint32_t kPipeNotConnected = 233;
-// Wine answers so when the pipe's only instance is just being replaced.
+// Wine returns this while the pipe's only instance is being replaced.
 constexpr uint32_t kInstanceBeingReplaced = 676;
 
-// As much of an unknown answer as is shown.
+// How much of an unknown reply is shown.
 constexpr size_t kReplyExcerpt = 200;
 
 std::string AbsentText(ServiceState state) {

@@ -1,4 +1,4 @@
-// Why a command got no usable answer, what the user is told, and with which code the program exits.
+// Why a command got no usable reply, the message for the user, and the program's exit code.
 #pragma once
 
 #include <cstdint>
@@ -13,56 +13,56 @@ enum class Failure {
   None,
   // The pipe does not exist.
   Absent,
-  // The pipe served others until the deadline.
+  // The pipe served other clients until the deadline.
   Busy,
   AccessDenied,
-  // The pipe is owned by a user whom the service cannot be.
+  // The pipe's owner is an account that the service cannot run as.
   Impostor,
-  // The connection was closed before the first byte of an answer.
+  // The connection was closed before the first byte of a reply.
   Refused,
-  // An answer that the service would not give.
+  // A reply that the service never sends.
   BadReply,
-  // No answer until the deadline.
+  // No reply before the deadline.
   TimedOut,
-  // The user asked to end while the command was under way.
+  // The user interrupted the command.
   Interrupted,
-  // Any other error of the system.
+  // Any other system error.
   System,
 };
 
 // What the service control manager says about the service.
 enum class ServiceState { Unknown, NotInstalled, Stopped, Starting, Stopping, Running };
 
-// All texts UTF-8; those that are not known are empty.
+// All texts are UTF-8; unknown ones are empty.
 struct FailureReport {
   Failure failure = Failure::None;
   uint32_t systemError = 0;
-  // The system's words for the error.
+  // The system's message for the error.
   std::string systemText;
   ServiceState serviceState = ServiceState::Unknown;
-  // Folder of this program, and the command line that the service is registered with.
+  // This program's folder, and the command line with which the service is registered.
   std::string ownFolder;
   std::string serviceCommandLine;
-  // The answer of BadReply.
+  // For BadReply: the reply.
   std::string reply;
 };
 
-// One or more lines without a last line end, the remedy included. Parts of unknown origin are made visible.
+// One or more lines, with the remedy and without a final line end. Parts of unknown origin go through VisibleText.
 std::string FailureText(const FailureReport& report);
 
 ExitCode ExitCodeOf(Failure failure);
 
-// What an error of opening the pipe means. Retry: the pipe is between two clients or occupied, and may be free soon.
+// What an error from opening the pipe means. Retry: the pipe is busy or between two clients, and may soon be free.
 enum class OpenVerdict { Retry, Denied, Failed };
 OpenVerdict JudgeOpenError(uint32_t systemError);
 
-// What is reported when the last retry failed: occupied once means that somebody is there.
+// What to report after the last retry. A pipe that was busy once exists, so the failure is Busy, not Absent.
 Failure ExhaustedOpen(bool sawBusy);
 
-// What an error of a transfer means. A connection closed before the first byte of the reply is a refusal.
+// What an error from a transfer means. A connection closed before the first byte of the reply is a refusal.
 Failure JudgeTransferError(uint32_t systemError, bool replyBegun);
 
-// "OK" alone or with fields behind it.
+// "OK" alone, or followed by fields.
 bool IsOkReply(std::string_view reply);
 
 }  // namespace moorlak

@@ -15,9 +15,9 @@ std::u8string AsUtf8(std::string_view text) {
   return {text.begin(), text.end()};
 }
 
-// Nothing when the bytes are no UTF-8 where the system's own paths are of another encoding.
+// nullopt if the bytes are not UTF-8 and the system's paths have another encoding.
 std::optional<std::filesystem::path> PathOfFolder(const std::string& folder) {
-  // The system would take the path up to the zero and list another folder.
+  // The system would cut the path at the zero and list another folder.
   if (folder.find('\0') != std::string::npos) return std::nullopt;
   try {
     std::filesystem::path path(AsUtf8(folder));
@@ -29,7 +29,7 @@ std::optional<std::filesystem::path> PathOfFolder(const std::string& folder) {
   }
 }
 
-// Empty for a folder, for another kind of file, and for a name that is no text.
+// Empty for a folder, for another kind of file, and for a name that cannot be converted to UTF-8.
 std::string ExecutableName(const std::filesystem::directory_entry& entry) {
   std::error_code ignored;
   if (entry.is_directory(ignored)) return {};

@@ -1,4 +1,4 @@
-// The executables of a folder, by the standard library alone.
+// Lists a folder's executables with the standard library only.
 #pragma once
 
 #include "config/bypass_executables.h"
@@ -6,10 +6,10 @@
 
 namespace moorlak {
 
-// The body of ListExecutables for programs that are no service: the `*.exe` files of the folder in the file system's
-// order, without folders, letter case ignored, as config/executable_listing.h lists them, and like there nothing of a
-// folder that is none of this machine's. Only long names count: a short (8.3) alias that ends in ".EXE" is not seen. On
-// Linux a Windows path is the name of nothing, so it has no executables.
+// The ListExecutables of the programs other than the service. Like config/executable_listing.h it lists the `*.exe`
+// files of a folder in the file system's order, without folders, letter case ignored, and nothing if the folder is not
+// on this machine. Only long names count: a short (8.3) alias that ends in ".EXE" is not seen. On Linux a Windows path
+// names no folder, so it has no executables.
 ListExecutables PortableListing(IsOwnDrive isOwnDrive);
 
 }  // namespace moorlak

@@ -8,10 +8,10 @@
 
 namespace moorlak {
 
-// The program's own help for None. Ends with a line end.
+// The program's help for None. Ends with a line end.
 std::string_view HelpText(ClientCommand command);
 
-// The help of the program moorlak-prepare: that of the command, under its own name.
+// The help of the program moorlak-prepare: the help of `prepare` with the program's name instead.
 std::string PrepareProgramHelp();
 
 }  // namespace moorlak

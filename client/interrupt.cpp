@@ -5,7 +5,7 @@
 namespace moorlak {
 namespace {
 
-// Never closed: the system calls the handler on a thread of its own until the process has ended.
+// Never closed: the system calls the handler on its own thread until the process has ended.
 std::atomic<HANDLE> interruptEvent{nullptr};
 std::atomic<bool> interruptedBefore{false};
 
@@ -13,7 +13,7 @@ BOOL WINAPI OnConsoleControl(DWORD control) {
   const bool first = !interruptedBefore.exchange(true);
   SetEvent(interruptEvent);
   if (control == CTRL_C_EVENT || control == CTRL_BREAK_EVENT) return first ? TRUE : FALSE;
-  // Windows ends the process as soon as this returns; the clean-up ends it first by leaving wmain.
+  // Windows ends the process as soon as this returns. So it waits until the clean-up is done and wmain returns.
   WaitForSingleObject(GetCurrentProcess(), INFINITE);
   return TRUE;
 }

@@ -8,7 +8,7 @@
 
 namespace moorlak {
 
-// A line that grows beyond this is handed out in pieces: the log's writers cannot make a reader collect without end.
+// A longer line is passed on in pieces, so that nobody who writes to the log can make a reader buffer without limit.
 inline constexpr size_t kLongestLine = 65536;
 
 using LineSink = std::function<void(std::string_view)>;
@@ -17,10 +17,10 @@ struct LineAssembler {
   std::string pending;
 };
 
-// Hands out each complete line without its LF or CR LF.
+// Calls the sink with each complete line, without its LF or CR LF.
 void FeedLines(LineAssembler& assembler, std::string_view bytes, const LineSink& sink);
 
-// Hands out what is left without a line end.
+// Calls the sink with the rest, if any, that has no line end.
 void FlushLine(LineAssembler& assembler, const LineSink& sink);
 
 }  // namespace moorlak

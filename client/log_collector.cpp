@@ -15,7 +15,7 @@ struct Collected {
   std::vector<std::string> lines;
 };
 
-// Never destroyed: threads log until the process has gone.
+// Never destroyed: threads may log until the process has ended.
 Collected& Lines() {
   static Collected& collected = *new Collected;
   return collected;
@@ -29,7 +29,7 @@ void WriteLogLine(std::string_view message) noexcept {
     const std::lock_guard guard(collected.lock);
     collected.lines.emplace_back(message);
   } catch (const std::exception&) {
-    // The contract: a line that cannot be written is dropped.
+    // By contract, a line that cannot be written is dropped.
     return;
   }
 }

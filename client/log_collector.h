@@ -1,5 +1,5 @@
-// The bodies of WriteLogLine and WriteStandardErrorLine in programs without a tunnel log. The lines are collected
-// instead of being written; what is meant for standard error is dropped: it is for the developers of the service.
+// WriteLogLine and WriteStandardErrorLine for programs without a tunnel log. Log lines are collected instead of
+// written. Lines for standard error are dropped: they are meant for the service's developers.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 
 namespace moorlak {
 
-// Hands over the lines that were written to the tunnel log since the last call, by whatever thread, and forgets them.
+// Returns the lines logged since the last call, by any thread, and clears the collection.
 std::vector<std::string> TakeCollectedLines();
 
 }  // namespace moorlak

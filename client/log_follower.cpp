@@ -18,8 +18,8 @@ struct OpenLog {
   DWORD error = ERROR_SUCCESS;
 };
 
-// Every sharing mode, so that the service can append, rename and delete. Not GENERIC_READ: the log's access rules grant
-// users the data but not the extended attributes that it includes.
+// Shares everything, so that the service can append, rename and delete. Not GENERIC_READ: that includes the extended
+// attributes, and the log's access rules grant users only the data.
 OpenLog OpenLogFile(const wchar_t* path) {
   OpenLog log;
   log.file.Reset(CreateFileW(path, FILE_READ_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE,
@@ -51,7 +51,7 @@ DWORD ReadRange(LogFollower& follower, HANDLE file, const LogRead& range, const 
     const DWORD wanted = static_cast<DWORD>(std::min<uint64_t>(range.to - offset, chunk.size()));
     DWORD read = 0;
     if (!ReadFile(file, chunk.data(), wanted, &read, nullptr)) return GetLastError();
-    // The file was emptied meanwhile; the next pass sees that.
+    // The file has been emptied; the next pass sees that.
     if (read == 0) return ERROR_SUCCESS;
     FeedLines(follower.lines, {chunk.data(), read}, sink);
     offset += read;
@@ -71,7 +71,7 @@ void SkipWrittenLog(LogFollower& follower) {
 }
 
 DWORD ReadNewLines(LogFollower& follower, const LineSink& sink) {
-  // The current log first: a rotation between the two calls then shows the same file twice, never none.
+  // Open the current log first: if it is rotated between the two calls, both see the same file, and it is not missed.
   const OpenLog current = OpenLogFile(kLogFile);
   if (!current.state.exists && !IsMissing(current.error)) return current.error;
   OpenLog rotated;
@@ -92,13 +92,13 @@ bool WaitForLogChange(LogFollower& follower, HANDLE interrupt, DWORD millisecond
   if (!follower.changes) {
     constexpr DWORD kFilter = FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE | FILE_NOTIFY_CHANGE_LAST_WRITE;
     follower.changes.Reset(FindFirstChangeNotificationW(kLogFolder, FALSE, kFilter));
-    // What was written before the watch began does not announce itself any more: look at once.
+    // The watch does not report what was written before it began: look at once.
     if (follower.changes) return IsInterrupted(interrupt);
   }
   const std::array<HANDLE, 2> handles{interrupt, follower.changes.Get()};
   const DWORD count = follower.changes ? 2 : 1;
   const DWORD waited = WaitForMultipleObjects(count, handles.data(), FALSE, milliseconds);
-  // A watch that cannot go on is given up: its handle would keep a deleted folder from being created again.
+  // Close a watch that cannot continue: its handle would prevent a deleted folder from being created again.
   if (waited == WAIT_OBJECT_0 + 1 && !FindNextChangeNotification(follower.changes.Get())) follower.changes.Reset();
   return waited == WAIT_OBJECT_0;
 }

@@ -1,4 +1,4 @@
-// Reads the tunnel log as it grows, across rotation.
+// Reads the tunnel log as it grows, across its rotation.
 #pragma once
 
 #include <windows.h>
@@ -26,18 +26,18 @@ struct LogFollower {
   ChangeNotification changes;
 };
 
-// Everything written so far counts as read.
+// Treats everything written so far as read.
 void SkipWrittenLog(LogFollower& follower);
 
-// Hands out the complete lines written since the last call. Returns 0 or the system's error; a log that does not exist
-// is ERROR_FILE_NOT_FOUND or ERROR_PATH_NOT_FOUND.
+// Calls the sink with the complete lines written since the last call. Returns 0 or the system's error:
+// ERROR_FILE_NOT_FOUND or ERROR_PATH_NOT_FOUND if the log does not exist.
 DWORD ReadNewLines(LogFollower& follower, const LineSink& sink);
 
-// Hands out what has been read of a line that nobody has finished.
+// Calls the sink with what has been read of an unfinished line.
 void FlushUnfinishedLine(LogFollower& follower, const LineSink& sink);
 
-// Returns when the log may have changed, when the interrupt is set or when the time is over; true for the interrupt,
-// which must be an event. It may return early.
+// Waits until the log may have changed, the interrupt is set or the time is over; may return early. Returns true for
+// the interrupt, which must be an event.
 bool WaitForLogChange(LogFollower& follower, HANDLE interrupt, DWORD milliseconds);
 
 }  // namespace moorlak

@@ -1,7 +1,7 @@
-// Following the tunnel log across its rotation: what is still unread, given what the files look like now.
+// Follows the tunnel log across its rotation: computes what is still unread from the current state of the files.
 //
-// The service renames the log to a second name when it has grown beyond its limit and begins a new one; there is one
-// such generation. The reader keeps no file open, so that it never stands in the way of that.
+// When the log has grown beyond its limit, the service renames it and begins a new one; it keeps one renamed
+// generation. The reader keeps no file open, so that it never blocks the rename.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 namespace moorlak {
 
-// Volume serial number and file index, as BY_HANDLE_FILE_INFORMATION gives them.
+// Volume serial number and file index, as in BY_HANDLE_FILE_INFORMATION.
 struct FileIdentity {
   uint32_t volume = 0;
   uint64_t index = 0;
@@ -22,7 +22,7 @@ struct LogFileState {
   uint64_t size = 0;
 };
 
-// Up to where the log has been read. `started` is false as long as no log has been seen.
+// How far the log has been read. `started` is false until a log has been seen.
 struct LogPosition {
   bool started = false;
   FileIdentity identity;
@@ -35,15 +35,15 @@ struct LogRead {
   LogGeneration generation = LogGeneration::Current;
   uint64_t from = 0;
   uint64_t to = 0;
-  // The bytes do not continue what was read last: a line begun there is complete.
+  // The bytes do not continue the last read: a line that was begun there counts as complete.
   bool startsAnew = false;
 };
 
-// True when the current log is not the file that was read last: the rest of that one may lie under the rotated name.
+// True if the current log is not the file that was read last. The rest of that file may have the rotated name now.
 bool NeedsRotatedLog(const LogPosition& position, const LogFileState& current);
 
-// The unread ranges in order; the position moves behind them. A file that has become shorter was emptied and is read
-// from its start. More than one rotation between two calls loses what lay in between.
+// Returns the unread ranges in order and moves the position to their end. A file that has become shorter was emptied
+// and is read from its start. If there was more than one rotation between two calls, the lines in between are lost.
 std::vector<LogRead> PlanLogReads(LogPosition& position, const LogFileState& current, const LogFileState& rotated);
 
 }  // namespace moorlak

@@ -8,7 +8,7 @@
 namespace moorlak {
 namespace {
 
-// Long single writes to a console are refused by older versions of Windows: WriteConsole shares a 64 KiB heap.
+// Older versions of Windows refuse long single writes to a console: WriteConsole uses a shared 64 KiB heap.
 constexpr size_t kConsoleChunk = 8192;
 constexpr size_t kAssumedColumns = 80;
 
@@ -37,7 +37,7 @@ bool WriteToStream(HANDLE stream, std::string_view text) {
   return true;
 }
 
-// The last column stays free: a character there would move the cursor to the next line.
+// Leaves the last column free: a character there would move the cursor to the next line.
 size_t UsableColumns(HANDLE console) {
   CONSOLE_SCREEN_BUFFER_INFO information{};
   if (!GetConsoleScreenBufferInfo(console, &information)) return kAssumedColumns - 1;
@@ -45,7 +45,7 @@ size_t UsableColumns(HANDLE console) {
   return columns > 0 ? static_cast<size_t>(columns) : kAssumedColumns - 1;
 }
 
-// Back to the first column, the live line blanked out.
+// What blanks out the live line and returns to the first column.
 std::string EraseLiveLine(Output& output) {
   if (output.liveColumns == 0) return {};
   std::string erase = '\r' + std::string(output.liveColumns, ' ') + '\r';

@@ -9,15 +9,15 @@
 namespace moorlak {
 namespace {
 
-// A missing pipe is not waited for as long as an occupied one: between two clients it is missing for a moment, and for
-// two seconds at most when the service holds off refused callers.
+// The wait for a missing pipe is shorter than for a busy one: between two clients the pipe is missing for a moment, and
+// for at most two seconds when the service holds off refused callers.
 constexpr uint64_t kAbsentPatience = 2500;
 // WaitNamedPipe cannot be interrupted, so it waits in slices.
 constexpr DWORD kBusySlice = 100;
-// There is nothing to wait on for a pipe that does not exist.
+// The interval of polling for a missing pipe: there is nothing to wait on.
 constexpr DWORD kAbsentSlice = 20;
 constexpr uint64_t kWritePatience = 20000;
-// Far more than the service ever answers.
+// Far more than the service ever sends.
 constexpr uint32_t kMaxReplyBytes = 65536;
 
 struct Deadline {
@@ -37,17 +37,17 @@ struct Connection {
   bool replyBegun = false;
 };
 
-// True when the interrupt event was set meanwhile.
+// True if the interrupt event was set.
 bool PauseInterruptibly(HANDLE interrupt, DWORD milliseconds) {
   if (interrupt != nullptr) return WaitForSingleObject(interrupt, milliseconds) == WAIT_OBJECT_0;
   Sleep(milliseconds);
   return false;
 }
 
-// Waits for the pipe to become free after a failed attempt to open it. True when interrupted.
+// Waits for the pipe to become free after a failed attempt to open it. True if interrupted.
 bool WaitForPipe(DWORD openError, HANDLE interrupt, DWORD remaining) {
   if (openError != ERROR_PIPE_BUSY) return PauseInterruptibly(interrupt, std::min(remaining, kAbsentSlice));
-  // A failure means that the pipe went away; the next attempt to open it tells.
+  // Another error means that the pipe has gone away; the next attempt to open it will show.
   if (!WaitNamedPipeW(kPipeName, std::max<DWORD>(std::min(remaining, kBusySlice), 1)) &&
       GetLastError() != ERROR_SEM_TIMEOUT) {
     return PauseInterruptibly(interrupt, std::min(remaining, kAbsentSlice));
@@ -55,7 +55,7 @@ bool WaitForPipe(DWORD openError, HANDLE interrupt, DWORD remaining) {
   return interrupt != nullptr && WaitForSingleObject(interrupt, 0) == WAIT_OBJECT_0;
 }
 
-// Identification level: a program that squats the pipe's name can learn who calls, but cannot act as the caller.
+// Identification level: a program that squats the pipe's name can identify the caller but not act as the caller.
 HANDLE TryOpen() {
   return CreateFileW(kPipeName, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
                      FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION, nullptr);
@@ -79,7 +79,7 @@ PipeAnswer OpenPipe(const PipeRequest& request, KernelHandle& pipe) {
   }
 }
 
-// Waits for a pending transfer; one that does not end in time or is interrupted is taken back.
+// Waits for a pending transfer; cancels it on time-out or interrupt.
 Failure AwaitTransfer(Connection& connection, OVERLAPPED& overlapped, const Deadline& deadline) {
   const std::array<HANDLE, 2> handles{overlapped.hEvent, connection.interrupt};
   const DWORD count = connection.interrupt == nullptr ? 1 : 2;
@@ -154,8 +154,8 @@ PipeAnswer ReadReply(Connection& connection, uint32_t patience) {
   return answer;
 }
 
-// Whether the program at the other end may be the service. The owner of a connection that was closed meanwhile cannot
-// be read: that is a refusal, not an impostor.
+// Checks that the program at the other end may be the service. The owner cannot be read once the service has closed the
+// connection: that is a refusal, not an impostor.
 PipeAnswer CheckServer(HANDLE pipe) {
   if (HasTrustedOwner(pipe, SE_KERNEL_OBJECT)) return {};
   if (PeekNamedPipe(pipe, nullptr, 0, nullptr, nullptr, nullptr)) return {Failure::Impostor, 0, {}};

@@ -12,11 +12,11 @@
 
 namespace moorlak {
 
-// How long a command waits for an occupied pipe.
+// How long a command waits for a busy pipe.
 inline constexpr uint32_t kBusyPatience = 5000;
-// The same for a session that is watched: another client's stop may take its time, and nothing is lost by waiting.
+// The same while watching a session: another client's stop can take long, and waiting costs nothing.
 inline constexpr uint32_t kWatchBusyPatience = 60000;
-// Start and stop answer when the machine is changed; the other commands answer at once.
+// The replies to start and stop come once their work is done; all others come at once.
 inline constexpr uint32_t kQuickReplyPatience = 10000;
 inline constexpr uint32_t kSlowReplyPatience = 120000;
 
@@ -26,19 +26,19 @@ struct PipeRequest {
   // Milliseconds.
   uint32_t busyPatience = kBusyPatience;
   uint32_t replyPatience = kQuickReplyPatience;
-  // Ends every wait when it is set; null for none.
+  // An event that ends every wait; null for none.
   HANDLE interrupt = nullptr;
 };
 
 struct PipeAnswer {
   Failure failure = Failure::None;
-  // Of Failure::System.
+  // For Failure::System.
   DWORD systemError = 0;
-  // As it came, 64 KiB at most; not checked.
+  // As received, at most 64 KiB; not checked.
   std::string reply;
 };
 
-// May throw std::bad_alloc only.
+// Throws nothing but std::bad_alloc.
 PipeAnswer ExchangeOverPipe(const PipeRequest& request);
 
 }  // namespace moorlak

@@ -35,12 +35,12 @@ std::vector<std::string> MetaLines(const ConfigMeta& meta) {
   return lines;
 }
 
-// Nobody is asked whether a port is taken: the answer would be that of this moment, not that of the start.
+// No port is probed: a port that is free now may be taken when the session starts.
 LoopbackPorts AllPortsFree() {
   return {[](uint16_t) { return true; }, [] { return uint16_t{0}; }};
 }
 
-// A setting that the edits have uncovered would end the connect.
+// Checks the rewritten text, too: the edits may uncover a setting that would end the connect.
 std::string WarningOf(std::string_view given, std::string_view rewritten) {
   std::string_view setting = FindFileSetting(given);
   if (setting.empty()) setting = FindFileSetting(rewritten);
@@ -57,7 +57,7 @@ void AppendLines(std::string& output, const std::vector<std::string>& lines) {
 }  // namespace
 
 PreparedConfig PrepareAsService(std::string_view configText, const ListExecutables& listExecutables) {
-  // Lines of somebody before.
+  // Discard lines of earlier callers.
   TakeCollectedLines();
   PreparedConfig prepared;
   std::string text(configText);
@@ -76,7 +76,7 @@ std::string PrepareOutput(const PreparedConfig& prepared, const Arguments& argum
   if (!arguments.meta && !arguments.log) return prepared.text;
   std::string output;
   if (arguments.meta) AppendLines(output, prepared.metaLines);
-  // Stands even between nothing and nothing: a reader splits at the first empty line.
+  // Written even if both parts are empty: a reader splits at the first empty line.
   if (arguments.meta && arguments.log) output += '\n';
   if (arguments.log) AppendLines(output, prepared.logLines);
   return output;

@@ -1,5 +1,5 @@
-// A dry run of what a VPN start does to the engine's configuration. It changes nothing on the machine; the only thing
-// it looks at beside the text are the folders of applications that are to bypass the tunnel.
+// A dry run of what a VPN start does to the engine's configuration. It changes nothing on the machine. Apart from the
+// text it reads only the folders of applications that bypass the tunnel.
 #pragma once
 
 #include <string>
@@ -12,22 +12,22 @@
 namespace moorlak {
 
 struct PreparedConfig {
-  // What the engine would be given.
+  // What the engine would get.
   std::string text;
-  // The metadata found: "name: value", a line for each item, in the order of ConfigMeta and then of the text. The names
-  // are those of ConfigMeta. Values are made visible.
+  // The metadata found: a line "name: value" for each item, in the order of ConfigMeta and then of the text. The names
+  // are ConfigMeta's. Values have gone through VisibleText.
   std::vector<std::string> metaLines;
-  // What the user is to be warned of; empty when there is nothing.
+  // The warning for the user; empty if there is none.
   std::string warning;
-  // What the rewriting would write to the tunnel log, without times, made visible.
+  // What the rewriting would log, without times, after VisibleText.
   std::vector<std::string> logLines;
 };
 
-// Takes the text that `start` would send. Every port counts as free.
+// Takes the text that `start` would send. Treats every port as free.
 PreparedConfig PrepareAsService(std::string_view configText, const ListExecutables& listExecutables);
 
-// What `prepare` prints: without options the text and not a byte more; with --meta or --log the lines asked for, each
-// with a line feed; with both the metadata, an empty line, the log lines.
+// What `prepare` prints: without options exactly the text; with --meta or --log those lines, each with a line feed;
+// with both the metadata, an empty line, then the log lines.
 std::string PrepareOutput(const PreparedConfig& prepared, const Arguments& arguments);
 
 }  // namespace moorlak

@@ -34,7 +34,7 @@ ConfigFile ReadStream(std::istream& stream, const std::string& name) {
   file.bytes.resize(kConfigReadLimit);
   errno = 0;
   stream.read(file.bytes.data(), static_cast<std::streamsize>(file.bytes.size()));
-  // The end of the file only sets the fail bit.
+  // End of file sets only the fail bit.
   if (stream.bad()) return {{}, "Cannot read " + VisibleText(name) + ": " + ErrorText(errno) + "."};
   file.bytes.resize(static_cast<size_t>(stream.gcount()));
   return file;
@@ -55,7 +55,7 @@ ExitCode RunPrepare(const Arguments& arguments) {
     Complain(config.error);
     return ExitCode::Usage;
   }
-  // No drive of Windows is here to be asked for.
+  // There are no Windows drives to query here.
   const ListExecutables list = PortableListing([](const std::string&) { return true; });
   const PreparedConfig prepared = PrepareAsService(config.text, list);
   if (!prepared.warning.empty()) Complain(prepared.warning);
@@ -88,7 +88,7 @@ ConfigFile ReadConfigFile(const std::string& path) {
 
 int main(int count, char** words) {
   try {
-    // A reader that went away is an error to report, not the end by a signal.
+    // If the reader goes away, report an error instead of dying from the signal.
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     std::ios::sync_with_stdio(false);
     std::vector<std::string> arguments{"prepare"};

@@ -12,7 +12,7 @@
 namespace moorlak {
 namespace {
 
-// Null with GetLastError set when the service cannot be opened.
+// Null, with GetLastError set, if the service cannot be opened.
 ServiceHandle OpenTunnelService(DWORD access) {
   const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
   if (!manager) return ServiceHandle();

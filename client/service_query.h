@@ -1,4 +1,4 @@
-// What the service control manager knows about the tunnel service; asked only to word a failure.
+// What the service control manager knows about the tunnel service. Used only for failure messages.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@ namespace moorlak {
 
 ServiceState QueryServiceState();
 
-// UTF-8; empty when the service is not installed or its registration cannot be read.
+// UTF-8; empty if the service is not installed or its registration cannot be read.
 std::string QueryServiceCommandLine();
 
 }  // namespace moorlak

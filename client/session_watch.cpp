@@ -7,7 +7,7 @@ namespace {
 
 constexpr size_t kTimeLength = std::string_view("2026-01-31 09:05:07 ").size();
 
-// A start ends the session that runs, even if it is then refused; only one that names a file is refused before.
+// A start ends the running session even if it is then refused. Only a start that names a file is refused before that.
 void ObserveStart(SessionWatch& watch, std::string_view message) {
   constexpr std::string_view kFailed = "IPC start failed: ";
   if (message.starts_with("IPC start (")) {

@@ -1,4 +1,4 @@
-// What the answers to `status` and the lines of the tunnel log mean for the session that `start` began.
+// What the replies to `status` and the lines of the tunnel log mean for the session that `start` began.
 #pragma once
 
 #include <string_view>
@@ -9,7 +9,7 @@ namespace moorlak {
 
 enum class SessionPhase { Connecting, Up, Ended };
 enum class SessionEvent { Nothing, CameUp, Ended };
-// Who ends a session that this program does not end.
+// Who ends the session if this program does not.
 enum class SessionEnder { Itself, OtherProgram, Service };
 
 struct SessionWatch {
@@ -17,17 +17,17 @@ struct SessionWatch {
   SessionPhase phase = SessionPhase::Connecting;
   // As far as the log has been read.
   SessionEnder ender = SessionEnder::Itself;
-  // As it was when the last start came.
+  // The value of `ender` before the last start.
   SessionEnder enderBeforeStart = SessionEnder::Itself;
 };
 
-// VPN mode: the session is connecting until `tunnel` is set and over when `running` is cleared.
-// Proxy mode: `tunnel` is the engine itself, set before the start is answered, while `running` outlives a dead engine;
-// so the session is over as soon as either is clear.
+// VPN mode: the session is connecting until `tunnel` is set, and over when `running` is cleared.
+// Proxy mode: `tunnel` means the engine itself and is set before the reply to the start, while `running` outlives a
+// dead engine; so the session is over as soon as either is clear.
 SessionEvent ObserveStatus(SessionWatch& watch, const StatusReply& status);
 
-// Takes a line of the log, its time included, in its turn. The status does not tell who ended a session, the log does:
-// it names each stop and each start as it comes. What stood before the last start that was accepted is of no account.
+// Takes the log's lines in order, each with its time. The status does not say who ended a session; the log does,
+// because it names each stop and each start. Lines before the last accepted start do not count.
 void ObserveLogLine(SessionWatch& watch, std::string_view line);
 
 }  // namespace moorlak

@@ -1,4 +1,4 @@
-// `start`: the session belongs to this process and ends with it, so the command stays until one of them goes.
+// `start`: the session belongs to this process and ends with it, so the command runs until one of the two ends.
 #include <deque>
 #include <string>
 
@@ -17,7 +17,7 @@ namespace {
 
 constexpr uint64_t kStatusPeriod = 1000;
 constexpr uint64_t kEnderPatience = 2000;
-// Lines of the log that are shown when the session ends without this program.
+// How many log lines are shown if the session ends without this program's request.
 constexpr size_t kLastLines = 12;
 
 struct Session {
@@ -26,11 +26,11 @@ struct Session {
   LogFollower log;
   SessionWatch watch;
   RateMeter meter;
-  // The last answer, for what is told at the end.
+  // The last reply, for the report at the end.
   StatusReply status;
-  // The session has been up at some time.
+  // The session has been up at least once.
   bool wasUp = false;
-  // Lines that came while the live line was shown, the oldest first.
+  // Lines logged since the session came up, the oldest first.
   std::deque<std::string> unshownLines;
 };
 
@@ -39,7 +39,7 @@ void KeepLine(Session& session, std::string_view line) {
   if (session.unshownLines.size() > kLastLines) session.unshownLines.pop_front();
 }
 
-// While the session is coming up its log lines are printed, later they are only kept.
+// Until the session is up, its log lines are printed; later they are only kept.
 void TakeLine(Session& session, std::string_view line) {
   ObserveLogLine(session.watch, line);
   if (session.wasUp) {
@@ -49,7 +49,7 @@ void TakeLine(Session& session, std::string_view line) {
   }
 }
 
-// A log that cannot be read takes nothing away from the session.
+// Ignores errors: a session works without its log.
 void TakeLogLines(Session& session) {
   ReadNewLines(session.log, [&](std::string_view line) { TakeLine(session, line); });
 }
@@ -63,7 +63,7 @@ PipeAnswer Ask(CommandCode command, uint32_t replyPatience, HANDLE interrupt) {
   return ExchangeOverPipe(request);
 }
 
-// The user's end of the session.
+// Ends the session at the user's request.
 ExitCode StopOnRequest(Session& session) {
   EndLiveLine(session.console.out);
   WriteLine(session.console.out, "Stopping ...");
@@ -86,7 +86,7 @@ std::string_view EndWords(const Session& session) {
   return session.wasUp ? "The session ended by itself" : "The session did not come up";
 }
 
-// What is known about a session that this program did not end.
+// Reports the end of a session that this program did not end.
 ExitCode TellEnd(Session& session) {
   FlushUnfinishedLine(session.log, [&](std::string_view line) { TakeLine(session, line); });
   Console& console = session.console;
@@ -101,14 +101,14 @@ ExitCode TellEnd(Session& session) {
 }
 
 ExitCode EndBySession(Session& session) {
-  // Before a stop of this program's own stands in it.
+  // Before this program's own stop is logged.
   TakeLogLines(session);
-  // A dead proxy engine leaves the service's `running` set until somebody stops it.
+  // After the proxy engine has died, the service's `running` stays set until a client stops the session.
   if (session.status.running) Ask(CommandCode::Stop, kSlowReplyPatience, session.interrupt);
   return TellEnd(session);
 }
 
-// A service that is stopped says so in the log a moment after its pipe has gone; one that died says nothing.
+// A service that is being stopped logs it a moment after its pipe has gone; one that died logs nothing.
 void AwaitEnder(Session& session) {
   const uint64_t deadline = GetTickCount64() + kEnderPatience;
   TakeLogLines(session);
@@ -119,12 +119,12 @@ void AwaitEnder(Session& session) {
   }
 }
 
-// The service itself has gone or does not answer properly any more: its session is over for this program.
+// The service has gone or no longer replies properly: for this program the session is over.
 ExitCode EndByService(Session& session, const PipeAnswer& answer) {
   if (answer.failure == Failure::None) {
     ReportReply(session.console, answer);
   } else if (answer.failure == Failure::Refused) {
-    // It did serve this program before.
+    // The folder is not the reason: the service has served this program before.
     Complain(session.console, "The service closed the connection without an answer; it may have ended.");
   } else {
     ReportFailure(session.console, answer);
@@ -133,7 +133,7 @@ ExitCode EndByService(Session& session, const PipeAnswer& answer) {
   return TellEnd(session);
 }
 
-// One look at the status. True when the session is over; then `code` is set.
+// Queries the status once. If the session is over, sets `code` and returns true.
 bool LookAtStatus(Session& session, ExitCode& code) {
   const PipeAnswer answer = Ask(CommandCode::Status, kQuickReplyPatience, session.interrupt);
   if (answer.failure == Failure::Interrupted) return false;
@@ -171,14 +171,14 @@ ExitCode StayWithSession(Session& session) {
   }
 }
 
-// True when the service accepted the session; otherwise `code` is set.
+// True if the service accepted the session; otherwise `code` is set.
 bool SendStart(Session& session, std::string_view configText, ExitCode& code) {
   const std::string payload = EncodeStartPayload(session.watch.proxyMode, configText);
   PipeRequest request;
   request.command = CommandCode::Start;
   request.payload = payload;
   request.replyPatience = kSlowReplyPatience;
-  // Not interruptible: only after the answer is it known whether there is anything to stop.
+  // Not interruptible: only the reply says whether there is a session to stop.
   const PipeAnswer answer = ExchangeOverPipe(request);
   if (answer.failure != Failure::None) {
     code = ReportFailure(session.console, answer);

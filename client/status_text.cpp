@@ -9,7 +9,7 @@ namespace moorlak {
 namespace {
 
 constexpr double kUnitStep = 1024.0;
-// From here on one decimal would be printed as "1024.0": the next unit's turn.
+// From here on, one decimal would print as "1024.0": use the next unit.
 constexpr double kNextUnit = 1023.95;
 
 int64_t RateOf(int64_t before, int64_t now, uint64_t milliseconds) {
@@ -20,7 +20,7 @@ int64_t RateOf(int64_t before, int64_t now, uint64_t milliseconds) {
   return rate >= static_cast<double>(kMost) ? kMost : static_cast<int64_t>(rate);
 }
 
-// A status does not tell a tunnel from a local proxy.
+// The status does not say whether the session is a tunnel or a local proxy.
 std::string_view StateWords(const StatusReply& status) {
   if (status.running) return status.tunnelUp ? "session up" : "running, session not up";
   return status.tunnelUp ? "stopping" : "stopped";

@@ -1,4 +1,4 @@
-// The service's status as a person or a program reads it.
+// The service's status as text for people and as JSON for programs.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,7 @@ struct TrafficRates {
   int64_t down = 0;
 };
 
-// Remembers the last sample, so that the next one yields rates.
+// The last sample, from which the next one computes rates.
 struct RateMeter {
   bool primed = false;
   uint64_t lastMilliseconds = 0;
@@ -26,8 +26,8 @@ struct RateMeter {
   int64_t lastDown = 0;
 };
 
-// Rates since the sample before; 0 for the first one, for a counter that has fallen (a new session began) and when no
-// time has passed. The clock only has to be steady.
+// Rates since the previous sample; 0 for the first one, for a counter that has fallen (a new session began) and if no
+// time has passed. The clock must be steady, nothing more.
 TrafficRates MeasureRates(RateMeter& meter, const StatusReply& status, uint64_t nowMilliseconds);
 
 // "session up, sent 1.0 KiB, received 2.0 MiB". With rates: "session up, sent 1.0 KiB (10 B/s), received ...".

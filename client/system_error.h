@@ -1,4 +1,4 @@
-// The system's own words for an error number.
+// The system's message for an error number.
 #pragma once
 
 #include <windows.h>
@@ -7,7 +7,7 @@
 
 namespace moorlak {
 
-// UTF-8, one line, without a last full stop or line end; empty when Windows has none.
+// UTF-8, one line, without a final full stop or line end; empty if Windows has no message.
 std::string SystemErrorWords(DWORD error);
 
 // "error 5 (Access is denied)".

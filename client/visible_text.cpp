@@ -8,7 +8,7 @@ namespace {
 
 struct Decoded {
   char32_t character = 0;
-  // 0 when the bytes are not well-formed UTF-8.
+  // 0 if the bytes are not well-formed UTF-8.
   size_t length = 0;
 };
 
@@ -21,7 +21,7 @@ struct LeadByte {
   unsigned char secondLast;
 };
 
-// Well-formed byte sequences beyond ASCII, The Unicode Standard, table 3-7.
+// Well-formed byte sequences outside ASCII: The Unicode Standard, table 3-7.
 constexpr LeadByte kLeadBytes[] = {
     {0xC2, 0xDF, 2, 0x80, 0xBF}, {0xE0, 0xE0, 3, 0xA0, 0xBF}, {0xE1, 0xEC, 3, 0x80, 0xBF}, {0xED, 0xED, 3, 0x80, 0x9F},
     {0xEE, 0xEF, 3, 0x80, 0xBF}, {0xF0, 0xF0, 4, 0x90, 0xBF}, {0xF1, 0xF3, 4, 0x80, 0xBF}, {0xF4, 0xF4, 4, 0x80, 0x8F}};
@@ -54,8 +54,7 @@ bool IsControl(char32_t character) {
   return (character < 0x20 && character != '\t') || character == 0x7F;
 }
 
-// Second control set, line and paragraph separators, direction marks, embeddings, overrides and isolates, byte-order
-// mark.
+// C1 controls, line and paragraph separators, direction marks, embeddings, overrides, isolates, byte-order mark.
 bool MisleadsTerminal(char32_t character) {
   return (character >= 0x80 && character <= 0x9F) || character == 0x061C || character == 0x200E ||
          character == 0x200F || (character >= 0x2028 && character <= 0x202E) ||

@@ -1,5 +1,5 @@
-// Text of unknown origin, made safe to print: a reply may come from a program that squats the pipe's name, and every
-// user may append to the tunnel log.
+// Makes text of unknown origin safe to print: a reply may come from a program that squats the pipe's name, and any user
+// may append to the tunnel log.
 #pragma once
 
 #include <string>
@@ -7,8 +7,8 @@
 
 namespace moorlak {
 
-// Well-formed UTF-8 stays as it is; bytes that are not become \xNN, control characters \xNN, and the characters of
-// Unicode that reorder or break a line \u{NNNN}. A tab stays.
+// Well-formed UTF-8 stays as it is, tabs included. Malformed bytes and control characters become \xNN; the Unicode
+// characters that reorder or break a line become \u{NNNN}.
 std::string VisibleText(std::string_view text);
 
 }  // namespace moorlak
