@@ -18,7 +18,7 @@ uint64_t ReadIdentity(HKEY key) {
   return error == ERROR_SUCCESS ? identity : 0;
 }
 
-// No two starts of the system have the same moment, to 100 ns, in common.
+// The current time to 100 ns: no two starts of the system share it.
 uint64_t WriteIdentity(HKEY key) {
   FILETIME now{};
   GetSystemTimePreciseAsFileTime(&now);

@@ -1,14 +1,14 @@
-// Which start of the system this is.
+// Identifies the current start of the system.
 #pragma once
 
 #include <cstdint>
 
 namespace moorlak {
 
-// A number that all processes are told from one start of the system to the next, whatever becomes of its clock; 0 when
-// it cannot be told. It stands in a volatile registry key ("RegCreateKeyExW" on Microsoft Learn: REG_OPTION_VOLATILE),
-// which the first caller makes and a restart forgets. A shutdown with Fast Startup is no restart: the system goes on
-// with what it had in memory, its routes and volatile keys among it.
+// The same number in every process until the next restart, even if the clock is changed; 0 if it cannot be read or
+// made. It is kept in a volatile registry key ("RegCreateKeyExW" on Microsoft Learn: REG_OPTION_VOLATILE): the first
+// caller creates it, and a restart discards it. A shutdown with Fast Startup is not a restart: the system resumes with
+// what it had in memory, including routes and volatile keys.
 uint64_t BootIdentity() noexcept;
 
 }  // namespace moorlak

@@ -16,7 +16,7 @@
 namespace moorlak {
 namespace {
 
-// Users read the note to them and go on to the logs.
+// Users may read the note that is meant for them, and pass through to the logs.
 constexpr wchar_t kUsersReadAndTraverse[] = L"(A;;0x1200a9;;;BU)";
 
 struct HeldFolder {
@@ -25,7 +25,7 @@ struct HeldFolder {
   bool told = false;    // guarded by the lock
 };
 
-// Never destroyed: threads log, and a restore in the background may run, until the process has gone.
+// Never destroyed: threads may log, and a background restore may run, until the process ends.
 struct HeldFolders {
   HeldFolder data;
   HeldFolder logs;
@@ -57,13 +57,13 @@ HANDLE HoldDataFolder(HeldFolder& held, const std::wstring& path) {
   });
 }
 
-// Made closed: users may add files to it once the log lies in it. An empty folder to which they may add files they can
-// make a link of ("FSCTL_SET_REPARSE_POINT" of Microsoft Learn).
+// Created closed: users may add files to it only once it contains the log. A user who may add files to an empty folder
+// can turn it into a link ("FSCTL_SET_REPARSE_POINT" on Microsoft Learn).
 KernelHandle HoldLogFolder(HANDLE data) {
   const auto security = ClosedDescriptor(L"");
   KernelHandle logs =
       HoldOwnFolder({{data, kLogFolderName}, kLogFolder, security.Get(), ExistingFolder::KeepsItsRights});
-  // Before the logs lay in it, the data folder may have been empty, too, and of an earlier version.
+  // The data folder, too, may have been empty before the log folder was in it, and may come from an earlier version.
   if (logs && IsReparsePoint(data)) {
     SetLastError(ERROR_ACCESS_DENIED);
     return {};
@@ -72,7 +72,7 @@ KernelHandle HoldLogFolder(HANDLE data) {
 }
 
 const std::wstring& CommonDataFolder() {
-  // A session asks for a dozen files, and every question to the shell opens the registry several times.
+  // Cached: a session asks for a dozen files, and every query to the shell opens the registry several times.
   static const std::wstring& folder = *new std::wstring([] {
     wchar_t common[MAX_PATH] = {};
     const bool known = SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, common) == S_OK;

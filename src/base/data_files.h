@@ -1,4 +1,4 @@
-// The product's data folder, in which recovery files and the log's folder lie, and which every user could make first.
+// The product's data folder, which holds the recovery files and the log folder. Any user could have created it first.
 #pragma once
 
 #include <windows.h>
@@ -11,21 +11,21 @@
 
 namespace moorlak {
 
-// The data folder and the log folder, held from the first call that gets them to the end of the process. Null where
-// they cannot be had: nothing is then written or believed there, which is told once on standard error, and the next
-// call tries again. Any thread may call them.
+// The data folder and the log folder, kept open from the first successful call to the end of the process. Null if the
+// folder cannot be had: then nothing is written or trusted there, standard error says so once, and the next call tries
+// again. Thread-safe.
 HANDLE DataFolder() noexcept;
 HANDLE LogFolder() noexcept;
 
-// The place of a recovery file in the folder for the data of all users, which is the data folder wherever the system
-// has not been told otherwise; nowhere when the folder cannot be had.
+// A recovery file's place in the common application data folder, which is the data folder unless the system is
+// configured otherwise; an empty place if the folder cannot be had.
 FilePlace RecoveryFile(const wchar_t* name);
 
-// A recovery file's operations (base/durable_file.h). What is written can be read and changed by LocalSystem and the
-// administrators alone; what others may change is not believed.
+// A recovery file's operations (base/durable_file.h). Only LocalSystem and the administrators can read and change what
+// is written; a file that others may change is not trusted.
 FileRead ReadRecoveryFile(const wchar_t* name, size_t maxBytes, std::string& content);
 bool WriteRecoveryFile(const wchar_t* name, std::string_view content);
-// False when the file is still there, or never was; GetLastError tells which.
+// False if the file is still there or never was; GetLastError says which.
 bool DeleteRecoveryFile(const wchar_t* name);
 
 }  // namespace moorlak

@@ -37,7 +37,7 @@ KernelHandle CreateAnew(const FilePlace& place, PSECURITY_DESCRIPTOR security) {
                            .security = security});
 }
 
-// A folder, or a file that is read-only: neither is written over.
+// A folder or a read-only file cannot be replaced by a rename.
 bool IsInTheWay(const FilePlace& place) {
   const KernelHandle file = OpenPlace(place, {.access = FILE_READ_ATTRIBUTES});
   BY_HANDLE_FILE_INFORMATION information{};
@@ -65,7 +65,7 @@ bool WriteWhole(HANDLE file, std::string_view content) {
 
 bool WriteFileDurably(const FilePlace& place, std::string_view content, PSECURITY_DESCRIPTOR security) {
   const FilePlace fresh = place.With(L".new");
-  // A leftover of a crash, or somebody else's file under that name: never written through.
+  // A leftover of a crash, or another user's file under that name: never written to.
   if (place.name.empty() || !ClearName(fresh)) return false;
   const KernelHandle file = UnlessHeld([&] { return CreateAnew(fresh, security); });
   if (!file) return false;

@@ -11,7 +11,7 @@
 namespace moorlak {
 namespace {
 
-// ntstatus.h, ntifs.h and winbase.h, where these headers lack them.
+// From ntstatus.h, ntifs.h and winbase.h; missing in the toolchain's headers.
 constexpr NTSTATUS kOplockBreakInProgress = 0x00000108;
 constexpr auto kObjectPathNotFound = static_cast<NTSTATUS>(0xC000003A);
 constexpr ULONG kCompleteIfOplocked = 0x00000100;
@@ -20,7 +20,7 @@ constexpr ULONG kOpenReparsePoint = 0x00200000;
 constexpr auto kFileRenameInformation = static_cast<FILE_INFORMATION_CLASS>(10);
 constexpr auto kFileDispositionInfoEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(21);
 constexpr DWORD kDeleteAtOnce = 0x1 | 0x2;  // delete, POSIX semantics
-constexpr DWORD kReadOnlyToo = 0x10;        // not known to every system that knows the others
+constexpr DWORD kReadOnlyToo = 0x10;        // some systems know the other two but not this one
 
 constexpr uint64_t kNumbersTried = 32;
 
@@ -34,7 +34,7 @@ bool FailWith(NTSTATUS status) {
   return false;
 }
 
-// The name as the native calls take it. Empty for nowhere, and for what they cannot count.
+// The name in the form that the native calls take. Empty for nowhere, and for a name too long for a UNICODE_STRING.
 std::wstring NativeName(const FilePlace& place) {
   if (place.name.empty() || place.name.size() > 32000) return {};
   if (place.folder != nullptr) return place.name;
@@ -53,7 +53,7 @@ ULONG OptionsOf(const OpenWish& wish) {
   return options;
 }
 
-// Asked for what its rights may not give to everybody: a stranger's thing may hide its owner.
+// Tries without READ_CONTROL, too: another user's file may deny reading its owner.
 KernelHandle OpenToMove(const FilePlace& place) {
   KernelHandle file = OpenPlace(place, {.access = DELETE | FILE_READ_ATTRIBUTES | READ_CONTROL});
   if (file || GetLastError() != ERROR_ACCESS_DENIED) return file;
@@ -70,7 +70,7 @@ bool IsNameFree() {
   return error == ERROR_FILE_NOT_FOUND;
 }
 
-// Whoever has taken the first numbers has not taken the one that the clock shows.
+// Someone may have taken all the first numbers, but hardly the number from the clock.
 bool RenameAside(HANDLE file, const FilePlace& place) {
   for (uint64_t number = 1; number <= kNumbersTried; ++number) {
     if (RenameTo(file, {place.folder, AsideName(place.name, number)}, false)) return true;
@@ -124,7 +124,7 @@ bool RenameTo(HANDLE file, const FilePlace& target, bool replace) {
   head.nameBytes = static_cast<ULONG>(nameBytes);
   std::memcpy(buffer.data(), &head, sizeof(head));
   std::memcpy(buffer.data() + offsetof(RenameInformation, name), name.data(), nameBytes);
-  // What SetFileInformationByHandle(FileRenameInfo) asks for, with a folder's handle, which not every system takes
+  // The same as SetFileInformationByHandle(FileRenameInfo) with a folder's handle, which not every system accepts
   // there.
   IO_STATUS_BLOCK block{};
   const NTSTATUS status =

@@ -1,4 +1,4 @@
-// Files and folders by handle: opened where they stand, never through a link, below a folder that is held open.
+// Files and folders by handle: opened relative to a folder that is held open, and never through a link.
 #pragma once
 
 #include <windows.h>
@@ -14,7 +14,7 @@ namespace moorlak {
 inline constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 // One name below an open folder, which must stay open as long as the place is used. Without a folder the name is a full
-// local path. A place without a name is nowhere: whatever is tried there fails with ERROR_PATH_NOT_FOUND.
+// local path. A place without a name is nowhere: every operation on it fails with ERROR_PATH_NOT_FOUND.
 struct FilePlace {
   HANDLE folder = nullptr;
   std::wstring name;
@@ -24,7 +24,7 @@ struct FilePlace {
   FilePlace(std::wstring path) : name(std::move(path)) {}
   FilePlace(const wchar_t* path) : name(path) {}
 
-  // The same place with something behind its name.
+  // The same place with the ending appended to its name.
   FilePlace With(std::wstring_view ending) const { return {folder, name + std::wstring(ending)}; }
 };
 
@@ -36,36 +36,36 @@ struct OpenWish {
   DWORD share = kShareAll;
   // ERROR_ACCESS_DENIED for a folder that should be a file.
   OpenKind kind = OpenKind::Any;
-  // Made anew, which wants a kind; ERROR_ALREADY_EXISTS or ERROR_FILE_EXISTS where the name is taken.
+  // Creates it, which requires a kind; ERROR_ALREADY_EXISTS or ERROR_FILE_EXISTS if the name is taken.
   bool create = false;
   bool writeThrough = false;
-  // Of what is made; the parent folder's rights otherwise.
+  // For a new file or folder; without it, the parent folder's rights are inherited.
   PSECURITY_DESCRIPTOR security = nullptr;
 };
 
-// Opens what stands under the name itself: a link is opened as a link. Nothing waits for the holder of an oplock; what
-// he keeps fails with ERROR_SHARING_VIOLATION ("NtCreateFile" of Microsoft Learn). GetLastError tells why it failed.
+// Opens what has this name itself: a link is opened as a link. Does not wait for another process to release its oplock,
+// but fails with ERROR_SHARING_VIOLATION ("NtCreateFile" on Microsoft Learn). GetLastError says why it failed.
 KernelHandle OpenPlace(const FilePlace& place, const OpenWish& wish);
 
-// Renames an open file or folder; the handle needs DELETE. GetLastError tells why it failed.
+// Renames an open file or folder; the handle needs DELETE. On failure, GetLastError says why.
 bool RenameTo(HANDLE file, const FilePlace& target, bool replace);
 
-// Deletes an open file; the handle needs DELETE. Its name goes at once where the system can do that, otherwise with the
-// last handle.
+// Deletes an open file; the handle needs DELETE. Its name becomes free at once if the system supports that, otherwise
+// when the last handle closes.
 bool DeleteOpenFile(HANDLE file);
 
-// Takes the read-only attribute off; the handle needs FILE_WRITE_ATTRIBUTES.
+// Clears the read-only attribute; the handle needs FILE_WRITE_ATTRIBUTES.
 bool MakeWritable(HANDLE file);
 
-// Renames what stands there to "<name>.untrusted-<n>", with the first number that is free, unless it is what it should
-// be. True when the name is then free, or holds such a thing.
+// Renames what has this name to "<name>.untrusted-<n>", with the first free number, unless it meets the demands. True
+// if the name is then free, or what has it meets them.
 bool PutAside(const FilePlace& place, const ObjectDemands& demands);
 
-// Deletes a file, which somebody may hold for a moment (base/held_file.h). False when it is still there, or never was;
-// GetLastError tells which.
+// Deletes a file; retries if another process holds it for a moment (base/held_file.h). False if it is still there or
+// never was; GetLastError says which.
 bool DeletePlace(const FilePlace& place);
 
-// Deletes the file under the name, whatever it is; a folder is put aside. True when the name is free.
+// Deletes the file with this name, whatever it is; a folder is put aside. True if the name is then free.
 bool ClearName(const FilePlace& place);
 
 }  // namespace moorlak

@@ -8,7 +8,7 @@
 
 namespace moorlak {
 
-// The body's answer, or the fallback when something was thrown, which is told on standard error.
+// Returns the body's result, or the fallback if it throws; the error goes to standard error.
 template <typename Body>
 auto Guarded(std::invoke_result_t<Body> fallback, Body body) noexcept -> std::invoke_result_t<Body> {
   try {
@@ -19,7 +19,7 @@ auto Guarded(std::invoke_result_t<Body> fallback, Body body) noexcept -> std::in
   }
 }
 
-// The same for a body without an answer.
+// The same for a body that returns nothing.
 template <typename Body>
 void Guarded(Body body) noexcept {
   try {

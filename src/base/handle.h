@@ -7,7 +7,7 @@
 namespace moorlak {
 
 // Owns one handle and closes it once. Traits names the type, the empty value, what counts as valid and the close call.
-// GetLastError survives a close, so that a failing path may destroy handles before it reports its error.
+// Closing keeps GetLastError, so a failing path may destroy handles before it reports its error.
 template <typename Traits>
 class UniqueHandle {
  public:
@@ -43,7 +43,7 @@ class UniqueHandle {
     SetLastError(error);
   }
 
-  // For calls that return a handle through a pointer: closes what is held and hands out the place.
+  // For out-parameters: closes the current handle and returns the address to fill.
   Type* Out() noexcept {
     Reset();
     return &value;
@@ -97,7 +97,7 @@ struct ModuleHandleTraits {
 };
 using ModuleHandle = UniqueHandle<ModuleHandleTraits>;
 
-// Memory that Windows hands out with LocalAlloc: security descriptors, SID texts.
+// Memory that Windows allocates with LocalAlloc: security descriptors, SID texts.
 template <typename T>
 struct LocalMemoryTraits {
   using Type = T;

@@ -1,4 +1,4 @@
-// Files that somebody else holds for a moment.
+// Files that another process holds open for a moment.
 #pragma once
 
 #include <windows.h>
@@ -10,14 +10,14 @@ namespace moorlak {
 inline constexpr int kHeldFileTries = 10;
 inline constexpr DWORD kHeldFilePauseMs = 100;
 
-// Virus scanners, indexers and backup programs open a fresh file, or one that is to go, without sharing its deletion.
-// True when the last error tells of that: a sharing violation, or a denied access, which is also what the name of a
-// file gives that goes with its last handle and what a replaced file gives that is open ("MoveFileExW" of Microsoft
-// Learn).
+// Virus scanners, indexers and backup programs open a new file, or one that is being deleted, without sharing delete
+// access. True if the last error may mean this: a sharing violation, or access denied. Access denied is also the error
+// for a name whose file is deleted only when its last handle closes, and for replacing a file that is open
+// ("MoveFileExW" on Microsoft Learn).
 bool IsHeldBySomebody() noexcept;
 
-// Calls the attempt until it succeeds (its answer counts as true) or fails for another reason, at most ten times, 100
-// ms apart: nine tenths of a second. The last answer, and GetLastError as the last attempt left it.
+// Calls the attempt until it succeeds (its result converts to true) or fails for another reason; at most ten times, 100
+// ms apart, so at most 900 ms of pauses. Returns the last result and keeps the last attempt's GetLastError.
 template <typename Attempt>
 auto UnlessHeld(Attempt attempt) {
   auto answer = attempt();
@@ -28,7 +28,7 @@ auto UnlessHeld(Attempt attempt) {
   return answer;
 }
 
-// DeleteFileW, tried so. False when the file is still there, or never was; GetLastError tells which.
+// DeleteFileW with these retries. False if the file is still there or never was; GetLastError says which.
 bool DeleteUnlessHeld(const std::wstring& path) noexcept;
 
 }  // namespace moorlak

@@ -7,20 +7,20 @@ namespace {
 
 constexpr ObjectDemands kFolder{true, false};
 
-// Somebody may make another one between two of these.
+// Another user may create a new one between two tries.
 constexpr int kTries = 8;
 
-// Listing is asked for because it makes the system look at what is shared: a handle without access to the content keeps
-// nobody from anything. Deletion is what is not shared.
+// List access makes the system check sharing: a handle without access to the content blocks no one. Delete access is
+// what is not shared.
 constexpr DWORD kHoldingAccess = FILE_LIST_DIRECTORY | FILE_TRAVERSE | FILE_READ_ATTRIBUTES | READ_CONTROL;
 constexpr DWORD kHoldingShare = FILE_SHARE_READ | FILE_SHARE_WRITE;
 
-// Whoever may list the folder may have opened it for himself alone, or have an oplock on it. Without access to the
-// content the handle does not conflict with his. It keeps nobody from renaming the folder, which with one of ours only
-// administrators may; what is opened below the handle does not depend on the folder's name.
+// A user who may list the folder may have opened it exclusively, or have an oplock on it. A handle without access to
+// the content does not conflict with that. It does not prevent a rename, but our own folder can be renamed by
+// administrators only, and what is opened below the handle does not depend on the folder's name.
 constexpr DWORD kLookingAccess = FILE_READ_ATTRIBUTES | READ_CONTROL;
 
-// The last two are for a console's plain user, who may use the service's folder, but not set its rights.
+// The last two are for a console run by a plain user, who may use the service's folder but not set its rights.
 KernelHandle OpenToHold(const FilePlace& place) {
   KernelHandle folder;
   for (const DWORD access : {kHoldingAccess | WRITE_DAC, kLookingAccess | WRITE_DAC, kHoldingAccess, kLookingAccess}) {
@@ -39,8 +39,8 @@ KernelHandle Make(const OwnFolderWish& wish) {
                                 .security = wish.security});
 }
 
-// Not SetSecurityInfo, which goes through all that lies in a folder: what an earlier version left there would lose the
-// rights that it has from above.
+// Not SetSecurityInfo, which also changes everything in the folder: files left by an earlier version would lose the
+// rights they inherited.
 bool Close(const OwnFolderWish& wish, HANDLE folder) {
   if (wish.existing == ExistingFolder::KeepsItsRights) return true;
   constexpr SECURITY_INFORMATION kParts = DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION;
@@ -62,7 +62,7 @@ KernelHandle HoldOwnFolder(const OwnFolderWish& wish) {
   for (int tries = 0; tries < kTries; ++tries) {
     KernelHandle folder = OpenToHold(wish.place);
     if (!folder && IsMissing()) folder = Make(wish);
-    // The path is asked too, because not every system tells a link by its handle.
+    // Checks the path, too, because not every system reports a link by its handle.
     if (folder && IsLinkByPath(wish.path)) break;
     if (folder && JudgeOpen(folder.Get(), kFolder) == ObjectVerdict::Ours) {
       if (Close(wish, folder.Get())) return folder;

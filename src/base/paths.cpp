@@ -8,8 +8,8 @@ namespace {
 constexpr size_t kFirstPathBuffer = 1024;
 constexpr size_t kLongestPath = 32768;
 
-// A path of unknown length. The call gets a buffer and its size, and answers with the length, 0 for a failure, or the
-// size for a buffer that is too small.
+// Reads a path of unknown length. The call gets a buffer and its size, and returns the length, 0 on failure, or the
+// size if the buffer is too small.
 template <typename Call>
 std::wstring ReadPath(Call call) {
   for (size_t size = kFirstPathBuffer; size <= kLongestPath; size *= 2) {

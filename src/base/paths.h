@@ -1,4 +1,4 @@
-// Where the product keeps its files, and where this program lies.
+// Where the product keeps its files, and where this program is.
 #pragma once
 
 #include <windows.h>
@@ -14,14 +14,14 @@ inline constexpr wchar_t kRotatedLogFile[] = L"C:\\ProgramData\\Moorlak\\logs\\t
 inline constexpr wchar_t kSupportNoteFile[] = L"C:\\ProgramData\\Moorlak\\SUPPORT.txt";
 inline constexpr wchar_t kProxyRestoreFile[] = L"C:\\ProgramData\\Moorlak\\proxy_restore.v1";
 
-// Their names, for who has the folder open in which they lie (base/data_files.h).
+// The same files by name, for callers that have their folder open (base/data_files.h).
 inline constexpr wchar_t kLogFolderName[] = L"logs";
 inline constexpr wchar_t kLogName[] = L"tunnel.log";
 inline constexpr wchar_t kRotatedLogName[] = L"tunnel.log.old";
 inline constexpr wchar_t kSupportNoteName[] = L"SUPPORT.txt";
 inline constexpr wchar_t kProxyRestoreName[] = L"proxy_restore.v1";
 
-// Full path of this program, empty when it cannot be read. Paths of up to 32768 characters are supported.
+// Full path of this program; empty if it cannot be read. Supports paths of up to 32768 characters.
 std::wstring ExecutablePath();
 
 // Full Win32 path of a process's executable, by the same rules. The handle needs PROCESS_QUERY_LIMITED_INFORMATION.

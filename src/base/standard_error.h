@@ -5,11 +5,11 @@
 
 namespace moorlak {
 
-// Writes the text as it is with one write call, so that the messages of several threads do not mix.
-// A service has no standard error as a rule; the text is then dropped. Never fails.
+// Writes the text unchanged with one write call, so that messages of several threads do not mix. A service usually has
+// no standard error; the text is then dropped. Never fails.
 void WriteStandardError(std::string_view text) noexcept;
 
-// The same with a line end behind the text.
+// The same, with a line end appended.
 void WriteStandardErrorLine(std::string_view line) noexcept;
 
 }  // namespace moorlak

@@ -9,8 +9,8 @@
 
 namespace moorlak {
 
-// Runs a thread's body. An exception that escapes it ends the process: a service that lost one of its threads would go
-// on looking healthy. The log then says which thread it was.
+// Runs a thread's body. An exception that escapes it is logged with the thread's name and ends the process: a service
+// that has lost a thread would still look healthy.
 template <typename Body>
 void RunThreadBody(std::string_view threadName, Body body) noexcept {
   try {

@@ -18,7 +18,7 @@ std::string NarrowSid(PSID sid) {
   return NarrowUtf16(SidText(sid));
 }
 
-// Only a plain entry says whom it is for at the place where it is looked for.
+// Only plain entries have their SID at a known place; the SID of other kinds stays empty.
 AccessEntry ReadEntry(const ACE_HEADER& header) {
   AccessEntry entry;
   const bool isDenial = header.AceType == ACCESS_DENIED_ACE_TYPE || header.AceType == ACCESS_DENIED_OBJECT_ACE_TYPE ||
@@ -26,7 +26,7 @@ AccessEntry ReadEntry(const ACE_HEADER& header) {
                         header.AceType == ACCESS_DENIED_CALLBACK_OBJECT_ACE_TYPE;
   entry.grants = !isDenial;
   entry.inheritOnly = (header.AceFlags & INHERIT_ONLY_ACE) != 0;
-  // The mask stands at the same place in every kind.
+  // The mask is at the same place in every kind.
   const auto& plain = reinterpret_cast<const ACCESS_ALLOWED_ACE&>(header);
   entry.rights = plain.Mask;
   if (header.AceType == ACCESS_ALLOWED_ACE_TYPE || header.AceType == ACCESS_DENIED_ACE_TYPE) {
@@ -52,7 +52,7 @@ void ReadSecurity(HANDLE object, ObjectFacts& facts) {
   }
 }
 
-// Only a token that carries the group enabled may make it an owner. LocalSystem's does, an elevated one does.
+// Only a token with the group enabled may make it an owner: LocalSystem's and elevated ones.
 bool MayOwnAsAdministrators() {
   BYTE sid[SECURITY_MAX_SID_SIZE];
   DWORD size = sizeof(sid);
@@ -97,7 +97,7 @@ std::wstring UserSid(HANDLE process) {
 }
 
 std::wstring TokenUserSid(HANDLE token) {
-  // No SID is longer, so the size need not be asked for first.
+  // No SID is longer, so the size need not be queried first.
   alignas(TOKEN_USER) BYTE buffer[sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE];
   DWORD size = 0;
   if (!GetTokenInformation(token, TokenUser, buffer, sizeof(buffer), &size)) return {};
@@ -105,7 +105,7 @@ std::wstring TokenUserSid(HANDLE token) {
 }
 
 const std::string& OwnUserSid() {
-  // Never destroyed: threads judge until the process has gone.
+  // Never destroyed: threads judge objects until the process ends.
   static const std::string& sid = *new std::string(NarrowUtf16(UserSid(GetCurrentProcess())));
   return sid;
 }

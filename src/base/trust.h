@@ -1,4 +1,4 @@
-// Whom the service believes: objects that lie where every user can create some are judged by their owner.
+// Whom the service trusts: objects in places where any user can create some are judged by their owner.
 #pragma once
 
 #include <windows.h>
@@ -11,41 +11,42 @@
 
 namespace moorlak {
 
-// Security descriptor from its text form ("Security Descriptor String Format" of Microsoft Learn); empty when the text
-// is malformed or names an unknown account.
+// Security descriptor from its text form ("Security Descriptor String Format" on Microsoft Learn); empty if the text is
+// malformed or names an unknown account.
 LocalMemory<PSECURITY_DESCRIPTOR> DescriptorFrom(const std::wstring& sddl);
 
-// The same with an owner in front of the text: the Administrators group where this process may name it, by which
-// LocalSystem and elevated administrators know each other's objects, else the own user. Empty when there is neither.
+// Like DescriptorFrom, with an owner added: Administrators if this process may set it (so that LocalSystem and elevated
+// administrators trust each other's objects), otherwise the current user. Empty if neither works.
 LocalMemory<PSECURITY_DESCRIPTOR> OwnedDescriptor(const std::wstring& sddl);
 
-// True when the object's owner is LocalSystem, the Administrators group or the user this process runs as. The handle
-// needs READ_CONTROL; an owner that cannot be read is not trusted.
+// True if the object's owner is LocalSystem, the Administrators group or the current user. The handle needs
+// READ_CONTROL; an owner that cannot be read is not trusted.
 bool HasTrustedOwner(HANDLE object, SE_OBJECT_TYPE type);
 
-// SID of the user that a process runs as, as text ("S-1-5-18" is LocalSystem); empty when it cannot be read. The handle
-// needs PROCESS_QUERY_LIMITED_INFORMATION.
+// SID of a process's user as text ("S-1-5-18" is LocalSystem); empty if it cannot be read. The handle needs
+// PROCESS_QUERY_LIMITED_INFORMATION.
 std::wstring UserSid(HANDLE process);
 
-// The same for a token, which needs TOKEN_QUERY.
+// The same for a token; the handle needs TOKEN_QUERY.
 std::wstring TokenUserSid(HANDLE token);
 
-// The same for what belongs to LocalSystem and the administrators, and to nobody else: a protected list that gives both
-// full access, and the own user where he stands for them; the entries behind it are for others, and may be none.
+// A descriptor with an owner, as above, for what belongs only to LocalSystem and the administrators: a protected list
+// that gives both full access, and the current user too if this process cannot make Administrators the owner. The given
+// entries, which may be empty, are appended for others.
 LocalMemory<PSECURITY_DESCRIPTOR> ClosedDescriptor(const std::wstring& entriesForOthers);
 
-// What an open file or folder says of itself; what cannot be read is told as what nobody trusts. The handle must have
-// been opened with FILE_FLAG_OPEN_REPARSE_POINT or the like, and needs FILE_READ_ATTRIBUTES and READ_CONTROL.
+// The facts of an open file or folder; what cannot be read is reported as an untrusted value. The handle must have been
+// opened with FILE_FLAG_OPEN_REPARSE_POINT or an equivalent, and needs FILE_READ_ATTRIBUTES and READ_CONTROL.
 ObjectFacts ReadFacts(HANDLE object);
 
-// The verdict on it (base/object_trust.h) for the user this process runs as.
+// The verdict on these facts (base/object_trust.h) for the current user.
 ObjectVerdict JudgeOpen(HANDLE object, const ObjectDemands& demands);
 
-// SID of the user this process runs as, in UTF-8; empty when it cannot be read.
+// SID of the current user, in UTF-8; empty if it cannot be read.
 const std::string& OwnUserSid();
 
-// True for junctions, symbolic links and mount points, and when the attributes cannot be read. The handle must have
-// been opened with FILE_FLAG_OPEN_REPARSE_POINT.
+// True for junctions, symbolic links and mount points, and if the attributes cannot be read. The handle must have been
+// opened with FILE_FLAG_OPEN_REPARSE_POINT.
 bool IsReparsePoint(HANDLE file);
 
 }  // namespace moorlak

@@ -1,4 +1,4 @@
-// The boundary between the program's narrow text, which is UTF-8 throughout, and the system's UTF-16.
+// Converts between the program's narrow text, which is always UTF-8, and the system's UTF-16.
 #pragma once
 
 #include <string>
@@ -6,7 +6,7 @@
 
 namespace moorlak {
 
-// Malformed input becomes U+FFFD, so that the result is never empty for a text that is not.
+// Malformed input becomes U+FFFD, so a non-empty text never becomes empty.
 std::wstring WidenUtf8(std::string_view text);
 std::string NarrowUtf16(std::wstring_view text);
 

@@ -11,7 +11,7 @@
 
 namespace moorlak {
 
-// FWPM_SESSION_FLAG_DYNAMIC: what the session adds is gone when it ends.
+// FWPM_SESSION_FLAG_DYNAMIC: what the session adds is removed when it ends.
 inline constexpr uint32_t kWfpSessionDynamic = 0x00000001;
 
 // FWPM_LAYER_ALE_AUTH_CONNECT_V4, FWPM_LAYER_ALE_AUTH_CONNECT_V6

@@ -1,4 +1,4 @@
-// Winsock as two owned things: its start, which each user pairs with its end, and a socket.
+// Winsock as two owned things: its start, paired with its clean-up, and a socket.
 #pragma once
 
 #include <winsock2.h>
