@@ -15,8 +15,9 @@ elif [ $# -gt 0 ]; then
     sed -n '2,/^source/{/^#/s/^# \{0,1\}//p}' "$0"
     exit 2
 fi
-export MOORLAK_DEMO_NAME=check_demo
-output=$BUILD/results/check_demo.log
+# The two may run side by side.
+export MOORLAK_DEMO_NAME=check_demo${whole:+_whole}
+output=$BUILD/results/$MOORLAK_DEMO_NAME.log
 mkdir -p "$BUILD/results"
 passed=0 failed=0
 

@@ -7,12 +7,16 @@ RESULTS=$BUILD/results
 rm -rf "$RESULTS"
 mkdir -p "$RESULTS"
 
-# " [N s]": the time since the last one.
+# " [N s]": the time since the step began.
 mark=$SECONDS
 took() {
-    printf -v took ' [%d s]' $((SECONDS - mark))
+    seconds=$((SECONDS - mark))
+    printf -v took ' [%d s]' "$seconds"
     mark=$SECONDS
 }
+
+# note_time TITLE: for the table at the end, in which the shards of a suite are one line.
+note_time() { printf '%s\t%s\n' "$seconds" "$1" >>"$RESULTS/times"; }
 
 # A build step that fails ends the run: nothing after it would mean anything.
 step() {
@@ -26,6 +30,7 @@ step() {
         exit 1
     fi
     took
+    note_time "$title"
     say "   done$took"
 }
 
@@ -47,9 +52,11 @@ check() {
         say "ok    $title$took"
     else
         failed=$((failed + 1))
+        took
         tail -n 60 "$log"
-        say "FAIL  $title"
+        say "FAIL  $title$took"
     fi
+    note_time "$title"
 }
 
 # count TITLE JSON LOG EXITCODE: adds up what GoogleTest reported. A program that ended without a report, or with an
@@ -65,70 +72,62 @@ count() {
     [ "$tests" -gt 0 ] || { failures=1 tests=1; say "no test ran: $title"; }
     passed=$((passed + tests - failures))
     failed=$((failed + failures))
+    took
+    note_time "${title% (*}"
     if [ "$failures" -eq 0 ]; then
-        took
         say "ok    $title: $tests tests$took$([ "$ignored" -eq 0 ] || printf ', %s skipped' "$ignored")"
     else
         grep -vE '^\[ (RUN|      OK)|^\[---' "$log" | tail -n 120
-        say "FAIL  $title: $failures of $tests tests"
+        say "FAIL  $title: $failures of $tests tests$took"
     fi
 }
 
-native_suite() {
-    local title=$1 program=$BUILD/$2 name=native_${2##*/} status=0
-    "$program" --gtest_output="json:$RESULTS/$name.json" >"$RESULTS/$name.log" 2>&1 || status=$?
+# shard TITLE NAME INDEX SHARDS COMMAND...: a share of a test program's tests. The word PREFIX in the command is a Wine
+# prefix of its own, the word JSON asks for the report, the word WINDOWS_JSON asks a Windows program for it.
+shard() {
+    local title=$1 name=$2_$3 status=0
+    export GTEST_SHARD_INDEX=$3 GTEST_TOTAL_SHARDS=$4
+    [ "$4" -eq 1 ] || title+=" ($(($3 + 1)) of $4)"
+    shift 4
+    set -- "${@/#PREFIX/$BUILD/prefixes/$name}"
+    set -- "${@/#WINDOWS_JSON/--gtest_output=json:Z:$RESULTS/$name.json}"
+    timeout 2400 "${@/#JSON/--gtest_output=json:$RESULTS/$name.json}" >"$RESULTS/$name.log" 2>&1 || status=$?
+    rm -rf "$BUILD/prefixes/$name"
     count "$title" "$RESULTS/$name.json" "$RESULTS/$name.log" "$status"
 }
 
-# wine_suite TITLE PROGRAM [checked]: "checked" has Wine check the heap, which makes large texts very slow; what runs
+# shards LANE TITLE NAME SHARDS COMMAND...: all of them, to be run.
+shards() {
+    local lane=$1 title=$2 name=$3 count=$4 index
+    shift 4
+    for ((index = 0; index < count; index++)); do later "$lane" shard "$title" "$name" "$index" "$count" "$@"; done
+}
+
+# native_suite TITLE PROGRAM [SHARDS]
+native_suite() {
+    shards busy "$1" "native_${2##*/}" "${3:-1}" "$BUILD/$2" JSON
+}
+
+# wine_suite LANE TITLE PROGRAM [checked]: "checked" has Wine check the heap, which makes large texts very slow; what runs
 # natively under ASan as well goes without.
 wine_suite() {
-    local title=$1 program=$BUILD/$2 name=wine_${2##*/} status=0 prefix
-    prefix=$BUILD/prefixes/$name
-    clone_prefix "$prefix"
-    [ "${3:-}" != checked ] || check_heaps "$prefix" "${program##*/}"
-    WINEPREFIX=$prefix timeout 900 "$WINE" "$program" --gtest_output="json:Z:${RESULTS//\//\\}\\$name.json" \
-        >"$RESULTS/$name.log" 2>&1 || status=$?
-    end_prefix "$prefix"
-    rm -rf "$prefix"
-    count "$title" "$RESULTS/$name.json" "$RESULTS/$name.log" "$status"
-}
-
-# sharded_suite TITLE NAME SHARDS COMMAND...: a test program in several shards side by side. Each has a prefix of its own,
-# which takes the place of the word PREFIX in the command.
-sharded_suite() {
-    local title=$1 suite=$2 shards=$3 shard name status pids=()
-    shift 3
-    for ((shard = 0; shard < shards; shard++)); do
-        name=${suite}_$shard
-        GTEST_TOTAL_SHARDS=$shards GTEST_SHARD_INDEX=$shard timeout 2400 "${@/#PREFIX/$BUILD/prefixes/$name}" \
-            --gtest_output="json:Z:${RESULTS//\//\\}\\$name.json" >"$RESULTS/$name.log" 2>&1 &
-        pids+=($!)
-    done
-    for ((shard = 0; shard < shards; shard++)); do
-        name=${suite}_$shard
-        status=0
-        wait "${pids[$shard]}" || status=$?
-        rm -rf "$BUILD/prefixes/$name"
-        count "$title ($((shard + 1)) of $shards)" "$RESULTS/$name.json" "$RESULTS/$name.log" "$status"
-    done
+    shards "$1" "$2" "wine_${3##*/}" 1 "$ROOT/scripts/run_unit_tests.sh" PREFIX "$BUILD/$3" "${4:-}" WINDOWS_JSON
 }
 
 machine_suite() {
-    sharded_suite "$1" machine "$2" "$ROOT/scripts/run_machine_tests.sh" "$BUILD/windows-release" "$BUILD/engine" PREFIX
+    shards waiting "$1" machine "$2" "$ROOT/scripts/run_machine_tests.sh" "$BUILD/windows-release" "$BUILD/engine" PREFIX WINDOWS_JSON
 }
 
 adversary_suite() {
-    sharded_suite "$1" adversary "$2" "$ROOT/scripts/run_adversary_tests.sh" "$BUILD/windows-release" "$BUILD/engine" PREFIX
+    shards waiting "$1" adversary "$2" "$ROOT/scripts/run_adversary_tests.sh" "$BUILD/windows-release" "$BUILD/engine" PREFIX WINDOWS_JSON
 }
 
 network_suite() {
-    sharded_suite "$1" network "$2" "$ROOT/scripts/run_network_tests.sh" PREFIX "$BUILD/windows-debug"
+    shards waiting "$1" network "$2" "$ROOT/scripts/run_network_tests.sh" PREFIX "$BUILD/windows-debug" WINDOWS_JSON
 }
 
-# Sessions mostly wait, so there may be more shards than processors.
 session_suite() {
-    sharded_suite "$1" session "$2" "$ROOT/scripts/run_session_tests.sh" PREFIX "$BUILD/windows-release" "$BUILD/engine"
+    shards waiting "$1" session "$2" "$ROOT/scripts/run_session_tests.sh" PREFIX "$BUILD/windows-release" "$BUILD/engine" WINDOWS_JSON
 }
 
 # fuzz_smoke TARGET [RUNS]: a short run with a fixed seed, enough to see that a target builds, starts and holds on what
@@ -140,18 +139,26 @@ fuzz_smoke() {
     [ ! -e "$dictionary" ] || arguments+=("-dict=$dictionary")
     arguments+=("$RESULTS/corpus_$target")
     [ ! -d "$seeds" ] || arguments+=("$seeds")
-    check "fuzz $target, $runs runs" "$BUILD/fuzz/tests/fuzz/$target" -seed=1 -runs="$runs" -max_len=4096 \
+    later busy check "fuzz $target, $runs runs" "$BUILD/fuzz/tests/fuzz/$target" -seed=1 -runs="$runs" -max_len=4096 \
         -artifact_prefix="$RESULTS/" "${arguments[@]}"
 }
 
-# Builds the replay programs and gives each its seed corpus.
+# Gives each replay program its seed corpus.
 replay_corpora() {
-    cmake --build "$BUILD/$1" --target config_meta_fuzzer vpn_config_fuzzer engine_counters_fuzzer \
-        dns_restore_fuzzer smhnr_restore_fuzzer ipconfig_fuzzer file_settings_fuzzer object_trust_fuzzer
     (cd "$BUILD/$1" && ctest --output-on-failure -R '_replay$' --no-tests=error)
 }
 
+# The steps' times, the longest first.
+show_times() {
+    say ""
+    awk -F '\t' '{ seconds[$2] += $1; shards[$2]++ }
+        END { for (title in seconds) printf "%6d s  %s%s\n", seconds[title], title,
+            (shards[title] > 1 ? ", the sum of " shards[title] : "") }' "$RESULTS/times" | sort -rn
+    printf '%6d s  in all\n' "$SECONDS"
+}
+
 finish() {
+    show_times
     say "$passed passed, $failed failed"
     [ "$failed" -eq 0 ]
 }
