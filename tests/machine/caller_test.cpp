@@ -1,4 +1,4 @@
-// Who may send commands: programs in the service's own folder, still alive when their command has come.
+// Who may send commands: programs in the service's own folder that are still alive when their command has arrived.
 #include <gtest/gtest.h>
 #include <string>
 
@@ -17,7 +17,7 @@ namespace {
 
 constexpr char kOutsideLine[] = "IPC reject: caller outside install directory";
 
-// The first line that the program prints in that role.
+// The first line that the program prints when it plays that role.
 std::string Play(const std::wstring& role, const std::wstring& program) {
   DWORD exitCode = 1;
   const std::string output = RunProgram(CallerCommand(role, program), exitCode);
@@ -63,8 +63,8 @@ TEST_F(Caller, WhosePathDiffersOnlyInLetterCaseIsAccepted) {
 }
 
 TEST_F(Caller, ThatHasExitedBeforeItsCommandWasHandledIsRejected) {
-  // A pipe handle outlives the process that opened it when somebody else has a duplicate: here the test, which sends
-  // the command in the name of a process that is gone. It has 1500 ms for that, so it may need more than one try.
+  // A duplicated pipe handle outlives the process that opened it. Here the test holds the duplicate and sends a command
+  // for a process that has ended. The service waits 1500 ms for a request, so a slow machine may need several tries.
   EXPECT_TRUE(WaitUntil([&] {
     Child caller = StartProgram(CallerCommand(L"hold"));
     if (!WaitUntil([&] { return Output(caller).ends_with("\n"); })) return true;
@@ -85,7 +85,7 @@ TEST_F(Caller, RejectionsBeyondTheSixthOfAPeriodCostTime) {
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_EQ(Ping(program, 20), "0 of 20 answered");
   // Before the 20th connection the service has slept 40 + 80 + ... + 520 = 3640 ms, or it has begun a new period, which
-  // takes more than 5000 ms. The bound leaves room for clocks of coarse ticks.
+  // takes more than 5000 ms. The lower bound allows for coarse clock ticks.
   EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(3400));
   EXPECT_EQ(log.Count(kOutsideLine), 20u);
   EXPECT_EQ(Ask(CommandCode::Ping), "OK");

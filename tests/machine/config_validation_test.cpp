@@ -1,4 +1,4 @@
-// The engine's own test of a configuration, asked for as a VPN session does it.
+// The engine's own check of a configuration, run the way a VPN session runs it.
 #include "process/config_validation.h"
 
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@
 namespace moorlak::machine {
 namespace {
 
-// The test's engines run with whatever rights can be had.
+// The engines run with whatever rights the test can get.
 EngineAccount account;
 
 using Messages = std::vector<std::string>;
@@ -33,7 +33,7 @@ struct EngineConfigValidation : testing::Test {
     return ValidateXrayConfig(Engine(), folder.NarrowFile(L"настройки 1.json"), account);
   }
 
-  // In a folder with a blank and Cyrillic letters in its name.
+  // The folder's name contains a space and Cyrillic letters.
   const TestFolder folder;
   const LogWatch log;
   const StandardErrorCapture standardError;
@@ -90,7 +90,7 @@ TEST_F(EngineConfigValidation, EndsATestThatHangsAfter15SecondsAsFailedWithExitC
   const EngineFaults faults("\"testHang\": true");
   const ULONGLONG begin = GetTickCount64();
   EXPECT_FALSE(Validate(EngineConfig(kPort)));
-  EXPECT_GE(GetTickCount64() - begin, 15'000u - 16u);  // The clock goes in steps.
+  EXPECT_GE(GetTickCount64() - begin, 15'000u - 16u);  // // The clock advances in ticks.
   EXPECT_EQ(log.Messages(), (Messages{std::string(kTimedOut), FailedWith("1")}));
   EXPECT_EQ(standardError.Text(), "VPN Service: " + FailedWith("1") + "\n");
   EXPECT_TRUE(WaitForNoEngine());

@@ -1,4 +1,4 @@
-// The control pipe: what it answers, what it refuses, and how long a bad client can hold it.
+// The control pipe: its replies, what it refuses, and how long a bad client can keep it busy.
 #include <windows.h>
 #include <aclapi.h>
 #include <sddl.h>
@@ -20,7 +20,7 @@ constexpr uint32_t kUnknownCode = 77;
 
 class ControlPipe : public RunningService {
  protected:
-  // Whatever was done to it, the service is the same process and serves the next client.
+  // Whatever a client did, the service is still the same process and serves the next client.
   void TearDown() override {
     EXPECT_EQ(Ask(CommandCode::Ping), "OK");
     EXPECT_EQ(ServiceProcessId(), processId);
@@ -30,7 +30,7 @@ class ControlPipe : public RunningService {
   const DWORD processId = ServiceProcessId();
 };
 
-// Everything before the payload, with a length that need not be the payload's.
+// Everything before the payload. The length need not match the payload.
 std::string Header(uint32_t code, uint32_t length) {
   return RawRequest(code, length, {});
 }
@@ -45,8 +45,8 @@ std::string ReceivedLine(uint32_t code) {
   return "IPC server command " + std::to_string(code) + " received";
 }
 
-// One line for each of owner, group and entries. Generic rights stand as what they mean for a file or a pipe: Windows
-// translates them when it creates the object.
+// One line each for the owner, the group and every entry. Generic rights appear as the specific rights of a file or a
+// pipe, because Windows translates them when it creates the object.
 std::vector<std::wstring> Describe(PSID owner, PSID group, PACL dacl) {
   const auto text = [](PSID sid) {
     LocalMemory<LPWSTR> sidText;
@@ -122,7 +122,7 @@ TEST_F(ControlPipe, ClosesTheConnectionOnAPayloadLengthOf16777217) {
   EXPECT_EQ(AskRaw(RawRequest(1, 16'777'217, std::string(16'777'217, 'x'))), std::nullopt);
   EXPECT_EQ(log.Count(ReceivedLine(1)), 2u);
   EXPECT_EQ(log.Count("IPC ping"), 0u);
-  // It was the length that ended them, not the wait for a payload.
+  // The length ended these connections, not the wait for a payload.
   EXPECT_EQ(log.Count("IPC: ReadExact timed out after 8000ms"), 0u);
 }
 
@@ -173,7 +173,7 @@ TEST_F(ControlPipe, DropsASilentClientAfter1500Ms) {
 
 TEST_F(ControlPipe, BytesThatDripInDoNotExtendTheTimeForTheCommandCode) {
   const KernelHandle pipe = ConnectPipe();
-  // Each byte comes in less than 1500 ms after the one before, the last one only long after the first 1500 ms.
+  // Each byte arrives less than 1500 ms after the previous one, but the last one long after the first 1500 ms.
   for (const char byte : EncodeRequest(CommandCode::Ping, {}).substr(0, sizeof(WireNumber))) {
     if (!SendBytes(pipe.Get(), std::string(1, byte))) break;
     Sleep(900);

@@ -1,7 +1,7 @@
-// Hostile clients in numbers, while a well-behaved one goes on being served.
+// Many hostile clients, while a well-behaved one is still served.
 //
-// MOORLAK_HOSTILE_CLIENTS (300 when not set) is the number of their connections, MOORLAK_HOSTILE_SEED the seed of what
-// they do.
+// MOORLAK_HOSTILE_CLIENTS (default 300) is the number of their connections, MOORLAK_HOSTILE_SEED the seed of their
+// behaviour.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -29,7 +29,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr size_t kThreads = 2;
-// What a service at rest may differ by: one connection that is just being set up or torn down.
+// Allowed difference between two measurements of an idle service: one connection that is being set up or torn down.
 constexpr size_t kHandleRoom = 4;
 constexpr size_t kPrivateBytesRoom = 1u << 20;
 
@@ -52,7 +52,7 @@ Numbers Share(size_t connections) {
   return numbers;
 }
 
-// Pings until it is told to end.
+// Pings until `ending` is set.
 struct Pinger {
   std::atomic<bool> ending{false};
   std::atomic<size_t> pings{0};
@@ -79,7 +79,7 @@ struct Pinger {
   }
 };
 
-// The complaints of all clients of one wave.
+// The complaints of all clients in one wave.
 struct Complaints {
   std::mutex lock;
   std::vector<std::string> texts;
@@ -91,7 +91,7 @@ struct Complaints {
   }
 };
 
-// The number of the stall that comes with this connection, if one does: they are spread over the whole wave, so that
+// The number of the stall that starts with this connection, if any. Stalls are spread over the whole wave, so that
 // other clients get a turn in between.
 std::optional<size_t> StallAt(size_t connection, const Numbers& numbers) {
   const size_t distance = numbers.wellPlaced / numbers.stalled;
@@ -100,7 +100,7 @@ std::optional<size_t> StallAt(size_t connection, const Numbers& numbers) {
   return due ? std::optional(stall) : std::nullopt;
 }
 
-// Every connection has a seed of its own, so that it does the same whichever thread it falls to.
+// Every connection has its own seed, so it behaves the same whichever thread runs it.
 void Misbehave(const Numbers& numbers, uint32_t seed, Complaints& complaints) {
   std::atomic<size_t> next{0};
   std::vector<std::thread> threads;
@@ -123,7 +123,7 @@ void RunWave(const Numbers& numbers, uint32_t seed, const std::wstring& outsider
   EXPECT_TRUE(Output(refused).starts_with("0 of " + std::to_string(numbers.refused) + " answered")) << Output(refused);
 }
 
-// The least of several looks, because the pinger's connections come and go.
+// The minimum of several samples, because the pinger's connections come and go.
 ProcessUse UseAtRest() {
   ProcessUse least = ServiceUse();
   for (int look = 0; look < 50; ++look) {
@@ -139,8 +139,8 @@ void PrintUse(const char* when, const ProcessUse& use) {
   std::printf("%s: %zu handles, %zu KiB private\n", when, use.handles, use.privateBytes / 1024);
 }
 
-// The service keeps the last configuration, and its heap keeps room for a text of the size that it has seen. Both stand
-// in the early measurement already when the largest one comes before.
+// The service keeps the last configuration, and its heap keeps room for the largest text so far. Sending the largest
+// one first includes both in the early measurement.
 void SendLargestConfig() {
   const std::string config = "{\"" + std::string(kMaxPayloadBytes - 4, 'x');
   EXPECT_TRUE(StartTunnel(true, config).starts_with("ERR:"));
@@ -151,7 +151,7 @@ struct Cost {
   ProcessUse late;
 };
 
-// A fifth of the connections, then the others.
+// Measures after the first fifth of the connections and after the rest.
 Cost CostOfTheWaves() {
   const uint32_t connections = std::max(FromEnvironment("MOORLAK_HOSTILE_CLIENTS", 300), 100u);
   const uint32_t seed = FromEnvironment("MOORLAK_HOSTILE_SEED", std::random_device{}());

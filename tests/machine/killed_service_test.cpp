@@ -1,4 +1,5 @@
-// A killed service takes along the commands it was waiting for: none of them may change the machine later.
+// When the service is killed, the commands that it was waiting for die with it: none of them may change the machine
+// later.
 #include <windows.h>
 #include <tlhelp32.h>
 
@@ -13,7 +14,7 @@
 namespace moorlak::machine {
 namespace {
 
-// Suspends every thread of a process while it lives.
+// Suspends every thread of a process for as long as this object lives.
 struct FrozenProcess {
   explicit FrozenProcess(DWORD processId) {
     const KernelHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
@@ -35,10 +36,10 @@ struct FrozenProcess {
   std::vector<KernelHandle> threads;
 };
 
-// Kills the service while it waits for a query; false when the query's own time was up before.
+// Kills the service while it waits for a query. False if the query timed out first.
 bool KillWithinAQuery(DWORD serviceId) {
   const EngineProcess query = WaitForQuery(serviceId);
-  // From here on the service can end nothing by itself, and the query hangs: only the kill is left.
+  // From here on the service itself can end nothing, and the query hangs: only the kill can end it.
   const FrozenProcess frozen(serviceId);
   if (WaitForSingleObject(query.process.Get(), 0) != WAIT_TIMEOUT) return false;
   KillTunnelService();

@@ -1,4 +1,4 @@
-// Life of the process: service mode under the service control manager, console mode, start-up and end.
+// The service process: service mode under the service control manager, console mode, start-up and end.
 #include <windows.h>
 
 #include <algorithm>
@@ -64,7 +64,8 @@ std::set<std::wstring> PrivilegesOf(DWORD processId) {
   return names;
 }
 
-// The whole list, so that one more is a decision. What the simulated system does not grant to begin with is absent.
+// The whole list, so that adding a privilege is a deliberate decision. Privileges that the simulated system does not
+// grant in the first place are absent.
 TEST(Lifecycle, KeepsOnlyThePrivilegesThatItUses) {
   const std::set<std::wstring> used{
       L"SeAssignPrimaryTokenPrivilege", L"SeBackupPrivilege",        L"SeChangeNotifyPrivilege",
@@ -80,13 +81,13 @@ TEST(Lifecycle, KeepsOnlyThePrivilegesThatItUses) {
   EXPECT_GT(granted.size(), expected.size());
 }
 
-// Every end of the service in these tests is one with a checked heap.
+// All these tests end the service with heap checks on.
 TEST(Lifecycle, TheServicesHeapIsChecked) {
   StartTunnelService();
   EXPECT_TRUE(ServiceChecksItsHeap());
 }
 
-// Windows waits ten seconds for a service unless its configuration says otherwise.
+// By default Windows waits ten seconds for a service.
 TEST(Lifecycle, AsksTheSystemForAMinuteWhenItGoesDown) {
   InstallService();
   SetPreshutdownTimeout(10'000);
@@ -157,26 +158,26 @@ TEST(ConsoleModeEnd, EndsAtTheEndOfInput) {
   EXPECT_EQ(ExitCode(console.program), 0u);
 }
 
-// Sends the stop control while a start is in hand. False when the start was answered before the control had taken
+// Sends the stop control while a start is being handled. False if the start's reply came before the control took
 // effect.
 bool StopsDuringAStart() {
   StartTunnelService();
   const std::string config = EngineConfig(NextPort());
   EXPECT_EQ(StartTunnel(true, config), "OK");
   const EngineProcess first = WaitForEngine(ServiceProcessId());
-  // The query in flight must be ended too before the second start can go on.
+  // The second start also waits for the query in flight to be ended.
   WaitForQuery(ServiceProcessId());
   const LogWatch log;
   const std::string payload = EncodeStartPayload(true, config);
   const KernelHandle pipe = ConnectPipe();
   EXPECT_TRUE(SendBytes(pipe.Get(), EncodeRequest(CommandCode::Start, payload)));
   EXPECT_TRUE(log.WaitForMessage("IPC start (payload bytes=" + std::to_string(payload.size()) + ")"));
-  // A start ends the earlier engine only when it has been let in.
+  // The earlier engine ends only once the new start has been accepted.
   EXPECT_TRUE(WaitForEnd(first));
   EXPECT_EQ(ControlTunnelService(SERVICE_CONTROL_STOP), NO_ERROR);
   DWORD answered = 0;
   EXPECT_TRUE(PeekNamedPipe(pipe.Get(), nullptr, 0, nullptr, &answered, nullptr));
-  // It looks for the service's end once more behind the earlier session's.
+  // After the earlier session has ended, the start checks once more whether the service is stopping.
   const std::string reply = ReadReply(pipe.Get()).value_or("none");
   EXPECT_TRUE(reply == "OK" || reply == "ERR:Proxy service is unavailable.") << reply;
   EXPECT_TRUE(WaitForServiceState(SERVICE_STOPPED));
@@ -188,7 +189,7 @@ TEST(Lifecycle, AStopControlDuringAStartIsAnsweredAndLeavesNoTunnel) {
   constexpr int kTries = 10;
   ResetSystemProxy();
   const std::string before = DumpSystemProxy();
-  // A query that hangs lengthens the end of the first tunnel, and with it the second start.
+  // A hanging query delays the end of the first tunnel, and so the second start.
   const EngineFaults faults(R"("apiHang":true)");
   bool during = false;
   for (int tries = 0; !during && tries < kTries; ++tries) {
@@ -208,7 +209,7 @@ TEST(Lifecycle, ReportsStopPendingWithAHintOf45000Ms) {
   };
   StartTunnelService();
   const LogWatch log;
-  // A reply that nobody has read yet keeps the service at work.
+  // An unread reply keeps the service busy.
   const KernelHandle pipe = ConnectPipe();
   ASSERT_TRUE(SendBytes(pipe.Get(), EncodeRequest(CommandCode::Ping, {})));
   ASSERT_TRUE(log.WaitForMessage("IPC ping"));

@@ -1,5 +1,5 @@
-// The command-line client against the running service: what it prints and with which code it ends. The codes are
-// documented in docs/moorlakctl.md.
+// The command-line client against the running service: what it prints, and its exit codes. The codes are documented in
+// docs/moorlakctl.md.
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -53,7 +53,7 @@ struct Moorlakctl : ProxyTest {
   static std::wstring ConfigFile() {
     return (std::filesystem::temp_directory_path() / L"настройки теста.json").wstring();
   }
-  // Runs a command to its end; its output is kept.
+  // Runs a command to its end and keeps its output.
   DWORD Run(const std::wstring& arguments) {
     DWORD exitCode = 0xDEAD;
     output = RunProgram(CtlCommand(arguments), exitCode);
@@ -66,12 +66,12 @@ struct Moorlakctl : ProxyTest {
   static void WriteConfig(std::string_view config) {
     std::ofstream(std::filesystem::path(ConfigFile()), std::ios::binary) << config;
   }
-  // A dry run over the example, or over another configuration.
+  // A dry run with the example configuration, or with another one.
   DWORD Prepare(const std::wstring& options = L"", std::string_view config = kExampleConfig) {
     WriteConfig(config);
     return Run(L"prepare " + options + L" \"" + ConfigFile() + L"\"");
   }
-  // Starts a session with `start` and waits until it is up, shown, and the system proxy set.
+  // Starts a session with `start` and waits until it is up and shown as up, and the system proxy is set.
   Child StartSession() {
     Child start = StartProgram(CtlCommand(StartArguments(EngineConfig(port))));
     EXPECT_TRUE(WaitForListener(port));
@@ -239,7 +239,7 @@ TEST_F(Moorlakctl, TheDeathOfTheEngineEndsStartAndTheSession) {
   const std::string shown = Output(start);
   EXPECT_TRUE(Contains(shown, "moorlakctl: The session ended by itself; sent ")) << shown;
   EXPECT_TRUE(Contains(shown, "In proxy mode the engine's messages go to the service's standard error.")) << shown;
-  // A dead engine leaves the session running in the service until somebody stops it.
+  // After the engine has died, the session keeps running in the service until a client stops it.
   EXPECT_FALSE(AskStatus().running);
 }
 
@@ -312,9 +312,9 @@ TEST_F(Moorlakctl, InAnotherFolderIsRefusedAndTellsWhere) {
   std::filesystem::remove_all(folder);
 }
 
-// The pipe's name in the test's own hands, in place of the service.
+// The test holds the pipe's name in place of the service.
 KernelHandle HoldPipeName(DWORD direction) {
-  // The client talks to pipes of an owner whom it trusts.
+  // The client only talks to a pipe whose owner it trusts.
   const auto descriptor = OwnedDescriptor(L"D:(A;;GA;;;SY)(A;;GA;;;BA)");
   SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor.Get(), FALSE};
   KernelHandle pipe(CreateNamedPipeW(kPipeName, direction, PIPE_TYPE_BYTE, 1, 4096, 4096, 0, &attributes));
@@ -331,7 +331,7 @@ TEST_F(Moorlakctl, GivesUpOnAServiceThatServesOthersAllTheTime) {
 }
 
 TEST_F(Moorlakctl, TellsThatTheAccountMayNotOpenThePipe) {
-  // A client may not write into a pipe that is for its reading only.
+  // A client may not write to a pipe that it may only read.
   const KernelHandle pipe = HoldPipeName(PIPE_ACCESS_OUTBOUND);
   EXPECT_EQ(Run(L"ping"), kAccessDenied);
   EXPECT_EQ(output,
@@ -349,7 +349,7 @@ TEST_F(Moorlakctl, AnAnswerThatTheServiceDoesNotGiveIsAFailure) {
     EXPECT_TRUE(SendBytes(pipe.Get(), EncodedReply("hello")));
   });
   EXPECT_EQ(Run(L"ping"), kFailure);
-  // Lets a server go that nobody came to.
+  // Releases the server if no client came.
   ConnectPipe(std::chrono::milliseconds(1));
   server.join();
   EXPECT_EQ(output, "moorlakctl: The answer is not one that the tunnel service gives: \"hello\"\n");
@@ -408,7 +408,7 @@ TEST_F(Moorlakctl, PrepareLooksIntoACyrillicFolder) {
   std::filesystem::create_directory(folder);
   std::ofstream(folder / L"помощник.EXE") << "x";
   std::ofstream(folder / L"readme.txt") << "x";
-  // As it stands in JSON.
+  // The path as written in JSON.
   std::string path;
   for (const char byte : NarrowUtf16(folder.wstring())) path.append(byte == '\\' ? 2 : 1, byte);
   EXPECT_EQ(Prepare(L"", R"({"moorlakMeta":{"__moorlak_blocked_apps":[")" + path + R"(\\Game.exe"]}})"), kOk);

@@ -1,4 +1,4 @@
-// The tunnel's owner is the process that sent the last accepted start; the tunnel ends with it.
+// The tunnel's owner is the process that sent the last accepted start. The tunnel ends when its owner ends.
 #include <filesystem>
 #include <gtest/gtest.h>
 
@@ -23,7 +23,7 @@ class OwnerWatch : public RunningService {
  protected:
   void TearDown() override { DeleteFileW(configFile.c_str()); }
 
-  // A process that has started the tunnel and lives on.
+  // A process that has started the tunnel and keeps running.
   Child StartOwner() const {
     const uint16_t port = NextPort();
     EXPECT_TRUE(WriteFileDurably(configFile, EngineConfig(port)));
@@ -34,7 +34,7 @@ class OwnerWatch : public RunningService {
     return owner;
   }
 
-  // Whether the tunnel stays up for longer than the watch needs to look twice.
+  // Whether the tunnel stays up for longer than two rounds of the watch.
   static bool StaysUp() {
     return !WaitUntil([] { return !AskStatus().running; }, kTwoRounds);
   }
@@ -54,7 +54,7 @@ TEST_F(OwnerWatch, KillingTheOwnerStopsTheTunnel) {
 TEST_F(OwnerWatch, KillingTheOwnerAfterAStopDoesNothing) {
   Child first = StartOwner();
   EXPECT_EQ(Ask(CommandCode::Stop), "OK");
-  // This tunnel belongs to the test.
+  // This tunnel is owned by the test.
   ASSERT_EQ(StartTunnel(true, EngineConfig(NextPort())), "OK");
   Kill(first);
   EXPECT_TRUE(StaysUp());
@@ -74,7 +74,7 @@ TEST_F(OwnerWatch, AStartFromASecondCallerReplacesTheOwner) {
 
 TEST_F(OwnerWatch, OtherCommandsOfAnotherCallerLeaveTheOwnerAsItIs) {
   Child owner = StartOwner();
-  // The test's own pings, status requests and refused starts.
+  // Pings, status requests and refused starts sent by the test itself.
   EXPECT_EQ(Ask(CommandCode::Ping), "OK");
   EXPECT_TRUE(AskStatus().running);
   EXPECT_EQ(Ask(CommandCode::Start), "ERR:Missing VPN config.");

@@ -1,4 +1,4 @@
-// The pipe's name: what the service does while somebody else holds it.
+// The pipe's name: what the service does while another process holds it.
 #include <gtest/gtest.h>
 
 #include "machine/support/console.h"
@@ -12,7 +12,7 @@ namespace {
 
 constexpr char kSquattedLine[] = "CreateNamedPipe failed: 5 (pipe name squatted — waiting)";
 
-// A pipe of that name that only takes bytes in: a second one, for both directions, is then refused with error 5.
+// A pipe of that name that only receives. Creating a second one, for both directions, then fails with error 5.
 KernelHandle SquatOnPipeName() {
   return KernelHandle(CreateNamedPipeW(kPipeName, PIPE_ACCESS_INBOUND, PIPE_TYPE_BYTE | PIPE_WAIT,
                                        PIPE_UNLIMITED_INSTANCES, 4096, 4096, 0, nullptr));
@@ -25,7 +25,7 @@ TEST(PipeName, ASquattedNameIsLoggedEvery500MsUntilItIsFree) {
   const auto begin = std::chrono::steady_clock::now();
   LaunchTunnelService();
   ASSERT_TRUE(WaitUntil([&] { return log.Count(kSquattedLine) >= 4; }));
-  // Three waits lie between four lines.
+  // There are three waits between four lines.
   EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1400));
   squatter.Reset();
   EXPECT_EQ(Ask(CommandCode::Ping), "OK");
@@ -52,7 +52,7 @@ TEST(PipeName, ASecondInstanceWaitsAndTakesThePipeOverWhenTheFirstStops) {
     const auto messages = log.Messages();
     return std::count_if(messages.begin(), messages.end(), isRefusal) >= 2;
   }));
-  // The first client since the second instance has been waiting.
+  // The first client since the second instance began to wait.
   EXPECT_EQ(ServerOf(ConnectPipe().Get()), ServiceProcessId());
   StopTunnelService();
   EXPECT_EQ(ServerOf(ConnectPipe().Get()), second.program.processId);

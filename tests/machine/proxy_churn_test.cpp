@@ -1,4 +1,4 @@
-// Many sessions in quick succession, ended at every moment of their beginning.
+// Many sessions in quick succession, stopped at every moment of their start.
 #include <algorithm>
 #include <cstdio>
 #include <gtest/gtest.h>
@@ -17,13 +17,13 @@ using ProxyChurn = ProxyTest;
 
 constexpr int kRounds = 30;
 constexpr int kImmediateRounds = 10;
-// The other rounds end from before the engine's launch to after the system proxy was set, which follows half a second
-// behind it.
+// The other rounds end at moments from before the engine's launch until after the system proxy is set, half a second
+// later.
 constexpr DWORD kStepMs = 37;
 
 void RunRound(const std::string& config, DWORD lifeMs, const std::string& before) {
   ASSERT_EQ(StartTunnel(true, config), "OK");
-  // Not a wait for something: the moment of the stop is what the round is about.
+  // This sleep waits for nothing: the round is about the moment of the stop.
   Sleep(lifeMs);
   ASSERT_EQ(Ask(CommandCode::Stop), "OK");
   EXPECT_EQ(DumpSystemProxy(), before) << "stopped after " << lifeMs << " ms";
@@ -44,8 +44,8 @@ TEST_F(ProxyChurn, ThirtyQuickSessionsLeaveNoEngineNoStagedFileNoProxyAndNoHandl
     ASSERT_NO_FATAL_FAILURE(RunRound(config, static_cast<DWORD>(step) * kStepMs, before));
   }
   EXPECT_TRUE(WaitForNoEngine());
-  // The threads that read the engines' output close their pipes on their own time. Two handles are allowed for what the
-  // system opens late; a leak of one in each session would be thirty.
+  // The threads that read the engines' output close their pipes at their own pace. Two handles are allowed for what the
+  // system opens late; a leak of one per session would be thirty.
   EXPECT_TRUE(WaitUntil([&first] { return ServiceUse().handles <= first.handles + 2; })) << ServiceUse().handles;
   const ProcessUse last = ServiceUse();
   std::printf("handles %zu before, %zu after %d sessions; private bytes %zu before, %zu after\n", first.handles,
@@ -58,7 +58,7 @@ TEST_F(ProxyChurn, AStopRightAfterTheStartNeverLeavesASystemProxyBehind) {
   const std::string config = EngineConfig(port);
   for (int round = 0; round < 5; ++round) ASSERT_NO_FATAL_FAILURE(RunRound(config, 0, before));
   EXPECT_TRUE(WaitForNoEngine());
-  // Nothing that is still under way may set it afterwards: the end of the process would wait for it.
+  // Nothing still running may set the proxy afterwards: the process waits for it before it ends.
   StopTunnelService();
   EXPECT_EQ(DumpSystemProxy(), before);
 }

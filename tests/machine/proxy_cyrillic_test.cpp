@@ -1,4 +1,4 @@
-// A copy of the product in a folder with a Cyrillic name, with a temporary folder of that kind.
+// A copy of the product in a folder with a Cyrillic name. Its temporary folder has a Cyrillic name as well.
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@ namespace {
 constexpr wchar_t kFolder[] = L"C:\\Программы Moorlak";
 constexpr wchar_t kTemporary[] = L"C:\\Временные файлы";
 
-// Another temporary folder for this program and all that it starts.
+// Changes the temporary folder of this program and of everything that it starts.
 struct TemporaryFolder {
   explicit TemporaryFolder(const wchar_t* path) {
     GetEnvironmentVariableW(L"TMP", previous, MAX_PATH);
@@ -47,7 +47,7 @@ struct ProxyInACyrillicFolder : ProxyTest {
   static std::wstring Command(const std::wstring& arguments) { return L"\"" + std::wstring(kFolder) + arguments; }
 };
 
-// The service in that folder serves only programs in that folder, so its own client starts the session.
+// The service in that folder serves only programs from that folder, so the client from there starts the session.
 TEST_F(ProxyInACyrillicFolder, CarriesTrafficAndPutsEverythingBack) {
   const TemporaryFolder temporary(kTemporary);
   KernelHandle keyboardInput;

@@ -1,4 +1,4 @@
-// The engine of proxy mode: how it may misbehave, and its statistics API.
+// The engine of proxy mode: its possible misbehaviour, and its statistics API.
 #include <cstdio>
 #include <gtest/gtest.h>
 
@@ -20,17 +20,17 @@ constexpr int64_t kMebibyte = 1 << 20;
 
 using ProxyEngine = ProxyTest;
 
-// Waits until the engine is known to be dead.
+// Waits until the service has noticed that the engine is dead.
 bool WaitForTunnelDown() {
   return WaitUntil([] { return !AskStatus().tunnelUp; });
 }
 
-// Waits until the console shows the text.
+// Waits until the console has printed the text.
 bool WaitForOutput(const Console& console, std::string_view text) {
   return WaitUntil([&] { return Output(console.program).find(text) != std::string::npos; });
 }
 
-// Loads a mebibyte through the engine and waits until the counters have it.
+// Downloads a mebibyte through the engine and waits until the counters include it.
 void ExpectCountedTraffic(uint16_t port) {
   const WebServer web;
   ASSERT_TRUE(Fetch(web.Url("/bytes/1048576"), port));
@@ -46,7 +46,8 @@ TEST_F(ProxyEngine, KilledWhileRunningIsToldAndClearsTunnelButNotRunningAndThePr
   KillEngine(engine);
   const ULONGLONG killed = GetTickCount64();
   EXPECT_TRUE(WaitForTunnelDown());
-  // The period of the engine's monitor is 500 ms; shown, not judged, because a loaded machine needs longer.
+  // The engine monitor checks every 500 ms. The time is printed but not asserted, because a loaded machine needs
+  // longer.
   std::printf("tunnel=0 came %llu ms after the engine was killed\n", GetTickCount64() - killed);
   EXPECT_TRUE(AskStatus().running);
   EXPECT_TRUE(WaitForOutput(console, "Xray process terminated unexpectedly\n"));
@@ -98,7 +99,7 @@ TEST_F(ProxyEngine, ThatPrintsMegabytesDisturbsNeitherTrafficNorStatusNorStop) {
   EXPECT_TRUE(AskStatus().tunnelUp);
   StopProxy();
   EXPECT_EQ(DumpSystemProxy(), before);
-  // Both streams come whole, each chunk behind its tag.
+  // Both streams arrive completely, each chunk after its tag.
   const std::string output = Output(console.program);
   EXPECT_GT(output.size(), 2 * kNoise);
   EXPECT_NE(output.find("[Xray stdout] "), std::string::npos);
@@ -112,7 +113,7 @@ TEST_F(ProxyEngine, ThatHangsWithoutListeningDisturbsNeitherStatusNorStop) {
   const EngineProcess engine = WaitForEngine(ServiceProcessId());
   EXPECT_EQ(Ask(CommandCode::Ping), "OK");
   EXPECT_EQ(Ask(CommandCode::Status), "OK running=1 tunnel=1 up=0 down=0");
-  // The hanging engine lives, so the system proxy is set, and has to be put back.
+  // The hanging engine is alive, so the system proxy is set and must be restored.
   EXPECT_TRUE(WaitForSystemProxy(OurServer(port)));
   StopProxy();
   EXPECT_TRUE(WaitForEnd(engine));

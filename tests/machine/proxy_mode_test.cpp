@@ -13,10 +13,10 @@ namespace {
 
 constexpr int64_t kFiveMiB = 5 << 20;
 constexpr char kFiveMiBPath[] = "/bytes/5242880";
-// Headers and what SOCKS adds may show in a counter, no more.
+// Counters may exceed the traffic by headers and by what SOCKS adds, but not by more.
 constexpr double kTolerance = 0.01;
 
-// PROXY_TYPE_PROXY of WinINet.
+// WinINet's PROXY_TYPE_PROXY.
 constexpr DWORD kProxyFlag = 2;
 
 using ProxyMode = ProxyTest;
@@ -26,7 +26,7 @@ bool IsWithinTolerance(int64_t counted, int64_t sent) {
   return difference >= -kTolerance * static_cast<double>(sent) && difference <= kTolerance * static_cast<double>(sent);
 }
 
-// The counters arrive once a second; they never fall.
+// The counters are updated once a second; they never decrease.
 StatusReply WaitForCounters(int64_t up, int64_t down) {
   StatusReply status;
   WaitUntil([&] {
@@ -80,7 +80,7 @@ TEST_F(ProxyMode, CarriesAPageAndFiveMebibytesEachWayAndCountsThemWithinOnePerce
 TEST_F(ProxyMode, PointsTheSystemProxyAtTheSocksPortAndPutsItBackAtTheStop) {
   StartTunnelService();
   StartProxy();
-  // Flags and exceptions are shown with the stand-in: Wine does not keep them.
+  // The tests with the stand-in cover flags and exceptions: Wine does not keep them.
   const ProxyOptions ours = ReadProxyOptions();
   EXPECT_EQ(ours.server, "socks=localhost:" + std::to_string(port));
   EXPECT_TRUE(ours.flags & kProxyFlag);

@@ -1,4 +1,4 @@
-// A killed service: what the system does at once, and what the next start of the service puts right.
+// A killed service: what the system does at once, and what the service's next start repairs.
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -21,7 +21,7 @@ namespace {
 constexpr DWORD kProxyFlag = 2;
 
 struct ProxyRecovery : ProxyTest {
-  // A session of a service that was killed, over settings of the user's.
+  // A session over settings of the user, whose service was then killed.
   void KillWhileUp() {
     WriteProxyOptions(users);
     usersDump = DumpSystemProxy();
@@ -85,13 +85,14 @@ TEST_F(ProxyRecovery, ASecondKillBeforeTheRecoveryLosesNothing) {
   EXPECT_EQ(DumpSystemProxy(), usersDump);
 }
 
-// What makes the tests of files that are not believed able to fail: these files would be, if they were sound.
+// The recovery file of each test is a real one before the test damages it: without the damage the service would believe
+// it.
 struct ProxyRecoveryFile : ProxyRecovery {
   ProxyRecoveryFile() {
     KillWhileUp();
     sound = ReadText(kProxyRestoreFile);
   }
-  // Starts the service with the file and expects that the settings stay as the killed service left them.
+  // Starts the service with the file and expects the settings to stay as the killed service left them.
   void ExpectNotBelieved() const {
     StartTunnelService();
     EXPECT_EQ(DumpSystemProxy(), killedDump);
@@ -127,8 +128,8 @@ TEST_F(ProxyRecoveryFile, ThatIsEmptyIsNotBelieved) {
   ExpectNotBelieved();
 }
 
-// Every user can create files in the data folder. Wine shows a Linux user that it does not know as "anonymous logon",
-// which is nobody the service trusts.
+// Every user can create files in the data folder. Wine reports an unknown Linux user as "anonymous logon", which the
+// service does not trust.
 TEST_F(ProxyRecoveryFile, OfAnUntrustedUserIsNotBelieved) {
   ASSERT_TRUE(GiveToAnotherUser(kProxyRestoreFile));
   ExpectNotBelieved();

@@ -1,7 +1,7 @@
-// The user's own proxy settings: what stood before comes back, what the user changed meanwhile stays.
+// The user's own proxy settings: what was set before is restored, what the user changed meanwhile stays.
 //
-// Under Wine the service, which is LocalSystem by name, runs as the user of the tests and so changes this user's
-// settings. On Windows they would be LocalSystem's: these tests show what is set and put back, not for whom.
+// Under Wine the service, which is LocalSystem by name, runs as the tests' user and so changes this user's settings. On
+// Windows they would be LocalSystem's: these tests show what is set and restored, not for whom.
 #include <windows.h>
 #include <wininet.h>
 
@@ -37,7 +37,8 @@ std::string NameOf(const testing::TestParamInfo<Settings>& tested) {
   return tested.param.name;
 }
 
-// With the system's own WinINet. Wine's keeps the server, whether it is switched on, and the configuration address.
+// With the system's own WinINet. Wine's version keeps the server, whether the proxy is on, and the configuration
+// address.
 struct ProxySettings : ProxyTest, testing::WithParamInterface<Settings> {};
 
 TEST_P(ProxySettings, ComeBackAtTheStop) {
@@ -65,10 +66,10 @@ struct ProxyOptionsTest : ProxyTest {
     StartTunnelService();
     ASSERT_EQ(StartTunnel(true, EngineConfig(port)), "OK");
     ASSERT_TRUE(WaitUntil([this] { return system.Read().server == OurServer(port); }));
-    // The two notifications follow.
+    // The two notifications come later.
     ASSERT_TRUE(WaitUntil([this] { return system.Calls().ends_with("refresh\n"); }));
   }
-  // Members end before their base: the stand-in wants the service gone.
+  // Stops the service before `system` is destroyed: the stand-in must outlive it.
   ~ProxyOptionsTest() override { StopTunnelService(); }
 
   ProxyOptions ours{kProxy, OurServer(port), kOurBypass, {}};

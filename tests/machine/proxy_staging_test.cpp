@@ -1,4 +1,4 @@
-// The staged configuration: what the engine runs, under which name, and who may touch it.
+// The staged configuration: what the engine runs, the file's name, and who may touch it.
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -26,7 +26,7 @@ bool Exists(const std::wstring& path) {
   return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
-// Whether the file can be opened so while others may do what they like with it.
+// The error of opening the file with that access and full sharing.
 DWORD ErrorOfOpening(const std::wstring& path, DWORD access) {
   const KernelHandle file(CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                       nullptr, OPEN_EXISTING, 0, nullptr));
@@ -131,8 +131,8 @@ TEST_F(ProxyStaging, TakesAllowInsecureOut) {
   EXPECT_NE(staged.find(R"("tlsSettings":{"serverName":"b"})"), std::string::npos) << staged;
 }
 
-// On Windows only another user's folder could stand in the system's temporary folder. Wine shows a Linux user that it
-// does not know as "anonymous logon", which is nobody the service trusts.
+// On Windows the only untrusted folder in the system's temporary folder would be another user's. Wine reports an
+// unknown Linux user as "anonymous logon", which the service does not trust.
 TEST_F(ProxyStaging, PutsAFolderAsideThatBelongsToAnUntrustedUser) {
   const std::wstring aside = StagingFolder() + L".untrusted-1";
   CreateDirectoryW(StagingFolder().c_str(), nullptr);

@@ -1,4 +1,4 @@
-// Two instances of the program on one machine: the second one leaves the first one's machine alone.
+// Two instances of the program on one machine: the second one does not touch what the first one has set.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -24,7 +24,7 @@ std::wstring ProxyServer() {
   return server;
 }
 
-// Log lines of an instance that found the pipe's name taken.
+// Log lines of an instance that found the pipe's name in use.
 size_t CountRefusals(const LogWatch& log) {
   size_t count = 0;
   for (const auto& message : log.Messages()) count += message.starts_with("CreateNamedPipe failed: ");
@@ -50,7 +50,7 @@ TEST(SecondInstance, WaitsForThePipeAndLeavesTheSystemProxyOfTheFirstAloneWhenIt
   EXPECT_TRUE(WaitForProxyServer(L""));
 }
 
-// Any user may look at the mutex, and so keep its name alive.
+// Any user may open the mutex and so keep its name alive.
 TEST(SecondInstance, ANameThatSomebodyKeepsAliveDoesNotKeepTheNextStartFromRecovering) {
   StartTunnelService();
   ASSERT_EQ(StartTunnel(true, kConfig), "OK");
@@ -68,7 +68,8 @@ TEST(SecondInstance, AServiceThatComesSecondRunsNoRecoveryAndTakesThePipeOverWhe
   ASSERT_EQ(StartTunnel(true, kConfig), "OK");
   ASSERT_TRUE(WaitForProxyServer(L"socks=localhost:21807"));
   LaunchTunnelService();
-  // The pipe comes after recovery, so a second instance that complains about its name has had its chance.
+  // The pipe is created after recovery. A second instance that logs that the name is in use has had its chance to
+  // recover.
   ASSERT_TRUE(WaitUntil([&] { return CountRefusals(log) >= 2; }));
   EXPECT_EQ(ProxyServer(), L"socks=localhost:21807");
   EXPECT_NE(GetFileAttributesW(kProxyRestoreFile), INVALID_FILE_ATTRIBUTES);

@@ -1,4 +1,4 @@
-// The start command: mode, configuration text, and what becomes of the tunnel before.
+// The start command: mode, configuration text, and what happens to an earlier tunnel.
 #include <gtest/gtest.h>
 
 #include "machine/support/engine.h"
@@ -12,7 +12,7 @@ namespace moorlak::machine {
 namespace {
 
 constexpr char kUnparsable[] = "ERR:Invalid VPN configuration. The server config could not be parsed.";
-// The folder of these tests has no tun2socks.
+// The folder of these tests contains no tun2socks.
 constexpr char kNoVpn[] =
     "ERR:tun2socks.exe not found. Place it in the xray folder next to moor_lak.exe (with wintun.dll).";
 constexpr char kNoProxy[] =
@@ -21,7 +21,7 @@ constexpr size_t kLargestConfig = kMaxPayloadBytes - 2;
 
 class StartCommand : public RunningService {
  protected:
-  // Whatever it was given, the service is the same process and answers.
+  // Whatever a test sent, the service is still the same process and replies.
   void TearDown() override {
     EXPECT_EQ(Ask(CommandCode::Ping), "OK");
     EXPECT_EQ(ServiceProcessId(), processId);
@@ -61,7 +61,7 @@ TEST_F(StartCommand, AnEmptyPayloadIsAMissingConfiguration) {
   EXPECT_EQ(log.Count("IPC start failed: missing config"), 1u);
 }
 
-// A configuration that fails the controller's check, whatever the mode.
+// A configuration that fails the controller's check in both modes.
 class UnparsableConfig : public StartCommand, public testing::WithParamInterface<const char*> {};
 
 TEST_P(UnparsableConfig, FailsAndLeavesThePreviousTunnelStopped) {
@@ -81,7 +81,7 @@ TEST_F(StartCommand, LeadingWhitespaceBeforeTheBraceIsAcceptedAndPassedOnUnchang
   const uint16_t port = NextPort();
   ASSERT_EQ(StartTunnel(true, whitespace + EngineConfig(port)), "OK");
   ASSERT_TRUE(WaitForListener(port));
-  // What the engine was given lies in the staging folder as long as it runs.
+  // The engine's configuration is in the staging folder as long as the engine runs.
   EXPECT_EQ(ReadStagedText().substr(0, whitespace.size() + 1), whitespace + "{");
 }
 

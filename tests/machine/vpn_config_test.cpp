@@ -1,4 +1,4 @@
-// What a VPN start makes of realistic configurations, judged by the real engine.
+// What a VPN start makes of realistic configurations, checked with the real engine.
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <map>
@@ -20,12 +20,12 @@
 namespace moorlak::machine {
 namespace {
 
-// The test's engines run with whatever rights can be had.
+// The engines run with whatever rights the test can get.
 EngineAccount account;
 
 constexpr int64_t kMebibyte = 1 << 20;
 
-// The configurations that the tests' engine does not know, with the words in which it says so.
+// Configurations that the tests' engine does not support, with a word from its error message.
 const std::map<std::string, std::string> kUnknownToTheEngine{
     {"hysteria", "hysteria"},
     {"vless_grpc_geo", "geosite"},
@@ -77,7 +77,7 @@ TEST_P(VpnConfig, RewrittenForAStartIsAcceptedUnlessTheEngineDoesNotKnowItsProto
   EXPECT_NE(why.find(unknown->second), std::string::npos) << why;
 }
 
-// The engine's acceptance means something only if it sees a single wrong byte.
+// Being accepted by the engine means something only if the engine notices one wrong byte.
 TEST_P(VpnConfig, WithoutItsLastBraceIsRefused) {
   EXPECT_FALSE(EngineAccepts(rewritten.substr(0, rewritten.rfind('}'))));
 }
@@ -105,7 +105,7 @@ EngineCounters AskForCounters(uint16_t apiPort) {
   return exitCode == 0 ? ParseEngineCounters(answer) : EngineCounters{};
 }
 
-// Runs the text until a mebibyte has gone through its SOCKS port and been counted for the outbound "proxy".
+// Runs the text until a mebibyte has gone through its SOCKS port and has been counted for the outbound "proxy".
 void ExpectCountedProxyTraffic(const std::string& text) {
   const Staged staged(text);
   ASSERT_TRUE(ValidateXrayConfig(EnginePath(), staged.Path(), account));

@@ -1,4 +1,4 @@
-// Programs that a test starts, with what they print collected in a file.
+// Programs that a test starts. What they print is collected in a file.
 #pragma once
 
 #include <windows.h>
@@ -9,7 +9,7 @@
 
 namespace moorlak::machine {
 
-// Ends its program, by handle, when it goes out of scope.
+// Ends its program by handle when it goes out of scope.
 struct Child {
   KernelHandle process;
   DWORD processId = 0;
@@ -29,7 +29,7 @@ DWORD ExitCode(const Child& child);
 std::string Output(const Child& child);
 void Kill(Child& child);
 
-// What stands in a file that another program may be writing; empty when there is none.
+// Content of a file that another program may still be writing. Empty if there is no file.
 std::string ReadSharedFile(const std::wstring& path);
 
 // Runs to the end and returns what was printed.

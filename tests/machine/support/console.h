@@ -1,4 +1,4 @@
-// The service in its console mode, with an Enter key in the test's hand.
+// The service in console mode, with the Enter key under the test's control.
 #pragma once
 
 #include <string>

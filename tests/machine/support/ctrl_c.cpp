@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::string_view kRole = "--press-ctrl-c";
 
-// The key reaches this process too.
+// The key also reaches this process.
 BOOL WINAPI Ignore(DWORD /*control*/) {
   return TRUE;
 }

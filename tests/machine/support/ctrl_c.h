@@ -1,6 +1,6 @@
 // Ctrl-C in another program's console.
 //
-// Ctrl-Break and the closing of a window cannot be shown here: Wine's console passes only Ctrl-C on, for the others
+// Ctrl-Break and closing the window cannot be tested here: Wine's console only passes Ctrl-C on. For the others
 // GenerateConsoleCtrlEvent fails with error 6.
 #pragma once
 
@@ -8,11 +8,11 @@
 
 namespace moorlak::machine {
 
-// Presses Ctrl-C for the program of that id, which StartProgram gives a console of its own, and for all that share the
-// console. A process can be attached to one console only, so this program is started again in a role for it.
+// Presses Ctrl-C for the program with that id, which has its own console from StartProgram, and for all others in that
+// console. A process can be attached to only one console, so this program starts itself again in a separate role.
 bool PressCtrlC(DWORD processId);
 
-// True when the command line asks for that role; RunCtrlC then plays it and returns the exit code.
+// True if the command line asks for that role. RunCtrlC then plays it and returns the exit code.
 bool IsCtrlC(int argumentCount, char** arguments);
 int RunCtrlC(char** arguments);
 

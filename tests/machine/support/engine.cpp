@@ -77,13 +77,13 @@ std::optional<nlohmann::json> RunFetch(const std::string& arguments, uint16_t so
   return nlohmann::json::parse(output);
 }
 
-// Reads one object of another process.
+// Reads one object from another process.
 template <typename T>
 bool ReadObject(HANDLE process, const void* address, T& object) {
   return ReadProcessMemory(process, address, &object, sizeof(object), nullptr) != FALSE;
 }
 
-// From the process's own memory: the only way that both Windows and Wine know. Empty when it cannot be read.
+// Read from the process's own memory, the only way that both Windows and Wine support. Empty if it cannot be read.
 std::wstring CommandLineOf(DWORD processId) {
   const KernelHandle process(OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, processId));
   PROCESS_BASIC_INFORMATION basic{};
@@ -103,7 +103,7 @@ std::wstring CommandLineOf(DWORD processId) {
   return line;
 }
 
-// Wine goes on listing some processes that have ended.
+// Wine still lists some processes that have ended.
 bool IsAlive(DWORD processId) {
   const KernelHandle process(OpenProcess(SYNCHRONIZE, FALSE, processId));
   return process && WaitForSingleObject(process.Get(), 0) == WAIT_TIMEOUT;
@@ -120,7 +120,7 @@ std::vector<PROCESSENTRY32W> LivingEngines() {
   return entries;
 }
 
-// The process of that parent with the word in its command line, 0 when there is none.
+// Id of a child of `parentId` whose command line contains the word; 0 if there is none.
 DWORD FindEngine(DWORD parentId, const wchar_t* word, DWORD otherThanId) {
   for (const PROCESSENTRY32W& entry : LivingEngines()) {
     const bool candidate = entry.th32ParentProcessID == parentId && entry.th32ProcessID != otherThanId;
@@ -165,7 +165,7 @@ bool WaitForListener(uint16_t port, const char* address) {
 }
 
 PortHolder::PortHolder(uint16_t port) : listener(INVALID_SOCKET) {
-  // The connections of an engine that has just ended may hold the port for a moment.
+  // Connections of an engine that has just ended may hold the port for a moment.
   EXPECT_TRUE(WaitUntil([this, port] {
     listener = Listen(port).Release();
     return listener != INVALID_SOCKET;
@@ -177,7 +177,7 @@ PortHolder::~PortHolder() {
 }
 
 WebServer::WebServer() : program(StartProgram(WebCommand("serve"))) {
-  // The line with the address comes when the server listens.
+  // The server prints its address once it listens.
   EXPECT_TRUE(WaitUntil([this] { return Output(program).find('\n') != std::string::npos; }));
   const std::string output = Output(program);
   address = output.substr(0, output.find_first_of("\r\n"));
@@ -231,7 +231,7 @@ EngineFaults::EngineFaults(std::string_view members) {
 }
 
 EngineFaults::~EngineFaults() {
-  // An engine that just reads the file keeps it from being deleted.
+  // While an engine reads the file, it cannot be deleted.
   EXPECT_TRUE(WaitUntil([] { return DeleteFileW(FaultsFile().c_str()) || GetLastError() == ERROR_FILE_NOT_FOUND; }));
 }
 

@@ -11,7 +11,7 @@ namespace {
 constexpr ULONG kSystemExtendedHandleInformation = 64;
 constexpr LONG kLengthMismatch = static_cast<LONG>(0xC0000004);
 
-// The layouts are documented in the Windows driver kit's headers only.
+// These layouts are documented only in the headers of the Windows driver kit.
 struct HandleEntry {
   void* object;
   uintptr_t processId;
@@ -35,7 +35,7 @@ using QueryCall = LONG(WINAPI*)(ULONG, void*, ULONG, ULONG*);
 size_t CountHandles(DWORD processId) {
   const auto query = reinterpret_cast<QueryCall>(
       reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
-  // In units of the list's own alignment.
+  // Elements of uintptr_t give the buffer the list's alignment.
   std::vector<uintptr_t> buffer(1u << 16);
   LONG status = kLengthMismatch;
   while (status == kLengthMismatch) {

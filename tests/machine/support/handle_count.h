@@ -6,8 +6,8 @@
 
 namespace moorlak::machine {
 
-// Handles that a process has open, counted in the system's list of all handles: Wine answers GetProcessHandleCount
-// with 0. Microsoft Learn, "NtQuerySystemInformation".
+// Number of open handles of a process, counted in the system's list of all handles: under Wine GetProcessHandleCount
+// reports 0. Microsoft Learn, "NtQuerySystemInformation".
 size_t CountHandles(DWORD processId);
 
 }  // namespace moorlak::machine

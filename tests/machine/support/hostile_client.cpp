@@ -28,7 +28,7 @@ std::string SmallPayload(RandomSource& random) {
   return random.Bytes(random.Below(300));
 }
 
-// Code and length are anything; the payload is as long as the length says or the frame is cut off there.
+// Code and length are arbitrary. The payload is either as long as the length says or cut off.
 std::string SendRandomFrame(HANDLE pipe, RandomSource& random) {
   const std::string payload = SmallPayload(random);
   const uint32_t code = 5 + random.Below(0xFFFFFFFF - 5);
@@ -52,7 +52,7 @@ std::string SendCutFrame(HANDLE pipe, RandomSource& random) {
   return {};
 }
 
-// A whole request whose reply is never fetched.
+// Sends a whole request and never reads the reply.
 std::string LeaveBeforeTheReply(HANDLE pipe, RandomSource& random) {
   SendBytes(pipe, RawRequest(random.Below(2) == 0 ? 1 : 4, 0, {}));
   return {};
@@ -64,8 +64,8 @@ std::string ReadLate(HANDLE pipe, RandomSource& random) {
   return Expect(ReadReply(pipe), "OK", "late reader");
 }
 
-// None of these texts reaches an engine: they do not begin like JSON, or they are not balanced, or the mode is not
-// the one whose programs are installed.
+// None of these texts reaches an engine: they do not begin like JSON, or they are not balanced, or they ask for the
+// mode whose programs are not installed.
 std::string SendBadConfig(HANDLE pipe, RandomSource& random) {
   const uint32_t longest = random.Below(50) == 0 ? 4u << 20 : 4096;
   const std::string filler(random.Below(longest), "[{\\\"\xFF \0a"[random.Below(7)]);
@@ -108,7 +108,7 @@ std::string StallOnce(size_t stage) {
   if (!pipe) return "no connection";
   SendBytes(pipe.Get(), sent[stage % kStallStages]);
   if (stage % kStallStages < 3) return ReadsEndOfPipe(pipe.Get()) ? "" : "stalled client: a reply";
-  // Until the service has thrown the unread reply away.
+  // Waits until the service has discarded the unread reply.
   DWORD waiting = 0;
   while (PeekNamedPipe(pipe.Get(), nullptr, 0, nullptr, &waiting, nullptr)) Sleep(50);
   return {};

@@ -1,4 +1,4 @@
-// Clients that lie well in the service's folder and behave badly.
+// Clients in the service's own folder that behave badly.
 #pragma once
 
 #include <cstddef>
@@ -8,12 +8,12 @@
 
 namespace moorlak::machine {
 
-// One connection of a client that sends a bad frame, leaves early, reads late or sends a configuration that no engine
-// ever sees. Returns what it got that the pipe's rules do not allow; empty when all was right.
+// One connection of a client that sends a bad frame, leaves early, reads late or sends a configuration that never
+// reaches an engine. Returns what violated the pipe's rules, empty if nothing did.
 std::string MisbehaveOnce(RandomSource& random);
 
-// One connection that stalls until the service drops it, at the stage of that number: without a word, within the
-// payload length, within the payload, or with the reply unread. The same result as above.
+// One connection that stalls at that stage until the service drops it: before sending anything, within the payload
+// length, within the payload, or with the reply unread. Returns the same as MisbehaveOnce.
 std::string StallOnce(size_t stage);
 inline constexpr size_t kStallStages = 4;
 

@@ -1,4 +1,4 @@
-// The tunnel log as a test sees it: what was written since a mark.
+// The tunnel log as a test sees it: everything written since a mark.
 #pragma once
 
 #include <cstddef>
@@ -8,13 +8,13 @@
 
 namespace moorlak::machine {
 
-// Starts at the log's end of now. Survives no rotation, which no test here needs but the log's own.
+// Starts at the current end of the log. Does not survive a rotation; only the log's own tests would need that.
 class LogWatch {
  public:
   LogWatch();
-  // Messages (without time and line end) written since.
+  // Messages written since then, without time and line end.
   std::vector<std::string> Messages() const;
-  // Waits until a message equals the text, or contains it.
+  // Waits for a message that equals the text (or, below, contains it).
   bool WaitForMessage(std::string_view text) const;
   bool WaitForMessageWith(std::string_view part) const;
   size_t Count(std::string_view text) const;

@@ -25,7 +25,7 @@ KernelHandle ConnectPipe(std::chrono::milliseconds limit) {
   for (;;) {
     KernelHandle pipe(CreateFileW(kPipeName, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
     if (pipe || std::chrono::steady_clock::now() >= deadline) return pipe;
-    // Between two instances of the server the name is missing for a moment, so every failure is tried again.
+    // Between two instances of the server the name does not exist for a moment, so every failure is retried.
     if (!WaitNamedPipeW(kPipeName, 100)) Sleep(1);
   }
 }

@@ -1,4 +1,4 @@
-// A client of the control pipe that can also misbehave: every byte is the test's own.
+// A client of the control pipe that can also misbehave: the test controls every byte.
 #pragma once
 
 #include <windows.h>
@@ -14,27 +14,27 @@
 
 namespace moorlak::machine {
 
-// Opens the pipe, waiting while it is busy or between two instances. Empty at the limit.
+// Opens the pipe. Waits while it is busy and between two instances. Empty if the limit is reached.
 KernelHandle ConnectPipe(std::chrono::milliseconds limit = std::chrono::seconds(30));
 
-// Id of the process that serves a connection.
+// Id of the process at the other end of the connection.
 DWORD ServerOf(HANDLE pipe);
 
-// False when the service has closed its end.
+// False if the service has closed its end.
 bool SendBytes(HANDLE pipe, std::string_view bytes);
 
-// The framed reply, or nothing when the service closes its end first.
+// The framed reply; nullopt if the service closes its end first.
 std::optional<std::string> ReadReply(HANDLE pipe);
 
-// Waits until the service closes its end; false when it sent a byte instead.
+// Waits until the service closes its end. False if it sends a byte instead.
 bool ReadsEndOfPipe(HANDLE pipe);
 
 // One connection, one request, one reply.
 std::optional<std::string> Ask(CommandCode code, std::string_view payload = {});
-// The same with a code and a length that need not be right.
+// A request with any code and any length.
 std::string RawRequest(uint32_t code, uint32_t length, std::string_view payload);
 
-// Ask(Start) with the mode byte and the configuration.
+// Ask(Start) with mode byte and configuration.
 std::string StartTunnel(bool proxyMode, std::string_view config);
 StatusReply AskStatus();
 

@@ -7,9 +7,9 @@
 
 namespace moorlak::machine {
 
-// A service started while this lives has a heap without the checks that the suite's prefix asks for ("GFlags flag
-// table" on Microsoft Learn). A checked heap keeps the last 1,024 freed blocks, whatever their size, so that several
-// MiB come and go with what the last clients happened to send.
+// While this lives, a new service gets a heap without the checks that the suite's prefix asks for ("GFlags flag table"
+// on Microsoft Learn). A checked heap keeps the last 1,024 freed blocks, whatever their size, so private memory varies
+// by several MiB with what the last clients happened to send.
 class PlainHeap {
  public:
   PlainHeap();

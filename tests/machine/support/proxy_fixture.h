@@ -1,4 +1,4 @@
-// What every test of proxy mode begins and ends with: a machine without a proxy, a recovery file, staged files.
+// What every test of proxy mode begins and ends with: no system proxy, no recovery file, no staged files.
 #pragma once
 
 #include <cstdint>
@@ -12,8 +12,7 @@ struct ProxyTest : testing::Test {
   // Stops the service and removes what a failed test may have left.
   ~ProxyTest() override;
 
-  // Starts proxy mode with the configuration and waits until the engine listens on the port and the system proxy points
-  // at it.
+  // Starts proxy mode and waits until the engine listens on the port and the system proxy points to it.
   void StartProxy(const std::string& config);
   void StartProxy();
   // Sends the stop command.
@@ -21,14 +20,14 @@ struct ProxyTest : testing::Test {
 
   // SOCKS port of this test's engine.
   uint16_t port;
-  // Dump of the system proxy before the test; tests that begin otherwise take their own.
+  // The system proxy before the test. Tests with another initial state take their own dump.
   std::string before;
 };
 
-// The server text of the system proxy while proxy mode is up.
+// The system proxy's server text while proxy mode is up.
 std::string OurServer(uint16_t socksPort);
 bool WaitForSystemProxy(const std::string& server);
-// Waits until the dump of the system proxy is this one again.
+// Waits until the dump of the system proxy equals this one.
 bool WaitForDump(const std::string& dump);
 bool RecoveryFileExists();
 

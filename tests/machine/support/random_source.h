@@ -1,4 +1,4 @@
-// Random choices of a test that can be repeated: everything follows from the seed.
+// Random choices for a test. They can be repeated: everything follows from the seed.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@ struct RandomSource {
   explicit RandomSource(uint32_t seed) : engine(seed) {}
 
   uint32_t Any() { return static_cast<uint32_t>(engine()); }
-  // From 0 to limit - 1.
+  // 0 to limit - 1.
   uint32_t Below(uint32_t limit) { return Any() % limit; }
   std::string Bytes(size_t count) {
     std::string bytes(count, '\0');

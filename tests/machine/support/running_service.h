@@ -1,4 +1,4 @@
-// For tests that begin with a running service.
+// For tests that need a running service.
 #pragma once
 
 #include <windows.h>
@@ -9,7 +9,7 @@
 
 namespace moorlak::machine {
 
-// Members of a derived fixture, a LogWatch for one, are made after the service has come up.
+// Members of a derived fixture, such as a LogWatch, are constructed after the service has come up.
 class RunningService : public testing::Test {
  protected:
   RunningService() { StartTunnelService(); }

@@ -27,8 +27,8 @@ KernelHandle OpenServiceProcess(DWORD access) {
   return id == 0 ? KernelHandle() : KernelHandle(OpenProcess(access, FALSE, id));
 }
 
-// The process environment block names the process's heap, whose flags tell what it checks. Both stand at the same place
-// in Windows and Wine, but neither documents it.
+// The process environment block points to the process heap, whose flags say what it checks. Both offsets are the same
+// in Windows and Wine, but neither documents them.
 constexpr uintptr_t kHeapInBlock = 0x30;
 constexpr uintptr_t kFlagsInHeap = 0x70;
 
@@ -79,12 +79,12 @@ void StartTunnelService() {
 
 void StopTunnelService() {
   const KernelHandle process = OpenServiceProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION);
-  // Wine goes on naming a process that was killed.
+  // Wine still reports a process that was killed.
   if (!process || WaitForSingleObject(process.Get(), 0) == WAIT_OBJECT_0) return;
   ControlTunnelService(SERVICE_CONTROL_STOP);
   EXPECT_TRUE(WaitForServiceState(SERVICE_STOPPED));
   EXPECT_EQ(WaitForSingleObject(process.Get(), 30'000), WAIT_OBJECT_0);
-  // A service that dies in mid-stop is reported as stopped, too.
+  // A service that dies during a stop is reported as stopped, too.
   DWORD exitCode = STILL_ACTIVE;
   EXPECT_TRUE(GetExitCodeProcess(process.Get(), &exitCode));
   EXPECT_EQ(exitCode, 0u) << "the service did not end, it died";
@@ -136,7 +136,7 @@ void KillTunnelService() {
   const KernelHandle process = OpenServiceProcess(PROCESS_TERMINATE | SYNCHRONIZE);
   ASSERT_TRUE(process);
   ASSERT_TRUE(TerminateProcess(process.Get(), 1));
-  // Wine's control manager goes on showing "running" until the next start.
+  // Wine's service control manager reports "running" until the next start.
   ASSERT_EQ(WaitForSingleObject(process.Get(), 30'000), WAIT_OBJECT_0);
 }
 

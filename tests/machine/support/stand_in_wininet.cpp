@@ -10,7 +10,7 @@ namespace moorlak::machine {
 namespace {
 
 constexpr wchar_t kStore[] = L"Software\\Moorlak Lab\\WinINet";
-// Wine takes a DLL beside the program only where it is told to.
+// Wine loads a DLL from the program's folder only if an override says so.
 constexpr wchar_t kOverrides[] = L"Software\\Wine\\AppDefaults\\moorlak_service.exe\\DllOverrides";
 constexpr wchar_t kOverride[] = L"native,builtin";
 

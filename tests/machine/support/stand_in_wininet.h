@@ -1,5 +1,5 @@
-// The service with the lab's wininet.dll: all four options of the system proxy are kept as Windows keeps them, and
-// every call that changes something is recorded (lab/wininet/wininet.cpp). The tests read its store, not the system's.
+// The service with the lab's wininet.dll. It keeps all four options of the system proxy as Windows does and records
+// every call that changes something (lab/wininet/wininet.cpp). The tests read its store, not the system's.
 #pragma once
 
 #include <string>
@@ -8,18 +8,18 @@
 
 namespace moorlak::machine {
 
-// Holds for every service that is started while it lives.
+// Applies to every service that is started while this lives.
 class StandInWinInet {
  public:
   explicit StandInWinInet(const ProxyOptions& initial);
   StandInWinInet(const StandInWinInet&) = delete;
   StandInWinInet& operator=(const StandInWinInet&) = delete;
-  // The service must have ended.
+  // The service must have ended by then.
   ~StandInWinInet();
 
   ProxyOptions Read() const;
   void Write(const ProxyOptions& options) const;
-  // A line for each call so far.
+  // The calls so far, one per line.
   std::string Calls() const;
 };
 

@@ -42,7 +42,7 @@ std::string DataText(DWORD type, const std::vector<BYTE>& bytes) {
   return '"' + NarrowUtf16(text.substr(0, text.find(L'\0'))) + '"';
 }
 
-// One line for each value, in the order of their names.
+// One line per value, sorted by name.
 std::string DumpValues(HKEY key) {
   std::map<std::wstring, std::string> lines;
   for (DWORD index = 0;; ++index) {

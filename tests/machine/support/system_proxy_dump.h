@@ -1,8 +1,8 @@
 // The system proxy as a user and other programs see it, read and written without the product's code.
 //
-// WinINet keeps these settings for the account that calls. Under Wine the service runs as the same user as the tests,
-// so one HKEY_CURRENT_USER shows both sides. What that does not show: on Windows the service is LocalSystem, and a
-// change of LocalSystem's settings is not a change of the signed-in user's.
+// WinINet keeps these settings per calling account. Under Wine the service runs as the tests' user, so one
+// HKEY_CURRENT_USER shows both sides. What this does not show: on Windows the service is LocalSystem, and changing
+// LocalSystem's settings does not change the signed-in user's.
 #pragma once
 
 #include <windows.h>
@@ -25,17 +25,18 @@ struct ProxyOptions {
 // For messages of failed tests.
 void PrintTo(const ProxyOptions& options, std::ostream* out);
 
-// What the system's WinINet tells. Wine's keeps less than Windows' does: no exception list, of the flags only "proxy"
-// and "configuration address" (lab/wininet keeps everything).
+// The settings according to the system's WinINet. Wine's keeps less than Windows' does: no exception list, and only the
+// flags "proxy" and "configuration address" (lab/wininet keeps everything).
 ProxyOptions ReadProxyOptions();
 
-// Sets all four in one call, as the system's own dialog does.
+// Sets all four in one call, as the system's dialog does.
 void WriteProxyOptions(const ProxyOptions& options);
 
-// Every value below the user's "Internet Settings", recursively, and the options: "as before" is one comparison.
+// Every value under the user's "Internet Settings", recursively, and the options. One comparison shows whether
+// everything is as before.
 std::string DumpSystemProxy();
 
-// "No proxy", and no value left of an earlier one: what a fresh account has.
+// "No proxy", with no value left from an earlier one, as in a new account.
 void ResetSystemProxy();
 
 }  // namespace moorlak::machine

@@ -1,4 +1,4 @@
-// Waiting for a condition with a generous limit: the limit is only met when something is broken.
+// Waits for a condition with a generous limit: the limit is reached only if something is broken.
 #pragma once
 
 #include <windows.h>
@@ -9,7 +9,7 @@ namespace moorlak::machine {
 
 inline constexpr std::chrono::seconds kLongWait{30};
 
-// Polls until the condition holds; false at the limit.
+// Polls until the condition holds. False if the limit is reached.
 template <typename Condition>
 bool WaitUntil(Condition condition, std::chrono::milliseconds limit = kLongWait) {
   const auto deadline = std::chrono::steady_clock::now() + limit;
