@@ -1,4 +1,4 @@
-// moorlak-prepare as its user meets it: the built program, run by a shell. The exit codes are documented in
+// moorlak-prepare as a user runs it: the built program, started by a shell. The exit codes are documented in
 // docs/moorlakctl.md.
 #include <cstdlib>
 #include <filesystem>
@@ -28,7 +28,7 @@ std::string ReadFile(const fs::path& path) {
   return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-// Each test works in a folder of its own, in which the command lines are run.
+// Each test has its own folder, in which the command lines run.
 struct MoorlakPrepare : testing::Test {
   MoorlakPrepare() {
     std::string pattern = (fs::temp_directory_path() / "moorlak-prepare-XXXXXX").string();
@@ -43,8 +43,8 @@ struct MoorlakPrepare : testing::Test {
   void WriteFile(const std::string& name, std::string_view text) const {
     std::ofstream(folder / name, std::ios::binary) << text;
   }
-  // What stands behind the program's name is the shell's: files, redirections, pipes. Streams that it does not
-  // redirect go to the files whose texts are kept.
+  // The shell interprets everything after the program's name: files, redirections, pipes. Streams that it does not
+  // redirect are captured in files.
   int Run(const std::string& rest) {
     const std::string line = "cd '" + folder.string() + "' && { '" MOORLAK_PREPARE_PROGRAM "' " + rest +
                              "; } >out.captured 2>err.captured </dev/null";
@@ -72,7 +72,7 @@ TEST_F(MoorlakPrepare, WarnsOfAConfigurationThatTheServiceWouldRefuse) {
   EXPECT_EQ(Run("--meta named.json"), kOk);
   EXPECT_EQ(output, "");
   EXPECT_EQ(errors, "moorlak-prepare: Warning: a start would be refused. " + FileSettingText("log.error") + "\n");
-  // The metadata's end uncovers it.
+  // Removing the metadata uncovers this setting.
   WriteFile("named.json", R"({"moorlakMeta":{/*},"masterKeyLog":"x",/**/"log":{}})");
   EXPECT_EQ(Run("named.json"), kOk);
   EXPECT_NE(output, "");
@@ -176,7 +176,7 @@ TEST_F(MoorlakPrepare, AFullDiskIsAnError) {
 }
 
 TEST_F(MoorlakPrepare, AReaderThatWentAwayIsAnError) {
-  // More than a pipe holds, so that the end of the reader is met in any case.
+  // More than a pipe holds, so that the program certainly notices that the reader is gone.
   WriteFile("long.json", "{" + std::string(1'000'000, ' ') + "}");
   EXPECT_EQ(Run("long.json; echo $? >&2; } 2>piped.errors | { true"), kOk);
   EXPECT_EQ(ReadFile(folder / "piped.errors"), "moorlak-prepare: Cannot write to standard output: Broken pipe.\n7\n");

@@ -32,7 +32,7 @@ struct Cursor {
     rest.remove_prefix(beginning.size());
     return true;
   }
-  // Up to the stop, which is taken too.
+  // The text up to `stop`, which is consumed, too.
   std::optional<std::string_view> TakeTo(char stop) {
     const size_t end = rest.find(stop);
     if (end == std::string_view::npos) return std::nullopt;
@@ -42,7 +42,7 @@ struct Cursor {
   }
 };
 
-// "S-1-…" as far as it goes, or two letters. Empty for letters that are not known here, nothing for neither.
+// A SID ("S-1-…") or a two-letter account. Empty for unknown letters, nullopt if it is neither.
 std::optional<std::string> TakeAccount(Cursor& cursor) {
   if (cursor.rest.starts_with("S-1-")) {
     const size_t end = std::min(cursor.rest.find_first_not_of("S-0123456789"), cursor.rest.size());
@@ -89,7 +89,7 @@ bool HasFlag(std::string_view flags, std::string_view wanted) {
   return false;
 }
 
-// "type;flags;rights;object;inherited object;account", without its parentheses.
+// "type;flags;rights;object;inherited object;account", without the parentheses.
 std::optional<AccessEntry> ReadEntry(std::string_view text) {
   Cursor cursor{text};
   std::array<std::string_view, 5> fields;
@@ -105,12 +105,13 @@ std::optional<AccessEntry> ReadEntry(std::string_view text) {
   entry.grants = fields[0] != "D" && fields[0] != "OD" && fields[0] != "XD";
   entry.inheritOnly = HasFlag(fields[1], "IO");
   entry.rights = *rights;
-  // What stands behind the account belongs to kinds whose account this is not.
+  // Only "A" and "D" entries end with the account; in other kinds the account means something else.
   if ((fields[0] == "A" || fields[0] == "D") && cursor.rest.empty()) entry.sid = *account;
   return entry;
 }
 
-// Up to the parenthesis that closes the one before, which is taken too; a condition brings its own.
+// The text up to the parenthesis that closes the one already consumed, which is consumed, too. Conditions have their
+// own parentheses.
 std::optional<std::string_view> TakeToClosing(Cursor& cursor) {
   size_t depth = 1;
   for (size_t i = 0; i < cursor.rest.size(); ++i) {

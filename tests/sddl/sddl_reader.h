@@ -1,6 +1,5 @@
-// Security descriptors in their text form ("Security Descriptor Definition Language" of Microsoft Learn), read into the
-// plain values that the product judges. For tests and the fuzzer; the product reads descriptors as Windows hands them
-// out.
+// Reads security descriptors in text form ("Security Descriptor Definition Language" on Microsoft Learn) into the plain
+// values that the product checks. For tests and the fuzzer; the product reads the descriptors that Windows returns.
 #pragma once
 
 #include <optional>
@@ -10,9 +9,8 @@
 
 namespace moorlak {
 
-// Owner and access list of the text; what the text does not say (kind, names) is that of an ordinary file with one
-// name. Nothing when the text is malformed. An account or a kind of entry that is not known here is read as one that
-// cannot be told.
+// Owner and access list of the text. Facts that the text does not contain (kind, names) are those of an ordinary file
+// with one name. nullopt if the text is malformed. An unknown account or kind of entry is read as undeterminable.
 std::optional<ObjectFacts> ReadSddl(std::string_view text);
 
 }  // namespace moorlak

@@ -1,4 +1,4 @@
-// Every way in which a connect gives up, and its text.
+// Every way in which a connect gives up, and the text for it.
 #include <algorithm>
 #include <filesystem>
 #include <functional>
@@ -17,7 +17,7 @@ constexpr char kMissingAddress[] = "ERROR: Moorlak adapter missing 10.0.85.2 aft
 constexpr char kSetUpFailure[] = "WintunHolder: could not create/open Moorlak adapter: 5";
 constexpr wchar_t kEngineFolder[] = L"C:\\Program Files\\Moorlak\\xray\\";
 
-// A program of the product under another name for as long as this lives: it cannot be started.
+// Renames a program of the product for as long as this lives, so that it cannot be started.
 class Hidden {
  public:
   explicit Hidden(const std::wstring& program) : path(kEngineFolder + program) { fs::rename(path, path + L".hidden"); }
@@ -33,7 +33,7 @@ class AbortedConnect : public TunnelSession {
  protected:
   void ExpectStart(const std::string& config) { ASSERT_EQ(Start(config), "OK"); }
 
-  // The session has ended with exactly these lines of failure, and left nothing.
+  // The session ended with exactly these failure lines and left nothing behind.
   void ExpectAborted(const std::vector<std::string>& lines) const {
     EXPECT_TRUE(WaitForEnd());
     EXPECT_FALSE(Status().tunnelUp);
@@ -48,7 +48,7 @@ class AbortedConnect : public TunnelSession {
   }
   bool HasDiagnostics() const { return CountOf("=== connect diagnostics begin ===") > 0; }
 
-  // The machine does this while the connect is held at the call.
+  // Runs the event while the connect is held at the call.
   void Meanwhile(const char* call, const char* argument, const std::function<void()>& event) {
     BreakAt(call, argument);
     ExpectStart(Config());
@@ -106,13 +106,13 @@ TEST_F(AbortedConnect, ATun2SocksThatCannotBeStartedLeavesNoLine) {
   ExpectAborted({});
 }
 
-// They were there when the service started.
+// The programs were there when the service started.
 TEST_F(AbortedConnect, AnEngineThatAScannerTookAwayIsToldInTheReply) {
   {
     const Hidden hidden(L"tun2socks.exe");
     EXPECT_EQ(Start(Config()),
               "ERR:tun2socks.exe not found. Place it in the xray folder next to moor_lak.exe (with wintun.dll).");
-    // The engine's own tunnel needs none.
+    // The engine's own tunnel does not need tun2socks.
     EXPECT_EQ(Start(NativeConfig()), "OK");
     EXPECT_TRUE(WaitForReady(kNativeReadyLine));
   }
@@ -141,7 +141,7 @@ TEST_F(AbortedConnect, AnAdapterThatNeverAppears) {
   EXPECT_TRUE(WaitForEnd());
   EXPECT_EQ(CountOf("Moorlak adapter did not appear within 20s"), 1u);
   ClearFaults();
-  // The promised retry.
+  // The retry that the log line announces.
   EXPECT_EQ(Stop(), "OK");
   ExpectRestored();
 }
@@ -201,7 +201,7 @@ TEST_F(AbortedConnect, ADefaultRouteThatNeverComes) {
 
 TEST_F(AbortedConnect, ADefaultRouteThatLosesAtFirstLeavesOneWarning) {
   lab::MachineState machine = lab::DhcpMachine();
-  // The tunnel's automatic metric loses to this one, the set one wins.
+  // With its automatic metric the tunnel loses to this one; with the metric that the connect sets it wins.
   for (auto* settings : {&machine.adapters[1].ipv4, &machine.adapters[1].storedIpv4}) {
     settings->autoMetric = false;
     settings->metric = 3;
@@ -229,7 +229,7 @@ TEST_F(AbortedConnect, ATunnelThatCarriesNothing) {
 }
 
 TEST_F(AbortedConnect, AnAdapterThatGoesDownBeforeTheProtection) {
-  // Networks are named at the adapter's set-up, too; only what comes after the probe is meant.
+  // Networks are named at the adapter's set-up, too; the test needs the later call, after the probe.
   Meanwhile("WinHttpSendRequest", "via Moorlak", [] { BreakAt("NetworkListManager::CreateInstance"); });
   ASSERT_TRUE(WaitForBreak());
   KillProcess(WaitForProcess(kTun2SocksImage));
@@ -243,7 +243,7 @@ TEST_F(AbortedConnect, FiltersThatCannotBeInstalled) {
   ExpectAborted({"ERROR: DNS leak protection failed — aborting connect"});
 }
 
-// The service's own adapter, which made way for the engine's, comes back with the next stop command.
+// The service's own adapter, which was removed for the engine's, comes back with the next stop command.
 class AbortedNativeConnect : public AbortedConnect {
  protected:
   void ExpectAbortedAndStop(const std::vector<std::string>& lines) {
@@ -283,7 +283,7 @@ TEST_F(AbortedNativeConnect, AnEngineThatDiesBeforeTheTunnelIsProbedAgain) {
   ExpectAbortedAndStop({"ERROR: Xray exited before TUN path probe", kTunFailure});
 }
 
-// Between the two probes, of which the first one found an answer.
+// Dies between the two probes, after the first has succeeded.
 TEST_F(AbortedNativeConnect, AnEngineThatDiesBeforeTheTunnelIsProbedAtAll) {
   BreakAt("WinHttpSendRequest", "via socks");
   ExpectStart(NativeConfig());
@@ -332,7 +332,7 @@ TEST_F(AbortedConnect, AConfigurationThatNamesNoServerAndNoPanel) {
   EXPECT_EQ(CountOf("WARNING: could not extract server address from config"), 1u);
 }
 
-// The rest of a start's refusals need no session.
+// The other refusals of a start need no session.
 TEST_F(AbortedConnect, FilesThatAreMissingAreToldInTheReply) {
   {
     const Hidden hidden(L"geosite.dat");

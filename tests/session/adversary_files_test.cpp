@@ -1,5 +1,5 @@
-// Configurations that point the engine at a file: it has rights that the configuration's author has not. In every mode
-// the start is refused, the file does not appear, and a session that runs goes on.
+// Configurations that point the engine at a file. The engine has rights that the configuration's author lacks. In every
+// mode the start is refused, the file is not created, and a running session continues.
 #include <windows.h>
 
 #include <string>
@@ -22,13 +22,13 @@ enum class Mode { Tunnel, EnginesOwnTunnel, Proxy };
 
 struct Attack {
   const char* setting;
-  // Stand in front of the configuration's own log, and of its inbounds.
+  // Inserted before the configuration's own log, and before its inbounds.
   std::string members;
   std::string inbounds;
 };
 
-// The first one's file appears as soon as an engine reads the configuration; its names are spelt as only the engine's
-// reader takes them.
+// The first attack's file would appear as soon as an engine reads the configuration. Only the engine's reader accepts
+// the spelling of its names.
 std::vector<Attack> Attacks() {
   const std::string victim = kVictimInJson;
   return {
@@ -75,7 +75,7 @@ TEST_P(AdversaryFiles, AStartThatNamesOneIsRefusedBeforeAnythingIsChanged) {
   for (const Attack& attack : Attacks()) {
     const std::string reply = StartIn(ConfigOf(attack));
     EXPECT_EQ(reply, "ERR:" + FileSettingText(attack.setting));
-    // An engine that runs has opened its log files.
+    // A running engine has already opened its log files.
     if (reply == "OK") WaitForUp();
     ASSERT_FALSE(VictimExists()) << attack.setting;
     ASSERT_FALSE(Status().running) << testing::PrintToString(LogLines());
@@ -96,8 +96,8 @@ TEST_P(AdversaryFiles, ASessionThatRunsGoesOn) {
   ExpectRestored();
 }
 
-// The service takes its metadata out of the text by its braces, whatever they belong to: what was a comment then is
-// one no more. The text that the engine is to read is looked at, too.
+// The service cuts its metadata out of the text by braces, whatever they belong to, so what was a comment before can
+// become a setting. The text that the engine will read is checked, too.
 TEST_F(AdversaryEdits, ASettingThatAppearsAsTheTextIsEditedEndsTheConnect) {
   std::string config = Config();
   config.insert(1, std::string(R"("moorlakMeta":{/*},"log":{"access":)") + kVictimInJson + "},/**/\n");

@@ -1,4 +1,4 @@
-// The shipped client with a tunnel: it starts one, stays with it, and tells how it ended.
+// The shipped client with a tunnel: it starts one, stays with it, and reports how it ended.
 #include <filesystem>
 
 #include "base/durable_file.h"

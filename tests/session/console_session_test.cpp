@@ -1,4 +1,4 @@
-// What a session tells on standard error, which the console mode shows.
+// What a session writes to standard error, which console mode shows.
 #include <regex>
 #include <sstream>
 
@@ -24,8 +24,8 @@ class ConsoleSession : public TunnelSession {
     EXPECT_EQ(machine::ExitCode(console.program), 0u);
   }
 
-  // The lines of this program's own tag, each behind a line feed. Ports, process numbers and addresses that differ from
-  // run to run are blanked.
+  // The lines with this program's own tag, each after a line feed. Ports and process ids that differ from run to run
+  // are replaced.
   std::string VpnServiceLines() const {
     static const std::regex processNumber(R"(\(PID: [0-9]+\))");
     std::istringstream output(machine::Output(console.program));
@@ -96,7 +96,7 @@ TEST_F(ConsoleSession, TellsTheStepsOfTheEnginesOwnTunnelOnStandardError) {
   ExpectRestored();
 }
 
-// Another inbound in the SOCKS inbound's place.
+// Replaces the SOCKS inbound with another inbound.
 TEST_F(ConsoleSession, WarnsWhenAConfigurationHasNoSocksInboundAndTriesTheUsualPort) {
   std::string config = Config();
   for (const auto& [what, by] : {std::pair{R"("in_proxy")", R"("web")"}, std::pair{R"("socks")", R"("http")"}}) {

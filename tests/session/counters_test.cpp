@@ -1,4 +1,4 @@
-// The status tells the bytes that the engine has counted.
+// The status reports the bytes that the engine has counted.
 #include <filesystem>
 #include <regex>
 
@@ -24,7 +24,7 @@ std::wstring StagedConfigPath() {
   return (std::filesystem::temp_directory_path() / L"flutter_vless_vpn" / L"vpn_config_active.json").wstring();
 }
 
-// Where the engine's API listens: the inbound of that tag in the text that the engine runs.
+// The port of the engine's API: the inbound with that tag in the configuration that the engine runs.
 std::string ApiPort() {
   const std::string text = machine::ReadText(StagedConfigPath());
   std::smatch match;
@@ -32,7 +32,7 @@ std::string ApiPort() {
   return std::regex_search(text, match, api) ? match[1].str() : "10086";
 }
 
-// What the engine itself says. A counter of zero has no value.
+// The counters according to the engine. A counter of zero has no value.
 Bytes AskEngine() {
   const std::wstring command =
       L"\"" + std::wstring(kXrayProgram) + L"\" api statsquery -server=127.0.0.1:" + WidenUtf8(ApiPort());
@@ -56,9 +56,9 @@ TEST_F(Counters, OfTheStatusAreTheEnginesAndShowADownload) {
   const Bytes idle = AskEngine();
   const auto transfer = FetchAsUser("/bytes/1048576");
   ASSERT_TRUE(transfer && transfer->bytes == kOneMiB);
-  // The engine counts a connection's last bytes when it is over.
+  // The engine counts a connection's last bytes when the connection is over.
   EXPECT_TRUE(machine::WaitUntil([&] { return AskEngine().down >= idle.down + kOneMiB; }));
-  // One period of the service's questions later at the latest it tells the same.
+  // The service reports the same at most one query period later.
   EXPECT_TRUE(machine::WaitUntil([] {
     const StatusReply status = Status();
     return Bytes{status.upBytes, status.downBytes} == AskEngine();

@@ -1,4 +1,4 @@
-// The ways in which a session that is up comes to its end, other than by the stop command.
+// The ways in which a session that is up ends other than by the stop command.
 #include <algorithm>
 #include <filesystem>
 
@@ -19,7 +19,7 @@ bool HasStagedConfig() {
   return fs::exists(fs::temp_directory_path() / "flutter_vless_vpn" / "vpn_config_active.json");
 }
 
-// What is there of both paths: the configuration, and the line that tells that the tunnel is up.
+// What differs between the paths: the configuration, and the line that says that the tunnel is up.
 struct Path {
   const char* name;
   bool native;
@@ -50,7 +50,7 @@ TEST_P(EndedSession, ByTheDeathOfXrayIsToldAndPutsEverythingBack) {
   EXPECT_TRUE(WaitForEnd());
   EXPECT_FALSE(Status().tunnelUp);
   EXPECT_EQ(CountLines(kXrayGone), 1u);
-  // The service's own adapter, which made way for the engine's, comes back with the next stop command.
+  // The service's own adapter, which was removed for the engine's, comes back with the next stop command.
   const std::string reply = GetParam().native ? Stop() : "OK";
   EXPECT_EQ(reply, "OK");
   ExpectRestored();
@@ -82,7 +82,7 @@ TEST_P(EndedSession, ByTheServicesDeathIsUndoneByItsNextStart) {
   ExpectRestored();
 }
 
-// It holds the user's credentials. No recovery has run when it is looked for.
+// The file contains the user's credentials. The test looks for it before any recovery has run.
 TEST_P(EndedSession, ByAStopTakesTheStagedConfigurationAway) {
   ASSERT_NO_FATAL_FAILURE(Connect());
   EXPECT_TRUE(HasStagedConfig());
@@ -115,11 +115,11 @@ TEST_F(EndedTun2SocksSession, ByTheDeathOfTun2SocksIsToldAndPutsEverythingBack) 
   ExpectRestored();
 }
 
-// The user interface must not show a tunnel through which nothing goes any more.
+// The user interface must not show a tunnel that no longer carries traffic.
 TEST_F(EndedTun2SocksSession, ByTheDeathOfTun2SocksIsNoTunnelAnyMoreWhileTheMachineIsPutBack) {
   ASSERT_EQ(Start(Config()), "OK");
   ASSERT_TRUE(WaitForReady()) << testing::PrintToString(LogLines());
-  // The first thing that is undone.
+  // The first call of the clean-up.
   BreakAt("DeleteIpForwardEntry2");
   KillProcess(WaitForProcess(kTun2SocksImage));
   ASSERT_TRUE(WaitForBreak());

@@ -1,9 +1,10 @@
-// Each call into the system fails once, in turn, from the start command to the reply to the stop: the session comes up
-// or ends with a text that tells why, is never stuck, and a stop leaves the machine as it was.
+// Between the start command and the reply to the stop, each system call fails once, in turn. The session comes up, or
+// ends with a text that says why; it is never stuck, and a stop leaves the machine as it was.
 //
-// A slice takes every eighth of the calls that it looks at: every kShortStep-th, all with MOORLAK_FULL_SWEEP set, and
-// then on the path on which the engine drives the adapter, too. MOORLAK_FAULT_POINT=N takes the N-th call only.
-// MOORLAK_FAULT_SWEEP may hold the words "slow" (the engines make their own adapters, after a while) and "stored"
+// A slice tests every eighth of the selected calls. Selected are every kShortStep-th call, or with MOORLAK_FULL_SWEEP
+// all calls, then also on the path on which the engine drives the adapter. MOORLAK_FAULT_POINT=N tests only the N-th
+// call. MOORLAK_FAULT_SWEEP may contain the words "slow" (the engines make their own adapters, with a delay) and
+// "stored"
 // (`route DELETE` leaves stored copies).
 #include <algorithm>
 #include <chrono>
@@ -21,9 +22,9 @@ constexpr int kSlices = 8;
 constexpr int kShortStep = 11;
 // Far more calls than any session makes.
 constexpr int kMostCalls = 2000;
-// E_ACCESSDENIED, which is a failure to whoever looks for an error number, an exit code or, of COM, a negative number.
+// E_ACCESSDENIED: a failure as an error number, as an exit code, and as a COM result, because it is negative.
 constexpr uint32_t kRefused = 0x80070005;
-// The longest way to the end of a connect: all time-outs of its steps.
+// The longest connect: the sum of the time-outs of all its steps.
 constexpr std::chrono::seconds kOutcomePatience{120};
 // The restore in the background runs a few commands.
 constexpr std::chrono::seconds kRestorePatience{15};
@@ -41,7 +42,7 @@ bool IsFull() {
   return std::getenv("MOORLAK_FULL_SWEEP") != nullptr;
 }
 
-// What a session says that does not come up: the lines behind which nothing follows but the clean-up.
+// The last lines of a session that does not come up: only the clean-up follows them.
 bool TellsTheEnd(const std::string& line) {
   static const char* const ends[] = {"ERROR: failed to write Xray config for VPN",
                                      "Injected Xray config failed validation",
@@ -73,7 +74,7 @@ class FaultSweep : public TunnelSession, public testing::WithParamInterface<int>
     if (std::getenv("MOORLAK_FAULT_SWEEP") != nullptr) Begin(WantedMachine());
   }
 
-  // Sessions with every n-th call failing, for this slice's n, until there is no such call.
+  // Runs sessions in which the n-th call fails, for every n of this slice, until a session makes no such call.
   void Sweep(const Path& path) {
     if (const char* point = std::getenv("MOORLAK_FAULT_POINT")) {
       if (GetParam() == 0) RunPoint(path, static_cast<uint32_t>(std::strtoul(point, nullptr, 10)));
@@ -95,7 +96,7 @@ class FaultSweep : public TunnelSession, public testing::WithParamInterface<int>
     bool up = false;
     std::string stopReply;
     bool met = false;
-    // In the log from the start command to the reply to the stop.
+    // Whether the log has such a line between the start command and the reply to the stop.
     bool told = false;
   };
 
@@ -112,7 +113,7 @@ class FaultSweep : public TunnelSession, public testing::WithParamInterface<int>
     return outcome;
   }
 
-  // What is wrong with the end of a session; empty when nothing is.
+  // What is wrong after the session. Empty if all is well.
   std::string Complaint(const Outcome& outcome) const {
     std::string text;
     if (outcome.reply != "OK") text += "start: " + outcome.reply + "\n";
@@ -127,7 +128,7 @@ class FaultSweep : public TunnelSession, public testing::WithParamInterface<int>
     return text;
   }
 
-  // False when the session ended before its n-th call.
+  // False if the session ended before its n-th call.
   bool RunPoint(const Path& path, uint32_t n) {
     const size_t callsBefore = lab::ReadCallLog().size();
     PlanFault("fail", "", "", n, kRefused);
@@ -141,7 +142,7 @@ class FaultSweep : public TunnelSession, public testing::WithParamInterface<int>
     std::fflush(stdout);
     if (complaint.empty()) return outcome.met;
     ADD_FAILURE() << path.name << ", call " << n << "\n" << complaint << testing::PrintToString(LogLines());
-    // One failed point must not spoil the next.
+    // A failed point must not affect the next one.
     Begin(WantedMachine());
     return outcome.met;
   }

@@ -35,7 +35,7 @@ TEST_F(GoodSession, ConnectsOnTheEnginesOwnTunnelAndPutsEverythingBack) {
   ExpectRestored();
 }
 
-// Where `route DELETE` does not find what `netsh` has stored, the next start of the system would bring it back.
+// If `route DELETE` misses what `netsh` has stored, the next start of the system restores the route.
 TEST_F(GoodSession, LeavesNoStoredDefaultRouteBehind) {
   lab::MachineState machine = lab::DhcpMachine();
   machine.routeKeepsStored = true;

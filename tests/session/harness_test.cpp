@@ -1,4 +1,4 @@
-// The equipment itself: a server that moves bytes, an engine on the machine, a service that comes and goes.
+// The test equipment itself: a server that moves bytes, an engine on the machine, a service that starts and stops.
 #include "machine/support/engine.h"
 #include "machine/support/service_control.h"
 #include "machine/support/wait.h"
@@ -17,7 +17,7 @@ TEST_F(Harness, TheServiceSetsUpItsAdapterOnTheMachine) {
   EXPECT_FALSE(Status().running);
 }
 
-// A session that writes into freed memory ends the service, and so fails its test.
+// A session that writes to freed memory crashes the service, and so fails its test.
 TEST_F(Harness, TheServicesHeapIsChecked) {
   EXPECT_TRUE(machine::ServiceChecksItsHeap());
 }

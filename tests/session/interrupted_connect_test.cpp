@@ -1,4 +1,4 @@
-// What ends a connect from outside while it runs: an engine's death, the user interface's end, the service's stop.
+// What ends a connect from outside: the engine dies, the user interface ends, the service is stopped.
 #include <algorithm>
 
 #include "machine/support/service_control.h"
@@ -28,7 +28,7 @@ class InterruptedConnect : public TunnelSession, public testing::WithParamInterf
     ASSERT_EQ(Start(PathConfig()), "OK");
     ASSERT_TRUE(WaitForBreak()) << testing::PrintToString(LogLines());
   }
-  // The service's own adapter, which made way for the engine's, comes back with the next stop command.
+  // The service's own adapter, which was removed for the engine's, comes back with the next stop command.
   void ExpectOver() {
     EXPECT_TRUE(WaitForEnd()) << testing::PrintToString(LogLines());
     EXPECT_FALSE(Status().tunnelUp);

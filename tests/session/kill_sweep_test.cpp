@@ -1,12 +1,12 @@
-// The service process is ended at its n-th change of the machine, for every n from its start to its end, and started
-// again: its recovery must put the machine back. Slices of every eighth n let the sweep run side by side.
+// The service is killed at its n-th change of the machine, for every n from its start to its end, and started again:
+// its recovery must restore the machine. Each slice takes every eighth n, so that slices can run in parallel.
 //
-// MOORLAK_KILL_SWEEP names what else is wanted, as words: "native" (the path on which the engine drives the adapter),
-// "before" (the death comes in place of the change), "reboot" (the machine starts anew before the service does),
-// "double" (the recovery is ended, too, at each of its changes), "stored" (`route DELETE` leaves stored copies), "cold"
-// (the first three netsh of the next start need 2 s each, more than they are given), "taken" (tun2socks takes the
-// service's adapter, and adapters come and go at once; otherwise the engines make their own, which linger behind them),
-// "every=K" (only each K-th n), "point=N" (only that n). scripts/kill_sweep.sh does all of this.
+// MOORLAK_KILL_SWEEP may contain these words: "native" (the path on which the engine drives the adapter), "before" (the
+// service dies instead of making the change), "reboot" (the machine restarts before the service does), "double" (the
+// recovery is killed, too, at each of its changes), "stored" (`route DELETE` leaves stored copies), "cold" (the first
+// three netsh of the next start need 2 s each, more than the service allows), "taken" (tun2socks takes the service's
+// adapter, and adapters come and go at once; otherwise the engines make their own, which linger after them), "every=K"
+// (only every K-th n), "point=N" (only that n). scripts/kill_sweep.sh runs all of these.
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -33,10 +33,10 @@ constexpr int kSlices = 8;
 constexpr uint64_t kMostChanges = 1000;
 constexpr std::chrono::seconds kReadyPatience{90};
 constexpr std::chrono::seconds kRestorePatience{15};
-// What failed at the start is tried again half a minute later.
+// What failed at the start is retried half a minute later.
 constexpr std::chrono::seconds kColdPatience{90};
 constexpr DWORD kLookPeriodMs = 50;
-// What the lab writes behind the call at which it ended the service.
+// The lab appends this to the call at which it ended the service.
 constexpr std::string_view kEndMark = ", service ended";
 constexpr char kUsersGateway[] = "192.0.2.254";
 constexpr wchar_t kServiceImage[] = L"moorlak_service.exe";
@@ -99,7 +99,7 @@ std::string Without(const std::string& word, const std::string& text) {
   return rest;
 }
 
-// What two dumps do not share, and a word when they differ in their order only; empty when they are the same.
+// Lines that only one of the two dumps has, or a note if only their order differs. Empty if they are equal.
 std::string Difference(const std::string& before, const std::string& now) {
   if (before == now) return {};
   const auto old = SplitLines(before);
@@ -134,12 +134,12 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
     fresh.record.killBefore = wanted.before;
     fresh.routeKeepsStored = wanted.stored;
     if (!wanted.taken) fresh.adapterHabits = lab::SlowAdapters();
-    // The session's own route to this address takes the place of the user's.
+    // The session replaces the user's route to this address with its own.
     fresh.ipv4Routes.push_back({kPanelHost, 32, kUsersGateway, fresh.adapters[1].luid, 7, false});
     Begin(fresh);
   }
 
-  // All points of a slice. A session that reaches its end before the change ends the sweep.
+  // All points of a slice. Stops at the first session that ends normally before its n-th change.
   void Sweep() {
     const uint64_t step = wanted.every * kSlices;
     for (uint64_t n = 1 + static_cast<uint64_t>(GetParam()) * wanted.every; n < kMostChanges; n += step) {
@@ -153,7 +153,7 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
   const Wanted wanted = ReadWanted();
 
  private:
-  // A session that dies at its n-th change, and the start after it. False when the session came to its end.
+  // A session killed at its n-th change, and the next start. False if the session ended normally.
   bool Point(uint64_t n) {
     const bool died = DieInSession(n);
     const std::string cause = died ? EndedBy() : "the end";
@@ -161,7 +161,7 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
     return died;
   }
 
-  // A session that dies at its n-th change, and the start after it, which dies at its m-th, for every m.
+  // A session killed at its n-th change, and the next start, killed at its m-th, for every m.
   bool DoublePoint(uint64_t n) {
     bool died = true;
     bool diedAgain = true;
@@ -183,7 +183,7 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
     lab::CreateMachine(fresh);
     KillServiceAtChange(n);
     LiveThrough();
-    // A change that a program of the session makes kills the service a moment later.
+    // If a child program made the change, the service is killed a moment later.
     const bool died = ChangesSoFar() >= n && machine::WaitUntil([] { return !IsServiceAlive(); });
     EXPECT_TRUE(died || wasUp) << "point " << n << ": the tunnel never came up";
     return died;
@@ -197,7 +197,7 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
     return !lives;
   }
 
-  // The service's whole life, for as long as it lasts: start, connect, disconnect, stop.
+  // The service's whole life until it is killed: start, connect, disconnect, stop.
   void LiveThrough() {
     wasUp = false;
     if (!StartsAndLives()) return;
@@ -227,8 +227,8 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
 
   static bool HasEnded(HANDLE process, DWORD limitMs) { return WaitForSingleObject(process, limitMs) == WAIT_OBJECT_0; }
 
-  // What lies between a death and the next start, which comes when what the service held is gone: its adapter's GUID is
-  // free again then.
+  // Whatever happens between a death and the next start. Waits until nothing of the service is left: then its adapter's
+  // GUID is free again.
   void Boot() const {
     KillServiceAtNoChange();
     EXPECT_TRUE(wanted.reboot || WaitForNoLingeringAdapter());
@@ -239,10 +239,10 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
     lab::RestartSystem();
   }
 
-  // A start of the machine forgets the user's route, whether the session had taken it away or not.
+  // A restart of the machine loses the user's route, whether the session had removed it or not.
   std::string Expected() const { return wanted.reboot ? Without(kUsersGateway, Before()) : Before(); }
 
-  // What the recovery has not put back; empty when all is well.
+  // What the recovery has not restored. Empty if all is well.
   std::string Damage() const {
     std::string text = Difference(Expected(), Now());
     for (const std::string& trace : PendingTraces()) text += "  + " + trace + "\n";
@@ -266,7 +266,7 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
     if (damage.empty()) return;
     ADD_FAILURE() << "at point " << point << ": " << cause << "\n" << damage << LogText();
     KeepCallLog(point);
-    // One failed point must not spoil the next.
+    // A failed point must not affect the next one.
     if (IsServiceAlive()) machine::KillTunnelService();
     Begin(fresh);
   }

@@ -1,4 +1,4 @@
-// A start while a session runs, or right behind its stop.
+// A start while a session runs, or right after its stop.
 #include "machine/support/engine.h"
 #include "machine/support/wait.h"
 #include "session/support/processes.h"
@@ -15,7 +15,7 @@ class ReplacedSession : public TunnelSession {
     ASSERT_EQ(Start(Config()), "OK");
     ASSERT_TRUE(WaitForReady()) << testing::PrintToString(LogLines());
   }
-  // The tunnel moves traffic, and a stop puts everything back.
+  // The tunnel moves traffic, and a stop restores everything.
   void ExpectGoodToTheEnd() {
     const auto transfer = FetchAsUser("/bytes/65536");
     EXPECT_TRUE(transfer && transfer->bytes == 65536);

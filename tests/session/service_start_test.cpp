@@ -1,4 +1,4 @@
-// The service's start as the service control manager and the machine see it.
+// The service's start as seen by the service control manager and on the machine.
 #include <algorithm>
 
 #include "machine/support/pipe_client.h"
@@ -16,7 +16,7 @@ class ServiceStart : public TunnelSession {
  protected:
   ServiceStart() { machine::StopTunnelService(); }
 
-  // The status while the start is held at the call; the start before it goes on.
+  // The service's status while its start is held at the call; the start before this one continues.
   static SERVICE_STATUS_PROCESS StatusAt(const char* call, const char* argument = "") {
     BreakAt(call, argument);
     lab::ReleaseBreak();
@@ -57,7 +57,7 @@ TEST_F(ServiceStart, TellsOfAFailedAdapterBeforeItLooksAfterTheNameServers) {
   EXPECT_LT(failed, looked);
 }
 
-// The list of networks may take half a minute to answer, or not answer at all. It decides nothing.
+// The network list may reply after half a minute, or never. Nothing depends on its reply.
 TEST_F(ServiceStart, DoesNotWaitForANetworkListThatDoesNotAnswer) {
   PlanFault("hang", kProfileCall, "", 0);
   machine::StartTunnelService();
@@ -79,7 +79,7 @@ TEST_F(ServiceStart, NorDoesAConnect) {
   ExpectRestored();
 }
 
-// The answer comes while the service ends, or after it.
+// The reply comes while the service ends, or later.
 TEST_F(ServiceStart, WhatItLeftBehindDoesNotHarmItsEnd) {
   for (const uint32_t answerAfterMs : {3200U, 3600U, 4000U}) {
     ClearFaults();

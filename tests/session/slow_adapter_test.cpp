@@ -1,5 +1,5 @@
-// Sessions on a machine where tunnel adapters come and go as in practice: the engine makes one of its own some time
-// after its start, under the name that the service's adapter bears until then, and what is left behind lingers.
+// Sessions on a machine where tunnel adapters come and go as in practice: some time after its start the engine makes
+// its own adapter, under the name that the service's adapter has until then, and adapters linger after they are closed.
 #include <algorithm>
 
 #include "machine/support/service_control.h"
@@ -26,12 +26,12 @@ bool HasTunnelAddress(const lab::Adapter& adapter) {
          adapter.ipv4.addresses.end();
 }
 
-// The adapter that an engine moves; the machine must have one.
+// The adapter whose traffic an engine moves; the machine must have one.
 const lab::Adapter& MovedAdapter(const lab::MachineState& machine) {
   return *std::ranges::find(machine.adapters, machine.tunnels.at(0).adapterGuid, &lab::Adapter::guid);
 }
 
-// The conditions of the guard and of the split tunnel on the adapter name this one.
+// The adapter conditions of the guard's and the split tunnel's filters name this adapter.
 void ExpectFiltersOn(const lab::MachineState& machine, const lab::Adapter& adapter) {
   size_t conditions = 0;
   for (const lab::WfpFilter& filter : machine.wfp.filters) {
@@ -48,21 +48,21 @@ class SlowAdapterSession : public TunnelSession {
  protected:
   SlowAdapterSession() { Begin(SlowMachine()); }
 
-  // For longer than any test.
+  // Adapters linger for longer than any test.
   void BeginWithLingeringAdapters() {
     lab::MachineState machine = SlowMachine();
     machine.adapterHabits.lingerMs = 3'600'000;
     Begin(machine);
   }
 
-  // The line of an earlier session may stand in the log: the status tells.
+  // Asks for the status, because the log may contain the line of an earlier session.
   void Connect(const std::string& config) {
     ASSERT_EQ(Start(config), "OK");
     ASSERT_TRUE(machine::WaitUntil([] { return Status().tunnelUp || !Status().running; }, kReadyPatience));
     ASSERT_TRUE(Status().tunnelUp) << testing::PrintToString(LogLines());
   }
 
-  // What a session sets stands on the adapter that is moved, and on no other.
+  // The session's settings are on the adapter whose traffic is moved, and on no other.
   static void ExpectTunnelOnMovedAdapter() {
     const lab::MachineState machine = lab::ReadMachine();
     const lab::Adapter& moved = MovedAdapter(machine);
@@ -119,7 +119,8 @@ TEST_F(SlowAdapterSession, OfAnEngineThatTakesThreeSecondsComesUp) {
   ExpectRestored();
 }
 
-// As a session of an earlier version has left it: a disconnected adapter keeps its address from every other one.
+// The state that a session of an earlier version leaves: even a disconnected adapter keeps all others from getting its
+// address.
 TEST_F(SlowAdapterSession, TakesTheAddressOffAnOlderAdapterOfOurs) {
   lab::EditMachine([](lab::MachineState& machine) {
     lab::Adapter& own = *std::ranges::find(machine.adapters, kOwnGuid, &lab::Adapter::guid);
@@ -132,7 +133,7 @@ TEST_F(SlowAdapterSession, TakesTheAddressOffAnOlderAdapterOfOurs) {
   EXPECT_EQ(Stop(), "OK");
 }
 
-// The first session's adapter still lingers when the second one begins.
+// The first session's adapter still lingers when the second session begins.
 TEST_F(SlowAdapterSession, ThatReplacesAnotherIsSetUpOnItsOwnAdapter) {
   ASSERT_NO_FATAL_FAILURE(Connect(Config()));
   const std::string first = lab::ReadMachine().tunnels.at(0).adapterGuid;
@@ -143,7 +144,7 @@ TEST_F(SlowAdapterSession, ThatReplacesAnotherIsSetUpOnItsOwnAdapter) {
   ExpectRestored();
 }
 
-// An adapter that its engine has left is down but there: what the session set goes from it at once.
+// An adapter whose engine has gone is down but still exists: the session's settings are removed from it at once.
 TEST_F(SlowAdapterSession, WhoseEngineDiesIsUndoneOnTheAdapterThatItLeaves) {
   BeginWithLingeringAdapters();
   ASSERT_NO_FATAL_FAILURE(Connect(Config()));
@@ -162,7 +163,7 @@ TEST_F(SlowAdapterSession, WhoseEngineDiesIsUndoneOnTheAdapterThatItLeaves) {
   ExpectRestored();
 }
 
-// The service comes back while its own adapter and the engine's still linger.
+// The service restarts while its own adapter and the engine's still linger.
 TEST_F(SlowAdapterSession, OfAServiceThatDiedIsUndoneWhileItsAdaptersLinger) {
   BeginWithLingeringAdapters();
   ASSERT_NO_FATAL_FAILURE(Connect(Config()));

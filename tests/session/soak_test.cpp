@@ -1,4 +1,5 @@
-// Many sessions, each stopped as soon as it is up, in turns on both paths: on one service, or each on one of its own.
+// Many sessions, each stopped as soon as it is up, on both paths in turn: all on one service, or each on its own
+// service.
 //
 // MOORLAK_SOAK_CYCLES is their number; scripts/soak_session.sh asks for 200, scripts/soak_heap.sh for 50.
 #include <algorithm>
@@ -17,11 +18,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// From here on every lazily made thing is there: both paths have run ten times.
+// By then everything that is created lazily exists: both paths have run ten times.
 constexpr uint32_t kSettledCycle = 20;
 constexpr uint32_t kReportEvery = 20;
-// What a service at rest may differ by: a connection of its pipe that is just being set up or torn down, a thread of
-// the system's pool that has come or gone with its handle.
+// Allowed difference between two measurements of an idle service: a pipe connection that is being set up or torn down,
+// and a thread-pool thread that has come or gone with its handle.
 constexpr size_t kHandleRoom = 4;
 constexpr size_t kThreadRoom = 2;
 constexpr size_t kPrivateBytesRoom = 1u << 20;
@@ -35,7 +36,7 @@ Use LookOnce() {
   return {machine::ServiceUse(), CountThreads(machine::ServiceProcessId())};
 }
 
-// The least of several looks, because the test's own requests come and go.
+// The minimum of several samples, because the test's own requests come and go.
 Use UseAtRest() {
   Use least = LookOnce();
   for (int look = 0; look < 20; ++look) {
@@ -80,7 +81,7 @@ class SessionSoakOfAPlainHeap : public machine::PlainHeap, public SessionSoak {}
 TEST_F(SessionSoakOfAPlainHeap, LeavesTheServiceAsItWas) {
   EXPECT_FALSE(machine::ServiceChecksItsHeap());
   const uint32_t cycles = WantedCycles(4);
-  // A short run compares with the last cycle on the same path: the two leave different threads of the system's pool.
+  // A short run compares with the last cycle on the same path: the two paths leave different thread-pool threads.
   const uint32_t settledCycle = std::min(kSettledCycle, std::max(cycles, 3u) - 2);
   const DWORD processId = machine::ServiceProcessId();
   const auto begin = Clock::now();
@@ -101,8 +102,8 @@ TEST_F(SessionSoakOfAPlainHeap, LeavesTheServiceAsItWas) {
   EXPECT_LE(last.process.privateBytes, settled.process.privateBytes + kPrivateBytesRoom);
 }
 
-// A service of its own for each session, whose process must end with 0: by turns on both paths, and by turns with the
-// session ended before and with the session up.
+// Each session has its own service process, which must exit with 0. The path changes every cycle; the session is
+// stopped before the service in two of four cycles.
 TEST_F(SessionSoak, EveryServiceEndsAndNoneDies) {
   const uint32_t cycles = WantedCycles(2);
   for (uint32_t cycle = 1; cycle <= cycles; ++cycle) {
@@ -114,7 +115,7 @@ TEST_F(SessionSoak, EveryServiceEndsAndNoneDies) {
       EXPECT_EQ(Stop(), "OK");
     }
     machine::StopTunnelService();
-    // Nothing is left for the next one to recover; with it the own adapter comes back.
+    // Nothing is left for the next service to recover. Its start brings our own adapter back.
     EXPECT_EQ(PendingTraces(), std::vector<std::string>{});
     machine::StartTunnelService();
     ExpectRestored();

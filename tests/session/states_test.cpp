@@ -1,4 +1,4 @@
-// What may leave the machine, and where, after every single change of a connect and a disconnect: docs/states.md.
+// What may leave the machine, and where, after each change of a connect and a disconnect: docs/states.md.
 #include <algorithm>
 #include <array>
 #include <memory>
@@ -15,8 +15,8 @@ namespace {
 constexpr char kQuad9[] = "9.9.9.9";
 constexpr char kIpv6Address[] = "2001:db8:ffff::7";
 
-// By what stands of the two: the tunnel's default route with somebody who takes its traffic, and the guard's filters.
-// The guard comes as one piece and goes filter by filter.
+// The state follows from two things: the tunnel's default route on an adapter that is up, and the guard's filters. The
+// guard is added at once and removed filter by filter.
 enum class State { Open, Routed, Protected, Guarded, Falling };
 constexpr std::array kStateNames{"Open", "Routed", "Protected", "Guarded", "Falling"};
 constexpr size_t kGuardFilters = 9;
@@ -28,7 +28,7 @@ struct Traffic {
   uint32_t protocol;
   const char* address;
   uint16_t port;
-  // By state.
+  // One per State.
   std::array<const char*, 5> fares;
 };
 constexpr std::array kTraffic{
@@ -65,7 +65,7 @@ State StateOf(const lab::MachineState& machine) {
   return routed ? State::Routed : State::Open;
 }
 
-// Until its own way around the tunnel is there, traffic goes where the default route leads.
+// Traffic follows the default route until its own route around the tunnel exists.
 std::string Expected(const lab::MachineState& machine, const Traffic& traffic) {
   const State state = StateOf(machine);
   const std::string fare = traffic.fares[static_cast<size_t>(state)];
@@ -87,7 +87,7 @@ std::string FareOf(const lab::MachineState& machine, const Traffic& traffic) {
   return egress.luid == ethernet->luid ? "physical" : egress.exit == lab::Exit::Tunnel ? "tunnel" : "no way";
 }
 
-// A whole session with every change of the machine kept.
+// A whole session, recording the machine at every change.
 struct Recorder : TunnelSession {
   void TestBody() override {}
 
@@ -101,7 +101,7 @@ struct Recorder : TunnelSession {
   }
 };
 
-// One session for all cells of a path.
+// All cells of a path share one session.
 const std::vector<lab::Moment>& HistoryOf(bool native) {
   static std::array<std::unique_ptr<std::vector<lab::Moment>>, 2> histories;
   auto& history = histories[native ? 1 : 0];
@@ -148,7 +148,7 @@ INSTANTIATE_TEST_SUITE_P(Of, StatesCell, testing::ValuesIn(Cells()), [](const au
 
 class StatesOrder : public testing::TestWithParam<bool> {};
 
-// The default route comes before the guard, and goes before it.
+// The default route is added before the guard, and removed before it.
 TEST_P(StatesOrder, EachStateIsPassedOnceInItsPlace) {
   std::vector<std::string> order;
   for (const lab::Moment& moment : HistoryOf(GetParam())) {
@@ -161,7 +161,7 @@ TEST_P(StatesOrder, EachStateIsPassedOnceInItsPlace) {
 INSTANTIATE_TEST_SUITE_P(Of, StatesOrder, testing::Bool(),
                          [](const auto& path) { return path.param ? "NativeTun" : "Tun2Socks"; });
 
-// On this path nothing is ever routed into the tunnel before its own way around stands.
+// On this path no traffic is routed into the tunnel before its route around the tunnel exists.
 TEST(States, OnTheTun2SocksPathTheWaysAroundStandBeforeTheDefaultRoute) {
   for (const lab::Moment& moment : HistoryOf(false)) {
     const State state = StateOf(moment.machine);

@@ -1,4 +1,4 @@
-// A stop after a connect that has failed and was rolled back: every step runs again, and tells only of what it removes.
+// A stop after a connect that has failed and was rolled back: every step runs again, and logs only what it removes.
 #include <algorithm>
 
 #include "session/support/tunnel_session.h"
@@ -11,7 +11,8 @@ constexpr char kCleared[] = "fast-disconnect: cleared Moorlak address 10.0.85.2"
 
 class StopBehindFailure : public TunnelSession {
  protected:
-  // A connect that fails when it asks for a page this way, after its address and, for the tunnel's, its default route.
+  // The connect fails when it requests a page this way, after its address and, for the tunnel's probe, its default
+  // route.
   void FailAtProbe(const char* way) {
     PlanFault("fail", "WinHttpSendRequest", way, 0, 12029);
     ASSERT_EQ(Start(Config()), "OK");

@@ -1,5 +1,5 @@
-// The end of the service while no command comes back: stop, release and joins together stay under 40 s, and the next
-// start puts back what was left. Prints how long each end took (scripts/stop_bound.sh).
+// The end of the service while every command hangs: stop, release and joins together stay below 40 s, and the next
+// start restores what was left. Prints how long each end took (scripts/stop_bound.sh).
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -17,9 +17,9 @@ namespace {
 using machine::WaitUntil;
 using Clock = std::chrono::steady_clock;
 
-// Windows is told 45 s.
+// The service announces 45 s to Windows.
 constexpr std::chrono::seconds kContract{40};
-// For an end that breaks it.
+// For an end that takes too long.
 constexpr std::chrono::seconds kPatience{240};
 
 bool HasCall(const char* program, const std::string& argument) {
@@ -40,7 +40,7 @@ class StopBound : public TunnelSession {
     ASSERT_TRUE(WaitForReady(line)) << testing::PrintToString(LogLines());
   }
 
-  // Ends the service, tells how long that took, and has the next start put the machine back.
+  // Ends the service, prints how long that took, and lets the next start restore the machine.
   void ExpectEndInTime(const char* state) {
     const Clock::time_point begin = Clock::now();
     machine::ControlTunnelService(SERVICE_CONTROL_STOP);
@@ -67,7 +67,7 @@ TEST_F(StopBound, HoldsAtReadyOnTheEnginesOwnTunnel) {
   ExpectEndInTime("at ready, the engine's own tunnel");
 }
 
-// The route that is about to be replaced hangs, and so does the one that replaces it.
+// The command that removes the old route hangs, and so does the one that adds the new route.
 TEST_F(StopBound, HoldsInMidConnect) {
   PlanFault("hang", "route", "", 0);
   ASSERT_EQ(Start(Config()), "OK");
@@ -94,7 +94,7 @@ TEST_F(StopBound, HoldsBehindAUsersStop) {
   reply.wait();
 }
 
-// A start in hand must not begin a session that the end then has to take down.
+// A start that is being handled must not begin a session that the service's end would then have to take down.
 TEST_F(StopBound, HoldsBehindAStartThatReplacesASession) {
   ASSERT_NO_FATAL_FAILURE(Connect(Config()));
   HangEveryCommand();

@@ -21,9 +21,9 @@ struct Step {
   const char* call;
   const char* argument;
   bool native = false;
-  // The one line of failure that a stop at this step leaves; empty for none.
+  // The only failure line that a stop at this step leaves. Empty for none.
   const char* line = "";
-  // The call never comes back, rather than at the stop.
+  // The call hangs forever. Otherwise it returns at the stop.
   bool hangs = false;
 };
 void PrintTo(const Step& step, std::ostream* out) {
@@ -36,8 +36,8 @@ bool TellsOfFailure(const std::string& line) {
          line == kValidationFailure;
 }
 
-// Every stop takes the tunnel's default route twice: at once, and in its clean-up. A session that cleaned up, too,
-// would make it more.
+// Every stop removes the tunnel's default route twice: at once, and in its clean-up. If the session cleaned up as well,
+// there would be more removals.
 constexpr size_t kDropsOfAStop = 2;
 
 class StoppedSession : public TunnelSession {
@@ -47,10 +47,10 @@ class StoppedSession : public TunnelSession {
     ASSERT_EQ(Start(config), "OK");
   }
 
-  // Sends the stop, lets the held call go once the stop is under way, and takes the reply.
+  // Sends the stop, releases the held call once the stop is under way, and reads the reply.
   void StopAndRelease() {
     auto reply = std::async(std::launch::async, [this] { return Stop(); });
-    // The wish comes first, and the engines go before the route does.
+    // The stop is requested first, and the engines are ended before the route is removed.
     EXPECT_TRUE(machine::WaitUntil([this] { return CountDrops() > dropsBefore; }));
     lab::ReleaseBreak();
     EXPECT_EQ(reply.get(), "OK");
@@ -115,7 +115,7 @@ TEST_F(StoppedBeforeAnEngine, BeginsNoFurtherStep) {
   }
 }
 
-// No call of the system holds these steps: the stop comes when their line is there, wherever the session is by then.
+// These steps make no system call to hold: the stop is sent when their line is logged, wherever the session is by then.
 TEST_F(StoppedBeforeAnEngine, EndsWhereverItIs) {
   const char* const lines[] = {"IPC start accepted", "Xray routing rules injected (api/stats + bypass)"};
   for (const char* line : lines) {
@@ -138,7 +138,7 @@ TEST_F(StoppedAdapterWait, WithoutAnyAdapterEndsQuietly) {
   BreakAt("tun2socks");
   ASSERT_NO_FATAL_FAILURE(Connect(Config()));
   ASSERT_TRUE(WaitForBreak()) << testing::PrintToString(LogLines());
-  // The stop brings the service's adapter back.
+  // Lets the stop bring the service's adapter back.
   ClearFaults();
   StopAndRelease();
   ExpectOneCleanUp();
@@ -149,7 +149,7 @@ struct Pause {
   const char* name;
   bool native;
   const char* failingWay;
-  // The last line before the pause, but for the port.
+  // The last line before the pause, except for the port.
   const char* lineHead;
   const char* line;
 };
@@ -185,7 +185,7 @@ INSTANTIATE_TEST_SUITE_P(Pauses, StoppedProbePause,
 
 using StoppedDefaultRoute = TunnelSession;
 
-// The stop drops the default route at once; a connect that goes on must not add one behind it.
+// The stop removes the default route at once. A connect still running must not add one afterwards.
 TEST_F(StoppedDefaultRoute, IsNotTakenBehindTheStop) {
   BreakAt("netsh", "metric=1");
   ASSERT_EQ(Start(Config()), "OK");

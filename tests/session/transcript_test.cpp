@@ -1,4 +1,4 @@
-// What the tunnel log tells of a good session, and what the machine looks like while it is up.
+// The tunnel log of a good session, and the machine while the session is up.
 #include <algorithm>
 #include <regex>
 
@@ -9,7 +9,7 @@
 namespace moorlak::session {
 namespace {
 
-// The lab gives the engine's adapter a number that grows with everything made before.
+// The lab numbers the engine's adapter; the number depends on everything created before.
 std::string WithoutGuid(const std::string& text) {
   static const std::regex made(R"(\{5C0FFEE1-[0-9A-F-]+\})");
   return std::regex_replace(text, made, "{made by the engine}");
@@ -17,7 +17,7 @@ std::string WithoutGuid(const std::string& text) {
 
 class Transcript : public TunnelSession {
  protected:
-  // From the start command on. How often the pipe was asked, and by whom, is the test's own.
+  // From the start command on, without pipe commands: how often the pipe is asked depends on the test.
   std::string Log() const {
     std::vector<std::string> lines = LogLines();
     std::erase_if(lines, [](const std::string& line) { return line.starts_with("IPC server command"); });
@@ -59,7 +59,7 @@ TEST_F(Transcript, OfASessionOnTheEnginesOwnTunnel) {
   EXPECT_EQ(record.log, kNativeTranscript);
 }
 
-// Once for the controller, once for the engine's own start.
+// One stop by the controller, one by the engine's own start.
 TEST_F(Transcript, OfAStartThatReplacesASessionHasTwoStops) {
   ASSERT_EQ(Start(Config()), "OK");
   ASSERT_TRUE(WaitForReady()) << testing::PrintToString(LogLines());

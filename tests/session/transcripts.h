@@ -1,5 +1,5 @@
-// What a good session writes and makes of the machine "dhcp", reviewed by hand. A change of the product that changes
-// these is a change of what users and their support see.
+// What a good session logs and makes of the machine "dhcp", reviewed by hand. A change of the product that changes
+// these texts changes what users and their support see.
 #pragma once
 
 namespace moorlak::session {
@@ -239,7 +239,7 @@ networks
   "Network 2" on "Wi-Fi"
 )";
 
-// The machine on the engine's own tunnel, against the one above.
+// The machine on the engine's own tunnel, compared with the one above.
 inline constexpr char kNativeDifference[] = R"(
 -     stored the same
 -   0.0.0.0/0 via 10.0.85.1 on "Moorlak" metric 1, stored

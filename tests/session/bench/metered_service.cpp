@@ -9,7 +9,7 @@
 namespace moorlak::session {
 namespace {
 
-// Into the service, as a debugger does: a thread there that loads the DLL. System DLLs lie at the same address in all
+// Injects the DLL the way a debugger does: a thread in the service loads it. System DLLs have the same address in all
 // processes.
 void LoadInto(DWORD processId, const std::wstring& dll) {
   const KernelHandle process(OpenProcess(PROCESS_ALL_ACCESS, FALSE, processId));

@@ -1,4 +1,4 @@
-// The running service under the lab's meter: what its threads do, call by call.
+// The running service with the lab's meter: every call that its threads make.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +19,7 @@ struct Span {
   std::string text;
 };
 
-// Loads the meter, which lies beside this program, into the service; it stays there until the service ends.
+// Loads the meter, which is in this program's folder, into the service. It stays there until the service ends.
 class MeteredService {
  public:
   MeteredService();
@@ -27,9 +27,9 @@ class MeteredService {
   MeteredService(const MeteredService&) = delete;
   MeteredService& operator=(const MeteredService&) = delete;
 
-  // Forgets what is recorded. No session may be running.
+  // Discards all records. No session may be running.
   void Clear();
-  // All calls that have ended, in the order of their beginnings.
+  // All calls that have ended, ordered by begin.
   std::vector<Span> Spans() const;
 
  private:

@@ -1,7 +1,7 @@
-// What of a connect's and a disconnect's time is the service's own, step by step, as markdown tables.
+// How much of a connect's and a disconnect's time the service itself takes, step by step, as markdown tables.
 //
-// MOORLAK_BENCH_RUNS (5 when not set) is the number of sessions on each path that count; one more comes first.
-// MOORLAK_BENCH_CALLS=1 prints every call of the last one instead: thread, begin, duration (us), call, text.
+// MOORLAK_BENCH_RUNS (default 5) is the number of measured sessions on each path, after one that is not measured.
+// MOORLAK_BENCH_CALLS=1 prints every call of the last session instead: thread, begin, duration (us), call, text.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -16,11 +16,11 @@ constexpr char kLog[] = "!WriteFile";
 constexpr char kLogLock[] = "CreateMutexW";
 constexpr char kChild[] = "CreateProcessW";
 constexpr char kChildsJob[] = "CreateJobObjectW";
-// The last act of a durable write: the fresh file takes the old one's place.
+// The last call of a durable write: the new file replaces the old one.
 constexpr char kRename[] = "MoveFileExW";
 constexpr char kConnectLine[] = "OS DNS=";
 constexpr int kManySubnets = 200;
-// Ten minutes: a list of subnets takes two commands for each.
+// Ten minutes: a list of subnets takes two commands per subnet.
 constexpr int kMostLooks = 1200;
 
 const std::vector<StepMark> kAccept = {
@@ -59,7 +59,7 @@ const std::vector<StepMark> kNativeConnect = {
     {"protect DNS, declare the tunnel ready", "LoadLibraryExW"},
     {"", kLog, "tunnel ready"}};
 
-// Behind the first three the default route is gone.
+// After the first three steps the default route is gone.
 constexpr size_t kStepsToTheRoute = 3;
 const std::vector<StepMark> kDisconnect = {{"request the end, end the engines", kLog, "IPC server command 3", kLogLock},
                                            {"end stray engines", "GetModuleFileNameW"},
@@ -104,7 +104,7 @@ void PrintRow(const Row& row) {
               *std::ranges::min_element(own) / 1000, row.undisturbed / 1000);
 }
 
-// The first rows as one: the sum within each run.
+// The first rows combined into one: their sum in each run.
 Row Sum(const Table& table, size_t rows, const char* name) {
   Row sum{name, std::vector<StepCost>(table.front().costs.size()), 0};
   for (size_t i = 0; i < rows; ++i) {
@@ -135,7 +135,7 @@ void Append(Table& table, size_t from, const std::vector<StepCost>& costs) {
   for (size_t i = 0; i < costs.size(); ++i) table[from + i].costs.push_back(costs[i]);
 }
 
-// The configuration with so many subnets around the tunnel, its own one among them.
+// The configuration with that many subnets around the tunnel, including its own.
 std::string WithSubnets(std::string config) {
   std::string more;
   for (int i = 1; i < kManySubnets; ++i) more += ",\"10.9." + std::to_string(i) + ".0/24\"";
@@ -150,7 +150,7 @@ class SessionOverhead : public TunnelSession {
     return text == nullptr ? 5 : std::max<uint32_t>(static_cast<uint32_t>(std::strtoul(text, nullptr, 10)), 1);
   }
 
-  // A session with few looks at the service, each of which takes a turn on the processors.
+  // Polls the service rarely, because every request takes processor time from it.
   void RunSession(const std::string& config) {
     ASSERT_EQ(Start(config), "OK");
     for (int look = 0; look < kMostLooks && !Status().tunnelUp && Status().running; ++look) Sleep(500);
@@ -195,7 +195,7 @@ TEST_F(SessionOverhead, ThroughTun2Socks) {
   Measure("tun2socks", Config(), kConnect);
 }
 
-// What a long list costs: the step of the routes, and its durable writes.
+// The cost of a long list: the step that sets the routes, and its durable writes.
 TEST_F(SessionOverhead, WithManySubnets) {
   MeteredService meter;
   ASSERT_NO_FATAL_FAILURE(RunSession(WithSubnets(Config())));

@@ -22,12 +22,13 @@ Who TakenBy(const Span& span) {
   if (IsFrom(span, "WaitFor")) return span.text == "process" ? Who::Child : Who::Wait;
   if (IsFrom(span, "!Sleep")) return Who::Wait;
   if (IsAnyOf(span, {"lab", "IPHLPAPI", "fwpuclnt", "SETUPAPI", "WINHTTP"})) return Who::Lab;
-  // These load stand-ins: that of the network list manager, and dnsapi.
+  // These load stand-ins: the network list manager and dnsapi.
   if (IsAnyOf(span, {"CoCreateInstance", "LoadLibraryExW"})) return Who::Lab;
   return Who::Own;
 }
 
-// The C++ library sleeps somewhat too short and asks for the time until the rest is over: that is the wait, too.
+// The C++ library's sleep ends slightly early, so it polls the clock until the time has passed. That counts as waiting,
+// too.
 bool IsLookAtTheClock(const Span& span) {
   return IsAnyOf(span, {"GetSystemTimeAsFileTime", "GetTickCount64"});
 }
@@ -80,7 +81,7 @@ std::vector<Span> ThreadWith(const std::vector<Span>& spans, std::string_view lo
   return ofThread;
 }
 
-// The index of the mark's call from `from` on; that of the end when there is none.
+// The index of the mark's call at or after `from`; spans.size() if there is none.
 size_t FindMark(const std::vector<Span>& spans, const StepMark& mark, size_t from) {
   size_t at = from;
   while (at < spans.size() && !(IsFrom(spans[at], mark.call) && spans[at].text.find(mark.text) != std::string::npos))
@@ -91,7 +92,7 @@ size_t FindMark(const std::vector<Span>& spans, const StepMark& mark, size_t fro
   return IsFrom(spans[lead], mark.lead) ? lead : at;
 }
 
-// Of each place the least of all lists, up to the end of the shortest one.
+// Sums the minimum of all lists at each position, up to the length of the shortest list.
 double SumOfLeasts(const std::vector<std::vector<double>>& lists) {
   std::vector<double> leasts = lists.front();
   for (const std::vector<double>& list : lists) {

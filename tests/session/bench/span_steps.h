@@ -1,4 +1,4 @@
-// A thread's calls divided among the steps of a sequence, and each step's time among those who took it.
+// Divides a thread's calls among the steps of a sequence, and each step's time by who took it.
 #pragma once
 
 #include <map>
@@ -10,8 +10,8 @@
 
 namespace moorlak::session {
 
-// Where a step begins: the first call after the last step's beginning with this in its name and its text; then back to
-// the nearest `lead` before it, which prepares that call, if one is named.
+// The start of a step: the first call after the previous step's start whose name and text contain these. If `lead` is
+// set, the step starts at the nearest `lead` before that call, which prepares it.
 struct StepMark {
   const char* step;
   const char* call;
@@ -19,25 +19,24 @@ struct StepMark {
   const char* lead = "";
 };
 
-// Microseconds. `own` is what is left of the step's time when the others are taken off.
+// Microseconds. `own` is the step's time minus the other three.
 struct StepCost {
   double wait = 0;
   double child = 0;
   double lab = 0;
   double own = 0;
-  // The own calls' times by name, in the order of the calls; what lies between calls stands under "".
+  // Times of our own calls by name, in order. The time between calls is under "".
   std::map<std::string, std::vector<double>> calls;
 };
 
-// What the step takes when nothing else has a turn on the processors: of the n-th call of each function the least of
-// all runs, summed up.
+// The step's time with the processors to itself: the minimum over all runs for each function's n-th call, summed up.
 double Undisturbed(const std::vector<StepCost>& runs);
 
-// How often the thread whose log line has this text made the call.
+// How often the thread that logged this text made the call.
 size_t CountCalls(const std::vector<Span>& spans, std::string_view logText, std::string_view call);
 
-// Of the thread whose log line has this text. One cost for each mark but the last, which is the end; empty when a mark
-// is not found, which is told as a failed test.
+// For the thread that logged this text: one cost per mark except the last one, which is the end. Empty, with a failed
+// test, if a mark is not found.
 std::vector<StepCost> CostsOfSteps(const std::vector<Span>& spans, std::string_view logText,
                                    const std::vector<StepMark>& marks);
 

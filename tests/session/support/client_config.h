@@ -7,7 +7,7 @@
 
 namespace moorlak::session {
 
-// Host routes of these go around the tunnel: the web panel's address, one of a chosen domain, and a subnet.
+// Their host routes go around the tunnel: the web panel's address, one of a chosen domain, and a subnet.
 inline constexpr char kPanelHost[] = "198.51.100.20";
 inline constexpr char kDirectDomain[] = "198.51.100.30";
 inline constexpr char kBypassSubnet[] = "172.16.0.0/12";
@@ -15,7 +15,7 @@ inline constexpr char kBypassSubnet[] = "172.16.0.0/12";
 struct ClientConfig {
   uint16_t socksPort = 0;
   uint16_t serverPort = 0;
-  // Programs that keep out of the tunnel, by full path: the engine then drives the adapter itself.
+  // Full paths of programs to keep out of the tunnel. The engine then drives the adapter itself.
   std::vector<std::string> blockedApps;
   // Local ports to open to the network.
   std::vector<uint16_t> sharedPorts;

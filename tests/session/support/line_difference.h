@@ -1,12 +1,12 @@
-// What two texts do not share.
+// The lines that differ between two texts.
 #pragma once
 
 #include <string>
 
 namespace moorlak::session {
 
-// Lines that the one text has more often than the other, sorted: "- " before those that went, "+ " before those that
-// came, each ended by a line feed. Empty also for texts that differ in their order only.
+// Lines that occur more often in one text than in the other, sorted: "- " before removed lines, "+ " before added ones,
+// each ending with a line feed. Empty if the texts differ only in their order.
 std::string LineDifference(const std::string& before, const std::string& now);
 
 }  // namespace moorlak::session

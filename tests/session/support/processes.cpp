@@ -12,7 +12,7 @@ namespace {
 
 constexpr DWORD kPatienceMs = 30'000;
 
-// Wine goes on listing some processes that have ended.
+// Wine still lists some processes that have ended.
 bool IsAlive(DWORD id) {
   const KernelHandle process(OpenProcess(SYNCHRONIZE, FALSE, id));
   return process && WaitForSingleObject(process.Get(), 0) == WAIT_TIMEOUT;

@@ -1,4 +1,4 @@
-// Processes by the name of their program.
+// Finds processes by the name of their program.
 #pragma once
 
 #include <windows.h>
@@ -8,16 +8,16 @@
 
 namespace moorlak::session {
 
-// Ids of the living processes of that image name, letter case ignored.
+// Ids of the running processes with that image name; case is ignored.
 std::vector<DWORD> ProcessesNamed(const std::wstring& image);
 
-// Waits until there is one, and answers its id; 0 when none came in time.
+// Waits until there is one and returns its id; 0 if none came in time.
 DWORD WaitForProcess(const std::wstring& image);
 bool WaitForNone(const std::wstring& image);
 
 size_t CountThreads(DWORD processId);
 
-// Ends it as a crash would and waits for its end.
+// Ends it the way a crash would and waits for its end.
 void KillProcess(DWORD id);
 
 }  // namespace moorlak::session

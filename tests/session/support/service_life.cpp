@@ -15,7 +15,7 @@ namespace {
 constexpr wchar_t kServiceImage[] = L"moorlak_service.exe";
 constexpr std::chrono::milliseconds kShortTry{200};
 
-// The pipe of a service that lives; empty when it dies instead.
+// The pipe of a running service. Empty if the service dies instead.
 KernelHandle ConnectWhileAlive() {
   while (IsServiceAlive()) {
     KernelHandle pipe = machine::ConnectPipe(kShortTry);
@@ -33,7 +33,7 @@ bool IsServiceAlive() {
 bool StartsAndLives() {
   const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
   const ServiceHandle service(OpenServiceW(manager.Get(), kServiceName, SERVICE_ALL_ACCESS));
-  // A service that dies early fails its start.
+  // A service that dies early makes its start fail.
   StartServiceW(service.Get(), 0, nullptr);
   return AskService(CommandCode::Ping) == "OK";
 }

@@ -1,4 +1,4 @@
-// The service as a test sees it that expects it to die.
+// The service for tests that expect it to die.
 #pragma once
 
 #include <optional>
@@ -10,10 +10,10 @@ namespace moorlak::session {
 
 bool IsServiceAlive();
 
-// Starts it and waits until it answers on its pipe; false when it died before.
+// Starts it and waits until it replies on its pipe. False if it died first.
 bool StartsAndLives();
 
-// A request and its reply; nothing when the service is dead or dies meanwhile.
+// A request and its reply; nullopt if the service is dead or dies meanwhile.
 std::optional<std::string> AskService(CommandCode code, const std::string& payload = {});
 
 }  // namespace moorlak::session

@@ -15,14 +15,14 @@ namespace {
 
 constexpr uint32_t kBreakPatienceMs = 60'000;
 constexpr char kNoHop[] = "0.0.0.0";
-// The name under which the service's own adapter is compared: another one's creation may have renamed it.
+// The name used for the service's own adapter in comparisons: creating another adapter may have renamed it.
 constexpr char kOwnName[] = "Moorlak";
 constexpr wchar_t kPolicyKey[] = L"SOFTWARE\\Policies\\Microsoft\\Windows NT\\DNSClient";
 constexpr wchar_t kSmart[] = L"DisableSmartNameResolution";
 constexpr wchar_t kParallelKey[] = L"SYSTEM\\CurrentControlSet\\Services\\Dnscache\\Parameters";
 constexpr wchar_t kParallel[] = L"DisableParallelAandAAAA";
 
-// What is not given back, of one copy of a family's settings.
+// Settings that are not restored, in one copy of a family's settings.
 void MaskOwn(lab::FamilySettings& family) {
   family.dhcp = true;
   family.autoMetric = true;
@@ -41,12 +41,12 @@ bool IsPersistent(const lab::Adapter& adapter) {
   return adapter.guid.find(NarrowUtf16(std::wstring(kTunnelAdapterGuidText))) != std::string::npos;
 }
 
-// The routes that come with the own adapter's stored address, when the address is in force no more.
+// Routes that come with our adapter's stored address and are dormant while the address is not in effect.
 void MaskOwnRoutes(std::vector<lab::Route>& dormant, uint64_t luid) {
   std::erase_if(dormant, [=](const lab::Route& route) { return route.luid == luid && route.nextHop == kNoHop; });
 }
 
-// Profiles stay when their adapter goes.
+// A network profile stays when its adapter is removed.
 bool IsOwnNetwork(const lab::Network& network) {
   const std::wstring name = WidenUtf8(network.name);
   return name == kNetworkProfileName || IsAutomaticProfileName(name);

@@ -1,4 +1,4 @@
-// The simulated machine as a session's test sees it, and what a session may leave outside it.
+// The simulated machine as a session's test sees it, and what a session may leave outside that machine.
 #pragma once
 
 #include <cstdint>
@@ -9,35 +9,35 @@
 
 namespace moorlak::session {
 
-// The machine as text, without what the own adapter keeps, because the next session sets it anyway: its stored address
-// with the routes on its link, its metric, its name servers, the number behind its name and its network's profile.
-// Whether an adapter is the own one is told by its name, whether it is the service's by its GUID.
+// The machine as text, without what our own adapter keeps (the next session sets it anyway): its stored address with
+// the routes on its link, its metric, its name servers, the number in its name and its network's profile. An adapter is
+// recognised as our own by its name, as the service's by its GUID.
 std::string DumpRestored();
 
 // The whole machine as text.
 std::string DumpWhole();
 
-// The product's files that tell of a change not yet undone, by name, and values of the resolver's policy.
+// Names of the product's files that record a change not yet undone, and values of the resolver's policy.
 std::vector<std::string> PendingTraces();
-// Takes away what a failed test may have left of them.
+// Removes those that a failed test may have left.
 void RemoveTraces();
 
-// A fault of the lab: `kind` as in lab/README.md, `nth` 0 for every matching call.
+// A fault of the lab: `kind` as in lab/README.md; `nth` 0 means every matching call.
 void PlanFault(const std::string& kind, const std::string& call, const std::string& argument = {}, uint32_t nth = 1,
                uint32_t code = 1);
 void ClearFaults();
-// Waits until no adapter that was closed or left lingers any more.
+// Waits until no closed or abandoned adapter lingers.
 bool WaitForNoLingeringAdapter();
-// Holds the next such call; release with lab::ReleaseBreak.
+// Holds the next matching call; lab::ReleaseBreak releases it.
 void BreakAt(const std::string& call, const std::string& argument = {});
 bool WaitForBreak();
 
-// Ends the service at the n-th change of the machine from now on.
+// Kills the service at its n-th change of the machine from now on.
 void KillServiceAtChange(uint64_t n);
 void KillServiceAtNoChange();
 uint64_t ChangesSoFar();
 
-// Calls of this name in the call log, as "<arguments> -> <code>".
+// Entries of the call log with this name, as "<arguments> -> <code>".
 std::vector<std::string> CallsOf(const std::string& name);
 
 }  // namespace moorlak::session

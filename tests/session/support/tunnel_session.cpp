@@ -17,7 +17,7 @@ namespace {
 
 using machine::WaitUntil;
 
-// Where the lab's names lead.
+// The host name that the lab resolves to the web server.
 constexpr char kPublicHost[] = "download.example.com";
 // A connect waits for probes and for the adapter.
 constexpr std::chrono::seconds kReadyPatience{60};
@@ -28,8 +28,8 @@ std::wstring ConfigFile() {
   return (std::filesystem::temp_directory_path() / L"session_test_client.json").wstring();
 }
 
-// The server's address is on the loopback interface, but none that the engine takes for loopback. A test's own faults
-// replace the file and remove it.
+// The server's address is on the loopback interface, but the engine does not treat it as loopback. A test's own faults
+// replace this file and remove it.
 void LetEngineReachTheServer() {
   const std::wstring file = machine::InstallFolder() + L"\\xray\\engine_faults.json";
   EXPECT_TRUE(WriteFileDurably(file, "{\"leaveLoopback\": true}\n"));
@@ -111,7 +111,7 @@ std::vector<std::string> TunnelSession::LogLines() const {
 void TunnelSession::ExpectRestored() const {
   EXPECT_TRUE(WaitForNone(kXrayImage));
   EXPECT_TRUE(WaitForNone(kTun2SocksImage));
-  // What is given back in the background is a moment behind the reply.
+  // What is restored in the background is finished shortly after the reply.
   WaitUntil([&] { return Now() == before && PendingTraces().empty(); }, kRestorePatience);
   EXPECT_EQ(Now(), before);
   EXPECT_EQ(PendingTraces(), std::vector<std::string>{});
