@@ -15,7 +15,7 @@ namespace {
 
 constexpr wchar_t kBackupFile[] = L"dns_restore.v1";
 
-// The adapters' DNS is taken away and given back as a session does it, with the tunnel adapter there and up.
+// Changes and restores the adapters' DNS as a session does, with the tunnel adapter present and up.
 class AdapterDns : public OnSimulatedMachine {
  protected:
   void SetUp() override { DeleteDnsBackup(); }
@@ -41,7 +41,7 @@ class AdapterDns : public OnSimulatedMachine {
   DnsBackups backups;
 };
 
-// What every physical adapter that is up must look like during a session.
+// The state of every physical adapter that is up during a session.
 void ExpectNeutralised(const lab::Adapter& adapter) {
   if (adapter.ipv4.bound) {
     EXPECT_EQ(adapter.ipv4.staticDns, std::vector<std::string>{"127.0.0.1"}) << adapter.name;
@@ -86,7 +86,8 @@ TEST_P(AdapterDnsOfFixtures, ComesBackFromTheFileAloneAfterAReboot) {
   EXPECT_FALSE(HasBackupFile());
 }
 
-// All but two, of which something is lost that the system does not tell or no record holds: see the tests below.
+// All fixtures but two, which lose something that the system does not report or no record contains: see the tests
+// below.
 std::vector<lab::Fixture> FixturesThatComeBack() {
   std::vector<lab::Fixture> fixtures = lab::Fixtures();
   std::erase_if(fixtures, [](const lab::Fixture& fixture) {
@@ -101,7 +102,7 @@ INSTANTIATE_TEST_SUITE_P(Of, AdapterDnsOfFixtures, testing::ValuesIn(FixturesTha
   return name;
 });
 
-// The system tells whether the address is from DHCP, not whether the name servers are.
+// The system reports whether the address comes from DHCP, but not whether the name servers do.
 TEST_F(AdapterDns, AServerSetByHandOverDhcpComesBackAsDhcp) {
   Start(lab::ManualDnsOverDhcpMachine());
   Neutralise();
@@ -112,7 +113,7 @@ TEST_F(AdapterDns, AServerSetByHandOverDhcpComesBackAsDhcp) {
   EXPECT_FALSE(AdapterOf(after, "Ethernet").ipv4.learnedDns.empty());
 }
 
-// They go at the begin and do not come back: IPv6 has its servers from the network afterwards.
+// They are removed at the start and not restored: afterwards IPv6 uses servers from the network.
 TEST_F(AdapterDns, StaticIpv6ServersGoAndDoNotComeBack) {
   Start(lab::StaticIpv6ServersMachine());
   Neutralise();
@@ -259,7 +260,8 @@ TEST_F(AdapterDns, ARecordWhoseCommandsFailStaysForTheNextRestore) {
   EXPECT_EQ(Now(), Before());
 }
 
-// A refusal of what needs no change must not hold a record: it would undo the user's later settings at each start.
+// If a command fails although nothing needs changing, its record must not be kept: it would undo the user's later
+// settings at each start.
 TEST_F(AdapterDns, ARefusedDhcpIsFollowedByADeletionOfOurServer) {
   lab::MachineState machine = lab::StaticWithoutServersMachine();
   machine.netsh = {true, false};
@@ -281,7 +283,7 @@ TEST_F(AdapterDns, AnAdapterThatHasBecomeStaticMeanwhileIsFreedOfOurServer) {
   EXPECT_TRUE(backups.records.empty());
 }
 
-// The user was quicker: the command has nothing to do, and nothing is deleted.
+// The user has already changed the servers: the command has nothing to do, and nothing may be deleted.
 TEST_F(AdapterDns, ARefusedDhcpDeletesNoServerOfTheUser) {
   Start(lab::StaticWithoutServersMachine());
   Neutralise();
@@ -300,7 +302,7 @@ TEST_F(AdapterDns, TheIpv6CommandAloneNeverHoldsARecord) {
   EXPECT_TRUE(backups.records.empty());
 }
 
-// The commands say that they did it, and did not.
+// The commands report success but do nothing.
 TEST_F(AdapterDns, ARecordStaysWhileItsAdapterStillHasOurServer) {
   for (const auto make : {lab::DhcpMachine, lab::ThreeStaticServersMachine}) {
     backups.records.clear();
@@ -316,7 +318,7 @@ TEST_F(AdapterDns, ARecordStaysWhileItsAdapterStillHasOurServer) {
   }
 }
 
-// What stands behind 127.0.0.1 is not what the user had, though it is no longer 127.0.0.1 alone.
+// Adding the other servers after 127.0.0.1 would not restore the user's list, and would hide that the restore failed.
 TEST_F(AdapterDns, WithoutTheFirstServerTheOthersAreNotAdded) {
   Start(lab::ThreeStaticServersMachine());
   Neutralise();
@@ -336,7 +338,7 @@ TEST_F(AdapterDns, AMetricThatCannotBeSetButIsBackHoldsNothing) {
   EXPECT_TRUE(backups.records.empty());
 }
 
-// A resolver of the user's own machine is a server like any other.
+// A resolver on the user's own machine is a server like any other.
 TEST_F(AdapterDns, AServerThatWas127001BeforeComesBackAndIsDone) {
   lab::MachineState machine = lab::ThreeStaticServersMachine();
   lab::Adapter& adapter = AdapterOf(machine, "Ethernet");

@@ -1,4 +1,4 @@
-// The persistent adapter over the life of the service, and a fault at every call on the way.
+// The persistent adapter during the life of the service, with a fault at every call.
 #include <algorithm>
 #include <thread>
 
@@ -21,12 +21,12 @@ class AdapterHolder : public AdapterTest {
   void TearDown() override {
     ClearFaults();
     holder.Close();
-    // The library cannot be taken away while it is loaded.
+    // The library file cannot be deleted while it is loaded.
     holder.wintun.Reset();
     AdapterTest::TearDown();
   }
 
-  // Not the service's own instance: each test begins without a library.
+  // Not the service's own instance: each test starts without a loaded library.
   WintunHolder holder;
 };
 
@@ -34,7 +34,7 @@ bool Contains(const Lines& lines, const std::string& line) {
   return std::ranges::find(lines, line) != lines.end();
 }
 
-// Another program removes the adapter from under its holder.
+// Another program removes the adapter while the holder has it open.
 void LoseAdapter() {
   lab::EditMachine([](lab::MachineState& state) {
     std::erase_if(state.adapters, [](const lab::Adapter& adapter) { return adapter.guid == kOwnGuid; });
@@ -169,7 +169,7 @@ TEST_F(AdapterHolder, ProfilesAreNamedAlsoWhenThereIsNoAdapter) {
                    "WintunHolder: registry ProfileName set to Moorlak Network"}));
 }
 
-// A set-up on a thread of its own, because it may wait for what never comes.
+// Runs a set-up on a separate thread, because it might wait forever.
 class SetUpAside {
  public:
   explicit SetUpAside(WintunHolder& holder)
@@ -189,7 +189,7 @@ class SetUpAside {
   std::thread thread;
 };
 
-// Holds every call of the function, and lets all go at the end.
+// Holds every call of the function and releases all of them at the end.
 struct HeldCall {
   explicit HeldCall(const std::string& call) {
     lab::Fault fault;
@@ -214,7 +214,7 @@ bool WaitForName(const std::string& id, const std::string& name) {
   return true;
 }
 
-// The list manager may take half a minute to answer, or not answer at all.
+// The list manager may reply after half a minute, or never.
 TEST_F(AdapterHolder, ANetworkListThatDoesNotAnswerIsLeftBehindAndNamesTheProfilesOnceItDoes) {
   for (const char* call : {"NetworkListManager::CreateInstance", "INetworkListManager::GetNetworks",
                            "IEnumNetworks::Next", "INetwork::GetName", "INetwork::SetName"}) {
@@ -318,7 +318,7 @@ TEST_F(AdapterHolder, SetUpsOnTwoThreadsCreateOneAdapter) {
   EXPECT_EQ(CountCalls("WintunCreateAdapter"), 1U);
 }
 
-// A machine with leftovers and profiles to name, and with nothing open.
+// A machine with leftover devices and profiles to rename, and with no open adapter.
 void PrepareForSweep(WintunHolder& holder) {
   ClearFaults();
   holder.Close();
@@ -337,8 +337,8 @@ std::string DoneMachine(WintunHolder& holder) {
   return lab::Show(lab::ReadMachine());
 }
 
-// Each call of a set-up fails once, in turn: the answer is true exactly when the adapter is open, the stored profiles
-// are named in any case, and the next set-up reaches the same machine as one without a failure.
+// Each call of a set-up fails once, in turn. SetUp returns true exactly if the adapter is open, the stored profiles are
+// renamed in any case, and the next set-up leads to the same machine as one without a failure.
 TEST_F(AdapterHolder, ASetUpSurvivesAFailureOfEveryCallAndTheNextOneSucceeds) {
   const std::string done = DoneMachine(holder);
   uint32_t refusals = 0;
@@ -356,7 +356,7 @@ TEST_F(AdapterHolder, ASetUpSurvivesAFailureOfEveryCallAndTheNextOneSucceeds) {
     EXPECT_TRUE(holder.SetUp()) << "call " << nth;
     EXPECT_EQ(lab::Show(lab::ReadMachine()), done) << "call " << nth;
   }
-  // Nothing but the creation is indispensable: an opening that fails is followed by one.
+  // Only the creation is indispensable: if opening fails, the adapter is created.
   EXPECT_EQ(refusals, 1U);
   EXPECT_GT(nth, 30U);
 }

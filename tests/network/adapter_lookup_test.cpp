@@ -120,7 +120,7 @@ TEST_F(AdapterLookup, ATunnelAdapterWithoutASessionIsFoundAndDown) {
   EXPECT_FALSE(FindTunnelAdapter().value_or(AdapterInfo{}).up);
 }
 
-// As an engine's own adapter takes the name over: the one that is up counts, whatever the names.
+// As when an engine's own adapter takes the name over: the adapter that is up counts, whatever the names are.
 TEST_F(AdapterLookup, OfSeveralTunnelAdaptersTheOneThatIsUpIsChosen) {
   lab::MachineState machine = lab::DhcpMachine();
   AddTunnelAdapter(machine).sessionProcess = 0;

@@ -1,4 +1,4 @@
-// Leftover tunnel adapters: which go, which stay, and what the log says.
+// Leftover tunnel adapters: which are removed, which stay, and what the log says.
 #include "net/adapter/orphan_adapters.h"
 #include "network/adapter_support.h"
 
@@ -62,7 +62,7 @@ TEST_F(OrphanAdapters, AWintunDeviceIsKnownByItsConnectionsNameToo) {
   EXPECT_FALSE(HasAdapter("Moorlak 2"));
 }
 
-// The registry keeps the name when the adapter has gone.
+// The registry still contains the name after the adapter has gone.
 TEST_F(OrphanAdapters, AWintunDeviceThatIsNotPresentIsKnownByItsConnectionsLastName) {
   lab::Device stray = Leftover(kStrayDevice, "Moorlak Tunnel");
   stray.adapterGuid = kStrayGuid;

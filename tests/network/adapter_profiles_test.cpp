@@ -143,7 +143,7 @@ TEST_F(NetworkProfiles, ComIsTakenDownAgainWhereItWasSetUp) {
   HRESULT afterwards = E_FAIL;
   std::thread([&] {
     NameNetworkProfiles();
-    // S_OK: the first initialisation of this thread.
+    // S_OK means that this is the thread's first initialisation.
     afterwards = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     CoUninitialize();
   }).join();
@@ -156,7 +156,7 @@ TEST_F(NetworkProfiles, ComOfAnotherKindIsUsedAndLeftToItsOwner) {
   std::thread([&] {
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     NameNetworkProfiles();
-    // S_FALSE: still initialised.
+    // S_FALSE means that COM is still initialised.
     afterwards = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     CoUninitialize();
     CoUninitialize();
@@ -169,7 +169,7 @@ TEST_F(NetworkProfiles, EveryObjectOfTheListManagerIsGivenBack) {
   AddNetwork("{1}", "Moorlak");
   AddNetwork("{2}", "Moorlak", false);
   std::thread([] {
-    // Keeps the server loaded, so that it can be asked.
+    // Keeps the COM server loaded, so that it can be queried below.
     ASSERT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), S_OK);
     NameNetworkProfiles();
     const HMODULE server = GetModuleHandleW(L"netlist.dll");
@@ -183,7 +183,7 @@ TEST_F(NetworkProfiles, EveryObjectOfTheListManagerIsGivenBack) {
   }).join();
 }
 
-// One call fails in turn; the others are served, and the next run names what was left.
+// Each call fails once, in turn. The other profiles are renamed, and the next run renames the rest.
 TEST_F(NetworkProfiles, AFailureOfEachCallCostsItsProfileOrTheRestOfTheLiveOnes) {
   for (const char* call : {"NetworkListManager::CreateInstance", "INetworkListManager::GetNetworks",
                            "IEnumNetworks::Next", "INetwork::GetName", "INetwork::SetName"}) {

@@ -1,5 +1,5 @@
-// SetupAPI's and the driver library's own answers: that the stand-ins are in force, and what only their marshalling can
-// get wrong.
+// The results of SetupAPI and of the driver library: that the stand-ins are loaded, and errors that only their
+// marshalling can make.
 #include <windows.h>
 
 #include <cstring>
@@ -19,7 +19,7 @@ constexpr DWORD kNoSuchDevice = 0xE000020B;
 constexpr DWORD kClassMismatch = 0xE0000201;
 constexpr DWORD kNoInstallParams = 0xE0000215;
 
-// What the call left in the thread's error; 0 for one that succeeded.
+// The thread's last error after the call; 0 if it succeeded.
 DWORD Error(BOOL succeeded) {
   return succeeded ? 0 : GetLastError();
 }
@@ -158,7 +158,7 @@ class WintunLibrary : public AdapterTest {
     AdapterTest::TearDown();
   }
 
-  // An export by its name, as a function of the type asked for.
+  // An export by name, as a function of the requested type.
   template <typename Function>
   Function* Find(const char* name) const {
     return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library.Get(), name)));
@@ -192,7 +192,7 @@ TEST_F(WintunLibrary, OpeningWhatIsNotThereTellsThatNothingWasFound) {
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
 }
 
-// Run in a process of its own by the next test.
+// The next test runs this in a separate process.
 TEST_F(WintunLibrary, DISABLED_CreatesAnAdapterAndDies) {
   Create(L"Moorlak");
   TerminateProcess(GetCurrentProcess(), 99);
@@ -206,7 +206,8 @@ TEST_F(WintunLibrary, AProcessThatDiesLeavesADeviceThatIsNotPresentAndIsPurgedAs
   startup.cb = sizeof startup;
   PROCESS_INFORMATION started{};
   library.Reset();
-  // The new process inherits the environment: as one of several shards it would leave its only test to another.
+  // The new process inherits the environment. If it believed to be one of several shards, it might leave its only test
+  // to another shard.
   SetEnvironmentVariableW(L"GTEST_TOTAL_SHARDS", nullptr);
   SetEnvironmentVariableW(L"GTEST_SHARD_INDEX", nullptr);
   ASSERT_TRUE(CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &started));

@@ -26,7 +26,7 @@ std::wstring EnginesFolder() {
   return Folder() + L"xray\\";
 }
 
-// The lab's library waits under a name that the product does not look for.
+// The lab's library is kept under a name that the product does not look for.
 std::wstring LabLibrary() {
   const std::wstring laid = Folder() + L"wintun.dll";
   const std::wstring waiting = Folder() + L"wintun-of-the-lab.dll";
@@ -53,7 +53,7 @@ RegistryKey OpenProfile(const std::wstring& key) {
 }  // namespace
 
 void AdapterTest::SetUp() {
-  // Like a service, which starts there.
+  // A service starts in this folder.
   SetCurrentDirectoryW(L"C:\\windows");
   lab::CreateMachine(lab::DhcpMachine());
   PlaceWintun();
@@ -64,7 +64,7 @@ void AdapterTest::SetUp() {
 void AdapterTest::TearDown() {
   RemoveStoredProfiles();
   RemoveWintun();
-  // Back to where the other tests of this program find it.
+  // Puts it back where the other tests of this program expect it.
   EXPECT_TRUE(MoveFileExW(LabLibrary().c_str(), (Folder() + L"wintun.dll").c_str(), MOVEFILE_REPLACE_EXISTING))
       << GetLastError();
   EXPECT_TRUE(lab::ReadMachine().record.unknownCommands.empty());

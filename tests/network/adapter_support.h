@@ -1,5 +1,5 @@
-// The ground of the tests of the adapter holder and what belongs to it: a fresh machine, the driver library in its
-// place, no stored profiles, no log lines.
+// For tests of the adapter holder and its parts: a new machine, the driver library in its place, no stored profiles, no
+// log lines.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -24,23 +24,23 @@ class AdapterTest : public testing::Test {
   void TearDown() override;
 };
 
-// The messages that the product has written to its log since the last time.
+// Messages that the product has logged since the last call.
 Lines TakeLogLines();
 
-// The driver library in the engines' folder, where the product looks for it first: the lab's; none; another file; a
-// DLL that is none of the driver's.
+// The driver library in the engines' folder, where the product looks first: the lab's, none, another file, or a DLL
+// that is not the driver's.
 void PlaceWintun();
 void RemoveWintun();
 void PlaceBrokenWintun();
 void PlaceOtherDllAsWintun();
-// A good one beside the program, where the product looks later.
+// A good one next to the program, where the product looks later.
 void PlaceWintunBesideProgram();
 
-// A Wintun device as a process that has died leaves it: listed, not present, without an adapter.
+// A Wintun device as left by a process that has died: listed, not present, without an adapter.
 lab::Device Leftover(const std::string& instanceId, const std::string& friendlyName);
 void AddDevice(const lab::Device& device);
 
-// A present Wintun device that no process of ours holds, with its adapter, which may have another name.
+// A present Wintun device that no process of ours holds, with its adapter, whose name may differ.
 void AddForeignAdapter(const std::string& guid, const std::string& adapterName, const std::string& deviceName);
 
 bool HasDevice(const std::string& instanceId);
@@ -49,21 +49,21 @@ bool HasAdapter(const std::string& name);
 void AddNetwork(const std::string& id, const std::string& name, bool renamable = true, uint32_t appearsAt = 0);
 std::string NetworkName(const std::string& id);
 
-// Makes the n-th call of the function fail (0: every one).
+// Makes the n-th call of the function fail (0: every call).
 void FailCall(const std::string& call, uint32_t code, uint32_t nth = 1);
 void ClearFaults();
-// Whether the only planned fault was met.
+// Whether the only planned fault was hit.
 bool WasFaultMet();
 
-// How often the call log tells of the function.
+// How often the call log contains the function.
 size_t CountCalls(const std::string& call);
 
-// The stored network profiles in the real registry: a subkey with ProfileName. Text is written with its end.
+// Stored network profiles in the real registry: each is a subkey with ProfileName. Text is written with its terminator.
 void StoreProfileText(const std::wstring& key, const std::wstring& name, uint32_t type = 1);
 void StoreProfileBytes(const std::wstring& key, uint32_t type, const void* data, uint32_t size);
 struct StoredName {
   uint32_t type = 0;
-  std::wstring text;  // with its end, as the bytes are
+  std::wstring text;  // // with its terminator, as in the bytes
 };
 std::optional<StoredName> ReadStoredProfile(const std::wstring& key);
 void RemoveStoredProfiles();

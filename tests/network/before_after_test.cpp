@@ -1,5 +1,5 @@
-// Whatever happens between the protection's begin and its end, the machine is afterwards what it was before. Where that
-// cannot be, a test says so by name.
+// Whatever happens between the protection's start and its end, the machine is afterwards as it was before. Where that
+// is impossible, a test's name says so.
 #include <windows.h>
 
 #include <algorithm>
@@ -14,8 +14,8 @@
 namespace moorlak {
 namespace {
 
-// Servers set by hand on an adapter whose address is from DHCP come back as DHCP: the system tells the one, not the
-// other. Those for IPv6 are in no record. The only fixtures of which something is masked.
+// Servers set by hand on an adapter with a DHCP address come back as DHCP: the system reports where the address comes
+// from, but not the servers. No record contains IPv6 servers. Only these fixtures have something masked.
 lab::MachineState AsItComesBack(const lab::Fixture& fixture) {
   lab::MachineState machine = WithTunnel(fixture.make());
   if (fixture.name == "manual-dns") {
@@ -66,7 +66,7 @@ TEST_P(BeforeAfterOfFixtures, ApplyKillAndRecover) {
   EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
 }
 
-// The way of every session's end: the filters first, DNS in the background.
+// How every session ends: the filters first, DNS in the background.
 TEST_P(BeforeAfterOfFixtures, ApplyAndDisconnect) {
   ASSERT_TRUE(Apply()) << LogMessages();
   DisconnectProtection();
@@ -74,14 +74,14 @@ TEST_P(BeforeAfterOfFixtures, ApplyAndDisconnect) {
   EXPECT_TRUE(lab::ReadMachine().wfp.filters.empty());
 }
 
-// After a crash without a recovery, as when a start's recovery is cut short, a removal does as well.
+// After a crash, a removal alone is enough, as when the recovery at the start is cut short.
 TEST_P(BeforeAfterOfFixtures, ApplyKillAndRemove) {
   ASSERT_EQ(RunProtectionChild("apply end"), 0U);
   RemoveDnsProtection();
   EXPECT_EQ(NowAll(), BeforeAll());
 }
 
-// The own adapter is down after a reboot, with its stored settings: the machine before is rebooted too.
+// After a reboot our adapter is down and has its stored settings, so the machine to compare with is rebooted, too.
 TEST_P(BeforeAfterOfFixtures, ApplyRebootAndRecover) {
   ASSERT_EQ(RunProtectionChild("apply end"), 0U);
   Reboot();
@@ -90,7 +90,7 @@ TEST_P(BeforeAfterOfFixtures, ApplyRebootAndRecover) {
   EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
 }
 
-// An adapter that is plugged in anew has another index, and of its settings those that were stored.
+// An adapter that is plugged in again has another index and only its stored settings.
 TEST_P(BeforeAfterOfFixtures, ApplyPlugInAnewAndRemove) {
   ASSERT_TRUE(Apply());
   lab::EditMachine([](lab::MachineState& machine) {
@@ -107,7 +107,8 @@ TEST_P(BeforeAfterOfFixtures, ApplyPlugInAnewAndRemove) {
   EXPECT_EQ(NowAll(), BeforeAll());
 }
 
-// Only the index moves; what is in force stays. The metric must not go to whatever bears the old index now.
+// Only the indexes move; the current settings stay. The metric must not be set on the adapter that has the old index
+// now.
 TEST_P(BeforeAfterOfFixtures, ApplyTurnTheIndexesRoundKillAndRecover) {
   ASSERT_EQ(RunProtectionChild("apply end"), 0U);
   lab::EditMachine([](lab::MachineState& machine) {
@@ -121,7 +122,8 @@ TEST_P(BeforeAfterOfFixtures, ApplyTurnTheIndexesRoundKillAndRecover) {
   EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
 }
 
-// Adapters that are pulled out keep their records, in the file alone after a crash, until they are there again.
+// The records of adapters that are pulled out are kept until the adapters are back; after a crash they are only in the
+// file.
 TEST_P(BeforeAfterOfFixtures, ApplyPullOutKillRecoverPlugInAndRecoverAgain) {
   ASSERT_EQ(RunProtectionChild("apply end"), 0U);
   const lab::MachineState plugged = lab::ReadMachine();
@@ -138,7 +140,7 @@ TEST_P(BeforeAfterOfFixtures, ApplyPullOutKillRecoverPlugInAndRecoverAgain) {
 
 INSTANTIATE_TEST_SUITE_P(Of, BeforeAfterOfFixtures, testing::ValuesIn(lab::Fixtures()), FixtureName);
 
-// Adapters that are renamed are known by their index and the one name server that only this program sets.
+// A renamed adapter is recognised by its index and by the name server that only this program sets.
 TEST_F(BeforeAfter, AnAdapterThatIsRenamedMeanwhileComesBackUnderItsNewName) {
   for (const auto make : {lab::DhcpMachine, lab::ThreeStaticServersMachine, lab::MixedMachine}) {
     Begin(WithTunnel(make()));
@@ -159,7 +161,7 @@ TEST_F(BeforeAfter, AnAdapterThatIsRenamedIsAlsoFoundByTheRecoveryAfterACrash) {
   EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
 }
 
-// Two adapters that exchange their names exchange their records, too: the name comes first. A known loss.
+// Two adapters that swap their names swap their records, too, because the name is compared first. A known loss.
 TEST_F(BeforeAfter, AnAdapterUnderAnotherOnesNameGetsThatOnesServers) {
   Begin(WithTunnel(lab::MixedMachine()));
   ASSERT_TRUE(Apply());
@@ -174,7 +176,7 @@ TEST_F(BeforeAfter, AnAdapterUnderAnotherOnesNameGetsThatOnesServers) {
   EXPECT_FALSE(DataFile(kDnsBackupFile));
 }
 
-// Its index is another one, so nothing tells which adapter it was. The record waits for the name.
+// The reboot has changed the adapter's index, so nothing identifies it. The record waits for the name.
 TEST_F(BeforeAfter, AnAdapterThatIsRenamedBeforeARebootWaitsForItsName) {
   Begin(WithTunnel(lab::ThreeStaticServersMachine()));
   ASSERT_EQ(RunProtectionChild("apply end"), 0U);
@@ -204,7 +206,7 @@ TEST_F(BeforeAfter, AnAdapterThatIsGoneForASessionKeepsItsRecordThroughTheNext) 
   EXPECT_EQ(NowAll(), BeforeAll());
 }
 
-// The adapter comes up during the session and was never changed.
+// This adapter appears during the session and was never changed.
 TEST_F(BeforeAfter, AnAdapterThatComesInMeanwhileIsLeftAlone) {
   Begin(WithTunnel(lab::DhcpMachine()));
   ASSERT_TRUE(Apply());
@@ -217,7 +219,7 @@ TEST_F(BeforeAfter, AnAdapterThatComesInMeanwhileIsLeftAlone) {
 
 class BeforeAfterOnAFullDisk : public BeforeAfter {
  protected:
-  // Somebody keeps the name under which the file is written first, so that it comes about as little as on a full disk.
+  // Another program holds the temporary file that is written first, so the backup cannot be created, as on a full disk.
   void SetUp() override {
     BeforeAfter::SetUp();
     ASSERT_TRUE(WriteFileDurably(Fresh(), "kept"));
@@ -240,7 +242,7 @@ TEST_F(BeforeAfterOnAFullDisk, TheListInMemoryBringsTheMachineBack) {
   EXPECT_EQ(NowAll(), BeforeAll());
 }
 
-// Nothing on disk, nothing in memory: the adapter stays as the session left it. All else comes back.
+// The records are neither on disk nor in memory: the adapter stays as the session left it. Everything else is restored.
 TEST_F(BeforeAfterOnAFullDisk, AKillBesidesLeavesTheAdapterWithoutItsServers) {
   ASSERT_EQ(RunProtectionChild("apply end"), 0U);
   RecoverOrphanedNetworkState();

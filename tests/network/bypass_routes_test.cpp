@@ -25,7 +25,7 @@ constexpr uint32_t kPatienceMs = 60000;
 class PhysicalGateway : public OnSimulatedMachine {};
 class BypassRoutesOn : public OnSimulatedMachine {
  protected:
-  // Destinations that have a route through the machine's physical gateway, the default route left out.
+  // Destinations with a route through the machine's physical gateway, without the default route.
   static Addresses RoutedAround() {
     Addresses destinations;
     for (const lab::Route& route : lab::ReadMachine().ipv4Routes) {
@@ -83,7 +83,7 @@ TEST_F(PhysicalGateway, WithOnlyTheTunnelsDefaultRouteIsWhatIpconfigListsFirstBe
 TEST_F(PhysicalGateway, IsTakenFromIpconfigWhenTheTableCannotBeRead) {
   for (const char* which : {"size", "read"}) {
     lab::MachineState machine = lab::DhcpMachine();
-    // On Windows an adapter that has IPv6 lists its IPv6 gateway first, which is none for this product.
+    // On Windows an adapter with IPv6 lists its IPv6 gateway first, which this product ignores.
     machine.ipv6Routes.clear();
     Start(machine);
     PlanFault("fail", "GetIpForwardTable", which, 0, ERROR_NOT_SUPPORTED);
@@ -133,7 +133,7 @@ TEST_F(PhysicalGateway, ATableThatGrowsAtEveryTryIsNotRead) {
   EXPECT_EQ(ReadRouteTable().outcome, RouteRead::ReadFailed);
 }
 
-// A resolver can take long; what it answers behind a stop changes nothing, and leaves no line.
+// A resolver can take long. A result that comes after a stop must change nothing and log nothing.
 TEST_F(BypassRoutesOn, AHostIsNotRoutedAnyMoreBehindAStop) {
   Start(lab::DhcpMachine());
   const std::atomic<bool> stopped{false};

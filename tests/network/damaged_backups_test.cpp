@@ -1,5 +1,5 @@
-// Recovery files that were cut or changed on disk, met by the recovery on the machine: a sample of what the core's own
-// tests do with every cut and every byte.
+// Recovery on the machine with recovery files that were cut or changed on disk: a sample of what the core's own tests
+// do with every cut and every byte.
 #include <windows.h>
 
 #include <algorithm>
@@ -13,20 +13,20 @@ namespace moorlak {
 namespace {
 
 constexpr OwnTraces kRecovered = OwnTraces::NameServersAndAddress;
-// Line ends, what the command interpreter would act on, digits, a byte of no text.
+// Line ends, operators of the command interpreter, digits, a byte that is not text.
 constexpr char kBytes[] = {'\n', '"', '&', '%', '|', '0', '9', ' ', 'x', '\0', '\xD0'};
 
-// A file of the adapters that costs no time.
+// No adapters' file: their recovery takes no time.
 constexpr char kNoBackup[] = "";
 
-// Two adapters that a session changes: set by hand, and with DHCP.
+// Two adapters that a session changes: one with static settings, one with DHCP.
 lab::MachineState Machine() {
   lab::MachineState machine = lab::ThreeStaticServersMachine();
   lab::AddPhysicalAdapter(machine, "Local Area Connection 2", 6, 3);
   return WithTunnel(std::move(machine));
 }
 
-// Every command that was run was one of these, with a safe name and safe addresses.
+// Each command that ran was one of these, with a safe name and safe addresses.
 void ExpectSafeCommands(const std::vector<std::string>& calls) {
   static const std::regex kKnown(
       R"re(interface ipv(4|6) set dns name="([^"]*)" (dhcp|static (\S+) primary validate=no) -> \d+)re"
@@ -43,7 +43,7 @@ void ExpectSafeCommands(const std::vector<std::string>& calls) {
 
 class DamagedBackups : public OnProtectedMachine {
  protected:
-  // As a session leaves it that was killed; the machine and the files are taken as they are then.
+  // The state that a killed session leaves: saves the machine and the files.
   void SetUp() override {
     OnProtectedMachine::SetUp();
     Begin(Machine());
@@ -65,7 +65,7 @@ class DamagedBackups : public OnProtectedMachine {
     return lab::ReadMachine();
   }
 
-  // All but the adapters' IPv4 servers and metrics is back, whatever the file says.
+  // Everything except the adapters' IPv4 servers and metrics is restored, whatever the file contains.
   void ExpectAllElseBack(lab::MachineState after) {
     for (lab::Adapter& adapter : after.adapters) {
       if (adapter.type == 24 || adapter.needsSession) continue;
@@ -83,7 +83,7 @@ class DamagedBackups : public OnProtectedMachine {
   std::string policyBackup;
 };
 
-// The servers before, the first of them, none (which is DHCP), or still the session's own: a cut invents nothing.
+// The earlier servers, the first of them, none (which is DHCP), or still the session's: a cut invents nothing.
 bool IsCutOff(const lab::FamilySettings& after, const lab::FamilySettings& earlier) {
   const auto& servers = after.staticDns;
   const bool isHead = servers.size() <= earlier.staticDns.size() &&
@@ -111,8 +111,8 @@ TEST_F(DamagedBackups, TheWholeFileGivesBackEverything) {
   EXPECT_EQ(NowAll(kRecovered), BeforeAll(kRecovered));
 }
 
-// The file has no checksum: what is a safe address or a number after the change is taken for the truth, and everything
-// else of the machine is back.
+// The file has no checksum: whatever is a safe address or a number after the change is accepted, and everything else of
+// the machine is restored.
 TEST_F(DamagedBackups, AChangedByteLeadsToNothingButSafeServersAndMetrics) {
   const uint32_t step = SweepStep(9);
   for (size_t i = 0; i < dnsBackup.size(); i += step) {
@@ -129,7 +129,7 @@ TEST_F(DamagedBackups, AChangedByteLeadsToNothingButSafeServersAndMetrics) {
   }
 }
 
-// A session over a file that cannot be read takes what it finds for the state before.
+// A session that starts while the file cannot be read saves the current state as the earlier one.
 TEST_F(DamagedBackups, AFileOfAnotherVersionStaysAndTheNextSessionReplacesIt) {
   std::string other = dnsBackup;
   other[1] = '2';
@@ -145,7 +145,7 @@ TEST_F(DamagedBackups, AFileOfAnotherVersionStaysAndTheNextSessionReplacesIt) {
   EXPECT_EQ(AdapterNamed(after, "Local Area Connection 2").ipv4.staticDns, std::vector<std::string>{});
 }
 
-// Names of commands' operators cut the name off where it is a line of its own: no such record is restored.
+// A name with an operator of the command interpreter is unsafe: its record is not restored.
 TEST_F(DamagedBackups, ARecordWithAnUnsafeNameIsDropped) {
   std::string damaged = dnsBackup;
   damaged[damaged.find("Ethernet") + 3] = '&';
@@ -156,7 +156,7 @@ TEST_F(DamagedBackups, ARecordWithAnUnsafeNameIsDropped) {
             AdapterNamed(beginning, "Local Area Connection 2").ipv4);
 }
 
-// Either the values before, or, when the file cannot be read, no value where a session's stands.
+// Restores the earlier values or, if the file cannot be read, deletes the values that the session set.
 TEST_F(DamagedBackups, ACutPolicyFileGivesBackTheValuesOrTakesTheSessionsAway) {
   for (size_t length = 0; length < policyBackup.size(); ++length) {
     Recover(kNoBackup, policyBackup.substr(0, length));

@@ -1,4 +1,4 @@
-// The DNS guard on the simulated machine: what it leaves in the filtering platform, and what connections may pass.
+// The DNS guard on the simulated machine: its objects in the filtering platform, and the connections that it permits.
 #include "net/dns/dns_guard.h"
 
 #include <windows.h>
@@ -52,7 +52,7 @@ TEST_F(DnsGuard, AbortsWithTenHosts) {
   for (int last = 1; last <= 10; ++last) hosts.push_back("203.0.113." + std::to_string(last));
   EXPECT_FALSE(InstallDnsGuard(tunnel, OwnPath(), hosts));
   EXPECT_EQ(LogMessages(), "dns-guard: install aborted\n");
-  // 24 filters were added and the 25th was not; none of them outlasts the transaction.
+  // 24 filters were added and the 25th was not. None of them outlasts the transaction.
   EXPECT_EQ(CallsOf("FwpmFilterAdd0").size(), 24U);
   EXPECT_EQ(CallsOf("FwpmTransactionAbort0").size(), 1U);
   EXPECT_TRUE(CallsOf("FwpmTransactionCommit0").empty());

@@ -1,4 +1,4 @@
-// What a restore has left undone is tried again while the service runs: when the adapters change, and after a period.
+// What a restore could not finish is retried while the service runs: when the adapters change, and periodically.
 #include "tunnel/dns_recovery.h"
 
 #include <windows.h>
@@ -16,13 +16,13 @@ namespace moorlak {
 namespace {
 
 constexpr OwnTraces kRecovered = OwnTraces::NameServersAndAddress;
-// A period that no test lives to see, and one that passes at once.
+// A period longer than any test, and one that ends at once.
 constexpr uint32_t kNever = 24 * 60 * 60 * 1000;
 constexpr uint32_t kAtOnce = 10;
 
 class DnsRecoveryOn : public OnProtectedMachine {
  protected:
-  // A power cut in mid-session, and a start whose recovery could not do its work.
+  // A power cut during a session, and a start whose recovery could not do its work.
   void BeginPending(const lab::MachineState& machine, const std::function<void()>& hinder) {
     Begin(WithTunnel(machine));
     ASSERT_EQ(RunProtectionChild("apply end"), 0U);
@@ -35,7 +35,7 @@ class DnsRecoveryOn : public OnProtectedMachine {
   static bool IsDone() { return !HasPendingDns() && !DataFile(kDnsBackupFile); }
   void ExpectBack() { EXPECT_EQ(NowAll(kRecovered), BeforeAll(kRecovered)); }
 
-  // Something that the system tells of and that is nothing to the records.
+  // A change that the system reports and that does not concern the records.
   void Touch(const std::string& address = "192.0.2.77") {
     const auto edit = [&](lab::MachineState& machine) {
       AdapterNamed(machine, "Ethernet").ipv4.addresses.push_back({address, 24});
@@ -83,7 +83,7 @@ TEST_F(DnsRecoveryOn, WithoutAnyChangeThePeriodBringsTheNextTry) {
   ExpectBack();
 }
 
-// The recovery runs from the service's start on; the records come with the end of a session.
+// The recovery runs from the service's start; the records appear at the end of a session.
 TEST_F(DnsRecoveryOn, WhatTheEndOfASessionLeavesIsTriedAgain) {
   Begin(WithTunnel(lab::ThreeStaticServersMachine()));
   DnsRecovery recovery(NoSession, kNever);
@@ -114,7 +114,7 @@ TEST_F(DnsRecoveryOn, NothingIsTriedWhileASessionRuns) {
   EXPECT_TRUE(HasPendingDns());
 }
 
-// What a session has changed is its own, whatever was pending before.
+// A new session takes the pending records over: retries leave them to it.
 TEST_F(DnsRecoveryOn, AnApplyTakesWhatIsPendingAlong) {
   BeginPending(lab::ThreeStaticServersMachine(), RefuseNetsh);
   ClearFaults();
@@ -154,8 +154,8 @@ TEST_F(DnsRecoveryOn, AnAdapterThatStaysAwayCostsNoCommandAndNoLine) {
   RecoverOrphanedNetworkState();
 }
 
-// The metric that a try puts back is told like any other change. A try makes three commands here: the first server
-// twice, IPv6 once.
+// The system also reports the metric that a retry itself restores. Each retry here runs three commands: the first
+// server twice, IPv6 once.
 TEST_F(DnsRecoveryOn, ATrysOwnChangesAreNoReasonForAnother) {
   BeginPending(lab::ThreeStaticServersMachine(), [] {
     PlanFault("fail", "netsh", "ipv4", 0, 1);
@@ -178,10 +178,10 @@ TEST_F(DnsRecoveryOn, ATrysOwnChangesAreNoReasonForAnother) {
   ExpectBack();
 }
 
-// The command of a restore at which the end is requested: the first of three servers, the second, the third.
+// The command of a restore during which the end is requested: for the first, second or third of three servers.
 class DnsRecoveryEnd : public DnsRecoveryOn, public testing::WithParamInterface<uint32_t> {};
 
-// The end waits for the command that runs, and begins none; a record with servers still to come is kept.
+// The end waits for the running command and starts no other. A record with servers still to restore is kept.
 TEST_P(DnsRecoveryEnd, BeginsNoFurtherCommandAndLosesNoServer) {
   BeginPending(lab::ThreeStaticServersMachine(), RefuseNetsh);
   ClearFaults();
@@ -213,7 +213,7 @@ TEST_F(DnsRecoveryOn, AnEndThatWasRequestedBeforeTheStartHolds) {
   EXPECT_EQ(CallsOf("netsh").size(), commands);
 }
 
-// A file that outlasts its records would undo the user's later settings at the next start.
+// A file that outlives its records would undo the user's later settings at the next start.
 TEST_F(DnsRecoveryOn, AFileThatSomebodyHoldsIsDeletedLater) {
   Begin(WithTunnel(lab::ThreeStaticServersMachine()));
   ASSERT_TRUE(Apply());

@@ -1,4 +1,4 @@
-// What the filtering platform's sessions leave when their process ends, and application ids, through the stand-in.
+// What sessions of the filtering platform leave when their process ends, and application ids, with the stand-in.
 #include <winsock2.h>
 #include <windows.h>
 
@@ -16,7 +16,7 @@
 namespace moorlak {
 namespace {
 
-// The split tunnel's keys, as a session of another version of the program would use them.
+// The split tunnel's keys, as another version of the program would use them.
 constexpr WfpIdentity kSplitIdentity{{0x4D6F6F72, 0x5350, 0x5401, {0x53, 0x54, 0x4D, 0x4F, 0x4F, 0x52, 0x4C, 0x41}},
                                      L"Moorlak",
                                      {0x4D6F6F72, 0x5350, 0x5400, {0x53, 0x54, 0x4D, 0x4F, 0x4F, 0x52, 0x4C, 0x41}},
@@ -30,7 +30,7 @@ const FilterRow kBlockPort53{.name = L"stale",
                              .weight = 14};
 constexpr wchar_t kReadyVariable[] = L"MOORLAK_TEST_READY";
 
-// In the other process: tells that it is where the test wants it, and stays there.
+// Runs in the other process: signals that it has reached this point, and stays there.
 void StayUntilEnded() {
   std::array<wchar_t, 100> name{};
   ASSERT_NE(GetEnvironmentVariableW(kReadyVariable, name.data(), static_cast<DWORD>(name.size())), 0u);
@@ -46,7 +46,7 @@ WfpSession OpenStandardSession() {
   return session;
 }
 
-// The parts that another process plays: disabled, so that only the tests below run them.
+// The roles of the other process. They are disabled, so that only the tests below run them.
 TEST(FilterSessionPart, DISABLED_HoldsGuardAndSplitTunnel) {
   const uint64_t tunnel = lab::ReadMachine().adapters.back().luid;
   ASSERT_TRUE(InstallDnsGuard(tunnel, OwnPath(), {"203.0.113.7"}));
@@ -69,14 +69,15 @@ TEST(FilterSessionPart, DISABLED_StopsWithinATransaction) {
   StayUntilEnded();
 }
 
-// This program as another process that plays one part, until it is ended.
+// Runs this program as another process that plays one role until it is ended.
 class PartPlayer {
  public:
   explicit PartPlayer(const std::wstring& part) {
     const std::wstring readyName = WidenUtf8(UniqueName("moorlak-part-"));
     ready.Reset(CreateEventW(nullptr, TRUE, FALSE, readyName.c_str()));
     SetEnvironmentVariableW(kReadyVariable, readyName.c_str());
-    // The new process inherits the environment: as one of several shards it would leave its only test to another.
+    // The new process inherits the environment. If it believed to be one of several shards, it might leave its only
+    // test to another shard.
     SetEnvironmentVariableW(L"GTEST_TOTAL_SHARDS", nullptr);
     SetEnvironmentVariableW(L"GTEST_SHARD_INDEX", nullptr);
     std::wstring line = L"\"" + ExecutablePath() +
@@ -92,7 +93,7 @@ class PartPlayer {
   PartPlayer& operator=(const PartPlayer&) = delete;
   ~PartPlayer() { End(); }
 
-  // False when the part ended before it came so far.
+  // False if the process ended before it reached that point.
   bool IsReady() const {
     const HANDLE either[] = {ready.Get(), process.Get()};
     return WaitForMultipleObjects(2, either, FALSE, kGenerousMs) == WAIT_OBJECT_0;

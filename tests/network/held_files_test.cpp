@@ -1,5 +1,5 @@
-// Recovery files that somebody holds for a moment when they are to go: a virus scanner, a backup program. A file that
-// stayed would undo the user's later settings at the next start.
+// Recovery files that another program (a virus scanner, a backup program) holds briefly while they are to be deleted. A
+// file left over would undo the user's later settings at the next start.
 #include <gtest/gtest.h>
 
 #include "net/dns/dns_backup_file.h"

@@ -1,4 +1,4 @@
-// A session that is stopped, and a service that is killed, at every point of the protection: the machine comes back.
+// A session that is stopped, or a service that is killed, at every point of the protection: the machine is restored.
 #include <windows.h>
 
 #include <algorithm>
@@ -17,7 +17,7 @@ namespace {
 
 constexpr OwnTraces kRecovered = OwnTraces::NameServersAndAddress;
 
-// Two adapters that are changed, one of them with a set metric and three servers; the tunnel's stands between them.
+// Two adapters that are changed, one with a set metric and three servers. The tunnel's adapter is between them.
 lab::MachineState TwoAdapters() {
   lab::MachineState machine = lab::ThreeStaticServersMachine();
   lab::AddPhysicalAdapter(machine, "Беспроводная сеть", 71, 4);
@@ -39,7 +39,7 @@ class InterruptedProtection : public OnProtectedMachine {
     PlanFault(kind, "", "", nth, 0);
   }
 
-  // This process stands for the service that is started again.
+  // This process acts as the restarted service.
   void ExpectRecovered(const std::string& where) {
     KillAtChange(0);
     ClearFaults();
@@ -48,7 +48,7 @@ class InterruptedProtection : public OnProtectedMachine {
   }
 };
 
-// The changes are counted over both, so the kills go through the apply and then through the removal.
+// Changes are counted across both words, so the kills go through the apply and then through the removal.
 TEST_F(InterruptedProtection, AKillAtEveryChangeOfApplyAndRemovalIsRecovered) {
   uint64_t kills = 0;
   for (uint64_t change = 1;; change += SweepStep(3)) {
@@ -78,8 +78,8 @@ TEST_F(InterruptedProtection, AKillAtEveryChangeOfTheRecoveryIsRecovered) {
   EXPECT_GE(kills * SweepStep(3), 8U);
 }
 
-// The same with a netsh that is cold at the begin and again after the kill, as after a power cut. What the start's
-// recovery has no time for, the tries after it do, without another session.
+// The same with a netsh that is cold at the start and again after the kill, as after a power cut. What the recovery at
+// the start has no time for is done by the later retries, without another session.
 class ColdProtection : public InterruptedProtection {
  protected:
   static void CoolDown() {
@@ -132,7 +132,8 @@ TEST_F(ColdProtection, AKillAtEveryChangeOfTheRecoveryIsRecovered) {
   EXPECT_GE(kills * SweepStep(5), 4U);
 }
 
-// What lies between two calls, files and registry, is either all done (a kill before a call) or not begun (after one).
+// Files and registry change between two calls: these changes are either all done (a kill before a call) or not begun (a
+// kill after one).
 void SweepCalls(const char* kind, const std::function<uint32_t(uint32_t nth)>& runToKill,
                 const std::function<void(const std::string& where)>& expectRecovered) {
   uint32_t kills = 0;
@@ -164,7 +165,7 @@ INSTANTIATE_TEST_SUITE_P(Of, InterruptedProtectionAtCalls, testing::Values("kill
                            return name;
                          });
 
-// Holds the n-th call of that name, requests the stop and lets it go on: the next check point meets the stop.
+// Holds the n-th call of that name, requests the stop and releases the call: the next check point notices the stop.
 class StopAtCall {
  public:
   StopAtCall(std::atomic<bool>& flag, const std::string& call, uint32_t nth)
@@ -195,14 +196,14 @@ class StopAtCall {
 
 class StoppedProtection : public InterruptedProtection {
  protected:
-  // Three tunnel servers have two check points between them.
+  // With three tunnel servers there are two check points between them.
   LeakProtection Wanted() {
     LeakProtection wanted = WantedProtection();
     wanted.dnsServers.emplace_back("198.51.100.53");
     return wanted;
   }
 
-  // False when there is no such call. `finish` ends the session that was stopped.
+  // False if there is no such call. `finish` ends the stopped session.
   bool StopAt(const std::string& call, uint32_t nth, OwnTraces masked, const std::function<void()>& finish) {
     Begin(TwoAdapters());
     bool applied = false;
@@ -222,7 +223,7 @@ class StoppedProtection : public InterruptedProtection {
   std::set<std::string> endings;
 
  private:
-  // The last line of an apply that ended.
+  // Records the last line of an apply that ended.
   void Note(bool applied) {
     const std::string messages = LogMessages();
     const size_t begin = messages.rfind('\n', messages.size() - 2);
@@ -230,7 +231,7 @@ class StoppedProtection : public InterruptedProtection {
   }
 };
 
-// Between two check points stands one of these calls, so a stop during each of them meets every check point.
+// Between two check points there is always one of these calls, so stopping at each of them reaches every check point.
 TEST_F(StoppedProtection, AStopAtEveryCheckPointLeavesWhatTheRemovalPutsBack) {
   for (const char* call : {"DnsFlushResolverCache", "GetAdaptersAddresses"})
     EXPECT_TRUE(StopAt(call, 1, OwnTraces::NameServers, RemoveDnsProtection));
@@ -245,8 +246,8 @@ TEST_F(StoppedProtection, AStopAtEveryCheckPointLeavesWhatTheRemovalPutsBack) {
   EXPECT_TRUE(std::ranges::includes(endings, everyEnding)) << testing::PrintToString(endings);
 }
 
-// The service dies before the session that was stopped is taken down: the file tells what was changed until then. In
-// this process a recovery goes by the file, too.
+// The service dies before the stopped session is taken down: the file contains what had been changed until then. In
+// this process, too, a recovery uses the file.
 TEST_F(StoppedProtection, AStopInTheMidstOfAnApplyIsRecoveredFromTheFile) {
   const auto crash = [] {
     EndFilterSessions();

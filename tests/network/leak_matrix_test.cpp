@@ -1,5 +1,5 @@
-// Every kind of connection against the protection's filters: what may leave the machine, what may not, and that nothing
-// of it outlasts the protection.
+// Every kind of connection against the protection's filters: what may leave the machine, what may not, and that the
+// filters do not outlast the protection.
 #include <winsock2.h>
 #include <windows.h>
 
@@ -67,9 +67,9 @@ bool IsPermittedServer(Target target) {
   return target == Target::PermittedServer || target == Target::SecondPermittedServer;
 }
 
-// The promise in plain words. Through the tunnel everybody may do everything, but for the applications that are to stay
-// out of it. Everywhere else, the own machine's loopback interface included: no IPv6; no port 53, unless it is the
-// engine that asks one of the tunnel's name servers; everything else.
+// What is promised: every application may send everything through the tunnel, except those to be kept out of it. On
+// every other way, including the machine's own loopback interface: no IPv6; no port 53, except for the engine to one of
+// the tunnel's name servers; everything else is permitted.
 bool IsPromised(const Cell& cell, bool splitting) {
   if (cell.way == Way::Tunnel) return !(splitting && cell.application == Application::Bypassing);
   if (IsIpv6(cell.target)) return false;
@@ -77,7 +77,7 @@ bool IsPromised(const Cell& cell, bool splitting) {
   return cell.application == Application::Engine && IsPermittedServer(cell.target);
 }
 
-// As filters name an application, in the system's own words.
+// An application's name in filters, as the system writes it.
 std::string ApplicationId(const std::string& path) {
   FWP_BYTE_BLOB* id = nullptr;
   if (FwpmGetAppIdFromFileName0(WidenUtf8(path).c_str(), &id) != ERROR_SUCCESS) return {};
@@ -157,17 +157,17 @@ TEST_F(LeakMatrix, ExactlyThePromisedConnectionsArePermittedWithApplicationsThat
   EXPECT_EQ(NowAll(), BeforeAll());
 }
 
-// The numbers by hand, so that the promise above cannot become an empty one: 3 applications, 2 protocols, 2 ports and 6
-// targets make 72 connections each way. By the tunnel all pass; by each other way 24 on port 443 to the four IPv4
-// targets and 4 of the engine on port 53. A bypassing application loses its 24 by the tunnel.
+// Sizes counted by hand, so that the promise cannot become empty unnoticed: 3 applications, 2 protocols, 2 ports and 6
+// targets make 72 connections per way. Through the tunnel all pass; on each other way 24 to the four IPv4 targets on
+// port 443, and 4 of the engine on port 53. A bypassing application loses its 24 through the tunnel.
 TEST_F(LeakMatrix, ThePromiseHasItsCountedSize) {
   EXPECT_EQ(Everything().size(), 216U);
   EXPECT_EQ(Promised(false).size(), 72U + 2 * (24U + 4U));
   EXPECT_EQ(Promised(true).size(), 48U + 2 * (24U + 4U));
 }
 
-// A name server on the own machine, or a program that talks to itself over IPv6, is blocked like any other: the filters
-// know no exemption for loopback.
+// A name server on the machine itself, or a program that talks to itself over IPv6, is blocked, too: the filters do not
+// exempt loopback.
 TEST_F(LeakMatrix, LoopbackIsNotExempt) {
   ASSERT_TRUE(Protect(true));
   const lab::Wfp wfp = lab::ReadMachine().wfp;
@@ -180,7 +180,7 @@ TEST_F(LeakMatrix, LoopbackIsNotExempt) {
   }
 }
 
-// Filters without which other verdicts fall; the others stand behind them.
+// Filters whose removal changes a verdict. The others are a second line of defence.
 bool CarriesAVerdict(const lab::WfpFilter& filter) {
   const bool dnsOverIpv6 = filter.name == "Moorlak DNS leak guard" && filter.layer == "ALE_AUTH_CONNECT_V6";
   return !dnsOverIpv6 && filter.name != "Moorlak split permit physical";
@@ -197,7 +197,7 @@ TEST_F(LeakMatrix, EveryFilterThatCarriesAVerdictIsMissed) {
   }
 }
 
-// A program that is ended takes its dynamic filters along.
+// When a program is killed, its dynamic filters disappear.
 TEST_F(LeakMatrix, EverythingIsPermittedAgainAfterACrash) {
   ASSERT_EQ(RunProtectionChild("apply end"), 0U);
   EXPECT_EQ(Permitted(lab::ReadMachine().wfp), Everything());

@@ -12,7 +12,7 @@
 namespace moorlak {
 namespace {
 
-// The whole protection on the simulated machine. The test program itself stands for the engine: its file exists.
+// The whole protection on the simulated machine. The test program plays the engine, because its file exists.
 class LeakProtectionOn : public OnSimulatedMachine {
  protected:
   void SetUp() override { DeleteDnsBackup(); }
@@ -28,7 +28,7 @@ class LeakProtectionOn : public OnSimulatedMachine {
     wanted.xrayPath = NarrowUtf16(ExecutablePath());
     return wanted;
   }
-  // The tunnel adapter's own name servers stay: it is ours, and the next session sets them anew.
+  // The tunnel adapter keeps its name servers: it is ours, and the next session sets them again.
   static std::string WithoutTunnelDns() {
     lab::MachineState machine = lab::ReadMachine();
     for (lab::Adapter& adapter : machine.adapters) {
@@ -125,7 +125,7 @@ TEST_F(LeakProtectionOn, AnApplyOverAnotherPutsTheFirstOneBackBefore) {
   EXPECT_EQ(WithoutTunnelDns(), Before());
 }
 
-// What start-up does, in the process that applied it: the file, not the list in memory, is what it goes by.
+// The recovery at start-up, in the process that applied the protection: it uses the file, not the list in memory.
 TEST_F(LeakProtectionOn, IsRecoveredFromItsFile) {
   lab::MachineState machine = lab::ThreeStaticServersMachine();
   AddTunnelAdapter(machine);

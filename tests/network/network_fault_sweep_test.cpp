@@ -1,6 +1,6 @@
-// Each call into the system fails once, in turn: what applies, removes and recovers the protection, and what purges
-// leftover adapters, does as promised, and the next removal or recovery brings the machine back. The same for the
-// adapter's set-up and release stands in adapter_holder_test.cpp.
+// Each system call fails once, in turn. Applying, removing and recovering the protection and purging leftover adapters
+// keep their promises, and the next removal or recovery restores the machine. The adapter's set-up and release are
+// tested the same way in adapter_holder_test.cpp.
 #include <windows.h>
 
 #include <functional>
@@ -16,11 +16,11 @@ namespace moorlak {
 namespace {
 
 constexpr OwnTraces kRecovered = OwnTraces::NameServersAndAddress;
-// For a program the exit code 5, which is as bad as 1.
+// For a program this is exit code 5, a failure like 1.
 constexpr uint32_t kRefused = ERROR_ACCESS_DENIED;
 
-// Without any of these there is no complete protection. All others can fail without one being the less protected: the
-// filters stand.
+// Without any of these the protection is incomplete. All other calls may fail without weakening it: the filters are
+// set.
 bool IsIndispensable(const std::string& call) {
   static const std::set<std::string> calls{"GetAdaptersAddresses", "FwpmEngineOpen0",       "FwpmTransactionBegin0",
                                            "FwpmProviderAdd0",     "FwpmSubLayerAdd0",      "FwpmGetAppIdFromFileName0",
@@ -34,7 +34,7 @@ lab::MachineState Machine() {
 
 class NetworkFaults : public OnProtectedMachine {
  protected:
-  // The name of the n-th call that was made.
+  // The name of the n-th call.
   static std::string CallAt(size_t nth) {
     std::istringstream line(lab::ReadCallLog().at(nth - 1));
     std::string number;
@@ -44,8 +44,8 @@ class NetworkFaults : public OnProtectedMachine {
     return call;
   }
 
-  // Does the operation with each n-th call failing, until there are no more; `prepare` begins anew each time, and
-  // `check` gets the name of the call that failed (empty: none did).
+  // Runs the operation with each n-th call failing until there are no more calls. `prepare` sets up again each time,
+  // and `check` gets the name of the call that failed (empty: none did).
   struct Sweep {
     std::function<void()> prepare;
     std::function<void()> operation;
@@ -95,8 +95,8 @@ TEST_F(NetworkFaults, AnApplyIsRefusedOrCompleteAndThenRemoved) {
   EXPECT_GE(RunSweep(sweep, step) * step, 30U);
 }
 
-// The split tunnel is an extra: nothing in it may cost the protection. Of each of these calls the guard makes the
-// first, whose failure is a refusal.
+// The split tunnel is optional: its failure must not cost the protection. The guard makes the first of each of these
+// calls; only the failure of that one is a refusal.
 TEST_F(NetworkFaults, AnApplyWithApplicationsThatBypassTheTunnelIsNeverRefusedForThem) {
   bool applied = false;
   uint32_t refusals = 0;
@@ -143,13 +143,13 @@ TEST_F(NetworkFaults, ARecoveryIsCompletedByTheNextOne) {
   EXPECT_GE(RunSweep(sweep, step) * step, 25U);
 }
 
-// One command that fails is tried again; so a single failure costs nothing at all.
+// A failed command is retried, so a single failure costs nothing.
 TEST_F(NetworkFaults, ACommandThatFailsOnceDoesNotCostARestore) {
   const Sweep sweep{[&] { PrepareProtected(); }, RemoveDnsProtection, [&](const std::string&) { ExpectComeBack(); }};
   EXPECT_EQ(RunSweep(sweep, 1, "netsh", 1), 4U);
 }
 
-// A command that always fails leaves the record, the machine still protected against that adapter's servers.
+// If a command keeps failing, the record stays for a later recovery.
 TEST_F(NetworkFaults, CommandsThatKeepFailingLeaveTheRecordForALaterRecovery) {
   PrepareProtected();
   PlanFault("fail", "netsh", "", 0, 1);
@@ -161,7 +161,7 @@ TEST_F(NetworkFaults, CommandsThatKeepFailingLeaveTheRecordForALaterRecovery) {
   ExpectComeBack(kRecovered);
 }
 
-// The same for the metric, which no command sets.
+// The same for the metric, which is not set by a command.
 TEST_F(NetworkFaults, AMetricThatCannotBeSetLeavesTheRecordForALaterRecovery) {
   for (const char* call : {"GetIpInterfaceEntry", "SetIpInterfaceEntry"}) {
     PrepareProtected();
@@ -174,7 +174,7 @@ TEST_F(NetworkFaults, AMetricThatCannotBeSetLeavesTheRecordForALaterRecovery) {
   }
 }
 
-// A handle whose engine has been restarted meets the removal and the next session.
+// The next session and the removal each get a handle whose engine has been restarted.
 TEST_F(NetworkFaults, ARestartOfTheFilterEngineInMidSessionCostsNothingButItsFilters) {
   PrepareProtected();
   lab::EditMachine([](lab::MachineState& machine) { lab::RestartEngine(machine.wfp); });

@@ -1,4 +1,4 @@
-// Readiness and health on the simulated machine: which way a probe goes, what counts as an answer, how a stop ends it.
+// Readiness and health on the simulated machine: which way a probe takes, what counts as a reply, how a stop ends it.
 #include "process/probes.h"
 
 #include <winsock2.h>
@@ -31,7 +31,7 @@ std::string Through(const ProxyServer& proxy) {
   return "via socks=127.0.0.1:" + std::to_string(proxy.Port());
 }
 
-// A port that nobody listens on.
+// A port without a listener.
 uint16_t SilentPort() {
   return HeldPort().port;
 }
@@ -49,7 +49,7 @@ ServerPlan Proxy(Conduct conduct) {
   return plan;
 }
 
-// The machine in a session: a program takes the tunnel's traffic to the proxy.
+// The machine during a session: a program forwards the tunnel's traffic to the proxy.
 lab::MachineState SessionMachine(uint16_t proxyPort) {
   lab::MachineState machine = TunnelMachine();
   machine.tunnels = {{static_cast<uint32_t>(GetCurrentProcessId()), machine.adapters.back().guid, proxyPort}};
@@ -62,7 +62,7 @@ lab::MachineState MachineWithWeb(uint16_t webPort) {
   return machine;
 }
 
-// A filter that stops all TCP over IPv4 of which the condition holds.
+// A filter that blocks all TCP over IPv4 that matches the condition.
 void Block(const std::string& field, const std::string& type, const std::string& value) {
   lab::WfpFilter filter;
   filter.layer = "ALE_AUTH_CONNECT_V4";
@@ -79,7 +79,7 @@ class ProbesOn : public OnSimulatedMachine {
   }
   int64_t TunPath(const std::string& url = kUrl) { return ProbeTunPath(running, slot, url); }
 
-  // What a stop does: no new probe begins, and the one in flight ends.
+  // As a stop does: no new probe starts, and the one in flight ends.
   void Stop() {
     running = false;
     CancelProbe(slot);
@@ -171,7 +171,7 @@ TEST_F(ProbesOn, TunPathFailsWithoutARoute) {
   EXPECT_EQ(CallsOf(kCall), Texts{std::string(kUrl) + " without a route -> 12029"});
 }
 
-// Takes the whole time-out of a connect, 5 seconds.
+// Takes a connect's whole time-out of 5 seconds.
 TEST_F(ProbesOn, TunPathFailsWhenNobodyTakesTheTunnelsPackets) {
   Start(TunnelMachine());
   EXPECT_EQ(TunPath(), -1);
@@ -296,10 +296,10 @@ TEST_F(ProbesPast, TheDnsGuardSucceedOnBothPaths) {
   EXPECT_GE(TunPath(), 0);
 }
 
-// A stop. Where a server never answers, the time-out would end the probe as well, only later.
+// Stops. If a server never replies, the time-out would also end the probe, only later.
 
-// Began before the probe under test, with a time-out of its own, and is not stopped: that it still succeeds behind the
-// stopped one shows that no time-out ended that.
+// Started before the probe under test, with its own time-out, and not stopped. It still succeeds after the stopped
+// probe has ended, so no time-out ended that one.
 class EarlierProbe {
  public:
   EarlierProbe() { EXPECT_TRUE(server.WasAsked()); }

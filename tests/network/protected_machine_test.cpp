@@ -1,5 +1,5 @@
-// The whole machine while it is protected, line by line, for every fixture: each change that the protection makes is to
-// be seen in these texts, and nothing else.
+// The whole machine while it is protected, line by line, for every fixture. These texts show each change that the
+// protection makes, and nothing else changes.
 #include "network/support/protected_machine.h"
 
 #include <windows.h>
@@ -59,7 +59,7 @@ const std::map<std::string, std::string> kTexts{{"dhcp", kDhcp},
                                                 {"static-ipv6-servers", kStaticIpv6Servers},
                                                 {"mixed", kMixed}};
 
-// Where a program lies is no matter of the protection.
+// The location of programs does not matter here.
 std::string ShowProtected() {
   lab::MachineState machine = lab::ReadMachine();
   for (lab::WfpFilter& filter : machine.wfp.filters) {

@@ -1,6 +1,6 @@
-// A process that protects the machine as the service does, so that tests can end it anywhere. Its words are done in
-// turn: "apply", "remove", "recover", and "end" for a sudden end. Exit code 0 unless an apply was refused (1) or a word
-// is unknown (2).
+// A process that protects the machine as the service does, so that tests can end it at any point. Runs its words in
+// order: "apply", "remove", "recover", and "end" for a sudden end. Exit code 0 unless an apply was refused (1) or a
+// word is unknown (2).
 #include <windows.h>
 
 #include <string_view>

@@ -1,4 +1,4 @@
-// Memory runs short somewhere in an apply: whatever was changed until then is put back by the session's end.
+// Memory runs out at some point of an apply: the session's end restores whatever was changed until then.
 #include "network/support/protected_machine.h"
 #include "network/support/scarce_memory.h"
 
@@ -9,7 +9,7 @@ constexpr OwnTraces kDisconnected = OwnTraces::NameServersAndAddress;
 
 class ProtectionWithoutMemory : public OnProtectedMachine {
  protected:
-  // Whether the apply came as far as that request.
+  // Whether the apply made that request.
   bool ApplyWithout(uint64_t nth) {
     const LeakProtection wanted = WantedProtection();
     const ScarceMemory scarce(nth);
@@ -18,13 +18,13 @@ class ProtectionWithoutMemory : public OnProtectedMachine {
   }
 };
 
-// Close to each other while the adapters are changed, then further apart.
+// Small steps while the adapters are changed, larger ones later.
 uint64_t NextRequest(uint64_t nth) {
   constexpr uint64_t kAdaptersAreChanged = 150;
   return nth + (nth < kAdaptersAreChanged ? SweepStep(13) : SweepStep(97));
 }
 
-// How many requests there are depends on the library; the sweep ends where none is met any more.
+// The number of requests depends on the library; the sweep ends at the first one that is not made.
 TEST_F(ProtectionWithoutMemory, WhatAnApplyHasChangedComesBackAtTheSessionsEnd) {
   uint32_t points = 0;
   for (uint64_t nth = 1;; nth = NextRequest(nth)) {

@@ -10,7 +10,7 @@ namespace {
 
 class QuickTeardown : public OnSimulatedMachine {
  protected:
-  // The machine without its tunnel's default route, and without the tunnel's address too.
+  // The machine without its tunnel's default route, and also without the tunnel's address.
   static std::string WithoutDefault() {
     lab::MachineState machine = lab::DhcpMachine();
     AddTunnelAdapter(machine);
@@ -95,7 +95,7 @@ TEST_F(QuickTeardown, ARouteThatTheCallDoesNotDeleteGoesByTheCommand) {
   EXPECT_EQ(LogMessages(), "");
 }
 
-// Within one stop: the next one would only hang as long again.
+// Within one stop: another try would only hang for as long again.
 TEST_F(QuickTeardown, ACommandThatPassedItsTimeIsNotTriedAgainWhileThatIsNoted) {
   Start(TunnelMachine());
   std::atomic<bool> commandHung{true};

@@ -39,7 +39,7 @@ bool HasRouteTo(const std::string& destination) {
   return std::ranges::find(routes, destination, &lab::Route::destination) != routes.end();
 }
 
-// What `route -p ADD` stores beside the route, for as long as this lives.
+// The entry that `route -p ADD` stores with the route, for as long as this lives.
 class StoredRoute {
  public:
   explicit StoredRoute(const wchar_t* text) : name(text) {
@@ -140,7 +140,7 @@ TEST_F(RouteJournalOn, WithoutTheTableNoRouteIsRemoved) {
   lab::EditMachine([](lab::MachineState& now) { now.faults.clear(); });
 }
 
-// What is not known to have been there before must not be taken for ours: the command refuses a route that exists.
+// A route that may have existed before must not be treated as ours: the command rejects a route that already exists.
 TEST_F(RouteJournalOn, WithoutTheTableARouteThatWasNotAddedStaysTheUsers) {
   lab::MachineState machine = lab::DhcpMachine();
   machine.ipv4Routes.push_back({"203.0.113.7", 32, "192.0.2.1", machine.adapters[1].luid, 1, false});
@@ -162,7 +162,7 @@ TEST_F(RouteJournalOn, WithoutTheTableARouteThatWasAddedIsOurs) {
   EXPECT_EQ(Now(), Before());
 }
 
-// A second network of the Ethernet adapter, which a subnet of the session's replaces.
+// A second network on the Ethernet adapter. One of the session's subnets replaces its route.
 struct TakenOnLinkRoute : RouteJournalOn {
   static lab::MachineState Machine() {
     lab::MachineState machine = lab::DhcpMachine();
@@ -199,7 +199,7 @@ TEST_F(TakenOnLinkRoute, BringsBackTheRouteBehindIt) {
   EXPECT_EQ(Now(), Before());
 }
 
-// A first try that fails must not cost the route behind it.
+// If restoring fails at first, the route that depends on this one must still be restored.
 TEST_F(TakenOnLinkRoute, BringsBackTheRouteBehindItAtTheSecondTry) {
   lab::MachineState machine = Machine();
   machine.ipv4Routes.push_back({"203.0.113.7", 32, "198.51.100.1", machine.adapters[1].luid, 4, false});
@@ -211,7 +211,7 @@ TEST_F(TakenOnLinkRoute, BringsBackTheRouteBehindItAtTheSecondTry) {
   EXPECT_EQ(Now(), Before());
 }
 
-// The laptop went to another network in mid-session.
+// The laptop moved to another network during the session.
 TEST_F(RouteJournalOn, ARouteWhoseHopIsNoNeighbourAnyMoreIsDropped) {
   lab::MachineState machine = lab::DhcpMachine();
   machine.ipv4Routes.push_back({"203.0.113.7", 32, "192.0.2.77", machine.adapters[1].luid, 4, false});
@@ -228,7 +228,7 @@ TEST_F(RouteJournalOn, ARouteWhoseHopIsNoNeighbourAnyMoreIsDropped) {
   EXPECT_FALSE(BackupExists());
 }
 
-// A start of the system: what the machine did not keep itself would not be there without the session either.
+// After a restart of the system: routes that the machine itself did not keep would be missing without the session, too.
 struct RestartedSystem : RouteJournalOn {
   void ReplaceAndRestart() {
     Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
@@ -249,7 +249,7 @@ TEST_F(RestartedSystem, ForgetsAVolatileRoute) {
             "routes: the system was restarted, 1 taken route(s) not put back\n");
 }
 
-// It is the user's own, though the session has added one like it.
+// The route is the user's own, although the session added an equal one.
 TEST_F(RestartedSystem, KeepsARouteThatCameBackByItself) {
   Start(lab::DhcpMachine());
   ReplaceAndRestart();
@@ -262,7 +262,7 @@ TEST_F(RestartedSystem, KeepsARouteThatCameBackByItself) {
   EXPECT_FALSE(BackupExists());
 }
 
-// `route DELETE` takes the stored copy of a `route -p ADD` along.
+// `route DELETE` also removes the stored copy made by `route -p ADD`.
 TEST_F(RestartedSystem, GetsAStoredRouteBack) {
   lab::MachineState machine = lab::DhcpMachine();
   machine.ipv4Routes.push_back({"203.0.113.7", 32, "192.0.2.77", machine.adapters[1].luid, 4, true});
@@ -274,7 +274,7 @@ TEST_F(RestartedSystem, GetsAStoredRouteBack) {
   EXPECT_FALSE(BackupExists());
 }
 
-// At the start of the system the network may not be there yet.
+// When the system has just started, the network may not be there yet.
 TEST_F(RestartedSystem, GetsAStoredRouteBackWhenItsNetworkIsThere) {
   lab::MachineState machine = lab::DhcpMachine();
   machine.ipv4Routes.push_back({"203.0.113.7", 32, "192.0.2.77", machine.adapters[1].luid, 4, true});
@@ -294,7 +294,7 @@ TEST_F(RestartedSystem, GetsAStoredRouteBackWhenItsNetworkIsThere) {
   EXPECT_FALSE(BackupExists());
 }
 
-// A file of an earlier version of the service tells nothing of the system's start: it is followed as it always was.
+// A file of an earlier version of the service does not identify the system's start, so it is applied as before.
 TEST_F(RestartedSystem, IsNotKnownFromAFileWithoutAMark) {
   Start(lab::DhcpMachine());
   ASSERT_TRUE(WriteFileDurably(
@@ -305,7 +305,7 @@ TEST_F(RestartedSystem, IsNotKnownFromAFileWithoutAMark) {
   EXPECT_FALSE(BackupExists());
 }
 
-// One write for all of them, so that a long list does not cost a flush of the disk for each.
+// One write for all of them, so that a long list does not cost a disk flush per entry.
 TEST_F(RouteJournalOn, ABatchIsOnDiskBeforeItsFirstChange) {
   Start(lab::DhcpMachine());
   PlanFault("break", "route", "DELETE 172.16.0.0", 1, 0);

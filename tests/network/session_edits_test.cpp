@@ -1,4 +1,4 @@
-// What a user changes while a session runs, and what of it is there afterwards.
+// What a user changes during a session, and what remains of it afterwards.
 #include <windows.h>
 
 #include "network/support/protected_machine.h"
@@ -16,7 +16,7 @@ class SessionEdits : public OnProtectedMachine {
   }
 };
 
-// What was saved comes back, whatever stands there by then. The user's new server is lost.
+// The saved servers are restored, whatever is set by then. The user's new server is lost.
 TEST_F(SessionEdits, ANameServerThatTheUserSetsGivesWayToTheOneBefore) {
   for (const auto make : {lab::DhcpMachine, lab::ThreeStaticServersMachine}) {
     Begin(WithTunnel(make()));
@@ -43,8 +43,7 @@ TEST_F(SessionEdits, AMetricThatTheUserSetsGivesWayToTheOneBefore) {
   EXPECT_EQ(NowAll(), BeforeAll());
 }
 
-// Under another name and with other servers nothing tells that it is the same adapter: the user's own stay, and the
-// record waits.
+// With another name and other servers nothing identifies the adapter: the user's settings stay, and the record waits.
 TEST_F(SessionEdits, AnAdapterThatTheUserRenamesAndSetsAnewIsLeftAlone) {
   Begin(WithTunnel(lab::ThreeStaticServersMachine()));
   ASSERT_TRUE(Apply());
@@ -56,7 +55,7 @@ TEST_F(SessionEdits, AnAdapterThatTheUserRenamesAndSetsAnewIsLeftAlone) {
   EXPECT_TRUE(DataFile(kDnsBackupFile));
 }
 
-// A new name that no command line may hold: nothing is run under it.
+// The new name is unsafe for a command line, so no command is run with it.
 TEST_F(SessionEdits, AnAdapterThatTheUserGivesAnUnsafeNameWaitsForASafeOne) {
   Begin(WithTunnel(lab::ThreeStaticServersMachine()));
   ASSERT_TRUE(Apply());
@@ -88,7 +87,7 @@ TEST_F(SessionEdits, APolicyThatTheUserSetsGivesWayInTheRecoveryToo) {
   EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
 }
 
-// Without its backup the session is known by its marker alone: 1 is taken for the session's, anything else is the
+// Without its backup only the session's marker is known: the value 1 is taken as the session's, anything else as the
 // user's.
 TEST_F(SessionEdits, WithoutTheBackupAZeroOfTheUserStaysAndAOneGoes) {
   Begin(TunnelMachine());
@@ -100,7 +99,7 @@ TEST_F(SessionEdits, WithoutTheBackupAZeroOfTheUserStaysAndAOneGoes) {
   EXPECT_FALSE(DataFile(kPolicyMarkerFile));
 }
 
-// Filters of somebody else, added in mid-session, are not ours to take.
+// Filters that another program adds during the session are not ours to remove.
 TEST_F(SessionEdits, FiltersOfOtherProgramsStay) {
   Begin(TunnelMachine());
   ASSERT_TRUE(Apply());

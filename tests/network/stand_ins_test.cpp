@@ -1,4 +1,4 @@
-// The IP Helper calls themselves: that the stand-in is in force, and what only its marshalling can get wrong.
+// The IP Helper calls themselves: that the stand-in is loaded, and errors that only its marshalling can make.
 #include <winsock2.h>
 #include <ws2tcpip.h>
 #include <windows.h>

@@ -11,7 +11,7 @@ namespace {
 
 class StoredDefaultRoute : public OnSimulatedMachine {
  protected:
-  // A machine on which `route DELETE` leaves what `netsh` has stored, with two adapters of our names.
+  // A machine on which `route DELETE` leaves what `netsh` has stored, with two adapters that have names of ours.
   static lab::MachineState Machine() {
     lab::MachineState machine = lab::DhcpMachine();
     machine.routeKeepsStored = true;
@@ -35,7 +35,7 @@ TEST_F(StoredDefaultRoute, GoesFromEveryAdapterOfOurNamesInSilence) {
   EXPECT_EQ(LogMessages(), told);
 }
 
-// It would take the next session's route along.
+// Removing it would also remove the next session's route.
 TEST_F(StoredDefaultRoute, StaysBehindALaterSessionsClaim) {
   Start(Machine());
   const uint64_t earlier = DefaultRouteGeneration();

@@ -1,4 +1,4 @@
-// The HTTP calls themselves: that the stand-in is in force, what it refuses, how its waits end.
+// The HTTP calls themselves: that the stand-in is loaded, what it refuses, how its waits end.
 #include <winsock2.h>
 #include <windows.h>
 
@@ -16,7 +16,7 @@ namespace moorlak {
 namespace {
 
 constexpr int kShortMs = 100;
-// For ever: a test in which that is not ended does not end.
+// Forever: a test hangs if its wait is not ended.
 constexpr int kForEver = 0;
 
 struct HttpHandleTraits {
@@ -44,7 +44,7 @@ HttpHandle OpenGet(const HttpHandle& connection, DWORD flags = 0, const wchar_t*
   return HttpHandle(WinHttpOpenRequest(connection.Get(), L"GET", path, nullptr, nullptr, nullptr, flags));
 }
 
-// 0 for success.
+// The error of the call, 0 on success.
 DWORD Send(const HttpHandle& request) {
   return WinHttpSendRequest(request.Get(), nullptr, 0, nullptr, 0, 0, 0) ? NO_ERROR : GetLastError();
 }
@@ -72,7 +72,7 @@ constexpr DWORD kTimeout = ERROR_WINHTTP_TIMEOUT;
 class WinHttp : public OnSimulatedMachine {
  protected:
   void SetUp() override { Start(lab::DhcpMachine()); }
-  // Uses that Windows knows and the stand-in does not; forgotten, so that they do not fail the test.
+  // Uses that Windows supports and the stand-in does not. They are removed, so that they do not fail the test.
   static std::vector<std::string> TakeUnknown() {
     std::vector<std::string> unknown;
     lab::EditMachine([&](lab::MachineState& machine) { unknown.swap(machine.record.unknownCommands); });
@@ -195,7 +195,7 @@ TEST_F(WinHttp, ARequestThatFailedMayBeSentAgain) {
   EXPECT_EQ(Receive(request), static_cast<DWORD>(NO_ERROR));
 }
 
-// The first failure of a request through a proxy of that kind.
+// The first error of a request through such a proxy.
 DWORD FailureThrough(const ServerPlan& plan) {
   const ProxyServer proxy(plan);
   const HttpHandle session = OpenSession(proxy);
@@ -228,7 +228,7 @@ TEST_F(WinHttp, AChildOutlivesItsParents) {
   EXPECT_EQ(Receive(request), static_cast<DWORD>(NO_ERROR));
 }
 
-// Time-outs that the session had when the request was opened, and the request's own.
+// Time-outs taken from the session when the request was opened, and the request's own.
 TEST_F(WinHttp, EachStepHasItsTimeOut) {
   const ProxyServer silent(ServerPlan{Conduct::StaysSilent, "", "", true});
   const HttpHandle session = OpenSession(silent);
@@ -257,7 +257,7 @@ TEST_F(WinHttp, ATunnelWhosePacketsNobodyTakesCostsTheConnectsTimeOut) {
   EXPECT_EQ(Send(request), kTimeout);
 }
 
-// What is told about one request, in its order: "sent", "answered", "error API CODE", "closing".
+// The notifications of one request, in order: "sent", "answered", "error API CODE", "closing".
 class Told {
  public:
   void Add(const std::string& word) {
@@ -266,7 +266,7 @@ class Told {
     isOwnThread = isOwnThread || GetCurrentThreadId() == ownThread;
     SetEvent(changed.Get());
   }
-  // Waits until that has been told, and returns everything that has.
+  // Waits for that notification and returns all notifications so far.
   std::vector<std::string> Until(const std::string& last) const {
     for (;;) {
       {
@@ -299,7 +299,7 @@ void CALLBACK Tell(HINTERNET, DWORD_PTR context, DWORD status, void* information
   told.Add("error " + std::to_string(result->dwResult) + " " + std::to_string(result->dwError));
 }
 
-// An asynchronous request whose steps may last for ever. Its parents are closed before it is used.
+// An asynchronous request whose steps may take forever. Its parents are closed before it is used.
 struct AsyncRequest {
   explicit AsyncRequest(const HttpHandle& session, DWORD wanted = WINHTTP_CALLBACK_FLAG_ALL_NOTIFICATIONS)
       : request(OpenGet(Connect(session))) {
@@ -310,7 +310,7 @@ struct AsyncRequest {
   }
   explicit AsyncRequest(const ProxyServer& proxy) : AsyncRequest(OpenSession(proxy, WINHTTP_FLAG_ASYNC)) {}
   AsyncRequest(const AsyncRequest&) = delete;
-  // Whoever gives a context must keep it until the closing was told.
+  // The context must outlive the closing notification.
   ~AsyncRequest() {
     request.Reset();
     told.Until("closing");
@@ -360,7 +360,7 @@ TEST_F(WinHttp, AnAsynchronousCallWaitsForTheEndOfTheOneBefore) {
 
 TEST_F(WinHttp, OnlyWhatIsWantedIsTold) {
   AsyncRequest async(OpenSession(WINHTTP_FLAG_ASYNC), WINHTTP_CALLBACK_FLAG_HANDLES);
-  // The machine has no web: this fails.
+  // The machine has no web, so this fails.
   EXPECT_EQ(async.Send(), kNone);
   async.request.Reset();
   EXPECT_EQ(async.told.Until("closing"), Words{"closing"});

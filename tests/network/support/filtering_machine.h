@@ -1,5 +1,5 @@
 // A simulated machine for tests of the filters: a physical adapter, the tunnel adapter, and this program as the
-// application that filters name.
+// application in the filters.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace moorlak {
 
-// An existing file is all that an application id wants.
+// An application id needs only an existing file.
 inline std::string OwnPath() {
   return NarrowUtf16(ExecutablePath());
 }

@@ -22,7 +22,7 @@ constexpr wchar_t kSmartKey[] = L"SOFTWARE\\Policies\\Microsoft\\Windows NT\\DNS
 constexpr wchar_t kSmartName[] = L"DisableSmartNameResolution";
 constexpr wchar_t kParallelKey[] = L"SYSTEM\\CurrentControlSet\\Services\\Dnscache\\Parameters";
 constexpr wchar_t kParallelName[] = L"DisableParallelAandAAAA";
-// Zero is neither what a session sets nor what a missing value means.
+// Zero is neither the value that a session sets nor the same as no value.
 const Policy kPolicyAtBegin{std::nullopt, 0};
 
 std::optional<uint32_t> ReadNumber(const wchar_t* key, const wchar_t* name) {
@@ -164,7 +164,7 @@ void OnProtectedMachine::SetUp() {
   EndFilterSessions();
   RestoreSmhnrPolicy();
   for (const wchar_t* name : {kDnsBackupFile, kPolicyBackupFile, kPolicyMarkerFile}) DeleteDataFile(name);
-  // Without a file it forgets the list in memory.
+  // Without a file this clears the list in memory.
   RecoverOrphanedNetworkState();
 }
 

@@ -1,5 +1,5 @@
-// The whole protection on a simulated machine, and everything that it may leave behind: the machine itself, the
-// resolver's policy in the registry, the recovery files.
+// The whole protection on a simulated machine, and everything that it may leave: the machine itself, the resolver's
+// policy in the registry, the recovery files.
 #pragma once
 
 #include <atomic>
@@ -18,7 +18,7 @@ inline constexpr wchar_t kDnsBackupFile[] = L"dns_restore.v1";
 inline constexpr wchar_t kPolicyBackupFile[] = L"smhnr_restore.v1";
 inline constexpr wchar_t kPolicyMarkerFile[] = L"smhnr_session_owned.flag";
 
-// DisableSmartNameResolution and DisableParallelAandAAAA; nothing where the value does not exist.
+// DisableSmartNameResolution and DisableParallelAandAAAA; nullopt if the value does not exist.
 struct Policy {
   std::optional<uint32_t> smart;
   std::optional<uint32_t> parallel;
@@ -28,51 +28,51 @@ struct Policy {
 Policy ReadPolicy();
 void SetPolicy(const Policy& policy);
 
-// A file of the product's data folder; nothing when it is not there.
+// A file in the product's data folder; nullopt if it does not exist.
 std::optional<std::string> DataFile(const wchar_t* name);
 void WriteDataFile(const wchar_t* name, const std::string& content);
 void DeleteDataFile(const wchar_t* name);
 
-// What of the own adapter is not given back, because the next session sets it anyway: a removal leaves its name
-// servers; the recovery after a crash takes its address and the routes through it besides.
+// Settings of our own adapter that are not restored, because the next session sets them anyway. A removal leaves its
+// name servers; the recovery after a crash also removes its address and the routes through it.
 enum class OwnTraces { NameServers, NameServersAndAddress };
 
-// The machine as text, without those traces.
+// The machine as text without these traces.
 std::string ShowMasked(lab::MachineState machine, OwnTraces masked);
-// The policy's two values, and the recovery files with their lines.
+// The policy's two values, and the recovery files line by line.
 std::string ShowPolicyAndFiles();
 
 lab::Adapter& AdapterNamed(lab::MachineState& machine, const std::string& name);
 
-// A machine of the lab with the tunnel adapter of a session and the default route into it.
+// A machine of the lab with a session's tunnel adapter and the default route into it.
 lab::MachineState WithTunnel(lab::MachineState machine);
 
-// Runs protection_child.exe with these words to its end; its exit code.
+// Runs protection_child.exe with these words and returns its exit code.
 inline constexpr uint32_t kKilled = 137;
 uint32_t RunProtectionChild(const std::string& words);
 inline constexpr char kProtectionChild[] = "protection_child.exe";
 
-// Takes the protection down as a session's end does: the filters at once, the adapters' DNS in the background, which is
-// waited for. The own adapter's address and the routes through it go, too.
+// Takes the protection down as the end of a session does: the filters at once, the adapters' DNS in the background,
+// which this waits for. Also removes our adapter's address and the routes through it.
 void DisconnectProtection();
 
-// Waits, generously, until something is so that another thread or process brings about.
+// Waits, with a generous limit, for something that another thread or process does.
 bool Becomes(const std::function<bool()>& isSo);
 
-// Every n-th point of a sweep is taken by default, all of them with MOORLAK_FULL_SWEEP set.
+// A sweep takes every n-th point by default, all points if MOORLAK_FULL_SWEEP is set.
 uint32_t SweepStep(uint32_t step);
 
 class OnProtectedMachine : public OnSimulatedMachine {
  protected:
-  // Earlier tests' state is forgotten, in memory and on disk.
+  // Clears the state of earlier tests, in memory and on disk.
   void SetUp() override;
   void TearDown() override;
 
-  // A machine whose policy has one of the two values.
+  // A machine on which one of the policy's two values is set.
   void Begin(lab::MachineState machine);
   bool Apply() { return ApplyDnsLeakProtection(WantedProtection(), running); }
 
-  // Everything as text: as it was at Begin, and as it is.
+  // Everything as text, at Begin and now.
   std::string BeforeAll(OwnTraces masked = OwnTraces::NameServers) const;
   static std::string NowAll(OwnTraces masked = OwnTraces::NameServers);
 

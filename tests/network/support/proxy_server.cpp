@@ -11,7 +11,7 @@ namespace {
 
 using namespace std::string_literals;
 
-// Empty when the client goes before.
+// Empty if the client leaves first.
 std::string ReadExactly(SOCKET connection, size_t size) {
   std::string bytes(size, '\0');
   for (size_t have = 0; have < size;) {
@@ -37,7 +37,7 @@ unsigned Byte(char character) {
   return static_cast<unsigned char>(character);
 }
 
-// Behind version, command and the reserved byte; empty for what this proxy does not know.
+// The part after version, command and reserved byte. Empty for an address type that this proxy does not support.
 std::string ReadTarget(SOCKET connection) {
   const std::string kind = ReadExactly(connection, 1);
   std::string host;
@@ -65,7 +65,7 @@ ProxyServer::~ProxyServer() {
     ending = true;
     if (client != INVALID_SOCKET) shutdown(client, SD_BOTH);
   }
-  // Wakes the accept. A close of the listener would not always: Wine forgets an accept that just begins.
+  // Wakes the accept. Closing the listener is not reliable: Wine misses an accept that is just beginning.
   KnockAt(held.port);
   thread.join();
 }
@@ -122,7 +122,7 @@ void ProxyServer::Serve(SOCKET connection) {
   if (plan.conduct == Conduct::StaysSilent) AwaitLeaving(connection);
   if (plan.conduct == Conduct::StaysSilent || plan.conduct == Conduct::HangsUp) return;
   if (plan.conduct == Conduct::AnswersLater) WaitForSingleObject(released.Get(), kGenerousMs);
-  // Its beginning in pieces, as a slow network brings it.
+  // Sends the beginning byte by byte, as a slow network might.
   const size_t pieces = std::min<size_t>(plan.response.size(), 64);
   for (size_t i = 0; i < pieces; ++i) Write(connection, plan.response.substr(i, 1));
   Write(connection, plan.response.substr(pieces));
@@ -134,13 +134,13 @@ bool ProxyServer::ShakeHands(SOCKET connection) {
     AwaitLeaving(connection);
     return false;
   }
-  // Version 5, one way to prove oneself: none.
+  // Version 5 with one authentication method: none.
   if (ReadExactly(connection, 3) != "\x05\x01\x00"s) return false;
   Write(connection, "\x05\x00"s);
   return true;
 }
 
-// To the web that the client wants.
+// Reads the client's SOCKS request and connects it to the web.
 bool ProxyServer::Lead(SOCKET connection) {
   if (ReadExactly(connection, 3) != "\x05\x01\x00"s) return false;
   const std::string target = ReadTarget(connection);
@@ -151,7 +151,7 @@ bool ProxyServer::Lead(SOCKET connection) {
   }
   const bool refused =
       plan.conduct == Conduct::Refuses || (!plan.refusedHost.empty() && target.starts_with(plan.refusedHost + ":"));
-  // The address from which it connects, which nobody reads.
+  // The bound address, which no client here reads.
   Write(connection, "\x05"s + (refused ? '\x05' : '\x00') + "\x00\x01\x00\x00\x00\x00\x00\x00"s);
   if (refused) SetEvent(asked.Get());
   return !refused;

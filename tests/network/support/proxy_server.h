@@ -1,4 +1,5 @@
-// A SOCKS 5 proxy and the web behind it, or that web alone, on a loopback port: one connection after the other.
+// A SOCKS 5 proxy with the web it leads to, or only that web, on a loopback port. Serves one connection after the
+// other.
 #pragma once
 
 #include <mutex>
@@ -13,22 +14,22 @@ namespace moorlak {
 
 enum class Conduct {
   Answers,
-  // Only once it is released.
+  // Replies only after Release.
   AnswersLater,
-  // Reads the request and waits for the client to go.
+  // Reads the request and waits until the client leaves.
   StaysSilent,
-  // The same before the first word of the proxy.
+  // Does the same before the proxy's first reply.
   IgnoresTheGreeting,
-  // Ends the connection behind the request.
+  // Closes the connection after the request.
   HangsUp,
-  // The proxy's refusal to connect.
+  // Refuses to connect, as a proxy.
   Refuses
 };
 
 struct ServerPlan {
   Conduct conduct = Conduct::Answers;
   std::string response = "HTTP/1.1 204 No Content\r\n\r\n";
-  // Is refused whatever the conduct is.
+  // Refused whatever the conduct is.
   std::string refusedHost;
   bool isProxy = true;
 };
@@ -41,12 +42,12 @@ class ProxyServer {
   ProxyServer& operator=(const ProxyServer&) = delete;
 
   uint16_t Port() const { return held.port; }
-  // Waits until somebody has come as far as the conduct lets them.
+  // Waits until a client has got as far as the conduct allows.
   bool WasAsked() const;
-  // Waits until the first of those left alone by the conduct has gone.
+  // Waits until the first client that the conduct leaves waiting has gone.
   bool WasLeft() const;
   void Release() const { SetEvent(released.Get()); }
-  // "host:port" of each connection that was asked for, refused ones too.
+  // "host:port" of each requested connection, including refused ones.
   std::vector<std::string> Targets() const;
   // The heads of the requests.
   std::vector<std::string> Requests() const;

@@ -9,9 +9,9 @@
 namespace moorlak {
 namespace {
 
-// The thread that is meant, 0 for none.
+// The affected thread; 0 for none.
 std::atomic<DWORD> thread{0};
-// Requests until the one that fails; only that thread counts.
+// Requests until the one that fails. Only that thread's requests count.
 std::atomic<uint64_t> left{0};
 
 void* Request(std::size_t size) {

@@ -1,11 +1,11 @@
-// Memory that runs short at a chosen moment, for whatever the calling thread asks of operator new.
+// Makes memory run out at a chosen moment, for the calling thread's requests to operator new.
 #pragma once
 
 #include <cstdint>
 
 namespace moorlak {
 
-// While it lives, the n-th request of this thread (from 1) fails with std::bad_alloc, once; others are served.
+// While this lives, the n-th request of this thread (from 1) fails once with std::bad_alloc; all others succeed.
 class ScarceMemory {
  public:
   explicit ScarceMemory(uint64_t nth);

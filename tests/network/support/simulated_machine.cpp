@@ -68,7 +68,7 @@ void PlanFault(const std::string& kind, const std::string& call, const std::stri
 }
 
 void EndFilterSessions() {
-  // A handle that is dead is closed by the removal.
+  // The removal only closes a handle that is dead.
   lab::EditMachine([](lab::MachineState& machine) { lab::RestartEngine(machine.wfp); });
   RemoveDnsGuard();
   RemoveSplitTunnel();
@@ -81,7 +81,7 @@ void OnSimulatedMachine::Start(const lab::MachineState& machine) {
 }
 
 void OnSimulatedMachine::TearDown() {
-  // A journal would be followed on the next test's machine.
+  // Otherwise the journal would be applied to the next test's machine.
   RestoreJournaledRoutes();
   EXPECT_EQ(lab::ReadMachine().record.unknownCommands, std::vector<std::string>{});
 }

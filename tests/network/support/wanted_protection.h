@@ -1,5 +1,5 @@
-// What the tests of the whole protection ask for, in whichever process they do. This program stands for the engine: its
-// file exists.
+// The settings for all tests of the whole protection, in whichever process they run. This program plays the engine,
+// because its file exists.
 #pragma once
 
 #include "base/paths.h"
