@@ -11,17 +11,17 @@ namespace {
 constexpr std::string_view kKey = "allowInsecure";
 constexpr size_t kQuotedKeySize = kKey.size() + 2;
 
-// The position behind \s*:\s*(true|false|1|0), given the key's.
+// The position after \s*:\s*(true|false|1|0), given the key's.
 size_t MatchMember(std::string_view text, size_t key) {
   const size_t value = MatchColon(text, key + kQuotedKeySize);
   if (value == kNotFound) return kNotFound;
   return MatchAnyLiteral(text, value, {"true", "false", "1", "0"}, LetterCase::Ignore);
 }
 
-// Where keys can stand: each ends at or before `end`.
+// Where keys can be: each ends at or before `end`.
 struct KeyRange {
   size_t end;
-  // Behind the last key that was looked at.
+  // The end of the last key found.
   size_t seen = 0;
 };
 
@@ -31,11 +31,11 @@ size_t FindKeyIn(std::string_view text, KeyRange& range, size_t from) {
   return key;
 }
 
-// The first match of one of the three patterns at or behind a position.
+// The first match of one of the three patterns at or after a position.
 using Finder = std::optional<TextMatch> (*)(std::string_view text, KeyRange& range, size_t from);
 
 // ,\s*"allowInsecure"\s*:\s*(true|false|1|0)
-// Looked for from its key, which is rarer than a comma: the comma, if any, stands behind the blanks before the key.
+// Searches for the key, which is rarer than a comma, then looks back over blanks for the comma.
 std::optional<TextMatch> FindWithCommaBefore(std::string_view text, KeyRange& range, size_t from) {
   for (size_t key = FindKeyIn(text, range, from); key != kNotFound; key = FindKeyIn(text, range, key + 1)) {
     size_t behindComma = key;
@@ -67,8 +67,8 @@ std::optional<TextMatch> FindAlone(std::string_view text, KeyRange& range, size_
   return std::nullopt;
 }
 
-// Takes the matches out. Leaves the range of the keys that there are now: those that did not match, and those that
-// formed where a match was between two halves.
+// Removes the matches. Sets the range to where keys can be afterwards: those that did not match, and those that formed
+// when a match between two halves was removed.
 void RemoveAll(std::string& text, KeyRange& range, Finder find) {
   size_t kept = 0;
   size_t position = 0;

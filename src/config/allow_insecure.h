@@ -1,12 +1,12 @@
-// The TLS option "allowInsecure", which the engine is not to see.
+// Removes the TLS option "allowInsecure", which the engine must not get.
 #pragma once
 
 #include <string>
 
 namespace moorlak {
 
-// The text without any `"allowInsecure": true|false|1|0` member, each removed together with one adjoining comma. Letter
-// case is ignored; every other value stays. The end of the value is not looked at, so of 10 the 0 is left.
+// The text without any `"allowInsecure": true|false|1|0` member; each is removed together with one adjacent comma.
+// Ignores letter case and keeps every other value. Does not check where the value ends: of 10, the 0 remains.
 std::string StripAllowInsecure(std::string text);
 
 }  // namespace moorlak

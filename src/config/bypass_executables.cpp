@@ -12,7 +12,7 @@ namespace {
 
 constexpr size_t kMostFromOneFolder = 12;
 
-// A program and what it starts beside itself; the program's own name comes first.
+// A program and the companions that it starts; its own name comes first.
 using CompanionGroup = std::array<std::string_view, 3>;
 constexpr std::array<CompanionGroup, 11> kCompanions{{{"firefox.exe", "plugin-container.exe"},
                                                       {"msedge.exe", "msedge_proxy.exe", "msedgewebview2.exe"},
@@ -31,7 +31,7 @@ struct NameCollection {
   std::unordered_set<std::string> known;
 };
 
-// False when the name is there already.
+// False if the name is already in the collection.
 bool Add(NameCollection& collection, std::string_view name) {
   if (!collection.known.emplace(name).second) return false;
   collection.names.emplace_back(name);

@@ -1,6 +1,5 @@
-// The bytes of a text, a block at a time. What is asked about a block's bytes is answered by a mask with a bit for
-// each, the lowest for the first byte. A block is compared sixteen bytes at a time where the processor has SSE2, as
-// every x86-64 one has.
+// A text in blocks of bytes. A mask has one bit for each byte of a block, the lowest for the first byte. Bytes are
+// compared sixteen at a time with SSE2, which every x86-64 processor has.
 #pragma once
 
 #include <cstddef>
@@ -31,14 +30,14 @@ inline uint64_t MaskOfBlock(const __m128i (&comparisons)[4]) {
          MaskOfSixteen(comparisons[3]) << 48;
 }
 
-// The mask of a block for something rare. differ(bytes) has a zero in each of sixteen bytes that is meant.
+// The mask of a block for rare bytes. differ(bytes) is zero in each of sixteen bytes that should be in the mask.
 template <typename Differ>
 uint64_t MaskOfRare(const char* block, const Differ& differ) {
   const __m128i first = differ(block);
   const __m128i second = differ(block + 16);
   const __m128i third = differ(block + 32);
   const __m128i fourth = differ(block + 48);
-  // Most blocks have none, which shows without four masks.
+  // Most blocks have none; checking this does not need four masks.
   const __m128i least = _mm_min_epu8(_mm_min_epu8(first, second), _mm_min_epu8(third, fourth));
   const __m128i zero = _mm_setzero_si128();
   if (MaskOfSixteen(_mm_cmpeq_epi8(least, zero)) == 0) return 0;
@@ -48,7 +47,7 @@ uint64_t MaskOfRare(const char* block, const Differ& differ) {
 
 #endif
 
-// The double quotes in the block that begins at the position. Behind the text there are none.
+// The double quotes in the block at the position; none past the end of the text.
 inline uint64_t QuotesOf(std::string_view text, size_t position) {
 #ifdef __SSE2__
   if (position < text.size() && text.size() - position >= kBlock) {
@@ -66,7 +65,7 @@ inline uint64_t QuotesOf(std::string_view text, size_t position) {
   return quotes;
 }
 
-// The places in a block where something stands; without any, nothing stands there up to the end of the text.
+// The matching places in a block; no places means no match up to the end of the text.
 struct BlockPlaces {
   size_t block = 0;
   uint64_t places = 0;

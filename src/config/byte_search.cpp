@@ -16,20 +16,20 @@ bool StandsAt(std::string_view text, size_t position, std::string_view needle, L
   return SameBytes(text.substr(position, needle.size()), needle, letterCase);
 }
 
-// Two bytes of the needle by which places are picked before the whole needle is compared.
+// Two bytes of the needle that select candidate places before the whole needle is compared.
 struct Probes {
   size_t first;
   size_t second;
   char firstByte;
   char secondByte;
-  // Left aside in the comparison: the bit in which the two cases of a letter differ, or none.
+  // Ignored in the comparison: the bit in which the two cases of a letter differ, or none.
   char ignoredBits;
 };
 
-// What configurations are full of, the commonest first; letters are small here.
+// The most frequent bytes of configurations, most frequent first; letters are lower case here.
 constexpr std::string_view kCommonBytes = "\" eotaisnrcldpmu.,:1h0g2-fyb/w5v3k4x6789_jqz";
 
-// All other bytes are rarer than those.
+// All other bytes count as rarer than those.
 constexpr std::array<uint8_t, 256> RarityOfBytes() {
   std::array<uint8_t, 256> rarity{};
   for (size_t byte = 0; byte < rarity.size(); ++byte) {
@@ -39,10 +39,10 @@ constexpr std::array<uint8_t, 256> RarityOfBytes() {
   return rarity;
 }
 
-// The rarest bytes of the needle: few places of a text have both.
+// The two rarest bytes of the needle: few places of a text have both.
 Probes PickProbes(std::string_view needle, LetterCase letterCase) {
   static constexpr std::array<uint8_t, 256> kRarity = RarityOfBytes();
-  // Rarity and offset in one number, which is compared without a branch.
+  // Rarity and offset in one number, so that comparing needs no branch.
   size_t rarest = 0;
   size_t second = 0;
   for (size_t offset = 0; offset < needle.size(); ++offset) {
@@ -62,8 +62,8 @@ bool Passes(const Probes& probes, const char* place) {
 
 #ifdef __SSE2__
 
-// The needle at one of the places [from, end), at least a block of them, behind each of which it fits. A probe's block
-// begins at its offset, which is at most the needle's last byte: it ends inside the text.
+// Finds the needle at one of the places [from, end): at least a block of them, and the needle fits at each. A probe's
+// block begins at its offset, which is at most the needle's last byte, so the block ends inside the text.
 template <LetterCase kLetterCase>
 size_t FindByBlocks(std::string_view text, std::string_view needle, const Probes& probes, size_t from, size_t end) {
   const __m128i first = _mm_set1_epi8(probes.firstByte);
@@ -75,7 +75,7 @@ size_t FindByBlocks(std::string_view text, std::string_view needle, const Probes
     const __m128i either = _mm_or_si128(one, other);
     return kLetterCase == LetterCase::Exact ? either : _mm_and_si128(either, compared);
   };
-  // The last block lies partly over the one before it.
+  // The last block may overlap the one before it.
   const size_t last = end - kBlock;
   for (size_t block = from;; block = std::min(block + kBlock, last)) {
     for (uint64_t mask = MaskOfRare(text.data() + block, differ); mask != 0; mask &= mask - 1) {

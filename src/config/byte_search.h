@@ -1,5 +1,5 @@
-// Searching bytes, sixteen at a time where the processor has SSE2 (every x86-64 one has): some five times as fast as
-// the C library's search on Windows.
+// Byte search, sixteen at a time with SSE2 (which every x86-64 processor has): about five times as fast as the C
+// library's search on Windows.
 #pragma once
 
 #include <cstddef>
@@ -14,22 +14,22 @@ inline constexpr size_t kNotFound = std::string_view::npos;
 // Ignore folds the ASCII letters only.
 enum class LetterCase { Exact, Ignore };
 
-// An ASCII capital as its small letter, every other byte as it is.
+// Turns an ASCII capital into its small letter and leaves every other byte as it is.
 constexpr char FoldLetter(char byte) {
   return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
 }
 
-// Whether two texts of one size are the same.
+// Whether two texts of the same size are equal.
 bool SameBytes(std::string_view one, std::string_view other, LetterCase letterCase);
 
-// The first such byte at or behind a position; kNotFound when there is none. The position may lie behind the text.
+// The first such byte at or after a position; kNotFound if there is none. The position may be past the end of the text.
 size_t FindByte(std::string_view text, char byte, size_t from);
 
-// The first place at or behind a position where the needle (not empty) stands.
+// The first occurrence of the needle (not empty) at or after a position.
 size_t FindText(std::string_view text, std::string_view needle, size_t from, LetterCase letterCase);
 
-// The quotes that may close the name of a member, because a colon follows or a byte no greater than a blank, and those
-// that a certain byte follows: in the first block that has any, at or behind a position where a block begins.
+// The first block that has any of these quotes, from a position that starts a block: quotes that may close a member's
+// name, because a colon or a byte no greater than a blank follows, and quotes that the byte `begin` follows.
 BlockPlaces FindQuotesOfNames(std::string_view text, size_t from, char begin);
 
 }  // namespace moorlak

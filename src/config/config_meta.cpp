@@ -34,21 +34,21 @@ bool IsBlockedApp(std::string_view app) {
 
 constexpr std::string_view kMeta = "moorlakMeta";
 
-// The members that are read, and where the search for the first of each begins, whatever its case; kNotFound where
-// there is none.
+// The members that are read. FirstPlaces says where the search for the first of each begins, in any letter case;
+// kNotFound if there is none.
 enum Member : size_t { kBlockedApps, kPanelHost, kBypassSubnets, kDirectDomains, kShareProxyPorts, kMembers };
 constexpr std::array<std::string_view, kMembers> kNames{"__moorlak_blocked_apps", "panelHost", "bypassSubnets",
                                                         "directDomains", "shareProxyPorts"};
 using FirstPlaces = FirstNames<kMembers>;
 
-// Whether the key stands somewhere in the case that it is written in here, be it without a value.
+// Whether the text has the key in exactly this letter case, even without a value.
 bool HoldsExactKey(std::string_view text, const FirstPlaces& first, Member member) {
   if (first.members[member] == kNotFound) return false;
   return MatchLiteral(text, first.members[member] + 1, kNames[member], LetterCase::Exact) != kNotFound ||
          ContainsKey(text, kNames[member]);
 }
 
-// The items of the first list under that key, whatever the key's case, that the test accepts.
+// The accepted items of the first list under that key, in any letter case.
 std::vector<std::string> ReadItems(std::string_view text, const FirstPlaces& first, Member member,
                                    bool (*accepts)(std::string_view)) {
   std::vector<std::string> items;
@@ -75,21 +75,21 @@ bool IsJsonBlank(char byte) {
   return byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n';
 }
 
-// Where the cut begins: behind what stands before the member, its comma and blanks.
+// Where the cut begins: before the comma and blanks that precede the member.
 size_t BeginOfCut(std::string_view text, size_t keyPosition) {
   size_t begin = keyPosition;
   while (begin > 0 && IsJsonBlank(text[begin - 1])) --begin;
   return begin > 0 && text[begin - 1] == ',' ? begin - 1 : begin;
 }
 
-// Where the cut ends, given the position behind the member's value.
+// Where the cut ends, given the end of the member's value.
 size_t EndOfCut(std::string_view text, size_t valueEnd) {
   size_t end = valueEnd;
   while (end < text.size() && IsJsonBlank(text[end])) ++end;
   return end < text.size() && text[end] == ',' ? end + 1 : end;
 }
 
-// The position behind the object or array that opens there. Only its own kind of bracket is counted.
+// The end of the object or array that opens there. Counts only its own kind of bracket.
 size_t EndOfContainer(std::string_view text, size_t open) {
   const char opener = text[open];
   const char closer = opener == '{' ? '}' : ']';
@@ -125,7 +125,7 @@ std::string_view BaseName(std::string_view path) {
 ConfigMeta ParseConfigMeta(std::string& text) {
   ConfigMeta meta;
   const FirstPlaces first = FindFirstNames<kNames>(text, kMeta);
-  // The exact key is asked for, as the list's own search would also take another case.
+  // Checks the exact key, because the search for the list also accepts another letter case.
   if (HoldsExactKey(text, first, kBlockedApps)) {
     meta.blockedApps = ReadItems(text, first, kBlockedApps, IsBlockedApp);
   }

@@ -1,4 +1,4 @@
-// What the user interface tells the service inside the engine's configuration, and taking it out of the text.
+// The user interface's own data inside the engine's configuration: reading it, and cutting it out of the text.
 #pragma once
 
 #include <cstddef>
@@ -9,34 +9,34 @@
 
 namespace moorlak {
 
-// All lists keep the order of the text and its duplicates. Texts are raw: what stands between the quotes, escapes
-// unread, so a Windows path has the doubled backslashes of JSON.
+// All lists keep the order of the text and its duplicates. Texts are raw, as between the quotes and with their escapes,
+// so a Windows path has JSON's doubled backslashes.
 struct ConfigMeta {
-  // Host of the web panel; empty when there is none or it is no IsSafeHostToken.
+  // Host of the web panel; empty if missing or not a safe host token.
   std::string panelHost;
   // Subnets to route around the tunnel. Not validated.
   std::vector<std::string> bypassSubnets;
-  // Programs whose traffic goes around the tunnel: full paths or bare names. Not validated beyond the base name.
+  // Programs whose traffic bypasses the tunnel: full paths or bare names. Only the base name is validated.
   std::vector<std::string> blockedApps;
-  // Each an IsSafeHostToken.
+  // Each is a safe host token (IsSafeHostToken).
   std::vector<std::string> directDomains;
-  // 1..65535 each: local proxy ports to open to the local network.
+  // Local proxy ports to open to the local network, each 1..65535.
   std::vector<uint32_t> shareProxyPorts;
 };
 
 // 1..253 bytes, each a letter, a digit or one of `*-.:_`.
 bool IsSafeHostToken(std::string_view token);
 
-// The part behind the last `\` or `/`; the whole when there is neither.
+// The part after the last `\` or `/`; the whole path if it has neither.
 std::string_view BaseName(std::string_view path);
 
 // Reads "__moorlak_blocked_apps" and the members of "moorlakMeta", the first of each name in the whole text, and cuts
 // the "moorlakMeta" member out of the text. What cannot be read stays empty.
 ConfigMeta ParseConfigMeta(std::string& text);
 
-// Cuts the member whose key begins at that position, whose value is an object or an array, with the blanks around it
-// and a comma on either side. Between two members it takes both commas: the text is then no JSON any more. Nothing is
-// cut when the value has no end.
+// Cuts out the member whose key begins at that position and whose value is an object or an array, with the blanks
+// around it and a comma on either side. Between two members it cuts both commas: the text is then no longer JSON. Cuts
+// nothing if the value has no end.
 void RemoveJsonMember(std::string& text, size_t keyPosition);
 
 }  // namespace moorlak

@@ -27,7 +27,7 @@ constexpr wchar_t kVpnFileName[] = L"vpn_config_active.json";
 
 using TempPathCall = DWORD(WINAPI*)(DWORD, LPWSTR);
 
-// With its backslash at the end; empty when it cannot be had.
+// The directory with a backslash at the end; empty if the call fails.
 std::wstring AskForDirectory(TempPathCall call) {
   std::wstring path(MAX_PATH + 1, L'\0');
   const DWORD length = call(static_cast<DWORD>(path.size()), path.data());
@@ -35,8 +35,8 @@ std::wstring AskForDirectory(TempPathCall call) {
   return path;
 }
 
-// LocalSystem has a directory of its own, closed to users, where the system is new enough ("GetTempPath2W" of Microsoft
-// Learn); everybody else gets what GetTempPathW gives.
+// LocalSystem has its own directory, closed to users, if the system is new enough ("GetTempPath2W" on Microsoft Learn);
+// for everyone else this is what GetTempPathW returns.
 std::wstring TemporaryDirectory() {
   const auto call = FindSystemFunction<TempPathCall>(L"kernel32.dll", "GetTempPath2W");
   return AskForDirectory(call == nullptr ? GetTempPathW : call);
@@ -44,7 +44,7 @@ std::wstring TemporaryDirectory() {
 
 std::optional<StagingFolder> OpenStagingFolderIn(const std::wstring& parent, std::wstring_view name) {
   if (parent.empty()) return std::nullopt;
-  std::error_code ignored;  // Where the parents are missing, the next call fails.
+  std::error_code ignored;  // If the parents are still missing, the next call fails.
   std::filesystem::create_directories(parent, ignored);
   StagingFolder folder;
   folder.path = parent + std::wstring(name);
@@ -63,7 +63,7 @@ void RemoveStagedVpnConfigsIn(const std::wstring& parent) {
   if (folder) RemoveStagedFiles(*folder, kVpnFilePrefix, kVpnFileSuffix);
 }
 
-// Where a version or a system before this one staged.
+// Where an earlier version, or this one on an older system, staged its files.
 void RemoveEarlierStagedVpnConfigs() {
   const std::wstring earlier = AskForDirectory(GetTempPathW);
   if (earlier == TemporaryDirectory()) return;
@@ -91,8 +91,8 @@ KernelHandle HoldForReaders(const std::wstring& path) {
                                   FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
 }
 
-// A start with such a setting is refused as it comes; but what was none there, in a comment for one, may have become
-// one by the edits since.
+// A start with such a setting is refused before any edit. But the edits since then may have turned harmless text, for
+// example in a comment, into such a setting.
 bool NamesFile(std::string_view text) {
   const std::string_view setting = FindFileSetting(text);
   if (setting.empty()) return false;
@@ -101,7 +101,7 @@ bool NamesFile(std::string_view text) {
 }
 
 bool StageVpnConfig(std::string_view configText, StagedConfig& staged) {
-  // What the session before left open could not be removed.
+  // If the earlier session left its file open, it could not be removed.
   staged = {};
   const auto folder = OpenStagingFolder(kVpnFolderName);
   if (!folder) return false;
@@ -140,8 +140,8 @@ std::optional<StagedConfig> StageConfig(const StagingFolder& folder, std::wstrin
   StagedConfig staged;
   staged.path = folder.path + L"\\" + std::wstring(fileName);
   if (!WriteNewFile(staged.path, text)) return std::nullopt;
-  // A reader need not share writing with a handle that cannot write; so the file is opened anew, and compared, because
-  // for a moment it was closed.
+  // A handle that can write would force readers to share writing, so the file is reopened for reading only. It was
+  // closed for a moment, so its content is compared.
   staged.file = UnlessHeld([&] { return HoldForReaders(staged.path); });
   if (!staged.file || ReadWholeFile(staged.path, text.size()) != text) {
     const DWORD error = staged.file ? ERROR_FILE_INVALID : GetLastError();
@@ -154,7 +154,7 @@ std::optional<StagedConfig> StageConfig(const StagingFolder& folder, std::wstrin
 
 void RemoveStagedConfig(StagedConfig& staged) noexcept {
   staged.file.Reset();
-  // An engine that is about to end may still have it open: it is known until it is gone.
+  // An ending engine may still have it open; the path is kept until the file is gone.
   if (staged.path.empty() || DeleteUnlessHeld(staged.path) || GetLastError() == ERROR_FILE_NOT_FOUND) {
     staged.path.clear();
   }

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::string_view kServersKey = "servers";
 
-// How far the pieces of a section may stand apart, the limits included.
+// How far apart the pieces of a section may be, limits included.
 struct SectionReach {
   size_t toServers;
   size_t toArray;
@@ -19,8 +19,8 @@ struct SectionReach {
 constexpr SectionReach kReachToRead{2000, 64};
 constexpr SectionReach kReachToKeep{1999, 63};
 
-// The position of the bracket that closes the array opened there; nothing when the text ends first or a brace closes
-// it. Brackets and braces are one kind here.
+// The position of the bracket that closes the array opened there; nullopt if the text ends first or a brace closes it.
+// Brackets and braces are counted together.
 std::optional<size_t> FindArrayEnd(std::string_view text, size_t open) {
   size_t depth = 0;
   bool inString = false;
@@ -40,7 +40,7 @@ std::optional<size_t> FindArrayEnd(std::string_view text, size_t open) {
   return std::nullopt;
 }
 
-// What stands between the brackets of the section's "servers" array.
+// The content of the section's "servers" array.
 std::optional<std::string_view> FindServersArray(std::string_view text, const SectionReach& reach) {
   const size_t section = FindKey(text, "dns", 0, LetterCase::Exact);
   if (section == kNotFound) return std::nullopt;

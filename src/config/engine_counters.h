@@ -1,4 +1,4 @@
-// The traffic of a VPN session out of the engine's answer to `api statsquery`.
+// A VPN session's traffic, read from the engine's reply to `api statsquery`.
 #pragma once
 
 #include <cstdint>
@@ -13,8 +13,8 @@ struct EngineCounters {
 };
 
 // Sums the counters whose names contain "outbound>>>proxy>>>traffic>>>uplink" and "…downlink". A counter is the text
-// from a `{` to the next `}`, with a name and a value of bare digits. A value above the largest signed 64-bit number,
-// of whatever counter, ends the reading; what was summed until then counts. An answer without "stat" sums up to 0.
+// from a `{` to the next `}`, with a name and a value of unquoted digits. A value above the largest signed 64-bit
+// number, in any counter, ends the reading; the sums up to there count. A reply without "stat" yields 0.
 EngineCounters ParseEngineCounters(std::string_view output);
 
 }  // namespace moorlak

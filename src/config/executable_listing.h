@@ -5,8 +5,8 @@
 
 namespace moorlak {
 
-// The body of ListExecutables: the `*.exe` files of the folder, in the file system's order, without folders. A folder
-// that is none of this machine's (config/local_folder.h) has none: it is not looked at.
+// Implements ListExecutables: the folder's `*.exe` files, without folders, in the file system's order. A folder that is
+// not on this machine (config/local_folder.h) is not listed and has none.
 void ListFolderExecutables(const std::string& folder, const ExecutableVisitor& visit);
 
 }  // namespace moorlak

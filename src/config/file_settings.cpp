@@ -11,14 +11,14 @@ namespace {
 
 constexpr char32_t kLongS = 0x17F;
 constexpr char32_t kKelvin = 0x212A;
-// Any character that no name and no word here holds.
+// Any character that does not occur in the names and words here.
 constexpr char32_t kOther = 0xFFFFFFFF;
 
 constexpr size_t kLongestEscape = 6;
 
 constexpr std::string_view kTextHead = "The configuration names a file or socket path for the engine (\"";
 
-// A character of a text value, and the position behind it.
+// A character of a text value, and where it ends.
 struct Character {
   char32_t value = kOther;
   size_t end = 0;
@@ -26,7 +26,7 @@ struct Character {
 
 Character ReadEscape(std::string_view inner, size_t position) {
   const std::string_view escape = inner.substr(position, kLongestEscape);
-  // None of the short ones means a letter.
+  // No short escape stands for a letter.
   if (escape.size() < kLongestEscape || escape[1] != 'u') return {kOther, position + 2};
   uint32_t value = 0;
   const auto [end, error] = std::from_chars(escape.data() + 2, escape.data() + kLongestEscape, value, 16);
@@ -43,7 +43,7 @@ Character ReadCharacter(std::string_view inner, size_t position) {
   return {ascii ? static_cast<char32_t>(rest[0]) : kOther, position + 1};
 }
 
-// Two characters that the engine takes for one in a name; the second is a small letter.
+// Whether the engine treats both as the same character in a name; the second is a small letter.
 bool IsSameInNames(char32_t character, char letter) {
   if (character == kLongS) return letter == 's';
   if (character == kKelvin) return letter == 'k';
@@ -54,7 +54,7 @@ bool IsSame(char32_t character, char letter) {
   return character == static_cast<char32_t>(letter);
 }
 
-// What stands between the quotes means the word, character for character.
+// Whether the text between the quotes means the word, character by character.
 bool Means(std::string_view inner, std::string_view word, bool (*isSame)(char32_t character, char letter)) {
   if (inner.size() < word.size() || inner.size() > word.size() * kLongestEscape) return false;
   size_t position = 0;
@@ -75,7 +75,7 @@ bool NamesLogFile(std::string_view inner) {
   return !inner.empty() && !Means(inner, "none", IsSame);
 }
 
-// Longer ones are no address, and need not be read.
+// Longer texts are not addresses and need not be read.
 constexpr size_t kLongestListenText = 2048;
 
 bool NamesPath(std::string_view inner) {
@@ -92,7 +92,7 @@ bool IsHost(std::string_view text) {
   return std::ranges::all_of(text, IsHostByte) && text.find_first_not_of(".-_") != std::string_view::npos;
 }
 
-// With an optional zone behind "%".
+// With an optional zone after "%".
 bool IsIpv6(std::string_view text) {
   const size_t percent = std::min(text.find('%'), text.size());
   if (percent < text.size() && !IsHost(text.substr(percent + 1))) return false;
@@ -101,7 +101,7 @@ bool IsIpv6(std::string_view text) {
          groups.find_first_not_of("0123456789abcdefABCDEF:.") == std::string_view::npos;
 }
 
-// ":80", or nothing.
+// ":80", or an empty text.
 bool IsPortEnd(std::string_view text) {
   return text.empty() || (text[0] == ':' && ParseDecimal(text.substr(1), 65535));
 }
@@ -116,7 +116,7 @@ struct Reading {
   std::string_view text;
   BlockCommentEnd commentEnd;
   size_t depth = 0;
-  // The depth inside the outermost "log"; 0 outside of any.
+  // The depth inside the outermost "log"; 0 outside.
   size_t logDepth = 0;
 };
 
@@ -125,7 +125,7 @@ void Close(Reading& reading) {
   if (reading.depth < reading.logDepth) reading.logDepth = 0;
 }
 
-// What a member with a text value names; the value without its quotes.
+// The setting that a member with a text value is; the value without its quotes.
 std::string_view JudgeText(const Reading& reading, std::string_view name, std::string_view value) {
   if (IsName(name, "listen")) return NamesPath(value) ? "listen" : "";
   if (reading.logDepth == 0) return {};
@@ -134,12 +134,13 @@ std::string_view JudgeText(const Reading& reading, std::string_view name, std::s
   return {};
 }
 
-// Between the quotes of the text that ends before the position.
+// The part between the quotes of the text that ends before `end`.
 std::string_view InnerText(std::string_view text, size_t begin, size_t end) {
   return text.substr(begin + 1, end - begin - 2);
 }
 
-// A text at the position, and the member's value where it is a member's name. Moves behind what it has read.
+// Reads the text at the position and, if it is a member's name, the member's value. Moves the position past what it has
+// read.
 std::string_view ReadMember(Reading& reading, size_t& position) {
   const std::string_view text = reading.text;
   const size_t nameBegin = position;
@@ -154,7 +155,7 @@ std::string_view ReadMember(Reading& reading, size_t& position) {
   if (text[position] == '"') {
     const size_t valueEnd = SkipJsonText(text, position);
     if (valueEnd == kNotFound) return {};
-    // Read again as a name by the caller: in a malformed text it may be one.
+    // The caller reads it again as a name: in a malformed text it may be one.
     return JudgeText(reading, name, InnerText(text, position, valueEnd));
   }
   const bool opensLog = text[position] == '{' || text[position] == '[';
@@ -184,8 +185,8 @@ std::string_view Find(Reading reading) {
 }  // namespace
 
 std::string_view FindFileSetting(std::string_view text) {
-  // The engine's reader lets a line end stand between the two bytes that close a comment. Should a later one not, the
-  // comment would end elsewhere: what either of them finds counts.
+  // The engine's reader allows line ends between the two bytes that close a comment. A later version may not, and the
+  // comment would then end elsewhere; so what either reading finds counts.
   const std::string_view setting = Find({text, BlockCommentEnd::AcrossLines});
   if (!setting.empty() || FindText(text, "*\n", 0, LetterCase::Exact) == kNotFound) return setting;
   return Find({text, BlockCommentEnd::OnOneLine});
@@ -212,7 +213,7 @@ bool IsListenAddress(std::string_view text) {
     return (IsHost(inside) || IsIpv6(inside)) && IsPortEnd(text.substr(close + 1));
   }
   const size_t colon = std::min(text.find(':'), text.size());
-  // One letter before the colon is a drive.
+  // A single letter before the colon is a drive.
   return colon != 1 && (colon == 0 || IsHost(text.substr(0, colon))) && IsPortEnd(text.substr(colon));
 }
 

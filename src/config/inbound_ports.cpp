@@ -33,7 +33,7 @@ constexpr GapPattern kTagThenPort{FindSocksTag, FindPort, kAnyGap};
 // "protocol"\s*:\s*"socks"[\s\S]{0,500}?"port"\s*:\s*(\d+)
 constexpr GapPattern kProtocolThenPort{FindSocksProtocol, FindPort, 500};
 // "port"\s*:\s*(\d+)[\s\S]{0,300}?"protocol"\s*:\s*"socks"
-// Fewer digits would only make the gap longer, so all of them are taken.
+// Takes all digits: fewer would only make the gap longer.
 constexpr GapPattern kPortThenProtocol{FindPort, FindSocksProtocol, 300};
 // "tag"\s*:\s*"api"[\s\S]{0,400}?"port"\s*:\s*(\d+)
 constexpr GapPattern kApiTagThenPort{FindApiTag, FindPort, 400};
@@ -52,7 +52,7 @@ std::optional<std::string_view> CaptureDigits(std::string_view text, SocksPortSo
 constexpr std::array<SocksPortSource, 3> kSocksPortSources{SocksPortSource::Tag, SocksPortSource::Protocol,
                                                            SocksPortSource::PortBeforeProtocol};
 
-// 1..65535 in at most five digits; 0 for everything else.
+// 1..65535 in at most five digits; 0 for anything else.
 uint16_t ReadPort(std::string_view digits) {
   if (digits.size() > kMostPortDigits) return 0;
   return static_cast<uint16_t>(ParseDecimal(digits, kLargestPort).value_or(0));
@@ -65,15 +65,15 @@ bool ReplaceFirst(std::string& text, const std::string& old, const std::string& 
   return true;
 }
 
-// The number may be another member's, or the beginning of a longer number: what an engine then does with the text is
-// seen when it tests it.
+// The number may be another member's, or the start of a longer number: the engine's test shows whether it accepts the
+// result.
 void ReplacePort(std::string& text, const std::string& old, const std::string& replacement) {
   for (const std::string head : {"\"port\": ", "\"port\":"}) {
     if (ReplaceFirst(text, head + old, head + replacement)) return;
   }
 }
 
-// False when there is no free port to move to.
+// False if there is no free port.
 bool RemapSocksPort(std::string& text, const LoopbackPorts& ports) {
   const uint16_t old = DetectSocksPort(text);
   if (ports.isFree(old)) return true;

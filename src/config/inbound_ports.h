@@ -1,5 +1,4 @@
-// The local ports of an engine configuration: where they stand in the text, and moving them when somebody else has
-// them.
+// The local ports of an engine configuration: finding them in the text, and replacing ports that are in use.
 #pragma once
 
 #include <cstdint>
@@ -9,17 +8,17 @@
 
 namespace moorlak {
 
-// The SOCKS port when the text tells none.
+// The SOCKS port if the text has none.
 inline constexpr uint16_t kDefaultSocksPort = 10807;
 // The port of the API inbound that this program adds to a VPN configuration.
 inline constexpr uint16_t kVpnApiPort = 10086;
 
-// The port of the SOCKS inbound: by its tag, by its protocol, by a port just before its protocol; a first match whose
-// number is no port moves on to the next of these. kDefaultSocksPort when all three fail.
+// The SOCKS inbound's port: by its tag, by its protocol, or by a port just before its protocol. If the number of a
+// first match is not a port, the next of the three is tried. kDefaultSocksPort if all three fail.
 uint16_t DetectSocksPort(std::string_view configText);
 
-// The SOCKS port that a session uses. The same three expressions, but the first that matches decides: when its number
-// is no port, the result is kDefaultSocksPort all the same.
+// The SOCKS port that a session uses. Uses the same three expressions, but the first that matches decides: if its
+// number is not a port, the result is kDefaultSocksPort.
 enum class SocksPortSource { Tag, Protocol, PortBeforeProtocol, None };
 struct SocksPortFinding {
   SocksPortSource source = SocksPortSource::None;
@@ -27,20 +26,20 @@ struct SocksPortFinding {
 };
 SocksPortFinding FindSessionSocksPort(std::string_view configText);
 
-// The port of the API inbound of a text that an engine is about to run: the first "api" tag at or behind "inbounds"
-// with a port behind it. kVpnApiPort when there is none.
+// The API inbound's port in a text that an engine will run: the first "api" tag at or after "inbounds" with a port
+// after it. kVpnApiPort if there is none.
 uint16_t FindApiPort(std::string_view configText);
 
-// The machine's answers; see config/loopback_ports.h.
+// Queries to the machine; see config/loopback_ports.h.
 struct LoopbackPorts {
   std::function<bool(uint16_t)> isFree;
-  // 0 when there is none.
+  // 0 if there is none.
   std::function<uint16_t()> pickFree;
 };
 
-// Moves the SOCKS port and the API port to free ones where they are busy, and logs it. The SOCKS port is replaced at
-// the first "port" member whose digits begin with the old number, which may be another one's; the API port exactly
-// where it stands. Without a free port the text stays as it is.
+// Replaces the SOCKS port and the API port with free ones if they are in use, and logs it. The SOCKS port is replaced
+// in the first "port" member whose digits begin with the old number, which may be another inbound's; the API port
+// exactly where it is. Without a free port the text is unchanged.
 std::string RemapBusyPorts(std::string configText, const LoopbackPorts& ports);
 
 }  // namespace moorlak

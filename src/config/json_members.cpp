@@ -8,8 +8,8 @@
 namespace moorlak {
 namespace {
 
-// The position behind `*/` at or behind a position. The slash counts when nothing but stars and, across lines, line
-// ends stand between it and a star.
+// The position after `*/` at or after a position. The slash counts if only stars and, with AcrossLines, line ends are
+// between it and a star.
 size_t FindBlockCommentEnd(std::string_view text, size_t position, BlockCommentEnd commentEnd) {
   bool star = false;
   for (; position < text.size(); ++position) {
@@ -21,15 +21,15 @@ size_t FindBlockCommentEnd(std::string_view text, size_t position, BlockCommentE
   return text.size();
 }
 
-// The position behind the comment that begins at the position; a comment without an end reaches to the end of the text.
+// The end of the comment that begins at the position; an unclosed comment ends with the text.
 size_t SkipComment(std::string_view text, size_t position, BlockCommentEnd commentEnd) {
   if (text.substr(position, 2) == "/*") return FindBlockCommentEnd(text, position + 2, commentEnd);
   const size_t end = FindByte(text, '\n', position + 1);
   return end == kNotFound ? text.size() : end + 1;
 }
 
-// The position behind the object or array that opens at the position. Kinds of brackets are not told apart: where they
-// do not match, the engine refuses the whole text.
+// The end of the object or array that opens at the position. Does not distinguish the kinds of brackets: if they do not
+// match, the engine refuses the whole text.
 size_t SkipContainer(std::string_view text, size_t position) {
   size_t depth = 0;
   while (position < text.size()) {
@@ -69,7 +69,7 @@ bool EqualNames(std::string_view left, std::string_view right) {
   return left.size() == right.size() && MatchLiteral(left, 0, right, LetterCase::Ignore) != kNotFound;
 }
 
-// `\uXXXX` of an ASCII character at the position of its backslash; nothing for every other.
+// Reads `\uXXXX` of an ASCII character at the position of its backslash; nullopt for anything else.
 std::optional<char> ReadAsciiEscape(std::string_view inner, size_t position) {
   const std::string_view digits = inner.substr(position).substr(0, 6);
   if (digits.size() != 6 || digits[1] != 'u') return std::nullopt;

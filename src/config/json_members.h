@@ -1,6 +1,6 @@
-// Looking up single members of the engine's configuration without parsing it. The language is JSON with the comments
-// that the engine accepts: `//` and `#` to the end of the line, `/*` to `*/`. One pass over the text, no recursion; on
-// a malformed text the scan ends where it stops making sense, and what stood before it counts.
+// Looks up single members of the engine's configuration without parsing it. The language is JSON with the comments that
+// the engine accepts: `//` and `#` to the end of the line, `/*` to `*/`. One pass over the text, no recursion. In a
+// malformed text, scanning stops at the first error; results before it are kept.
 #pragma once
 
 #include <cstddef>
@@ -10,32 +10,32 @@
 
 namespace moorlak {
 
-// How `/*` is closed. The engine's reader lets line ends stand between the star and the slash.
+// How `/*` is closed. The engine's reader allows line ends between the star and the slash.
 enum class BlockCommentEnd { AcrossLines, OnOneLine };
 
-// A comment begins at the position.
+// Whether a comment begins at the position.
 bool BeginsComment(std::string_view text, size_t position);
 
-// The first position at or behind the given one that is neither a blank nor inside a comment.
+// The first position at or after the given one that is neither a blank nor inside a comment.
 size_t SkipBlanksAndComments(std::string_view text, size_t position,
                              BlockCommentEnd commentEnd = BlockCommentEnd::AcrossLines);
 
-// The position behind the closing quote of the text value that opens at the position, kNotFound when it has none.
+// The position after the closing quote of the text value that opens at the position; kNotFound if it is not closed.
 size_t SkipJsonText(std::string_view text, size_t position);
 
-// Position of the `{` that the text begins with, blanks and comments left aside; kNotFound for any other text.
+// Position of the `{` that begins the text, after blanks and comments; kNotFound for any other text.
 size_t FindRootObject(std::string_view text);
 
-// The value of a member of the object that opens at the given position, as it stands in the text (a text value with its
-// quotes, an object with its braces). Like the engine it reads escapes in names, ignores the case of ASCII letters in
-// them and lets the last of several members win. Nothing when there is none.
+// The value of a member of the object that opens at the given position, as written (a text value with its quotes, an
+// object with its braces). Like the engine, it reads escapes in names, ignores the case of ASCII letters in them and
+// takes the last of several members. nullopt if there is none.
 std::optional<std::string_view> FindJsonMember(std::string_view text, size_t object, std::string_view name);
 
-// What a text value means: without its quotes, escapes read. Nothing when the value is not a text. Escapes of other
-// characters than ASCII ones stay as they are written.
+// The meaning of a text value: without its quotes, escapes read. nullopt if the value is not a text. Escapes of
+// non-ASCII characters are left as written.
 std::optional<std::string> ReadJsonText(std::string_view value);
 
-// The same for what stands between the quotes.
+// The same for the content between the quotes.
 std::string UnescapeJson(std::string_view inner);
 
 }  // namespace moorlak

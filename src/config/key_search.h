@@ -1,6 +1,6 @@
-// Several names looked for in one pass over the text, which costs little more than looking for one of them. The names
-// are known when the program is built: an array of static storage duration, of at most 31 names of 3 to 48 bytes each,
-// without quotes.
+// Searches for several names in one pass over the text, which costs little more than searching for one. The names are
+// known at compile time: an array with static storage duration of at most 31 names of 3 to 48 bytes each, without
+// quotes.
 #pragma once
 
 #include <algorithm>
@@ -19,7 +19,7 @@ namespace moorlak {
 // A bit for each name.
 using NameSet = uint32_t;
 
-// For each byte the names that have it, as a small or a capital letter, in the place that the function picks.
+// For each byte, the names that have it (in either letter case) at the place that `pick` selects.
 template <const auto& kNames, typename Pick>
 constexpr std::array<NameSet, 256> NamesByByte(Pick pick) {
   std::array<NameSet, 256> sets{};
@@ -40,13 +40,13 @@ inline size_t FirstOf(NameSet names) {
   return static_cast<size_t>(std::countr_zero(names));
 }
 
-// The positions of the first and the last place of a key; both kNotFound when there is none.
+// The first and the last position of a key; both kNotFound if there is none.
 struct KeySpan {
   size_t first = kNotFound;
   size_t last = kNotFound;
 };
 
-// From the quote that opens the longest name to the one that closes it.
+// The distance from the quote that opens the longest name to the one that closes it.
 template <const auto& kNames>
 constexpr size_t LongestReach() {
   size_t longest = 0;
@@ -54,18 +54,18 @@ constexpr size_t LongestReach() {
   return longest;
 }
 
-// The quotes of a block behind which another one stands as far away as the closing quote of a name.
+// The quotes of a block that are followed by another quote where the closing quote of a name would be.
 template <const auto& kNames, size_t... kName>
 uint64_t QuotesAround(uint64_t quotes, std::index_sequence<kName...>) {
   return quotes & ((quotes >> (kNames[kName].size() + 1)) | ...);
 }
 
-// From one block to the next: every name that begins in the bytes between ends in the block.
+// The step from one block to the next: a name that begins within the step also ends in the block.
 template <const auto& kNames>
 inline constexpr size_t kStepOfNames = kBlock - LongestReach<kNames>();
 
-// The quotes that may open one of the names: those of the first block that has any, at or behind a position. A function
-// of its own, so that the loop keeps what it needs in registers.
+// The quotes that may open one of the names, in the first block that has any, at or after a position. A separate
+// function, so that the loop keeps its values in registers.
 template <const auto& kNames>
 [[gnu::noinline]] BlockPlaces FindBeginsOfNames(std::string_view text, size_t from) {
   constexpr auto kNumbers = std::make_index_sequence<kNames.size()>();
@@ -77,7 +77,7 @@ template <const auto& kNames>
   return {};
 }
 
-// Where `"name"` stands with its quotes, in exactly these letters; in the order of the names.
+// Where `"name"` occurs, quotes included and in exactly this letter case; in the order of the names.
 template <const auto& kNames>
 std::array<KeySpan, kNames.size()> FindKeySpans(std::string_view text) {
   static constexpr auto kByFirst = NamesByByte<kNames>([](std::string_view name) { return name[0]; });
@@ -87,7 +87,7 @@ std::array<KeySpan, kNames.size()> FindKeySpans(std::string_view text) {
        found = FindBeginsOfNames<kNames>(text, found.block + kStepOfNames<kNames>)) {
     for (uint64_t places = found.places; places != 0; places &= places - 1) {
       const size_t position = found.block + static_cast<size_t>(std::countr_zero(places));
-      // A quote stands behind each of these places, two bytes further on at least.
+      // Each of these places is followed by another quote at least two bytes later.
       const std::string_view behind = text.substr(position + 1);
       for (NameSet names = kByFirst[Byte(behind[0])] & kBySecond[Byte(behind[1])]; names != 0; names &= names - 1) {
         const size_t name = FirstOf(names);
@@ -107,9 +107,9 @@ struct FirstNames {
   size_t key = kNotFound;
 };
 
-// For each name where the first `"name"` stands, in letters of any case, behind which a member may go on: a blank or a
-// colon follows. The first match of the member's pattern stands no earlier. And where the first `"key"` stands, in
-// exactly these letters, whatever follows. kNotFound for what stands nowhere. The pass ends where all are found.
+// For each name, the first `"name"` in any letter case that is followed by a blank or a colon, so that a member may
+// continue: the first match of the member's pattern is not before it. For the key, the first `"key"` in exactly this
+// letter case, whatever follows. kNotFound for what does not occur. Stops once all are found.
 template <const auto& kNames>
 FirstNames<kNames.size()> FindFirstNames(std::string_view text, std::string_view key) {
   static constexpr auto kByLast = NamesByByte<kNames>([](std::string_view name) { return name.back(); });

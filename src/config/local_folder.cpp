@@ -17,7 +17,7 @@ bool IsDriveLetter(char byte) {
 }  // namespace
 
 bool IsLocalFolder(std::string_view folder, const IsOwnDrive& isOwnDrive) {
-  // What is looked up: the folder "\" and a name behind it would be another machine's.
+  // The path that will be listed: the folder "\" followed by a name would be another machine's.
   const std::string path = std::string(folder) + "\\*";
   if (IsSeparator(path[0]) && (IsSeparator(path[1]) || path.substr(1, 2) == "??")) return false;
   if (path[1] != ':') return isOwnDrive({});

@@ -1,5 +1,5 @@
-// Which folders may be listed on the word of a configuration: those of this machine's own drives. Asking another
-// machine would tell it this computer's account, and would wait for it.
+// Which folders may be listed because a configuration names them: only those on this machine's own drives. A query to
+// another machine would reveal this computer's account to it, and would wait for its reply.
 #pragma once
 
 #include <functional>
@@ -8,13 +8,13 @@
 
 namespace moorlak {
 
-// True when a drive is fixed or removable. The root is "C:\", or empty for the drive of the current folder.
+// Whether a drive is fixed or removable. The root is "C:\", or empty for the current folder's drive.
 using IsOwnDrive = std::function<bool(const std::string& root)>;
 
-// False for a folder (without its last separator) that is not to be looked at: when the path begins with two slashes or
-// backslashes ("Naming Files, Paths, and Namespaces" of Microsoft Learn: another machine, a device, or a path that is
-// taken literally), when it names the object manager's namespace ("\??\"), and when its drive is not an own one, which
-// is the only thing that is asked for.
+// False for a folder (given without its last separator) that must not be listed: if the path begins with two slashes or
+// backslashes ("Naming Files, Paths, and Namespaces" on Microsoft Learn: another machine, a device, or a literal path),
+// if it names the object manager's namespace ("\??\"), or if its drive is not one of this machine's own. Only the
+// drive's kind is queried.
 bool IsLocalFolder(std::string_view folder, const IsOwnDrive& isOwnDrive);
 
 }  // namespace moorlak

@@ -8,7 +8,7 @@
 namespace moorlak {
 namespace {
 
-// A TCP socket bound to 127.0.0.1 and the port, no option set; empty when that fails.
+// A TCP socket bound to the port on 127.0.0.1, with no option set; empty on failure.
 UniqueSocket BindLoopback(uint16_t port) noexcept {
   UniqueSocket socket(::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
   sockaddr_in address{};

@@ -11,10 +11,10 @@ namespace {
 
 constexpr std::string_view kRulesKey = "rules";
 
-// Of the rules of some thirty hosts and programs.
+// Enough for the rules of about thirty hosts and programs.
 constexpr size_t kUsualSize = 4096;
 
-// The service's own programs and the user interface never loop through the tunnel.
+// The service's own programs and the user interface must never loop through the tunnel.
 constexpr std::string_view kOwnPrograms =
     "\"process\": [\"self/\", \"xray/\", \"moor_lak/\", \"moorlak_tunnel_service/\"]";
 
@@ -67,7 +67,7 @@ void DropLastComma(std::string& rules) {
   rules.erase(rules.rfind(','), 1);
 }
 
-// True when the array that opens there holds nothing but blanks.
+// True if the array that opens there contains only blanks.
 bool IsEmptyArray(std::string_view text, size_t open) {
   const size_t inside = SkipBlanks(text, open + 1);
   return inside < text.size() && text[inside] == ']';
@@ -100,7 +100,7 @@ bool InjectRoutingRules(std::string& text, std::string_view serverAddress, const
     return InsertBehind(text, FindByte(text, '{', section), "\n  \"rules\": [\n" + rules + "  ],");
   }
   const size_t array = FindByte(text, '[', ownRules);
-  // Rules that follow need the comma in front of them.
+  // The comma is needed only if other rules follow.
   if (array != kNotFound && IsEmptyArray(text, array)) DropLastComma(rules);
   return InsertBehind(text, array, "\n" + rules);
 }
@@ -109,7 +109,7 @@ size_t EndOfRulesHead(std::string_view text, size_t section) {
   const size_t ownRules = FindKey(text, kRulesKey, section, LetterCase::Exact);
   const size_t open = ownRules == kNotFound ? FindByte(text, '{', section) : FindByte(text, '[', ownRules);
   if (open == kNotFound) return ownRules == kNotFound ? kNotFound : ownRules + kRulesKey.size() + 2;
-  // An empty array shows at its first byte that is no blank.
+  // The first non-blank byte shows whether the array is empty.
   return std::min(SkipBlanks(text, open + 1) + 1, text.size());
 }
 

@@ -1,4 +1,4 @@
-// The routing rules that this program puts in front of a configuration's own.
+// The routing rules that this program adds before a configuration's own.
 #pragma once
 
 #include <string>
@@ -9,14 +9,15 @@
 
 namespace moorlak {
 
-// Rules in this order: the API, the server, the direct hosts, the bypassing executables and the name servers direct,
-// everything else to the outbound "proxy". They go into the text's "routing" section, which is created where it is
-// missing. False when nothing was inserted: there is nothing to keep out of the tunnel, or no place for the rules.
+// Rules in this order: the API; direct for the server, the direct hosts, the bypassing executables and the name
+// servers; everything else to the outbound "proxy". They are inserted into the text's "routing" section, which is
+// created if missing. False if nothing was inserted: nothing has to stay out of the tunnel, or there is no place for
+// the rules.
 bool InjectRoutingRules(std::string& text, std::string_view serverAddress, const std::vector<std::string>& directHosts,
                         const std::vector<std::string>& blockedApps, const std::vector<std::string>& dnsList,
                         const ListExecutables& listExecutables);
 
-// The position behind all that InjectRoutingRules looks at behind the section's key; kNotFound when there is nothing.
+// The end of everything that InjectRoutingRules looks at after the section's key; kNotFound if there is nothing.
 size_t EndOfRulesHead(std::string_view text, size_t section);
 
 }  // namespace moorlak

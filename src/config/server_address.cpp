@@ -56,7 +56,7 @@ constexpr std::array<GapPattern, 5> kServerPatterns{{{FindKnownProtocol, FindAdd
                                                      {FindOutbounds, FindAddress, 2000},
                                                      {FindServers, FindAddress, 1000}}};
 
-// What stands where a server's address might, but names this machine or is a piece of a URL.
+// Not a server, although in an address's place: names of this machine and pieces of a URL.
 constexpr std::array<std::string_view, 6> kNoServers{"127.0.0.1", "localhost", "::1", "http", "https", "0.0.0.0"};
 
 bool IsServer(std::string_view host) {
@@ -64,7 +64,7 @@ bool IsServer(std::string_view host) {
          host.find('/') == kNotFound;
 }
 
-// Empty when the pattern has no match that can be a server.
+// Empty if the pattern has no match that can be a server.
 std::string FindServer(std::string_view text, const GapPattern& pattern) {
   for (auto match = FindAcrossGap(text, pattern, 0); match; match = FindAcrossGap(text, pattern, match->tail.end)) {
     const std::string_view candidate = match->tail.group;
@@ -89,7 +89,7 @@ std::string_view DropScheme(std::string_view text) {
   return text;
 }
 
-// The one colon of HOST:PORT, kNotFound when the text is something else.
+// The only colon of HOST:PORT; kNotFound if the text is something else.
 size_t FindPortColon(std::string_view text) {
   const size_t colon = text.find(':');
   if (colon == kNotFound || colon == 0 || colon + 1 == text.size()) return kNotFound;

@@ -1,4 +1,4 @@
-// Finding the VPN server in an engine configuration.
+// Finds the VPN server in an engine configuration.
 #pragma once
 
 #include <string>
@@ -6,12 +6,12 @@
 
 namespace moorlak {
 
-// The server's host as it stands in the text, empty when none is found. Outbounds of known proxy protocols are looked
-// at first, "vnext" lists, WireGuard endpoints, any "outbounds" and "servers" after that; names of the own machine are
-// passed over. Tells what it found or skipped on standard error.
+// The server's host as written in the text; empty if none is found. Looks first at outbounds of known proxy protocols,
+// then at "vnext" lists, WireGuard endpoints, any "outbounds" and "servers"; skips names of this machine. Writes what
+// it found or skipped to standard error.
 std::string ExtractServerAddress(std::string_view configText);
 
-// The host of a URL, of HOST:PORT, of [IPv6]:PORT, or the text itself.
+// The host of a URL, of HOST:PORT or of [IPv6]:PORT; otherwise the text itself.
 std::string SplitHostFromUrl(std::string_view candidate);
 
 }  // namespace moorlak

@@ -28,7 +28,7 @@ AddressList LookUp(const std::string& host) {
   return {found, &FreeAddrInfoW};
 }
 
-// Empty when the entry cannot be turned into text.
+// Empty if the entry cannot be turned into text.
 std::string AddressText(const ADDRINFOW& entry) {
   std::array<char, INET_ADDRSTRLEN> text{};
   const auto* address = reinterpret_cast<const sockaddr_in*>(entry.ai_addr);

@@ -46,7 +46,7 @@ size_t MatchDigits(std::string_view text, size_t position, size_t longest) {
 
 }  // namespace
 
-// A dot is no digit, so the longest run of digits is the only one that can go on.
+// A dot is not a digit, so only the longest run of digits can continue the match.
 size_t MatchDottedQuad(std::string_view text, size_t position) {
   for (int part = 0; part < 4; ++part) {
     if (part > 0) {
@@ -61,8 +61,8 @@ size_t MatchDottedQuad(std::string_view text, size_t position) {
 
 namespace {
 
-// Linear although every key is tried: the blanks behind one key end before the next key begins. A text without its
-// closing quote has no further key behind it; a list without its closing bracket has no complete list behind it.
+// Linear although every key is tried: the blanks after one key end before the next key begins. After a text without a
+// closing quote there is no further key; after a list without a closing bracket there is no complete list.
 template <typename ValueMatcher>
 std::optional<TextMatch> FindMember(std::string_view text, std::string_view key, size_t from, LetterCase letterCase,
                                     ValueMatcher matchValue) {
@@ -123,7 +123,7 @@ size_t MatchMemberHead(std::string_view text, size_t position, std::string_view 
 
 size_t FindKey(std::string_view text, std::string_view key, size_t from, LetterCase letterCase) {
   if (from >= text.size()) return kNotFound;
-  // The key is searched without its quotes, of which the text is full.
+  // Searches for the key without its quotes, which are frequent in the text.
   for (size_t begin = FindText(text, key, from + 1, letterCase); begin != kNotFound;
        begin = FindText(text, key, begin + 1, letterCase)) {
     const size_t end = begin + key.size();
@@ -166,14 +166,14 @@ std::optional<TextMatch> FindMemberWithText(std::string_view text, std::string_v
 
 std::optional<TextMatch> FindListMember(std::string_view text, std::string_view key, size_t from,
                                         LetterCase letterCase) {
-  // Once no list can be closed any more, looking at the keys behind it is of no use.
+  // Keys after the last closing bracket cannot have a complete list.
   const size_t lastClose = text.rfind(']');
   if (lastClose == kNotFound) return std::nullopt;
   return FindMember(text.substr(0, lastClose + 1), key, from, letterCase, MatchList);
 }
 
 std::optional<TextMatch> FindQuotedItem(std::string_view list, size_t from) {
-  // Of two quotes in a row the second one may open an item.
+  // Of two adjacent quotes, the second may open an item.
   for (size_t open = FindByte(list, '"', from); open != kNotFound;) {
     const size_t close = FindByte(list, '"', open + 1);
     if (close == kNotFound) return std::nullopt;
@@ -204,7 +204,8 @@ std::optional<TextMatch> FindQuotedAddress(std::string_view list, size_t from) {
 std::optional<GapMatch> FindAcrossGap(std::string_view text, const GapPattern& pattern, size_t from) {
   std::optional<TextMatch> tail;
   for (auto head = pattern.head(text, from); head; head = pattern.head(text, head->begin + 1)) {
-    // The tail only ever moves on: one that stands behind an earlier head's end is still the first behind this one's.
+    // The tail only moves forward: a tail after an earlier head is still the first one after this head if it does not
+    // begin before this head's end.
     if (!tail || tail->begin < head->end) tail = pattern.tail(text, head->end);
     if (!tail) return std::nullopt;
     if (tail->begin - head->end <= pattern.longestGap) return GapMatch{*head, *tail};

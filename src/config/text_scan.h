@@ -1,8 +1,8 @@
-// Linear scanners over configuration text. The text is up to 16 MiB and may be hostile, so nothing here recurses,
-// backtracks or looks at a byte more than a fixed number of times in one call. The comment of each scanner gives the
+// Linear scanners over configuration text. The text is up to 16 MiB and may be hostile, so no function here recurses or
+// backtracks, or looks at a byte more than a fixed number of times in one call. The comment of each scanner gives the
 // ECMAScript pattern that it equals (in the C locale, over bytes); the tests compare the two.
 //
-// Positions are byte offsets, kNotFound stands for "no match". A key is given without its quotes and holds no quote.
+// Positions are byte offsets; kNotFound means "no match". A key is given without its quotes and contains no quote.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,7 @@
 
 namespace moorlak {
 
-// The bytes [begin, end) of a match and what its group holds; the group points into the text.
+// The bytes [begin, end) of a match and the content of its group; the group points into the text.
 struct TextMatch {
   size_t begin = 0;
   size_t end = 0;
@@ -27,30 +27,29 @@ struct TextMatch {
 bool IsBlank(char byte);  // \s: the bytes 09 to 0D and 20
 bool IsDigit(char byte);  // \d
 
-// The position behind `\s*` and `\d*` at a position.
+// The position after `\s*` or `\d*` at a position.
 size_t SkipBlanks(std::string_view text, size_t position);
 size_t SkipDigits(std::string_view text, size_t position);
 
-// The position behind the literal at exactly this position.
+// The position after the literal at exactly this position.
 size_t MatchLiteral(std::string_view text, size_t position, std::string_view literal, LetterCase letterCase);
 
-// (a|b|...) at exactly this position: the position behind the first literal of the list that stands there.
+// (a|b|...) at exactly this position: the position after the first literal of the list that matches.
 size_t MatchAnyLiteral(std::string_view text, size_t position, std::initializer_list<std::string_view> literals,
                        LetterCase letterCase);
 
-// \s*:\s* at exactly this position: the position behind it.
+// \s*:\s* at exactly this position: the position after it.
 size_t MatchColon(std::string_view text, size_t position);
 
 // "key"\s*:\s* at exactly this position: the position of the value.
 size_t MatchMemberHead(std::string_view text, size_t position, std::string_view key, LetterCase letterCase);
 
-// The first "key" (with its quotes) at or behind a position: the position of its first quote.
+// The first "key" (with its quotes) at or after a position: the position of its first quote.
 size_t FindKey(std::string_view text, std::string_view key, size_t from, LetterCase letterCase);
-// True when the text holds "key" somewhere.
+// Whether the text contains "key".
 bool ContainsKey(std::string_view text, std::string_view key);
 
-// The first match at or behind a position.
-// "key"\s*:\s*(\d+)
+// The functions below return the first match at or after a position.
 std::optional<TextMatch> FindNumberMember(std::string_view text, std::string_view key, size_t from = 0,
                                           LetterCase letterCase = LetterCase::Exact);
 // "key"\s*:\s*"([^"]*)"
@@ -67,16 +66,15 @@ std::optional<TextMatch> FindMemberWithText(std::string_view text, std::string_v
 std::optional<TextMatch> FindListMember(std::string_view text, std::string_view key, size_t from = 0,
                                         LetterCase letterCase = LetterCase::Exact);
 
-// The items of a list's inside, iterated from match to match.
-// "([^"]+)"
+// The items of a list's content, to be iterated from match to match.
 std::optional<TextMatch> FindQuotedItem(std::string_view list, size_t from);
 // (\d{1,5})
 std::optional<TextMatch> FindShortNumber(std::string_view list, size_t from);
 // "(\d{1,3}\.\d{1,3}\.\d{1,3}\.\d{1,3})"
 std::optional<TextMatch> FindQuotedAddress(std::string_view list, size_t from);
 
-// HEAD[\s\S]{0,longestGap}?TAIL. A head and a tail are found by scanners of their own; without a limit the pattern is
-// HEAD[\s\S]*?TAIL. The gap is counted from the head's end to the tail's begin, the limit included.
+// HEAD[\s\S]{0,longestGap}?TAIL, or HEAD[\s\S]*?TAIL without a limit. The head and the tail have their own scanners.
+// The gap is counted from the end of the head to the beginning of the tail, limit included.
 using Scanner = std::optional<TextMatch> (*)(std::string_view text, size_t from);
 inline constexpr size_t kAnyGap = kNotFound;
 struct GapPattern {
@@ -90,17 +88,17 @@ struct GapMatch {
 };
 std::optional<GapMatch> FindAcrossGap(std::string_view text, const GapPattern& pattern, size_t from);
 
-// \d{1,3}\.\d{1,3}\.\d{1,3}\.\d{1,3} at exactly this position: the position behind it.
+// \d{1,3}\.\d{1,3}\.\d{1,3}\.\d{1,3} at exactly this position: the position after it.
 size_t MatchDottedQuad(std::string_view text, size_t position);
 
 // ^\d{1,3}\.\d{1,3}\.\d{1,3}\.\d{1,3}$
 bool IsDottedQuad(std::string_view text);
 
-// The decimal number that the whole text is, leading zeros allowed. Nothing when it holds anything but digits, is empty
+// The whole text as a decimal number; leading zeros are allowed. nullopt if it is empty, contains anything but digits
 // or exceeds the largest value.
 std::optional<uint64_t> ParseDecimal(std::string_view digits, uint64_t largest);
 
-// With the ASCII capitals as small letters.
+// The text with ASCII capitals turned into small letters.
 std::string FoldLetters(std::string_view text);
 
 }  // namespace moorlak

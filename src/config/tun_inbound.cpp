@@ -28,7 +28,7 @@ constexpr std::string_view kTail =
     "    },";
 static_assert(kHead.size() == 202 && kTail.size() == 217);
 
-// Whether "protocol":"tun" stands there, with one space or none behind the colon.
+// Whether the text has "protocol":"tun", with one space or none after the colon.
 bool HasTunInbound(std::string_view text) {
   for (size_t value = FindKey(text, "tun", 0, LetterCase::Exact); value != kNotFound;
        value = FindKey(text, "tun", value + 1, LetterCase::Exact)) {

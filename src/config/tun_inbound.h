@@ -1,4 +1,4 @@
-// The engine's own tunnel inbound, by which it sees the program behind each connection.
+// The engine's own tunnel inbound, which lets it see the program of each connection.
 #pragma once
 
 #include <string>
@@ -6,8 +6,9 @@
 
 namespace moorlak {
 
-// Puts the inbound in front of the text's "inbounds", with a comma behind it. A text that has such an inbound or has no
-// "inbounds" comes back as it is. At most four of the name servers are used, the fallback servers when there are none.
+// Inserts the inbound at the start of the text's "inbounds", followed by a comma. A text that already has such an
+// inbound, or has no "inbounds", is returned unchanged. Uses at most four of the name servers, or the fallback servers
+// if there are none.
 std::string InjectTunInbound(std::string configText, const std::vector<std::string>& dnsList);
 
 }  // namespace moorlak

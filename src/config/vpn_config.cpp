@@ -34,7 +34,7 @@ constexpr std::string_view kApiInbound =
     "    },";
 static_assert(kApiInbound.size() == 163);
 
-// Quoted names that are looked for in the whole text; "tun" is the end of what InjectTunInbound looks for.
+// Quoted names that are searched for in the whole text; "tun" is the end of what InjectTunInbound searches for.
 enum Key : size_t { kStatsKey, kPolicyKey, kApiKey, kTunKey, kListenKey, kKeys };
 constexpr std::array<std::string_view, kKeys> kNames{"stats", "policy", "api", "tun", "listen"};
 using KeySpans = std::array<KeySpan, kKeys>;
@@ -44,7 +44,7 @@ std::optional<TextMatch> FindIpv6Listen(std::string_view text, size_t from) {
   return FindMemberWithText(text, "listen", {kIpv6Loopback}, from);
 }
 
-// A text that grew by itself would double its memory, so its size is counted first.
+// Counts the size first: growing the text step by step could double its memory.
 void ListenOnIpv4(std::string& text, size_t firstListen) {
   size_t size = text.size();
   for (auto match = FindIpv6Listen(text, firstListen); match; match = FindIpv6Listen(text, match->end)) {
@@ -68,8 +68,8 @@ void InsertSection(std::string& text, std::string_view section) {
   if (brace != kNotFound) text.insert(brace + 1, section);
 }
 
-// A section goes in where its name stands nowhere in the whole text. None of these sections holds a name that another
-// one is looked for by, so all are inserted at once, the later before the earlier.
+// A section is added if its name occurs nowhere in the whole text. No section contains a name that is searched for
+// another one, so all are inserted at once, in reverse order.
 void AddMissingSections(std::string& text, const KeySpans& keys) {
   std::string sections;
   if (keys[kApiKey].first == kNotFound) sections += kApiSection;
@@ -123,9 +123,9 @@ void AddApiInbound(std::string& text) {
   if (open != kNotFound) text.insert(open + 1, kApiInbound);
 }
 
-// The end of everything whose place the edits look for: in the text up to there they find what they would find in the
-// whole text. That holds for what they put in, too, as long as the names stand behind the brace at which sections go
-// in: no piece begins or ends with a part of what another edit looks for.
+// The end of everything whose place the edits search for: in the text up to there they find what they would find in the
+// whole text. This includes what they insert, as long as the names are after the brace where sections go in: no
+// inserted piece begins or ends with part of what another edit searches for.
 size_t EndOfEdits(std::string_view text, const KeySpans& keys) {
   const size_t brace = FindByte(text, '{', 0);
   const size_t dns = FindKey(text, "dns", 0, LetterCase::Exact);
@@ -148,7 +148,7 @@ size_t EndOfEdits(std::string_view text, const KeySpans& keys) {
   const size_t servers = FindKey(text, "servers", dns, LetterCase::Exact);
   const size_t rules = FindKey(text, "rules", routing, LetterCase::Exact);
   for (const size_t from : {servers, rules, inbounds}) {
-    // That bracket can be gone when another edit looks for it.
+    // That bracket may be gone when another edit searches for it.
     if (MatchLiteral(text, FindByte(text, '[', from), kIpv6Loopback, LetterCase::Exact) != kNotFound)
       return text.size();
   }
@@ -158,7 +158,7 @@ size_t EndOfEdits(std::string_view text, const KeySpans& keys) {
   return std::min(end, text.size());
 }
 
-// Takes the first bytes out of the text to edit them; a text that is taken whole is not kept besides.
+// Copies the first bytes of the text for editing; if that is the whole text, its memory is released.
 std::string TakeFront(std::string& text, size_t size) {
   std::string front;
   front.reserve(size + kRoomForEdits);
@@ -167,7 +167,7 @@ std::string TakeFront(std::string& text, size_t size) {
   return front;
 }
 
-// Puts the edited bytes in place of the first ones.
+// Replaces the first bytes with the edited ones.
 std::string ReplaceFront(std::string text, size_t size, std::string edited) {
   if (text.empty()) return edited;
   const size_t newSize = text.size() - size + edited.size();
@@ -199,7 +199,7 @@ std::string PrepareVpnXrayConfig(std::string configText, const ConfigMeta& meta,
   const std::vector<std::string> dnsList = GetTunnelDnsServers(xrayDnsServers);
   const std::string serverAddress = ExtractServerAddress(configText);
 
-  // Most of a long text stands behind all the edits: it is moved once, not with each of them.
+  // Most of a long text comes after all the edits: it is moved once, not with each edit.
   const KeySpans keys = FindKeySpans<kNames>(configText);
   const size_t end = EndOfEdits(configText, keys);
   const size_t frontSize = end > configText.size() / 2 ? configText.size() : end;

@@ -1,5 +1,5 @@
-// What a VPN start does to the engine's configuration. In a session: ParseConfigMeta, PrepareVpnXrayConfig,
-// RemapBusyPorts, then staging, which takes "allowInsecure" out.
+// What a VPN start does to the engine's configuration. The order in a session: ParseConfigMeta, PrepareVpnXrayConfig,
+// RemapBusyPorts, then staging, which removes "allowInsecure".
 #pragma once
 
 #include <cstddef>
@@ -11,14 +11,14 @@
 
 namespace moorlak {
 
-// More than what the edits of a usual configuration add. A text that comes with room for as many bytes is edited where
-// it stands; one without moves to new memory.
+// More than the edits of a usual configuration add. A text with this much spare capacity is edited in place; a text
+// without it moves to new memory.
 inline constexpr size_t kRoomForEdits = 8192;
 
-// Makes a configuration fit the service: IPv4 loopback, traffic statistics and their API, name servers, routing rules
-// and, when applications are to bypass the tunnel, the engine's own tunnel inbound. Every edit is one of text: a key
-// counts as there when its quoted name stands anywhere, a section goes right behind the first brace. An edit that finds
-// no place is left out. Logs what it did. The engine's name servers found in the text replace the given list.
+// Adapts a configuration to the service: IPv4 loopback, traffic statistics and their API, name servers, routing rules
+// and, if applications bypass the tunnel, the engine's own tunnel inbound. Every edit works on text: a key exists if
+// its quoted name occurs anywhere, and a section is inserted right after the first brace. An edit that finds no place
+// is left out. Logs what it did. The engine's name servers found in the text replace the given list.
 std::string PrepareVpnXrayConfig(std::string configText, const ConfigMeta& meta, const ListExecutables& listExecutables,
                                  std::vector<std::string>& xrayDnsServers);
 
