@@ -90,7 +90,7 @@ TEST_F(EngineConfigValidation, EndsATestThatHangsAfter15SecondsAsFailedWithExitC
   const EngineFaults faults("\"testHang\": true");
   const ULONGLONG begin = GetTickCount64();
   EXPECT_FALSE(Validate(EngineConfig(kPort)));
-  EXPECT_GE(GetTickCount64() - begin, 15'000u - 16u);  // // The clock advances in ticks.
+  EXPECT_GE(GetTickCount64() - begin, 15'000u - 16u);  // The clock advances in ticks.
   EXPECT_EQ(log.Messages(), (Messages{std::string(kTimedOut), FailedWith("1")}));
   EXPECT_EQ(standardError.Text(), "VPN Service: " + FailedWith("1") + "\n");
   EXPECT_TRUE(WaitForNoEngine());

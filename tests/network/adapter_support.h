@@ -63,7 +63,7 @@ void StoreProfileText(const std::wstring& key, const std::wstring& name, uint32_
 void StoreProfileBytes(const std::wstring& key, uint32_t type, const void* data, uint32_t size);
 struct StoredName {
   uint32_t type = 0;
-  std::wstring text;  // // with its terminator, as in the bytes
+  std::wstring text;  // with its terminator, as in the bytes
 };
 std::optional<StoredName> ReadStoredProfile(const std::wstring& key);
 void RemoveStoredProfiles();

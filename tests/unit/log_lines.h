@@ -1,4 +1,4 @@
-// The bodies of WriteLogLine and WriteStandardErrorLine in core tests: they collect the lines.
+// WriteLogLine and WriteStandardErrorLine for core tests: they collect the lines.
 #pragma once
 
 #include <string>
@@ -6,7 +6,7 @@
 
 namespace moorlak {
 
-// Hands over the lines written so far and forgets them.
+// Returns the lines written so far and clears them.
 std::vector<std::string> TakeLogLines();
 
 // The same for the lines on standard error.

@@ -17,7 +17,7 @@ TEST(BootIdentity, IsTheSameForEverybodyUntilTheSystemForgetsIt) {
   EXPECT_NE(next, identity);
 }
 
-// What lies below a volatile key cannot outlive it, so this tells one.
+// A key under a volatile key must be volatile, too. The error shows that the parent is volatile.
 TEST(BootIdentity, StandsInAKeyThatARestartForgets) {
   BootIdentity();
   HKEY below = nullptr;

@@ -1,4 +1,4 @@
-// Where a recovery file lies, for tests that look at it by its path.
+// The path of a recovery file, for tests that access it by path.
 #pragma once
 
 #include <string>
@@ -8,8 +8,8 @@
 
 namespace moorlak {
 
-// The folder is made as the product makes it. It is the product's own where the system has not been told otherwise,
-// and no test tells it.
+// Creates the folder as the product does. It is the product's own folder unless the system names another one, and no
+// test makes it do so.
 inline std::wstring RecoveryPath(const wchar_t* name) {
   DataFolder();
   return std::wstring(kDataFolder) + L"\\" + name;

@@ -11,12 +11,12 @@ namespace {
 constexpr int kSame = 7;
 constexpr int kOther = 8;
 
-// Made before the module's first use, so it ends after everything that the module destroys: background work may run as
-// late.
+// Constructed before the module's first use, so it is destroyed after everything that the module destroys: background
+// work may run that late.
 struct LateUser {
   HANDLE before = nullptr;
   ~LateUser() {
-    // What was freed is used again.
+    // Reuses memory that was freed.
     for (int i = 0; i < 64; ++i) new std::wstring(20 + static_cast<size_t>(i % 8), L'#');
     const HANDLE now = RecoveryFile(L"late.v1").folder;
     ExitProcess(now != nullptr && now == before ? kSame : kOther);
@@ -30,7 +30,7 @@ struct LateUser {
 }
 
 TEST(DataFilesDeathTest, AreFoundByWorkThatIsStillRunningWhenTheProgramEnds) {
-  // A process of its own, because in this one the module may have been used already.
+  // Runs in a new process, because in this one the module may have been used already.
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(EndAfterUse(), testing::ExitedWithCode(kSame), "");
 }

@@ -1,5 +1,5 @@
-// Cleaning up after a test without ever following a link: a recursive removal under Wine goes through a symbolic link
-// and deletes what lies behind it.
+// Cleans up after a test without following links: under Wine a recursive removal goes through a symbolic link and
+// deletes the files in its target.
 #pragma once
 
 #include <windows.h>
@@ -15,8 +15,8 @@ inline bool IsLink(const std::wstring& path) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 
-// Removes one folder, or one file of that name, with the files and the empty folders directly in it; never anything
-// deeper, and nothing at all when a link stands there.
+// Removes one folder, or one file of that name, with the files and empty folders directly in it. Removes nothing
+// deeper, and nothing at all if the path is a link.
 inline void RemoveFlatFolder(const std::wstring& path) {
   if (IsLink(path)) return;
   DeleteFileW(path.c_str());

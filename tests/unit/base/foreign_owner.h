@@ -1,4 +1,4 @@
-// Objects that belong to somebody else, which a program under Wine can have because Linux keeps the owners.
+// Objects with another owner. A program under Wine can create them because Linux keeps the owners.
 #pragma once
 
 #include <windows.h>
@@ -12,7 +12,7 @@
 
 namespace moorlak {
 
-// The Linux name of a path, empty outside of Wine.
+// The Linux name of a path; empty outside Wine.
 inline std::wstring LinuxPath(const std::wstring& path) {
   using Translate = char*(CDECL*)(const wchar_t*);
   const auto address = GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name");
@@ -27,7 +27,7 @@ inline std::wstring LinuxPath(const std::wstring& path) {
   return wide;
 }
 
-// Starts a Linux program. It gives no handle, so the caller waits for what it does.
+// Starts a Linux program. There is no handle to it, so the caller waits for the program's effect.
 inline bool StartLinuxProgram(std::wstring commandLine) {
   STARTUPINFOW startup{};
   startup.cb = sizeof(startup);
@@ -46,7 +46,7 @@ inline bool HasTrustedOwner(const std::wstring& path) {
   return object && HasTrustedOwner(object.Get(), SE_FILE_OBJECT);
 }
 
-// Gives a file or folder to another user. False when that cannot be done here.
+// Gives a file or folder to another user. False if that is impossible here.
 inline bool GiveToAnotherUser(const std::wstring& path) {
   const std::wstring linuxPath = LinuxPath(path);
   if (linuxPath.empty() || !StartLinuxProgram(L"Z:\\bin\\chown 65534 \"" + linuxPath + L"\"")) return false;

@@ -9,7 +9,7 @@ namespace {
 
 std::vector<int> closed;
 
-// Numbers for handles. A close leaves an error number behind, as calls of the system may.
+// Numbers as handles. Closing one sets the last error, as system calls may.
 struct NumberTraits {
   using Type = int;
   static Type Empty() noexcept { return 0; }

@@ -1,6 +1,5 @@
-// A file that somebody holds for a moment, as virus scanners and backup programs do: opened by a thread of its own,
-// without sharing deletion, until it is told to let go. And the moment itself: between two tries the product sleeps,
-// and there it is told.
+// A file that is held for a moment, as virus scanners and backup programs do: a separate thread opens it without
+// sharing deletion and closes it when asked. Tests can act while the product sleeps between two tries.
 #pragma once
 
 #include <windows.h>
@@ -15,7 +14,7 @@
 #include "base/handle.h"
 #include "unit/base/replaced_import.h"
 
-// Slots of this program's import table through which its own code, the product's included, calls the system.
+// Slots of this program's import table, through which its own code, including the product's, calls the system.
 extern "C" {
 extern decltype(&::Sleep) __imp_Sleep;
 extern decltype(&::CreateFileW) __imp_CreateFileW;
@@ -23,8 +22,8 @@ extern decltype(&::CreateFileW) __imp_CreateFileW;
 
 namespace moorlak {
 
-// While it lives, this thread does not sleep, but calls the function with the milliseconds. Other threads sleep. One at
-// a time.
+// While this lives, this thread calls the function with the milliseconds instead of sleeping. Other threads sleep. Only
+// one object at a time.
 class InsteadOfSleeping {
  public:
   explicit InsteadOfSleeping(std::function<void(DWORD)> function) : replaced(Prepare(std::move(function)), Call) {}
@@ -56,7 +55,7 @@ class InsteadOfSleeping {
 
 class HeldFile {
  public:
-  // Held when this returns. `share` as in CreateFileW.
+  // The file is held once this returns. `share` as in CreateFileW.
   explicit HeldFile(const std::wstring& path, DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE) {
     holder = std::thread([this, path, share] {
       KernelHandle file(CreateFileW(path.c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING, 0, nullptr));
@@ -72,7 +71,7 @@ class HeldFile {
   HeldFile& operator=(const HeldFile&) = delete;
   ~HeldFile() { LetGo(); }
 
-  // Closed when this returns.
+  // The file is closed once this returns.
   void LetGo() {
     SetEvent(letGo.Get());
     if (holder.joinable()) holder.join();
@@ -85,7 +84,7 @@ class HeldFile {
   std::thread holder;
 };
 
-// Runs the operation while somebody holds the file, who lets go when the product has waited that often.
+// Runs the operation while the file is held. The file is released at the product's wait number `pauses`.
 template <typename Operation>
 auto WhileHeld(const std::wstring& path, Operation operation, int pauses = 2, DWORD share = FILE_SHARE_READ) {
   HeldFile file(path, share);

@@ -22,7 +22,7 @@ ObjectFacts Facts(std::string_view sddl) {
   return facts.value_or(ObjectFacts{});
 }
 
-// As the service judges a recovery file.
+// The service's verdict on a recovery file.
 ObjectVerdict VerdictOn(std::string_view sddl) {
   return JudgeObject(Facts(sddl), kClosedFile, kSystemSid);
 }
@@ -31,9 +31,9 @@ TEST(ObjectTrust, AFileThatThisServiceHasWrittenIsOurs) {
   EXPECT_EQ(VerdictOn("O:BAD:P(A;;FA;;;SY)(A;;FA;;;BA)"), ObjectVerdict::Ours);
 }
 
-// What CreateFile leaves in a folder whose rights come from the folder for all users' data: full access for the system,
-// the administrators and once more for the owner, who stands there for "creator owner"; users may read. They may add
-// files to such folders, but that entry is one for folders and does not come down to files.
+// What CreateFile sets in a folder that inherits from the folder for all users' data: full access for the system, the
+// administrators and again the owner (from "creator owner"); users may read. Users may add files to such folders, but
+// files do not inherit that entry.
 TEST(ObjectTrust, AFileOfAnEarlierVersionIsOurs) {
   EXPECT_EQ(VerdictOn("O:BAD:AI(A;ID;FA;;;SY)(A;ID;FA;;;BA)(A;ID;FA;;;BA)(A;ID;0x1200a9;;;BU)"), ObjectVerdict::Ours);
   EXPECT_EQ(VerdictOn("O:SYD:AI(A;ID;FA;;;SY)(A;ID;FA;;;BA)(A;ID;FA;;;SY)(A;ID;0x1200a9;;;BU)"), ObjectVerdict::Ours);
@@ -60,7 +60,7 @@ TEST(ObjectTrust, OnlyTheSystemAdministratorsAndTheOwnUserMayOwn) {
 
 TEST(ObjectTrust, AnOwnerThatCannotBeReadIsAStranger) {
   EXPECT_EQ(VerdictOn("D:P(A;;FA;;;SY)"), ObjectVerdict::Stranger);
-  // Nor does a user who cannot be read trust him.
+  // An unknown current user does not match an unknown owner.
   EXPECT_EQ(JudgeObject(Facts("D:P(A;;FA;;;SY)"), kClosedFile, ""), ObjectVerdict::Stranger);
 }
 
@@ -86,7 +86,7 @@ TEST(ObjectTrust, WhoeverMayWriteIsNamedInAnyWay) {
 TEST(ObjectTrust, TheOwnUserOfAConsoleMayWrite) {
   const ObjectFacts facts = Facts("O:S-1-5-21-1-2-3-1001D:P(A;;FA;;;SY)(A;;FA;;;BA)(A;;FA;;;S-1-5-21-1-2-3-1001)");
   EXPECT_EQ(JudgeObject(facts, kClosedFile, kOwnUser), ObjectVerdict::Ours);
-  // The service does not believe what a console left.
+  // The service does not trust what a console run left.
   EXPECT_EQ(JudgeObject(facts, kClosedFile, kSystemSid), ObjectVerdict::Stranger);
 }
 
@@ -136,7 +136,7 @@ TEST(ObjectTrust, AFolderWhoseRightsAreAboutToBeSetIsJudgedByItsOwner) {
 
 TEST(LogName, UsersMayAppendToTheLogThatIsUsed) {
   EXPECT_EQ(DecideLogName(Facts("O:BAD:(A;;FA;;;SY)(A;;FA;;;BA)(A;;0x120185;;;BU)"), kSystemSid), LogNameStep::Use);
-  // One of an earlier version, and of an installer.
+  // The log of an earlier version or of an installer.
   EXPECT_EQ(DecideLogName(Facts("O:SYD:AI(A;ID;FA;;;SY)(A;ID;0x1200a9;;;BU)"), kSystemSid), LogNameStep::Use);
 }
 

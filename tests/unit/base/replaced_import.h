@@ -1,5 +1,5 @@
-// Functions of the system, replaced for this program's own code, the product's included: the slots of its import table.
-// A test declares the slot: extern "C" decltype(&::Sleep) __imp_Sleep.
+// Replaces system functions for this program's own code, including the product's, in its import table. A test declares
+// the slot: extern "C" decltype(&::Sleep) __imp_Sleep.
 #pragma once
 
 #include <windows.h>
@@ -8,7 +8,7 @@
 
 namespace moorlak {
 
-// Another function in a slot's place while it lives.
+// Puts another function into a slot while this lives.
 template <typename Function>
 class ReplacedImport {
  public:

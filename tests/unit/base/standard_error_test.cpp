@@ -16,7 +16,7 @@ namespace {
 constexpr size_t kThreads = 4;
 constexpr size_t kLinesEach = 500;
 
-// Lines of one letter each, of many lengths; a letter belongs to one thread.
+// Lines of many lengths. Each consists of one letter, which identifies the thread.
 std::string Line(size_t thread, size_t index) {
   return std::string(1 + index * 7 % 200, static_cast<char>('a' + thread));
 }
@@ -33,7 +33,7 @@ std::vector<std::string> SplitLines(const std::string& text) {
 }
 
 TEST(StandardError, LinesOfSeveralThreadsStayWhole) {
-  // Opened for plain writing: Wine does not make writes of several threads through an appending handle atomic.
+  // Not opened for appending: under Wine, writes of several threads through an appending handle are not atomic.
   const TestFolder folder;
   const KernelHandle file(CreateFileW(folder.File(L"stderr").c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                                       CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -53,7 +53,7 @@ TEST(StandardError, LinesOfSeveralThreadsStayWhole) {
   const KernelHandle reader(CreateFileW(folder.File(L"stderr").c_str(), GENERIC_READ,
                                         FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr));
   auto lines = SplitLines(ReadToEnd(reader.Get()));
-  // Each thread's lines keep their order; the threads take turns.
+  // Each thread's lines keep their order; lines of different threads may alternate.
   std::stable_sort(lines.begin(), lines.end(), [](const auto& a, const auto& b) { return a.front() < b.front(); });
   EXPECT_EQ(lines, expected);
 }

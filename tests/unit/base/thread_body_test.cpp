@@ -9,7 +9,7 @@
 namespace moorlak {
 namespace {
 
-// What abort() leaves on this platform.
+// The exit code of abort() on this platform.
 constexpr int kAborted = 3;
 
 void RunOnAThreadOfItsOwn(void (*body)()) {

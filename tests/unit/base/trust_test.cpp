@@ -36,7 +36,7 @@ TEST_F(Trust, AnotherUsersFileIsNotTrusted) {
   const KernelHandle object = Open(file, READ_CONTROL);
   ASSERT_TRUE(object);
   EXPECT_FALSE(HasTrustedOwner(object.Get(), SE_FILE_OBJECT));
-  // Whose folder it lies in does not matter.
+  // The owner of the folder does not matter.
   EXPECT_TRUE(HasTrustedOwner(Open(folder.path, READ_CONTROL).Get(), SE_FILE_OBJECT));
 }
 
@@ -48,7 +48,7 @@ TEST_F(Trust, AnOwnerThatCannotBeReadIsNotTrusted) {
 }
 
 TEST_F(Trust, KernelObjectsAreJudgedByTheirOwnerToo) {
-  // The owners of a descriptor that is set at creation read back exactly.
+  // An owner in a descriptor that is set at creation is read back unchanged.
   const auto isTrusted = [](const std::wstring& sddl) {
     const auto descriptor = DescriptorFrom(sddl);
     SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor.Get(), FALSE};

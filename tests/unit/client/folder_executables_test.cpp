@@ -21,7 +21,7 @@ std::string Bytes(const std::u8string& text) {
   return {text.begin(), text.end()};
 }
 
-// A folder with a Cyrillic name; what is made in it goes with it.
+// A folder with a Cyrillic name; removed with its content.
 struct FolderExecutables : testing::Test {
   FolderExecutables() : folder(fs::temp_directory_path() / u8"программы moorlak") { fs::create_directory(folder); }
   ~FolderExecutables() override {
@@ -123,7 +123,7 @@ TEST_F(FolderExecutables, AreThoseThatTheServiceLists) {
   Names names = List(Path());
   EXPECT_EQ(names.size(), 3u);
   EXPECT_EQ(names, List(Path(), ListFolderExecutables));
-  // As it stands in JSON.
+  // The path as written in JSON.
   std::string doubled;
   for (const char byte : Path()) doubled.append(byte == '\\' ? 2 : 1, byte);
   EXPECT_EQ(List(doubled), List(doubled, ListFolderExecutables));

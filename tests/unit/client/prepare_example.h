@@ -1,5 +1,5 @@
-// A configuration and what a VPN start makes of it, written down by hand: the one expectation for the function, for the
-// Linux program and for the Windows command.
+// A configuration and what a VPN start makes of it, written by hand: one expectation for the function, the Linux
+// program and the Windows command.
 #pragma once
 
 #include <string_view>

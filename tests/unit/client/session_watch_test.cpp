@@ -86,7 +86,7 @@ TEST(SessionEnd, WhatCameBeforeTheLastAcceptedStartEndedAnEarlierSession) {
 
 TEST(SessionEnd, AServiceThatStopsEndsItsSession) {
   EXPECT_EQ(EnderAfter({"IPC start accepted", "MoorlakTunnel: stopping tunnel"}), SessionEnder::Service);
-  // The service says so of every stop of its own, whoever ended the session before.
+  // The service logs this at every stop of its own, whatever ended the session before.
   EXPECT_EQ(EnderAfter({"IPC start accepted", "IPC stop", "MoorlakTunnel: stopping tunnel"}),
             SessionEnder::OtherProgram);
 }

@@ -36,10 +36,10 @@ TEST(VisibleText, BytesThatAreNoUtf8BecomeEscapes) {
                         "a"),
             "\\xFFa");
   EXPECT_EQ(VisibleText("\x80"), "\\x80");
-  // Cut off at the end, and in the middle.
+  // Cut at the end and in the middle.
   EXPECT_EQ(VisibleText("\xE2\x80"), "\\xE2\\x80");
   EXPECT_EQ(VisibleText("\xE2\x80z"), "\\xE2\\x80z");
-  // An overlong slash, a surrogate, a number beyond Unicode.
+  // An overlong slash, a surrogate, a number outside Unicode.
   EXPECT_EQ(VisibleText("\xC0\xAF"), "\\xC0\\xAF");
   EXPECT_EQ(VisibleText("\xED\xA0\x80"), "\\xED\\xA0\\x80");
   EXPECT_EQ(VisibleText("\xF4\x90\x80\x80"), "\\xF4\\x90\\x80\\x80");

@@ -7,7 +7,7 @@
 namespace moorlak {
 namespace {
 
-// What the three patterns say, for texts that are short enough.
+// The result according to the three patterns, for texts that are short enough.
 std::string StripByPatterns(std::string text) {
   constexpr auto kFlags = std::regex::ECMAScript | std::regex::icase;
   static const std::regex patterns[] = {
@@ -97,7 +97,7 @@ TEST(AllowInsecure, EveryTextIsTreatedAsByTheThreePatternsInTheirOrder) {
   EXPECT_GT(changed, 500);
 }
 
-// Each of these keeps a scanner busy for minutes that looks again at what it skipped.
+// Each of these texts would keep a scanner that rereads skipped bytes busy for minutes.
 TEST(AllowInsecure, HostileTextsTakeLinearTime) {
   constexpr size_t kSize = 2u << 20;
   std::string heads;

@@ -8,7 +8,7 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-// Folders and their executables, and which folders were asked for.
+// Folders with their executables, and which folders were requested.
 struct Disk {
   std::map<std::string, Texts> folders;
   Texts asked;
@@ -53,7 +53,7 @@ TEST(BypassExecutables, EveryKnownProgramBringsItsCompanions) {
   };
   for (const auto& [key, group] : groups) EXPECT_EQ(Disk().Collect({key}), group) << key;
   EXPECT_EQ(Disk().Collect({R"(C:\Mozilla\FireFox.exe)"}), (Texts{"firefox.exe", "plugin-container.exe"}));
-  // A companion is no key.
+  // A companion is not a key.
   EXPECT_EQ(Disk().Collect({"msedge_proxy.exe"}), Texts{"msedge_proxy.exe"});
 }
 

@@ -11,8 +11,8 @@ namespace {
 
 constexpr uint32_t kSeed = 20261121;
 
-// A text that ends exactly where its memory ends, so that a checked build sees every read behind it, and begins at any
-// distance from a block's border.
+// A text that ends exactly where its memory ends, so that a checked build detects every read past the end. It may begin
+// at any distance from a block's border.
 struct ExactText {
   std::unique_ptr<char[]> memory;
   std::string_view text;
@@ -31,7 +31,7 @@ std::string RandomText(std::mt19937& random, std::string_view alphabet, size_t s
   return text;
 }
 
-// Bytes that are alike but for one bit: letters of both cases, their neighbours, and bytes of 128 and more.
+// Bytes that differ in one bit: letters of both cases, their neighbours, and bytes of 128 and more.
 constexpr std::string_view kAlphabet{"aAbB@`[{\x02\"\0\xC1\xE1", 13};
 
 size_t FindFolded(std::string_view text, std::string_view needle, size_t from) {
@@ -89,7 +89,7 @@ TEST(ByteSearch, AStartFarBehindTheTextFindsNothing) {
   EXPECT_EQ(FindText({}, "a", 0, LetterCase::Exact), kNotFound);
 }
 
-// From an alphabet of so few bytes, needles of some length are found in half of the texts.
+// With so small an alphabet, needles of various lengths are found in about half of the texts.
 void CompareTexts(std::string_view alphabet, LetterCase letterCase) {
   std::mt19937 random(kSeed);
   int found = 0;
@@ -125,7 +125,7 @@ TEST(ByteSearch, ATextIsFoundAtEveryPlaceAroundTheBordersOfBlocks) {
   const std::string needle = "Needle\xFF";
   for (size_t size = needle.size(); size <= 70; ++size) {
     for (size_t at = 0; at + needle.size() <= size; ++at) {
-      // All but the needle everywhere else: its first and its last byte match, the rest does not.
+      // Near misses everywhere else: the needle's first and last bytes match, the rest does not.
       std::string text(size, 'N');
       for (size_t i = 0; i < size; i += 2) text[i] = '\xFF';
       text.replace(at, needle.size(), needle);

@@ -100,7 +100,7 @@ TEST(ConfigMeta, SharePortsOf0AndAbove65535AreDropped) {
 TEST(ConfigMeta, SharePortsAreReadFiveDigitsAtATime) {
   EXPECT_EQ(MetaOf(R"("shareProxyPorts":[1,65535,65536])").shareProxyPorts, (Ports{1, 65535}));
   EXPECT_EQ(MetaOf(R"("shareProxyPorts":[123456, 1234567890, 00080])").shareProxyPorts,
-            (Ports{12345, 6, 12345, 80}));  // 67890 is no port.
+            (Ports{12345, 6, 12345, 80}));  // 67890 is not a port.
   EXPECT_EQ(MetaOf(R"("shareProxyPorts":[-5, 1.5, 7, 7])").shareProxyPorts, (Ports{5, 1, 5, 7, 7}));
 }
 
@@ -159,7 +159,7 @@ TEST(ConfigMeta, DirectDomainsThatAreNoHostTokensAreDropped) {
   EXPECT_EQ(MetaOf(R"("directDomains":["*.a.test","b c","d/e","f_g:1"])").directDomains, (Texts{"*.a.test", "f_g:1"}));
 }
 
-// The second quote of the empty item opens the next one, which is the comma.
+// The second quote of the empty item starts the next item, which is the comma.
 TEST(ConfigMeta, BehindAnEmptyItemTheTextsBetweenTheQuotesChangePlaces) {
   EXPECT_EQ(MetaOf(R"("bypassSubnets":["a","","b","c"])").bypassSubnets, (Texts{"a", ",", ","}));
 }

@@ -35,7 +35,7 @@ struct ConfigStaging : testing::Test {
   }
 };
 
-// False with the error that opening gives.
+// False if opening fails; the last error says why.
 bool CanOpen(const std::wstring& path, DWORD access, DWORD share) {
   return static_cast<bool>(KernelHandle(CreateFileW(path.c_str(), access, share, nullptr, OPEN_EXISTING, 0, nullptr)));
 }
@@ -57,8 +57,8 @@ bool EventuallyTrue(const std::function<bool()>& condition) {
   return true;
 }
 
-// A link to an empty folder of the test's own. It is taken away as a link: what follows a link by mistake finds nothing
-// behind it.
+// A link to an empty folder of the test. It is removed as a link, so code that wrongly follows a link finds only an
+// empty folder.
 struct FolderLink {
   explicit FolderLink(const std::wstring& path) : link(path), target(path + L"_target") {
     const std::wstring linuxLink = LinuxPath(link);
@@ -74,7 +74,7 @@ struct FolderLink {
     if (!made) return;
     EXPECT_TRUE(StartLinuxProgram(L"Z:\\bin\\unlink \"" + LinuxPath(link) + L"\""));
     EXPECT_TRUE(EventuallyTrue([this] { return !Exists(link); }));
-    // Fails when anything was put into the folder.
+    // Fails if anything was put into the folder.
     EXPECT_TRUE(RemoveDirectoryW(target.c_str()));
   }
 
@@ -207,7 +207,8 @@ TEST_F(ConfigStaging, WhileTheFileIsStagedOthersCanReadItAndNothingElse) {
   RemoveStagedConfig(*staged);
 }
 
-// A scanner that opens the file between its writing and its opening anew, and lets go after two of the product's waits.
+// A scanner that opens the file after it was written and before it is opened again. It closes the file at the second of
+// the product's waits.
 struct Scanner {
   explicit Scanner(const std::wstring& path) : instead(LetGoLater), replaced(Prepare(path), Open) {}
 
@@ -325,7 +326,7 @@ TEST_F(ConfigStaging, AFileThatAnEngineRunsOnStays) {
   EXPECT_FALSE(Exists(folder->path + L"\\vpn_config_2.json"));
 }
 
-// Another temporary directory, with a blank and Cyrillic letters in its name, and what a VPN session puts into it.
+// Another temporary folder, with a space and Cyrillic letters in its name, and what a VPN session puts into it.
 struct VpnStaging : testing::Test {
   VpnStaging() : parent((std::filesystem::temp_directory_path() / L"Временные файлы теста").wstring()) {
     GetEnvironmentVariableW(L"TMP", previous, MAX_PATH);
@@ -340,7 +341,7 @@ struct VpnStaging : testing::Test {
     RemoveFlatFolder(parent);
   }
 
-  // Files that stand in the folder before the session.
+  // Files that are in the folder before the session.
   void Fill(std::initializer_list<const wchar_t*> names) const {
     CreateDirectoryW(folder.c_str(), nullptr);
     for (const wchar_t* name : names) Touch(In(name));
@@ -479,7 +480,7 @@ TEST_F(VpnStaging, AnActiveFileThatSomebodyHoldsIsNotWrittenTo) {
   EXPECT_EQ(ReadWholeFile(active, 1000), "x");
 }
 
-// A file system of 64 KiB in a folder's place. To Wine that folder is a reparse point.
+// Replaces a folder with a file system of 64 KiB. Wine treats that folder as a reparse point.
 struct SmallDisk {
   explicit SmallDisk(const std::wstring& path) : folder(path) {
     CreateDirectoryW(folder.c_str(), nullptr);

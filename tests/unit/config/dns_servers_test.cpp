@@ -11,7 +11,7 @@ std::string Dns(std::string_view servers) {
   return "{\"dns\":{\"servers\":[" + std::string(servers) + "]}}";
 }
 
-// Distances are counted from the first quote of a name.
+// Distances count from the first quote of a name.
 std::string DnsWithDistances(size_t toServers, size_t toArray) {
   std::string text = "{\"dns\":{";
   text.append(1 + toServers - text.size(), ' ');
@@ -98,7 +98,7 @@ TEST(XrayDnsServers, AnArray65BytesFromItsNameIsNeitherReadNorKept) {
 TEST(XrayDnsServers, AnArrayOfBlanksIsAsGoodAsNone) {
   EXPECT_FALSE(HasXrayDnsServers(Dns("")));
   EXPECT_FALSE(HasXrayDnsServers(Dns(" \t\r\n")));
-  // A vertical tab is none of the four blanks.
+  // A vertical tab is not one of the four JSON blanks.
   EXPECT_TRUE(HasXrayDnsServers(Dns("\v")));
   EXPECT_TRUE(HasXrayDnsServers(Dns(R"("https://dns.test/q")")));
 }

@@ -74,7 +74,7 @@ TEST(EngineCounters, TheValueMayStandBeforeTheName) {
 }
 
 TEST(EngineCounters, AnObjectReachesFromABraceToTheNextClosingOne) {
-  // The brace of the inner object opens nothing, and what stands behind the first closing one belongs to no counter.
+  // The inner object's brace opens nothing, and what follows the first closing brace belongs to no counter.
   ExpectSums("\"stat\"{\"name\": \"" + kUp + "\", \"x\": {\"value\": 6}, \"value\": 7}", 6, 0);
   ExpectSums("\"stat\"{\"name\": \"" + kUp + "\", \"x\": {}, \"value\": 7}", 0, 0);
   ExpectSums("\"stat\"}" + Counter(kUp, "1") + "}" + Counter(kUp, "2"), 3, 0);

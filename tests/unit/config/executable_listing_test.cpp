@@ -28,7 +28,7 @@ std::string DoubleBackslashes(const std::string& path) {
   return doubled;
 }
 
-// As many executables as a program with many tools has.
+// As many executables as a program with many tools may have.
 void FillFolder(const TestFolder& folder, int count) {
   for (int i = 0; i < count; ++i) folder.Write(L"tool" + std::to_wstring(i) + L".exe", "x");
 }

@@ -15,14 +15,14 @@ using Json = nlohmann::json;
 
 constexpr char kBlanks[] = " \t\r\n";
 
-// The bytes [begin, end) and what stands there afterwards.
+// Replaces the bytes [begin, end) with a text.
 struct Edit {
   size_t begin;
   size_t end;
   std::string replacement;
 };
 
-// A configuration, its members' places and the edits that it gets.
+// A configuration, the positions of its members, and its edits.
 struct Document {
   const std::string& text;
   Json json;
@@ -70,7 +70,7 @@ std::string HostRule(const std::string& host) {
   return Rule("\"" + key + "\": [\"" + host + "\"]", "direct");
 }
 
-// The member with the blanks around it and a comma on each side.
+// Removes the member, the white space around it, and a comma on each side.
 void CutMetadata(Document& document) {
   const OutlineMember* meta = FindMember(document.outline, "/moorlakMeta");
   if (meta == nullptr) return;
@@ -81,7 +81,7 @@ void CutMetadata(Document& document) {
   document.edits.push_back({begin, end, ""});
 }
 
-// Each with one comma: the one before it where there is one.
+// Removes each member with one comma, the one before it if there is one.
 void CutAllowInsecure(Document& document) {
   for (const OutlineMember& member : document.outline) {
     if (!member.path.ends_with("/allowInsecure")) continue;

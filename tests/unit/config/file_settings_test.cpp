@@ -16,12 +16,12 @@ constexpr const char* kHarmless[] = {
     R"({"log":{"access":"","error":"none","loglevel":"warning","dnsLog":true}})",
     R"({"log":{"access":"\u006eone","error":"no\u006e\u0065"}})",
     R"({"log":{"access":null,"error":5}})",
-    // Only in a log.
+    // These names count only in a log.
     R"({"access":"C:\\x","error":"C:\\x"})",
     R"({"log":{},"access":"C:\\x"})",
     R"({"log":{"loglevel":"info"},"policy":{"error":"C:\\x"}})",
     R"({"logs":{"access":"C:\\x"},"lo":{"access":"C:\\x"}})",
-    // Texts and comments are no members.
+    // Texts and comments are not members.
     R"({"a":"\"log\":{\"access\":\"x\"}"})",
     R"({"a":["log","access","x","masterKeyLog","listen","/x"]})",
     R"({"log":"access"})",
@@ -44,7 +44,7 @@ TEST(FileSettings, FilesOfTheLogAreFoundUnderTheirNames) {
   EXPECT_EQ(FindFileSetting(R"({"log":{"access":"C:\\x.log"}})"), "log.access");
   EXPECT_EQ(FindFileSetting(R"({"log":{"loglevel":"none","error":"x"}})"), "log.error");
   EXPECT_EQ(FindFileSetting(R"({"log":{"access":" "}})"), "log.access");
-  // The engine means these words in small letters only.
+  // The engine only accepts these words in lower case.
   EXPECT_EQ(FindFileSetting(R"({"log":{"access":"None"}})"), "log.access");
   EXPECT_EQ(FindFileSetting(R"({"log":{"error":"none "}})"), "log.error");
   EXPECT_EQ(FindFileSetting(R"({"log":{"error":"\u0000"}})"), "log.error");
@@ -79,9 +79,9 @@ TEST(FileSettings, TheLongSAndTheKelvinSignAreLettersToo) {
   EXPECT_EQ(FindFileSetting("{\"ma\u017Fter\u212AeyLog\":\"x\"}"), "masterKeyLog");
   EXPECT_EQ(FindFileSetting(R"({"ma\u017Fter\u212aeyLog":"x"})"), "masterKeyLog");
   EXPECT_EQ(FindFileSetting("{\"li\u017Ften\":\"/x\"}"), "listen");
-  // In a value they are what they are.
+  // In a value they are not letters.
   EXPECT_EQ(FindFileSetting("{\"listen\":\"\u212A\"}"), "listen");
-  // A letter with an accent, one that looks alike, and a broken one are others.
+  // An accented letter, a look-alike and a broken encoding are different letters.
   for (const char* name : {"acc\u00E9ss", "\u0430ccess", "acce\xC5ss", "acces\xC5\xBF\xBF", "\xE2\x84"}) {
     EXPECT_EQ(FindFileSetting(std::string(R"({"log":{")") + name + R"(":"x"}})"), "") << name;
   }
@@ -107,7 +107,7 @@ TEST(FileSettings, CommentsMayStandBetweenAnyTwoTokens) {
 TEST(FileSettings, ALineEndBetweenStarAndSlashEndsAComment) {
   EXPECT_EQ(FindFileSetting("{/* *\n/\"log\":{\"access\":\"x\"}/* */}"), "log.access");
   EXPECT_EQ(FindFileSetting("{/* *\n\n/\"masterKeyLog\":\"x\"/* */}"), "masterKeyLog");
-  // And it counts, too, what is found where only "*/" ends one.
+  // A setting also counts if it is found only by readers for which nothing but "*/" ends a comment.
   EXPECT_EQ(FindFileSetting("{/* *\n/ \" */\"log\":{\"access\":\"x\"}}"), "log.access");
   EXPECT_EQ(FindFileSetting("{/* *\n/ \" */}"), "");
 }
@@ -115,7 +115,7 @@ TEST(FileSettings, ALineEndBetweenStarAndSlashEndsAComment) {
 TEST(FileSettings, EachOfSeveralMembersCounts) {
   EXPECT_EQ(FindFileSetting(R"({"log":{"access":"x","access":"none"}})"), "log.access");
   EXPECT_EQ(FindFileSetting(R"({"log":{"access":"none","Access":"x"}})"), "log.access");
-  // The engine keeps the one object's member when it reads the other.
+  // When the engine reads the second object, it keeps the first one's member.
   EXPECT_EQ(FindFileSetting(R"({"log":{"error":"x"},"log":{"loglevel":"info"}})"), "log.error");
   EXPECT_EQ(FindFileSetting(R"({"log":{},"a":{},"LOG":{"error":"x"}})"), "log.error");
   EXPECT_EQ(FindFileSetting(R"({"listen":"127.0.0.1","listen":"/x"})"), "listen");

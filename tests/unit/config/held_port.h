@@ -1,4 +1,4 @@
-// A loopback port that somebody listens on.
+// A loopback port with a listener.
 #pragma once
 
 #include <winsock2.h>
@@ -9,7 +9,7 @@
 namespace moorlak {
 
 struct HeldPort {
-  // 0 takes any. The member is 0 when the port could not be had.
+  // 0 takes any port. `port` is 0 if the port could not be taken.
   explicit HeldPort(uint16_t wanted = 0) {
     WSADATA data{};
     WSAStartup(MAKEWORD(2, 2), &data);
@@ -35,7 +35,7 @@ struct HeldPort {
   uint16_t port = 0;
 };
 
-// A connection that brings nothing and goes at once: a server's thread that waits for one gets on.
+// Connects, sends nothing and closes at once, so that a server's thread that waits for a connection continues.
 inline void KnockAt(uint16_t port) {
   const SOCKET socket = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
   sockaddr_in address{};

@@ -1,6 +1,6 @@
-// Megabytes that are made to keep a scanner busy or to exhaust its stack, through every operation on a configuration,
-// on a thread with next to no stack. An operation that looks again and again at what it has seen would not end within
-// anybody's patience; how long they take is measured elsewhere.
+// Megabytes made to keep a scanner busy or to exhaust its stack, through every operation on a configuration, on a
+// thread with a very small stack. An operation that rereads bytes again and again would practically never end.
+// Durations are measured elsewhere.
 #include <gtest/gtest.h>
 
 #include "config/allow_insecure.h"
@@ -44,7 +44,7 @@ std::string Repeated(std::string_view piece) {
   return text;
 }
 
-// None of them names a server, a port, an address, or anything that is to be removed.
+// None of them contains a server, a port, an address, or anything to be removed.
 const HostileText kTexts[] = {
     {"HeadsWithoutATail",
      [] {
@@ -54,7 +54,7 @@ const HostileText kTexts[] = {
      }},
     {"HeadsWithAFarTail",
      [] {
-       // Every head is too far away from the only tail. The gap of "tag" and "port" has no limit.
+       // Every head is too far from the only tail. The gap between "tag" and "port" has no limit.
        return Repeated(R"("protocol":"vless" "vnext" "outbounds" "servers" "protocol":"wireguard")") +
               std::string(2001, ' ') + R"("address":"far" "endpoint":"far")";
      }},
@@ -106,7 +106,7 @@ void ExpectNothingIsChanged(const std::string& text) {
   EXPECT_TRUE(meta.bypassSubnets.empty() && meta.blockedApps.empty());
 }
 
-// The text is no document, so where its pieces stand does not matter: it must hold what it held.
+// The text is not a JSON document, so the position of the insertions does not matter: its content must be kept.
 void ExpectItIsOnlyAddedTo(const std::string& text) {
   std::vector<std::string> dnsServers;
   ConfigMeta meta;
@@ -137,7 +137,7 @@ TEST_P(HostileTexts, PassThroughEveryOperationOnASmallStack) {
 INSTANTIATE_TEST_SUITE_P(Config, HostileTexts, testing::ValuesIn(kTexts),
                          [](const auto& instance) { return instance.param.name; });
 
-// What is long is not always wrong: these are read and cut in full, on the same stack.
+// Long texts may be valid: these are read and cut in full, on the same small stack.
 TEST(LongTexts, AreReadInFullOnASmallStack) {
   std::string text = R"({"moorlakMeta":{"bypassSubnets":[)" + Repeated(R"("10.0.0.0/8",)") + R"("x"]},"log":{}})";
   ConfigMeta meta;

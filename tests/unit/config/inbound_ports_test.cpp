@@ -11,7 +11,7 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-// A machine with these ports in use and these to hand out, 0 after the last.
+// A machine with busy ports, and with ports to hand out (0 after the last).
 struct Machine {
   std::set<uint16_t> busy;
   std::deque<uint16_t> picks;
@@ -233,7 +233,7 @@ TEST(RemapBusyPorts, WithoutAFreePortForTheApiNothingIsSaid) {
   EXPECT_EQ(TakeLogLines(), Lines{});
 }
 
-// What the probes answer when Winsock cannot start.
+// The probes' results if Winsock cannot start.
 TEST(RemapBusyPorts, WhenEveryPortCountsAsBusyAndNoneIsFreeTheErrorIsLoggedAndTheApiNotLookedAt) {
   Machine machine{{1080, 10086}, {}, {}};
   const std::string text = R"({"tag":"socks","port":1080},{"tag":"api","port":10086})";

@@ -24,12 +24,12 @@ TEST(JsonMembers, TheRootIsTheObjectThatTheTextBeginsWith) {
 }
 
 TEST(JsonMembers, ACommentEndsWhereTheEngineEndsIt) {
-  // A carriage return ends no line, and the star of an opening mark closes nothing.
+  // A carriage return does not end a line, and the star of an opening mark does not close the comment.
   EXPECT_EQ(SkipBlanksAndComments("//\r{\n}", 0), 5u);
   EXPECT_EQ(SkipBlanksAndComments("/*/ {*/}", 0), 7u);
   EXPECT_EQ(SkipBlanksAndComments("/***/}", 0), 5u);
   EXPECT_EQ(SkipBlanksAndComments("/* {", 0), 4u);
-  // Line ends between the star and the slash; and as others would read it.
+  // Line ends between the star and the slash; the last case as other readers see it.
   EXPECT_EQ(SkipBlanksAndComments("/* *\n\n/{ */", 0), 7u);
   EXPECT_EQ(SkipBlanksAndComments("/* *\n*\n/{", 0), 8u);
   EXPECT_EQ(SkipBlanksAndComments("/* *\n /{ */}", 0), 11u);
@@ -89,7 +89,7 @@ TEST(JsonMembers, AMillionOpenBracketsAreNoRecursion) {
 TEST(JsonMembers, TextsAreReadWithTheirEscapes) {
   EXPECT_EQ(ReadJsonText(R"("a\/b\\\"\n\u0041")"), "a/b\\\"\nA");
   EXPECT_EQ(ReadJsonText(R"("")"), "");
-  // Other characters than ASCII ones, and what is no escape, stay as they are written.
+  // Non-ASCII characters and invalid escapes stay as they are written.
   EXPECT_EQ(ReadJsonText(R"("\u00e9\uD83D\u00\x")"), R"(\u00e9\uD83D\u00\x)");
   EXPECT_FALSE(ReadJsonText("12"));
   EXPECT_FALSE(ReadJsonText("\""));

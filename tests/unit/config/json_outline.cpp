@@ -10,7 +10,7 @@ namespace {
 
 using Json = nlohmann::json;
 
-// Counts what the parser has read, whichever copy of the iterator it reads with.
+// Counts the bytes that the parser has read, whichever copy of the iterator it uses.
 struct CountingIterator {
   using iterator_category = std::input_iterator_tag;
   using value_type = char;
@@ -36,7 +36,7 @@ struct CountingIterator {
   bool operator!=(const CountingIterator& other) const { return position != other.position; }
 };
 
-// The parser's events, each at the moment when it has read the event's last byte; of a number it has read one more.
+// The parser's events. At each event it has read the event's last byte; after a number it has read one byte more.
 class Outliner : public nlohmann::json_sax<Json> {
  public:
   Outliner(std::string_view document, const size_t& bytesRead) : text(document), consumed(bytesRead) {}

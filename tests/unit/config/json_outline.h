@@ -1,4 +1,4 @@
-// Where the members of a JSON document stand in its text, told by a JSON parser.
+// The positions of a JSON document's members in its text, according to a JSON parser.
 #pragma once
 
 #include <cstddef>
@@ -8,19 +8,19 @@
 
 namespace moorlak {
 
-// Byte positions: of the key's first quote, and of the value from its first byte to behind its last.
+// Byte positions: the key's first quote, and the value from its first byte to the byte after its last.
 struct OutlineMember {
-  // As "/inbounds/0/port".
+  // For example "/inbounds/0/port".
   std::string path;
   size_t keyBegin = 0;
   size_t valueBegin = 0;
   size_t valueEnd = 0;
 };
 
-// The members of all objects, an object's own member before those inside it. Throws for a text that is no JSON.
+// The members of all objects, each before the members inside it. Throws if the text is not JSON.
 std::vector<OutlineMember> OutlineJson(std::string_view text);
 
-// Null when there is none.
+// Null if there is none.
 const OutlineMember* FindMember(const std::vector<OutlineMember>& outline, std::string_view path);
 
 }  // namespace moorlak

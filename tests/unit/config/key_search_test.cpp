@@ -27,7 +27,7 @@ size_t LastKey(std::string_view text, std::string_view key) {
   return last;
 }
 
-// The first "name" in any case behind which a colon or a byte no greater than a blank stands.
+// The first "name" in any case that is followed by a colon or by a byte not greater than a space.
 size_t FirstMember(std::string_view text, std::string_view name) {
   for (size_t at = FindKey(text, name, 0, LetterCase::Ignore); at != kNotFound;
        at = FindKey(text, name, at + 1, LetterCase::Ignore)) {

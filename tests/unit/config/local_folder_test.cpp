@@ -5,7 +5,7 @@
 namespace moorlak {
 namespace {
 
-// The root that was asked for, "none" when nothing was.
+// The root whose drive type was requested, "none" if none was.
 std::string AskedFor(std::string_view folder) {
   std::string asked = "none";
   EXPECT_FALSE(IsLocalFolder(folder, [&asked](const std::string& root) {

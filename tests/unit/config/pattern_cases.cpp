@@ -8,7 +8,7 @@ namespace {
 
 using Tokens = std::vector<std::string>;
 
-// What every soup has: the signs of the language, all white space, and bytes that are neither.
+// Part of every soup: JSON's signs, all white space, and bytes that are neither.
 const Tokens& CommonTokens() {
   static const Tokens tokens = {
       ":",    ":",    ":",    " ",        " ",    "\t",   "\n",
@@ -20,7 +20,7 @@ const Tokens& CommonTokens() {
   return tokens;
 }
 
-// The pattern's own tokens weigh as much as the common ones at least.
+// The pattern's own tokens make up at least half.
 Soup SoupOf(const Tokens& own, size_t mostTokens = 24) {
   Soup soup;
   soup.mostTokens = mostTokens;
@@ -43,8 +43,8 @@ std::string Upper(std::string text) {
   return text;
 }
 
-// A key in its quotes, in other letters, without one of its quotes, and with bytes that differ from the right ones in
-// the bit in which capitals differ from small letters.
+// A key in quotes, in other letter cases, without one of its quotes, and with bytes that differ from the right ones in
+// the bit that distinguishes upper from lower case.
 Tokens KeyTokens(const std::string& key) {
   std::string bitOff = '"' + key + '"';
   std::ranges::replace(bitOff, '_', '\x7F');
@@ -52,7 +52,7 @@ Tokens KeyTokens(const std::string& key) {
           key + "\":",     bitOff + ":",      "\x02" + key + "\x02:", '"' + key + ' ',          '"' + key + "\"\x1A"};
 }
 
-// Keys of lists in any letter case, and what such lists hold.
+// Keys of lists in any letter case, and typical items of such lists.
 PatternCase ListCase(const std::string& name, const char* expression, const std::string& key) {
   const Tokens lists = {"[",
                         "]",
@@ -134,7 +134,7 @@ std::optional<TextMatch> FindSocksProtocol(std::string_view text, size_t from) {
   return FindMemberWithText(text, "protocol", {"socks"}, from);
 }
 
-// Adds heads and tails, as near-limit material and as tokens.
+// Adds heads and tails, both as tokens and for gaps near the limit.
 Soup GapSoup(const Tokens& own, const Tokens& heads, const Tokens& tails, size_t longestGap) {
   Soup soup = SoupOf(Joined(own, Joined(heads, tails)), 18);
   soup.heads = heads;
@@ -143,7 +143,7 @@ Soup GapSoup(const Tokens& own, const Tokens& heads, const Tokens& tails, size_t
   return soup;
 }
 
-// Servers that count and such that do not, so that a search has to go on.
+// Servers that count and servers that do not, so that a search must continue.
 Tokens ServerTails(const std::string& key) {
   const std::string head = '"' + key + "\":";
   return {head + "\"a.b\"",        head + "\"127.0.0.1\"", head + "\"LocalHost\"",  '"' + key + "\"\v:\f\"Srv:443\"",
@@ -155,7 +155,7 @@ Tokens NearMisses(const std::string& key) {
   return {key + "\":\"e\"", '"' + key + "\":\"", '"' + Upper(key) + "\":\"f\"", '"' + key + "\"\x85:\"g\""};
 }
 
-// A head that is its key alone; the second of the last two shares a quote with the one before it.
+// A head that is only its key. The last one contains the key twice with a shared quote.
 Tokens BareHeads(const std::string& key) {
   const std::string quoted = '"' + key + '"';
   return {quoted, quoted + ":", quoted, quoted + key + '"'};
@@ -178,7 +178,7 @@ PatternCase BareKeyCase(const std::string& name, const char* expression, const s
                  {head, FindAddress, longestGap});
 }
 
-// "member":"value" in several spellings, the last one followed by one that shares a quote with it.
+// "member":"value" in several spellings. One of them is the last value twice with a shared quote.
 Tokens MemberHeads(const std::string& key, const std::vector<std::string>& values) {
   Tokens heads;
   for (const std::string& value : values) heads.push_back('"' + key + "\":\"" + value + '"');
@@ -251,7 +251,7 @@ std::vector<PatternCase> InboundCases() {
   const Tokens protocolHeads = MemberHeads("protocol", {"socks"});
   const Tokens protocolMisses = Joined(HeadNearMisses("protocol", "socks"), PortNearMisses());
   return {
-      // Without a limit; a long gap is looked at all the same.
+      // Without a limit; long gaps are tested all the same.
       GapCase("SocksTagThenPort", R"re("tag"\s*:\s*"(?:in_proxy|socks-in|socks)"[\s\S]*?"port"\s*:\s*(\d+))re",
               GapSoup(Joined(HeadNearMisses("tag", "socks"), PortNearMisses()), tagHeads, PortMembers(), 1500),
               {socksTag, FindPort, kAnyGap}),
@@ -291,7 +291,7 @@ std::vector<PatternCase> PreparationCases() {
   };
 }
 
-// "allowInsecure"\s*:\s*(true|false|1|0), put together from the smaller scanners.
+// "allowInsecure"\s*:\s*(true|false|1|0), composed of the smaller scanners.
 std::optional<TextMatch> FindAllowInsecure(std::string_view text, size_t from) {
   for (size_t key = FindKey(text, "allowInsecure", from, LetterCase::Ignore); key != kNotFound;
        key = FindKey(text, "allowInsecure", key + 1, LetterCase::Ignore)) {

@@ -1,5 +1,4 @@
-// Every expression that the reading of a configuration is defined by, with texts made for it and the scanner that
-// stands for it.
+// Every expression that defines how a configuration is read, with texts made for it and the scanner that implements it.
 #pragma once
 
 #include <string>
@@ -18,7 +17,7 @@ struct PatternCase {
   Pattern pattern;
   Soup soup;
   AllMatches scan;
-  // What the scan is made of, when the pattern has a gap.
+  // The parts of the scan, if the pattern has a gap.
   std::optional<GapPattern> gap = std::nullopt;
   CapturedIn captured = CapturedIn::Tail;
 };
@@ -28,10 +27,10 @@ inline void PrintTo(const PatternCase& pattern, std::ostream* out) {
 }
 
 const std::vector<PatternCase>& PatternCases();
-// The case must be there.
+// The case must exist.
 const PatternCase& CaseNamed(const std::string& name);
 
-// Collects the matches of a scanner that is asked for the first match at or behind a position.
+// Collects the matches of a scanner that returns the first match at or after a position.
 AllMatches Iterate(std::function<std::optional<TextMatch>(std::string_view text, size_t from)> find);
 // A match across a gap as one match.
 TextMatch Whole(const GapMatch& match, CapturedIn captured);

@@ -1,4 +1,4 @@
-// The operations whose scanners nobody else can call, against the same operations written with the expressions.
+// Operations whose scanners are internal, compared with the same operations written with the expressions.
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <limits>
@@ -19,11 +19,11 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-// Fewer than for the scanners themselves: these show that the operations hand the right keys, values and limits to
-// scanners that have been compared already.
+// Fewer rounds than for the scanners themselves: these tests show that the operations pass the right keys, values and
+// limits to scanners that have already been compared.
 constexpr int kRounds = kSoupRounds / 4;
 
-// Calls a check with a random text for each round, until the check fails.
+// Calls a check with one random text per round until the check fails.
 void ForEachText(const Soup& soup, int rounds, const std::function<void(std::mt19937&, const std::string&)>& check) {
   std::mt19937 random(kSoupSeed);
   for (int round = 0; round < rounds; ++round) {
@@ -33,7 +33,7 @@ void ForEachText(const Soup& soup, int rounds, const std::function<void(std::mt1
   }
 }
 
-// A soup of the tokens of several patterns.
+// A soup of several patterns' tokens.
 Soup MixedSoup(const Lines& names) {
   Soup soup;
   soup.mostTokens = 30;
@@ -109,7 +109,7 @@ INSTANTIATE_TEST_SUITE_P(Config, ServerAddressByPattern, testing::ValuesIn(WithM
 
 const Lines kSocksCases = {"SocksTagThenPort", "SocksProtocolThenPort", "PortThenSocksProtocol"};
 
-// 0 for what is no port.
+// 0 for an invalid port.
 uint16_t PortOf(const std::string& digits) {
   if (digits.empty() || digits.size() > 5 || std::stoul(digits) > 65535) return 0;
   return static_cast<uint16_t>(std::stoul(digits));
@@ -179,7 +179,7 @@ bool IsBusy(uint16_t port) {
   return port % 4 == 0;
 }
 
-// Puts the replacement in place of the first occurrence.
+// Replaces the first occurrence.
 bool ReplaceFirstOf(std::string& text, const std::string& old, const std::string& replacement) {
   const size_t at = text.find(old);
   if (at == std::string::npos) return false;
@@ -187,7 +187,7 @@ bool ReplaceFirstOf(std::string& text, const std::string& old, const std::string
   return true;
 }
 
-// A picked port of 0 means that there is none.
+// A picked port of 0 means that no port is free.
 std::string RemapByExpressions(std::string text, uint16_t picked, Lines& log) {
   const std::string old = std::to_string(ReadSocksPorts(text).detected);
   const std::string now = std::to_string(picked);
@@ -225,7 +225,7 @@ TEST(PortRemapByPattern, ChangesWhatTheExpressionsFind) {
   };
   ForEachText(soup, kRounds, check);
   EXPECT_GT(changed, kRounds / 40);
-  // With gaps about as long as the API port's may be.
+  // With gap lengths around the API port's limit.
   ForEachText(CaseNamed("ApiTagThenPort").soup, kRounds, check);
 }
 
@@ -240,7 +240,7 @@ TEST(PreparationByPattern, ReplacesEveryIpv6Listen) {
   const PatternCase& listen = CaseNamed("Ipv6Listen");
   int changed = 0;
   ForEachText(listen.soup, kRounds, [&](std::mt19937&, const std::string& soup) {
-    // Without a brace there is no place for any of the other edits.
+    // Without a brace no other edit applies.
     const std::string text = Without(soup, "{");
     const std::string expected = ReplaceMatchesOf(listen.pattern, text, "\"listen\": \"127.0.0.1\"");
     std::vector<std::string> dnsServers;
@@ -257,7 +257,7 @@ TEST(DnsServersByPattern, AreTheFirstFourDifferentQuotedAddresses) {
   const PatternCase& address = CaseNamed("QuotedAddress");
   int several = 0;
   ForEachText(address.soup, kRounds, [&](std::mt19937& random, const std::string& soup) {
-    // An array that ends where this test says.
+    // Keeps only what cannot end the array, so that it ends where this test says.
     std::string array = Without(soup, "[]{}\\");
     if (std::ranges::count(array, '"') % 2 != 0) array += '"';
     if (random() % 4 == 0) array += "\"4.4.4.4\",\"5.5.5.5\",\"4.4.4.4\",\"6.6.6.6\",\"7.7.7.7\"";

@@ -9,7 +9,7 @@ namespace {
 
 struct CompiledPattern {
   std::regex expression;
-  // The quoted key that every match holds, empty when the expression begins with none.
+  // The quoted key at the start of every match; empty if the expression does not begin with one.
   std::string key;
 };
 
@@ -20,7 +20,7 @@ std::string LeadingKey(const Pattern& pattern) {
   return std::regex_search(expression, match, std::regex("^\"\\w+\"")) ? match.str() : std::string();
 }
 
-// Compiled once for each pattern: a gap of 2000 bytes is 2000 states, which costs more than a search.
+// Compiled once per pattern: a gap of 2000 bytes is 2000 states, and compiling them costs more than a search.
 const CompiledPattern& Compiled(const Pattern& pattern) {
   static std::map<std::pair<const char*, LetterCase>, CompiledPattern> compiled;
   const std::pair<const char*, LetterCase> key(pattern.expression, pattern.letterCase);
@@ -37,7 +37,7 @@ const CompiledPattern& Compiled(const Pattern& pattern) {
 std::vector<PlainMatch> MatchesOf(const Pattern& pattern, const std::string& text) {
   std::vector<PlainMatch> matches;
   const CompiledPattern& compiled = Compiled(pattern);
-  // Spares the expression most of the texts that are made for another one.
+  // Skips most of the texts that were made for another expression.
   if (text.find(compiled.key) == std::string::npos) return matches;
   const char* const begin = text.data();
   for (std::cregex_iterator match(begin, begin + text.size(), compiled.expression), end; match != end; ++match) {

@@ -1,4 +1,4 @@
-// What std::regex makes of a text. Its engine recurses for every byte: the texts have to stay within some kilobytes.
+// The results of std::regex on a text. Its engine recurses for every byte, so texts must stay below a few kilobytes.
 #pragma once
 
 #include <string>
@@ -10,19 +10,19 @@
 
 namespace moorlak {
 
-// An ECMAScript pattern; the expression is a string literal.
+// An ECMAScript pattern. The expression must be a string literal.
 struct Pattern {
   const char* expression = "";
   LetterCase letterCase = LetterCase::Exact;
 };
 
-// Every match from the text's begin to its end, each with its first group (empty when the pattern has none).
+// All matches from begin to end, each with its first group (empty if the pattern has none).
 std::vector<PlainMatch> MatchesOf(const Pattern& pattern, const std::string& text);
 
 // The text with every match replaced by the same literal text.
 std::string ReplaceMatchesOf(const Pattern& pattern, const std::string& text, std::string_view replacement);
 
-// True when the whole text is one match.
+// True if the whole text is one match.
 bool IsMatchOf(const Pattern& pattern, const std::string& text);
 
 }  // namespace moorlak

@@ -1,4 +1,4 @@
-// Every scanner against the expression that it stands for, on random texts made for it.
+// Every scanner compared with the expression that it implements, on random texts made for it.
 #include <gtest/gtest.h>
 
 #include "unit/config/pattern_cases.h"
@@ -15,7 +15,7 @@ TEST_P(PatternScanners, FindEveryMatchThatTheExpressionFinds) {
     EXPECT_EQ(result.difference->found, result.difference->expected);
     FAIL() << Describe(result.difference->round, result.difference->text);
   }
-  // Comparing nothing with nothing would show nothing.
+  // Without matches the comparison would show nothing.
   EXPECT_GT(result.textsWithMatch, result.texts / 10);
   EXPECT_LT(result.textsWithMatch, result.texts - result.texts / 10);
   EXPECT_GT(result.textsWithSeveral, result.texts / 100);
@@ -37,7 +37,7 @@ TEST(PatternScannersOfWholeTexts, ADottedQuadIsWhatTheExpressionSays) {
   std::mt19937 random(kSoupSeed);
   int accepted = 0;
   for (int round = 0; round < kSoupRounds; ++round) {
-    // Half of the texts are a dotted quad but for a byte or none.
+    // Half of the texts are a dotted quad with at most one byte changed.
     std::string text = TokenSoup(random, tokens, 7);
     if (round % 2 == 0) {
       text = "12.0.255.7";

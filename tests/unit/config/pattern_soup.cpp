@@ -19,7 +19,7 @@ std::string NearLimitText(std::mt19937& random, const Soup& soup) {
   const size_t length = soup.longestGap - 1 + random() % 3;
   std::string gap;
   if (random() % 4 == 0) gap = TokenSoup(random, soup.tokens, kFewTokens);
-  // One kind of byte each, so that the gap looks like text, like white space, like quotes or like no text at all.
+  // Each filler is one kind of byte, so that the gap looks like text, white space, quotes or no text at all.
   constexpr char kFillers[] = {'x', 'x', ' ', '\n', '\v', '"', '\\', '7', '\0', '\x80', '\xFF'};
   gap.resize(length, kFillers[random() % sizeof(kFillers)]);
   return TokenSoup(random, soup.tokens, kFewTokens) + OneOf(random, soup.heads) + gap + OneOf(random, soup.tails) +

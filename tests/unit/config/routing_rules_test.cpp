@@ -7,7 +7,7 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-// An executable in every folder.
+// One executable in every folder.
 void OneExecutable(const std::string&, const ExecutableVisitor& visit) {
   visit("Helper.exe");
 }
@@ -28,7 +28,7 @@ std::string Rule(const std::string& matcher, const std::string& outbound) {
          "\"\n    },\n";
 }
 
-// The rules for the server 203.0.113.5 alone. The last one's comma is kept or not.
+// The rules for the server 203.0.113.5 alone, with or without the last comma.
 std::string ServerRules(bool lastComma) {
   std::string rules = Rule(R"("inboundTag": ["api"])", "api") + Rule(R"("ip": ["203.0.113.5"])", "direct") +
                       Rule(R"("ip": ["1.1.1.1"])", "direct") + Rule(R"("network": "tcp,udp")", "proxy");

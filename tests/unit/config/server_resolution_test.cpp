@@ -15,7 +15,7 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-// Too long for a label of a name, so that no resolver asks the network for it.
+// Too long for a DNS label, so no resolver asks the network for it.
 const std::string kNoName = std::string(64, 'x') + ".invalid";
 
 TEST(ServerResolution, AnEmptyHostHasNoAddress) {
@@ -33,7 +33,7 @@ TEST(ServerResolution, ANameIsLookedUp) {
   EXPECT_EQ(ResolveServerIPv4("LocalHost"), Texts{"127.0.0.1"});
 }
 
-// The answer is made by hand: Wine hands every address over once, whatever the hosts file holds.
+// The list is built by hand: Wine returns every address only once, whatever the hosts file contains.
 TEST(ServerResolution, ANameThatResolvesTwiceToTheSameAddressYieldsOneElement) {
   std::array<sockaddr_in, 4> addresses{};
   std::array<ADDRINFOW, 4> answer{};

@@ -17,8 +17,8 @@ namespace {
   work();
 }
 
-// The system may give a thread more than it is asked for: what is too much is taken away before the call. Two pages
-// stay untouched for the system itself, which wants them at the lower end.
+// The system may give a thread more stack than requested: the excess is taken away before the call. Two pages at the
+// lower end stay untouched, because the system needs them.
 DWORD WINAPI Body(void* context) {
   constexpr size_t kGuard = 8u << 10;
   ULONG_PTR low = 0;

@@ -1,4 +1,4 @@
-// Running something where there is next to no stack.
+// Runs a function with a very small stack.
 #pragma once
 
 #include <cstddef>
@@ -6,11 +6,11 @@
 
 namespace moorlak {
 
-// What a session's deepest thread may be left with.
+// The stack that a session's deepest thread may have left.
 inline constexpr size_t kSmallStack = 64u << 10;
 
-// Calls the function on a thread of its own that has no more stack than this, and waits for it. False when there is no
-// such thread. More stack than that ends the program.
+// Calls the function on a new thread with only this much stack and waits for it. False if the thread cannot be created.
+// Using more stack ends the program.
 bool RunOnSmallStack(const std::function<void()>& work);
 
 }  // namespace moorlak

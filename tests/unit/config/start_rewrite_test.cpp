@@ -28,7 +28,7 @@ struct StartRewrite : testing::TestWithParam<std::string> {
   const Json output = Json::parse(rewritten);
 };
 
-// The first difference with what stands around it: the texts are too long to be printed.
+// Reports the first difference with its surroundings: the texts are too long to print.
 testing::AssertionResult SameText(const std::string& expected, const std::string& actual) {
   if (expected == actual) return testing::AssertionSuccess();
   const size_t shorter = std::min(expected.size(), actual.size());
@@ -93,7 +93,7 @@ TEST_P(StartRewrite, PutsItsRulesInTheirOrderInFrontOfTheConfigurationsOwn) {
   EXPECT_EQ(output["routing"]["rules"], rules);
 }
 
-// Without what a start takes out or replaces.
+// Without what a start removes or replaces.
 Json Untouched(Json value) {
   if (value.is_object()) {
     value.erase("allowInsecure");
@@ -148,8 +148,8 @@ TEST_P(StartRewrite, DoneOnceLeavesNothingToRemapToStripOrToCut) {
   EXPECT_TRUE(meta.panelHost.empty() && meta.bypassSubnets.empty() && meta.directDomains.empty());
 }
 
-// The sections, the name servers and the inbounds are recognised; only rules are put in front of whatever rules are
-// there.
+// The sections, the name servers and the inbounds are recognised. Only rules are inserted again, before the existing
+// ones.
 TEST_P(StartRewrite, PreparedAgainAddsOnlyTheRulesOnceMore) {
   std::string meta = fixture.text;
   std::vector<std::string> xrayDnsServers;
@@ -161,7 +161,7 @@ TEST_P(StartRewrite, PreparedAgainAddsOnlyTheRulesOnceMore) {
   EXPECT_TRUE(SameText(expected, again));
 }
 
-// The rule looks for a port behind any "api" tag, and the inserted section has one.
+// The rule searches for a port after any "api" tag, and the inserted section contains such a tag.
 TEST(StartRewriteOfAnAddedApiSection, MovesTheFirstPortCloseBehindItAsIfItWereTheApis) {
   size_t found = 0;
   for (const ConfigFixture& fixture : ConfigFixtures()) {

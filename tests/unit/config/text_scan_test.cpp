@@ -53,8 +53,8 @@ const std::vector<std::string>& Tokens() {
   return tokens;
 }
 
-// Compares a scanner with its pattern on many soups; shows how often it matched, so that the comparison is none of
-// "nothing" with "nothing".
+// Compares a scanner with its pattern on many soups and checks how often they match, so that the comparison is not
+// empty.
 void ExpectSameAsPattern(const char* pattern, bool ignoreCase, const Scanner& scan) {
   const std::regex expression(pattern,
                               ignoreCase ? std::regex::ECMAScript | std::regex::icase : std::regex::ECMAScript);
@@ -166,8 +166,7 @@ TEST(TextScan, DecimalNumbersAreReadWithoutOverflow) {
   EXPECT_FALSE(ParseDecimal("0x1", kAny));
 }
 
-// A scanner that looked again at what it skipped would need minutes for these: megabytes that all but match, many times
-// over.
+// Megabytes of near misses: a scanner that rereads skipped bytes would need minutes for them.
 TEST(TextScan, HostileTextsTakeLinearTime) {
   constexpr size_t kSize = 2u << 20;
   std::string heads;

@@ -1,5 +1,4 @@
-// Random texts out of the pieces that a pattern is about, short enough for std::regex, and std::regex's opinion of
-// them.
+// Random texts composed of a pattern's pieces, short enough for std::regex, and the result of std::regex on them.
 #pragma once
 
 #include <optional>
@@ -18,7 +17,7 @@ inline std::string TokenSoup(std::mt19937& random, const std::vector<std::string
   return soup;
 }
 
-// One match in plain values, so that a failed comparison prints what differs.
+// One match as plain values, so that a failed comparison prints the difference.
 struct PlainMatch {
   size_t begin = kNotFound;
   size_t end = kNotFound;

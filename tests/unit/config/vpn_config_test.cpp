@@ -52,7 +52,7 @@ size_t CountOf(std::string_view text, std::string_view part) {
   return count;
 }
 
-// Present already, so that only the edit under test is seen.
+// Present already, so that only the edit under test is visible.
 const std::string kAllSections = R"("stats":{},"policy":{},"api":{},"dns":{"servers":["1.1.1.1"]})";
 
 TEST(VpnConfig, AllSectionsStandBehindTheFirstBraceDnsApiPolicyStats) {
@@ -185,7 +185,7 @@ TEST(VpnConfig, BlockedAppsBringTheTunInboundAndTheirCount) {
                                  "split-tunnel: Xray native TUN inbound injected (per-process bypass)"}));
   EXPECT_EQ(prepared.diagnostics.back(),
             "VPN Service: Added routing rules - VPN server () + app panel -> direct, all other -> proxy");
-  // The API inbound comes last and so stands first.
+  // The API inbound is inserted last and so comes first in the text.
   const std::string inbounds = prepared.text.substr(prepared.text.find(kApiInbound));
   EXPECT_EQ(inbounds, std::string(kApiInbound) + InjectTunInbound("\"inbounds\":[{}]}", {"1.1.1.1"}).substr(12));
 }
@@ -209,7 +209,7 @@ TEST(VpnConfig, RulesThatFindNoPlaceAreReportedAndTheRestGoesOn) {
 }
 
 TEST(VpnConfig, TheServersAddressIsThatOfTheTextAsItCame) {
-  // The replaced listen is longer, which would bring the address out of the pattern's reach.
+  // The replaced listen is longer and would move the address beyond the pattern's limit.
   const std::string gap(1000 - std::string_view(R"("listen":"[::1]")").size(), ' ');
   EXPECT_EQ(Prepare(R"({"protocol":"vless""listen":"[::1]")" + gap + R"("address":"srv.test"})").diagnostics.front(),
             "VPN Service: Extracted server address: srv.test");

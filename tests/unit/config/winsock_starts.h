@@ -1,4 +1,4 @@
-// How often Winsock is started in this process. Libraries that the system loads may have started it, too.
+// How often Winsock has been started in this process. Libraries loaded by the system may have started it, too.
 #pragma once
 
 #include <winsock2.h>
@@ -6,7 +6,7 @@
 
 namespace moorlak {
 
-// Counts by ending every start, and starts Winsock as often again. Only while no other thread uses it.
+// Counts by ending every start, then starts Winsock as often again. Call it only while no other thread uses Winsock.
 inline int WinsockStarts() {
   int starts = 0;
   while (WSACleanup() == 0) ++starts;

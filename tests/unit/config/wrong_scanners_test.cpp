@@ -1,5 +1,4 @@
-// The test of the comparison itself: scanners with one fault each, the faults that are easily made, have to be told
-// from the right ones on the same random texts.
+// Tests the comparison itself: it must catch scanners with one typical fault each, on the same random texts.
 #include <algorithm>
 #include <gtest/gtest.h>
 
@@ -10,7 +9,7 @@ namespace {
 
 enum class Fault {
   None,
-  // Of a gap.
+  // Faults of a gap.
   LimitOneShort,
   LimitOneLong,
   CountedToTheTailsEnd,
@@ -18,14 +17,14 @@ enum class Fault {
   LastTailTaken,
   TailInsideTheHead,
   LastTailOfTheTextTaken,
-  // Of single bytes.
+  // Faults of single bytes.
   VerticalTabIsNoBlank,
   SignedBytesAreBlank,
   ControlBytesAreBlank,
   TextEndsAtNul,
   CaseBitOfEveryByteIgnored,
   CaseNotIgnored,
-  // Of values.
+  // Faults of values.
   EscapedQuoteGoesOn,
   EmptyTextTaken,
   EmptyTextEndsTheSearch,
@@ -33,11 +32,11 @@ enum class Fault {
   SixDigitsTaken,
   NoDigitTaken,
   ListGoesOnToTheLastBracket,
-  // Of the iteration.
+  // Faults of the iteration.
   ResumedInsideTheMatch,
 };
 
-// A scanner written in the plainest way, with its fault: the texts are short.
+// The simplest possible scanner with a fault: speed does not matter, because the texts are short.
 struct PlainScanner {
   Fault fault;
 
@@ -163,7 +162,7 @@ struct PlainScanner {
     return Is(Fault::LimitOneLong) ? pattern.longestGap + 1 : pattern.longestGap;
   }
 
-  // The tail of a head, when there is one in reach.
+  // The nearest tail within the limit of a head, if there is one.
   std::optional<TextMatch> FindTail(std::string_view text, const GapPattern& pattern, const TextMatch& head) const {
     std::optional<TextMatch> taken;
     const size_t from = Is(Fault::TailInsideTheHead) ? head.end - 1 : head.end;
@@ -215,7 +214,7 @@ struct PlainScanner {
 struct FaultyScanner {
   std::string name;
   Fault fault;
-  // The pattern that it stands for.
+  // The pattern that it implements.
   std::string pattern;
 };
 
@@ -223,7 +222,7 @@ void PrintTo(const FaultyScanner& scanner, std::ostream* out) {
   *out << scanner.name << " in " << scanner.pattern;
 }
 
-// The patterns whose gap has a limit: each one's limit is to be seen in its own texts.
+// The patterns whose gap has a limit. Their own texts must reveal a wrong limit.
 const std::vector<std::string>& LimitedGaps() {
   static const std::vector<std::string> names = {
       "KnownProtocolThenAddress", "VnextThenAddress",      "WireGuardThenEndpoint", "OutboundsThenAddress",
@@ -292,7 +291,7 @@ TEST_P(WrongScanners, AreCaught) {
 INSTANTIATE_TEST_SUITE_P(Config, WrongScanners, testing::ValuesIn(FaultyScanners()),
                          [](const auto& instance) { return instance.param.name + "In" + instance.param.pattern; });
 
-// Otherwise the ones with a fault could be caught for another reason than their fault.
+// If this failed, a faulty scanner could be caught for another reason than its fault.
 TEST(WrongScannersWithoutTheirFault, AreNotCaught) {
   constexpr int kRounds = 5000;
   std::vector<std::string> patterns = LimitedGaps();

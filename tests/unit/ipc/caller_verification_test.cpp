@@ -9,7 +9,7 @@
 namespace moorlak {
 namespace {
 
-// A process of the system folder that is there but does nothing, because it is never resumed.
+// A process from the system folder that exists but does nothing, because it is never resumed.
 struct ForeignProcess {
   KernelHandle process;
   KernelHandle thread;
@@ -38,7 +38,7 @@ struct ForeignProcess {
   }
 };
 
-// A record of this very process, opened with the access given.
+// A record of this process, opened with that access.
 CallerRecord OwnRecord(DWORD access) {
   CallerRecord caller;
   caller.process = KernelHandle(OpenProcess(access, FALSE, GetCurrentProcessId()));

@@ -7,7 +7,7 @@
 namespace moorlak {
 namespace {
 
-// The reply and the lines that the command left in the log.
+// The reply and the lines that the command logged.
 struct Outcome {
   std::string reply;
   std::string lines;
@@ -43,7 +43,7 @@ TEST(CommandDispatcher, TheSingleByteOneGivesTheControllersError) {
 }
 
 TEST(CommandDispatcher, TheConfigurationBeginsAtTheThirdByte) {
-  // Were the separator part of it, the text would begin with a brace and be accepted.
+  // If the separator were part of the text, the text would begin with a brace and be accepted.
   EXPECT_EQ(RunCommand(2, "1{x}").reply, std::string("ERR:") + kUnparsable);
 }
 

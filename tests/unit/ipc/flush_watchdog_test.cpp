@@ -46,7 +46,7 @@ TEST(FlushWatchdog, APeerThatHasLeftDoesNotHoldTheFlush) {
   PipePair pipe = OpenPipePair();
   WriteFromServer(pipe);
   pipe.client.Reset();
-  // Ended by the watchdog, this would take a minute.
+  // If the watchdog had to end it, this would take a minute.
   const ULONGLONG begin = GetTickCount64();
   FlushWithin(watchdog, pipe.server.Get(), kGenerousMs);
   EXPECT_LT(GetTickCount64() - begin, kGenerousMs);

@@ -1,4 +1,4 @@
-// What a test's own actions added to the tunnel log.
+// Lines that a test's own actions added to the tunnel log.
 #pragma once
 
 #include <string>
@@ -8,11 +8,11 @@
 
 namespace moorlak {
 
-// Remembers where the log ended when it was made.
+// Remembers the log's end at construction.
 class LogTail {
  public:
   LogTail() : begin(WholeLog().size()) {}
-  // The messages since then without their times, each with a line feed behind it.
+  // The messages since then without their times, each with a line feed.
   std::string Messages() const {
     constexpr size_t kTimeLength = sizeof("2000-01-01 00:00:00 ") - 1;
     const std::string log = WholeLog();

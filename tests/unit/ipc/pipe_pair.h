@@ -15,7 +15,7 @@ struct PipePair {
   KernelHandle client;
 };
 
-// The server end is opened like the service's own pipe; the client end waits in its calls.
+// The server end is opened like the service's own pipe; calls on the client end block.
 inline PipePair OpenPipePair(DWORD bufferBytes = 0x100000) {
   static int counter = 0;
   const std::wstring name =
@@ -31,14 +31,14 @@ inline PipePair OpenPipePair(DWORD bufferBytes = 0x100000) {
   return pair;
 }
 
-// Writes through the client end; false when the server end has gone.
+// Writes through the client end. False if the server end is closed.
 inline bool SendAll(HANDLE client, const std::string& bytes) {
   DWORD written = 0;
   return WriteFile(client, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) &&
          written == bytes.size();
 }
 
-// Reads through the client end until count bytes are there or the server end has gone.
+// Reads through the client end until `count` bytes have arrived or the server end is closed.
 inline std::string ReceiveAll(HANDLE client, size_t count) {
   std::string bytes(count, '\0');
   size_t done = 0;

@@ -11,7 +11,7 @@
 namespace moorlak {
 namespace {
 
-// Longer than any test is meant to take: what ends later has not been ended by what the test is about.
+// Longer than any test should take: if this time-out ends a call, the tested behaviour did not.
 constexpr uint32_t kGenerousMs = 60000;
 
 std::string LengthBytes(uint32_t length) {
@@ -95,7 +95,7 @@ TEST_F(PipeTransfer, BytesThatDripInDoNotExtendTheDeadline) {
   const LogTail log;
   const KernelHandle finished(CreateEventW(nullptr, TRUE, FALSE, nullptr));
   std::thread peer([&] {
-    // Each byte comes well within the time-out, all of them together only long after it.
+    // Each byte arrives well within the time-out, but all of them together only long after it.
     while (WaitForSingleObject(finished.Get(), 20) == WAIT_TIMEOUT && SendAll(pipe.client.Get(), "x")) continue;
   });
   std::string bytes(1000, '\0');
@@ -128,7 +128,7 @@ TEST_F(PipeTransfer, TheStopFlagEndsAHalfReadRequest) {
   std::atomic<bool> stopFlag{false};
   ASSERT_TRUE(SendAll(pipe.client.Get(), "ab"));
   std::thread stopper([&] {
-    // The reader has taken its first half when the pipe is empty.
+    // Once the pipe is empty, the reader has read its first half.
     DWORD waiting = 1;
     while (waiting != 0 && PeekNamedPipe(pipe.server.Get(), nullptr, 0, nullptr, &waiting, nullptr)) Sleep(1);
     stopFlag = true;
@@ -144,7 +144,7 @@ TEST_F(PipeTransfer, AStopFlagThatStaysClearDoesNotEndARead) {
   const LogTail log;
   const std::atomic<bool> stopFlag{false};
   std::array<char, 4> bytes{};
-  // Longer than one look at the flag.
+  // Longer than one poll of the flag.
   EXPECT_FALSE(ReadExact(block, pipe.server.Get(), bytes.data(), bytes.size(), 250, &stopFlag));
   EXPECT_EQ(log.Messages(), "IPC: ReadExact timed out after 250ms\n");
 }
@@ -174,7 +174,7 @@ TEST_F(PipeTransfer, AMessageOfExactlyTheLimitIsAccepted) {
   });
   std::string text;
   EXPECT_TRUE(ReadMessage(block, pipe.server.Get(), text));
-  // Lets a peer go whose message was not taken.
+  // Lets the peer end even if its message was not read.
   pipe.server.Reset();
   peer.join();
   ASSERT_EQ(text.size(), 16777216u);

@@ -5,7 +5,7 @@
 namespace moorlak {
 namespace {
 
-// Counts rejections at the tick; returns what the last one has to sleep.
+// Counts that many rejections at the tick and returns the sleep after the last one.
 uint32_t RecordMany(RejectionThrottle& throttle, uint32_t tick, int times) {
   uint32_t sleepMs = 0;
   for (int i = 0; i < times; ++i) sleepMs = RecordRejection(throttle, tick);

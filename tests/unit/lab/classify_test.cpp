@@ -78,7 +78,7 @@ TEST(Classifier, ReadsAddressesInHostOrder) {
   Wfp wfp;
   wfp.filters = {Filter("{1}", "block", 8, {{"IP_REMOTE_ADDRESS", "equal", "uint32", "3405803783"}})};
   EXPECT_EQ(Classify(wfp, kQuery), Verdict::Block);
-  wfp.filters[0].conditions[0].value = "124846283";  // the same bytes swapped
+  wfp.filters[0].conditions[0].value = "124846283";  // the same number with its bytes swapped
   EXPECT_EQ(Classify(wfp, kQuery), Verdict::Permit);
 }
 

@@ -9,7 +9,7 @@
 namespace moorlak::lab {
 namespace {
 
-// Turns into anything, so that braces show how many fields an aggregate has.
+// Converts to any type, so that brace initialisation shows how many fields an aggregate has.
 struct Anything {
   template <typename T>
   operator T() const;

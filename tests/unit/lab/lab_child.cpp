@@ -1,5 +1,5 @@
-// A second process for the tests of the machine's store. It plays the service too: the tests tell the machine that this
-// program's image is the service's.
+// A second process for the tests of the machine's store. It also plays the service: the tests set this program's image
+// as the service's.
 #include <windows.h>
 
 #include <string>
@@ -11,7 +11,7 @@
 namespace moorlak::lab {
 namespace {
 
-// NAME COUNT: as many calls, each adding a firewall rule; exits with the last one's result.
+// NAME COUNT: makes that many calls, each adding a firewall rule. Exits with the last one's result.
 int Call(const std::string& name, int count) {
   uint32_t code = 0;
   for (int i = 0; i < count; ++i) {
@@ -23,7 +23,7 @@ int Call(const std::string& name, int count) {
   return static_cast<int>(code);
 }
 
-// Dies within a call, with the machine locked and half changed.
+// Dies during a call, with the machine locked and half changed.
 int DieWithinACall() {
   RunCall({"Die", ""}, [](MachineState& state) {
     state.adapters.clear();

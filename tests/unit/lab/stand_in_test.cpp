@@ -1,4 +1,4 @@
-// How a stand-in DLL takes the place of Wine's own, shown on version.dll.
+// How a stand-in DLL replaces Wine's own, shown with version.dll.
 #include <windows.h>
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// The machine's store between processes, in the Wine prefix of the test run.
+// The machine's store between processes, in the test run's Wine prefix.
 #include "machine/store.h"
 
 #include <windows.h>
@@ -260,7 +260,7 @@ TEST_F(MachineStore, ADynamicSessionsObjectsVanishWithItsProcess) {
   EXPECT_EQ(child.ExitCode(), 0U);
   EXPECT_TRUE(ReadMachine().wfp.sublayers.empty());
   EXPECT_TRUE(ReadMachine().wfp.sessions.empty());
-  // The clean-up is the system's own and no change of a call.
+  // The system cleans up; this does not count as a change by a call.
   EXPECT_EQ(ReadMachine().record.changes, 1U);
 }
 

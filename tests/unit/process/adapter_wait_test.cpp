@@ -12,7 +12,7 @@ namespace {
 
 constexpr uint32_t kGenerousMs = 120000;
 
-// A session whose engines run, and an adapter that is not there.
+// A session with running engines and a missing adapter.
 struct Waiting {
   std::atomic<bool> running{true};
   EngineState xray = EngineState::Running;

@@ -9,7 +9,7 @@
 namespace moorlak {
 namespace {
 
-// Far more than any of these tests takes.
+// Far more than any of these tests needs.
 constexpr uint32_t kPatienceMs = 600000;
 
 TEST(BackgroundCommands, AreWaitedForUntilTheirLastAct) {

@@ -51,14 +51,14 @@ TEST(CancellableWait, SleepsTheWholeDurationWhileTheFlagIsSet) {
 
 TEST(CancellableWait, DoesNotSleepWhenTheFlagIsClear) {
   const std::atomic<bool> running{false};
-  // Would not return for weeks if it slept.
+  // If it slept, it would not return for weeks.
   EXPECT_FALSE(WaitWhileRunning(running, std::numeric_limits<int32_t>::max()));
 }
 
 TEST(CancellableWait, EndsEarlyWhenAnotherThreadClearsTheFlag) {
   std::atomic<bool> running{true};
   std::thread stopper([&running] { running = false; });
-  // Would not return for weeks if the flag were not read between the steps.
+  // If the flag were not read between the steps, it would not return for weeks.
   EXPECT_FALSE(WaitWhileRunning(running, std::numeric_limits<int32_t>::max()));
   stopper.join();
 }

@@ -36,7 +36,7 @@ TEST(CapturedCommand, StopsAtTheSizeLimit) {
 }
 
 TEST(CapturedCommand, EndsAHangingProgramAtTheTimeOutAndReturnsWhatItWroteByThen) {
-  // A time-out that passes before the program has begun shows nothing: then a longer one.
+  // If the time-out passes before the program has started, the try shows nothing and a longer one follows.
   for (const uint32_t timeoutMs : {1000u, 5000u, 30000u}) {
     const LifeSign life;
     const std::string actions = "out=early " + life.Actions();

@@ -20,7 +20,7 @@ DWORD ExitCodeOf(const ChildProcess& child) {
   return exitCode;
 }
 
-// Runs the actions with standard output and standard error on one pipe and returns what was written.
+// Runs the actions with standard output and standard error on one pipe and returns the output.
 std::string OutputOf(const std::string& actions, ChildOptions options = {}) {
   OutputPipe pipe;
   EXPECT_TRUE(CreateOutputPipe(pipe, 0));
@@ -102,7 +102,7 @@ TEST(ChildProcess, TellsTheErrorNumberOfAMissingProgram) {
   EXPECT_FALSE(child.job);
 }
 
-// The control of the tests below: the way of starting that the product does not use does leak the event.
+// Control for the tests below: the way of starting that the product avoids does leak the event.
 TEST(ChildProcess, WouldLeakAnInheritableEventIfAllHandlesWereInherited) {
   const KernelHandle event = InheritableEvent();
   std::wstring commandLine = ChildCommand(SetAction(event));
@@ -165,7 +165,7 @@ TEST(ChildProcess, GetsNoStreamInsteadOfOneThatIsNotInheritable) {
 }
 
 TEST(ChildProcess, NeverSeesTheValueOfAHandleThatIsNotInheritable) {
-  // A value that is higher than those of a young process's own handles.
+  // A value higher than any handle that a new process has itself.
   constexpr uintptr_t kHighValue = 4000;
   std::vector<KernelHandle> events;
   do {
@@ -236,7 +236,7 @@ TEST(OutputPipe, TakesTheBytesOfItsSizeBeforeAnybodyReads) {
   ASSERT_TRUE(CreateOutputPipe(pipe, kSize));
   const std::vector<char> bytes(kSize, 'x');
   DWORD written = 0;
-  // Would never return if the pipe held less.
+  // If the pipe were smaller, this would never return.
   ASSERT_TRUE(WriteFile(pipe.writeEnd.Get(), bytes.data(), kSize, &written, nullptr));
   EXPECT_EQ(written, kSize);
 }

@@ -11,17 +11,17 @@
 
 namespace moorlak {
 
-// Long enough for a loaded machine; a test that waits so long has failed.
+// Long enough for a loaded machine; a test that waits this long has failed.
 inline constexpr DWORD kGenerousMs = 120000;
 
-// test_child.exe beside the test program.
+// test_child.exe next to the test program.
 std::wstring TestChildPath();
 std::string NarrowTestChildPath();
 
-// Differs in each call and each process.
+// Different in each call and each process.
 std::string UniqueName(std::string_view prefix);
 
-// A folder of its own below the temporary folder, with Cyrillic letters and a blank in its name; removed at the end.
+// A new folder in the temporary folder, with Cyrillic letters and a space in its name; removed at the end.
 struct TestFolder {
   TestFolder();
   TestFolder(const TestFolder&) = delete;
@@ -29,7 +29,7 @@ struct TestFolder {
   ~TestFolder();
 
   std::wstring path;
-  // Full path of a file in it, and the same as UTF-8.
+  // Full path of a file in it, and the same in UTF-8.
   std::wstring File(const std::wstring& name) const { return path + L"\\" + name; }
   std::string NarrowFile(const std::wstring& name) const;
   void Write(const std::wstring& name, std::string_view content) const;
@@ -37,7 +37,7 @@ struct TestFolder {
   void AddChild(const std::wstring& name) const;
 };
 
-// A mutex that a child takes by the actions text, to tell from outside whether the child lives.
+// A mutex that a child takes according to its actions text; it shows from outside whether the child is alive.
 struct LifeSign {
   LifeSign();
 
@@ -46,36 +46,36 @@ struct LifeSign {
   KernelHandle mutex;
   KernelHandle ready;
 
-  // Take the mutex, tell so, sleep for ever.
+  // Take the mutex, signal that, sleep forever.
   std::string Actions() const { return "hold=" + mutexName + " signal=" + readyName + " sleep"; }
-  // The same, one action a line.
+  // The same, one action per line.
   std::string ActionLines() const { return "hold=" + mutexName + "\nsignal=" + readyName + "\nsleep\n"; }
   bool Started(DWORD withinMs = kGenerousMs) const {
     return WaitForSingleObject(ready.Get(), withinMs) == WAIT_OBJECT_0;
   }
   bool Lives() const { return WaitForSingleObject(mutex.Get(), 0) == WAIT_TIMEOUT; }
-  // The system hands the mutex over as abandoned when the process that holds it has ended.
+  // When the process that holds the mutex ends, the system passes it on as abandoned.
   bool Ends() const { return WaitForSingleObject(mutex.Get(), kGenerousMs) == WAIT_ABANDONED; }
 };
 
-// While it lives, this process's standard error goes to a file. The file stays open to the end of the process, because
-// detached pump threads may still write.
+// While this lives, this process's standard error goes to a file. The file stays open until the process ends, because
+// detached pump threads may still write to it.
 struct StandardErrorCapture {
   StandardErrorCapture();
   StandardErrorCapture(const StandardErrorCapture&) = delete;
   StandardErrorCapture& operator=(const StandardErrorCapture&) = delete;
   ~StandardErrorCapture();
 
-  // What was written since this capture began.
+  // The text written since this capture began.
   std::string Text() const;
-  // True once the text is there.
+  // True once the text has been written.
   bool Shows(std::string_view text) const;
 
   HANDLE previous;
   size_t begin;
 };
 
-// Puts another handle in the place of a standard stream while it lives.
+// Replaces a standard stream with another handle while this lives.
 struct ReplacedStream {
   ReplacedStream(DWORD streamId, HANDLE replacement) : stream(streamId), previous(GetStdHandle(streamId)) {
     SetStdHandle(stream, replacement);
@@ -88,7 +88,7 @@ struct ReplacedStream {
   HANDLE previous;
 };
 
-// Changes the current folder of this process while it lives.
+// Changes this process's current folder while this lives.
 struct CurrentFolder {
   explicit CurrentFolder(const std::wstring& folder);
   CurrentFolder(const CurrentFolder&) = delete;
@@ -98,7 +98,7 @@ struct CurrentFolder {
   std::wstring previous;
 };
 
-// The messages (without their time) of the tunnel log that contain the text.
+// The tunnel log's messages (without their times) that contain the text.
 std::vector<std::string> LogMessagesWith(std::string_view text);
 // True once there is such a message.
 bool LogShows(std::string_view text);

@@ -9,7 +9,7 @@
 namespace moorlak {
 namespace {
 
-// The test's engines run with whatever rights can be had.
+// The engines run with whatever rights the test can get.
 EngineAccount account;
 
 using Messages = std::vector<std::string>;
@@ -20,7 +20,8 @@ std::string FailedWith(const std::string& code) {
   return "Xray config validation failed (exit " + code + ")";
 }
 
-// The test child as the engine, in a folder with a blank and Cyrillic letters; the configuration tells it what to do.
+// The test child as the engine, in a folder with a space and Cyrillic letters in its name. The configuration contains
+// its actions.
 struct ConfigValidation : testing::Test {
   ConfigValidation() { folder.AddChild(L"xray.exe"); }
 

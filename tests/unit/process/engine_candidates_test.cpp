@@ -11,7 +11,7 @@ namespace {
 using std::filesystem::path;
 using Paths = std::vector<path>;
 
-// Absolute in the manner of the machine that the test runs on.
+// Absolute on the system that runs the test.
 #ifdef _WIN32
 const path kRoot = "C:\\";
 #else

@@ -14,7 +14,7 @@ namespace {
 
 using std::filesystem::path;
 
-// Lies in the test program's own folder while it lives, so each name must belong to one test.
+// Exists in the test program's own folder while this lives, so each name must belong to one test.
 struct FileBesideProgram {
   explicit FileBesideProgram(const path& relative) : file(path(ExecutableFolder()) / relative) {
     std::filesystem::create_directories(file.parent_path());
@@ -65,7 +65,7 @@ TEST(EngineFiles, LooksInTheXrayFolderBesideTheCurrentFolder) {
   EXPECT_EQ(FindXray(), Narrow(path(folder.path) / "xray" / "xray.exe"));
 }
 
-// The three states in one test, because the program's own folder is shared by all tests.
+// All three states in one test, because all tests share the program's folder.
 TEST(EngineFiles, FindsTun2SocksBesideTheProgramFromTheSystemFolderUnlessTheCurrentFolderHasIt) {
   const StandardErrorCapture standardError;
   {

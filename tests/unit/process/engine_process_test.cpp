@@ -13,7 +13,7 @@
 namespace moorlak {
 namespace {
 
-// The test's engines run with whatever rights can be had.
+// The engines run with whatever rights the test can get.
 EngineAccount account;
 
 constexpr wchar_t kAssetVariable[] = L"XRAY_LOCATION_ASSET";
@@ -23,7 +23,7 @@ std::wstring AssetVariable() {
   return {value, GetEnvironmentVariableW(kAssetVariable, value, 1024)};
 }
 
-// The test child as an engine in a folder of its own; the configuration holds its actions.
+// The test child as an engine in a separate folder. The configuration contains its actions.
 struct TestEngine {
   TestEngine() {
     folder.AddChild(L"xray.exe");
@@ -47,7 +47,7 @@ bool Ends(const ProcessRecord& record) {
   return WaitForSingleObject(record.process.Get(), kGenerousMs) == WAIT_OBJECT_0;
 }
 
-// Counts by asking for every value: GetProcessHandleCount is not implemented everywhere.
+// Counts by testing every handle value: GetProcessHandleCount is not implemented everywhere.
 DWORD OpenHandles() {
   constexpr uintptr_t kHighestValue = 0x8000;
   DWORD count = 0;
@@ -222,7 +222,7 @@ TEST(LaunchTun2Socks, RunsInItsFolderAndLeavesTheAssetFolderAlone) {
   const TestEngine engine;
   engine.folder.Write(L"geoip.dat", "x");
   const StandardErrorCapture standardError;
-  // The actions file is found through the working folder.
+  // The actions file is found in the working folder.
   const auto record = engine.RunTun2Socks("cwd\n");
   ASSERT_TRUE(record);
   EXPECT_TRUE(standardError.Shows("cwd=" + NarrowUtf16(engine.folder.path) + "\n"));
@@ -246,7 +246,7 @@ TEST(LaunchTun2Socks, KeepsInfoDebugAndEmptyChunksFromBothChannels) {
   const std::string token = UniqueName("token");
   const std::string go = UniqueName("Local\\go");
   const KernelHandle event(CreateEventW(nullptr, FALSE, FALSE, WidenUtf8(go).c_str()));
-  // Two streams and a pause in between make sure that the last text is a chunk of its own.
+  // Two streams with a pause between them ensure that the last text is a separate chunk.
   const auto record =
       engine.RunTun2Socks("out={\"level\":\"info\",\"msg\":\"" + token + " a\"}\\n\nerr=\\r\\n\nwait=" + go +
                           "\nerr=" + token + " b\nwait=" + go + "\nout=" + token + " c\n");
@@ -344,12 +344,12 @@ TEST(ProcessRecord, EndsWhatADeadEngineHasLeftBehindWhenItIsStopped) {
 TEST(ProcessRecord, LeavesNoHandleOpenAfterManyLaunches) {
   const TestEngine engine;
   const auto launchAndStop = [&] { EXPECT_TRUE(engine.RunXray("sleep\n")); };
-  // What the first launch sets up for good does not count.
+  // What the first launch creates permanently does not count.
   launchAndStop();
   const DWORD before = OpenHandles();
   constexpr DWORD kLaunches = 20;
   for (DWORD i = 0; i < kLaunches; ++i) launchAndStop();
-  // The pumps end by themselves, a moment after their engine.
+  // The pumps end by themselves shortly after their engine.
   const ULONGLONG begin = GetTickCount64();
   while (OpenHandles() >= before + kLaunches && GetTickCount64() - begin < kGenerousMs) Sleep(5);
   EXPECT_LT(OpenHandles(), before + kLaunches);

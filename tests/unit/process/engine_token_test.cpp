@@ -31,14 +31,14 @@ namespace {
 
 using Calls = std::vector<std::string>;
 
-// What the system answers, and what it was asked.
+// The system's planned results, and the calls made to it.
 struct System {
   Calls calls;
-  // The user of the token that a logon gives; empty: a handle that is none.
+  // The user of the token that a logon returns. If empty, the handle is not a token.
   std::wstring logonUser = L"S-1-5-19";
-  // The calls that fail with error 1300; CreateRestrictedToken and CreateProcessAsUserW by the token's owner.
+  // The calls that fail with error 1300; CreateRestrictedToken and CreateProcessAsUserW are named by the token's owner.
   Calls failing;
-  // Done just before a child is created with the service's own rights.
+  // Called just before a child is created with the service's own rights.
   std::function<void()> beforeOwnChild = [] {};
   HANDLE logon = nullptr;
   std::vector<HANDLE> restrictedLogons;
@@ -85,7 +85,7 @@ BOOL WINAPI Tell(HANDLE token, TOKEN_INFORMATION_CLASS kind, LPVOID buffer, DWOR
 
 BOOL WINAPI OpenOwn(HANDLE process, DWORD access, PHANDLE token) {
   if (access == TOKEN_QUERY) return Asked().openProcessToken(process, access, token);
-  // A closed handle's number comes back.
+  // The number of a closed handle is reused.
   Asked().logon = nullptr;
   return Fails("open own") ? FALSE : Asked().openProcessToken(process, access, token);
 }
@@ -129,7 +129,7 @@ struct EngineToken : testing::Test {
     Asked().createProcessAsUser = __imp_CreateProcessAsUserW;
     Asked().createProcess = __imp_CreateProcessW;
   }
-  // What is asked of the system during the operation.
+  // The system calls made during the operation.
   template <typename Operation>
   Calls During(Operation operation) {
     const ReplacedImport<decltype(&::LogonUserW)> logon(__imp_LogonUserW, Logon);
@@ -165,7 +165,7 @@ constexpr char kLogon[] = "logon NT AUTHORITY\\LocalService 5";
 TEST_F(EngineToken, IsLocalServicesWithoutItsPrivileges) {
   EXPECT_EQ(Start(), (Calls{kLogon, "restrict logon 1", "create as logon"}));
   EXPECT_EQ(Line(), "Xray runs as LocalService");
-  // It is kept for the next child.
+  // The token is kept for the next child.
   EXPECT_EQ(Start(), Calls{"create as logon"});
 }
 
@@ -218,7 +218,7 @@ TEST_F(EngineToken, OfTheServiceIsTakenWhereNothingLessWillDo) {
   EXPECT_EQ(Start(), (Calls{kLogon, "open own", "create"}));
 }
 
-// The engine's test of a configuration, which says how it ends.
+// The engine's check of a configuration, whose text says how the check ends.
 struct EngineTest : EngineToken {
   TestFolder folder;
   bool passed = false;

@@ -1,4 +1,4 @@
-// What a composed command is expected to be, how it is run included.
+// The expected text of a composed command, and how it is run.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -14,14 +14,14 @@
 namespace moorlak {
 namespace {
 
-// The test's engines run with whatever rights can be had.
+// The engines run with whatever rights the test can get.
 EngineAccount account;
 
 using Messages = std::vector<std::string>;
 
 constexpr uint32_t kShortMs = 50;
 
-// A command for the test child that can be told apart in the log.
+// A command for the test child that can be recognised in the log.
 struct Command {
   explicit Command(const std::string& actions)
       : token(UniqueName("token")), text(NarrowTestChildPath() + " note=" + token + " " + actions) {}
@@ -70,7 +70,7 @@ TEST(HiddenCommand, LeavesTwoLogLinesForATimeOutWhenFailuresAreLogged) {
 }
 
 TEST(HiddenCommand, EndsTheCommandShellsChildAndGrandchildAtTheTimeOut) {
-  // A time-out that passes before both have started shows nothing: then a longer one.
+  // If the time-out passes before both have started, the try shows nothing and a longer one follows.
   for (const uint32_t timeoutMs : {1000u, 5000u, 30000u}) {
     const LifeSign childLife;
     const LifeSign grandchildLife;
@@ -96,7 +96,7 @@ TEST(HiddenCommand, PassesCyrillicPathsAndArgumentsWhole) {
   const TestFolder folder;
   folder.AddChild(L"утилита.exe");
   folder.Write(L"действия.txt", "exit=23\n");
-  // The command shell takes the outermost quotes away.
+  // The command shell removes the outermost quotes.
   const std::string text =
       "\"\"" + folder.NarrowFile(L"утилита.exe") + "\" -config \"" + folder.NarrowFile(L"действия.txt") + "\" Сеть\"";
   EXPECT_FALSE(RunHiddenCommand({text, kGenerousMs, true}));
@@ -104,7 +104,7 @@ TEST(HiddenCommand, PassesCyrillicPathsAndArgumentsWhole) {
 }
 
 TEST(HiddenCommand, RunsTheSystemsNetshDirectlyForThePrefixAndThroughTheShellBehindABlank) {
-  // No such program exists: only the rule that takes the prefix for netsh makes this one start.
+  // There is no such program: it starts only because of the rule that replaces the prefix "netsh".
   EXPECT_TRUE(RunHiddenCommand({"netshfoo", kGenerousMs, true}));
   const std::string token = UniqueName("token");
   EXPECT_FALSE(RunHiddenCommand({" netshfoo " + token, kGenerousMs, true}));
@@ -122,7 +122,7 @@ TEST(HiddenCommand, LetsTheCommandShellInterpretTheLine) {
   EXPECT_EQ(LogMessagesWith(token), Messages{"CMD exit=9: exit 9 & rem " + token});
 }
 
-// The system's command shell, out of the way for as long as this lives, with something else in its place.
+// Replaces the system's command shell with another program for as long as this lives.
 struct AnotherCommandShell {
   AnotherCommandShell() {
     EXPECT_TRUE(MoveFileW(kShell, kAside));
@@ -146,7 +146,7 @@ TEST(HiddenCommand, TellsASpawnFailureOnBothChannels) {
   EXPECT_EQ(standardError.Text(), "RunHiddenCommand failed (193): " + text + "\n");
 }
 
-// Where the system looks for a program by its name before it looks into its own folder.
+// A place where the system looks for a program by name before its own folder.
 struct Planted {
   Planted(const std::wstring& folder, const wchar_t* name) : path(folder + L"\\" + name) {
     EXPECT_TRUE(CopyFileW(TestChildPath().c_str(), path.c_str(), TRUE));
@@ -183,7 +183,7 @@ TEST(HiddenCommand, RunsSideBySide) {
   EXPECT_EQ(LogMessagesWith(second.token), Messages{"CMD exit=4: " + second.text});
 }
 
-// On a loaded machine even a quick program may miss the fixed time-out; one that never makes it is a failure.
+// On a loaded machine even a fast program may exceed the fixed time-out; one that always does is a failure.
 bool EndsInTime(const std::string& path, const std::string& arguments, std::string& output) {
   constexpr int kAttempts = 5;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
@@ -267,7 +267,7 @@ TEST(XrayApiCommand, DoesNotWaitForOutputAfterThePipeIsDrained) {
   const std::string name = UniqueName("Local\\never");
   const KernelHandle never(CreateEventW(nullptr, TRUE, FALSE, WidenUtf8(name).c_str()));
   std::string output;
-  // The grandchild holds the pipe open and would write later.
+  // The grandchild keeps the pipe open and would write later.
   EXPECT_TRUE(RunXrayApiCommand(NarrowTestChildPath(), "\"spawn-inheriting=wait=" + name + " out=late\" out=first",
                                 output, account));
   EXPECT_EQ(output, "first");

@@ -23,7 +23,7 @@ EngineState Runs() {
   return EngineState::Running;
 }
 
-// A port that nobody listens on.
+// A port without a listener.
 uint16_t SilentPort() {
   return HeldPort().port;
 }
@@ -108,7 +108,7 @@ TEST(SocksWait, LeavesWinsockAsItWas) {
   if (socket != INVALID_SOCKET) closesocket(socket);
 }
 
-// Takes one connection, reads a request and answers it, at once or when the test lets it.
+// Accepts one connection, reads a request and replies, at once or when the test says so.
 enum class AnswerTime { AtOnce, WhenReleased };
 struct WebServer {
   explicit WebServer(std::string answer, AnswerTime time = AnswerTime::AtOnce)
@@ -118,7 +118,7 @@ struct WebServer {
   WebServer& operator=(const WebServer&) = delete;
   ~WebServer() {
     Release();
-    // Wakes an accept that nobody came to.
+    // Wakes an accept for which no client came.
     KnockAt(held.port);
     thread.join();
   }
@@ -213,8 +213,7 @@ TEST(Probe, CancellingWithoutARequestIsHarmless) {
   EXPECT_FALSE(slot.request);
 }
 
-// The system ends the request at once when its handle is closed. Where it does not, an answer that comes after that
-// must not count either.
+// The system ends the request as soon as its handle is closed. If it does not, a later reply must not count either.
 TEST(Probe, ARequestInFlightIsTakenOutAndFailsWhenItIsCancelled) {
   const WebServer server(Response("204 No Content"), AnswerTime::WhenReleased);
   std::atomic<bool> running{true};

@@ -39,7 +39,7 @@ TEST_F(ServiceEnd, IsForgottenByTheNextLife) {
   EXPECT_EQ(GrantedMs(15000), 15000u);
 }
 
-// One that is ended as soon as it began could leave half a change.
+// A command that is ended right after its start could leave half a change.
 TEST_F(ServiceEnd, StartsNoCommandWhenItsTimeIsUp) {
   BeginServiceEnd(0);
   const std::string command = NarrowTestChildPath() + " note=" + UniqueName("unstarted") + " exit=0";

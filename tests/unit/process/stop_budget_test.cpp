@@ -9,7 +9,7 @@ namespace {
 
 constexpr int64_t kBegin = 1'000'000;
 
-// What waits one after the other take, each for all that it is granted.
+// The duration of consecutive waits, each using all of its grant.
 int64_t SumOfGrants(const StopBudget& budget, const std::vector<uint32_t>& waits) {
   int64_t now = kBegin;
   for (const uint32_t wanted : waits) now += GrantedOf(budget, now, wanted);
@@ -40,8 +40,8 @@ TEST(StopBudget, GrantsNothingFromTheDeadlineOn) {
   EXPECT_EQ(GrantedOf(budget, kBegin + 10 * int64_t{kStopBudgetMs}, 15000), 0u);
 }
 
-// The commands of a disconnect in mid-connect, all hanging: the pair that runs, `route DELETE`, the sharing rule twice,
-// the wait for the background, and more adapters than there is time for.
+// The commands of a disconnect during a connect, all hanging: the pair that is running, `route DELETE`, the sharing
+// rule twice, the wait for the background, and more adapters than there is time for.
 TEST(StopBudget, IsNeverExceededByTheSumOfItsGrants) {
   std::vector<uint32_t> waits = {15000, 15000, 15000, 1200, 1200, 5000};
   waits.insert(waits.end(), 40, 1500);

@@ -13,7 +13,7 @@
 namespace moorlak {
 namespace {
 
-// A test child under another name in a folder below this program's; both are removed at the end.
+// A test child under another name in a folder below this program's. File and folder are removed at the end.
 struct OwnEngine {
   explicit OwnEngine(const std::wstring& name) : file(folder + L"\\" + name) {
     std::filesystem::create_directory(folder);
@@ -30,7 +30,7 @@ struct OwnEngine {
   std::wstring file;
 };
 
-// An engine that runs until somebody ends it, at the latest this struct.
+// An engine that runs until it is ended, at the latest by this struct.
 struct LivingEngine {
   explicit LivingEngine(const std::wstring& path) {
     ChildOptions options;
@@ -58,7 +58,7 @@ TEST(StrayEngines, AUsersOwnEngineInAnotherFolderLivesOn) {
   const TestFolder folder;
   folder.AddChild(L"xray.exe");
   const LivingEngine foreign(folder.File(L"xray.exe"));
-  // What is to be ended shows that the hunt took place.
+  // The stray engine shows that the search took place.
   const OwnEngine own(L"xray.exe");
   const LivingEngine stray(own.file);
   KillStrayEngines();

@@ -1,18 +1,18 @@
-// A child process for tests. It does what its arguments say, one after the other, and then exits with 0:
+// A child process for tests. It does what its arguments say, in order, and then exits with 0:
 //   out=TEXT err=TEXT   write the text to a stream; \n and \r in it are line breaks
 //   bytes=N             write N times "x" to standard output
-//   env=NAME cwd cmdline startup streams input-value   tell one property on standard output
+//   env=NAME cwd cmdline startup streams input-value   print one property to standard output
 //   echo                copy standard input to standard output
-//   to=FILE             what follows goes to a file instead of standard output
+//   to=FILE             write all further output to a file instead of standard output
 //   set=VALUE           set the event whose handle has this value here, if there is one
 //   hold=NAME           take a named mutex and keep it until the process ends
 //   signal=NAME wait=NAME   set or await a named event
-//   spawn=ACTIONS spawn-inheriting=ACTIONS   start another test child and go on
-//   note=TEXT           nothing
+//   spawn=ACTIONS spawn-inheriting=ACTIONS   start another test child and continue
+//   note=TEXT           do nothing
 //   sleep exit=N
-// Started like an engine it takes its actions from a file, one a line: the one behind "-config" or "run -test -config",
-// or "actions.txt" in the current folder behind "-device". Asked for counters ("api statsquery") it takes them from
-// "api_actions.txt" beside itself.
+// If it is started like an engine, it reads its actions from a file, one per line: the one after "-config" or
+// "run -test -config", or, after "-device", "actions.txt" in the current folder. If it is queried for counters ("api
+// statsquery"), it reads them from "api_actions.txt" next to itself.
 #include <windows.h>
 #include <shellapi.h>
 
@@ -73,7 +73,7 @@ void TellStartup() {
   Tell("startup flags=" + std::to_string(startup.dwFlags) + " show=" + std::to_string(startup.wShowWindow));
 }
 
-// What the parent passed: the system may put another handle in the place of an unusable one.
+// The value that the parent passed: the system may replace an unusable handle with another one.
 void TellInputValue() {
   STARTUPINFOW startup{};
   GetStartupInfoW(&startup);

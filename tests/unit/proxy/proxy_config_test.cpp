@@ -188,7 +188,7 @@ TEST(SocksPort, APortWrittenAsATextIsNoMatch) {
   EXPECT_EQ(FindSocksPort(R"({"inbounds":[{"tag":"in_proxy","port":"1080"}]})"), 10807);
 }
 
-// The three patterns in their order, for texts that are short enough.
+// The three patterns in order, for texts that are short enough.
 int SocksPortByPatterns(const std::string& text) {
   static const std::regex patterns[] = {
       std::regex(R"("tag"\s*:\s*"in_proxy"[\s\S]*?"port"\s*:\s*(\d+))"),
@@ -241,7 +241,7 @@ TEST(SocksPort, EveryTextIsReadAsByTheThreePatternsInTheirOrder) {
   EXPECT_GT(found, 300);
 }
 
-// Each of these keeps a reader busy for minutes that looks again at what it skipped.
+// Each of these texts would keep a reader that rereads skipped bytes busy for minutes.
 TEST(ProxyConfig, HostileTextsTakeLinearTime) {
   constexpr size_t kSize = 2u << 20;
   std::string heads;

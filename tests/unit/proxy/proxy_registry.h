@@ -1,4 +1,4 @@
-// What the system proxy's registry key holds, for tests of what comes back.
+// The content of the system proxy's registry key, for tests of what is restored.
 #pragma once
 
 #include <windows.h>
@@ -14,7 +14,7 @@ namespace moorlak {
 
 inline constexpr wchar_t kInternetSettings[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings";
 
-// Every value of the key: its type and its bytes.
+// Every value of the key, with its type and bytes.
 using RegistryValues = std::map<std::wstring, std::pair<DWORD, std::vector<BYTE>>>;
 
 inline RegistryKey OpenInternetSettings() {
@@ -53,7 +53,7 @@ inline void WriteInternetSetting(const wchar_t* name, DWORD number) {
                  sizeof(number));
 }
 
-// Starts a test from "no proxy", as a fresh Windows account has it, and gives back at its end what was there.
+// Starts a test with "no proxy", as in a new Windows account, and restores the earlier content at the end.
 struct ProxyRegistryGuard {
   ProxyRegistryGuard() : before(ReadInternetSettings()) {
     for (const wchar_t* name : kNames) DeleteInternetSetting(name);

@@ -59,10 +59,10 @@ TEST(ProxyBackup, MalformedFilesAreRejectedAsAWhole) {
            "v1\n1\n-\n-\n-\n=s\n=u\n\n",              //
            "v1\n1\n-\n-\n-\n=s\n",                    // a line too few
            "v1\r\n1\r\n-\r\n-\r\n-\r\n=s\r\n=u\r\n",  // other line ends
-           "v1\nx\n-\n-\n-\n=s\n=u\n",                // flags that are no number
+           "v1\nx\n-\n-\n-\n=s\n=u\n",                // flags that are not a number
            "v1\n\n-\n-\n-\n=s\n=u\n",                 //
            "v1\n-1\n-\n-\n-\n=s\n=u\n",               //
-           "v1\n4294967296\n-\n-\n-\n=s\n=u\n",       // or none of 32 bits
+           "v1\n4294967296\n-\n-\n-\n=s\n=u\n",       // or exceed 32 bits
            "v1\n1\ntext\n-\n-\n=s\n=u\n",             // a text without its mark
            "v1\n1\n--\n-\n-\n=s\n=u\n",               //
            "v1\n1\n\n-\n-\n=s\n=u\n",                 //

@@ -138,7 +138,7 @@ TEST_F(SystemProxy, ASecondSetKeepsWhatStoodBeforeTheFirst) {
 }
 
 TEST_F(SystemProxy, ABackupOfAKilledSessionIsPutBack) {
-  // As a killed process leaves it: the file and our settings stand.
+  // The state that a killed process leaves: the file exists and our settings are in effect.
   WriteBackup(
       {{kProxyTypeProxy, "proxy.example:8080", std::nullopt, std::nullopt}, "socks=localhost:10807", OwnAccount()});
   WriteInternetSetting(L"ProxyEnable", 1);

@@ -66,7 +66,7 @@ TEST(TrafficCounters, CountersOfOtherThingsAreLeftOut) {
           Counter("outbound>>>traffic>>>uplink", "1"),
       "api");
   ASSERT_TRUE(totals);
-  // The fourth is an outbound whose tag is empty; the last has no place for a tag.
+  // The fourth is an outbound with an empty tag; the last has no room for a tag.
   EXPECT_EQ(totals->uplink, 2);
 }
 

@@ -1,5 +1,5 @@
-// The session against a stand-in engine: the test child under the engine's name, which does what the lines of its
-// configuration say. The lines stand in a comment, so that the text is a configuration too.
+// The session with a stand-in engine: the test child under the engine's name, which does what the lines of its
+// configuration say. The lines are in a comment, so that the text is also a valid configuration.
 #include "proxy/xray_service.h"
 
 #include <filesystem>

@@ -1,4 +1,4 @@
-// The log's access rules, as the system is asked for them: Wine keeps only an approximation of what it is given.
+// The log's access rules as they are passed to the system: Wine keeps only an approximation of them.
 #include <windows.h>
 #include <aclapi.h>
 #include <sddl.h>
@@ -33,8 +33,8 @@ void PrintTo(const AccessCall& call, std::ostream* out) {
   *out << testing::PrintToString(call.name) << " " << call.parts << " " << testing::PrintToString(call.dacl);
 }
 
-// Calls for the log's folder and file since the last look; none of them reaches the system while a result is planned
-// for the file's.
+// Calls for the log's folder and file since the vector was last cleared. While a result is planned for the file's
+// calls, none of them reaches the system.
 std::vector<AccessCall> calls;
 DWORD plannedResult = ERROR_SUCCESS;
 
@@ -52,7 +52,7 @@ std::wstring TextOf(PACL dacl) {
   return TextOf(&descriptor);
 }
 
-// In the system's own spelling.
+// As the system spells it.
 std::wstring Spelled(const wchar_t* sddl) {
   return TextOf(DescriptorFrom(sddl).Get());
 }
@@ -92,7 +92,7 @@ std::vector<AccessCall> CallsOfALine() {
   return calls;
 }
 
-// A rotation makes the rules due again, whatever the tests before have left.
+// A rotation makes the rules due again, whatever earlier tests have left.
 class LogAccess : public testing::Test {
  protected:
   void SetUp() override { MakeLargeLog(); }
@@ -128,7 +128,7 @@ TEST_F(LogAccess, AMissingFileLeavesThemDue) {
   for (const long missing : {ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND}) {
     plannedResult = static_cast<DWORD>(missing);
     CallsOfALine();
-    // Before the line is written, and behind it.
+    // Once before the line is written, and once after.
     std::vector<AccessCall> twice = BothRules();
     for (const AccessCall& call : BothRules()) twice.push_back(call);
     EXPECT_EQ(CallsOfALine(), twice);
@@ -150,7 +150,7 @@ TEST_F(LogAccess, ALogThatCannotBeOpenedGetsThemBeforeTheSecondTry) {
   EXPECT_EQ(CallsOfALine(), BothRules());
 }
 
-// What else lies under the name is put aside; the file that takes its place is made with the rules.
+// Another user's file under this name is put aside. The file that replaces it is created with the rules.
 TEST_F(LogAccess, AFileOfAStrangerUnderTheNameGetsNoRules) {
   WriteLogLine("rotates");
   if (!GiveToAnotherUser(kLogFile)) GTEST_SKIP() << "needs Wine to change an owner";
@@ -162,7 +162,7 @@ TEST_F(LogAccess, AFileOfAStrangerUnderTheNameGetsNoRules) {
 }  // namespace
 }  // namespace moorlak
 
-// Where this program's calls of the system's functions lead: the names by which imports are called.
+// The import table's slots for these functions: this program's calls of them go to the functions above.
 extern "C" {
 extern decltype(&SetSecurityInfo) __imp_SetSecurityInfo;
 decltype(&SetSecurityInfo) __imp_SetSecurityInfo = moorlak::NoteFileCall;

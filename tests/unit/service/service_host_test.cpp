@@ -12,13 +12,13 @@ namespace {
 bool BeginsStop(DWORD control) {
   stopFlag = false;
   EXPECT_EQ(HandleServiceControl(control, 0, nullptr, nullptr), static_cast<DWORD>(NO_ERROR));
-  // The controller is one for the whole program, and so is the time of its end; the tests after this one want neither.
+  // The controller and the time of its end are global: resets both for the tests after this one.
   TunnelController::Instance().closing = false;
   ForgetServiceEnd();
   return stopFlag.exchange(false);
 }
 
-// The service control manager lets nobody but the system send a pre-shutdown, so the handler is called by hand.
+// The service control manager lets only the system send a pre-shutdown, so the handler is called directly.
 TEST(ServiceControls, TreatPreshutdownExactlyLikeStop) {
   EXPECT_TRUE(BeginsStop(SERVICE_CONTROL_STOP));
   EXPECT_TRUE(BeginsStop(SERVICE_CONTROL_PRESHUTDOWN));

@@ -45,7 +45,8 @@ std::vector<std::string> LogLines() {
   return lines;
 }
 
-// Its name is free at once: this process has the file open, so the name would otherwise go with the last handle.
+// Frees the name at once. This process has the file open, so a plain deletion would keep the name until the last handle
+// is closed.
 void RemoveOpenFile(const wchar_t* path) {
   const std::wstring gone = std::wstring(path) + L".gone" + std::to_wstring(GetTickCount64());
   if (MoveFileExW(path, gone.c_str(), MOVEFILE_REPLACE_EXISTING)) DeleteFileW(gone.c_str());
@@ -124,7 +125,7 @@ TEST_F(TunnelLog, DropsTheLineWhenTheLogCannotBeOpened) {
   EXPECT_EQ(LogLines().size(), 2u);
 }
 
-// Starts a program that takes the log's mutex, and ends it as a crash would.
+// Starts a program that takes the log's mutex, and ends it the way a crash would.
 void CrashAWriter() {
   const LifeSign sign;
   std::wstring command =
@@ -141,7 +142,7 @@ void CrashAWriter() {
   ASSERT_EQ(WaitForSingleObject(process.Get(), kGenerousMs), WAIT_OBJECT_0);
 }
 
-// As another thread finds it: a second wait of the holder's would succeed in any case.
+// Checked from another thread: the owning thread's own wait would succeed in any case.
 DWORD StateOf(const KernelHandle& mutex) {
   DWORD state = WAIT_FAILED;
   std::thread([&] {
@@ -152,12 +153,12 @@ DWORD StateOf(const KernelHandle& mutex) {
 }
 
 TEST_F(TunnelLog, TakesAnAbandonedMutexAsHeld) {
-  // The handle that is kept open here keeps the abandoned state from vanishing with the mutex.
+  // The handle kept open here preserves the mutex, and so its abandoned state.
   const KernelHandle mutex(CreateMutexW(nullptr, FALSE, kLogMutexName));
   ASSERT_NO_FATAL_FAILURE(CrashAWriter());
   WriteLogLine("after the crash of a writer");
   EXPECT_EQ(LogLines().size(), 1u);
-  // It was held, and given back: not abandoned any more, and nobody's.
+  // The writer took the mutex and released it: it is no longer abandoned and has no owner.
   EXPECT_EQ(StateOf(mutex), WAIT_OBJECT_0);
 }
 
@@ -177,7 +178,7 @@ TEST_F(TunnelLog, WaitsForAnotherWriter) {
   EXPECT_EQ(LogLines().size(), 1u);
 }
 
-// The time for which this thread would wait is noted, and not waited for.
+// Records for how long this thread would wait, without waiting.
 struct WaitsNoted {
   WaitsNoted() : replaced(__imp_WaitForSingleObject, Note) {
     Thread() = GetCurrentThreadId();
@@ -215,7 +216,7 @@ TEST_F(TunnelLog, DoesNotWaitForEverForAWriterOfItsOwn) {
   EXPECT_EQ(waits, (std::vector<DWORD>{0, 10'000, 0}));
   EXPECT_EQ(LogLines().size(), 2u);
   ReleaseMutex(mutex.Get());
-  // Once it was free, it is waited for again.
+  // Once the mutex has been free, writers wait for it again.
   WriteLogLine("with it");
   const KernelHandle again(CreateMutexW(&attributes, TRUE, kLogMutexName));
   ASSERT_EQ(WaitForSingleObject(again.Get(), 0), WAIT_OBJECT_0);
@@ -240,7 +241,7 @@ TEST_F(TunnelLog, IsNotRotatedByWhoDoesNotHoldTheMutex) {
   EXPECT_EQ(LogLines().size(), 1u);
 }
 
-// An object made without a descriptor has no owner here, so it counts as a stranger's.
+// An object created without a descriptor has no owner here, so it is not trusted.
 TEST_F(TunnelLog, DoesNotWaitForAStrangerWhoHoldsTheMutex) {
   const KernelHandle mutex(CreateMutexW(nullptr, TRUE, kLogMutexName));
   std::thread([] { WriteLogLine("written all the same"); }).join();

@@ -1,4 +1,4 @@
-// The statistics thread against a stand-in engine: the test child, which answers a query as its file says.
+// The statistics thread with a stand-in engine: the test child, which replies to a query as its file says.
 #include "tunnel/traffic_statistics.h"
 
 #include <windows.h>
@@ -28,7 +28,7 @@ std::string Counters(const Traffic& traffic) {
   return R"(out={"stat":[)" + one("uplink", traffic.up) + "," + one("downlink", traffic.down) + "]}\n";
 }
 
-// Named, so that the engine's process can find it; set once for each wait.
+// Named, so that the engine's process can find it. Set once for each wait.
 struct Signal {
   Signal() : event(CreateEventW(nullptr, FALSE, FALSE, WidenUtf8(name).c_str())) {}
   void Set() const { SetEvent(event.Get()); }
@@ -38,7 +38,7 @@ struct Signal {
   KernelHandle event;
 };
 
-// A session's statistics thread with an engine of its own.
+// A session's statistics thread with its own engine.
 class Loop {
  public:
   explicit Loop(const std::string& actions) {
@@ -93,7 +93,7 @@ TEST(TrafficStatistics, KeepTheTotalsWhenAQueryFailsAndStoreZeroForAnAnswerWitho
   ASSERT_TRUE(loop.Shows({11, 22}));
   loop.AnswerBy("signal=" + hung.name + "\nsleep\n");
   ASSERT_TRUE(hung.Comes());
-  // The query after it has begun, so the one that hung has come to its end.
+  // The next query has begun, so the one that hung has ended.
   loop.AnswerBy("signal=" + asked.name + "\nwait=" + answer.name + "\nout=failed to dial\n");
   ASSERT_TRUE(asked.Comes());
   EXPECT_EQ(loop.Totals(), (Traffic{11, 22}));
@@ -103,7 +103,7 @@ TEST(TrafficStatistics, KeepTheTotalsWhenAQueryFailsAndStoreZeroForAnAnswerWitho
 
 TEST(TrafficStatistics, EndInTheirPauseOnceTheFlagIsClear) {
   const Signal asked;
-  // The measure is another thread like it, whose pause began a little earlier and is not cut short.
+  // For comparison, a second such thread, whose pause began slightly earlier and is not cut short.
   const Loop other("signal=" + asked.name + "\n" + Counters({1, 1}));
   ASSERT_TRUE(asked.Comes());
   ASSERT_TRUE(other.Shows({1, 1}));

@@ -87,7 +87,7 @@ TEST_F(ControllerWithEngine, ARefusedStartLeavesTheNumberAsItIs) {
   EXPECT_EQ(StartError(Config(life), true), "");
   EXPECT_EQ(StartError("no configuration", true), kInvalid);
   EXPECT_EQ(controller->startNumber, 1u);
-  // The refused start has stopped the tunnel before it looked at the text.
+  // The refused start stopped the tunnel before it checked the text.
   EXPECT_FALSE(controller->IsRunning());
   EXPECT_FALSE(controller->StopIfCurrent(1, "never written"));
 }
@@ -105,11 +105,11 @@ TEST_F(ControllerWithEngine, AStartThatNamesAFileIsRefusedInEitherModeAndEndsNot
     EXPECT_EQ(controller->startNumber, 1u);
     EXPECT_EQ(controller->lastConfig, Config(life));
   }
-  // What is no configuration at all is answered as ever.
+  // A text that is not a configuration gets the same reply as always.
   EXPECT_EQ(StartError("x" + named, true), kInvalid);
 }
 
-// The engines were there when the controller was made.
+// The engines were there when the controller was created.
 class ControllerWithEngines : public ControllerWithEngine {
  protected:
   void SetUp() override {

@@ -1,4 +1,4 @@
-// The lab's numbers against the toolchain's headers.
+// Compares the lab's numbers with the toolchain's headers.
 #include <winsock2.h>
 #include <windows.h>
 

@@ -1,4 +1,4 @@
-// A filter engine with one provider and one sublayer, for the tests of what it checks.
+// A filter engine with one provider and one sublayer, for tests of its checks.
 #pragma once
 
 #include <string>
@@ -11,7 +11,7 @@ inline constexpr char kProviderKey[] = "{AAAAAAAA-0000-0000-0000-000000000001}";
 inline constexpr char kSublayerKey[] = "{AAAAAAAA-0000-0000-0000-000000000002}";
 inline constexpr char kOtherKey[] = "{AAAAAAAA-0000-0000-0000-000000000003}";
 
-// Owned by that dynamic session, 0 for none.
+// Owned by that dynamic session, or by none if 0.
 inline Wfp Engine(uint64_t session = 0) {
   Wfp wfp;
   wfp.providers = {{kProviderKey, "Provider", session}};

@@ -7,7 +7,7 @@
 namespace moorlak::lab {
 namespace {
 
-// What adding the filter to a fresh engine answers; a refused one must leave nothing behind.
+// The result of adding the filter to a new engine. A refused filter must leave nothing behind.
 uint32_t AddTo(Wfp wfp, const WfpFilter& filter) {
   const Wfp before = wfp;
   uint64_t id = 0;
@@ -188,7 +188,7 @@ TEST(FilterEngine, ARestartLeavesNothingAndNoSession) {
   RestartEngine(wfp);
   EXPECT_TRUE(wfp.filters.empty() && wfp.sublayers.empty() && wfp.providers.empty() && wfp.sessions.empty());
   EXPECT_EQ(wfp.generation, generation + 1);
-  // Numbers of objects that are gone do not come back.
+  // Numbers of removed objects are not reused.
   ASSERT_EQ(AddProvider(wfp, {kProviderKey, "Provider", 0}), 0u);
   ASSERT_EQ(AddSublayer(wfp, {kSublayerKey, "Sublayer", kProviderKey, 1, 0}), 0u);
   uint64_t next = 0;

@@ -13,13 +13,13 @@ constexpr uint32_t kOtherProcess = 200;
 
 class FilterTransactions : public testing::Test {
  protected:
-  // A session of the process, found anew each time: opening another one moves it.
+  // The process's session, looked up on every use: opening another session moves it.
   WfpSession& Session(uint64_t handle) { return *FindSession(state.wfp, handle, kProcess); }
   uint32_t Begin(uint64_t handle) { return BeginTransaction(state.wfp, Session(handle), open); }
   uint32_t Commit(uint64_t handle) { return CommitTransaction(state.wfp, Session(handle), open); }
   uint32_t Abort(uint64_t handle) { return AbortTransaction(Session(handle), open); }
   Wfp* Objects(uint64_t handle) { return ObjectsOf(state.wfp, Session(handle), open); }
-  // Adds provider, sublayer and filter within whatever the session works on.
+  // Adds provider, sublayer and filter to the session's current view.
   void AddAll(uint64_t handle) {
     Wfp& objects = *Objects(handle);
     uint64_t id = 0;
@@ -105,7 +105,7 @@ TEST_F(FilterTransactions, AHandleIsDeadAfterTheEnginesRestart) {
   EXPECT_TRUE(IsEmpty());
   const uint64_t next = OpenSession(state.wfp, kProcess, true);
   EXPECT_NE(next, session);
-  // What the dead one had begun is in nobody's way.
+  // The dead session's transaction blocks nobody.
   EXPECT_EQ(Begin(next), 0u);
   EXPECT_TRUE(Objects(next)->filters.empty());
 }

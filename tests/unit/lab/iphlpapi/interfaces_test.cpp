@@ -132,7 +132,7 @@ TEST(UnicastAddress, GoesWithTheOnLinkRoutesThatCameWithIt) {
   EXPECT_FALSE(HasRouteTo(state.ipv4Routes, "192.0.2.0", 24));
   EXPECT_FALSE(HasRouteTo(state.ipv4Routes, "192.0.2.10", 32));
   EXPECT_FALSE(HasRouteTo(state.ipv4Routes, "192.0.2.255", 32));
-  // The loopback adapter's own and the route through the gateway stay.
+  // The loopback adapter's own routes and the route through the gateway stay.
   EXPECT_TRUE(HasRouteTo(state.ipv4Routes, "224.0.0.0", 4));
   EXPECT_TRUE(HasRouteTo(state.ipv4Routes, "127.0.0.0", 8));
   EXPECT_EQ(std::ranges::count(state.ipv4Routes, "192.0.2.1", &Route::nextHop), 1);

@@ -10,7 +10,7 @@ namespace {
 constexpr uint32_t kAll = 3;
 using Ids = std::vector<std::string>;
 
-// A network of "Ethernet", which is up, one of "Wi-Fi", which is down, and one whose adapter is gone.
+// A network of "Ethernet", which is up, one of "Wi-Fi", which is down, and one whose adapter no longer exists.
 MachineState Machine() {
   MachineState machine = DhcpMachine();
   machine.networks[0].id = "{UP}";

@@ -18,7 +18,8 @@ struct Splitter {
     inWord = false;
   }
 
-  // Backslashes mean themselves, except before a quote: there two are one, and an odd one makes the quote plain.
+  // Backslashes are literal, except before a quote: there each pair is one backslash, and an odd one makes the quote
+  // literal.
   void TakeQuote() {
     word.append(backslashes / 2, '\\');
     if (backslashes % 2 == 1) {

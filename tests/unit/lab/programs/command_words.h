@@ -1,4 +1,4 @@
-// Command lines as the C runtime splits them for a program.
+// Splits command lines as the C runtime does.
 #pragma once
 
 #include <string_view>
@@ -7,7 +7,7 @@
 
 namespace moorlak::lab {
 
-// The words behind the program's name ("Parsing C command-line arguments" on Microsoft Learn).
+// The words after the program's name ("Parsing C command-line arguments" on Microsoft Learn).
 Words CommandWords(std::string_view commandLine);
 
 }  // namespace moorlak::lab

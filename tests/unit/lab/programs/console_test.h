@@ -1,4 +1,4 @@
-// What the tests of the console programs share.
+// Shared by the tests of the console programs.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@ namespace moorlak::lab {
 constexpr char kTunnelName[] = "Moorlak";
 constexpr uint32_t kTunnelType = 53;
 
-// A machine with a tunnel adapter that has a session and no address yet.
+// A machine with a tunnel adapter that has a session but no address yet.
 inline MachineState WithTunnel(MachineState machine, const std::string& name = kTunnelName) {
   Adapter adapter;
   adapter.name = name;
@@ -31,14 +31,14 @@ inline MachineState WithTunnel(MachineState machine, const std::string& name = k
   return machine;
 }
 
-// The adapter with that name, which must be there.
+// The adapter with that name, which must exist.
 inline Adapter& Named(MachineState& machine, const std::string& name) {
   Adapter* adapter = FindAdapterNamed(machine, name);
   if (adapter == nullptr) throw std::runtime_error("no adapter " + name);
   return *adapter;
 }
 
-// Runs a whole command line. As in a program, what a failed one changed is forgotten.
+// Runs a whole command line. As in a program, a failed command changes nothing.
 inline Outcome RunLine(Execute execute, MachineState& machine, const std::string& line) {
   MachineState changed = machine;
   const Outcome outcome = execute(changed, CommandWords(line));
@@ -52,7 +52,7 @@ inline void ExpectDone(Execute execute, MachineState& machine, const std::string
   EXPECT_FALSE(outcome.unknown) << line;
 }
 
-// Understood, but refused with that text.
+// The line is understood but refused with that text.
 inline void ExpectRefused(Execute execute, MachineState& machine, const std::string& line, const std::string& text) {
   const Outcome outcome = RunLine(execute, machine, line);
   EXPECT_EQ(outcome.exitCode, 1u) << line;

@@ -1,8 +1,7 @@
-// Lies beside the stand-in dnsapi.dll and tells by its exit code what works there.
+// Placed next to the stand-in dnsapi.dll, it reports in its exit code what works there.
 //   flush   the error of emptying the resolver cache, 0 for none
-//   rest    a bit for each of: a forwarded function, one of iphlpapi that asks dnsapi, the stand-in still being found
-//   by
-//           its bare name after that, one that is passed on to Wine's own
+//   rest    one bit for each of: a forwarded function; a function of iphlpapi that calls dnsapi; the bare name still
+//           finding the stand-in after that; a function that is passed on to Wine's own dnsapi
 #include <winsock2.h>
 #include <windows.h>
 
@@ -47,7 +46,7 @@ bool AnswersLikeWinesOwn(HMODULE standIn) {
   return HostName(standIn, answer, sizeof answer) == status && std::wstring_view(answer) == expected;
 }
 
-// Asks dnsapi for the name servers on its way.
+// This call asks dnsapi for the name servers.
 bool NetworkParametersCanBeRead() {
   ULONG size = 0;
   return GetNetworkParams(nullptr, &size) == ERROR_BUFFER_OVERFLOW && size >= sizeof(FIXED_INFO);
@@ -61,7 +60,7 @@ int wmain(int count, wchar_t** arguments) {
   int works = ComparesNames() ? 1 : 0;
   const HMODULE standIn = StandIn();
   if (NetworkParametersCanBeRead()) works += 2;
-  // Wine's own is loaded by now, and the bare name must go on to mean the stand-in.
+  // Wine's own dnsapi is loaded by now; the bare name must still find the stand-in.
   if (StandIn() == standIn) works += 4;
   if (AnswersLikeWinesOwn(standIn)) works += 8;
   return works;

@@ -1,4 +1,4 @@
-// tun2socks and the engine's link to the machine as programs, in the Wine prefix of the test run.
+// tun2socks and the engine's link to the machine as programs, in the test run's Wine prefix.
 #include "lab/programs/console_test.h"
 #include "lab/programs/installed.h"
 #include "programs/console/text.h"
@@ -36,7 +36,7 @@ bool IsUp() {
   return adapter != nullptr && adapter->up;
 }
 
-// A machine whose adapter belongs to this test, as the service's does to the service.
+// A machine whose adapter is held by this test, as the service holds its own.
 class EnginePrograms : public testing::Test {
  protected:
   void SetUp() override {

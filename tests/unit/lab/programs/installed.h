@@ -1,4 +1,4 @@
-// Puts stand-ins into the Wine prefix of the test run, and runs programs there.
+// Puts stand-ins into the test run's Wine prefix, and runs programs there.
 #pragma once
 
 #include <windows.h>
@@ -11,16 +11,16 @@ namespace moorlak::lab {
 
 inline constexpr DWORD kPatienceMs = 60000;
 
-// A file of the build's lab folder ("programs\\netsh.exe"), or beside the tests.
+// A file in the build's lab folder ("programs\\netsh.exe"), or next to the tests.
 std::wstring LabFile(const std::wstring& name);
 std::wstring FileBesideTests(const std::wstring& name);
 
 std::wstring InSystemFolder(const std::wstring& name);
 
-// A real copy in place of whatever was there, which may be a link that other prefixes share.
+// Replaces the target, which may be a link shared with other prefixes, with a real copy.
 bool Replace(const std::wstring& source, const std::wstring& target);
 
-// Prefers a program's or DLL's own file over Wine's; for one program only when its name is given.
+// Prefers a program's or DLL's own file to Wine's; only for one program if its name is given.
 bool PreferNative(const std::wstring& name, const std::wstring& program = {});
 
 struct Ended {
@@ -28,9 +28,9 @@ struct Ended {
   std::string output;
 };
 
-// A process with its standard output in a pipe; ended with all that it started when the object goes.
+// A process with its standard output in a pipe. The destructor ends it and everything that it started.
 struct RunningCommand {
-  // The application may be empty: then it is found by the command line (UTF-8).
+  // If the application is empty, the command line (UTF-8) determines the program.
   RunningCommand(const std::wstring& application, const std::string& commandLine);
   RunningCommand(const RunningCommand&) = delete;
   RunningCommand& operator=(const RunningCommand&) = delete;
@@ -45,7 +45,7 @@ struct RunningCommand {
   KernelHandle readEnd;
 };
 
-// As the service runs commands: netsh straight from the system folder, everything else below cmd.exe.
+// As the service runs commands: netsh directly from the system folder, everything else through cmd.exe.
 Ended RunCommand(const std::string& command);
 
 }  // namespace moorlak::lab

@@ -47,7 +47,7 @@ TEST(Ipconfig, LetsTheServiceFindAnIpv4GatewayThatStandsFirst) {
   MachineState machine = DhcpMachine();
   DropIpv6Defaults(machine);
   EXPECT_EQ(GatewayInIpconfig(List(machine)), "192.0.2.1");
-  // A tunnel that is listed first wins, whatever its metric.
+  // A tunnel that is listed first wins, whatever its metric is.
   MachineState tunnel = WithTunnel(machine);
   tunnel.ipv4Routes.push_back({"0.0.0.0", 0, "10.0.85.1", Named(tunnel, "Moorlak").luid, 1, true});
   std::rotate(tunnel.adapters.begin(), tunnel.adapters.end() - 1, tunnel.adapters.end());

@@ -319,21 +319,21 @@ TEST(NetshGrammar, WhatItDoesNotKnowIsUnknown) {
   MachineState machine = TunnelMachine();
   for (const char* line :
        {"netsh", "netsh interface", "netsh winsock reset", "netsh interface ipv4 show dns",
-        // Abbreviations that mean two things.
+        // Ambiguous abbreviations.
         "netsh i i s i", "netsh interface ipv set interface Moorlak metric=1",
-        // A tag that does not exist, twice the same one, one at another's place.
+        // An unknown tag, a repeated tag, a tag in the wrong place.
         "netsh interface ipv4 set interface Moorlak metrik=1",
         "netsh interface ipv4 set interface Moorlak metric=1 metric=2",
         "netsh interface ipv4 set interface interface=Moorlak Moorlak metric=1",
         "netsh interface ip set address na=\"Moorlak\" s=static a=10.0.85.2 m=255.255.255.0 g=none x=1",
-        // What is missing.
+        // Something is missing.
         "netsh interface ipv4 set interface Moorlak", "netsh interface set interface name=Moorlak",
         "netsh interface ip add route 0.0.0.0/0", "netsh interface ipv4 set dns name=Moorlak",
         "netsh interface ipv4 set dns name=Moorlak static", "netsh interface ipv4 delete dns name=Moorlak",
         "netsh interface ipv4 add dns name=Moorlak index=2 validate=no",
         "netsh interface ip set address Moorlak static 10.0.85.2",
         "netsh interface ipv4 set interface interface=\"\" metric=1",
-        // The lab has no name servers to ask.
+        // The lab has no name servers that could be validated.
         "netsh interface ipv4 set dns name=Moorlak static 203.0.113.7",
         "netsh interface ipv4 set dns name=Moorlak static 203.0.113.7 validate=yes",
         "netsh interface ipv4 add dns name=Moorlak 203.0.113.7 index=2",
@@ -350,7 +350,7 @@ TEST(NetshGrammar, WhatItDoesNotKnowIsUnknown) {
         "netsh interface ip set address Moorlak static 10.0.85.2 255.0.255.0",
         "netsh interface ip set address Moorlak static 10.0.85.2/24 255.255.255.0",
         "netsh interface ipv6 set address Moorlak static 10.0.85.2/24",
-        // An unquoted name with blanks.
+        // An unquoted name with spaces.
         "netsh interface ipv4 delete dns name=Local Area Connection 2 all",
         "netsh advfirewall firewall add rule Sharing in allow", "netsh advfirewall firewall add rule name=S dir=in",
         "netsh advfirewall firewall add rule name=S dir=in action=allow localport=80",

@@ -1,4 +1,4 @@
-// Every command that the service composes is one that the stand-ins understand, and does what the service means by it.
+// The stand-ins understand every command that the service composes and do what the service means by it.
 #include "lab/programs/console_test.h"
 #include "net/dns/dns_commands.h"
 #include "net/routing/route_plan.h"

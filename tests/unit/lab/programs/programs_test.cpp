@@ -1,4 +1,4 @@
-// The programs themselves, in the Wine prefix of the test run.
+// The programs themselves, in the test run's Wine prefix.
 #include "lab/programs/console_test.h"
 #include "lab/programs/installed.h"
 #include "net/dns/dns_commands.h"
@@ -26,7 +26,7 @@ void Plan(const Fault& fault) {
   EditMachine([&](MachineState& state) { state.faults.push_back(fault); });
 }
 
-// Runs the program and compares the machine with what its core makes of the same one.
+// Runs the program and compares the machine with what the program's core makes of an equal one.
 void ExpectSame(MachineState& expected, const std::string& command) {
   const Execute execute = command.starts_with("netsh") ? RunNetsh : RunRoute;
   const Outcome outcome = RunLine(execute, expected, command);
@@ -34,7 +34,7 @@ void ExpectSame(MachineState& expected, const std::string& command) {
   EXPECT_EQ(Show(ReadMachine()), Show(expected)) << command;
 }
 
-// A session's commands in their order, for a tunnel with that name.
+// A session's commands in order, for a tunnel with that name.
 std::vector<std::string> SessionCommands(const std::string& name) {
   return {EnableAdapterCommand(name).text,
           "netsh interface ip set address name=\"" + name +
@@ -63,7 +63,7 @@ std::vector<std::string> SessionCommands(const std::string& name) {
 TEST_F(ConsolePrograms, DoWhatTheirCoresDoForEveryCommandOfASession) {
   for (const char* name : {"Moorlak", "Moorlak 2", "Беспроводная сеть", "以太网 (2)"}) {
     MachineState expected = WithTunnel(DhcpMachine(), name);
-    // Session processes that do not live would be dropped at the first call.
+    // The first call would drop a session whose process does not exist.
     Named(expected, name).sessionProcess = static_cast<uint32_t>(GetCurrentProcessId());
     CreateMachine(expected);
     for (const std::string& command : SessionCommands(name)) ExpectSame(expected, command);
@@ -137,7 +137,7 @@ TEST_F(ConsolePrograms, HangThemselvesBelowCmd) {
   for (DWORD waited = 0; ReadCallLog().empty() && waited < kPatienceMs; waited += 10) Sleep(10);
   EXPECT_EQ(ReadCallLog(), std::vector<std::string>{"1 route.exe route DELETE 192.0.2.0 -> hang"});
   EXPECT_TRUE(command.Lives());
-  // The machine goes on meanwhile, and the hanging command has changed nothing.
+  // The machine continues meanwhile, and the hanging command has changed nothing.
   EXPECT_EQ(Show(ReadMachine()), Show(DhcpMachine()));
   EXPECT_EQ(RunCommand("route DELETE 192.0.2.0").exitCode, 0u);
 }

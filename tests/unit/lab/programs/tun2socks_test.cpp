@@ -1,4 +1,4 @@
-// What tun2socks understands and does to the machine.
+// The command lines that tun2socks understands, and what it does to the machine.
 #include "programs/tun2socks/tun2socks.h"
 
 #include "lab/programs/console_test.h"
@@ -11,7 +11,7 @@ namespace {
 constexpr uint32_t kService = 4;
 constexpr uint32_t kProgram = 8;
 
-// The words behind the program's name, as the service writes them.
+// The words after the program's name, as the service writes them.
 Words ServiceWords(uint16_t port) {
   return CommandWords(Tun2SocksCommandLine("C:\\Program Files\\Moorlak\\xray\\tun2socks.exe", port));
 }
@@ -87,7 +87,7 @@ TEST(Tun2Socks, LeavesAnAdapterAloneThatAnotherUses) {
   EXPECT_NE(outcome.output.find("error 1247"), std::string::npos) << outcome.output;
 }
 
-// The line that tells of the start must not reach the tunnel log, a failure must.
+// The line about the start must not reach the tunnel log, a failure must.
 TEST(Tun2Socks, TellsOfItsStartAtTheLevelOfInformation) {
   MachineState machine = WithServicesAdapter();
   EXPECT_NE(RunTun2Socks(machine, ServiceWords(10807), kProgram).output.find("\"level\":\"info\""), std::string::npos);

@@ -1,4 +1,4 @@
-// A stand-in for version.dll that shows how one is made: two exports of its own, all others Wine's.
+// An example of a stand-in, for version.dll: two exports are its own, all others are Wine's.
 #include <windows.h>
 
 #include "machine/machine.h"

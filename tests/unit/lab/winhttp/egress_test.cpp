@@ -28,7 +28,7 @@ Adapter& AddTunnel(MachineState& state) {
   return state.adapters.emplace_back(adapter);
 }
 
-// The tunnel's default route has the sum 6, the physical adapter's 25.
+// The metric sum of the tunnel's default route is 6, that of the physical adapter's is 25.
 MachineState MachineWithTunnel() {
   MachineState state = DhcpMachine();
   AddTunnel(state);
@@ -64,7 +64,7 @@ TEST(Egress, TheAdaptersGuidIsFoundInEitherLetterCase) {
 TEST(Egress, ATunnelWhosePacketsNobodyTakesLeadsNowhere) {
   MachineState state = MachineWithTunnel();
   EXPECT_EQ(FindEgress(state, "203.0.113.7"), (Egress{Exit::Nowhere, "Moorlak", state.adapters.back().luid, 0}));
-  // A program of another adapter, and one that has no proxy.
+  // A program of another adapter, and one without a proxy.
   state.tunnels = {{kProgram, "{0}", kPort}, {kProgram, state.adapters.back().guid, 0}};
   EXPECT_EQ(FindEgress(state, "203.0.113.7").exit, Exit::Nowhere);
 }
@@ -101,7 +101,7 @@ TEST(Egress, ALongerPrefixWinsOverALowerMetric) {
 TEST(Egress, OfEqualPrefixesTheLowerSumOfBothMetricsWins) {
   MachineState state = DhcpMachine();
   AddPhysicalAdapter(state, "Wi-Fi 2", kWireless, 3);
-  // 25 against 35: the route's own metric turns it around only when the sum does.
+  // 25 against 35: the route's own metric changes the result only when it changes the order of the sums.
   EXPECT_EQ(AdapterTo(state, "203.0.113.7"), "Ethernet");
   state.ipv4Routes.push_back({"0.0.0.0", 0, "192.0.3.9", state.adapters.back().luid, 0, false});
   std::erase_if(state.ipv4Routes, [](const Route& route) { return route.nextHop == "192.0.2.1"; });

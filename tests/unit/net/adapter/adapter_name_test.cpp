@@ -110,7 +110,7 @@ TEST(OrphanDevice, TheWintunMarkIsFoundInAnyLetterCase) {
   EXPECT_TRUE(IsOrphanDevice({L"Moorlak", kWintunText, L"swd\\WINTUN\\{1}", L""}, false));
 }
 
-// The driver's library names a device after the tunnel's type; the name that it was asked for is the connection's.
+// The driver's library names a device after the tunnel's type; the requested name becomes the connection's.
 DeviceIdentity Connected(const wchar_t* connectionName, const wchar_t* instanceId) {
   return {L"Moorlak Tunnel", L"Moorlak Tunnel", instanceId, connectionName};
 }
@@ -133,7 +133,7 @@ TEST(OrphanDevice, TheConnectionsNameSparesWhatTheOtherRulesSpare) {
   EXPECT_FALSE(IsOrphanDevice(Connected(L"Moorlak 1", L"SWD\\Wintun\\ExpressVPN_{1}"), true));
 }
 
-// A user may have named it so.
+// A user may have given it this name.
 TEST(OrphanDevice, APhysicalAdapterIsKeptWhateverItsConnectionsName) {
   EXPECT_FALSE(IsOrphanDevice({L"Gigabit", L"Gigabit", kPciId, L"Moorlak"}, true));
   EXPECT_FALSE(IsOrphanDevice({L"Gigabit", L"Gigabit", kPciId, L"Moorlak 2"}, true));

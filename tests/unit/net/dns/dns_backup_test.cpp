@@ -75,7 +75,7 @@ TEST(DnsBackup, AServerThatBreaksOffIsNotTakenForAnother) {
   EXPECT_EQ(read.records[0].servers, std::vector<std::string>{"192.0.2.53"});
 }
 
-// Whatever a damaged file says, nothing that reaches a command line is unsafe.
+// Whatever a damaged file contains, nothing unsafe reaches a command line.
 void ExpectSafe(const std::string& text) {
   for (const AdapterDnsBackup& record : ParseDnsBackup(text).records) {
     EXPECT_TRUE(IsSafeAdapterName(record.name)) << text;
@@ -89,7 +89,7 @@ TEST(DnsBackup, AFileCutAtAnyByteStaysSafe) {
   for (size_t length = 0; length < whole.size(); ++length) {
     const std::string cut = whole.substr(0, length);
     ExpectSafe(cut);
-    // A server or a name is the one that was saved, or none.
+    // Servers and names that are read are saved ones; some may be missing.
     const auto saved = ThreeRecords();
     const auto read = ParseDnsBackup(cut).records;
     ASSERT_LE(read.size(), saved.size()) << cut;
@@ -112,8 +112,7 @@ TEST(DnsBackup, AFileWithAnyByteChangedStaysSafe) {
   }
 }
 
-// Were the blanks or digits in front of a missing number looked through again for every record, these texts would take
-// hours.
+// A parser that rereads blanks or digits before a missing number for every record would need hours for these texts.
 TEST(DnsBackup, LongTextsWithoutNumbersAreReadOnce) {
   constexpr size_t kLong = size_t{2} << 20;
   const std::string claim = "v1\n4294967295\n";

@@ -37,7 +37,7 @@ TEST(SmhnrBackup, AFileCutAtAnyByteIsNone) {
   }
 }
 
-// What is not caught is another number: nothing in the file tells a digit from another digit.
+// A changed number is not detected: the file has no checksum.
 TEST(SmhnrBackup, AFileWithAnyByteChangedIsNoneOrStillFourNumbers) {
   const std::string whole = FormatSmhnrBackup({true, true, 42, true, 17});
   constexpr std::string_view kNumbersAndBlanks = "0123456789 \t\n\v\f\r";

@@ -15,8 +15,8 @@ const std::atomic<bool> running{true};
 
 using Addresses = std::vector<std::string>;
 
-// There is no route.exe in a bare prefix, so the command shell exits with 9009 ("not recognised") and what was to be
-// run stands in the log.
+// A bare prefix has no route.exe, so the command shell exits with 9009 ("not recognised"), and the log shows the
+// command.
 BypassRoutes WithGateway() {
   return {"192.168.7.1", "", {}};
 }
@@ -67,7 +67,7 @@ TEST(HostBypassRoute, AnAddressThatIsRoutedAlreadyIsNotRoutedAgain) {
 }
 
 TEST(HostBypassRoute, AnUnknownNameIsTold) {
-  // Too long for a name, so that nobody is asked for it.
+  // Too long for a name, so no resolver is asked for it.
   const std::string host(300, 'a');
   BypassRoutes routes = WithGateway();
   const LogTail log;

@@ -88,7 +88,7 @@ TEST(JournaledRoutes, TheTextIsReadBackWhole) {
   EXPECT_TRUE(ParseRouteJournal(FormatRouteJournal({})).IsEmpty());
 }
 
-// Of the service's earlier versions.
+// The format of earlier versions of the service.
 TEST(JournaledRoutes, ATextWithoutItsStartOfTheSystemIsReadWhole) {
   const RouteJournal journal = ParseRouteJournal("v1\nadded\n203.0.113.7\n32\n192.0.2.1\n");
   EXPECT_EQ(journal.added, (std::vector<AddedRoute>{{kServer, 32, kGateway}}));
@@ -100,7 +100,7 @@ TEST(JournaledRoutes, AnotherVersionTellsNothing) {
   EXPECT_TRUE(ParseRouteJournal("").IsEmpty());
 }
 
-// Whatever breaks off, what is told is a beginning of what was written.
+// Wherever the text is cut, what is read is a prefix of what was written.
 TEST(JournaledRoutes, ATextCutAnywhereTellsABeginning) {
   const RouteJournal whole = FullJournal();
   const std::string text = FormatRouteJournal(whole);

@@ -12,7 +12,7 @@
 namespace moorlak {
 namespace {
 
-// What std::stoi makes of a text, its exceptions as "nothing".
+// The result of std::stoi, nullopt if it throws.
 std::optional<int32_t> ByStandardConversion(const std::string& text) {
   try {
     return std::stoi(text);
@@ -223,8 +223,8 @@ TEST(IpconfigGateway, OneAddressTooLongIsCutAsThePatternCutsIt) {
   EXPECT_EQ(GatewayInIpconfig("Default Gateway : 192.168.7.1234"), "192.168.7.123");
 }
 
-// Were every label to look for its colon anew, or every colon's blanks to be read again and again, these texts of a few
-// MiB would take hours.
+// A parser that searches for a colon again at every label, or rereads the blanks at every colon, would need hours for
+// these few MiB.
 TEST(IpconfigGateway, LongHostileTextsAreReadOnce) {
   std::string labels;
   std::string colons;

@@ -9,7 +9,7 @@ namespace {
 using Lines = std::vector<std::string>;
 using Rows = std::vector<RouteRow>;
 
-// No palindromes: a swapped byte order would show.
+// Not palindromes: a swapped byte order would show.
 constexpr uint32_t kHomeRouter = 0xC0A80701;   // 192.168.7.1
 constexpr uint32_t kPhoneRouter = 0xAC140A01;  // 172.20.10.1
 constexpr uint32_t kTunnelIndex = 31;

@@ -8,7 +8,7 @@ namespace {
 
 constexpr uint64_t kLuid = 0x0035000001000000;
 
-// Adds every filter but those whose numbers (from 0) are to fail, and keeps what it was asked for.
+// Adds all filters except those whose numbers (from 0) should fail, and records every request.
 struct Adder {
   std::vector<size_t> failing;
   std::vector<FilterRow> asked;
@@ -23,7 +23,7 @@ struct Adder {
   }
 };
 
-// The order in which filters were asked for: family and action of each.
+// The requested filters in order: family and action of each.
 std::string Order(const Adder& adder) {
   std::string text;
   for (const FilterRow& row : adder.asked) {
@@ -87,7 +87,8 @@ TEST(SplitRules, CountThe65thApplicationAsRegisteredWithoutFilters) {
 }
 
 TEST(SplitRules, GiveTheLastApplicationWhatRoomThereIs) {
-  // The first application keeps three filters, so that 256 are full one filter before the 65th is served.
+  // The first application keeps three filters, so the limit of 256 is reached one filter before the 65th application is
+  // complete.
   Adder adder{{3}, {}};
   const SplitTally tally = SplitMany(65, adder);
   EXPECT_EQ(tally.filterIds.size(), 256U);
