@@ -9,7 +9,7 @@
 namespace moorlak {
 namespace {
 
-// Nothing else may happen here: a cancellation waits for it.
+// The callbacks must do nothing else: cancelling waits for them.
 void WINAPI OnInterfaceChange(void* event, MIB_IPINTERFACE_ROW* /*row*/, MIB_NOTIFICATION_TYPE /*type*/) {
   SetEvent(event);
 }

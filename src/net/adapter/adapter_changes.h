@@ -1,5 +1,5 @@
-// The system's word that interfaces or addresses have changed ("NotifyIpInterfaceChange function" and
-// "NotifyUnicastIpAddressChange function" of Microsoft Learn).
+// Notifications that interfaces or addresses have changed ("NotifyIpInterfaceChange function" and
+// "NotifyUnicastIpAddressChange function" on Microsoft Learn).
 #pragma once
 
 #include <windows.h>
@@ -8,10 +8,10 @@ namespace moorlak {
 
 class AdapterChanges {
  public:
-  // Registers for both families. Each change sets the event, on a thread of the system's; the event is the caller's and
-  // must outlive this. What the system refuses to register stays silent.
+  // Registers for both address families. Each change sets the event on a system thread; the caller owns the event and
+  // must keep it longer than this object. A registration that the system refuses is ignored.
   explicit AdapterChanges(HANDLE event) noexcept;
-  // Waits for callbacks that are running; they do nothing but set the event. Not to be called by one.
+  // Waits for running callbacks, which only set the event. Must not be called from a callback.
   ~AdapterChanges();
   AdapterChanges(const AdapterChanges&) = delete;
   AdapterChanges& operator=(const AdapterChanges&) = delete;

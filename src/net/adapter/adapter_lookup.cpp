@@ -18,12 +18,12 @@ namespace {
 
 using AdapterList = std::vector<AdapterInfo>;
 
-// An adapter that comes up between two calls makes the list grow; one that grows at every try is no list.
+// An adapter that comes up between two calls makes the list grow; gives up on one that grows every time.
 constexpr int kMostReads = 8;
 constexpr ULONG kNameAndIndexOnly =
     GAA_FLAG_SKIP_UNICAST | GAA_FLAG_SKIP_ANYCAST | GAA_FLAG_SKIP_MULTICAST | GAA_FLAG_SKIP_DNS_SERVER;
 
-// Empty for another family than IPv4 and for 0.0.0.0.
+// Empty for 0.0.0.0 and for any family other than IPv4.
 std::string Ipv4Text(const SOCKET_ADDRESS& address) {
   if (address.lpSockaddr == nullptr || address.lpSockaddr->sa_family != AF_INET) return {};
   const auto* ipv4 = reinterpret_cast<const sockaddr_in*>(address.lpSockaddr);
@@ -33,7 +33,7 @@ std::string Ipv4Text(const SOCKET_ADDRESS& address) {
   return text.data();
 }
 
-// One of the linked lists of an adapter: unicast addresses, name servers.
+// The IPv4 texts of one of an adapter's linked lists: unicast addresses or name servers.
 template <typename Entry>
 std::vector<std::string> Ipv4Texts(const Entry* entry) {
   std::vector<std::string> texts;
@@ -59,7 +59,7 @@ AdapterInfo PlainAdapter(const IP_ADAPTER_ADDRESSES& adapter) {
   return info;
 }
 
-// Memory that is aligned for the records in it.
+// Memory aligned for the records in it.
 using AdapterBuffer = std::vector<std::max_align_t>;
 
 AdapterList PlainAdapters(const AdapterBuffer& buffer) {

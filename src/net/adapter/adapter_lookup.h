@@ -1,5 +1,5 @@
 // The machine's adapters as plain values, and the tunnel adapter among them. Nothing here takes a lock or opens the
-// adapter, so any thread may ask at any time.
+// adapter, so any thread may call it at any time.
 #pragma once
 
 #include <cstdint>
@@ -10,10 +10,10 @@
 namespace moorlak {
 
 struct AdapterInfo {
-  // The connection's ("friendly") name; empty when the system knows none.
+  // The connection's ("friendly") name; empty if it has none.
   std::wstring name;
   std::string nameUtf8;
-  // 0 where the adapter does not have the family.
+  // 0 if the adapter lacks the family.
   uint32_t ifIndex = 0;
   uint32_t ipv6IfIndex = 0;
   // NET_LUID as its 64-bit value.
@@ -22,44 +22,44 @@ struct AdapterInfo {
   uint32_t type = 0;
   // Operational status "up" (1).
   bool up = false;
-  // DHCP for IPv4 is on.
+  // DHCP for IPv4 is enabled.
   bool dhcp = false;
-  // Dotted quads, in the system's order. Name servers of 0.0.0.0 are left out. Empty when the flags skip them.
+  // Dotted quads, in the system's order, without name servers of 0.0.0.0. Empty if the flags skip them.
   std::vector<std::string> ipv4Addresses;
   std::vector<std::string> ipv4DnsServers;
 
   bool operator==(const AdapterInfo&) const = default;
 };
 
-// Addresses wanted, multicast addresses and name servers not: GAA_FLAG_SKIP_MULTICAST, GAA_FLAG_SKIP_DNS_SERVER and
+// With addresses, without multicast addresses and name servers: GAA_FLAG_SKIP_MULTICAST, GAA_FLAG_SKIP_DNS_SERVER and
 // GAA_FLAG_INCLUDE_PREFIX.
 inline constexpr uint32_t kAddressesOnlyFlags = 28;
 
 // What GetAdaptersAddresses lists for a family (AF_INET, AF_INET6, AF_UNSPEC) and GAA_FLAG_… flags, in the system's
-// order. Nothing when it cannot be read: the call for the size must ask for a larger buffer, the one for the list must
-// succeed. A list that grows in between is read again.
+// order. nullopt if it cannot be read: the call for the size must request a larger buffer, and the call for the list
+// must succeed. A list that grows between the calls is read again.
 std::optional<std::vector<AdapterInfo>> ReadAdapters(uint32_t family, uint32_t flags) noexcept;
 
 // The tunnel adapter of a list: ChooseTunnelAdapterName's choice among the adapters that are up, or among all of them
-// where none of ours is up. An engine may make one of its own beside the persistent one, which then stays down. Null
-// when none is ours; part of the list.
+// if none of ours is up. An engine may create its own next to the persistent one, which then stays down. Points into
+// the list; null if none is ours.
 const AdapterInfo* ChooseTunnelAdapter(const std::vector<AdapterInfo>& adapters);
 
-// The tunnel adapter of this moment.
+// The current tunnel adapter.
 std::optional<AdapterInfo> FindTunnelAdapter() noexcept;
 
-// Its name, empty when there is none; and its IPv4 interface index, 0 when there is none.
+// Its name, empty if there is none; and its IPv4 interface index, 0 if there is none.
 std::wstring FindTunnelAdapterName() noexcept;
 uint32_t FindAdapterIndex() noexcept;
 
-// Some adapter that bears a name of ours is operationally up.
+// Whether any adapter with one of our names is operationally up.
 bool IsTunnelAdapterUp() noexcept;
 
-// Its name in UTF-8 for a command, the plain one when there is none. An engine's adapter takes the name over from an
-// older one: to be asked anew for every command.
+// Its name in UTF-8 for a command; the plain name if there is no adapter. An engine's adapter takes the name over from
+// an older one, so call this again for every command.
 std::string TunnelAdapterName() noexcept;
 
-// The IPv4 interface indexes of all adapters that bear a name of ours, for whoever cleans up behind a session.
+// The IPv4 interface indexes of all adapters with one of our names, for cleaning up after a session.
 std::vector<uint32_t> FindAdapterIndexes() noexcept;
 
 }  // namespace moorlak

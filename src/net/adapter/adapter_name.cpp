@@ -6,7 +6,7 @@
 namespace moorlak {
 namespace {
 
-// ASCII letters only, as in device instance ids and the names that are looked for.
+// ASCII letters only, as in device instance ids and the names searched for.
 wchar_t FoldLetter(wchar_t letter) {
   return letter >= L'A' && letter <= L'Z' ? static_cast<wchar_t>(letter - L'A' + L'a') : letter;
 }
@@ -16,7 +16,7 @@ bool ContainsText(std::wstring_view text, std::wstring_view wanted) {
   return std::search(text.begin(), text.end(), wanted.begin(), wanted.end(), sameLetter) != text.end();
 }
 
-// The digits of a numbered name, empty for every other name.
+// The digits of a numbered name; empty for every other name.
 std::wstring_view NumberOf(std::wstring_view name) {
   constexpr size_t kHeadLength = kTunnelAdapterName.size() + 1;
   if (!name.starts_with(kTunnelAdapterName) || name.size() <= kHeadLength || name[kHeadLength - 1] != L' ') return {};
@@ -25,8 +25,8 @@ std::wstring_view NumberOf(std::wstring_view name) {
   return digitsOnly ? number : std::wstring_view();
 }
 
-// Numbers of any length compare by their length without leading zeros, then digit by digit; the plain name has none and
-// so comes first. Equal numbers (7 and 07) keep a fixed order by the whole name.
+// Numbers of any length are compared by their length without leading zeros, then digit by digit. The plain name has no
+// digits and so comes first. Equal numbers (7 and 07) are ordered by the whole name.
 bool ComesBefore(const std::wstring& left, const std::wstring& right) {
   const auto rank = [](const std::wstring& name) {
     const std::wstring_view digits = NumberOf(name);

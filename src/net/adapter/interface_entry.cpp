@@ -29,8 +29,8 @@ std::optional<InterfaceMetric> ReadInterfaceMetric(uint32_t ifIndex) {
 bool WriteInterfaceMetric(uint32_t ifIndex, const InterfaceMetric& wanted) {
   std::optional<MIB_IPINTERFACE_ROW> entry = ReadEntry(ifIndex);
   if (!entry) return false;
-  // An IPv4 entry is read with 32 here and refused unless it is written with 0 ("SetIpInterfaceEntry function" of
-  // Microsoft Learn).
+  // An IPv4 entry is read with 32 here, but can be written only with 0 ("SetIpInterfaceEntry function" on Microsoft
+  // Learn).
   entry->SitePrefixLength = 0;
   entry->UseAutomaticMetric = wanted.automatic ? TRUE : FALSE;
   entry->Metric = wanted.metric;

@@ -1,4 +1,4 @@
-// The IPv4 interface entry of an adapter, of which this product changes the metric only.
+// An adapter's IPv4 interface entry, of which this product changes only the metric.
 #pragma once
 
 #include <cstdint>
@@ -8,14 +8,14 @@ namespace moorlak {
 
 struct InterfaceMetric {
   uint32_t metric = 0;
-  // The system computes the metric by itself, and `metric` is what it computed.
+  // The system computes the metric itself, and `metric` is the result.
   bool automatic = true;
 };
 
-// The adapter is named by its IPv4 interface index. Nothing when the entry cannot be read.
+// The adapter is given by its IPv4 interface index. nullopt if the entry cannot be read.
 std::optional<InterfaceMetric> ReadInterfaceMetric(uint32_t ifIndex);
 
-// Reads the entry, changes its two metric fields and writes it back. False when one of the calls failed.
+// Reads the entry, changes its two metric fields and writes it back. False if one of the calls fails.
 bool WriteInterfaceMetric(uint32_t ifIndex, const InterfaceMetric& wanted);
 
 }  // namespace moorlak

@@ -22,7 +22,7 @@
 namespace moorlak {
 namespace {
 
-// "INetworkListManager interface" of Microsoft Learn.
+// "INetworkListManager interface" on Microsoft Learn.
 constexpr GUID kManagerClass = {0xdcb00c01, 0x570f, 0x4a9b, {0x8d, 0x69, 0x19, 0x9f, 0xdb, 0xa5, 0x72, 0x3b}};
 constexpr GUID kManagerInterface = {0xdcb00000, 0x570f, 0x4a9b, {0x8d, 0x69, 0x19, 0x9f, 0xdb, 0xa5, 0x72, 0x3b}};
 constexpr DWORD kContext = CLSCTX_INPROC_SERVER | CLSCTX_INPROC_HANDLER | CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER;
@@ -31,7 +31,7 @@ static_assert(kContext == 0x17);
 constexpr wchar_t kProfilesKey[] = L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\NetworkList\\Profiles";
 constexpr wchar_t kProfileName[] = L"ProfileName";
 constexpr DWORD kLongestKeyName = 256;
-// The list manager may take half a minute to answer.
+// The list manager may take half a minute to reply.
 constexpr DWORD kNamingPatienceMs = 3000;
 
 template <typename Interface>
@@ -95,7 +95,7 @@ RegistryKey OpenKey(HKEY parent, const wchar_t* name, REGSAM access) {
   return RegistryKey(RegOpenKeyExW(parent, name, 0, access, &key) == ERROR_SUCCESS ? key : nullptr);
 }
 
-// Nothing when the value is missing, no text or too long for a name of ours.
+// nullopt if the value is missing, not a text or too long to be one of our names.
 std::optional<std::wstring> ReadProfileName(const RegistryKey& profile) {
   std::array<wchar_t, kLongestKeyName> name{};
   DWORD size = sizeof(name) - sizeof(wchar_t);
@@ -119,10 +119,12 @@ void RenameProfile(const RegistryKey& profile) {
   }
 }
 
-// A thread may be left behind in it, which touches nothing else of this program that ends.
+// Whether a naming thread is running. One that was left running uses nothing else of this program that is destroyed at
+// its end.
 std::atomic<bool> namingInHand{false};
 
-// The event is set when all is named; empty when there is no thread to be had. Both own it: whoever is last closes it.
+// The event is set once everything is named; null if no thread can be created. Thread and caller share the event, and
+// the last one closes it.
 std::shared_ptr<KernelHandle> StartNaming() {
   try {
     auto named = std::make_shared<KernelHandle>(CreateEventW(nullptr, TRUE, FALSE, nullptr));
@@ -160,7 +162,7 @@ void RenameStoredProfiles() {
     DWORD length = kLongestKeyName;
     const LSTATUS status =
         RegEnumKeyExW(profiles.Get(), index, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
-    // ERROR_NO_MORE_ITEMS, or a failure that would come again with every further index.
+    // ERROR_NO_MORE_ITEMS, or a failure that would recur for every further index.
     if (status != ERROR_SUCCESS) return;
     const RegistryKey profile = OpenKey(profiles.Get(), name.data(), KEY_QUERY_VALUE | KEY_SET_VALUE);
     if (profile) RenameProfile(profile);
@@ -177,7 +179,7 @@ void NameNetworkProfiles() noexcept {
 
 void NameNetworkProfilesAside() noexcept {
   Guarded([] {
-    // One that was left behind still asks; a second would wait behind it.
+    // If an earlier thread is still waiting for the list manager, a second one would only wait after it.
     if (namingInHand.exchange(true)) return;
     const auto named = StartNaming();
     if (named) WaitForSingleObject(named->Get(), kNamingPatienceMs);

@@ -17,11 +17,11 @@ namespace {
 
 // GUID_DEVCLASS_NET of "System-Defined Device Setup Classes Available to Vendors".
 constexpr GUID kNetworkClass = {0x4d36e972, 0xe325, 0x11ce, {0xbf, 0xc1, 0x08, 0x00, 0x2b, 0xe1, 0x03, 0x18}};
-// Where the system keeps the names of connections, those of devices that are not present, too: below, the connection's
-// id and "Connection".
+// Where the system keeps the names of connections, including those of devices that are not present: below this key, the
+// connection's id and "Connection".
 constexpr wchar_t kConnectionsKey[] =
     L"SYSTEM\\CurrentControlSet\\Control\\Network\\{4D36E972-E325-11CE-BFC1-08002BE10318}\\";
-// A property's, a value's or an instance id's room, in characters.
+// Room for a property, a value or an instance id, in characters.
 constexpr size_t kTextRoom = 256;
 
 struct DeviceListTraits {
@@ -38,7 +38,7 @@ SP_DEVINFO_DATA EmptyDevice() {
   return device;
 }
 
-// Empty when the device lacks the property.
+// Empty if the device lacks the property.
 std::wstring ReadProperty(const DeviceList& list, SP_DEVINFO_DATA& device, DWORD property) {
   std::array<wchar_t, kTextRoom + 1> text{};
   if (!SetupDiGetDeviceRegistryPropertyW(list.Get(), &device, property, nullptr, reinterpret_cast<BYTE*>(text.data()),
@@ -54,7 +54,7 @@ std::wstring ReadInstanceId(const DeviceList& list, SP_DEVINFO_DATA& device) {
   return text.data();
 }
 
-// Empty where the value is missing or no text.
+// Empty if the value is missing or not a text.
 std::wstring ReadText(HKEY key, const wchar_t* subkey, const wchar_t* value) {
   std::array<wchar_t, kTextRoom + 1> text{};
   DWORD size = kTextRoom * sizeof(wchar_t);
@@ -119,7 +119,7 @@ bool RemoveDevice(const std::wstring& instanceId) {
 uint32_t RemoveOrphanAdapters(bool includeOwn) {
   std::vector<std::wstring> orphans;
   {
-    // No flags: devices that are not present are listed, too.
+    // Without flags, devices that are not present are listed, too.
     const DeviceList list(SetupDiGetClassDevsW(&kNetworkClass, nullptr, nullptr, 0));
     if (!list) {
       WriteLogLine("WintunHolder: SetupDiGetClassDevs failed err=" + std::to_string(GetLastError()));

@@ -1,4 +1,4 @@
-// Removing the tunnel adapters that crashes, earlier versions and tun2socks have left in the device tree.
+// Removes the tunnel adapters that crashes, earlier versions and tun2socks have left in the device tree.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,7 @@
 namespace moorlak {
 
 // Removes every network device, present or not, that the classifier (net/adapter/adapter_name.h) calls an orphan, and
-// returns their number. Failures are logged and cost only the one device.
+// returns how many it removed. A failure is logged and skips only that device.
 uint32_t RemoveOrphanAdapters(bool includeOwn);
 
 }  // namespace moorlak

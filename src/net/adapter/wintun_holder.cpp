@@ -18,11 +18,11 @@
 namespace moorlak {
 namespace {
 
-// kTunnelAdapterGuidText is the same in text.
+// The same as kTunnelAdapterGuidText.
 constexpr GUID kAdapterGuid = {0x6d6f6f72, 0x6c61, 0x4e01, {0x9a, 0x11, 0x4d, 0x6f, 0x6f, 0x72, 0x6c, 0x61}};
 constexpr wchar_t kAdapterName[] = L"Moorlak";
 constexpr wchar_t kTunnelType[] = L"Moorlak";
-// What the system needs after a removal before the name is free again.
+// The time that the system needs after a removal before the name is free again.
 constexpr DWORD kPurgeSettleMs = 200;
 constexpr DWORD kReleaseSettleMs = 300;
 constexpr DWORD kListingPatienceMs = 0;
@@ -44,7 +44,7 @@ bool FindExportsLocked(WintunHolder& holder) {
 }
 
 bool LoadLibraryFromLocked(WintunHolder& holder, const std::wstring& path) {
-  // Its own folder and the system's, whatever else a search would take in.
+  // Searches only the library's own folder and the system's for its dependencies.
   holder.wintun.Reset(
       LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32));
   if (!holder.wintun) {
@@ -60,7 +60,7 @@ bool LoadLibraryFromLocked(WintunHolder& holder, const std::wstring& path) {
   return true;
 }
 
-// A copy that is damaged or none of the driver's must not cost the good one behind it.
+// If a copy is damaged or is not the driver's library, the next one is tried.
 bool LoadLibraryLocked(WintunHolder& holder) {
   if (holder.wintun) return true;
   const std::vector<std::wstring> paths = FindWintun();
@@ -74,15 +74,15 @@ void CloseLocked(WintunHolder& holder) {
   holder.adapter = nullptr;
 }
 
-// A look-up that fails tells nothing: it must not cost the adapter.
+// A failed look-up is inconclusive and must not cost the adapter.
 bool MayBeListed() {
   const auto adapters = ReadAdapters(AF_UNSPEC, kAddressesOnlyFlags);
   const auto isOurs = [](const AdapterInfo& adapter) { return IsOurAdapterName(adapter.name); };
   return !adapters || std::ranges::any_of(*adapters, isOurs);
 }
 
-// A handle tells nothing about an adapter that somebody has removed from under it. One that was made just now is listed
-// a moment later.
+// The handle does not show whether another process has removed the adapter. A new adapter may be listed only a moment
+// later.
 bool IsAdapterGone() {
   for (DWORD waitedMs = 0; waitedMs < kListingPatienceMs; waitedMs += kLookPeriodMs) {
     if (MayBeListed()) return false;

@@ -1,5 +1,5 @@
-// The persistent tunnel adapter, held open for the life of the service, so that each connect finds it and its network
-// profile already there.
+// The persistent tunnel adapter, held open as long as the service runs, so that each connect finds it and its network
+// profile in place.
 #pragma once
 
 #include <windows.h>
@@ -11,24 +11,25 @@
 
 namespace moorlak {
 
-// One instance, from any thread. No adapter look-up takes its lock (net/adapter/adapter_lookup.h).
+// One instance; thread-safe. No adapter look-up takes its lock (net/adapter/adapter_lookup.h).
 struct WintunHolder {
   static WintunHolder& Instance();
 
-  // Removes orphans, opens or creates the adapter unless it is open already, and names its network profile, which
-  // holds it up for at most 3 s. True when the adapter is open. Failures are logged; a later call tries again.
+  // Removes orphans, opens or creates the adapter unless it is already open, and names its network profile, which takes
+  // at most 3 s. True if the adapter is open. Failures are logged; a later call tries again.
   bool SetUp() noexcept;
 
-  // Number of leftover adapters removed; the persistent one is kept.
+  // Removes leftover adapters and returns how many; keeps the persistent one.
   uint32_t PurgeOrphans() noexcept;
 
-  // Gives the adapter up, so that the engine can create its own under the same name. Number of adapters removed.
+  // Releases the adapter, so that the engine can create its own under the same name. Returns the number of adapters
+  // removed.
   uint32_t ReleaseForXrayTun() noexcept;
 
-  // The last act of the service: closes the adapter.
+  // Closes the adapter; the service's last step.
   void Close() noexcept;
 
-  // Entry points of wintun.dll, by its own documentation; adapters are opaque.
+  // Entry points of wintun.dll, from its own documentation; adapters are opaque.
   using AdapterHandle = void*;
   using CreateAdapter = AdapterHandle(WINAPI*)(const wchar_t* name, const wchar_t* tunnelType, const GUID* wantedGuid);
   using OpenAdapter = AdapterHandle(WINAPI*)(const wchar_t* name);

@@ -26,7 +26,7 @@ constexpr uint32_t kLoopbackType = 24;
 constexpr uint32_t kPhysicalMetric = 5000;
 constexpr size_t kMostTunnelServers = 3;
 
-// A cold netsh can need longer than it is given; the second one finds its files in memory.
+// The first netsh after a start may exceed its time; the second finds its files in memory.
 bool RunTwice(const HiddenCommand& command, const std::atomic<bool>& wanted) {
   if (wanted && RunHiddenCommand(command)) return true;
   return wanted && RunHiddenCommand(command);
@@ -47,7 +47,7 @@ AdapterDnsBackup ReadBackup(const AdapterInfo& adapter) {
   return backup;
 }
 
-// The backup that an earlier restore could not bring back tells more than the adapter does now.
+// A backup that an earlier restore could not apply has the user's values; the adapter itself no longer does.
 const AdapterDnsBackup& TakeBackup(const AdapterInfo& adapter, DnsBackups& backups) {
   const auto pending = std::ranges::find(backups.records, adapter.nameUtf8, &AdapterDnsBackup::name);
   if (pending != backups.records.end()) return *pending;
@@ -62,7 +62,7 @@ void RaiseMetric(const AdapterInfo& adapter) {
   }
 }
 
-// False when the session was stopped meanwhile.
+// False if the session was stopped meanwhile.
 bool NeutraliseAdapter(const AdapterInfo& adapter, const AdapterDnsBackup& backup, const std::atomic<bool>& running) {
   if (backup.hasMetric) RaiseMetric(adapter);
   RunHiddenCommand(DeleteIpv4Dns(adapter.nameUtf8));
@@ -84,7 +84,7 @@ std::vector<AdapterInfo> ReadAdaptersToNeutralise() {
   return {};
 }
 
-// Whether it is a physical adapter under a name that netsh can be given.
+// Whether it is a physical adapter with a name that is safe for netsh.
 bool IsToBeNeutralised(const AdapterInfo& adapter) {
   if (adapter.name.empty() || adapter.type == kLoopbackType || !adapter.up) return false;
   if (IsOurAdapterName(adapter.name)) return false;
@@ -112,7 +112,7 @@ const AdapterInfo* FindByName(const AdapterList& adapters, const std::string& na
   return found != adapters->end() ? &*found : nullptr;
 }
 
-// True when the adapter's metric is back, or there is none to give back. Tried twice, like the commands.
+// True if the adapter's metric is restored or there is none to restore. Tried twice, like the commands.
 bool RestoreMetric(const AdapterDnsBackup& backup, const RestoreTarget& target) {
   if (!backup.hasMetric || target.ifIndex == 0) return true;
   const InterfaceMetric earlier{backup.metric, backup.autoMetric};
@@ -122,23 +122,24 @@ bool RestoreMetric(const AdapterDnsBackup& backup, const RestoreTarget& target) 
   return now && IsMetricBack(backup, now->metric, now->automatic);
 }
 
-// Whether a command that failed has left our server alone on the adapter. One that is down may hide what it has.
+// Whether, after a failed command, the adapter still has only our server. An adapter that is down may not show its
+// servers.
 bool HasOnlyOurServer(const RestoreTarget& target) {
   const AdapterList adapters = ReadAdaptersWithDns();
   const AdapterInfo* now = FindByName(adapters, target.name);
   return now == nullptr || !now->up || IsNeutralised(*now);
 }
 
-// True when the commands say that the adapter's IPv4 servers are back.
+// True if, by the commands' results, the adapter's IPv4 servers are restored.
 bool RestoreIpv4(const AdapterDnsBackup& backup, const RestoreTarget& target, const std::atomic<bool>& wanted) {
   const auto commands = RestoreIpv4Dns(target.name, backup.dhcp, backup.servers);
   bool succeeded = RunTwice(commands.front(), wanted);
   if (!succeeded && HasOnlyOurServer(target)) {
-    // An adapter with a static address can refuse to have its servers from DHCP. Behind our server no other one is
-    // added: that would look like what the user had.
+    // An adapter with a static address can refuse to get its servers from DHCP. Never add servers after ours: the list
+    // would look like the user's.
     return TakesDnsFromDhcp(backup.dhcp, backup.servers) && RunTwice(DeleteIpv4Dns(target.name), wanted);
   }
-  // All are tried, so that one that fails does not cost the ones behind it.
+  // Tries all of them, even after one fails.
   for (size_t i = 1; i < commands.size(); ++i) succeeded = RunTwice(commands[i], wanted) && succeeded;
   return succeeded;
 }
@@ -150,7 +151,8 @@ bool IsBack(const AdapterDnsBackup& backup, const RestoreTarget& target, bool co
   return now != nullptr && IsDnsBack(backup, *now, commandsSucceeded);
 }
 
-// True when the record is done with. The IPv6 command may refuse because nothing is to change: it holds no record.
+// True if the record is finished. The IPv6 command may fail because there is nothing to change, so its result does not
+// count.
 bool RestoreOne(const AdapterDnsBackup& backup, const RestoreTarget& target, const std::atomic<bool>& wanted) {
   const bool metricDone = RestoreMetric(backup, target);
   if (!backup.dhcp && !backup.servers.empty() && !IsSafeAddress(backup.servers.front())) {
@@ -159,14 +161,14 @@ bool RestoreOne(const AdapterDnsBackup& backup, const RestoreTarget& target, con
   }
   const bool ipv4Succeeded = RestoreIpv4(backup, target, wanted);
   RunTwice(SetIpv6DnsFromDhcp(target.name), wanted);
-  // Commands that were not begun have left servers out, although the adapter no longer asks ours.
+  // If commands were not started, servers are missing even though the adapter no longer uses ours.
   if (!wanted) return false;
   if (!metricDone || !IsBack(backup, target, ipv4Succeeded)) return false;
   WriteLogLine("dns-leak: restored DNS on " + target.name);
   return true;
 }
 
-// When the adapters cannot be listed, the backup itself is the best guess.
+// If the adapters cannot be listed, the backup itself is the best guess.
 std::optional<RestoreTarget> TargetOf(const AdapterDnsBackup& backup, const AdapterList& adapters) {
   if (!adapters) return RestoreTarget{backup.name, backup.ifIndex};
   return FindRestoreTarget(backup, *adapters);
@@ -174,7 +176,7 @@ std::optional<RestoreTarget> TargetOf(const AdapterDnsBackup& backup, const Adap
 
 using DnsFlush = BOOL(WINAPI*)();
 
-// Not documented, but what `ipconfig /flushdns` itself calls.
+// Undocumented, but `ipconfig /flushdns` itself calls it.
 bool FlushThroughLibrary() {
   const ModuleHandle library(LoadLibraryExW(L"dnsapi.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
   if (!library) return false;

@@ -1,5 +1,5 @@
-// Pointing every physical adapter away from its name servers, and back. The caller holds the lock that guards the
-// backups it hands in.
+// Points every physical adapter away from its name servers, and back. The caller holds the lock that guards the backups
+// it passes.
 #pragma once
 
 #include <atomic>
@@ -11,37 +11,37 @@
 
 namespace moorlak {
 
-// The adapters that are changed, or may be.
+// The backups of adapters that are, or may be, changed.
 struct DnsBackups {
   std::vector<AdapterDnsBackup> records;
-  // There are records. Set together with the first one, whatever becomes of the caller; any thread may read it.
+  // Whether there are records. Set together with the first one, even if the caller fails later; any thread may read it.
   std::atomic<bool> any{false};
 };
 
 struct NeutralisedAdapters {
-  // The session was stopped meanwhile; what was changed until then is in the list and on disk.
+  // The session was stopped meanwhile; the changes up to then are in the list and on disk.
   bool stopped = false;
-  // Of the tunnel adapter (net/adapter/adapter_lookup.h); 0 when there is none or it is not up.
+  // LUID of the tunnel adapter (net/adapter/adapter_lookup.h); 0 if absent or down.
   uint64_t tunnelLuid = 0;
 };
 
-// Saves, then changes each adapter that is up: its DNS becomes 127.0.0.1, its IPv6 servers go, its metric rises.
-// Adapters of ours are left alone. Every backup is on disk before its adapter is touched. An adapter that still has a
+// Saves, then changes each adapter that is up: sets its DNS to 127.0.0.1, removes its IPv6 servers and raises its
+// metric. Skips our own adapters. Every backup is on disk before its adapter is touched. An adapter that still has a
 // backup in the list, because an earlier restore failed, keeps that one.
 NeutralisedAdapters NeutraliseAdapters(const std::atomic<bool>& running, DnsBackups& backups);
 
-// Sets up to three of the servers (at least one is given) on the tunnel adapter. False when the session was stopped
-// meanwhile.
+// Sets at most three of the servers (there must be at least one) on the tunnel adapter. False if the session was
+// stopped meanwhile.
 bool SetTunnelDns(const std::string& tunnelName, const std::vector<std::string>& servers,
                   const std::atomic<bool>& running);
 
-// Gives each adapter back what its backup says and flushes the resolver cache. Backups whose adapter is not there, or
-// is not as it was afterwards (net/dns/dns_restore_plan.h), are returned. Every command is tried twice. No command is
-// begun once the flag is cleared.
+// Restores each adapter from its backup and flushes the resolver cache. Returns the backups whose adapter is missing or
+// was not restored (net/dns/dns_restore_plan.h). Every command is tried twice. Starts no command once the flag is
+// cleared.
 std::vector<AdapterDnsBackup> RestoreAdapterDns(const std::vector<AdapterDnsBackup>& backups,
                                                 const std::atomic<bool>& wanted);
 
-// Whether a restore would find any of their adapters. True when the adapters cannot be listed.
+// Whether a restore would find any of their adapters; true if the adapters cannot be listed.
 bool HasRestoreTarget(const std::vector<AdapterDnsBackup>& backups);
 
 void FlushResolverCache();

@@ -27,17 +27,17 @@ void AddRecord(std::string& text, const AdapterDnsBackup& record) {
   for (const std::string& server : record.servers) AddLine(text, server);
 }
 
-// A place in the text that only moves on.
+// A position in the text that only moves forward.
 struct Reader {
   std::string_view text;
   size_t position = 0;
-  // Where the last word that was no number began: many records may ask for theirs in front of it.
+  // Start of the last token that was not a number; reads before it fail at once, which keeps parsing linear.
   size_t noNumberAt = 0;
 
   bool AtEnd() const { return position >= text.size(); }
 };
 
-// Without its line end. A line that breaks off at the end of the text may have lost a part: it counts as empty.
+// The line without its line end. A line cut off by the end of the text may be incomplete, so it counts as empty.
 std::string_view ReadLine(Reader& reader) {
   const size_t begin = reader.position;
   const size_t end = FindByte(reader.text, '\n', begin);
@@ -45,8 +45,8 @@ std::string_view ReadLine(Reader& reader) {
   return end == kNotFound ? std::string_view() : reader.text.substr(begin, end - begin);
 }
 
-// A number behind any blanks, line ends among them. Nothing, and no move, where no number of 32 bits stands or the text
-// breaks off.
+// A number after any blanks, including line ends. nullopt, without moving, if there is no 32-bit number or the text
+// ends right after it.
 std::optional<uint32_t> ReadNumber(Reader& reader) {
   if (reader.position < reader.noNumberAt) return std::nullopt;
   const size_t begin = SkipBlanks(reader.text, reader.position);

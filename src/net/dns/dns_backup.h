@@ -1,4 +1,5 @@
-// What an adapter's DNS was before a tunnel, its form in the recovery file, and what may stand in a command line.
+// An adapter's DNS settings from before a tunnel, their form in the recovery file, and which values are safe in a
+// command line.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +18,7 @@ struct AdapterDnsBackup {
   bool dhcp = false;
   // IPv4, dotted, in the system's order.
   std::vector<std::string> servers;
-  // The IPv4 interface entry could be read, so that the two below are valid.
+  // The IPv4 interface entry could be read, so the next two fields are valid.
   bool hasMetric = false;
   uint32_t metric = 0;
   bool autoMetric = true;
@@ -25,18 +26,18 @@ struct AdapterDnsBackup {
   bool operator==(const AdapterDnsBackup&) const = default;
 };
 
-// More server lines of a record are not read as such.
+// At most this many server lines of a record are read.
 inline constexpr size_t kMostBackupServers = 8;
 
-// Whether a name may stand between the quotes of a netsh command: 1..256 bytes, none of them a line end, a quote, a
-// percent sign or one of the command interpreter's operators. Bytes of 128 and above are fine.
+// Whether a name is safe between the quotes of a netsh command: 1..256 bytes without a line end, a quote, a percent
+// sign or an operator of the command interpreter. Bytes of 128 and above are allowed.
 bool IsSafeAdapterName(std::string_view name);
 
 // Four decimal numbers of at most 255 between dots; leading zeros are allowed.
 bool IsSafeAddress(std::string_view address);
 
-// Lines, each ended by a line feed: "v1", the number of records, then for each record name, ifIndex, dhcp, hasMetric,
-// metric, autoMetric, the number of servers, and each server.
+// Lines, each ending with a line feed: "v1", the number of records, then for each record name, ifIndex, dhcp,
+// hasMetric, metric, autoMetric, the number of servers, and each server.
 std::string FormatDnsBackup(const std::vector<AdapterDnsBackup>& records);
 
 enum class DnsBackupVersion { Known, Unknown };
@@ -47,9 +48,9 @@ struct DnsBackupText {
   size_t unsafeNames = 0;
 };
 
-// Reads whatever the text still tells: unsafe names and addresses are left out, and where a record breaks off, what it
-// has not told is as for an adapter with DHCP and without a known metric. Ends with the text, whatever number of
-// records that text claims.
+// Reads as much as the text still says: leaves out unsafe names and addresses; if a record breaks off, the missing
+// fields are as for an adapter with DHCP and without a known metric. Stops at the end of the text, whatever number of
+// records it claims.
 DnsBackupText ParseDnsBackup(std::string_view text);
 
 }  // namespace moorlak

@@ -13,7 +13,7 @@ namespace moorlak {
 namespace {
 
 constexpr wchar_t kFileName[] = L"dns_restore.v1";
-// A machine with hundreds of adapters stays far below.
+// Hundreds of adapters need far less.
 constexpr size_t kMaxBytes = 1u << 20;
 
 bool Load(std::vector<AdapterDnsBackup>& records) {

@@ -7,14 +7,14 @@
 
 namespace moorlak {
 
-// True when the file is there, is believed (base/durable_file.h) and of a known version. The list is replaced.
+// True if the file exists, is trusted (base/durable_file.h) and has a known version. Replaces the list.
 bool LoadDnsBackup(std::vector<AdapterDnsBackup>& records) noexcept;
 
-// Writes the file whole, or deletes it when the list is empty. False when the file does not tell the list now; a write
-// that failed is logged.
+// Writes the whole file, or deletes it if the list is empty. False if the file does not match the list now; a failed
+// write is logged.
 bool PersistDnsBackup(const std::vector<AdapterDnsBackup>& records) noexcept;
 
-// True when it is not there afterwards.
+// True if the file does not exist afterwards.
 bool DeleteDnsBackup() noexcept;
 
 }  // namespace moorlak

@@ -1,4 +1,4 @@
-// The netsh commands that change adapters' name servers. Names and addresses are safe ones (net/dns/dns_backup.h).
+// The netsh commands that change adapters' name servers. Names and addresses must be safe (net/dns/dns_backup.h).
 #pragma once
 
 #include <cstddef>
@@ -11,10 +11,10 @@
 
 namespace moorlak {
 
-// What a physical adapter's name server is set to during a session: nobody answers there.
+// A physical adapter's name server during a session: no server replies there.
 inline constexpr std::string_view kNeutralDnsServer = "127.0.0.1";
 
-// Milliseconds that a command on the tunnel's adapter, and on any other, is given.
+// Time limits in milliseconds for commands on the tunnel's adapter and on any other.
 inline constexpr uint32_t kTunnelDnsMs = 2500;
 inline constexpr uint32_t kAdapterDnsMs = 1500;
 
@@ -27,11 +27,11 @@ HiddenCommand SetIpv4DnsFromDhcp(std::string_view adapter);
 HiddenCommand SetIpv6DnsFromDhcp(std::string_view adapter);
 HiddenCommand FlushDns();
 
-// Whether an adapter gets its servers back from the network, as it had them, or had none.
+// Whether to restore an adapter's servers from DHCP: it had DHCP, or no servers.
 bool TakesDnsFromDhcp(bool dhcp, const std::vector<std::string>& servers);
 
-// What gives an adapter back its IPv4 servers, in order: its static ones, or DHCP when it had DHCP or none. Unsafe
-// servers behind the first are left out, at their own position. The first one is safe.
+// The commands that restore an adapter's IPv4 servers, in order: its static ones, or DHCP if it had DHCP or none. The
+// first server must be safe; unsafe ones after it are left out, and the others keep their positions.
 std::vector<HiddenCommand> RestoreIpv4Dns(std::string_view adapter, bool dhcp, const std::vector<std::string>& servers);
 
 }  // namespace moorlak

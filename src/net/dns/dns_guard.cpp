@@ -52,7 +52,7 @@ void RemoveLocked() {
   WriteLogLine("dns-guard: removed");
 }
 
-// False at the first filter that cannot be added, or when the limit leaves one out.
+// False if a filter cannot be added, or if the limit leaves one out.
 bool AddFiltersTx(const DnsGuardPlan& plan, FWP_BYTE_BLOB* xray) {
   for (const FilterRow& filter : plan.filters) {
     if (const DWORD code = AddWfpFilterTx(guard, filter, xray)) {
@@ -63,7 +63,7 @@ bool AddFiltersTx(const DnsGuardPlan& plan, FWP_BYTE_BLOB* xray) {
   return plan.complete;
 }
 
-// A permit without a condition on the application would open port 53 to everybody.
+// A permit without a condition on the application would open port 53 to every program.
 ApplicationId ReadXrayIdTx(const std::string& xrayPath) {
   ApplicationId xray;
   if (const DWORD code = ReadApplicationId(WidenUtf8(xrayPath), xray)) LogCode("FwpmGetAppIdFromFileName", code);
@@ -75,7 +75,7 @@ struct InstallRequest {
   uint64_t luid;
   const std::string& xrayPath;
   const std::vector<std::string>& permitHosts;
-  // Filters were being added when the install stopped.
+  // The install stopped while adding filters.
   bool stopped = false;
 };
 

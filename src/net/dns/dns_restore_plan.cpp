@@ -25,7 +25,7 @@ std::optional<RestoreTarget> FindRestoreTarget(const AdapterDnsBackup& backup,
 bool IsDnsBack(const AdapterDnsBackup& backup, const AdapterInfo& now, bool commandsSucceeded) {
   if (now.ifIndex == 0) return true;
   if (!now.up && !commandsSucceeded) return false;
-  // The user's own resolver may be what this program sets.
+  // The user's own resolver may be the same address that this program sets.
   return !IsNeutralised(now) || now.ipv4DnsServers == backup.servers;
 }
 

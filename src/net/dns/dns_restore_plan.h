@@ -1,4 +1,4 @@
-// Which of the adapters present a backup belongs to, and whether it is as it was.
+// Which of the present adapters a backup belongs to, and whether that adapter is restored.
 #pragma once
 
 #include <cstdint>
@@ -21,21 +21,21 @@ struct RestoreTarget {
   bool operator==(const RestoreTarget&) const = default;
 };
 
-// The adapter that bears the backup's name, whatever its index has become. Without one: the adapter at the backup's
-// index, if it still has the one name server that only this program sets and a safe name: it was renamed meanwhile.
-// Nothing when it is not there.
+// The adapter with the backup's name, even if its index has changed. If there is none: the adapter at the backup's
+// index, which must have been renamed, if its only name server is the one that only this program sets and its name is
+// safe. nullopt if neither exists.
 std::optional<RestoreTarget> FindRestoreTarget(const AdapterDnsBackup& backup,
                                                const std::vector<AdapterInfo>& adapters);
 
-// The adapter asks the one name server that only this program sets, and no other.
+// Whether the adapter's only name server is the one that only this program sets.
 bool IsNeutralised(const AdapterInfo& adapter);
 
-// Whether a restore is done with an adapter as it is afterwards. Its servers are judged by what they are, not by what
-// commands said: a refusal where nothing was to change holds no record. An adapter that is not up may hide its servers;
-// there the commands' word counts as well. One without IPv4 has none to give back.
+// Whether an adapter's restore is complete, given the adapter as it is now. Its servers decide, not the commands'
+// results: a command that failed because there was nothing to change does not keep the record. An adapter that is down
+// may not show its servers, so the commands must also have succeeded. One without IPv4 has nothing to restore.
 bool IsDnsBack(const AdapterDnsBackup& backup, const AdapterInfo& now, bool commandsSucceeded);
 
-// The same for the metric, where the backup holds one.
+// The same for the metric, if the backup has one.
 bool IsMetricBack(const AdapterDnsBackup& backup, uint32_t metric, bool automatic);
 
 }  // namespace moorlak

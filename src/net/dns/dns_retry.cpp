@@ -11,7 +11,7 @@ bool IsDnsRetryDue(const DnsRetryFacts& facts) {
 
 std::optional<uint32_t> DnsRetryWaitMs(const DnsRetryFacts& facts) {
   if (!facts.pending) return std::nullopt;
-  // The end of a session is looked for as often as a retry would be made.
+  // Checks for the end of a session as often as it would retry.
   if (facts.sessionRuns || facts.sinceLastTryMs >= facts.periodMs) return std::max(facts.periodMs, 1U);
   return facts.periodMs - static_cast<uint32_t>(facts.sinceLastTryMs);
 }

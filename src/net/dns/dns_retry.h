@@ -1,5 +1,5 @@
-// When what a restore of the adapters' DNS left undone is tried again: as soon as the adapters have changed since the
-// last try, and at the latest after a period.
+// When to retry what a restore of the adapters' DNS left undone: as soon as the adapters have changed since the last
+// try, and at the latest after a period.
 #pragma once
 
 #include <cstdint>
@@ -7,16 +7,16 @@
 
 namespace moorlak {
 
-// A `netsh` that was too slow at the system's start is fast by then; no notification tells of that.
+// Covers a `netsh` that was too slow at the system's start and is fast by then; no notification reports that.
 inline constexpr uint32_t kDnsRetryPeriodMs = 30000;
 
 struct DnsRetryFacts {
-  // Records wait that belong to no session.
+  // There are records that belong to no session.
   bool pending = false;
-  // A session looks after the records itself.
+  // A session takes care of the records itself.
   bool sessionRuns = false;
-  // The adapters are not as the last try found them, their name servers aside: what that try's own commands have
-  // changed is no news, so their notifications cause no further one.
+  // The adapters differ from what the last try found. Their name servers do not count: that try's own commands changed
+  // them, so notifications about them cause no further try.
   bool adaptersChanged = false;
   uint64_t sinceLastTryMs = 0;
   uint32_t periodMs = kDnsRetryPeriodMs;
@@ -24,7 +24,7 @@ struct DnsRetryFacts {
 
 bool IsDnsRetryDue(const DnsRetryFacts& facts);
 
-// Milliseconds until it is due by the period alone, at least 1; nothing when no time makes it due.
+// Milliseconds until it is due by the period alone, at least 1; nullopt if it never becomes due by time.
 std::optional<uint32_t> DnsRetryWaitMs(const DnsRetryFacts& facts);
 
 }  // namespace moorlak

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::string_view kVersionLine = "v1\n";
 
-// A number and the blanks before it.
+// Takes a number and the blanks before it.
 std::optional<uint32_t> TakeNumber(std::string_view& text) {
   const size_t begin = SkipBlanks(text, 0);
   const size_t end = SkipDigits(text, begin);
@@ -41,7 +41,7 @@ std::optional<SmhnrBackup> ParseSmhnrBackup(std::string_view text) {
     if (!number) return std::nullopt;
     value = *number;
   }
-  // A last number without its line end may have lost digits.
+  // A last number without its line end may be missing digits.
   if (!text.starts_with('\n') || values[0] > 1 || values[2] > 1) return std::nullopt;
   return SmhnrBackup{true, values[0] == 1, values[1], values[2] == 1, values[3]};
 }

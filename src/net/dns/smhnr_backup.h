@@ -9,7 +9,7 @@
 namespace moorlak {
 
 struct SmhnrBackup {
-  // A session's values are in force and not yet put back.
+  // A session's values are set and not restored yet.
   bool active = false;
   // DisableSmartNameResolution existed as a REG_DWORD, and its value.
   bool hadSmart = false;
@@ -21,10 +21,11 @@ struct SmhnrBackup {
   bool operator==(const SmhnrBackup&) const = default;
 };
 
-// Five lines, each ended by a line feed: "v1", hadSmart, smartValue, hadParallel, parallelValue.
+// Five lines, each ending with a line feed: "v1", hadSmart, smartValue, hadParallel, parallelValue.
 std::string FormatSmhnrBackup(const SmhnrBackup& backup);
 
-// An active backup; nothing when the text is not exactly of that form: a wrong value must not get into the policy.
+// An active backup; nullopt if the text does not have exactly this form, because a wrong value must not get into the
+// policy.
 std::optional<SmhnrBackup> ParseSmhnrBackup(std::string_view text);
 
 }  // namespace moorlak

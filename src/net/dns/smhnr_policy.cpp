@@ -20,7 +20,7 @@ constexpr wchar_t kMarkerName[] = L"smhnr_session_owned.flag";
 constexpr size_t kMaxBackupBytes = 4096;
 constexpr DWORD kInForce = 1;
 
-// "DNSClient" policy of the "ADMX_DnsClient" page of Microsoft Learn, and the resolver service's own parameter.
+// "DNSClient" policy from the "ADMX_DnsClient" page of Microsoft Learn, and the resolver service's own parameter.
 struct PolicyValue {
   const wchar_t* key;
   const wchar_t* name;
@@ -40,7 +40,7 @@ RegistryKey OpenPolicyKey(const PolicyValue& value, REGSAM access) {
   return key;
 }
 
-// Nothing when the value does not exist as a REG_DWORD.
+// nullopt if the value does not exist as a REG_DWORD.
 std::optional<DWORD> ReadValue(const RegistryKey& key, const PolicyValue& value) {
   DWORD number = 0;
   DWORD size = sizeof(number);
@@ -84,7 +84,7 @@ void PutBackBoth(const SmhnrBackup& backup) {
   PutBack(kParallel, backup.hadParallel, backup.parallelValue);
 }
 
-// Without a backup the earlier value is unknown; a value that the user has changed since is left alone.
+// Without a backup the earlier value is unknown. A value that the user has changed since is left alone.
 void ClearOurs(const PolicyValue& value) {
   const RegistryKey key = OpenPolicyKey(value, KEY_QUERY_VALUE | KEY_SET_VALUE);
   if (key && ReadValue(key, value) == kInForce) RegDeleteValueW(key.Get(), value.name);
@@ -103,7 +103,7 @@ std::optional<SmhnrBackup> LoadBackup() {
   return ParseSmhnrBackup(text);
 }
 
-// The marker goes first: alone it would make a start delete values that are the user's own again.
+// The marker goes first: if only the marker remained, the next start would delete values that are the user's own again.
 void DeleteFiles() {
   DeleteRecoveryFile(kMarkerName);
   DeleteRecoveryFile(kBackupName);
@@ -119,7 +119,7 @@ void ApplyLocked() {
   const std::optional<DWORD> smart = ReadEarlier(kSmart);
   const std::optional<DWORD> parallel = ReadEarlier(kParallel);
   session = {true, smart.has_value(), smart.value_or(0), parallel.has_value(), parallel.value_or(0)};
-  // Both files stand before the first value changes: no kill in between loses the user's values.
+  // Both files are written before the first value changes, so a kill in between does not lose the user's values.
   PersistLocked();
   PutInForce(kSmart);
   PutInForce(kParallel);

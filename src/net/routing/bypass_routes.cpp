@@ -37,7 +37,7 @@ bool HasHostRoute(const BypassRoutes& routes, const std::string& address) {
          std::ranges::find(routes.serverRouteIps, address) != routes.serverRouteIps.end();
 }
 
-// Those of the addresses that have no route yet.
+// Routes for the addresses that have none yet.
 std::vector<GatewayRoute> HostRoutes(const std::vector<std::string>& addresses, const BypassRoutes& routes) {
   std::vector<GatewayRoute> wanted;
   for (const std::string& address : addresses) {

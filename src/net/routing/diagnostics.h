@@ -1,12 +1,11 @@
-// What the tunnel log says about the machine's routes when a connect fails.
+// What the tunnel log says about the machine's routes if a connect fails.
 #pragma once
 
 #include <string>
 
 namespace moorlak {
 
-// Writes the block of lines. The two texts are what the session knows (dotted quads, empty when unknown). Changes
-// nothing.
+// Logs the block of lines; changes nothing. The two texts are the session's data (dotted quads, empty if unknown).
 void LogConnectDiagnostics(const std::string& physicalGateway, const std::string& serverBypassIp) noexcept;
 
 }  // namespace moorlak

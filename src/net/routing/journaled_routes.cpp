@@ -75,7 +75,7 @@ void AddPrefix(std::string& text, uint32_t destination, uint32_t prefixLength, u
   AddLine(text, DottedQuad(nextHop));
 }
 
-// The next line, without its end; nothing where the text has no whole line any more.
+// The next line, without its end; nullopt if no complete line is left.
 std::optional<std::string_view> TakeLine(std::string_view& text) {
   const size_t end = text.find('\n');
   if (end == std::string_view::npos) return std::nullopt;
@@ -131,7 +131,7 @@ bool TakeBoot(std::string_view& text, uint64_t& boot) {
   return number.has_value();
 }
 
-// False where the text means nothing that is known.
+// False if the entry is unknown or malformed.
 bool TakeEntry(std::string_view kind, std::string_view& text, RouteJournal& journal) {
   if (kind == kAddedLine) return Append(journal.added, TakeAdded(text));
   if (kind == kTakenLine) return Append(journal.taken, TakeTaken(text));

@@ -11,21 +11,21 @@
 
 namespace moorlak {
 
-// A route of the machine's, as the system's newer table lists it. Addresses are numbers in host order.
+// One of the machine's routes, from the system's newer table. Addresses are numbers in host order.
 struct SystemRoute {
   uint32_t destination = 0;
   uint32_t prefixLength = 0;
-  // 0 for a route on the link.
+  // 0 for an on-link route.
   uint32_t nextHop = 0;
-  // NET_LUID of the interface as its 64-bit value: it stays over a restart of the system, unlike the index.
+  // NET_LUID of the interface as its 64-bit value; unlike the index, it survives a restart of the system.
   uint64_t luid = 0;
-  // The route's alone; the interface's metric comes on top.
+  // The route's own metric, without the interface's.
   uint32_t metric = 0;
 
   bool operator==(const SystemRoute&) const = default;
 };
 
-// A route through a gateway, with the interface left to the system.
+// A route through a gateway; the system chooses the interface.
 struct AddedRoute {
   uint32_t destination = 0;
   uint32_t prefixLength = 0;
@@ -35,73 +35,72 @@ struct AddedRoute {
 };
 
 struct RouteJournal {
-  // Added, or about to be.
+  // Added, or being added.
   std::vector<AddedRoute> added;
-  // Taken away, or about to be: routes that a restart of the system forgets.
+  // Removed, or being removed: routes that a restart of the system discards.
   std::vector<SystemRoute> taken;
-  // The same of routes that it would have brought back.
+  // The same for routes that a restart would bring back.
   std::vector<SystemRoute> takenStored;
-  // Which start of the system the journal is of (base/boot_identity.h); 0 when that is not known.
+  // The start of the system that the journal is from (base/boot_identity.h); 0 if unknown.
   uint64_t boot = 0;
 
   bool operator==(const RouteJournal&) const = default;
   bool IsEmpty() const { return added.empty() && taken.empty() && takenStored.empty(); }
 };
 
-// The machine's routes, as the journal looks at them.
+// The machine's current routes, as input for the journal.
 struct RoutesNow {
   std::vector<SystemRoute> table;
-  // What the system has stored for its next start.
+  // Routes that the system has stored for its next start.
   std::vector<AddedRoute> stored;
-  // Of the tunnel's adapter; 0 when there is none.
+  // LUID of the tunnel's adapter; 0 if there is none.
   uint64_t tunnelLuid = 0;
 };
 
-// Notes that everything that leads to the route's destination is about to be removed and the route added. What the
-// session has added itself, and what leads through the tunnel, is not the machine's. True when there was anything new
-// to note.
+// Records that all routes to the route's destination will be removed and the route added. Routes that the session
+// itself added, and routes through the tunnel, are not the machine's and are left out. True if anything was new.
 bool NoteReplacement(RouteJournal& journal, const GatewayRoute& route, const RoutesNow& now);
 
-// Notes that the route was added, or is about to be; true when that is new. A route whose texts are no addresses or
-// whose mask has gaps is not noted: the system refuses it, too.
+// Records that the route was, or will be, added; true if it was not recorded yet. A route with invalid addresses or
+// with gaps in its mask is not recorded: the system refuses it, too.
 bool NoteAdded(RouteJournal& journal, const GatewayRoute& route);
 
-// What a restart of the system has made of the journal: nothing added is left, and what it forgets itself was not to be
-// put back. Answers how many taken routes that were.
+// Adapts the journal to a restart of the system: added routes are gone, and taken routes that were not stored need not
+// come back. Returns the number of those taken routes.
 size_t ForgetVolatile(RouteJournal& journal);
 
-// An address of the machine's own.
+// One of the machine's own addresses.
 struct LocalAddress {
   uint64_t luid = 0;
   uint32_t address = 0;
 };
 
-// Whether a taken route can be put back as the machine is now: a route on the link where its adapter has an address
-// inside it, one through a gateway where that is on the adapter's link. The machine may have changed its network since.
+// Whether a taken route can be put back now: an on-link route if its adapter has an address inside it, a route through
+// a gateway if the gateway is on the adapter's link. The machine may have changed its network since.
 bool CanComeBack(const SystemRoute& route, const std::vector<SystemRoute>& table,
                  const std::vector<LocalAddress>& addresses);
 
 // "203.0.113.7/32 via 192.0.2.77", or "… on the link".
 std::string RouteText(const SystemRoute& route);
 
-// The number of a dotted quad.
+// A dotted quad as a number.
 std::optional<uint32_t> AddressNumber(std::string_view text);
 
 // "203.0.113.7,255.255.255.255,192.0.2.77,1": destination, mask, gateway and metric as `route -p ADD` stores them.
 std::optional<AddedRoute> ParsePersistentRoute(std::string_view text);
 
-// The rows of the table that the session has added.
+// The table's rows that the session added.
 std::vector<SystemRoute> AddedRows(const RouteJournal& journal, const std::vector<SystemRoute>& table);
 
-// Whether the table has the route; the metric does not tell routes apart.
+// Whether the table has the route, ignoring the metric.
 bool HasRoute(const std::vector<SystemRoute>& table, const SystemRoute& route);
 
-// Lines, each ended by a line feed: "v1", then for each route "added", destination, prefix length and next hop, or
-// "taken" or "stored" and the same with LUID and metric behind them; last "boot" and its number, where it is known.
-// What is newer stands behind what is older: a reader that does not know it still reads the rest.
+// Lines, each ending with a line feed: "v1"; for each route "added", destination, prefix length and next hop, or
+// "taken" or "stored" and the same followed by LUID and metric; last "boot" and its number, if known. Newer kinds come
+// after older ones, so a reader that does not know them still reads the rest.
 std::string FormatRouteJournal(const RouteJournal& journal);
 
-// What the text tells up to the first thing that it cannot mean; empty for another version.
+// Reads the text up to the first entry that is not valid; empty for another version.
 RouteJournal ParseRouteJournal(std::string_view text);
 
 }  // namespace moorlak

@@ -11,7 +11,7 @@ namespace moorlak {
 namespace {
 
 constexpr wchar_t kKey[] = L"SYSTEM\\CurrentControlSet\\Services\\Tcpip\\Parameters\\PersistentRoutes";
-// Four numbers of at most 15 characters each; a longer name is no route.
+// Four numbers of at most 15 characters each; a longer name is not a route.
 constexpr DWORD kLongestName = 128;
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The routes that the system keeps over a restart, as far as it tells.
+// The routes that the system keeps over a restart, as far as they can be read.
 #pragma once
 
 #include <vector>
@@ -8,8 +8,8 @@
 namespace moorlak {
 
 // What `route -p ADD` has stored: the values below Tcpip\Parameters\PersistentRoutes in the registry, as the page
-// "route" of the Windows commands on Microsoft Learn tells. Routes that `netsh` stores stand elsewhere, in a place that
-// is not documented. Empty when they cannot be read.
+// "route" of the Windows commands on Microsoft Learn says. Routes stored by `netsh` are in another, undocumented place.
+// Empty if they cannot be read.
 std::vector<AddedRoute> ReadPersistentRoutes();
 
 }  // namespace moorlak

@@ -24,7 +24,7 @@ namespace {
 
 constexpr uint32_t kTunnelAddressNumber = 0x0A005502;
 
-// A session may have set its route on any adapter of ours, whichever is up by now.
+// A session may have set its route on any of our adapters, whichever is up by now.
 bool IsDefaultOfAny(const RouteRow& row, const std::vector<uint32_t>& tunnelIndexes) {
   return IsTunnelDefault(row, 0) ||
          std::ranges::any_of(tunnelIndexes, [&](uint32_t index) { return IsTunnelDefault(row, index); });
@@ -59,7 +59,7 @@ bool DeleteTunnelAddress(const AdapterInfo& adapter) {
   return DeleteUnicastIpAddressEntry(&row) == NO_ERROR;
 }
 
-// From every adapter of ours but the one of that name. True when it was on any.
+// Removes it from each of our adapters except the one with that name. True if any had it.
 bool ClearTunnelAddress(std::string_view keeper) {
   const std::optional<std::vector<AdapterInfo>> adapters = ReadAdapters(AF_INET, kAddressesOnlyFlags);
   if (!adapters) return false;

@@ -1,4 +1,4 @@
-// The first acts of a disconnect and of the recovery after a crash: traffic falls back to the physical network.
+// The first steps of a disconnect and of the recovery after a crash: traffic returns to the physical network.
 #pragma once
 
 #include <atomic>
@@ -7,19 +7,18 @@
 
 namespace moorlak {
 
-// Removes every default route of the tunnel, by its gateway or on any adapter of ours, and returns how many it removed
-// itself; the `route` command that follows,
-// unless the table cannot be read, may remove more. Logs when there were any. Safe to call when there is none. A
-// command that passes its time is noted in the flag and not tried again while that is set.
+// Removes every default route of the tunnel, by its gateway or on any of our adapters, and returns how many it removed;
+// logs if there were any. If the table can be read, a `route` command follows, which may remove more. If that command
+// exceeds its time, the flag is set; while it is set, the command is not run. Safe to call if there is no such route.
 uint32_t FastDropDefaultRoutes(std::atomic<bool>& commandHung) noexcept;
-// The same where it is called once.
+// The same for a caller that calls it only once.
 uint32_t FastDropDefaultRoutes() noexcept;
 
-// Removes the tunnel's address from every adapter that bears a name of ours; true, and logged, when it was there.
+// Removes the tunnel's address from every adapter with one of our names; true, and logged, if there was one.
 bool FastClearTunnelAddress() noexcept;
 
-// Before the address is set on the adapter of that name (UTF-8): removes it from every other one that bears a name of
-// ours. The system gives no static address out twice, not even where one of the two adapters is down.
+// Called before the address is set on the adapter with that name (UTF-8): removes it from every other adapter with one
+// of our names. The system does not assign a static address twice, even if one of the adapters is down.
 void FreeTunnelAddressFor(const std::string& adapterName) noexcept;
 
 }  // namespace moorlak

@@ -35,7 +35,7 @@ void PersistLocked() {
   }
 }
 
-// Nothing when the table cannot be read, which is tried twice.
+// Tries twice; nullopt if the table cannot be read.
 std::optional<RoutesNow> ReadRoutesNow() {
   auto table = ReadSystemRoutes();
   if (!table) table = ReadSystemRoutes();
@@ -62,7 +62,7 @@ void JournalAllLocked(const std::vector<GatewayRoute>& routes) {
   if (noted) PersistLocked();
 }
 
-// A route through an adapter that is gone went with it.
+// A route through an adapter that is gone has disappeared with it.
 bool IsLost(DWORD error) {
   return error == ERROR_FILE_NOT_FOUND || error == ERROR_NOT_FOUND;
 }
@@ -78,13 +78,13 @@ std::vector<AddedRoute> RemoveAddedLocked(const std::vector<SystemRoute>& table)
   return left;
 }
 
-// The machine's network, as routes are put back into it.
+// The machine's current network, into which routes are put back.
 struct Network {
   std::vector<SystemRoute> table;
   std::vector<LocalAddress> addresses;
 };
 
-// Nothing when it cannot be told what can come back.
+// nullopt if it is unknown which routes can come back.
 std::optional<Network> ReadNetwork() {
   auto table = ReadSystemRoutes();
   const auto adapters = ReadAdapters(AF_INET, kAddressesOnlyFlags);
@@ -98,17 +98,17 @@ std::optional<Network> ReadNetwork() {
   return network;
 }
 
-// True when the route is done with. One that the system had stored waits for its network.
+// True if the route is finished. A route that the system had stored waits for its network.
 bool CannotComeBack(const SystemRoute& route, bool stored) {
   if (!stored) WriteLogLine("routes: dropped a route that cannot come back: " + RouteText(route));
   return !stored;
 }
 
-// The same.
+// True if the route is finished.
 bool PutBack(const SystemRoute& route, bool stored, Network& network) {
   if (HasRoute(network.table, route)) return true;
   if (!CanComeBack(route, network.table, network.addresses)) return CannotComeBack(route, stored);
-  // Also when it fails: what lies behind it is then tried again with it.
+  // Even if creating it fails: routes whose gateway is on its link are then retried with it, not dropped.
   network.table.push_back(route);
   const DWORD error = CreateSystemRoute(route);
   if (error == NO_ERROR || error == ERROR_OBJECT_ALREADY_EXISTS) return true;
@@ -117,7 +117,7 @@ bool PutBack(const SystemRoute& route, bool stored, Network& network) {
   return false;
 }
 
-// A gateway can lie behind a route on the link that was taken, too: those come first.
+// On-link routes first: a gateway can be on the link of another removed route.
 void PutBackTakenLocked(Network& network) {
   for (const bool onLink : {true, false}) {
     const auto isDone = [&](bool stored) {
@@ -138,7 +138,7 @@ void RestoreOnceLocked() {
   PersistLocked();
 }
 
-// A single failure costs nothing: what is left is tried once more before it stays for a later recovery.
+// What fails once is tried again before it is left to a later recovery.
 void RestoreLocked() {
   constexpr int kTries = 2;
   for (int tries = 0; tries < kTries && !journal.IsEmpty(); ++tries) RestoreOnceLocked();
@@ -151,7 +151,7 @@ void LoadLocked() {
   WriteLogLine(journal.IsEmpty() ? "routes: unknown route backup" : "routes: recovering routes from disk backup");
 }
 
-// Of a file that does not tell its start of the system nothing is known, and it is followed as it stands.
+// If the file does not say which start of the system it is from, it is used unchanged.
 void ForgetBeforeRestartLocked() {
   const uint64_t boot = BootIdentity();
   if (journal.boot == 0 || boot == 0 || journal.boot == boot) return;

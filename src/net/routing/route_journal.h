@@ -1,5 +1,5 @@
-// The session's changes to the machine's routes, kept on disk while they may stand, so that they can be undone exactly:
-// after a session and after a crash. One journal per process; every operation takes its own lock.
+// The session's changes to the machine's routes, kept on disk while they may be in effect, so that they can be undone
+// exactly: after a session and after a crash. One journal per process; every operation takes the journal's lock.
 #pragma once
 
 #include <vector>
@@ -8,24 +8,24 @@
 
 namespace moorlak {
 
-// To be called before the routes to the destination are removed and this one is added. False when it is not known which
-// routes there are: they must then not be removed, and only JournalAdded makes this one the session's.
+// Call before the routes to the destination are removed and this one is added. False if the existing routes are not
+// known: then they must not be removed, and only JournalAdded records this route as the session's.
 bool JournalReplacement(const GatewayRoute& route) noexcept;
 
-// The same for all of a list at once, with one write of the file, which costs a flush of the disk: to be called before
-// the first of them. Each is journalled once more before its own turn, which writes only what has come since.
+// The same for a whole list, with one write of the file, which costs a disk flush; call before changing the first of
+// them. Each route is journaled again at its turn, which writes only what is new since then.
 void JournalReplacements(const std::vector<GatewayRoute>& routes) noexcept;
 
-// The route was added. Nothing new where it was journalled before.
+// The route was added. No change if it was already journaled.
 void JournalAdded(const GatewayRoute& route) noexcept;
 
-// Removes what the session added and puts back what it took away, as far as the machine's network is still the same: a
-// route that cannot come back is dropped, with a line, unless the system itself had stored it; that one waits. What the
-// system refuses is kept for the next time. Does nothing without a journal.
+// Removes what the session added and puts back what it removed, as far as the machine's network is still the same. A
+// route that cannot come back is dropped and logged; but if the system itself had stored it, it is kept for later. What
+// the system refuses is kept for the next time. Does nothing without a journal.
 void RestoreJournaledRoutes() noexcept;
 
-// At the start of the service: the same with the journal that a crash left. After a restart of the system only what it
-// had stored is put back.
+// At the start of the service: the same with the journal that a crash left. After a restart of the system only routes
+// that it had stored are put back.
 void RecoverJournaledRoutes() noexcept;
 
 }  // namespace moorlak

@@ -11,7 +11,7 @@ namespace {
 
 constexpr int32_t kLongestPrefix = 32;
 constexpr uint32_t kEnableMs = 10000;
-// As long as a stop waits for its background.
+// As long as a stop waits for its background commands.
 constexpr uint32_t kStoredDeleteMs = 5000;
 
 std::string Quoted(std::string_view text) {
@@ -42,7 +42,7 @@ SubnetPlan PlanSubnet(std::string_view entry) {
 
 std::optional<int32_t> LeadingInteger(std::string_view text) {
   text.remove_prefix(SkipBlanks(text, 0));
-  // from_chars knows the minus sign but not the plus sign; behind a plus sign it must not find a minus sign.
+  // from_chars accepts a minus sign but no plus sign; after a plus sign it must not find a minus sign.
   if (text.starts_with('+')) {
     text.remove_prefix(1);
     if (text.starts_with('-')) return std::nullopt;
@@ -60,7 +60,7 @@ std::string MaskText(int32_t prefixLength) {
 
 std::string GatewayInIpconfig(std::string_view output) {
   constexpr std::string_view kLabel = "Default Gateway";
-  // Every label before a colon leads to that same colon, so the search goes on behind it.
+  // All labels before a colon lead to the same colon, so the search continues after it.
   for (size_t label = output.find(kLabel); label != std::string_view::npos;) {
     const size_t colon = output.find(':', label + kLabel.size());
     if (colon == std::string_view::npos) return {};

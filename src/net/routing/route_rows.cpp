@@ -43,7 +43,7 @@ bool IsTunnelDefault(const RouteRow& row, uint32_t tunnelIndex) {
 
 std::string ChoosePhysicalGateway(const std::vector<RouteRow>& rows, uint32_t tunnelIndex) {
   const RouteRow* best = nullptr;
-  // A route with the highest metric there is never becomes the gateway: only lower ones count from the first row on.
+  // A route with the highest possible metric never becomes the gateway: even the first row needs a lower one.
   uint32_t lowest = kHighestMetric;
   for (const RouteRow& row : rows) {
     if (!IsPhysicalDefault(row, tunnelIndex) || row.metric >= lowest) continue;

@@ -1,5 +1,5 @@
-// IPv4 routes as plain rows, and what is read out of a table of them: the physical gateway, whether the tunnel's
-// default route is there and wins, the diagnostics' lines.
+// IPv4 routes as plain rows, and what is derived from a table of them: the physical gateway, whether the tunnel's
+// default route exists and wins, and the lines of the diagnostics.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ struct RouteRow {
   uint32_t mask = 0;
   uint32_t nextHop = 0;
   uint32_t interfaceIndex = 0;
-  // The first metric of the system's row, the interface's metric included.
+  // The first metric of the system's row, including the interface's metric.
   uint32_t metric = 0;
 };
 
@@ -29,30 +29,30 @@ std::string DottedQuad(uint32_t address);
 
 bool IsDefaultRoute(const RouteRow& row);
 
-// Through the tunnel's gateway or, when the tunnel adapter's index is known (not 0), through that interface.
+// Through the tunnel's gateway or, if the tunnel adapter's index is known (not 0), through that interface.
 bool LeadsIntoTunnel(const RouteRow& row, uint32_t tunnelIndex);
 
 bool IsTunnelDefault(const RouteRow& row, uint32_t tunnelIndex);
 
-// The next hop of the default route with the lowest metric that does not lead into the tunnel; of equal ones the first
-// in the table. On-link default routes are no candidates. Empty when there is none.
+// The next hop of the default route with the lowest metric that does not lead into the tunnel; among equal ones the
+// first in the table. Ignores on-link default routes. Empty if there is none.
 std::string ChoosePhysicalGateway(const std::vector<RouteRow>& rows, uint32_t tunnelIndex);
 
 bool HasTunnelDefault(const std::vector<RouteRow>& rows, uint32_t tunnelIndex);
 
-// True when a default route of the tunnel has a metric as low as the lowest of all default routes.
+// True if a default route of the tunnel has the lowest metric of all default routes, or ties with it.
 bool TunnelDefaultWins(const std::vector<RouteRow>& rows, uint32_t tunnelIndex);
 
 // "diag: <check>=yes" or "…=no".
 std::string CheckLine(std::string_view check, bool answer);
 
-// The system's choice of a route to the probe destination, in one line.
+// The system's route to the probe destination, in one line.
 std::string BestRouteLine(const RouteRow& row);
 
-// The lines on the two texts that a session knows about its way around the tunnel; an unknown server address has none.
+// The lines about the session's two bypass texts; an unknown server address has none.
 std::vector<std::string> BypassLines(std::string_view physicalGateway, std::string_view serverBypassIp);
 
-// One line for each default route in the table's order, and their number.
+// One line for each default route in the table's order, and one with their number.
 std::vector<std::string> DefaultRouteLines(const std::vector<RouteRow>& rows);
 
 }  // namespace moorlak

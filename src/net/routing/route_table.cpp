@@ -9,7 +9,7 @@
 namespace moorlak {
 namespace {
 
-// A route that appears between two calls makes the table grow; one that grows at every try is not read.
+// A route that appears between two calls makes the table grow; gives up on one that grows every time.
 constexpr int kMostReads = 8;
 
 struct ForwardTableTraits {

@@ -19,32 +19,32 @@ enum class RouteRead { Done, SizeFailed, ReadFailed };
 
 struct RouteTable {
   RouteRead outcome = RouteRead::SizeFailed;
-  // Sorted as the system sorts them. Addresses are in network order. Empty unless the table was read.
+  // In the system's sort order. Addresses are in network order. Empty unless the table was read.
   std::vector<MIB_IPFORWARDROW> rows;
 };
 
-// The IPv4 routes. The call for the size must ask for a larger buffer, or the size failed. A table that grows in
-// between is read again.
+// The IPv4 routes. If the call for the size does not request a larger buffer, the outcome is SizeFailed. A table that
+// grows between the calls is read again.
 RouteTable ReadRouteTable();
 
 RouteRow PlainRow(const MIB_IPFORWARDROW& row);
 std::vector<RouteRow> PlainRows(const RouteTable& table);
 
-// Asks the system which route it would take to an address (a number in host order); error is its answer.
+// The route that the system would use to an address (a number in host order); error is the call's result.
 struct BestRoute {
   DWORD error = NO_ERROR;
   RouteRow row;
 };
 BestRoute FindBestRoute(uint32_t destination);
 
-// The IPv4 routes by the newer table; nothing when it cannot be read.
+// The IPv4 routes from the newer table; nullopt if it cannot be read.
 std::optional<std::vector<SystemRoute>> ReadSystemRoutes();
 
-// Removes or creates one active route; the system's answer, NO_ERROR on success.
+// Removes or creates one active route; returns the system's error, NO_ERROR on success.
 DWORD DeleteSystemRoute(const SystemRoute& route);
 DWORD CreateSystemRoute(const SystemRoute& route);
 
-// True when an IPv6 route to everywhere exists.
+// Whether an IPv6 default route exists.
 bool HasIpv6Default();
 
 }  // namespace moorlak

@@ -24,7 +24,7 @@ void RemoveFromAllLocked() {
   const std::optional<std::vector<AdapterInfo>> adapters = ReadAdapters(AF_UNSPEC, kAddressesOnlyFlags);
   if (!adapters) return;
   for (const AdapterInfo& adapter : *adapters) {
-    // A name of ours is letters, a blank and digits: nothing that a command line could misread.
+    // Our names consist of letters, a blank and digits, which are safe in a command line.
     if (!IsOurAdapterName(adapter.name)) continue;
     RunHiddenCommand(StoredDefaultDeleteCommand(adapter.nameUtf8));
   }

@@ -1,5 +1,5 @@
-// The stored copy of the tunnel's default route. `netsh` stores what it adds, and once the route in force is gone,
-// `route DELETE` does not find the copy on every system; the next start of the system would put it in force again.
+// The stored copy of the tunnel's default route. `netsh` stores what it adds. Once the active route is gone, `route
+// DELETE` does not find the copy on every system, and the next start of the system would activate it again.
 #pragma once
 
 #include <cstdint>
@@ -7,8 +7,8 @@
 
 namespace moorlak {
 
-// Held by whoever adds the tunnel's default route: no removal runs meanwhile, and one that was asked for before, by an
-// earlier session's end, comes to nothing. It would take the new route along.
+// Held while the tunnel's default route is added: no removal runs meanwhile, and a removal requested earlier, at the
+// end of an earlier session, does nothing. It would remove the new route, too.
 class DefaultRouteClaim {
  public:
   DefaultRouteClaim();
@@ -19,11 +19,11 @@ class DefaultRouteClaim {
   std::lock_guard<std::mutex> guard;
 };
 
-// Identifies the latest claim: a removal that runs later, on another thread, carries it along.
+// Identifies the latest claim; a removal that runs later on another thread is given this number.
 uint64_t DefaultRouteGeneration() noexcept;
 
-// Removes the copy from every adapter that bears a name of ours; that there is none is no failure and not logged.
-// Nothing when there was another claim since. Blocks for at most five seconds for each such adapter.
+// Removes the copy from every adapter with one of our names; having none is not a failure and is not logged. Does
+// nothing if there was another claim since. Blocks for at most five seconds for each such adapter.
 void RemoveStoredDefaultRoute(uint64_t generation) noexcept;
 
 }  // namespace moorlak

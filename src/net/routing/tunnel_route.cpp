@@ -21,14 +21,14 @@
 namespace moorlak {
 namespace {
 
-// 1.0.0.1: the system is asked for its route there, nothing is sent.
+// 1.0.0.1: only the system's route to it is looked up; nothing is sent.
 constexpr uint32_t kProbeDestination = 0x01000001;
 
 bool CarriesTunnelAddress(const AdapterInfo& adapter) {
   return std::ranges::find(adapter.ipv4Addresses, kTunnelAddress) != adapter.ipv4Addresses.end();
 }
 
-// An adapter that is down does not count beside one that is up: nothing can be sent from its address.
+// If any adapter is up, those that are down do not count: nothing can be sent from their addresses.
 bool OursCarriesTunnelAddress() {
   std::optional<std::vector<AdapterInfo>> adapters = ReadAdapters(AF_INET, kAddressesOnlyFlags);
   if (!adapters) return false;

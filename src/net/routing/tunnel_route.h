@@ -1,25 +1,26 @@
-// The default route into the tunnel: the commands that make it, and checks that only read.
+// The default route into the tunnel: the commands that create it, and read-only checks.
 #pragma once
 
 #include <string>
 
 namespace moorlak {
 
-// Enables the tunnel adapter that is there; does nothing without one.
+// Enables the existing tunnel adapter; does nothing without one.
 void EnableTunnelAdapter() noexcept;
 
-// The adapter's name is UTF-8. A failing command is logged and otherwise left to the checks.
+// The adapter's name is UTF-8. A failed command is logged; otherwise the checks will show it.
 void LowerTunnelMetric(const std::string& adapterName) noexcept;
 void AddTunnelDefaultRoute(const std::string& adapterName) noexcept;
 
-// Each is false when what it needs cannot be read.
+// Each is false if it cannot be determined.
 bool TunnelAdapterListed() noexcept;
-// Some adapter that bears a name of ours has the tunnel's address; only those that are up count, if any is.
+// Whether an adapter with one of our names has the tunnel's address; if any of them is up, only those that are up
+// count.
 bool TunnelAdapterHasAddress() noexcept;
 bool TunnelDefaultListed() noexcept;
-// A default route of the tunnel has the lowest metric of all; a tie wins.
+// Whether a default route of the tunnel has the lowest metric of all; a tie counts.
 bool TunnelDefaultMetricWins() noexcept;
-// The system would send packets for a public address into the tunnel. Logs the route that it found.
+// Whether the system would send packets for a public address into the tunnel. Logs the route that it found.
 bool BestRouteViaTunnel() noexcept;
 bool Ipv6DefaultPresent() noexcept;
 

@@ -1,4 +1,4 @@
-// Lets other machines of the local network reach the local proxy ports.
+// Lets other machines on the local network reach the local proxy ports.
 #pragma once
 
 #include <cstdint>
@@ -8,15 +8,15 @@
 
 namespace moorlak {
 
-// Replaces the firewall rule by one for these ports; without ports it is only removed. A failure is logged and leaves
-// the ports closed.
+// Replaces the firewall rule with one for these ports; without ports the rule is only removed. A failure is logged and
+// leaves the ports closed.
 void OpenProxySharingFirewall(const std::vector<uint32_t>& ports) noexcept;
 
-// Removes the rule, one of an earlier session as well. Failed tells nothing: there may have been none.
+// Removes the rule, including one of an earlier session. Failed is inconclusive: the rule may not have existed.
 CommandOutcome CloseProxySharingFirewall() noexcept;
 
-// The same after a crash, when `netsh` may be too slow for its time because nothing of it is in memory yet: it is tried
-// again while it is late, at most five times in all, for six seconds.
+// The same after a crash, when `netsh` may exceed its time because none of it is in memory yet. Retries while it is
+// late, at most five tries in all, for six seconds.
 void CloseSharingOfEarlierSession() noexcept;
 
 }  // namespace moorlak

@@ -1,4 +1,5 @@
-// The firewall rule that opens the local proxy to the local network, as commands. Its name is the only handle to it.
+// The commands for the firewall rule that opens the local proxy to the local network. The rule is identified only by
+// its name.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +13,7 @@ namespace moorlak {
 // "1080,8080"; empty for no ports.
 std::string JoinPorts(const std::vector<uint32_t>& ports);
 
-// The ports are given joined. Deleting a rule that does not exist is the usual case.
+// The ports are given joined. Usually there is no rule to delete.
 HiddenCommand DeleteSharingRuleCommand();
 HiddenCommand AddSharingRuleCommand(const std::string& joinedPorts);
 

@@ -1,4 +1,4 @@
-// Which filters send an application beside the tunnel, which programs are never sent there, and how they are counted.
+// Filters that keep an application out of the tunnel, which programs are never split, and how they are counted.
 #pragma once
 
 #include <cstddef>
@@ -16,24 +16,25 @@ namespace moorlak {
 inline constexpr size_t kMostSplitFilters = 256;
 
 struct SplitTally {
-  // Ids of the filters that were added, over all applications.
+  // Ids of the added filters of all applications.
   std::vector<uint64_t> filterIds;
   size_t registered = 0;
   size_t skipped = 0;
 };
 
-// Adds one filter and answers its id, or nothing after it has logged why it failed.
+// Adds one filter and returns its id; nullopt after logging why it failed.
 using AddSplitFilter = std::function<std::optional<uint64_t>(const FilterRow& filter)>;
 
-// For each address family a block on the tunnel and a permit everywhere else. Once an add of this application has
-// failed, its permits are left out and it counts as skipped. An application that finds no room for its filters
-// counts as registered all the same. The conditions on the application mean this one. True when it was registered.
+// For each address family, blocks the application on the tunnel and permits it everywhere else. Once adding a filter
+// has failed, the application's permits are left out and it counts as skipped. It counts as registered even if the
+// limit leaves no room for its filters. The rows' conditions on the application refer to this one. True if it was
+// registered.
 bool SplitApplication(uint64_t tunnelLuid, const AddSplitFilter& add, SplitTally& tally);
 
-// Installers and uninstallers, by file name (UTF-8, without folder): these are never split.
+// Installers and uninstallers, by file name (UTF-8, without folder): never split.
 bool IsInstallerName(std::string_view fileName);
 
-// The log lines of a filter that could not be added and of the finished install.
+// The log lines for a filter that could not be added and for the finished install.
 std::string SplitAddFailure(const FilterRow& filter, uint32_t code);
 std::string SplitInstalledLine(const SplitTally& tally);
 

@@ -39,7 +39,7 @@ bool SameName(const std::wstring& name, const wchar_t* other) {
   return CompareStringOrdinal(name.c_str(), -1, other, -1, TRUE) == CSTR_EQUAL;
 }
 
-// Empty when the process has gone, does not let itself be asked or lies too deep.
+// Empty if the process has gone, denies the query or has too long a path.
 std::wstring ImagePath(DWORD processId) {
   const KernelHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
   if (!process) return {};
@@ -62,8 +62,8 @@ std::wstring FindRunningImage(const std::wstring& name) {
   return {};
 }
 
-// The full path of an entry, empty when there is none. A bare name is never taken for a file of the current folder: its
-// filters would name whatever lies there.
+// The full path of an entry; empty if there is none. A bare name is never resolved in the current folder: the filters
+// would apply to whatever file is there.
 std::wstring ResolveApplication(const std::string& app) {
   const std::string_view name = BaseName(app);
   std::wstring path = WidenUtf8(app);

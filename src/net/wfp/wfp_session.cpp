@@ -15,13 +15,13 @@ constexpr DWORD Code(HRESULT result) {
   return static_cast<DWORD>(result);
 }
 
-// Display names and keys are input of calls that do not change them; their structures lack the const.
+// Display names and keys are inputs that the calls do not change, but their structures lack the const.
 template <typename T>
 T* Mutable(const T* value) {
   return const_cast<T*>(value);
 }
 
-// What calls answer on a handle whose engine has gone: the binding is dead or the session unknown.
+// Errors of calls on a handle whose engine has gone: the binding is dead or the session unknown.
 bool IsDeadEngine(DWORD code) {
   constexpr std::array kDead{DWORD{ERROR_INVALID_HANDLE},  // also RPC_X_SS_CONTEXT_MISMATCH
                              Code(FWP_E_SESSION_ABORTED),  DWORD{RPC_X_SS_IN_NULL_CONTEXT},
@@ -41,7 +41,7 @@ WfpResult Begin(WfpSession& session) {
   }
 }
 
-// Aborts on every way out but a commit.
+// Aborts unless committed.
 struct OpenTransaction {
   WfpSession& session;
   bool committed = false;
@@ -115,8 +115,8 @@ struct FilterPage {
   }
 };
 
-// False when there is no further page. An enumeration shows the filters as they were when it was created, so deleting
-// what one page holds does not shift the next.
+// False if there is no further page. An enumeration is a snapshot taken when it was created, so deleting the filters of
+// one page does not shift the next.
 bool PurgePage(HANDLE engine, HANDLE enumeration, const GUID& providerKey) {
   FilterPage page;
   if (FwpmFilterEnum0(engine, enumeration, kPageSize, &page.entries, &page.count) != ERROR_SUCCESS) return false;
@@ -175,7 +175,7 @@ DWORD AddWfpSublayerTx(const WfpSession& session) {
 DWORD AddWfpFilterTx(WfpSession& session, const FilterRow& row, FWP_BYTE_BLOB* application) {
   std::vector<FWPM_FILTER_CONDITION0> conditions;
   for (const FilterCondition& condition : row.conditions) conditions.push_back(Condition(condition, application));
-  // The id must have its place before the filter is there.
+  // Reserve room for the id before the filter exists: push_back must not fail afterwards.
   session.filterIds.reserve(session.filterIds.size() + 1);
 
   FWPM_FILTER0 filter{};
