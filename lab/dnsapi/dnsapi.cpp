@@ -1,7 +1,7 @@
-// Stand-in for dnsapi.dll: emptying the resolver cache is counted, everything else is Wine's own.
+// Stand-in for dnsapi.dll: counts the emptying of the resolver cache; everything else is Wine's.
 //
-// The forwarders' copy of Wine's DLL has no Unix half (Wine finds that by the DLL's name), so the functions that need
-// it are passed on to the DLL in the system folder, which is loaded beside this one when the first of them is called.
+// The copy of Wine's DLL that forwarders use has no Unix half (Wine finds that by the DLL's name). So the functions
+// that need it are passed on to the DLL in the system folder, which is loaded in addition when one is first called.
 #include <windows.h>
 
 #include <exception>
@@ -19,7 +19,7 @@ uint32_t CountFlush() {
   });
 }
 
-// Wine's own DLL, which stays loaded.
+// Wine's DLL, which stays loaded.
 HMODULE WinesOwn() {
   static const HMODULE own = [] {
     wchar_t folder[MAX_PATH];
@@ -33,11 +33,11 @@ HMODULE WinesOwn() {
 template <typename Function>
 Function* Own(const char* name) {
   const HMODULE own = WinesOwn();
-  // A lab that is out of order must not look like a network without name servers.
+  // A failure of the lab must not look like a network without name servers.
   if (own == nullptr) ExitProcess(99);
   const auto function = reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(own, name)));
-  // Of two modules with one name, Wine's loader means by that name the one it looked at last, else the one loaded
-  // first: a look at another module keeps the name this stand-in's.
+  // If two modules have the same name, Wine's loader resolves it to the one it looked up last, otherwise to the one
+  // loaded first. Looking up another module makes the name mean this stand-in again.
   GetModuleHandleW(L"kernel32.dll");
   return function;
 }

@@ -23,7 +23,7 @@ const apiInboundTag = "lab-api-listen"
 // few things that V2Ray does not know. The translation works on the decoded
 // configuration rather than on the text, so that syntax errors, comments and
 // repeated sections get exactly the library's treatment.
-// The tunnel is that of its TUN inbound, if it has one.
+// The returned tunnel describes the TUN inbound; nil if there is none.
 func loadConfig(path string) (*core.Config, *tunnel, error) {
 	text, err := os.ReadFile(path)
 	if err != nil {
@@ -82,9 +82,9 @@ func dropProcessRules(config *conf.Config) {
 	config.RouterConfig.RuleList = kept
 }
 
-// ruleMatchers tells whether a routing rule matches processes and how many
-// other matchers it has. A rule that is no object is left to the library to
-// reject.
+// ruleMatchers returns whether a routing rule matches processes and how many
+// other matchers it has. A rule that is not an object is left to the library
+// to reject.
 func ruleMatchers(rule json.RawMessage) (process bool, others int) {
 	var members map[string]json.RawMessage
 	if json.Unmarshal(rule, &members) != nil {
@@ -136,7 +136,8 @@ func listenForAPI(config *conf.Config, text []byte) error {
 	if config.RouterConfig == nil {
 		config.RouterConfig = &conf.RouterConfig{}
 	}
-	// First, or a rule that catches everything would take the queries.
+	// The rule comes first, or a rule that matches everything would take the
+	// queries.
 	config.RouterConfig.RuleList = append([]json.RawMessage{rule}, config.RouterConfig.RuleList...)
 	report("turned the api section's listen into an inbound on %s", extended.API.Listen)
 	return nil
@@ -164,7 +165,7 @@ func apiInbound(listen string) (inbound conf.InboundDetourConfig, err error) {
 	return inbound, json.Unmarshal(text, &inbound)
 }
 
-// report says on standard output, where the service's pump shows it, that the
+// report prints to standard output, where the service's pump shows it, that the
 // engine departed from the configuration as written.
 func report(format string, values ...interface{}) {
 	fmt.Printf("lab engine: "+format+"\n", values...)

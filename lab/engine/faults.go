@@ -14,7 +14,7 @@ import (
 
 const faultsFileName = "engine_faults.json"
 
-// Faults is the misbehaviour that a test asks for in engine_faults.json beside
+// Faults is the misbehaviour that a test asks for in engine_faults.json next to
 // the executable. README.md describes the members.
 type Faults struct {
 	DieAfterMs       *int `json:"dieAfterMs"`
@@ -27,8 +27,8 @@ type Faults struct {
 	LeaveLoopback    bool `json:"leaveLoopback"`
 }
 
-// loadFaults refuses a file that it does not understand wholly: a mistyped
-// fault would otherwise let a test pass that tested nothing.
+// loadFaults refuses a file that it does not fully understand: otherwise a test
+// with a mistyped fault would pass without testing anything.
 func loadFaults() (Faults, error) {
 	var faults Faults
 	executable, err := os.Executable()
@@ -52,8 +52,8 @@ func loadFaults() (Faults, error) {
 }
 
 // printNoise writes count bytes to each of the two streams and returns when
-// both are out. It writes them side by side, so that a reader which empties
-// only one pipe stops the engine just as a chatty real one would be stopped.
+// both are written. It writes to both at the same time, so that a reader which
+// empties only one pipe blocks the engine as it would block a real one.
 func printNoise(count int) {
 	if count <= 0 {
 		return

@@ -21,7 +21,7 @@ type loopbackDialer struct {
 func (d loopbackDialer) Dial(ctx context.Context, source net.Address, destination net.Destination,
 	sockopt *internet.SocketConfig) (net.Conn, error) {
 	if isLocalhost(destination.Address) {
-		// Not through the resolver, which is closed below.
+		// Not through the resolver, which refuseSystemResolver disables.
 		destination.Address = net.LocalHostIP
 	}
 	if !isLoopback(destination.Address) {
@@ -40,8 +40,8 @@ func isLoopback(address net.Address) bool {
 }
 
 // refuseSystemResolver covers what bypasses the dialer: without a dns section
-// V2Ray resolves names through the operating system. One report is enough; the
-// resolver tries every server and search domain several times.
+// V2Ray resolves names through the operating system. It reports only once,
+// because the resolver tries every server and search domain several times.
 func refuseSystemResolver() {
 	var once sync.Once
 	stdnet.DefaultResolver = &stdnet.Resolver{

@@ -14,8 +14,8 @@ import (
 )
 
 // machineLink is the program through which the engine takes part in the
-// simulated machine (lab/programs/machine_link). Without it beside the engine
-// there is no machine.
+// simulated machine (lab/programs/machine_link). If it is not in the engine's
+// folder, there is no machine.
 const machineLink = "machine_link.exe"
 
 func runLink(args ...string) ([]byte, error) {
@@ -32,9 +32,9 @@ func runLink(args ...string) ([]byte, error) {
 	return command.Output()
 }
 
-// callMachine makes this run of the engine a call of the machine, so that tests
-// can count it and plan faults for it. It enters the faults that the engine
-// carries out itself and ends the program when the call is to fail.
+// callMachine makes this run of the engine a call on the machine, so that tests
+// can count it and plan faults for it. It records the faults that the engine
+// carries out itself, and ends the program if the call fails.
 func callMachine(name string, faults *Faults) {
 	output, err := runLink("call", name, strings.Join(os.Args[1:], " "))
 	for _, line := range strings.Split(string(output), "\n") {
@@ -69,11 +69,11 @@ type tunnel struct {
 	Name    string   `json:"name"`
 	Gateway []string `json:"gateway"`
 	Routes  []string `json:"autoSystemRoutingTable"`
-	// The SOCKS inbound that takes the traffic in the place of packets.
+	// The SOCKS inbound that takes the traffic instead of packets.
 	port uint32
 }
 
-// tunnelOf reads the first TUN inbound; nil when the configuration has none.
+// tunnelOf reads the first TUN inbound; nil if the configuration has none.
 func tunnelOf(config *conf.Config) (*tunnel, error) {
 	var wanted *tunnel
 	port := uint32(0)
@@ -101,8 +101,8 @@ func tunnelOf(config *conf.Config) (*tunnel, error) {
 	return wanted, nil
 }
 
-// raise makes the adapter appear. The engine goes on without it when it does
-// not, as when the machine is told to fail here.
+// raise makes the adapter appear. If that fails, for example by a planned
+// fault, the engine goes on without the adapter.
 func (t *tunnel) raise() {
 	args := []string{"tunnel", strconv.Itoa(os.Getpid()), strconv.Itoa(int(t.port)), t.Name, t.Gateway[0]}
 	if _, err := runLink(append(args, t.Routes...)...); err != nil {

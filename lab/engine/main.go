@@ -1,7 +1,7 @@
 // Command engine is the proxy engine of the machine tests. It is a small main
-// program over the V2Ray library that answers to the command line of the
-// production engine as far as the service uses it, so that tests carry real
-// traffic and read real counters. README.md says what differs.
+// program over the V2Ray library. It takes the production engine's command
+// lines as far as the service uses them, so that tests carry real traffic and
+// read real counters. README.md says what differs.
 package main
 
 import (

@@ -40,9 +40,9 @@ func runCommand(args []string, faults Faults) int {
 	return serve(path, faults)
 }
 
-// useProductionAssetFolder hands the folder of geoip.dat and geosite.dat on
-// under the name that the library looks for; without it the library looks
-// beside the executable, as the production engine does.
+// useProductionAssetFolder passes on the folder of geoip.dat and geosite.dat
+// under the name that the library looks for. Without that name the library
+// looks next to the executable, as the production engine does.
 func useProductionAssetFolder() {
 	if folder, found := os.LookupEnv("XRAY_LOCATION_ASSET"); found {
 		os.Setenv("V2RAY_LOCATION_ASSET", folder)

@@ -15,8 +15,8 @@ import (
 	"v2ray.com/core/app/stats/command"
 )
 
-// queryTimeout covers connecting and asking. It is longer than the service
-// waits, so a dead API port is the caller's time-out to handle.
+// queryTimeout covers the connection and the query. It is longer than the
+// service waits, so with a dead API port the caller times out first.
 const queryTimeout = 3 * time.Second
 
 // counter is one element of the printed list. Like the family's own JSON form,
@@ -86,7 +86,7 @@ func formatCounters(stats []*command.Stat, faults Faults) ([]byte, error) {
 	if err != nil || len(text) >= faults.APIPrintBytes {
 		return text, err
 	}
-	// The padding stands before the true counters, so that a reader which stops
+	// The padding comes before the real counters, so that a reader which stops
 	// early misses them.
 	padding, err := paddingCounters(faults.APIPrintBytes - len(text))
 	if err != nil {
@@ -131,8 +131,8 @@ func counterValue(value int64, faults Faults) interface{} {
 	}
 }
 
-// encodeCounters leaves ">" alone, which encoding/json would escape by default
-// and the service looks for in the names.
+// encodeCounters does not escape ">", as encoding/json would by default: the
+// service looks for it in the names.
 func encodeCounters(counters []counter) ([]byte, error) {
 	var text bytes.Buffer
 	encoder := json.NewEncoder(&text)

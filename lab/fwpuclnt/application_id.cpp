@@ -1,4 +1,4 @@
-// Application ids: the device path of a file that is there, with its final null.
+// Application ids: the device path of an existing file, with its final null.
 #include <winsock2.h>
 #include <windows.h>
 

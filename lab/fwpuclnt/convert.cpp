@@ -9,7 +9,7 @@
 namespace moorlak::lab {
 namespace {
 
-// Written out once more, not taken from the product: a slip in its list must not pass here. Sources: "Management
+// Written out again, not taken from the product, so that a mistake in the product's list shows. Sources: "Management
 // Filtering Layer Identifiers" and "Filtering Condition Identifiers" of Microsoft Learn.
 struct KnownKey {
   const char* key;

@@ -1,4 +1,4 @@
-// From the structures of the calls to the machine's plain values and back.
+// Converts the structures of the calls to the machine's plain values and back.
 #pragma once
 
 #include <winsock2.h>
@@ -12,15 +12,15 @@
 
 namespace moorlak::lab {
 
-// Braces and capitals.
+// With braces, in capitals.
 std::string KeyText(const GUID& key);
-// The opposite, for texts that KeyText made; anything else gives the null GUID.
+// The inverse of KeyText; the null GUID for any other text.
 GUID KeyFromText(const std::string& text);
 
-// Empty for a missing name.
+// Empty if the name is missing.
 std::string DisplayName(const FWPM_DISPLAY_DATA0& display);
 
-// Reads a filter without its session and id. Pointers that must be there and are not give FWP_E_NULL_POINTER.
+// Reads a filter without its session and id. Returns FWP_E_NULL_POINTER if a required pointer is null.
 uint32_t ReadFilter(const FWPM_FILTER0& filter, WfpFilter& read);
 
 }  // namespace moorlak::lab

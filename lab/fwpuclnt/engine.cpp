@@ -15,11 +15,10 @@
 namespace moorlak::lab {
 namespace {
 
-// How long a transaction waits for another session's; the default of FWPM_SESSION0.
+// How long a transaction waits for another session's transaction: the default of FWPM_SESSION0.
 constexpr ULONGLONG kTransactionWaitMs = 15000;
 
-// FWPM_SESSION_FLAG_DYNAMIC, written out once more as in convert.cpp. Source: "FWPM_SESSION0 structure" of Microsoft
-// Learn.
+// FWPM_SESSION_FLAG_DYNAMIC, written out again as in convert.cpp. Source: "FWPM_SESSION0 structure" of Microsoft Learn.
 constexpr UINT32 kSessionFlagDynamic = 0x00000001;
 
 std::recursive_mutex transactionsLock;
@@ -29,7 +28,7 @@ uint64_t Number(HANDLE handle) {
   return reinterpret_cast<uint64_t>(handle);
 }
 
-// Outside of the call, which holds the machine.
+// Waits before the call, because the call holds the machine's lock.
 void WaitForOthers(HANDLE engine) {
   const ULONGLONG end = GetTickCount64() + kTransactionWaitMs;
   while (OthersInTransaction(ReadMachine().wfp, Number(engine)) && GetTickCount64() < end) Sleep(5);

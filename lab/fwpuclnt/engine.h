@@ -1,4 +1,4 @@
-// Calls on an engine handle, and the transactions of this process.
+// Calls on an engine handle, and this process's transactions.
 #pragma once
 
 #include <winsock2.h>
@@ -12,15 +12,15 @@
 
 namespace moorlak::lab {
 
-// What a call works on: the machine's objects, or the transaction's copy of them. `owner` is what the objects that it
-// adds belong to: the session if it is dynamic, else 0.
+// What a call works on: the machine's objects, or the transaction's copy of them. `owner` is the owner of the objects
+// that it adds: the session if it is dynamic, otherwise 0.
 struct EngineCall {
   Wfp& wfp;
   uint64_t owner;
 };
 
-// One call on a session. A handle that is not open, or whose engine has restarted, gives ERROR_INVALID_HANDLE (the
-// value of RPC_X_SS_CONTEXT_MISMATCH).
+// One call on a session. Returns ERROR_INVALID_HANDLE (the value of RPC_X_SS_CONTEXT_MISMATCH) for a handle that is not
+// open or whose engine has restarted.
 uint32_t CallEngine(const std::string& name, HANDLE engine, const std::string& arguments,
                     const std::function<uint32_t(EngineCall&)>& body);
 

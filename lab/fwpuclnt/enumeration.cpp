@@ -1,4 +1,4 @@
-// Enumerations of filters: pages as the calls hand them out.
+// Enumerations of filters: pages as the calls return them.
 #include <winsock2.h>
 #include <windows.h>
 
@@ -19,7 +19,7 @@ constexpr size_t kLongestName = 256;
 std::mutex enumerationsLock;
 Enumerations enumerations;  // of this process, guarded by enumerationsLock
 
-// Everything that one entry points to; a page is one block of memory.
+// An entry with everything that it points to. A page is one block of memory.
 struct Entry {
   FWPM_FILTER0 filter;
   GUID provider;
@@ -41,7 +41,7 @@ FWPM_FILTER0** MakePage(const std::vector<WfpFilter>& filters) {
   const size_t bytes = count * (sizeof(Entry) + sizeof(FWPM_FILTER0*));
   auto* entries = static_cast<Entry*>(HeapAlloc(GetProcessHeap(), HEAP_ZERO_MEMORY, bytes));
   if (entries == nullptr) return nullptr;
-  // The page begins with its pointers, the entries stand behind them.
+  // The pointers come first, then the entries.
   auto** pointers = reinterpret_cast<FWPM_FILTER0**>(entries);
   entries = reinterpret_cast<Entry*>(pointers + count);
   for (size_t index = 0; index < count; ++index) {

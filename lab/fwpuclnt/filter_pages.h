@@ -1,4 +1,4 @@
-// Enumerations of filters on plain values: a snapshot taken when the handle is created, handed out in pages.
+// Enumerations of filters, on plain values: the handle's creation takes a snapshot, which is returned in pages.
 //
 // Sources, pages of Microsoft Learn: "FwpmFilterCreateEnumHandle0", "FwpmFilterEnum0", "FwpmFilterDestroyEnumHandle0".
 #pragma once
@@ -22,8 +22,8 @@ struct Enumerations {
 
 uint64_t CreateEnumeration(Enumerations& enumerations, const Wfp& wfp);
 
-// Up to that many filters that were not handed out yet; none at the end. FWP_E_INVALID_ENUMERATOR for a handle that is
-// not open.
+// Takes at most `requested` of the remaining filters; none at the end. Returns FWP_E_INVALID_ENUMERATOR for a handle
+// that is not open.
 uint32_t TakePage(Enumerations& enumerations, uint64_t handle, uint32_t requested, std::vector<WfpFilter>& page);
 
 uint32_t DestroyEnumeration(Enumerations& enumerations, uint64_t handle);

@@ -10,8 +10,8 @@ auto Find(std::vector<Object>& objects, const std::string& key) {
   return std::ranges::find(objects, key, &Object::key);
 }
 
-// What an object refers to must be there and live at least as long: a dynamic object may refer to those of its own
-// session and to those that are not dynamic.
+// The object referred to must exist and live at least as long: a dynamic object may refer to objects of its session and
+// to those that are not dynamic.
 template <typename Object>
 uint32_t CheckReference(std::vector<Object>& objects, const std::string& key, uint64_t session, uint32_t notFound) {
   const auto found = Find(objects, key);

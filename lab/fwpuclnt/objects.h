@@ -1,5 +1,5 @@
-// What the base filtering engine checks and does with its objects, on plain values. Every operation answers an error
-// code by its documented value.
+// What the base filtering engine checks and does with its objects, on plain values. Every operation returns an error
+// code with its documented value.
 //
 // Sources, pages of Microsoft Learn: "WFP Error Codes", "Object Management", "FwpmFilterAdd0", "FwpmSubLayerAdd0",
 // "FwpmProviderAdd0", "FwpmFilterDeleteById0", "FwpmSubLayerDeleteByKey0", "FwpmProviderDeleteByKey0", "FWPM_FILTER0".
@@ -34,7 +34,7 @@ inline constexpr uint32_t kInvalidWeight = 0x80320025;
 inline constexpr uint32_t kMatchTypeMismatch = 0x80320026;
 inline constexpr uint32_t kTypeMismatch = 0x80320027;
 
-// The objects' `session` is the dynamic session that adds them, 0 for one that is not dynamic.
+// The objects' `session` is the session that adds them if it is dynamic, otherwise 0.
 uint32_t AddProvider(Wfp& wfp, const WfpProvider& provider);
 uint32_t AddSublayer(Wfp& wfp, const WfpSublayer& sublayer);
 // Gives the filter its id.
@@ -44,7 +44,7 @@ uint32_t DeleteFilter(Wfp& wfp, uint64_t session, uint64_t id);
 uint32_t DeleteSublayer(Wfp& wfp, uint64_t session, const std::string& key);
 uint32_t DeleteProvider(Wfp& wfp, uint64_t session, const std::string& key);
 
-// The engine's service restarts: every handle is dead, and the objects, none of which is persistent, are gone.
+// Restarts the engine's service: all handles become invalid, and all objects are removed, since none is persistent.
 void RestartEngine(Wfp& wfp);
 
 }  // namespace moorlak::lab

@@ -7,7 +7,7 @@
 namespace moorlak::lab {
 namespace {
 
-// A dynamic session may have ended while another one's transaction still held its objects.
+// Drops objects of ended dynamic sessions: one may have ended while another session's transaction had a copy of them.
 void DropOrphans(Wfp& wfp) {
   const auto isOrphan = [&](const auto& object) {
     return object.session != 0 &&

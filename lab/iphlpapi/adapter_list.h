@@ -1,4 +1,4 @@
-// What GetAdaptersAddresses lists of the machine.
+// The adapters that GetAdaptersAddresses lists.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 namespace moorlak::lab {
 
-// The flags' names as on "GetAdaptersAddresses function" of Microsoft Learn.
+// The GAA_FLAG_… flags, named as on "GetAdaptersAddresses function" of Microsoft Learn.
 struct AdapterQuery {
   Family family = Family::Any;
   bool skipUnicast = false;
@@ -22,7 +22,7 @@ struct AdapterQuery {
   bool includeAllInterfaces = false;
 };
 
-// The query of GAA_FLAG_… flags; bits that are none of the documented ones give false.
+// Reads GAA_FLAG_… flags into a query; false if an undocumented bit is set.
 bool QueryOfFlags(uint32_t flags, AdapterQuery& query);
 
 struct ListedAdapter {
@@ -33,7 +33,7 @@ struct ListedAdapter {
   uint64_t luid = 0;
   uint32_t type = 0;
   bool up = false;
-  // 0 where the family is not bound.
+  // 0 if the family is not bound.
   uint32_t ifIndex = 0;
   uint32_t ipv6IfIndex = 0;
   bool dhcp = false;
@@ -41,7 +41,7 @@ struct ListedAdapter {
   bool ipv6 = false;
   uint32_t ipv4Metric = 0;
   uint32_t ipv6Metric = 0;
-  // Of the families that were asked for, IPv4 first.
+  // Of the requested families, IPv4 first.
   std::vector<Address> unicast;
   std::vector<std::string> multicast;
   std::vector<std::string> dnsServers;
@@ -49,8 +49,8 @@ struct ListedAdapter {
   std::vector<std::string> gateways;
 };
 
-// Disabled adapters are never listed, nor are new ones before their time; those without the family only when all
-// interfaces are wanted. 232 where none is left.
+// Never lists disabled adapters, nor new ones before their time; lists those without the family only if all interfaces
+// are requested. Returns 232 if the list is empty.
 uint32_t ListAdapters(const MachineState& state, const AdapterQuery& query, std::vector<ListedAdapter>& listed);
 
 }  // namespace moorlak::lab

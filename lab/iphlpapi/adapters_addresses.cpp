@@ -1,4 +1,4 @@
-// GetAdaptersAddresses: one block of the caller's with all records and texts in it.
+// GetAdaptersAddresses: puts all records and texts into one block of the caller's memory.
 #include <winsock2.h>
 #include <ws2tcpip.h>
 #include <windows.h>
@@ -19,8 +19,7 @@ namespace {
 constexpr size_t kAlignment = 8;
 constexpr NET_IF_COMPARTMENT_ID kPrimaryCompartment = 1;
 
-// Hands out pieces of the block one behind the other. Without a block it only counts: what is written to a piece then
-// goes nowhere.
+// Hands out consecutive pieces of the block. Without a block it only counts, and a piece is scratch memory.
 class Block {
  public:
   explicit Block(void* start) : begin(static_cast<std::byte*>(start)) {}
@@ -36,7 +35,8 @@ class Block {
   Piece* Take() {
     return static_cast<Piece*>(Take(sizeof(Piece)));
   }
-  // A piece that is still needed when the next one has been taken is written only where there is a block.
+  // Without a block the next Take overwrites a piece. So a piece that is needed for longer may be used only if this is
+  // true.
   bool IsReal() const { return begin != nullptr; }
   size_t Used() const { return used; }
 
@@ -66,7 +66,7 @@ const std::string& TextOf(const Address& address) {
   return address.address;
 }
 
-// What a record has besides its address.
+// Fills in what a record has besides its address.
 void Complete(IP_ADAPTER_UNICAST_ADDRESS& record, const Address& own) {
   record.Flags = IP_ADAPTER_ADDRESS_DNS_ELIGIBLE;
   record.PrefixOrigin = IpPrefixOriginManual;
@@ -81,7 +81,7 @@ void Complete(IP_ADAPTER_PREFIX& record, const Address& prefix) {
 template <typename Record>
 void Complete(Record& /*record*/, const std::string& /*address*/) {}
 
-// Links one record for each item behind `link`.
+// Links a record for each item into the list that begins at `first`.
 template <typename Record, typename Item>
 void PlaceList(Block& block, Record*& first, const std::vector<Item>& items) {
   Record** link = &first;

@@ -13,7 +13,7 @@ struct Interface {
   uint64_t luid;
   bool ipv6;
   uint32_t ifIndex;
-  // What a notification of a parameter tells of.
+  // A change of these is notified as a parameter change.
   std::tuple<bool, uint32_t, bool> parameters;
 };
 
@@ -53,7 +53,7 @@ std::vector<AddressChanged> AddressesOf(const MachineState& machine, ChangeKind 
   return addresses;
 }
 
-// Those of the first list that the second one, told under another kind, lacks.
+// Appends the addresses of the first list that are missing from the second. The kind does not count.
 void AppendMissing(std::vector<AddressChanged>& changes, const std::vector<AddressChanged>& these,
                    const std::vector<AddressChanged>& those) {
   for (const AddressChanged& address : these) {

@@ -1,4 +1,4 @@
-// What the IP Helper tells of the difference between two machines: the notifications of NotifyIpInterfaceChange and
+// The difference between two machines as the IP Helper reports it: the notifications of NotifyIpInterfaceChange and
 // NotifyUnicastIpAddressChange.
 #pragma once
 
@@ -20,7 +20,7 @@ struct InterfaceChanged {
   bool operator==(const InterfaceChanged&) const = default;
 };
 
-// An enabled adapter has an interface for each family that it has bound. Name servers are no part of one.
+// An enabled adapter has an interface for each family bound to it. Name servers are not part of an interface.
 std::vector<InterfaceChanged> ChangedInterfaces(const MachineState& before, const MachineState& now);
 
 struct AddressChanged {
@@ -32,7 +32,7 @@ struct AddressChanged {
   bool operator==(const AddressChanged&) const = default;
 };
 
-// Addresses of interfaces that came or went count as added or removed.
+// Addresses of added or removed interfaces count as added or removed.
 std::vector<AddressChanged> ChangedAddresses(const MachineState& before, const MachineState& now);
 
 }  // namespace moorlak::lab

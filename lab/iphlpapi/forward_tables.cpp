@@ -16,7 +16,7 @@
 namespace moorlak::lab {
 namespace {
 
-// Tables that were handed out and not yet freed.
+// Tables that callers have not freed yet.
 std::mutex tablesLock;
 std::set<void*> tables;
 
@@ -137,7 +137,7 @@ VOID WINAPI LabFreeMibTable(PVOID table) {
     HeapFree(GetProcessHeap(), 0, table);
     return;
   }
-  // From one of Wine's own functions.
+  // The table comes from one of Wine's functions.
   using Free = VOID(WINAPI*)(PVOID);
   const HMODULE wines = GetModuleHandleW(L"x_iphlpapi.dll");
   const auto freeTable = wines != nullptr
@@ -162,7 +162,7 @@ VOID WINAPI LabInitializeIpForwardEntry(PMIB_IPFORWARD_ROW2 row) {
 }
 
 DWORD WINAPI LabCreateIpForwardEntry2(const MIB_IPFORWARD_ROW2* row) {
-  // A metric that was left as it was initialised is no metric.
+  // The value that InitializeIpForwardEntry sets means that the caller has not chosen a metric.
   if (!IsIpv4Row(row) || row->Metric == 0xFFFFFFFF) return ERROR_INVALID_PARAMETER;
   return RunCall({"CreateIpForwardEntry2", RouteText2(*row)}, [&](MachineState& state) {
     return CreateIpv4Route2(state, {row->InterfaceLuid.Value, row->InterfaceIndex, false}, PlainRoute2(*row));

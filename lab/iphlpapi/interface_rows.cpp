@@ -56,7 +56,7 @@ MIB_IPINTERFACE_ROW SystemRow(const InterfaceEntry& entry, bool ipv6) {
   return row;
 }
 
-// What a caller may set besides the metric. The machine has none of it: it must stay as it was read, or unspecified.
+// What a caller may set besides the metric. The machine has none of these, so each must be unchanged or unspecified.
 bool LeavesTheRestAlone(const MIB_IPINTERFACE_ROW& row, const MIB_IPINTERFACE_ROW& read) {
   const auto same = [](auto one, auto other, auto unspecified) { return one == other || one == unspecified; };
   return same(row.NlMtu, read.NlMtu, kUnspecified) && same(row.DadTransmits, read.DadTransmits, kUnspecified) &&

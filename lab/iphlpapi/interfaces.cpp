@@ -57,7 +57,7 @@ Targets Ipv6Targets(const Address& own) {
   return {{NetworkOf(own.address, own.prefixLength, true), own.prefixLength}, {Ipv6Text(groups), 128}, {"ff00::", 8}};
 }
 
-// Where on-link routes lead that come with the addresses.
+// The destinations of the on-link routes that come with the addresses.
 Targets OnLinkTargets(const std::vector<Address>& addresses, bool ipv6) {
   Targets all;
   for (const Address& own : addresses) {

@@ -1,4 +1,4 @@
-// Interfaces of the machine as the IP Helper calls see them: found by LUID or index, with a metric that the system
+// The machine's interfaces as the IP Helper functions see them: found by LUID or index, with a metric that the system
 // computes or that was set.
 //
 // Result codes are the system's ("System Error Codes" on Microsoft Learn).
@@ -22,26 +22,25 @@ inline constexpr uint32_t kObjectAlreadyExists = 5010;
 
 enum class Family { Any, Ipv4, Ipv6 };
 
-// The address without the bits behind the prefix.
+// The address with the bits after the prefix cleared.
 std::string NetworkOf(const std::string& address, uint32_t prefixLength, bool ipv6);
 
 const FamilySettings& SettingsOf(const Adapter& adapter, bool ipv6);
 
-// A disabled adapter's interface does not exist; one that waits for a session is there, and down.
+// The interface of a disabled adapter does not exist; that of an adapter without its session exists but is down.
 bool IsUp(const Adapter& adapter);
 
-// The metric in force: where it is automatic, what the system computes from the kind of link, whatever the machine's
-// document says.
+// The metric in force. An automatic metric is computed from the kind of link; the stored value does not matter.
 uint32_t MetricInForce(const Adapter& adapter, bool ipv6);
 
-// One family of an interface. The LUID counts where it is not 0, else the index.
+// One family of an interface, identified by the LUID or, if that is 0, by the index.
 struct InterfaceKey {
   uint64_t luid = 0;
   uint32_t ifIndex = 0;
   bool ipv6 = false;
 };
 
-// Nothing of the interface's kind: null. Both families of an interface are found by either one's index.
+// Null if there is no such interface. The index of either family finds both.
 const Adapter* FindInterface(const MachineState& state, const InterfaceKey& key);
 
 struct InterfaceEntry {
@@ -51,26 +50,27 @@ struct InterfaceEntry {
   bool autoMetric = true;
   bool connected = false;
   uint32_t mtu = 0;
-  // Not 0 for IPv4 either, which nevertheless is refused when it is written back.
+  // Not 0 for IPv4 either, although writing that value back is refused.
   uint32_t sitePrefixLength = 0;
 };
 
-// 87 for a key without LUID and index, 2 where there is no such interface, 1168 where the family is not bound to it
+// Returns 87 for a key without LUID and index, 2 if there is no such interface, 1168 if the family is not bound to it
 // ("GetIpInterfaceEntry function" on Microsoft Learn).
 uint32_t ReadInterface(const MachineState& state, const InterfaceKey& key, InterfaceEntry& entry);
 
-// Nothing in a field: it stays as it is.
+// An empty field leaves the setting as it is.
 struct InterfaceChange {
   std::optional<uint32_t> metric;
   std::optional<bool> autoMetric;
   uint32_t sitePrefixLength = 0;
 };
 
-// Changes the active settings only. 87 also for a site prefix length that is not 0 (IPv4) or above 128 (IPv6).
+// Changes the active settings only. Also returns 87 for a site prefix length other than 0 (IPv4) or above 128 (IPv6).
 uint32_t ChangeInterface(MachineState& state, const InterfaceKey& key, const InterfaceChange& change);
 
-// Removes a unicast address (as text) from the active settings, with the on-link routes that came with it and with no
-// other address. 1168 where there is no such interface or address ("DeleteUnicastIpAddressEntry function").
+// Removes a unicast address (as text) from the active settings, together with the on-link routes that came with it and
+// with no other address. Returns 1168 if there is no such interface or address ("DeleteUnicastIpAddressEntry
+// function").
 uint32_t DeleteAddress(MachineState& state, const InterfaceKey& key, const std::string& address);
 
 }  // namespace moorlak::lab

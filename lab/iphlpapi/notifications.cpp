@@ -1,5 +1,5 @@
-// NotifyIpInterfaceChange, NotifyUnicastIpAddressChange and CancelMibChangeNotify2: callbacks on a thread of the lab's,
-// for whatever any process changes of the machine.
+// NotifyIpInterfaceChange, NotifyUnicastIpAddressChange and CancelMibChangeNotify2: a lab thread calls back for every
+// change that any process makes to the machine.
 #include <winsock2.h>
 #include <ws2tcpip.h>
 #include <windows.h>
@@ -18,7 +18,7 @@
 namespace moorlak::lab {
 namespace {
 
-// A change is a renamed file. The look at the clock is for a prefix whose file system tells of none.
+// Each change renames a file in this folder. The polling is for a prefix whose file system does not report that.
 constexpr wchar_t kFolder[] = L"C:\\moorlak-lab";
 constexpr DWORD kLookAgainMs = 100;
 
@@ -27,7 +27,7 @@ struct Registration {
   PIPINTERFACE_CHANGE_CALLBACK onInterface = nullptr;
   PUNICAST_IPADDRESS_CHANGE_CALLBACK onAddress = nullptr;
   void* context = nullptr;
-  // What was told so far. The thread's own.
+  // The machine as last reported. Only the thread uses it.
   MachineState told;
   KernelHandle ended{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
   std::thread thread;
@@ -46,7 +46,7 @@ void TellInterfaces(const Registration& registration, const MachineState& now) {
   if (registration.onInterface == nullptr) return;
   for (const InterfaceChanged& change : ChangedInterfaces(registration.told, now)) {
     if (!IsAskedFor(registration, change.ipv6)) continue;
-    // The page promises these three fields alone.
+    // The documentation promises only these three fields.
     MIB_IPINTERFACE_ROW row{};
     row.Family = change.ipv6 ? AF_INET6 : AF_INET;
     row.InterfaceLuid.Value = change.luid;
@@ -85,7 +85,7 @@ void Watch(Registration& registration) {
   if (folder != INVALID_HANDLE_VALUE) FindCloseChangeNotification(folder);
 }
 
-// A lab that is out of order ends the program loudly.
+// Ends the program with a message if the lab fails.
 void RunWatch(Registration* registration) noexcept {
   try {
     Watch(*registration);
@@ -138,7 +138,7 @@ DWORD WINAPI LabNotifyUnicastIpAddressChange(ADDRESS_FAMILY family, PUNICAST_IPA
   return code;
 }
 
-// Waits for a callback that is running. Called by one it would wait for itself, for ever: that ends the program here.
+// Waits for a running callback. A call from within a callback would wait for itself forever; here it ends the program.
 DWORD WINAPI LabCancelMibChangeNotify2(HANDLE handle) {
   if (handle == nullptr) return ERROR_INVALID_PARAMETER;
   const std::unique_ptr<Registration> registration(static_cast<Registration*>(handle));

@@ -1,5 +1,5 @@
-// The product takes dnsapi.dll from the system folder alone, where Wine's own lies. A module that is loaded already is
-// found by its name, so the stand-in beside the program is loaded before anybody asks.
+// The product loads dnsapi.dll only from the system folder, where Wine's is. But a module that is already loaded is
+// found by its name, so this loads the stand-in next to the program first.
 #include <windows.h>
 
 namespace moorlak::lab {

@@ -41,7 +41,7 @@ auto SameRouteOn(uint64_t luid, const Ipv4Route& wanted) {
 }
 
 bool IsBetter(const Ipv4Row& row, const Ipv4Row& best) {
-  // Masks of ones in front compare like their lengths.
+  // Masks without gaps compare like their lengths.
   return row.mask != best.mask ? row.mask > best.mask : row.metric < best.metric;
 }
 

@@ -1,4 +1,4 @@
-// Addresses of the machine as the system's structs, and back.
+// Converts the machine's addresses to the system's structs and back.
 #pragma once
 
 #include <winsock2.h>
@@ -13,13 +13,13 @@
 
 namespace moorlak::lab {
 
-// Raises std::runtime_error for a text that is no address: the machine is broken then.
+// Throws std::runtime_error for a text that is not an address: the machine is broken then.
 SOCKADDR_INET SocketAddress(const std::string& address);
 
-// Nothing for a family that is neither IPv4 nor IPv6.
+// nullopt for a family other than IPv4 and IPv6.
 std::optional<std::string> AddressText(const SOCKADDR_INET& address);
 
-// Nothing for an address family other than AF_UNSPEC, AF_INET and AF_INET6.
+// nullopt for an address family other than AF_UNSPEC, AF_INET and AF_INET6.
 std::optional<Family> FamilyOf(ULONG family);
 
 // For the call log.

@@ -1,4 +1,4 @@
-// What the command lines of labctl mean.
+// The command lines of labctl.
 #pragma once
 
 #include <stdexcept>
@@ -14,7 +14,7 @@ struct UsageError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// The machine that `create` is to make: a file's content ("-" is standard input), or a fixture; "dhcp" without words.
+// The machine for `create`: a file's content ("-" is standard input) or a fixture; "dhcp" if there are no words.
 struct NewMachine {
   std::string path;
   std::string fixture;
@@ -27,7 +27,7 @@ Fault ParseFault(const std::vector<std::string>& words);
 // CALL [--nth N] [--argument TEXT].
 Fault ParseBreak(const std::vector<std::string>& words);
 
-// [SECONDS], 30 without.
+// [SECONDS], 30 by default.
 uint32_t ParseSeconds(const std::vector<std::string>& words);
 
 // Commands without words.

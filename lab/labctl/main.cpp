@@ -26,7 +26,7 @@ constexpr int kFailed = 1;
 constexpr int kNotUnderstood = 2;
 constexpr size_t kLargestFile = size_t{64} << 20;
 
-// Text goes out as it is: UTF-8, line ends unchanged.
+// Writes the text unchanged: UTF-8, no conversion of line ends.
 void Write(DWORD stream, const std::string& text) {
   WriteWhole(GetStdHandle(stream), text);
 }
@@ -51,7 +51,7 @@ std::string ReadGiven(const std::string& path) {
   return std::move(*text);
 }
 
-// Looking at a machine that is not there would show an empty one.
+// Requires a machine: ReadMachine returns an empty one if there is none.
 MachineState ExistingMachine() {
   if (!HasMachine()) throw std::runtime_error("there is no machine in this prefix; labctl create makes one");
   return ReadMachine();

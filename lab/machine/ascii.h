@@ -1,4 +1,4 @@
-// Names whose ASCII letter case does not matter: device instance ids, GUIDs as text.
+// Compares names without regard to ASCII letter case: device instance ids, GUIDs as text.
 #pragma once
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// Waiting at a break. A call that waits stands in the machine's record, where a test sees it, and has an event of its
-// own: a release reaches those that wait then and no later one.
+// Waiting at a break. A waiting call is in the machine's record, where a test sees it, and has its own event: a release
+// reaches the calls that are waiting at that time and no later one.
 #pragma once
 
 #include <cstdint>
@@ -9,8 +9,7 @@
 
 namespace moorlak::lab {
 
-// Enters the call among the waiting, waits unlocked for its release, and leaves with the lock held and the machine
-// loaded anew.
+// Records the call as waiting, waits unlocked for its release, and returns with the lock held and the machine reloaded.
 void WaitAtBreak(MachineLock& lock, MachineState& state, uint64_t call, const std::string& name);
 
 }  // namespace moorlak::lab

@@ -79,15 +79,15 @@ uint32_t HostOrder(const std::string& dottedAddress) {
 }
 
 Verdict Classify(const Wfp& wfp, const Connection& connection) {
-  // The heaviest matching filter of each sublayer. Of two with the same weight the one that was added first decides:
-  // the platform leaves that open, so a filter set must not depend on it.
+  // The heaviest matching filter of each sublayer. Of two with the same weight the one added first decides. The
+  // platform leaves that open, so a filter set must not depend on it.
   std::map<std::string, const WfpFilter*> deciding;
   for (const WfpFilter& filter : wfp.filters) {
     if (!Matches(filter, connection)) continue;
     const WfpFilter*& best = deciding[filter.sublayer];
     if (best == nullptr || filter.weight > best->weight) best = &filter;
   }
-  // A block is final in whichever sublayer it stands, so the order of the sublayers cannot change the answer.
+  // A block is final in any sublayer, so the order of the sublayers cannot change the verdict.
   const bool blocked = std::ranges::any_of(deciding, [](const auto& one) { return Blocks(*one.second); });
   return blocked ? Verdict::Block : Verdict::Permit;
 }

@@ -1,4 +1,4 @@
-// Programs that need longer at their first starts, as after a power cut: nothing of them is in memory yet.
+// Programs whose first starts take longer, as after a power cut: no part of them is in memory yet.
 #pragma once
 
 #include <cstdint>
@@ -8,11 +8,11 @@
 
 namespace moorlak::lab {
 
-// What a slow laptop's `netsh` needs after a start of the system.
+// How long `netsh` takes on a slow laptop after a system start.
 inline constexpr uint32_t kColdMs = 2000;
 inline constexpr uint32_t kColdCalls = 3;
 
-// Plans a delay for each of the next calls of the program, one that is killed meanwhile included.
+// Plans a delay for each of the program's next calls, including one that is killed during it.
 inline void MakeCold(MachineState& machine, const std::string& program, uint32_t milliseconds = kColdMs,
                      uint32_t calls = kColdCalls) {
   for (uint32_t nth = 1; nth <= calls; ++nth)

@@ -8,7 +8,7 @@ namespace {
 constexpr uint32_t kEthernet = 6;
 constexpr uint32_t kLoopback = 24;
 constexpr uint32_t kWireless = 71;
-// What Windows adds to the interface's metric for routes that come with an address.
+// The metric offset that Windows gives to routes that come with an address.
 constexpr uint32_t kOnLinkMetric = 256;
 
 std::string Guid(uint32_t number) {

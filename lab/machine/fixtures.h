@@ -1,6 +1,6 @@
-// Ready machines for tests and for `labctl create --fixture`. Each has a loopback adapter, physical adapters with their
-// routes, no tunnel, no faults. Addresses are documentation addresses (RFC 5737, RFC 3849) and no palindromes, so that
-// a swapped byte order shows.
+// Ready-made machines for tests and for `labctl create --fixture`. Each has a loopback adapter, physical adapters with
+// their routes, no tunnel and no faults. Addresses are documentation addresses (RFC 5737, RFC 3849) and not
+// palindromes, so that a swapped byte order shows.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@ MachineState DhcpMachine();
 MachineState ThreeStaticServersMachine();
 // "Ethernet" with its address from DHCP and a name server set by hand, which hides the learned one.
 MachineState ManualDnsOverDhcpMachine();
-// "Ethernet" with a static address, no name server of its own, and a netsh that refuses whatever it can.
+// "Ethernet" with a static address and no name servers, and a netsh with all its refusals switched on.
 MachineState StaticWithoutServersMachine();
 // "Ethernet" with DHCP, and name servers for IPv6 set by hand, which hide the learned one.
 MachineState StaticIpv6ServersMachine();
@@ -27,13 +27,13 @@ MachineState NameWithSpacesMachine();
 MachineState Ipv6OnlyMachine();
 // Physical adapters, all of them disconnected.
 MachineState DisconnectedMachine();
-// An adapter whose name holds an ampersand.
+// An adapter with an ampersand in its name.
 MachineState UnsafeNameMachine();
 // Six physical adapters: the peculiarities of all the others in one machine.
 MachineState MixedMachine();
 
-// Tunnel adapters as they come and go in practice: an engine makes one of its own some time after its start, and what
-// was closed or left lingers.
+// Tunnel adapters as they come and go in practice: an engine creates its own some time after its start, and an adapter
+// that was closed or whose owner died lingers.
 AdapterHabits SlowAdapters();
 
 struct Fixture {

@@ -12,9 +12,9 @@ std::string At(const std::string& path, const std::string& member) {
   return path.empty() ? member : path + "." + member;
 }
 
-// Members are read with defaults, so a misspelt one or a number that does not fit would be lost in silence. What came
-// back out of the machine tells: everything given must stand there unchanged. The depth is that of the machine's own
-// structs, because anything deeper differs from it.
+// Missing members get defaults, so a misspelt one or a number that does not fit would be lost silently. So the parsed
+// machine is converted back, and everything given must be in it unchanged. The recursion is no deeper than the
+// machine's structs, because anything deeper differs.
 void RequireKept(const Json& given, const Json& kept, const std::string& path) {
   if (given.type() != kept.type() && !(given.is_number_integer() && kept.is_number_integer()))
     throw std::invalid_argument(path + ": wrong type or not in range: " + given.dump());
@@ -34,7 +34,7 @@ void RequireKept(const Json& given, const Json& kept, const std::string& path) {
 }  // namespace
 
 std::string ToJson(const MachineState& state) {
-  // A command line may hold bytes that are no UTF-8; they must not end the lab.
+  // A command line may contain bytes that are not UTF-8; they must not make the dump throw.
   return Json(state).dump(1, ' ', false, Json::error_handler_t::replace);
 }
 

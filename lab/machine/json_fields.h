@@ -1,5 +1,5 @@
-// The fields of every part of the machine, for nlohmann/json: its member names are the structs'. A field that is
-// missing here would be lost between two calls; a test counts them.
+// The fields of every part of the machine, for nlohmann/json, which uses their names as member names. A field missing
+// here would be lost between two calls; a test counts the fields.
 #pragma once
 
 #include <nlohmann/json.hpp>

@@ -37,7 +37,7 @@ std::vector<uint64_t> DeadWfpSessions(const MachineState& state, const IsAlive& 
 void DropWfpSession(MachineState& state, uint64_t handle) {
   Wfp& wfp = state.wfp;
   std::erase_if(wfp.sessions, [handle](const WfpSession& session) { return session.handle == handle; });
-  // Owner 0 means none, so it must never match.
+  // Session 0 means no owner, so it must never match.
   if (handle == 0) return;
   DropOwned(wfp.filters, handle);
   DropOwned(wfp.sublayers, handle);

@@ -9,7 +9,7 @@
 namespace moorlak::lab {
 namespace {
 
-// A killed process shows this exit code.
+// The exit code of a killed process.
 constexpr UINT kKilledExitCode = 137;
 constexpr DWORD kEndPatienceMs = 10000;
 
@@ -24,7 +24,7 @@ void EndProcess(DWORD process) {
 
 bool IsProcessAlive(uint32_t process) {
   const KernelHandle handle(OpenProcess(SYNCHRONIZE, FALSE, process));
-  // A process that may not be opened lives.
+  // A process that this one may not open is alive.
   if (!handle) return GetLastError() == ERROR_ACCESS_DENIED;
   return WaitForSingleObject(handle.Get(), 0) == WAIT_TIMEOUT;
 }

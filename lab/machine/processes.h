@@ -1,4 +1,4 @@
-// Processes of the prefix, as the lab needs them.
+// Processes of the Wine prefix.
 #pragma once
 
 #include <cstdint>
@@ -11,8 +11,8 @@ bool IsProcessAlive(uint32_t process);
 // Name of the running program, without folder.
 std::string ProgramName();
 
-// Ends every process of this image name (letter case does not matter) and waits until it has ended. Ends the calling
-// process last, if it is one of them. False when there was none.
+// Ends every process with this image name (letter case does not matter) and waits until it has ended. If the calling
+// process is one of them, ends it last. False if there was none.
 bool EndProcesses(const std::string& image);
 
 }  // namespace moorlak::lab

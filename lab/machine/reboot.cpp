@@ -12,7 +12,7 @@ bool NoProcessLives(uint32_t /*process*/) {
   return false;
 }
 
-// Software devices exist while a program holds them; after a start of the system they are there, but not present.
+// A software device is present while a program holds it; after a system start it still exists but is not present.
 bool IsSoftwareDevice(const Device& device) {
   return device.instanceId.starts_with("SWD\\");
 }
@@ -62,7 +62,7 @@ void Reboot(MachineState& state) {
   RestartAdapters(state);
   RestartRoutes(state.ipv4Routes, state.dormantIpv4Routes);
   RestartRoutes(state.ipv6Routes, state.dormantIpv6Routes);
-  // The lab knows no persistent or boot-time filters; all others live as long as the filter engine.
+  // The lab has no persistent or boot-time filters; all others live as long as the filter engine.
   state.wfp.sessions.clear();
   state.wfp.providers.clear();
   state.wfp.sublayers.clear();

@@ -28,7 +28,7 @@ std::vector<std::wstring> KeysOfOurs() {
   return names;
 }
 
-// A key that stays cannot be made below one that does not; there is no other way to ask.
+// A non-volatile key cannot be created below a volatile one. There is no other way to find out.
 bool IsVolatile(const std::wstring& path) {
   HKEY probe = nullptr;
   const LONG error = RegCreateKeyExW(HKEY_LOCAL_MACHINE, (path + kProbe).c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,

@@ -3,9 +3,9 @@
 
 namespace moorlak::lab {
 
-// Reboots the machine (machine/machine.h), and forgets what the registry keeps only until then: volatile keys below
-// HKEY_LOCAL_MACHINE\SOFTWARE whose names begin with "Moorlak". Wine itself keeps them for as long as its server runs.
-// No program of the product may be running.
+// Reboots the machine (machine/machine.h) and deletes what the registry would lose: volatile keys below
+// HKEY_LOCAL_MACHINE\SOFTWARE whose names begin with "Moorlak". Wine itself keeps them as long as its server runs. No
+// program of the product may be running.
 void RestartSystem();
 
 }  // namespace moorlak::lab

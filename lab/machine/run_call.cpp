@@ -8,7 +8,7 @@
 #include "machine/processes.h"
 #include "machine/store.h"
 
-// Of libstdc++: gives back what it keeps for exceptions when memory is short.
+// libstdc++: frees the memory that it reserves for exceptions when memory is short.
 namespace __gnu_cxx {
 void __freeres();
 }
@@ -16,12 +16,12 @@ void __freeres();
 namespace moorlak::lab {
 namespace {
 
-// A stand-in DLL that comes and goes would leave that memory behind each time, 70 KiB.
+// Without this, a stand-in DLL would leak that memory, 70 KiB, each time it is loaded and unloaded.
 const struct ExceptionMemory {
   ~ExceptionMemory() { __gnu_cxx::__freeres(); }
 } exceptionMemory;
 
-// What the faults that are due want from this call.
+// What the due faults do to this call.
 struct Plan {
   bool hang = false;
   bool waitAtBreak = false;
@@ -40,7 +40,7 @@ bool IsMeant(const Fault& fault, const Call& call) {
   return (fault.call.empty() || fault.call == call.name) && call.arguments.find(fault.argument) != std::string::npos;
 }
 
-// Counts a call that the fault means, and tells whether the fault is due now.
+// Counts a matching call and returns whether the fault is due now.
 bool IsDue(Fault& fault) {
   ++fault.seen;
   const bool due = fault.nth == 0 || fault.nth == fault.seen;
@@ -102,7 +102,7 @@ void PauseUnlocked(MachineLock& lock, MachineState& state, DWORD milliseconds) {
   state = LoadMachine().value_or(MachineState{});
 }
 
-// Everything but the record and the faults, which are the lab's and not the machine's.
+// Compares everything but the record and the faults, which belong to the lab and not to the machine.
 bool IsSameMachine(MachineState one, const MachineState& other) {
   one.record = other.record;
   one.faults = other.faults;
@@ -120,7 +120,7 @@ void DropDead(MachineState& state) {
   if (!IsSameMachine(before, state)) Remember("a process ended", state);
 }
 
-// Tells the meter, in a program that has it loaded, that this time is the lab's.
+// Reports to the meter, in a program that has it loaded, that this time is the lab's.
 class LabTime {
  public:
   LabTime() : meter(GetModuleHandleW(L"moorlak_meter.dll")) { Tell("MeterLabBegins"); }
@@ -137,7 +137,7 @@ class LabTime {
   HMODULE meter;
 };
 
-// The service ends before the change that its call would have made; the change counts all the same.
+// Ends the service before the change that its call would have made. The change still counts.
 uint32_t EndBeforeChange(MachineState& state, const MachineState& before, uint64_t number, const Call& call) {
   const Record record = state.record;
   state = before;
@@ -148,7 +148,7 @@ uint32_t EndBeforeChange(MachineState& state, const MachineState& before, uint64
   return ERROR_PROCESS_ABORTED;
 }
 
-// Runs the body, saves what it did, and ends the service if this was the change to end it at.
+// Runs the body, saves its changes, and ends the service if this was the change to end it at.
 uint32_t DoBody(MachineState& state, uint64_t number, const Call& call, bool killAfter,
                 const std::function<uint32_t(MachineState&)>& body) {
   const MachineState before = state;
@@ -182,7 +182,7 @@ uint32_t RunCall(const Call& call, const std::function<uint32_t(MachineState&)>&
   const Plan plan = MeetFaults(*state, call);
   if (plan.delayMs != 0) PauseUnlocked(lock, *state, plan.delayMs);
   if (plan.waitAtBreak) WaitAtBreak(lock, *state, number, call.name);
-  // Meanwhile others may have died.
+  // Processes may have died during the wait.
   if (plan.delayMs != 0 || plan.waitAtBreak) DropDead(*state);
   if (plan.hang) {
     Log(number, call, "hang");
@@ -221,7 +221,7 @@ MachineState ReadMachine() {
   MachineState before = *state;
   DropDead(*state);
   before.record.clockMs = state->record.clockMs;
-  // Kept, because a dead process's number may come back.
+  // Saved, because a dead process's id may be reused.
   if (*state != before) SaveMachine(*state);
   return *state;
 }

@@ -5,7 +5,7 @@
 namespace moorlak::lab {
 namespace {
 
-// A LUID differs from machine to machine, the adapter's name does not.
+// Shows an adapter by name: LUIDs differ from machine to machine.
 std::string ShowValue(const MachineState& state, const WfpCondition& condition) {
   if (condition.field != "IP_LOCAL_INTERFACE") return condition.value;
   for (const Adapter& adapter : state.adapters) {
@@ -19,11 +19,11 @@ std::string ShowConditions(const MachineState& state, const WfpFilter& filter) {
   for (const WfpCondition& condition : filter.conditions)
     lines.push_back("    " + condition.field + " " + condition.match + " " + condition.type + " " +
                     ShowValue(state, condition) + "\n");
-  // The engine combines conditions whatever their order.
+  // Sorted, because the order of conditions means nothing to the engine.
   return Sorted(std::move(lines));
 }
 
-// Keys are the program's own choice and name an object also after it is gone.
+// Shows the key, too: the program chooses it, and it identifies an object even after it is gone.
 std::string NamedKey(const std::string& name, const std::string& key) {
   return Quoted(name) + " " + key;
 }

@@ -1,4 +1,4 @@
-// Pieces that the two halves of Show share, and the filtering platform's half.
+// What the two halves of Show share, and the filtering platform's half.
 #pragma once
 
 #include <string>
@@ -14,7 +14,7 @@ std::string Quoted(const std::string& name);
 // The quoted name of the adapter with this LUID.
 std::string AdapterOf(const MachineState& state, uint64_t luid);
 
-// The blocks one after the other, in the order of their texts.
+// The blocks in the order of their texts, concatenated.
 std::string Sorted(std::vector<std::string> blocks);
 
 std::string ShowWfp(const MachineState& state);

@@ -1,8 +1,7 @@
-// The simulated machine as plain values: one document behind every stand-in, kept as JSON between calls.
+// The simulated machine as plain values: one document that all stand-ins share, kept as JSON between calls.
 //
 // Addresses are texts ("203.0.113.7", "fe80::1"), GUIDs are texts in braces with capitals, names are UTF-8. What
-// Windows keeps over a reboot stands in the fields whose names begin with "stored"; the others are lost or learned
-// anew.
+// Windows keeps over a reboot is in the fields whose names begin with "stored"; the others are lost or learned again.
 #pragma once
 
 #include <cstdint>
@@ -20,19 +19,19 @@ struct Address {
 };
 
 // One family's settings of an adapter. Windows keeps an active and a stored copy: `netsh` writes both, the IP Helper
-// calls only the active one. The stored copy is what a reboot brings: it also holds what the network will hand out
-// again (the lease's addresses, the learned name servers); its `ifIndex` means nothing.
+// functions only the active one. A reboot restores the stored copy, so it also has what the network will hand out again
+// (the lease's addresses, the learned name servers). Its `ifIndex` means nothing.
 struct FamilySettings {
-  // The adapter has this family bound; without it it has no index there and its interface entry does not exist.
+  // Whether this family is bound to the adapter. If not, it has no index and no interface entry in this family.
   bool bound = true;
-  // 0 where the family is not bound.
+  // 0 if the family is not bound.
   uint32_t ifIndex = 0;
   bool dhcp = true;
   std::vector<Address> addresses;
-  // With automatic metric on, `metric` is computed by the machine and never the one that was set.
+  // If the automatic metric is on, the machine computes `metric` and ignores a set one.
   bool autoMetric = true;
   uint32_t metric = 25;
-  // Name servers set by hand, and those learned from DHCP or router advertisements: the former hide the latter.
+  // Name servers set by hand, and those learned from DHCP or router advertisements. The former hide the latter.
   std::vector<std::string> staticDns;
   std::vector<std::string> learnedDns;
   bool operator==(const FamilySettings&) const = default;
@@ -44,7 +43,7 @@ struct Adapter {
   std::string guid;         // also AdapterName of GetAdaptersAddresses
   uint64_t luid = 0;
   uint32_t type = 6;  // IfType: 6 Ethernet, 24 software loopback, 71 wireless, 53 proprietary virtual (Wintun)
-  // Operational state. An adapter whose `session` is needed (Wintun) is down until a program runs one on it.
+  // Operational state. An adapter with `needsSession` (Wintun) is down until a program runs a session on it.
   bool up = true;
   bool enabled = true;
   // Wintun only: the process that holds a session, 0 for none.
@@ -54,7 +53,7 @@ struct Adapter {
   FamilySettings ipv6;
   FamilySettings storedIpv4;
   FamilySettings storedIpv6;
-  // By the machine's clock: from when on GetAdaptersAddresses lists it.
+  // GetAdaptersAddresses lists it from this time of the machine's clock.
   uint64_t listedFromMs = 0;
   bool operator==(const Adapter&) const = default;
 };
@@ -65,16 +64,16 @@ struct Route {
   // "0.0.0.0" or "::" for on-link routes.
   std::string nextHop;
   uint64_t luid = 0;
-  // The offset; the interface's metric comes on top of it.
+  // The offset; the interface's metric is added to it.
   uint32_t metric = 0;
-  // There again after a reboot: set persistently, or handed out by the network with the lease.
+  // Returns after a reboot: set persistently, or handed out by the network with the lease.
   bool stored = false;
   auto operator<=>(const Route&) const = default;
 };
 
 struct FirewallRule {
   std::string name;
-  // The words of the `add rule` command in their order, name left out: "dir=in", "localport=1080,8080", …
+  // The words of the `add rule` command in their order, without the name: "dir=in", "localport=1080,8080", …
   std::vector<std::string> words;
   bool operator==(const FirewallRule&) const = default;
 };
@@ -90,34 +89,33 @@ struct Device {
   bool removalPending = false;
   // Wintun: the process whose create handle owns the adapter, 0 for none.
   uint32_t ownerProcess = 0;
-  // The name of its connection when there was one last: the registry keeps it. Empty while the adapter is there, which
-  // has it then.
+  // The last name of its connection, which the registry keeps. Empty while the adapter exists, which then has the name.
   std::string connectionName;
-  // Wintun: why the adapter is about to go, "closed" or "dead" (its owner), and when, by the machine's clock. Empty: it
-  // is not.
+  // Wintun: why the adapter is leaving, "closed" or "dead" (its owner), and when, by the machine's clock. Empty if it
+  // is not leaving.
   std::string leaving;
   uint64_t leavesAtMs = 0;
   bool operator==(const Device&) const = default;
 };
 
-// A living program that moves an adapter's traffic: tun2socks, or an engine with a TUN inbound of its own.
+// A running program that moves an adapter's traffic: tun2socks, or an engine with its own TUN inbound.
 struct TunnelProgram {
   uint32_t process = 0;
   std::string adapterGuid;
-  // The SOCKS port on loopback to which the traffic goes: the proxy that was given, or the engine's own inbound.
+  // The SOCKS port on loopback to which the traffic goes: tun2socks' configured proxy, or the engine's inbound.
   uint16_t proxyPort = 0;
   bool operator==(const TunnelProgram&) const = default;
 };
 
-// How tunnel adapters come and go on this machine; as it is written here, at once.
+// How tunnel adapters come and go on this machine. With these defaults everything happens at once.
 struct AdapterHabits {
-  // A program that moves traffic brings its adapter up that long after its start.
+  // How long after its start a program that moves traffic brings its adapter up.
   uint32_t engineDelayMs = 0;
-  // tun2socks makes an adapter of its own, under a new GUID, although there is one of the name; that one is renamed.
+  // tun2socks creates its own adapter under a new GUID even if one of that name exists; the existing one is renamed.
   bool tun2socksMakesItsOwn = false;
-  // An adapter that was closed, or whose owner has died, is listed for that long, and so is its device.
+  // How long an adapter that was closed, or whose owner has died, stays listed together with its device.
   uint32_t lingerMs = 0;
-  // A new adapter is missing in the list of adapters for that long.
+  // How long a new adapter is missing from the list of adapters.
   uint32_t unlistedMs = 0;
   bool operator==(const AdapterHabits&) const = default;
 };
@@ -128,13 +126,13 @@ struct Network {
   std::string name;
   std::string adapterGuid;
   bool renamable = true;
-  // Appears in enumerations only from the n-th one after its adapter came up.
+  // Enumerations include it only from the n-th one after its adapter came up.
   uint32_t appearsAtEnumeration = 0;
   bool operator==(const Network&) const = default;
 };
 
 struct WfpCondition {
-  std::string field;  // the GUID's documented name: "ALE_APP_ID", "IP_REMOTE_PORT", …; its GUID text when unknown
+  std::string field;  // the GUID's documented name: "ALE_APP_ID", "IP_REMOTE_PORT", …; its GUID text if unknown
   std::string match;  // "equal", "not-equal", …
   std::string type;   // "uint8", "uint16", "uint32", "uint64", "byte-blob", …
   std::string value;  // decimal; byte blobs in hexadecimal, except ALE_APP_ID: the path as text
@@ -144,7 +142,7 @@ struct WfpCondition {
 struct WfpProvider {
   std::string key;
   std::string name;
-  uint64_t session = 0;  // dynamic session that owns it, 0 for none
+  uint64_t session = 0;  // the dynamic session that owns it, 0 for none
   bool operator==(const WfpProvider&) const = default;
 };
 
@@ -190,15 +188,15 @@ struct Wfp {
   bool operator==(const Wfp&) const = default;
 };
 
-// One planned misbehaviour. `call` is a function ("SetIpInterfaceEntry") or a program ("netsh"); an empty one is any.
+// One planned misbehaviour. `call` is a function ("SetIpInterfaceEntry") or a program ("netsh"); empty matches any.
 struct Fault {
   std::string call;
-  // A part of the call's logged arguments that must be there; empty: any arguments.
+  // Text that the call's logged arguments must contain; empty matches any arguments.
   std::string argument;
-  // Counts matching calls from the fault's creation; 0 is every one.
+  // Which matching call since the fault's creation it applies to; 0 is every one.
   uint32_t nth = 1;
-  // "fail" with the code, "kill" (the service dies before the call), "kill-after", "hang" (for ever), "break" (waits
-  // until `labctl release`), "print" (programs: that many bytes, see PrintedBytes), "delay" (milliseconds).
+  // "fail" with the code, "kill" (the service dies before the call), "kill-after", "hang" (forever), "break" (waits
+  // until `labctl release`), "print" (programs: `code` bytes, see PrintedBytes), "delay" (`code` milliseconds).
   std::string kind;
   uint32_t code = 0;
   uint32_t seen = 0;
@@ -214,27 +212,27 @@ struct Waiter {
   bool operator==(const Waiter&) const = default;
 };
 
-// What outlasts every call, failed ones too: counters for tests.
+// Counters for tests. Kept by every call, failed ones included.
 struct Record {
   uint64_t calls = 0;
-  // Calls that changed the machine (anything but this record and the faults); `killAtChange` ends the service when this
-  // number is reached (0: never), after the change is saved.
+  // Calls that changed the machine (anything but this record and the faults). When this number reaches `killAtChange`
+  // (0: never), the service is ended, after the change is saved.
   uint64_t changes = 0;
   uint64_t killAtChange = 0;
-  // That change is counted, but not made any more.
+  // Ends the service before that change instead: the change is counted but not made.
   bool killBefore = false;
-  // The machine after every change is kept, see ReadHistory.
+  // Keep the machine after every change, see ReadHistory.
   bool keepHistory = false;
   uint64_t dnsFlushes = 0;
-  // Command lines that no stand-in program understood, and uses that Windows forbids although they may go well.
+  // Command lines that no stand-in program understood, and uses that Windows forbids but that may happen to work.
   std::vector<std::string> unknownCommands;
   std::vector<Waiter> waiting;
-  // The system's milliseconds at the latest call or look: the machine's clock.
+  // The machine's clock: the system's milliseconds at the last call or read.
   uint64_t clockMs = 0;
   bool operator==(const Record&) const = default;
 };
 
-// Ways in which `netsh` is stricter on some machines than on others: what it then refuses, it refuses with exit code 1.
+// Commands that `netsh` refuses on some machines and not on others. It refuses with exit code 1.
 struct NetshSwitches {
   // "ipv4 set dnsservers … dhcp" on an adapter whose address is static.
   bool refusesDnsFromDhcpOnStatic = false;
@@ -247,7 +245,7 @@ struct MachineState {
   std::vector<Adapter> adapters;  // in the system's order
   std::vector<Route> ipv4Routes;
   std::vector<Route> ipv6Routes;
-  // Stored routes whose active copy was deleted: in force again after a reboot.
+  // Stored routes whose active copy was deleted. A reboot puts them in force again.
   std::vector<Route> dormantIpv4Routes;
   std::vector<Route> dormantIpv6Routes;
   std::vector<FirewallRule> firewallRules;
@@ -258,14 +256,14 @@ struct MachineState {
   std::vector<Fault> faults;
   Record record;
   uint32_t nextIfIndex = 20;
-  // The program whose processes the faults "kill" and "kill-after" and `killAtChange` end, whoever made the call.
+  // The program whose processes the faults "kill" and "kill-after" and `killAtChange` end, whichever program called.
   std::string serviceImage = "moorlak_service.exe";
-  // `route` exits 0 although it failed, as some versions do.
+  // `route` exits with 0 even if it failed, as some versions do.
   bool routeExitsZero = false;
-  // `route DELETE` takes routes in force only, and leaves the stored copies of those that it takes.
+  // `route DELETE` deletes only active routes and leaves their stored copies.
   bool routeKeepsStored = false;
   AdapterHabits adapterHabits;
-  // Where the lab's "internet" answers on loopback: port of its web server by scheme, 0 for none.
+  // The loopback port of the web server that plays the internet; 0 for none.
   uint16_t httpPort = 0;
   NetshSwitches netsh;
   bool operator==(const MachineState&) const = default;

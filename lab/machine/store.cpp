@@ -16,7 +16,7 @@ constexpr wchar_t kMachinePath[] = L"C:\\moorlak-lab\\machine.json";
 constexpr wchar_t kNewMachinePath[] = L"C:\\moorlak-lab\\machine.json.new";
 constexpr wchar_t kCallLogPath[] = L"C:\\moorlak-lab\\calls.log";
 constexpr wchar_t kHistoryPath[] = L"C:\\moorlak-lab\\history.jsonl";
-// Services and programs may live in different sessions, so the name is a global one.
+// Services and programs may run in different sessions, so the name is global.
 constexpr wchar_t kMutexName[] = L"Global\\MoorlakLabMachine";
 constexpr DWORD kLockPatienceMs = 60000;
 constexpr size_t kLargestFile = size_t{256} << 20;

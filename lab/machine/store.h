@@ -1,5 +1,6 @@
-// The machine on the disk of the prefix: C:\moorlak-lab\machine.json, guarded by a named mutex, and the call log beside
-// it. A file is written whole to a new one and renamed over, so a process that is killed in between changes nothing.
+// The machine on the prefix's disk: C:\moorlak-lab\machine.json, guarded by a named mutex, with the call log next to
+// it. The machine is written to a new file that then replaces the old one, so a process killed in between changes
+// nothing.
 #pragma once
 
 #include <optional>
@@ -10,8 +11,8 @@
 
 namespace moorlak::lab {
 
-// Holds the machine's mutex. One that a killed process left behind is taken over. Raises std::logic_error when the
-// calling thread holds it already, std::runtime_error when it cannot be had in a minute.
+// Holds the machine's mutex; takes over one that a killed process has abandoned. Throws std::logic_error if the calling
+// thread already holds it, std::runtime_error if it does not get it within a minute.
 class MachineLock {
  public:
   MachineLock();
@@ -19,7 +20,7 @@ class MachineLock {
   MachineLock(const MachineLock&) = delete;
   MachineLock& operator=(const MachineLock&) = delete;
 
-  // For waits in the middle of a call.
+  // For waits within a call.
   void Release();
   void Acquire();
 
@@ -27,8 +28,8 @@ class MachineLock {
   KernelHandle mutex;
 };
 
-// All of these want the lock held. Nothing is loaded where the prefix has no machine; a file that cannot be read,
-// parsed or written raises std::exception.
+// All of these require the lock. LoadMachine returns nullopt if the prefix has no machine. A file that cannot be read,
+// parsed or written throws a std::exception.
 std::optional<MachineState> LoadMachine();
 void SaveMachine(const MachineState& state);
 void AppendToCallLog(const std::string& line);

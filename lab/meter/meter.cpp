@@ -1,8 +1,8 @@
-// The meter: loaded into a running program, it leads every import of the program through a stub that notes when the
-// call began and when it came back. The program's own code stays as it is.
+// The meter: loaded into a running program, it redirects each of the program's imports through a stub that records when
+// the call began and when it returned. The program's code stays unchanged.
 //
-// A stub puts an address of its own in place of the caller's return address and remembers the caller's for each thread.
-// So calls that look at the stack or never return are left out, and the C library, which is the program's own work.
+// A stub replaces the caller's return address with its own and keeps the caller's per thread. So it leaves out
+// functions that look at the stack or never return; and the C library, whose calls count as the program's work.
 #include <algorithm>
 #include <cstring>
 #include <string>
@@ -18,7 +18,7 @@ constexpr size_t kStubBytes = 32;
 constexpr size_t kMostImports = 1024;
 constexpr char kLabName[sizeof(MeterSpan::name)] = "lab";
 
-// The stubs' code reads the first field.
+// The stubs' code reads the first field, so it must stay first.
 struct Import {
   void* original = nullptr;
   char name[sizeof(MeterSpan::name)] = {};
@@ -32,7 +32,7 @@ struct Frame {
   MeterSpan* span = nullptr;
 };
 
-// One thread's calls that have not come back.
+// A thread's calls that have not returned yet.
 struct ThreadCalls {
   uint32_t depth = 0;
   Frame frames[kDeepest];
@@ -64,7 +64,7 @@ MeterSpan* OpenSpan(const char* name) {
   MeterSpan& span = record->spans[index];
   span.begin = Now();
   span.thread = GetCurrentThreadId();
-  // Names of imports have the same size, and end.
+  // An import's name has the same size and is null-terminated.
   std::memcpy(span.name, name, sizeof(span.name));
   return &span;
 }
@@ -132,8 +132,8 @@ void MeterLabEnds() {
 
 }  // extern "C"
 
-// At the entry r11 is the import. The registers that carry arguments outlive MeterEnter, which gets the first four as
-// an array; those that carry a result outlive MeterLeave.
+// On entry r11 is the import. The registers for arguments are preserved across MeterEnter, which gets the first four as
+// an array; those for results are preserved across MeterLeave.
 asm(R"(
   .text
   .globl meterCommon
@@ -218,7 +218,7 @@ void LeadThrough(void** slot, Import& import, uint8_t* stub) {
   WriteStub(stub, &import);
   DWORD before = 0;
   VirtualProtect(slot, sizeof(void*), PAGE_READWRITE, &before);
-  // Other threads call through the slot meanwhile.
+  // Atomic, because other threads may be calling through the slot.
   InterlockedExchangePointer(slot, stub);
   VirtualProtect(slot, sizeof(void*), before, &before);
 }
@@ -256,7 +256,7 @@ bool BeginMetering() {
 }  // namespace
 }  // namespace moorlak::lab
 
-// Never unloaded: threads come back through its stubs until the program ends.
+// Never unloaded: threads return through its stubs until the program ends.
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, void*) {
   if (reason != DLL_PROCESS_ATTACH) return TRUE;
   DisableThreadLibraryCalls(module);

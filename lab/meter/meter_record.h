@@ -1,5 +1,5 @@
-// What the meter writes: one span for every call that the metered program makes into a system DLL, in memory that the
-// measuring program has made and reads.
+// What the meter writes: one span for every call from the metered program into a system DLL. The measuring program
+// creates the memory and reads it.
 #pragma once
 
 #include <windows.h>
@@ -14,16 +14,16 @@ inline constexpr wchar_t kMeterModule[] = L"moorlak_meter.dll";
 inline constexpr uint32_t kMostSpans = 400'000;
 inline constexpr uint32_t kSpanTextSize = 96;
 
-// Calls within a call are not recorded. Times are those of QueryPerformanceCounter.
+// Nested calls are not recorded. Times are from QueryPerformanceCounter.
 struct MeterSpan {
   uint32_t thread;
-  // Set last: a span without it is still being written.
+  // Set last: until then the span is still being written.
   std::atomic<uint32_t> complete;
   int64_t begin;
   int64_t end;
-  // The DLL and the function, "KERNEL32.dll!CreateFileW"; "lab" for a stand-in that is not called through an import.
+  // The DLL and the function, as "KERNEL32.dll!CreateFileW"; "lab" for a stand-in that is not called through an import.
   char name[56];
-  // WriteFile's bytes, CreateProcessW's command line, "process" for a wait for a process; else empty.
+  // WriteFile's bytes, CreateProcessW's command line, "process" for a wait for a process; otherwise empty.
   char text[kSpanTextSize];
 };
 

@@ -1,5 +1,5 @@
-// What every COM object of the stand-in has: identity, a reference count, and the automation methods that nobody here
-// calls.
+// What every COM object of the stand-in has: identity, a reference count, and the automation methods, which are not
+// used here.
 #pragma once
 
 #include <windows.h>
@@ -9,14 +9,14 @@
 
 namespace moorlak::lab {
 
-// Objects and locks of the server that are alive; 0 lets the DLL be unloaded.
+// Number of live objects and server locks; the DLL may be unloaded when it is 0.
 inline std::atomic<long> liveObjects{0};
 
-// COM's interfaces have no virtual destructor, and nothing is destroyed through them.
+// COM interfaces have no virtual destructor, and no object is destroyed through one.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
-// Interface: one that derives from IUnknown. A new object has one reference.
+// Interface must derive from IUnknown. A new object has one reference.
 template <typename Interface>
 class CountedObject : public Interface {
  public:
@@ -46,7 +46,7 @@ class CountedObject : public Interface {
   std::atomic<ULONG> references{1};
 };
 
-// Interface: one that derives from IDispatch.
+// Interface must derive from IDispatch.
 template <typename Interface>
 class AutomationObject : public CountedObject<Interface> {
  public:

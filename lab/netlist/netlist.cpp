@@ -1,5 +1,5 @@
-// Stand-in for the network list manager: an in-process COM server. A list of networks is a snapshot; a network is asked
-// about at each call.
+// Stand-in for the network list manager: an in-process COM server. A list of networks is a snapshot; a network object
+// reads the machine at each call.
 #include <windows.h>
 
 #include <netlistmgr.h>
@@ -68,7 +68,7 @@ class NetworkObject final : public AutomationObject<INetwork> {
   std::string id;
 };
 
-// One thread at a time, as an enumerator is used.
+// For one thread at a time, as usual for an enumerator.
 class NetworkList final : public AutomationObject<IEnumNetworks> {
  public:
   explicit NetworkList(std::vector<std::string> networkIds) : ids(std::move(networkIds)) {}

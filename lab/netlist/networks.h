@@ -1,4 +1,4 @@
-// What the network list manager answers, on plain values. Operations answer an HRESULT's bits, 0 for success.
+// The network list manager on plain values. Operations return an HRESULT's bits, 0 for success.
 //
 // Sources, pages of Microsoft Learn: "INetworkListManager::GetNetworks", "NLM_ENUM_NETWORK enumeration",
 // "INetwork::SetName".
@@ -18,8 +18,8 @@ inline constexpr uint32_t kNetworkGone = 0x80070490;         // ERROR_NOT_FOUND
 inline constexpr uint32_t kConnectedNetworks = 1;
 inline constexpr uint32_t kDisconnectedNetworks = 2;
 
-// Ids of the networks that the flags ask for: those whose adapter is up, the others, or all. A network that appears
-// late is not among them before its time; each enumeration while its adapter is up brings that nearer.
+// Ids of the networks that the flags select: those whose adapter is up, the others, or all. A network with
+// `appearsAtEnumeration` is left out until then; only enumerations while its adapter is up count.
 uint32_t EnumerateNetworks(MachineState& state, uint32_t flags, std::vector<std::string>& ids);
 
 uint32_t ReadNetworkName(const MachineState& state, const std::string& id, std::string& name);

@@ -1,5 +1,5 @@
-// Stand-in for setupapi.dll: device information sets of the machine's network devices. A set is a snapshot, and what it
-// lists may be gone when it is asked about.
+// Stand-in for setupapi.dll: device information sets of the machine's network devices. A set is a snapshot: a device in
+// it may no longer exist.
 #include <windows.h>
 
 #include <algorithm>
@@ -25,12 +25,12 @@ constexpr uint32_t kNoInstallParams = 0xE0000215;
 
 struct Element {
   std::string instanceId;
-  // Scope of the removal asked for; none while no install parameters are set.
+  // Scope of the requested removal; nullopt until install parameters are set.
   std::optional<uint32_t> removalScope = std::nullopt;
 };
 
 struct DeviceSet {
-  // Other exports are Wine's own and look into a set: these zeros tell them that it is none of theirs.
+  // The other exports are Wine's and look into a set: these zeros show them that it is not one of Wine's.
   unsigned char blank[256] = {};
   bool anyClass = true;
   GUID deviceClass{};
@@ -40,7 +40,7 @@ struct DeviceSet {
 std::mutex setsLock;
 std::map<HDEVINFO, std::unique_ptr<DeviceSet>> sets;
 
-// Of this process, as in Windows.
+// Per process, as in Windows.
 std::atomic<bool> nonInteractive{false};
 
 DeviceSet* FindSet(HDEVINFO handle) {
@@ -48,7 +48,7 @@ DeviceSet* FindSet(HDEVINFO handle) {
   return found == sets.end() ? nullptr : found->second.get();
 }
 
-// Elements are known by their number in the set, from 1 on, and by the set they belong to.
+// An element is identified by its number in the set, from 1 on, and by the set.
 uint32_t FindElement(HDEVINFO handle, const SP_DEVINFO_DATA* data, Element*& element) {
   DeviceSet* set = FindSet(handle);
   if (set == nullptr) return ERROR_INVALID_HANDLE;
@@ -86,7 +86,7 @@ uint32_t NotKnown(MachineState& state, const std::string& what) {
   return ERROR_CALL_NOT_IMPLEMENTED;
 }
 
-// A text with its end into a buffer of `room` bytes.
+// Copies a text with its final null into a buffer of `room` bytes.
 uint32_t CopyText(const std::wstring& text, BYTE* buffer, DWORD room, DWORD* required) {
   const auto size = static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t));
   if (required != nullptr) *required = size;
@@ -107,7 +107,7 @@ constexpr wchar_t kClassText[] = L"{4D36E972-E325-11CE-BFC1-08002BE10318}\\";
 constexpr wchar_t kDriverKeys[] = L"SYSTEM\\CurrentControlSet\\Control\\Class\\";
 constexpr wchar_t kConnectionKeys[] = L"SYSTEM\\CurrentControlSet\\Control\\Network\\";
 
-// Gone with the prefix's last process, like the machine's adapters.
+// The key is volatile: it disappears with the prefix's last process, like the machine's adapters.
 moorlak::RegistryKey MakeKey(const std::wstring& path) {
   HKEY key = nullptr;
   RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &key,
@@ -121,7 +121,7 @@ void WriteText(const moorlak::RegistryKey& key, const wchar_t* value, const std:
                  static_cast<DWORD>((wide.size() + 1) * sizeof(wchar_t)));
 }
 
-// The registry is the prefix's own; what the system would have there of a device is written when it is asked for.
+// The registry is the prefix's. What the system would keep there for a device is written when a caller asks for it.
 uint32_t OpenDriverKey(const DeviceConnection& connection, REGSAM access, HKEY& opened) {
   const std::wstring guid = moorlak::WidenUtf8(connection.guid);
   const std::wstring driver = kDriverKeys + (kClassText + guid);

@@ -10,7 +10,7 @@ import (
 // dataSeed makes both ends of a transfer, and every run, agree on the bytes.
 const dataSeed = 20852
 
-// testData gives the first size bytes of one fixed pseudo-random stream, which
+// testData returns the first size bytes of a fixed pseudo-random stream, which
 // no layer between the two ends can compress or guess.
 func testData(size int64) io.Reader {
 	return io.LimitReader(rand.New(rand.NewSource(dataSeed)), size)

@@ -12,7 +12,7 @@ import (
 )
 
 // result is the line that fetch prints. bytes and sha256 describe the body of
-// the answer; the sent members are there after a POST only.
+// the response; the sent members are present only after a POST.
 type result struct {
 	Status     int    `json:"status"`
 	Bytes      int64  `json:"bytes"`
@@ -71,7 +71,7 @@ func newRequest(target string, post int64) (*http.Request, error) {
 	return request, nil
 }
 
-// newClient takes no proxy from the environment: a test decides alone which
+// newClient takes no proxy from the environment: only the test decides which
 // way its bytes go.
 func newClient(socks string, timeout time.Duration) *http.Client {
 	transport := &http.Transport{DisableCompression: true}

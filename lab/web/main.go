@@ -1,6 +1,6 @@
 // Command web is the other end of the machine tests' traffic: a small web
 // server with predictable contents, and a client that can fetch through a
-// SOCKS5 proxy and tells what it received.
+// SOCKS5 proxy and reports what it received.
 package main
 
 import (
@@ -37,7 +37,7 @@ func main() {
 	}
 }
 
-// printFreePort names a loopback port that nobody held a moment ago.
+// printFreePort prints a loopback port that was free a moment ago.
 func printFreePort() error {
 	listener, err := net.Listen("tcp4", "127.0.0.1:0")
 	if err != nil {

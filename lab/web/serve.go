@@ -40,8 +40,8 @@ func serveCommand(args []string) error {
 	return http.Serve(listener, routes())
 }
 
-// writeWhole never shows a reader half of the file: tests wait for the file to
-// appear and read it at once.
+// writeWhole makes the file appear complete: tests wait for it to appear and
+// read it at once.
 func writeWhole(path, text string) error {
 	temporary := path + ".new"
 	if err := os.WriteFile(temporary, []byte(text), 0o644); err != nil {
@@ -76,8 +76,8 @@ func sendBytes(w http.ResponseWriter, r *http.Request) {
 		http.Error(w, "not a number of bytes", http.StatusBadRequest)
 		return
 	}
-	// The sum goes ahead of the body so that the receiver can tell a broken
-	// transfer by itself; the price is making the bytes twice.
+	// The sum is sent before the body so that the receiver can detect a broken
+	// transfer; the price is making the bytes twice.
 	_, sum, err := digest(testData(size))
 	if err != nil {
 		http.Error(w, err.Error(), http.StatusInternalServerError)

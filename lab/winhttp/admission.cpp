@@ -14,7 +14,7 @@ namespace {
 constexpr uint32_t kTcp = 6;
 constexpr char kLoopbackAddress[] = "127.0.0.1";
 
-// What the caller and the thread that makes the call share.
+// Shared by the caller and the thread that makes the call.
 struct Pending {
   std::shared_ptr<HttpRequest> request;
   KernelHandle done{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
@@ -59,8 +59,8 @@ DWORD Decide(const MachineState& state, const HttpRequest& request, Admission& a
   return verdict == Verdict::Permit ? NO_ERROR : ERROR_WINHTTP_CANNOT_CONNECT;
 }
 
-// The way in the log is the one there was before the call; a machine that changes while the call waits may lead
-// another.
+// The call log shows the way as it was before the call. If the machine changes while the call waits, the request may go
+// another way.
 void MakeCall(Pending& pending) noexcept {
   const HttpRequest& request = *pending.request;
   const std::string way = WayText(request, EgressOf(ReadMachine(), request));

@@ -11,11 +11,11 @@ void Notify(HttpRequest& request, DWORD status, void* information, DWORD size) {
   DWORD_PTR context = 0;
   {
     const std::lock_guard guard(request.notices.lock);
-    // Each flag has the value of its status.
+    // Each notification flag has the value of its status.
     if ((request.notices.wanted & status) != 0) callback = request.notices.callback;
     context = request.notices.context;
   }
-  // The closing is told to those only who gave the handle a context ("WinHttpCloseHandle function").
+  // The closing is reported only if the handle has a context ("WinHttpCloseHandle function").
   if (callback == nullptr || (status == WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING && context == 0)) return;
   callback(request.handle, context, status, information, size);
 }
@@ -25,7 +25,7 @@ void NotifyClosing(HttpRequest& request) {
 }
 
 void NotifyEnd(HttpRequest& request, const CallKind& kind, DWORD error) {
-  // A handle that is closed has nothing to tell but that its call did not come to its end.
+  // After the handle was closed, its call is reported as cancelled, whatever its outcome.
   if (request.IsClosed()) error = ERROR_WINHTTP_OPERATION_CANCELLED;
   if (error == NO_ERROR) {
     Notify(request, kind.doneStatus, nullptr, 0);
@@ -40,13 +40,13 @@ void BeginWork(Notices& notices) {
   ++notices.workers;
 }
 
-// True when the closing is to be told now.
+// True if the closing must be reported now.
 bool EndWork(Notices& notices) {
   const std::lock_guard guard(notices.lock);
   return --notices.workers == 0 && notices.closed;
 }
 
-// True when nobody works on the request who would tell its closing.
+// True if no thread works on the request, which would otherwise report the closing.
 bool Close(Notices& notices) {
   const std::lock_guard guard(notices.lock);
   notices.closed = true;

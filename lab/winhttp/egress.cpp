@@ -40,7 +40,7 @@ Egress FindEgress(const MachineState& state, const std::string& address) {
   Ipv4Row best;
   if (FindBestIpv4Route(state, *destination, best) != kDone) return {};
   const Adapter* adapter = FindInterface(state, {0, best.ifIndex, false});
-  // A connection needs an address to come from.
+  // A connection needs a source address.
   if (adapter == nullptr || adapter->ipv4.addresses.empty()) return {};
   return Through(state, *adapter);
 }

@@ -1,4 +1,4 @@
-// A request's way over the network: the connection, through a proxy or not, the request, the head of its response.
+// A request's exchange over the network: connect, through a proxy or not, send the request, read the response's head.
 // Results are WinHTTP's error codes, 0 for success.
 #pragma once
 
@@ -10,7 +10,7 @@
 
 namespace moorlak::lab {
 
-// For a request that no other call works on.
+// Only for a request on which no other call is working.
 DWORD SendRequest(const std::shared_ptr<HttpRequest>& request);
 DWORD ReceiveResponse(HttpRequest& request);
 

@@ -1,5 +1,5 @@
-// WinHTTP's handles: numbers that are never given out twice, so that a closed one is known as such. A child keeps what
-// it needs of its parents, which may be closed before it. Results are the system's error codes.
+// WinHTTP's handles: numbers that are never reused, so that a closed one is recognised. A child keeps what it needs
+// from its parents, which may be closed first. Results are the system's error codes.
 #pragma once
 
 #include <winsock2.h>
@@ -19,7 +19,7 @@
 
 namespace moorlak::lab {
 
-// Milliseconds; 0 and -1 are for ever ("WinHttpSetTimeouts function" on Microsoft Learn, with its defaults).
+// Milliseconds; 0 and -1 mean no limit ("WinHttpSetTimeouts function" on Microsoft Learn, with its defaults).
 struct Timeouts {
   int resolve = 0;
   int connect = 60000;
@@ -29,7 +29,7 @@ struct Timeouts {
 
 struct HttpSession {
   std::string agent;
-  // Of WINHTTP_FLAG_ASYNC: its requests' calls return at once, their ends are told by callbacks.
+  // From WINHTTP_FLAG_ASYNC: its requests' calls return at once, and callbacks report their completion.
   bool asynchronous = false;
   // 0: no proxy.
   uint16_t socksPort = 0;
@@ -44,13 +44,13 @@ struct HttpConnection {
   uint16_t port = 0;
 };
 
-// How the ends of an asynchronous request's calls are told. Guarded by its lock, which no callback is made within.
+// How an asynchronous request reports the completion of its calls. Guarded by `lock`, which no callback runs under.
 struct Notices {
   std::mutex lock;
   WINHTTP_STATUS_CALLBACK callback = nullptr;
   DWORD wanted = 0;
   DWORD_PTR context = 0;
-  // Threads that work on the request: the closing is told behind the last of them.
+  // Number of threads that work on the request. The closing is reported after the last of them.
   uint32_t workers = 0;
   bool closed = false;
 };
@@ -59,16 +59,16 @@ struct HttpRequest {
   HttpTarget target;
   std::string agent;
   uint16_t socksPort = 0;
-  // None of these three changes once somebody has the handle.
+  // None of these three changes after the handle has been returned.
   HINTERNET handle = nullptr;
   bool asynchronous = false;
   DWORD openedBy = GetCurrentThreadId();
   Notices notices;
   // Guarded by the handles' lock.
   Timeouts timeouts;
-  // Set when the handle is closed: whatever waits then ends.
+  // Set when the handle is closed: ends every wait.
   KernelHandle closed{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
-  // Busy: a call works on the request, and on its wire.
+  // Busy: a call is working on the request and on its wire.
   enum class Stage { New, Busy, Sent, Answered };
   std::atomic<Stage> stage = Stage::New;
   WinsockSession winsock;
@@ -81,18 +81,18 @@ HINTERNET KeepHandle(std::shared_ptr<HttpSession> session);
 HINTERNET KeepHandle(std::shared_ptr<HttpConnection> connection);
 HINTERNET KeepHandle(std::shared_ptr<HttpRequest> request);
 
-// ERROR_INVALID_HANDLE for what is no open handle, ERROR_WINHTTP_INCORRECT_HANDLE_TYPE for one of another kind.
+// Returns ERROR_INVALID_HANDLE if the handle is not open, ERROR_WINHTTP_INCORRECT_HANDLE_TYPE if it is of another kind.
 DWORD FindHandle(HINTERNET handle, std::shared_ptr<HttpSession>& session);
 DWORD FindHandle(HINTERNET handle, std::shared_ptr<HttpConnection>& connection);
 DWORD FindHandle(HINTERNET handle, std::shared_ptr<HttpRequest>& request);
 
-// Ends whatever waits on a request. `request` gets the request that the handle was, and stays empty for another kind.
+// Closes a handle and ends every wait on a request. Sets `request` if the handle was a request's.
 DWORD CloseHttpHandle(HINTERNET handle, std::shared_ptr<HttpRequest>& request);
 
-// The handle was a request's.
+// Whether the handle, now closed, was a request's.
 bool WasRequest(HINTERNET handle);
 
-// Of a session or a request; a connection has none.
+// For a session or a request; a connection has no timeouts.
 DWORD SetTimeouts(HINTERNET handle, const Timeouts& timeouts);
 Timeouts TimeoutsOf(const HttpSession& session);
 Timeouts TimeoutsOf(const HttpRequest& request);

@@ -15,7 +15,7 @@ constexpr char kIpv4Kind = 1;
 constexpr char kNameKind = 3;
 constexpr char kIpv6Kind = 4;
 
-// Host, with the port where it is not the scheme's.
+// The host, with the port if it is not the scheme's default.
 std::string Authority(const HttpTarget& target) {
   const bool usual = target.port == (target.secure ? kHttpsPort : kHttpPort);
   return usual ? target.host : target.host + ":" + std::to_string(target.port);
@@ -80,7 +80,7 @@ std::string SocksConnect(const std::string& host, uint16_t port) {
 }
 
 size_t SocksReplySize(std::string_view begin) {
-  // Version, reply, reserved, kind of address, address, port.
+  // Version, reply, reserved, address type, address, port.
   constexpr size_t kHead = 4;
   constexpr size_t kPort = 2;
   if (!begin.empty() && static_cast<unsigned char>(begin[0]) != kSocksVersion) return 0;

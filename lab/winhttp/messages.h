@@ -1,4 +1,4 @@
-// What goes over the wire, as text: SOCKS 5 (RFC 1928, no authentication) and HTTP/1.1 (RFC 9112).
+// The messages on the wire, as text: SOCKS 5 (RFC 1928, no authentication) and HTTP/1.1 (RFC 9112).
 #pragma once
 
 #include <cstddef>
@@ -17,14 +17,14 @@ struct HttpTarget {
   std::string path;
 };
 
-// With the port where it is not the scheme's.
+// With the port if it is not the scheme's default.
 std::string UrlOf(const HttpTarget& target);
 std::string RequestText(const HttpTarget& target, const std::string& agent);
 
-// The status of a response whose head is complete; nothing when it is no HTTP response.
+// The status of a response whose head is complete; nullopt if it is not an HTTP response.
 std::optional<int> StatusOf(std::string_view head);
 
-// The port of "socks=127.0.0.1:PORT"; nothing for any other proxy.
+// The port of "socks=127.0.0.1:PORT"; nullopt for any other proxy.
 std::optional<uint16_t> SocksPort(std::string_view proxy);
 
 inline constexpr std::string_view kSocksGreeting("\x05\x01\x00", 3);
@@ -33,10 +33,10 @@ inline constexpr std::string_view kSocksWelcome("\x05\x00", 2);
 // CONNECT to an IPv4 address, or to a name of at most 255 characters, which the proxy resolves.
 std::string SocksConnect(const std::string& host, uint16_t port);
 
-// Bytes of the whole reply to CONNECT as far as its beginning tells; at least one more than there are while that cannot
-// be told yet. 0 for a reply that is none.
+// The size of the whole reply to CONNECT, judged by its beginning. If more bytes are needed to know it, a number
+// greater than the number of bytes given. 0 if this is not such a reply.
 size_t SocksReplySize(std::string_view begin);
-// Of a whole reply.
+// Takes a whole reply.
 bool IsSocksGranted(std::string_view reply);
 
 }  // namespace moorlak::lab

@@ -1,6 +1,6 @@
-// Stand-in for winhttp.dll: GET requests without headers and bodies, synchronous or asynchronous. What the system
-// offers beyond that is refused and counted as unknown. What it forbids although it may go well is counted in the same
-// place: the close of a synchronous request from another thread, and calls with a request's handle that is closed.
+// Stand-in for winhttp.dll: GET requests without headers and bodies, synchronous or asynchronous. Everything else that
+// the system offers is refused and counted as unknown. Uses that the system forbids but that may happen to work are
+// counted there, too: closing a synchronous request from another thread, and calls with a request's closed handle.
 #include <winsock2.h>
 #include <windows.h>
 
@@ -28,7 +28,7 @@ constexpr size_t kLongestHost = 255;
 
 using Stage = HttpRequest::Stage;
 
-// What an exported function answers. An exception is a lab that is out of order and ends the program.
+// What an exported function returns. An exception means that the lab failed, and ends the program.
 template <typename Call>
 BOOL Answer(const Call& call) noexcept {
   const DWORD error = call();
@@ -44,7 +44,7 @@ HINTERNET AnswerHandle(const Call& call) noexcept {
   return handle;
 }
 
-// A use that Windows knows and the lab does not.
+// For a use that Windows supports and the lab does not.
 DWORD RefuseUnknown(const std::string& function, const std::string& what) {
   return RunCall({function, what}, [&](MachineState& state) -> uint32_t {
     state.record.unknownCommands.push_back(function + " " + what);
@@ -59,8 +59,8 @@ void CountForbidden(const std::string& function, const std::string& what) {
   });
 }
 
-// Finds what a call is to work on. After a close no call may be made with the handle, whatever thread makes it
-// ("WinHttpCloseHandle function"): that such a call fails here is luck.
+// Finds the object that a call works on. After a handle was closed, no thread may use it ("WinHttpCloseHandle
+// function"), so such a call counts as forbidden; that it fails here cannot be relied on.
 template <typename Wanted>
 DWORD FindFor(const std::string& function, HINTERNET handle, Wanted& wanted) {
   const DWORD error = FindHandle(handle, wanted);
@@ -113,7 +113,7 @@ DWORD OpenConnection(HINTERNET sessionHandle, HttpConnection& connection, const 
   return IsHost(connection.host) ? NO_ERROR : ERROR_WINHTTP_INVALID_URL;
 }
 
-// Of what WinHttpOpenRequest takes only the path and the flag for a secure request.
+// The only arguments of WinHttpOpenRequest that may vary are the path and the flag for a secure request.
 DWORD CheckGet(const std::string& verb, const std::string& path, bool hasMore, DWORD flags) {
   if ((flags & ~kKnownRequestFlags) != 0) return ERROR_INVALID_PARAMETER;
   const bool isPlainPath = std::ranges::all_of(path, IsVisibleAscii);
@@ -131,14 +131,14 @@ HttpTarget Target(const HttpConnection& connection, const std::string& path, boo
   return target;
 }
 
-// The end of a call for which the request was taken; a failed call leaves it as it was before it was sent. The stage
-// stands before anybody is told.
+// Ends a call that has taken the request. After a failed call the request is as before it was sent. The stage is set
+// before the completion is reported.
 DWORD EndStep(HttpRequest& request, Stage to, DWORD error) {
   request.stage = error == NO_ERROR ? to : Stage::New;
   return error;
 }
 
-// Takes the request for one call from one stage to the next.
+// Takes the request for one call, which moves it from one stage to the next.
 DWORD Step(const std::shared_ptr<HttpRequest>& request, Stage from, Stage to, CallKind kind,
            const std::function<DWORD()>& call) {
   if (!request->stage.compare_exchange_strong(from, Stage::Busy)) return ERROR_WINHTTP_INCORRECT_HANDLE_STATE;
@@ -148,7 +148,7 @@ DWORD Step(const std::shared_ptr<HttpRequest>& request, Stage from, Stage to, Ca
   return NO_ERROR;
 }
 
-// The only option known: what callbacks are given.
+// The only known option is the context for callbacks.
 DWORD SetRequestOption(HINTERNET handle, DWORD option, const void* value, DWORD size) {
   std::shared_ptr<HttpRequest> request;
   const DWORD error = FindFor("WinHttpSetOption", handle, request);
@@ -161,7 +161,7 @@ DWORD SetRequestOption(HINTERNET handle, DWORD option, const void* value, DWORD 
   return NO_ERROR;
 }
 
-// Callbacks are known for asynchronous requests only.
+// Callbacks are supported for asynchronous requests only.
 DWORD SetRequestCallback(HINTERNET handle, WINHTTP_STATUS_CALLBACK& callback, DWORD wanted, DWORD_PTR reserved) {
   std::shared_ptr<HttpRequest> request;
   const DWORD error = FindFor("WinHttpSetStatusCallback", handle, request);
@@ -173,7 +173,7 @@ DWORD SetRequestCallback(HINTERNET handle, WINHTTP_STATUS_CALLBACK& callback, DW
 }
 
 // "An application should never WinHttpCloseHandle call on a synchronous request. This can create a race condition."
-// ("WinHttpCloseHandle function"). Closing one's own, when no call is under way, is the other use of the function.
+// ("WinHttpCloseHandle function"). The thread that opened a request may close it when no call is under way.
 DWORD CloseRequestOrOther(HINTERNET handle) {
   std::shared_ptr<HttpRequest> request;
   const DWORD error = CloseHttpHandle(handle, request);
@@ -257,7 +257,7 @@ BOOL WINAPI WinHttpSendRequest(HINTERNET handle, const wchar_t* headers, DWORD h
     if (headers != nullptr || optional != nullptr || totalLength != 0) {
       return RefuseUnknown("WinHttpSendRequest", UrlOf(request->target) + " with headers or a body");
     }
-    // No page tells what becomes of an earlier context when this one is 0.
+    // The documentation does not say whether a context of 0 replaces an earlier one.
     SetContext(*request, context);
     return Step(request, Stage::New, Stage::Sent, {API_SEND_REQUEST, WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE},
                 [request] { return SendRequest(request); });

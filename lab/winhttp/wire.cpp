@@ -22,7 +22,8 @@ DWORD AwaitReady(const Wire& wire, const Deadline& deadline) {
   }
 }
 
-// After a socket call that would block: 0 when it is to be tried again. Any other failure breaks the connection.
+// After a failed socket call: 0 if it would have blocked and should be tried again. Any other failure ends the
+// connection.
 DWORD AfterFailure(const Wire& wire, const Deadline& deadline) {
   return WSAGetLastError() == WSAEWOULDBLOCK ? AwaitReady(wire, deadline) : ERROR_WINHTTP_CONNECTION_ERROR;
 }
@@ -53,7 +54,7 @@ DWORD ConnectWire(Wire& wire, uint16_t port, const Deadline& deadline) {
   constexpr long kEvents = FD_CONNECT | FD_READ | FD_WRITE | FD_CLOSE;
   wire.socket.Reset(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
   wire.ready.Reset(CreateEventW(nullptr, FALSE, FALSE, nullptr));
-  // Also makes the socket one that does not block.
+  // WSAEventSelect also makes the socket non-blocking.
   if (!wire.socket || !wire.ready || WSAEventSelect(wire.socket.Get(), wire.ready.Get(), kEvents) != 0) {
     return ERROR_WINHTTP_INTERNAL_ERROR;
   }

@@ -1,5 +1,5 @@
-// A TCP connection to loopback whose every wait ends with a time-out, or at once when it is cancelled. Results are
-// WinHTTP's error codes ("Error Messages" of WinHTTP on Microsoft Learn), 0 for success.
+// A TCP connection to loopback. Every wait has a time-out and ends at once if cancelled. Results are WinHTTP's error
+// codes ("Error Messages" of WinHTTP on Microsoft Learn), 0 for success.
 #pragma once
 
 #include <winsock2.h>
@@ -15,9 +15,9 @@
 
 namespace moorlak::lab {
 
-// The end of a step of a request.
+// The deadline of one step of a request.
 struct Deadline {
-  // 0 and -1 are for ever, as for WinHttpSetTimeouts.
+  // 0 and -1 mean no limit, as for WinHttpSetTimeouts.
   explicit Deadline(int timeoutMs);
   DWORD RemainingMs() const;
 
@@ -25,21 +25,21 @@ struct Deadline {
   ULONGLONG end;
 };
 
-// One thread works on it; another may set the event.
+// Used by one thread at a time; another may set `cancelled`.
 struct Wire {
   UniqueSocket socket;
   KernelHandle ready;
-  // Not owned: set by who cancels, never reset.
+  // Not owned; set to cancel, never reset.
   HANDLE cancelled = nullptr;
 };
 
-// A new connection in place of what the wire had.
+// Opens a new connection and drops the old one.
 DWORD ConnectWire(Wire& wire, uint16_t port, const Deadline& deadline);
 DWORD SendAll(Wire& wire, std::string_view bytes, const Deadline& deadline);
-// Appends what is there, at least one byte and at most `limit`.
+// Appends what has arrived: at least one byte and at most `limit`.
 DWORD ReceiveSome(Wire& wire, std::string& received, size_t limit, const Deadline& deadline);
 
-// For a connection that nobody answers: the time-out, unless it is cancelled before.
+// For a connection to which nothing replies: waits for the time-out or the cancellation.
 DWORD WaitInVain(HANDLE cancelled, const Deadline& deadline);
 
 }  // namespace moorlak::lab

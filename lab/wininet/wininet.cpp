@@ -1,15 +1,15 @@
-// Stand-in for wininet.dll: the per-connection options of the LAN connection, kept whole.
+// Stand-in for wininet.dll: keeps all per-connection options of the LAN connection.
 //
-// Wine's own keeps neither the exception list nor the "direct" and "automatic detection" bits, so what the service sets
-// cannot be read back there. This one keeps all four options under a registry key of its own, writes every call that
-// changes something to a log, and refuses what the documentation does not allow. It exports nothing but what the
-// service calls: another call would keep the service from starting.
+// Wine's DLL keeps neither the exception list nor the "direct" and "automatic detection" bits, so what the service sets
+// there cannot be read back. This one keeps all four options under its own registry key, logs every call that changes
+// something, and refuses what the documentation does not allow. It exports only what the service calls: an import of
+// anything else would prevent the service from starting.
 //
 // Semantics: "Setting and Retrieving Internet Options", INTERNET_PER_CONN_OPTION_LIST and INTERNET_PER_CONN_OPTION of
 // Microsoft Learn.
 //
-// Key HKCU\Software\Moorlak Lab\WinINet: Flags (DWORD), Server, Bypass, PacUrl (text, missing when there is none),
-// Calls (text, a line for each call).
+// Key HKCU\Software\Moorlak Lab\WinINet: Flags (DWORD), Server, Bypass, PacUrl (text, missing if there is none), Calls
+// (text, a line for each call).
 #include <windows.h>
 
 #include <string>

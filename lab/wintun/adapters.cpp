@@ -24,7 +24,7 @@ bool IsGuid(std::string_view text) {
   });
 }
 
-// The number of calls never comes back, so it makes a GUID that nobody has.
+// The number of calls only grows, so the GUID is unique.
 std::string NewGuid(const MachineState& state, uint32_t kind) {
   char text[64] = {};
   std::snprintf(text, sizeof text, "{5C0FFEE1-%04X-4D1A-9C3B-%012llX}", kind,
@@ -32,7 +32,7 @@ std::string NewGuid(const MachineState& state, uint32_t kind) {
   return text;
 }
 
-// How many characters a UTF-8 text has as UTF-16.
+// The length of a UTF-8 text in UTF-16 code units.
 size_t LengthInUtf16(std::string_view text) {
   size_t length = 0;
   for (const char byte : text) {
@@ -52,7 +52,7 @@ bool HasName(const Objects& objects, const std::string& name) {
   return std::ranges::any_of(objects, [&](const auto& object) { return SameAscii(object.name, name); });
 }
 
-// Windows numbers what would bear a name twice: "Moorlak", "Moorlak 2", "Moorlak 3".
+// Windows adds numbers to duplicate names: "Moorlak", "Moorlak 2", "Moorlak 3".
 template <typename Objects>
 std::string FreeName(const Objects& objects, const std::string& wanted, int firstNumber = 2) {
   std::string name = wanted;

@@ -1,4 +1,4 @@
-// Stand-in for wintun.dll. Handles are objects of this process; the machine knows the adapter by its GUID.
+// Stand-in for wintun.dll. Handles are objects of this process; the machine identifies the adapter by its GUID.
 #include <windows.h>
 
 #include <algorithm>
@@ -45,7 +45,7 @@ std::string GuidText(const GUID& guid) {
   return text;
 }
 
-// An empty text is refused like a missing one.
+// Empty for a missing text: the machine refuses both alike.
 std::string Narrow(const wchar_t* text) {
   return text == nullptr ? std::string() : moorlak::NarrowUtf16(text);
 }
@@ -81,7 +81,7 @@ void* WINAPI WintunOpenAdapter(const wchar_t* name) noexcept {
   return nullptr;
 }
 
-// Closing cannot fail: a planned failure leaves the adapter behind, as a driver that hangs would.
+// Closing cannot fail: a planned failure leaves the adapter in place, as a hanging driver would.
 void WINAPI WintunCloseAdapter(void* handle) noexcept {
   if (handle == nullptr) return;
   const std::lock_guard lock(handlesLock);

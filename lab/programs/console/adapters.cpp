@@ -7,7 +7,7 @@
 namespace moorlak::lab {
 namespace {
 
-// The metric tells no routes apart.
+// The metric is not part of a route's identity.
 auto IsSameRoute(const Route& route) {
   return [&route](const Route& one) {
     return one.destination == route.destination && one.prefixLength == route.prefixLength && one.luid == route.luid &&

@@ -1,4 +1,4 @@
-// The machine's adapters as the console programs look for them.
+// How the console programs find the machine's adapters and routes.
 #pragma once
 
 #include <cstdint>
@@ -14,27 +14,27 @@ namespace moorlak::lab {
 // By the connection's name, letter case ignored.
 Adapter* FindAdapterNamed(MachineState& state, std::string_view name);
 
-// Another adapter has the address. A disconnected one keeps it from others all the same, a disabled one does not.
+// Whether another adapter has the address. A disconnected adapter still occupies its address, a disabled one does not.
 bool IsUsedElsewhere(const MachineState& state, const Adapter& adapter, const std::string& address);
 
-// Both families of an adapter by one word.
+// Selects one family's settings or routes.
 FamilySettings& ActiveSettings(Adapter& adapter, bool ipv6);
 FamilySettings& StoredSettings(Adapter& adapter, bool ipv6);
 std::vector<Route>& RoutesOf(MachineState& state, bool ipv6);
 std::vector<Route>& DormantRoutesOf(MachineState& state, bool ipv6);
 
-// The route with the same destination, interface and next hop is there; its metric does not matter (MIB_IPFORWARD_ROW2
-// on Microsoft Learn).
+// Whether there is a route with the same destination, interface and next hop; the metric does not matter
+// (MIB_IPFORWARD_ROW2 on Microsoft Learn).
 bool HasRoute(const std::vector<Route>& routes, const Route& route);
 
-// Puts a route in force that is not there yet. A stored one takes the place of what was stored of it; one that is not
-// stored, and that a stored copy equals, is that route again.
+// Puts a route in force that does not exist yet. A stored route replaces its stored copy. A route that is not stored
+// but equals a stored copy is that stored route again.
 void PutInForce(MachineState& state, bool ipv6, Route route);
 
-// Takes the routes out of force and answers how many; the stored copies stay.
+// Takes the routes out of force and returns how many; the stored copies stay.
 size_t Deactivate(MachineState& state, bool ipv6, const std::function<bool(const Route&)>& isMeant);
 
-// Takes the routes away, stored copies too, and answers how many.
+// Removes the routes and their stored copies and returns how many.
 size_t RemoveRoutes(MachineState& state, bool ipv6, const std::function<bool(const Route&)>& isMeant);
 
 }  // namespace moorlak::lab

@@ -44,7 +44,7 @@ struct ZeroRun {
   size_t size = 0;
 };
 
-// The first of the longest runs of zero groups; one group alone is none.
+// The first of the longest runs of zero groups; a single group is not a run.
 ZeroRun LongestZeroRun(const Ipv6Groups& groups) {
   ZeroRun longest;
   ZeroRun current;

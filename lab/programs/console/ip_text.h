@@ -9,12 +9,12 @@
 
 namespace moorlak::lab {
 
-// Four parts, each decimal, or octal behind a leading zero, or hexadecimal behind 0x (RtlIpv4StringToAddressW with
-// Strict on Microsoft Learn).
+// Four parts, each decimal, octal after a leading zero, or hexadecimal after 0x (RtlIpv4StringToAddressW with Strict on
+// Microsoft Learn).
 std::optional<uint32_t> ParseIpv4(std::string_view text);
 std::string Ipv4Text(uint32_t address);
 
-// The length of a mask whose ones all stand in front.
+// The length of a mask; nullopt if its ones are not all leading.
 std::optional<uint32_t> PrefixLengthOf(uint32_t mask);
 uint32_t MaskOf(uint32_t prefixLength);
 
@@ -24,13 +24,13 @@ std::optional<Ipv6Groups> ParseIpv6(std::string_view text);
 // RFC 5952.
 std::string Ipv6Text(const Ipv6Groups& groups);
 
-// An address in the one spelling that the machine uses; nothing when it is none of that family.
+// An address in the spelling that the machine uses; nullopt if the text is not an address of that family.
 std::optional<std::string> CanonicalAddress(std::string_view text, bool ipv6);
 
 struct Prefix {
   std::string address;  // canonical
   uint32_t length = 0;
-  // Bits of the address behind the length are set.
+  // The address has set bits after the prefix.
   bool hasHostBits = false;
 };
 // "a/n".

@@ -1,4 +1,4 @@
-// What running one command line of a console program comes to.
+// The outcome of one command line of a console program.
 #pragma once
 
 #include <cstdint>
@@ -9,18 +9,18 @@
 
 namespace moorlak::lab {
 
-// A command line as the C runtime splits it, program name left out; UTF-8.
+// A command line as the C runtime splits it, without the program's name; UTF-8.
 using Words = std::vector<std::string>;
 
 struct Outcome {
   uint32_t exitCode = 0;
   // What the program prints, with \r\n at line ends.
   std::string output;
-  // Not understood: the command line belongs into the machine's record.
+  // The command line was not understood and goes into the machine's record.
   bool unknown = false;
 };
 
-// Runs one command line on the machine. With an exit code other than 0 what it changed is to be thrown away.
+// Runs one command line on the machine. The caller discards its changes if the exit code is not 0.
 using Execute = Outcome (*)(MachineState& state, const Words& words);
 
 }  // namespace moorlak::lab

@@ -26,7 +26,7 @@ Call CallOfThisProcess(const std::string& name) {
   return {name, ArgumentsText(NarrowUtf16(GetCommandLineW()))};
 }
 
-// A program without standard output works all the same.
+// Ignores errors: a program works without standard output, too.
 void PrintBytes(const std::string& text) {
   WriteWhole(GetStdHandle(STD_OUTPUT_HANDLE), text);
 }

@@ -1,4 +1,4 @@
-// One run of a stand-in program as one call on the machine: the pieces that all such programs are made of.
+// One run of a stand-in program as one call on the machine: what all these programs share.
 #pragma once
 
 #include <cstdint>
@@ -10,24 +10,24 @@
 
 namespace moorlak::lab {
 
-// The lab itself is out of order, which no exit code of these programs means.
+// The lab itself failed. These programs never exit with this code otherwise.
 inline constexpr int kLabFailed = 99;
 
-// The call of that name whose logged arguments are this process's command line as it stands.
+// A call with that name. Its logged arguments are this process's command line, unchanged.
 Call CallOfThisProcess(const std::string& name);
 
-// To standard output as it is.
+// Writes to standard output, unchanged.
 void PrintBytes(const std::string& text);
 
-// Prints what a fault "print" wants.
+// Prints what a fault "print" asks for.
 void PrintNoise(const Call& call);
 
-// Carries the call out, enters what was not understood in the machine's record, prints the outcome's text in the
-// system's OEM code page and answers the call's code.
+// Runs the call, adds a command line that was not understood to the machine's record, prints the outcome's text in the
+// system's OEM code page, and returns the call's code.
 uint32_t RunProgramCall(const Call& call, const Words& words,
                         const std::function<Outcome(MachineState& state, const Words& words)>& execute);
 
-// The frame of a wmain: narrow words, and no exception leaves. kLabFailed when one was raised.
+// The body of a wmain: converts the words to UTF-8 and lets no exception escape. Returns kLabFailed after an exception.
 int RunGuarded(const std::string& name, int count, wchar_t** arguments,
                const std::function<int(const Words& words)>& run);
 

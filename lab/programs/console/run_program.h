@@ -1,4 +1,4 @@
-// The frame of the stand-in console programs.
+// The main function of the stand-in console programs.
 #pragma once
 
 #include <string>
@@ -7,9 +7,9 @@
 
 namespace moorlak::lab {
 
-// Runs the command line of this process as a call of that name: the words are what the C runtime made of it, the call's
-// logged arguments are its text as it stands. Prints, in the system's OEM code page, first what a fault "print" wants,
-// then the outcome's text. Returns the exit code.
+// Runs this process's command line as a call with that name: the words are as the C runtime split them, the call's
+// logged arguments are the text unchanged. Prints what a fault "print" asks for, then the outcome's text, in the
+// system's OEM code page. Returns the exit code.
 int RunProgram(const std::string& name, int count, wchar_t** arguments, Execute execute);
 
 }  // namespace moorlak::lab

@@ -15,7 +15,7 @@ constexpr uint32_t kWirelessType = 71;
 constexpr char kTitle[] = "\r\nWindows IP Configuration\r\n\r\n";
 constexpr char kFurtherValue[] = "                                       ";
 
-// One setting; the label has the dots that lead to the colon.
+// One setting; the label includes the dots before the colon.
 std::string Line(const std::string& label, const std::string& value) {
   return "   " + label + " : " + value + "\r\n";
 }
@@ -29,7 +29,7 @@ bool IsLinkLocal(const std::string& address) {
   return address.starts_with("fe80:");
 }
 
-// A link-local address means something on its interface only, whose index it bears.
+// A link-local address is valid on its interface only, so it is shown with the interface's index.
 std::string Zoned(const std::string& address, const Adapter& adapter) {
   return IsLinkLocal(address) ? address + "%" + std::to_string(adapter.ipv6.ifIndex) : address;
 }
@@ -66,7 +66,7 @@ std::vector<std::string> GatewaysIn(const std::vector<Route>& routes, const Adap
   return gateways;
 }
 
-// IPv6 gateways stand first; every further one has a line of its own, without a label.
+// IPv6 gateways come first. Each gateway after the first has its own line without a label.
 std::string GatewayLines(const MachineState& state, const Adapter& adapter) {
   std::vector<std::string> gateways = GatewaysIn(state.ipv6Routes, adapter);
   const std::vector<std::string> ipv4 = GatewaysIn(state.ipv4Routes, adapter);

@@ -1,5 +1,5 @@
-// ipconfig on the simulated machine: without arguments the list of adapters, in the layout of an English Windows; with
-// /flushdns the resolver cache is emptied, which the machine's record counts.
+// ipconfig on the simulated machine: without arguments it prints the list of adapters in the layout of an English
+// Windows; with /flushdns it empties the resolver cache, which the machine's record counts.
 #pragma once
 
 #include <string>

@@ -1,12 +1,11 @@
-// What the engine, which is no program of this lab's language, tells the machine. The engine starts it beside itself
-// and reads its exit code and its standard output.
+// Connects the engine, which is written in Go, to the machine. The engine starts this program from its own folder and
+// reads its exit code and its standard output.
 //
-//   machine_link call NAME COMMANDLINE       one call; exits with its code, prints the engine's own faults, "KIND CODE"
-//   a
-//                                            line
+//   machine_link call NAME COMMANDLINE                       one call
 //   machine_link tunnel PROCESS PORT NAME GATEWAY ROUTE...   the adapter of the engine's TUN inbound
 //
-// A prefix without a machine gives 0 and nothing is done. 99: the lab is out of order.
+// Exits with the call's code. "call" also prints the faults for the engine, a line "KIND CODE" each. In a prefix
+// without a machine it does nothing and exits with 0. 99: the lab itself failed.
 #include <windows.h>
 
 #include <array>
@@ -45,7 +44,7 @@ uint32_t RunTunnelCall(const Words& words) {
   if (!process || !port) return kNotUnderstood;
   const EngineTunnel tunnel{
       words[3], words[4], {words.begin() + 5, words.end()}, *process, static_cast<uint16_t>(*port)};
-  // The process's number and the port differ from run to run and are left out.
+  // Without the process id and the port, which differ from run to run.
   const Call call{"xray-tunnel", Joined({words.begin() + 3, words.end()})};
   Sleep(ReadMachine().adapterHabits.engineDelayMs);
   return RunCall(call, [&](MachineState& state) {

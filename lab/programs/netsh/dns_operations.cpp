@@ -12,14 +12,14 @@ using Servers = std::vector<std::string>;
 
 constexpr uint32_t kLastPosition = 999;
 
-// Both lists of servers set by hand; learned ones are never touched.
+// Changes both lists of servers set by hand, never the learned ones.
 template <typename Change>
 void ChangeServers(Adapter& adapter, bool ipv6, const Change& change) {
   change(ActiveSettings(adapter, ipv6).staticDns);
   change(StoredSettings(adapter, ipv6).staticDns);
 }
 
-// The address in the machine's spelling; nothing for the words that may stand in its place.
+// The address in the machine's spelling; nullopt for the words that are allowed in its place.
 std::optional<std::string> ServerOf(const NetshCommand& command) {
   return CanonicalAddress(command.Value("address"), command.ipv6);
 }
@@ -34,7 +34,7 @@ void Insert(Servers& servers, const std::string& server, std::optional<uint32_t>
   servers.insert(servers.begin() + static_cast<std::ptrdiff_t>(place), server);
 }
 
-// "set dnsservers … dhcp" where this machine's netsh does not do it.
+// Whether this machine's netsh refuses "set dnsservers … dhcp".
 bool IsRefusedDhcp(const MachineState& state, const NetshCommand& command, const Adapter& adapter) {
   if (command.Value("source") != "dhcp") return false;
   if (!command.ipv6) return state.netsh.refusesDnsFromDhcpOnStatic && !adapter.ipv4.dhcp;

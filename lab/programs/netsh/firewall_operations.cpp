@@ -14,7 +14,7 @@ Outcome Ok(const std::string& before) {
 
 Outcome AddFirewallRule(MachineState& state, const NetshCommand& command) {
   const std::string name = command.Value("name");
-  // The word that means every rule cannot be one rule's name.
+  // The word for all rules cannot be the name of one.
   if (EqualsIgnoringCase(name, kEveryRule)) return NetshRefused("A rule cannot be named 'all'.\r\n\r\n");
   FirewallRule rule{name, {}};
   for (const auto& [tag, value] : command.given) {

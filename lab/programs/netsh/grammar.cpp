@@ -20,7 +20,7 @@ struct CommandSpec {
 using enum ValueKind;
 
 constexpr Tag kStore{"store", Choice, false, "active|persistent"};
-// Without it netsh asks the server itself, which the lab has not.
+// Without "no" netsh queries the server, and the lab has none.
 constexpr Tag kValidate{"validate", Choice, true, "no"};
 constexpr Tag kMayValidate{"validate", Choice, false, "yes|no"};
 
@@ -78,13 +78,13 @@ const std::vector<CommandSpec>& Specs() {
   return specs;
 }
 
-// The families that a word between "interface" and the verb means: "ip" and "ipv4" the same one.
+// Whether a word between "interface" and the verb means the family. "ip" is the same as "ipv4".
 bool IsFamilyWord(std::string_view word, bool ipv6) {
   if (EqualsIgnoringCase(word, "ip")) return !ipv6;
   return IsAbbreviationOf(word, ipv6 ? "ipv6" : "ipv4") && word.size() > 3;
 }
 
-// Place 1 of a path tells the families: "ip" both, "ipv4" only that one.
+// The second word of a path says which families the command takes: "ip" both, "ipv4" only IPv4.
 bool IsWordOf(const CommandSpec& spec, size_t place, std::string_view word, bool& ipv6) {
   const std::string_view expected = spec.path[place];
   if (expected != "ip" && expected != "ipv4") return IsAbbreviationOf(word, expected);
@@ -100,7 +100,7 @@ bool Names(const CommandSpec& spec, const Words& words, bool& ipv6) {
   return true;
 }
 
-// The one command that the words name; several leave it undecided.
+// The command that the words name; null if there is none or more than one.
 const CommandSpec* FindSpec(const Words& words, bool& ipv6) {
   const CommandSpec* found = nullptr;
   for (const CommandSpec& spec : Specs()) {
@@ -117,7 +117,7 @@ bool NeedsTags(const CommandSpec& spec) {
   return spec.path.front() == "advfirewall";
 }
 
-// Tells the tag's place in the command's list, and the value.
+// Returns the tag's place in the command's list, and the value.
 std::optional<std::pair<size_t, std::string>> Assign(const CommandSpec& spec, size_t place, const std::string& word) {
   const size_t equals = word.find('=');
   if (equals == std::string::npos) {
@@ -153,7 +153,7 @@ bool HasRequired(const CommandSpec& spec, const NetshCommand& command) {
       spec.tags, [&](const Tag& tag) { return !tag.required || command.values.contains(std::string(tag.name)); });
 }
 
-// Rules over several tags.
+// Checks rules that involve several tags.
 bool AgreesWithItself(const NetshCommand& command) {
   const auto has = [&](const char* tag) { return command.values.contains(tag); };
   switch (command.operation) {
@@ -161,7 +161,7 @@ bool AgreesWithItself(const NetshCommand& command) {
       return has("mask") != (command.Value("address").find('/') != std::string::npos);
     case NetshOperation::SetDns: {
       const bool isStatic = command.Value("source") == "static";
-      // As with adding a server, the lab has none to ask.
+      // As for adding a server: the lab has none to query.
       return isStatic == has("address") && (!isStatic || command.Value("validate") == "no");
     }
     case NetshOperation::AddFirewallRule:

@@ -1,8 +1,8 @@
-// The command lines of netsh that the lab knows: a context, a command, and its tags.
+// The netsh command lines that the lab knows: a context, a command, and its tags.
 //
-// Words of a command may be abbreviated as long as one command remains ("ip" is "ipv4"). A tag's value is given as
-// "tag=value", where the tag may be abbreviated too, or plainly; a plain value belongs to the tag at its own place in
-// the command's list. In `advfirewall` every value needs its tag, in full. Letter case matters nowhere.
+// A command's words may be abbreviated as long as only one command matches ("ip" is "ipv4"). A value is given as
+// "tag=value", where the tag may be abbreviated, too, or without a tag: then its position decides the tag. In
+// `advfirewall` every value needs its full tag. Letter case never matters.
 // Sources: "Netsh Command Syntax, Contexts, and Formatting", "Netsh commands for Interface (IPv4 and IPv6)" and "Use
 // netsh advfirewall firewall" of Microsoft Learn, and the help that netsh itself prints.
 #pragma once
@@ -33,18 +33,18 @@ enum class NetshOperation {
 struct NetshCommand {
   NetshOperation operation = NetshOperation::EnableInterface;
   bool ipv6 = false;
-  // By the tags' full names; every value has the form that its tag wants.
+  // By the tags' full names; every value has the form that its tag requires.
   std::map<std::string, std::string> values;
-  // The values in the order of the command line, as they stood there.
+  // The values in the order of the command line, unchanged.
   std::vector<std::pair<std::string, std::string>> given;
 
-  // The value, or the default where it was not given.
+  // The value, or `otherwise` if it was not given.
   std::string Value(const std::string& tag, const std::string& otherwise = "") const;
 };
 
 struct NetshParse {
   std::optional<NetshCommand> command;
-  // What netsh prints when it does not understand.
+  // What netsh prints if it does not understand.
   std::string complaint;
 };
 

@@ -8,8 +8,7 @@
 namespace moorlak::lab {
 namespace {
 
-// What Windows adds to the interface's metric for routes that come with an address, and what the lab gives a route
-// without a metric.
+// The metric offset that Windows gives to routes that come with an address, and the lab to a route without a metric.
 constexpr uint32_t kOnLinkMetric = 256;
 constexpr uint32_t kHighestMetric = 9999;
 constexpr char kAnyIpv4[] = "0.0.0.0";
@@ -22,7 +21,7 @@ uint32_t MetricOf(const NetshCommand& command, const char* tag, uint32_t otherwi
   return ParseNumber(command.Value(tag), 1, kHighestMetric).value_or(otherwise);
 }
 
-// Applies a change to the active settings and, when it is to be stored, to the stored ones.
+// Applies a change to the active settings and, unless "store=active", to the stored ones.
 template <typename Change>
 void ChangeSettings(Adapter& adapter, const NetshCommand& command, const Change& change) {
   change(ActiveSettings(adapter, command.ipv6));
@@ -36,7 +35,7 @@ struct WantedAddress {
   uint32_t Mask() const { return MaskOf(prefixLength); }
 };
 
-// The address with the mask behind its slash or in the mask's tag; the grammar saw to it that there is one of the two.
+// The address with the prefix length after its slash or from the tag "mask". The grammar requires exactly one of them.
 WantedAddress AddressOf(const NetshCommand& command) {
   const std::string text = command.Value("address");
   const std::string mask = command.Value("mask");
@@ -45,7 +44,7 @@ WantedAddress AddressOf(const NetshCommand& command) {
   return {ParseIpv4(prefix.address).value_or(0), prefix.length};
 }
 
-// The routes of the former address and the gateways go, the new address brings its own.
+// Removes the routes of the former address and the gateways; adds those of the new address.
 void ReplaceAddressRoutes(MachineState& state, const Adapter& adapter, const WantedAddress& wanted, bool stored) {
   const auto isFormer = [&](const Route& route) {
     return route.luid == adapter.luid && (route.nextHop == kAnyIpv4 || route.prefixLength == 0);
@@ -81,7 +80,7 @@ Outcome EnableInterface(MachineState& state, const NetshCommand& command) {
   if (adapter->enabled) return NetshDone();
   adapter->enabled = true;
   adapter->up = !adapter->needsSession || adapter->sessionProcess != 0;
-  // The interface is made anew, and with it its settings.
+  // Enabling creates the interface again, with its stored settings.
   for (const bool ipv6 : {false, true}) {
     FamilySettings& active = ActiveSettings(*adapter, ipv6);
     const uint32_t ifIndex = active.ifIndex;
@@ -134,7 +133,7 @@ Outcome AddRoute(MachineState& state, const NetshCommand& command) {
   return NetshDone();
 }
 
-// A stored deletion takes the route in force along.
+// A stored deletion also removes the active route.
 Outcome DeleteRoute(MachineState& state, const NetshCommand& command) {
   const NetshTarget target = FindNetshTarget(state, command.Value("interface"), command.ipv6);
   if (target.adapter == nullptr) return NetshRefused(target.complaint);

@@ -1,5 +1,4 @@
-// What the commands of netsh do. What they set goes to the active and the stored settings, with "store=active" to the
-// active ones alone.
+// What the netsh commands do. They change the active and the stored settings; with "store=active" only the active ones.
 #pragma once
 
 #include <string>
@@ -16,8 +15,8 @@ inline constexpr char kBadParameter[] = "The parameter is incorrect.\r\n\r\n";
 Outcome NetshDone();
 Outcome NetshRefused(const std::string& message);
 
-// The adapter that a command means, by name or by interface index, with the family bound and the adapter enabled;
-// otherwise what netsh prints.
+// The adapter that a command names, by name or interface index. If it does not exist, is disabled or does not have the
+// family bound, what netsh prints instead.
 struct NetshTarget {
   Adapter* adapter = nullptr;
   std::string complaint;

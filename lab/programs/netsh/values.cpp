@@ -56,7 +56,7 @@ std::string ChosenWord(std::string_view choices, std::string_view value) {
   std::string chosen;
   for (const std::string_view choice : Split(choices, '|')) {
     if (EqualsIgnoringCase(choice, value)) return std::string(choice);
-    // Two words that begin alike leave the value undecided.
+    // A value that abbreviates two words is ambiguous.
     if (IsAbbreviationOf(value, choice)) chosen = chosen.empty() ? std::string(choice) : "|";
   }
   return chosen == "|" ? "" : chosen;

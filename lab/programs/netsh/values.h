@@ -1,4 +1,4 @@
-// What the values of netsh's tags may look like.
+// The forms that the values of netsh's tags may have.
 #pragma once
 
 #include <string>
@@ -8,11 +8,11 @@ namespace moorlak::lab {
 
 enum class ValueKind {
   Text,
-  // One of a list, separated by '|'; only its first letters count when it is abbreviated.
+  // One of a list that is separated by '|'. It may be abbreviated to its first letters.
   Choice,
-  // A whole number within 1 to 9999.
+  // A whole number from 1 to 9999.
   Metric,
-  // A whole number within 1 to 999.
+  // A whole number from 1 to 999.
   Position,
   Address,
   // An address, or one of the words of the list.
@@ -38,7 +38,7 @@ struct Tag {
 
 bool IsValueOf(const Tag& tag, std::string_view value, bool ipv6);
 
-// The word of the list that the value means; empty when it is none.
+// The word of the list that the value means; empty if it means none.
 std::string ChosenWord(std::string_view choices, std::string_view value);
 
 }  // namespace moorlak::lab

@@ -11,7 +11,7 @@ namespace {
 constexpr char kNoGateway[] = "0.0.0.0";
 constexpr uint32_t kLoopbackType = 24;
 constexpr uint32_t kHostMask = 0xFFFFFFFF;
-// What route takes for a route without METRIC. The table shows the sum with the interface's metric.
+// The metric without METRIC. The table shows the sum with the interface's metric.
 constexpr uint32_t kUsualMetric = 1;
 
 Outcome Done() {
@@ -26,11 +26,11 @@ Outcome AdditionRefused(const MachineState& state, const std::string& why) {
   return Refused(state, "The route addition failed: " + why);
 }
 
-// Where a gateway leads to.
+// The interface through which a gateway is reached.
 struct Way {
   const Adapter* adapter = nullptr;
   uint32_t prefixLength = 0;
-  // The gateway is the machine's own address: the destination itself is on the link.
+  // The gateway is this machine's address: the destination itself is on-link.
   bool own = false;
 };
 
@@ -57,7 +57,7 @@ Way FindWay(const MachineState& state, const RouteCommand& command) {
   Way best;
   for (const Adapter& adapter : state.adapters) {
     if (!CanCarry(adapter, command)) continue;
-    // No gateway at all, on an interface that is named: the destination is on that link.
+    // Gateway 0.0.0.0 and a named interface: the destination is on-link there.
     if (command.gateway == 0U && command.ifIndex) return {&adapter, 0, true};
     for (const Address& address : adapter.ipv4.addresses) Consider(best, adapter, address, command.gateway.value_or(0));
   }

@@ -18,7 +18,7 @@ bool EnterOption(RouteCommand& command, const std::string& word) {
   return true;
 }
 
-// Enters the value of a keyword and answers the complaint about it; `known` tells whether the word is a keyword.
+// Sets a keyword's value and returns the complaint about it, empty if there is none. `known`: the word is a keyword.
 std::string EnterKeyword(RouteCommand& command, const std::string& keyword, const std::string& value, bool& known) {
   known = true;
   if (EqualsIgnoringCase(keyword, "mask")) {
@@ -46,7 +46,7 @@ std::string EnterGateway(RouteCommand& command, const std::string& word) {
   return command.gateway ? "" : "route: bad gateway address " + word + "\r\n";
 }
 
-// The words behind the destination.
+// Reads the words after the destination.
 std::string EnterRest(RouteCommand& command, const Words& words, size_t at) {
   while (at < words.size()) {
     bool known = false;

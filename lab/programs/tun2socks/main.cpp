@@ -1,5 +1,5 @@
-// The program that carries a tunnel adapter's packets to a SOCKS proxy. Here it takes the adapter and stays; the
-// traffic itself is moved by the programs that ask the machine for a way.
+// Stand-in for the program that carries a tunnel adapter's packets to a SOCKS proxy. It takes the adapter and stays. No
+// packets pass: programs that make a connection ask the machine for its way and use the proxy themselves.
 #include <windows.h>
 
 #include <thread>
@@ -27,7 +27,7 @@ int Run(const Words& words) {
   const Call call = CallOfThisProcess(kName);
   PlanDeath(call);
   PrintNoise(call);
-  // Alive, with good words on its command line, and nothing done.
+  // Runs with a valid command line but never takes the adapter.
   if (TakeFault(call, "never-attach")) Sleep(INFINITE);
   Sleep(ReadMachine().adapterHabits.engineDelayMs);
   const auto execute = [](MachineState& state, const Words& all) {

@@ -13,7 +13,7 @@ constexpr std::string_view kProxy = "socks5://127.0.0.1:";
 constexpr size_t kWordCount = 6;
 constexpr uint32_t kLastPort = 65535;
 
-// As programs of its kind print; the level tells readers whether the line matters.
+// A log line as programs of this kind print it; readers judge it by its level.
 std::string Line(const char* level, const std::string& message) {
   return std::string("{\"level\":\"") + level + "\",\"msg\":\"" + message + "\"}\n";
 }

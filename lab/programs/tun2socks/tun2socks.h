@@ -1,4 +1,4 @@
-// The command line of tun2socks, as the service writes it and no other:
+// The command line of tun2socks, exactly as the service writes it:
 //
 //   -device tun://NAME -proxy socks5://127.0.0.1:PORT -loglevel warn
 #pragma once
@@ -17,8 +17,8 @@ struct Tun2SocksOptions {
 };
 std::optional<Tun2SocksOptions> ParseTun2Socks(const Words& words);
 
-// Takes the adapter for that process. A command line that is not understood exits 1, as does an adapter that cannot be
-// had; the output is what the program prints then, a line of JSON.
+// Takes the adapter for that process. Exits with 1 if the command line is not understood or the adapter cannot be
+// taken; the output is then the line of JSON that the program prints.
 Outcome RunTun2Socks(MachineState& state, const Words& words, uint32_t process);
 
 }  // namespace moorlak::lab

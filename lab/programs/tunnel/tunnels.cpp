@@ -13,7 +13,7 @@ namespace {
 constexpr uint32_t kRingCapacity = 0x400000;
 // ERROR_OBJECT_ALREADY_EXISTS.
 constexpr uint32_t kAddressTaken = 5010;
-// What Windows adds to the interface's metric for routes that come with an address.
+// The metric offset that Windows gives to routes that come with an address.
 constexpr uint32_t kOnLinkMetric = 256;
 constexpr char kNoHop[] = "0.0.0.0";
 constexpr char kNoHopV6[] = "::";
