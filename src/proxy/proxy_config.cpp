@@ -36,7 +36,7 @@ bool LacksRootMember(std::string_view text, std::string_view name) {
   return root != kNotFound && !FindJsonMember(text, root, name);
 }
 
-// A text value's meaning, empty when it is missing or of another kind.
+// A text value's meaning; empty if it is missing or of another kind.
 std::string TextMember(std::string_view object, std::string_view name) {
   const auto value = FindJsonMember(object, 0, name);
   return value ? ReadJsonText(*value).value_or("") : std::string();
@@ -123,7 +123,7 @@ ApiEndpoint DetectApiEndpoint(std::string_view text, std::string_view defaultAdd
 bool IsSafeApiAddress(std::string_view address) {
   constexpr size_t kLongestHost = 253;
   const size_t colon = address.rfind(':');
-  // A missing colon is farther than any.
+  // The position of a missing colon is greater than any length.
   static_assert(kNotFound > kLongestHost);
   if (colon > kLongestHost) return false;
   return IsSafeHost(address.substr(0, colon)) && ParseDecimal(address.substr(colon + 1), kLargestPort).value_or(0) != 0;

@@ -47,7 +47,7 @@ bool ParseText(std::string_view line, std::optional<std::string>& text) {
   return true;
 }
 
-// The lines of a file that has exactly so many, each ended by a line feed.
+// The lines of a file that has exactly kLineCount lines, each ending with a line feed.
 std::optional<std::array<std::string_view, kLineCount>> SplitLines(std::string_view file) {
   std::array<std::string_view, kLineCount> lines;
   for (std::string_view& line : lines) {
@@ -60,7 +60,7 @@ std::optional<std::array<std::string_view, kLineCount>> SplitLines(std::string_v
   return lines;
 }
 
-// Whether a connection may also go direct is no choice that a user sees; not every system reports that bit.
+// Users do not choose whether a connection may also go direct, and not every system reports that bit.
 bool SameFlags(uint32_t left, uint32_t right) {
   return (left | kProxyTypeDirect) == (right | kProxyTypeDirect);
 }
@@ -104,10 +104,10 @@ RestorePlan PlanRestore(const ProxyBackup& backup, const ProxySettings& current)
   RestorePlan plan;
   plan.server = current.server == backup.ourServer;
   plan.bypass = current.bypass == kOurProxyBypass;
-  // Whoever chose another server wants the proxy on; whoever chose other flags wants them.
+  // A user who chose another server wants the proxy on; a user who chose other flags wants those.
   plan.flags = plan.server && SameFlags(current.flags, kOurProxyFlags);
-  // Only where our flags made the system forget the address; one that the user removed under flags of his own stays
-  // away.
+  // Only if our flags made the system forget the address. An address that the user removed together with other flags
+  // stays removed.
   const bool forgotten = !current.pacUrl || current.pacUrl->empty();
   plan.pacUrl = plan.flags && forgotten && backup.previous.pacUrl && !backup.previous.pacUrl->empty();
   return plan;

@@ -21,13 +21,13 @@ namespace {
 
 static_assert(kProxyTypeDirect == PROXY_TYPE_DIRECT && kProxyTypeProxy == PROXY_TYPE_PROXY);
 
-// Far above any list of exceptions; a larger backup could not be read back and is not begun.
+// Far more than any bypass list needs. A larger backup could not be read back, so it is not written.
 constexpr size_t kMaxBackupBytes = 4u << 20;
 
-// One change at a time: the session, a stop and the recovery at the start all come here.
+// One change at a time: the session, a stop and the recovery at the start all change the proxy.
 std::mutex proxyLock;
 
-// Strings of a query are allocated with GlobalAlloc.
+// A query allocates its strings with GlobalAlloc.
 struct GlobalTextTraits {
   using Type = wchar_t*;
   static Type Empty() noexcept { return nullptr; }
@@ -71,10 +71,10 @@ std::optional<ProxySettings> QueryWithFlags(DWORD flagsOption) {
   return settings;
 }
 
-// Collects options for one call. A text that is not there is set as a null string, which deletes it.
+// Collects options for one call. A missing text is set as a null string, which deletes it.
 struct OptionSetter {
   std::vector<INTERNET_PER_CONN_OPTIONW> options;
-  // The texts stay where they are while the list grows.
+  // A fixed array: the options point into the texts, which must not move.
   std::array<std::wstring, 3> texts;
   size_t textCount = 0;
 
@@ -103,7 +103,7 @@ struct OptionSetter {
     }
   }
 
-  // Everything in one call, then the two notifications, in this order.
+  // Sets everything in one call, then sends the two notifications in this order.
   bool Apply() {
     INTERNET_PER_CONN_OPTION_LISTW list = LanOptions(options.data(), options.size());
     if (!InternetSetOptionW(nullptr, INTERNET_OPTION_PER_CONNECTION_OPTION, &list, sizeof(list))) {
@@ -120,7 +120,7 @@ std::string OwnAccount() {
   return NarrowUtf16(UserSid(GetCurrentProcess()));
 }
 
-// What the recovery file says to this account. Another account's settings can be put back only by that account.
+// What the recovery file means for this account. Only the account that owns the settings can restore them.
 enum class BackupState { None, Ours, OtherAccount, Unreadable };
 
 BackupState ReadBackup(ProxyBackup& backup) {
@@ -158,7 +158,7 @@ bool PutBack(const ProxySettings& previous, const RestorePlan& plan) {
   if (plan.bypass) setter.AddText(INTERNET_PER_CONN_PROXY_BYPASS, previous.bypass);
   if (plan.pacUrl) setter.AddText(INTERNET_PER_CONN_AUTOCONFIG_URL, previous.pacUrl);
   if (setter.Apply()) return true;
-  // That a null string is accepted is what Wine does, and not documented; an empty one means the same to every reader.
+  // Wine accepts a null string, but this is not documented; every reader treats an empty one the same.
   setter.EmptyMissingTexts();
   return setter.Apply();
 }
@@ -178,8 +178,8 @@ bool RestoreLocked() {
   return true;
 }
 
-// The settings to come back to: those of a backup that could not be put back, else those that stand now. Nothing when
-// they are not to be had, or when the file holds what may not be overwritten.
+// The settings to restore later: those of a backup that could not be restored, otherwise the current ones. nullopt if
+// they cannot be read, or if the file must not be overwritten.
 std::optional<ProxySettings> SettingsBeforeOurs(BackupState state, const ProxyBackup& standing) {
   if (state == BackupState::Ours) return standing.previous;
   if (state == BackupState::OtherAccount) Complain("another account's backup stands", ERROR_FILE_EXISTS);
@@ -204,7 +204,8 @@ bool SetLocked(std::string_view host, uint16_t port) {
   setter.AddText(INTERNET_PER_CONN_PROXY_BYPASS, std::string(kOurProxyBypass));
   if (setter.Apply()) return true;
 
-  // What a failed call left of ours goes away again; a backup that stood knows its own server's name.
+  // Undo what the failed call may have set. An earlier backup is written again first, because it names that session's
+  // server.
   if (state == BackupState::Ours) WriteBackup(standing);
   RestoreLocked();
   return false;
@@ -213,7 +214,8 @@ bool SetLocked(std::string_view host, uint16_t port) {
 }  // namespace
 
 std::optional<ProxySettings> ReadSystemProxy() {
-  // What the user chose; the plain flags hide a switch whose last detection failed. Not every system knows the option.
+  // Prefers what the user chose: the plain flags hide automatic detection if the last one failed. Not every system
+  // knows this option.
   if (auto settings = QueryWithFlags(INTERNET_PER_CONN_FLAGS_UI)) return settings;
   return QueryWithFlags(INTERNET_PER_CONN_FLAGS);
 }

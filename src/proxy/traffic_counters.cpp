@@ -11,7 +11,7 @@ namespace {
 
 constexpr int64_t kLargest = std::numeric_limits<int64_t>::max();
 
-// The total that a counter of this name belongs to, null for all others.
+// The total that a counter with this name belongs to; null for all others.
 int64_t* TotalOf(TrafficTotals& totals, std::string_view name, std::string_view apiTag) {
   constexpr std::string_view kHead = "outbound>>>";
   constexpr std::string_view kUplink = ">>>traffic>>>uplink";
@@ -25,7 +25,7 @@ int64_t* TotalOf(TrafficTotals& totals, std::string_view name, std::string_view 
   return up ? &totals.uplink : &totals.downlink;
 }
 
-// "value"\s*:\s*(\d+) or "value"\s*:\s*"([^"]*)". Empty when the counter has none.
+// "value"\s*:\s*(\d+) or "value"\s*:\s*"([^"]*)". Empty if the counter has neither.
 std::string_view ValueDigits(std::string_view counter) {
   if (const auto bare = FindNumberMember(counter, "value")) return bare->group;
   const auto quoted = FindTextMember(counter, "value");
@@ -36,7 +36,7 @@ bool IsNumber(std::string_view digits) {
   return !digits.empty() && SkipDigits(digits, 0) == digits.size();
 }
 
-// False when the number is too large for the total.
+// False if the number is too large for the total.
 bool AddTo(int64_t& total, std::string_view digits) {
   const auto value = ParseDecimal(digits, static_cast<uint64_t>(kLargest - total));
   if (!value) return false;

@@ -1,4 +1,4 @@
-// Totals out of the engine's answer to `api statsquery`.
+// Totals from the engine's reply to `api statsquery`.
 #pragma once
 
 #include <cstdint>
@@ -12,10 +12,11 @@ struct TrafficTotals {
   int64_t downlink = 0;
 };
 
-// Sums the counters "outbound>>>TAG>>>traffic>>>uplink" and "…downlink" over every tag but the API's own: an inbound's
-// counter sees the same bytes again. A counter is the text from a `{` to the next `}`; its value is a number, quoted or
-// not, and is left out by the engine while it is zero. A value or a sum above the largest 64-bit number ends the
-// reading; what was summed until then counts. Nothing when the output holds no counter at all, as an error message.
+// Sums the counters "outbound>>>TAG>>>traffic>>>uplink" and "…downlink" over every tag but the API's own. Inbound
+// counters are ignored: they count the same bytes again. A counter is the text from a `{` to the next `}`; its value is
+// a number, quoted or not, which the engine omits while it is zero. A value or a sum above the largest signed 64-bit
+// number ends the reading; the sums up to there count. nullopt if the output has no counter at all, for example an
+// error message.
 std::optional<TrafficTotals> SumOutboundTraffic(std::string_view output, std::string_view apiTag);
 
 }  // namespace moorlak

@@ -68,11 +68,11 @@ bool XrayService::Start(const std::string& text) noexcept {
 
 void XrayService::Stop() noexcept {
   running = false;
-  // Without a session of our own the system proxy may be another instance's.
+  // Without our own session, the system proxy may be another instance's.
   if (!sessionThread.joinable()) return;
   EndEngine(*this);
   sessionThread.join();
-  // The session publishes no engine once running is clear; should one stand here all the same, it must not stay.
+  // The session publishes no engine once running is clear; if there is one all the same, it must not stay.
   EndEngine(*this);
   RestoreSystemProxy();
   if (statsThread.joinable()) statsThread.join();

@@ -14,18 +14,18 @@ namespace moorlak {
 
 // Start and Stop are called under the controller's lock; the status readers take no lock.
 struct XrayService {
-  // Set by a successful start, cleared by stop and when Xray dies.
+  // Set by a successful start; cleared by stop and when Xray dies.
   std::atomic<bool> running{false};
-  // The configuration as given; written by start while no session thread lives.
+  // The configuration as given; written by start while there is no session thread.
   std::string configText;
-  // UTF-8; looked up at construction and again at each start. Empty when not found.
+  // UTF-8; looked up at construction and again at each start. Empty if not found.
   std::string xrayPath;
-  // Written by start while no thread lives, then by the session thread; the statistics thread gets copies. Nobody else
-  // reads them.
+  // Written by start while there is no thread, then by the session thread; the statistics thread gets copies. No other
+  // thread reads them.
   std::string apiAddress;
   std::string apiTag;
   uint16_t socksPort = 0;
-  // As whom the engine and its queries run; as the three above.
+  // The account that the engine and its queries run as; same rules as the three above.
   EngineAccount engineAccount;
 
   // Guards xrayProcess: the session publishes it, stop ends it.
@@ -42,10 +42,10 @@ struct XrayService {
   XrayService& operator=(const XrayService&) = delete;
   ~XrayService();
 
-  // False when the text is not balanced or Xray is missing. True means that the session thread has begun; whether the
-  // launch succeeds shows only in running.
+  // False if the text is not balanced or Xray is missing. True means that the session thread has started; only running
+  // shows whether the launch succeeds.
   bool Start(const std::string& text) noexcept;
-  // Ends the session and puts the system proxy back. Safe when nothing runs.
+  // Ends the session and restores the system proxy. Safe if nothing runs.
   void Stop() noexcept;
   bool IsRunning() const { return running; }
 };

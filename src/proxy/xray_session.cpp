@@ -31,7 +31,7 @@ constexpr int32_t kMonitorPeriodMs = 500;
 constexpr int32_t kStatisticsPeriodMs = 1000;
 constexpr DWORD kEngineEndMs = 1000;
 
-// More than the control pipe lets through, the added sections included.
+// More than the control pipe accepts, including the added sections.
 constexpr size_t kMaxStagedBytes = 32u << 20;
 
 constexpr XrayLaunchTexts kLaunchTexts = {
@@ -41,7 +41,7 @@ constexpr XrayLaunchTexts kLaunchTexts = {
     .startFailed = "Failed to start Xray process. Error: ",
 };
 
-// Removes the staged file when the session is over.
+// Removes the staged file at the end of the session.
 struct StagedFile {
   StagedConfig config;
 
@@ -51,8 +51,8 @@ struct StagedFile {
   ~StagedFile() { RemoveStagedConfig(config); }
 };
 
-// The port of an api section that this program adds. An engine that already listens there, or that is told to by the
-// configuration itself, would fail.
+// The port for an api section that this program adds. If another engine already listens on it, or the configuration
+// itself uses it, the engine would fail.
 uint16_t ChooseApiPort(std::string_view text) {
   if (!LacksApiSection(text)) return kDefaultApiPort;
   if (!NamesPort(text, kDefaultApiPort) && IsLoopbackPortFree(kDefaultApiPort)) return kDefaultApiPort;
@@ -60,7 +60,7 @@ uint16_t ChooseApiPort(std::string_view text) {
   return port == 0 ? kDefaultApiPort : port;
 }
 
-// The text that the engine runs; tells where its API will listen.
+// The text that the engine runs; logs where its API will listen.
 std::string PrepareText(XrayService& service) {
   const std::string normalised = StripAllowInsecure(service.configText);
   std::string prepared = AddStatisticsSections(normalised, ChooseApiPort(normalised));
@@ -71,7 +71,7 @@ std::string PrepareText(XrayService& service) {
   return prepared;
 }
 
-// A name that no other start of any instance has used.
+// A file name that no other start of any instance has used.
 std::wstring NextStagedName() {
   static std::atomic<uint32_t> counter{0};
   return kStagedPrefix + std::to_wstring(GetCurrentProcessId()) + L"_" + std::to_wstring(++counter) + kStagedSuffix;
@@ -87,7 +87,7 @@ bool StageText(std::string_view text, StagedConfig& staged) {
   return true;
 }
 
-// Starts the engine and publishes it, unless a stop came meanwhile: the record then ends it again.
+// Starts the engine and publishes it, unless a stop came meanwhile: the record's destructor then ends the engine.
 bool LaunchEngine(XrayService& service, const std::wstring& configPath) {
   if (!service.running) return false;
   auto process = LaunchXray(service.xrayPath, NarrowUtf16(configPath), kLaunchTexts, service.engineAccount);
@@ -163,7 +163,7 @@ bool StartStatistics(XrayService& service) {
 void MonitorEngine(XrayService& service) {
   while (service.running) {
     if (!IsEngineAlive(service)) {
-      // A stop clears the flag before it ends the engine, so an engine found dead while it is set died by itself.
+      // A stop clears the flag before it ends the engine, so an engine found dead while the flag is set died by itself.
       if (service.running) WriteStandardErrorLine("Xray process terminated unexpectedly");
       service.running = false;
       return;
@@ -179,7 +179,7 @@ void RunSteps(XrayService& service, StagedConfig& staged) {
   }
   if (!LaunchEngine(service, staged.path)) return;
   if (!WaitWhileRunning(service.running, kSettleMs)) return;
-  // Nobody is sent to the port of an engine that refused its configuration.
+  // Do not point clients at the port of an engine that refused its configuration.
   if (IsEngineAlive(service)) {
     PointSystemProxy(service, staged.path);
     if (!StartStatistics(service)) {
@@ -211,7 +211,7 @@ void EndEngine(XrayService& service) noexcept {
     ended = std::move(service.xrayProcess);
   }
   if (!ended) return;
-  // The next engine wants the same ports, which are free only when this one has gone.
+  // The next engine needs the same ports, which are free only once this one has gone.
   TerminateProcess(ended->process.Get(), 0);
   WaitForSingleObject(ended->process.Get(), kEngineEndMs);
   StopProcess(*ended);

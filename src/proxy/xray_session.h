@@ -5,8 +5,8 @@
 
 namespace moorlak {
 
-// Body of the session thread. When it returns, running is clear, the engine has ended, the system proxy is put back and
-// the staged file is gone, whatever happened. Every wait ends within about 100 ms after running was cleared.
+// Body of the session thread. When it returns, running is clear, the engine has ended, the system proxy is restored and
+// the staged file is removed, whatever happened. Every wait ends within about 100 ms after running is cleared.
 void RunProxySession(XrayService& service) noexcept;
 
 // Ends the published engine, if there is one. Any thread may call it.
