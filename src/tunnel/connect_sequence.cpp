@@ -58,7 +58,7 @@ constexpr ConnectStep kNativeTunSteps[] = {
     {"declare the tunnel ready", DeclareReady},
 };
 
-// The machine as it was, and the session over.
+// Logs a failure, rolls back if needed and ends the session.
 void GiveUp(VpnService& service, const ConnectStep& step, const StepResult& result) {
   const bool quiet = !service.running || result.outcome == Outcome::QuietStop;
   if (result.outcome == Outcome::Abort && !quiet) {
@@ -70,7 +70,7 @@ void GiveUp(VpnService& service, const ConnectStep& step, const StepResult& resu
   service.running = false;
 }
 
-// The only place that knows what each outcome leads to. False when the session is over.
+// The only place that knows what each outcome leads to. False if the session is over.
 bool RunSteps(VpnService& service, ConnectSteps steps) {
   for (const ConnectStep& step : steps) {
     const StepResult result = service.running ? step.run(service) : QuietStop();
@@ -81,7 +81,7 @@ bool RunSteps(VpnService& service, ConnectSteps steps) {
   return true;
 }
 
-// The engine whose end is the session's failure; null while all is well or the end is wanted.
+// The engine whose exit is a failure of the session; null if there is none.
 const char* FindExitedEngine(VpnService& service) {
   if (StateOf(service, service.xray) == EngineState::Exited) return "Xray";
   if (StateOf(service, service.tun2socks) == EngineState::Exited) return "Tun2Socks";
@@ -102,7 +102,7 @@ void Monitor(VpnService& service) {
   if (!service.stopRequested) StopEngines(service);
 }
 
-// The path on which the engine drives the adapter itself.
+// The path where the engine drives the adapter itself.
 bool RunNativeTunSession(VpnService& service) {
   return RunSteps(service, kNativeTunSteps);
 }

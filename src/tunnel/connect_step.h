@@ -1,4 +1,4 @@
-// One step of a connect, and what it can lead to.
+// One step of a connect, and its possible outcomes.
 #pragma once
 
 #include <span>
@@ -11,18 +11,19 @@ struct VpnService;
 
 enum class Outcome {
   GoOn,
-  // The stop was asked for: no message.
+  // A stop was requested: no message.
   QuietStop,
-  // A failure with this text for the tunnel log. One that shows only because the session is to end is a quiet stop.
+  // A failure with this text for the tunnel log. If the step failed only because the session is ending, it is a quiet
+  // stop.
   Abort,
-  // A failure that the step has told itself.
+  // A failure that the step has already logged.
   Failed,
 };
 
 struct StepResult {
   Outcome outcome = Outcome::GoOn;
   std::string text;
-  // The machine's routes are told behind the text.
+  // Log the route diagnostics after the text.
   bool diagnose = false;
 };
 
@@ -50,8 +51,7 @@ inline StepResult Failed() {
   return {Outcome::Failed, {}, false};
 }
 
-// Before an engine runs nothing was done to the machine but to the own adapter, which the next stop looks after: a
-// failure then needs no rollback.
+// Until Xray runs, only our own adapter has changed, and the next stop resets it; no rollback needed.
 enum class Rollback { None, Engines };
 
 struct ConnectStep {

@@ -41,7 +41,7 @@ void RemoveStoredRouteInBackground() noexcept {
   });
 }
 
-// A cold `netsh` can pass its time; the rule must not stay open.
+// Tried twice, because the first `netsh` after a start may exceed its time, and the rule must not stay open.
 void CloseSharing() noexcept {
   if (CloseProxySharingFirewall() != CommandOutcome::Succeeded) CloseProxySharingFirewall();
 }
@@ -52,7 +52,7 @@ void ForgetSession(VpnService& service) {
   service.routes = {};
 }
 
-// The wish comes first, so that every wait ends and no monitor takes the engines' end for a failure.
+// Sets the flags first, so that every wait ends and no monitor takes the engines' end for a failure.
 void RequestEnd(VpnService& service) {
   service.routeCommandHung = false;
   service.stopRequested = true;
@@ -72,7 +72,7 @@ void ClearStatus(VpnService& service) {
   service.downlinkBytes = 0;
 }
 
-// Before anything slow: traffic falls back to the physical network at once.
+// Before anything slow, so that traffic returns to the physical network at once.
 void DropTunnelRoute(VpnService& service) {
   FastDropDefaultRoutes(service.routeCommandHung);
   FastClearTunnelAddress();
@@ -84,7 +84,7 @@ void DropFilters(VpnService& /*service*/) {
   RestoreSmhnrPolicy();
 }
 
-// A connect that still runs fails fast by now. It joins its statistics thread itself.
+// A connect that is still running fails fast by now. The session joins its statistics thread itself.
 void EndSessionThread(VpnService& service) {
   service.JoinSession();
 }

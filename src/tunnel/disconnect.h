@@ -1,23 +1,23 @@
-// Putting the machine back, whatever became of the connect.
+// Undoes a session's changes to the machine, however far the connect got.
 #pragma once
 
 namespace moorlak {
 
 struct VpnService;
 
-// The rollback after a failure, on the session thread; of a session that a stop ends only its first half.
+// Rolls back a failed session (session thread). If a stop is in progress, only ends the engines; StopVpn does the rest.
 void StopEngines(VpnService& service) noexcept;
 
 // Undoes everything that a session may have changed, in a fixed order, and ends the session thread. Every step is safe
-// when its counterpart never ran, and none stops the next. Does nothing before the first start. A user's stop leaves
-// the persistent adapter behind, one that makes way for another start only no leftovers.
+// if its counterpart never ran, and a failing step does not prevent the next. Does nothing before the first start. A
+// user's stop keeps the persistent adapter; a stop before another start only purges leftovers.
 void StopVpn(VpnService& service, bool userRequested) noexcept;
 
-// Routes, filters, policy, DNS and the sharing rule. DNS goes on in the background.
+// Undoes routes, filters, policy, DNS and the sharing rule. DNS continues in the background.
 void CleanupNetworkConfiguration(VpnService& service) noexcept;
 
-// The last act of the service: what still restores in the background is waited for, for as long as the end of the
-// service has time (process/service_end.h), and the adapter is given up.
+// The service's last step: waits for background restores as long as the end of the service allows
+// (process/service_end.h), then closes the adapter.
 void ReleaseVpn() noexcept;
 
 }  // namespace moorlak

@@ -24,12 +24,12 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using AdapterList = std::optional<std::vector<AdapterInfo>>;
 
-// What the thread knows from one look to the next.
+// The thread's state between two checks.
 struct Watch {
   // Registered while something is pending.
   std::optional<AdapterChanges> changes;
-  // As the last try found them, or as they were when something became pending. Without their name servers, which a try
-  // changes itself; what else changes during a try is a reason for the next one.
+  // The adapters as the last try found them, or as they were when something became pending. Without their name servers,
+  // which a try changes itself; any other change during a try causes the next one.
   AdapterList adapters;
   Clock::time_point lastTry;
 };
@@ -53,14 +53,14 @@ DnsRetryFacts FactsOf(const Watch& watch, bool sessionRuns, uint32_t periodMs) {
   return facts;
 }
 
-// The adapters are read before the registration: the look behind it sees what has changed in between.
+// Reads the adapters before registering, so that the check that follows sees changes in between.
 void BeginWatching(Watch& watch, HANDLE changed) {
   if (watch.changes) return;
   NoteTry(watch, ReadNow());
   watch.changes.emplace(changed);
 }
 
-// Tries when it is due, and answers how long to sleep when nothing happens.
+// Tries if it is due; returns how long to sleep if nothing happens.
 DWORD Look(Watch& watch, DnsRetryFacts facts, const std::atomic<bool>& wanted) {
   if (facts.pending && !facts.sessionRuns) {
     const uint64_t generation = DnsGeneration();
@@ -106,7 +106,7 @@ void DnsRecovery::Run() {
   const std::array<HANDLE, 3> events{ended.Get(), PendingDnsEvent(), changed.Get()};
   Watch watch;
   while (wanted) {
-    // Without memory for a look the next one is made after a period.
+    // If a check throws, for example without memory, the next one follows after a period.
     const DWORD sleepMs = Guarded(periodMs, [&]() -> DWORD {
       if (!HasPendingDns()) {
         watch.changes.reset();

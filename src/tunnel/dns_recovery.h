@@ -1,5 +1,5 @@
-// Tries again, while the service runs, what a restore of the adapters' DNS has left undone: after a power cut the
-// commands may be too slow, an adapter may come minutes later.
+// While the service runs, retries what a restore of the adapters' DNS has left undone: after a power cut the commands
+// may be too slow, or an adapter may appear minutes later.
 #pragma once
 
 #include <atomic>
@@ -12,21 +12,21 @@
 
 namespace moorlak {
 
-// One thread, which sleeps while nothing is pending and does nothing while a session runs. Start and End are called by
-// one thread; the end may be requested by any, before the start as well.
+// One thread, which sleeps while nothing is pending and does nothing while a session runs. One thread calls Start and
+// End; any thread may request the end, also before the start.
 class DnsRecovery {
  public:
-  // The question is asked on the thread and must not wait. The period is in milliseconds.
+  // isSessionRunning is called on the thread and must not block. The period is in milliseconds.
   explicit DnsRecovery(std::function<bool()> isSessionRunning, uint32_t period = kDnsRetryPeriodMs);
   ~DnsRecovery();
   DnsRecovery(const DnsRecovery&) = delete;
   DnsRecovery& operator=(const DnsRecovery&) = delete;
 
-  // Without a thread to be had, what is pending waits for the next session or start.
+  // If no thread can be created, what is pending waits for the next session or service start.
   void Start() noexcept;
-  // From now on no command is begun. Does not wait.
+  // Does not wait; no command is started from now on.
   void RequestEnd() noexcept;
-  // Waits for the thread: for one command at most, which has 1.5 s.
+  // Waits for the thread: at most for one command, which is limited to 1.5 s.
   void End() noexcept;
 
  private:

@@ -57,7 +57,8 @@ StepResult EnableAdapter(VpnService& service, int32_t settleMs) {
   return GoOnIf(WaitWhileRunning(service.running, settleMs));
 }
 
-// The command that gives the tunnel's address to the adapter of this moment, with nothing left in its way.
+// The command that sets the tunnel's address on the current adapter, after removing the address from our other
+// adapters.
 HiddenCommand PrepareAddressCommand() {
   const std::string name = TunnelAdapterName();
   FreeTunnelAddressFor(name);
@@ -71,7 +72,7 @@ StepResult PrepareAdapter(VpnService& service) {
   if (service.nativeTun) {
     holder.ReleaseForXrayTun();
   } else {
-    // Purges leftovers first. Whether the adapter comes up is waited for later: tun2socks can bring its own.
+    // Purges leftovers first. A later step waits for the adapter to come up: tun2socks can bring its own.
     holder.SetUp();
   }
   return GoOn();
@@ -163,7 +164,7 @@ StepResult SetAdapterAddress(VpnService& service) {
   RunHiddenCommand(command);
   if (!WaitWhileRunning(service.running, 300)) return QuietStop();
   if (TunnelAdapterHasAddress()) return GoOn();
-  // A stop takes the address.
+  // A stop removes the address.
   if (!service.running) return QuietStop();
   WriteLogLine("ERROR: Moorlak adapter missing 10.0.85.2 after set address");
   RunHiddenCommand(PrepareAddressCommand());

@@ -17,19 +17,19 @@
 namespace moorlak {
 namespace {
 
-// The DNS state lock. Guard, policy and split tunnel take their own ones below it, because a disconnect undoes those
+// The DNS state lock. Guard, policy and split tunnel take their own locks below it, because a disconnect undoes those
 // while an apply may still run.
 std::mutex dnsLock;
-// Changed under dnsLock; whether there are any is read without: a disconnect must not wait for a restore that is still
-// running. Never destroyed: a restore in the background may outlive the program's end.
+// Changed under dnsLock. `any` is read without it: a disconnect must not wait for a restore that is still running.
+// Never destroyed: a background restore may still run when the program ends.
 DnsBackups& backups = *new DnsBackups;
 // Written under dnsLock, read without.
 std::atomic<uint64_t> generation{0};
 
-// Written under dnsLock, read without. Not set while the records are a session's.
+// Written under dnsLock, read without. Clear while the records belong to a session.
 std::atomic<bool> pending{false};
 const HANDLE pendingEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-// The recovery file tells the records. Guarded by dnsLock.
+// Whether the recovery file matches the records. Guarded by dnsLock.
 bool fileTellsRecords = true;
 
 const std::atomic<bool> toTheEnd{true};
@@ -39,9 +39,9 @@ void SetPendingLocked(bool isPending) {
   if (isPending && pendingEvent != nullptr) SetEvent(pendingEvent);
 }
 
-// What could not be restored stays in memory and on disk for the next removal, recovery or retry.
+// What cannot be restored stays in memory and on disk for the next removal, recovery or retry.
 void RestoreBackupsLocked(const std::atomic<bool>& wanted) {
-  // Before anything can be thrown.
+  // Before anything can throw.
   SetPendingLocked(true);
   std::vector<AdapterDnsBackup> left = RestoreAdapterDns(backups.records, wanted);
   const bool changed = left != backups.records;
@@ -56,7 +56,7 @@ void RestoreBackupsLocked() {
   RestoreBackupsLocked(toTheEnd);
 }
 
-// An adapter that is not there for days costs a look every time, and nothing else.
+// An adapter that is missing for days costs only a look each time.
 void RetryLocked(const std::atomic<bool>& wanted) {
   if (fileTellsRecords && !HasRestoreTarget(backups.records)) return;
   RestoreBackupsLocked(wanted);
@@ -79,7 +79,7 @@ void SplitLocked(const LeakProtection& wanted, uint64_t tunnelLuid) {
   if (!wanted.nativeTun) InstallSplitTunnel(wanted.blockedApps, tunnelLuid);
 }
 
-// The filters; without them a program could still ask any name server, so without them there is no protection.
+// Without the filters a program could still query any name server, so then there is no protection.
 bool GuardLocked(const LeakProtection& wanted, uint64_t tunnelLuid) {
   if (tunnelLuid == 0) {
     WriteLogLine("dns-leak: ERROR Moorlak LUID missing — refusing CONNECTED without WFP DNS guard");
@@ -93,7 +93,7 @@ bool GuardLocked(const LeakProtection& wanted, uint64_t tunnelLuid) {
   return true;
 }
 
-// False when the session was stopped meanwhile.
+// False if the session was stopped meanwhile.
 bool SetDnsLocked(const LeakProtection& wanted, const std::atomic<bool>& running, uint64_t& tunnelLuid) {
   const NeutralisedAdapters adapters = NeutraliseAdapters(running, backups);
   if (adapters.stopped) return false;
@@ -116,7 +116,7 @@ bool ApplyLocked(const LeakProtection& wanted, const std::atomic<bool>& running)
   ++generation;
   RemoveLocked();
   if (!running) return false;
-  // From here on they are this session's, with those of its own.
+  // From here on the remaining records belong to this session, together with its own.
   SetPendingLocked(false);
   uint64_t tunnelLuid = 0;
   if (!SetDnsLocked(wanted, running, tunnelLuid)) return false;

@@ -23,7 +23,7 @@ namespace {
 constexpr int kSocksAttempts = 4;
 constexpr int kTunnelAttempts = 5;
 
-// "url=… attempt=n" behind the outcome of a probe.
+// "url=… attempt=n" after the outcome of a probe.
 std::string UrlText(const std::string& url, int attempt) {
   return " url=" + url + " attempt=" + std::to_string(attempt);
 }
@@ -58,7 +58,7 @@ bool ProbeTunnelOnce(VpnService& service, int attempt) {
       });
 }
 
-// Tells when the engine behind the adapter is gone.
+// Logs if the adapter's engine has exited.
 bool TunnelEngineExited(VpnService& service) {
   const auto& engine = service.nativeTun ? service.xray : service.tun2socks;
   if (StateOf(service, engine) != EngineState::Exited) return false;

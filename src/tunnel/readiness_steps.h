@@ -1,17 +1,17 @@
-// Steps of a connect: does the data path work, is the machine protected, the tunnel is up.
+// Steps of a connect: check the data path, protect the machine, declare the tunnel up.
 #pragma once
 
 #include "tunnel/connect_step.h"
 
 namespace moorlak {
 
-// Needs: socksPort. Changes: nothing. A stop in its midst leaves its failure's lines.
+// Needs: socksPort. Changes: nothing. If stopped midway, the probe's failure lines are still logged.
 StepResult ProbeSocks(VpnService& service);
 
 // Needs: the default route into the tunnel. Changes: nothing.
 StepResult ProbeTunnel(VpnService& service);
 
-// Needs: the adapter. Changes: the names of its network. Undone by: nothing, the name is the product's.
+// Needs: the adapter. Changes: the names of its network. Not undone: the name is the product's.
 StepResult DescribeNetwork(VpnService& service);
 
 // Needs: the adapter, the default route. Changes: DNS, filters, the resolver's policy. Undone by: the clean-up.

@@ -21,12 +21,12 @@
 namespace moorlak {
 namespace {
 
-// The native path leaves these lines out.
+// The native path does not write these lines.
 void Tell(const VpnService& service, const std::string& text) {
   if (!service.nativeTun) WriteStandardErrorLine("VPN Service: " + text);
 }
 
-// False, after its lines, when the server is not known.
+// False, after logging it, if the server is not known.
 bool FindServer(VpnService& service) {
   const std::string host = ExtractServerAddress(service.configText);
   if (host.empty()) {
@@ -36,7 +36,7 @@ bool FindServer(VpnService& service) {
   }
   Tell(service, "Extracting server address: " + host);
   service.serverAddresses = ResolveServerIPv4(host);
-  // The resolver can hold a connect for long, and a stop is no failure of it.
+  // The resolver can block for long; a stop meanwhile is not a failure.
   if (!service.running) return false;
   if (service.serverAddresses.empty()) {
     WriteLogLine("ERROR: could not resolve VPN server address: " + host);
@@ -72,7 +72,7 @@ void RouteAround(const VpnService& service, const std::string& address, std::str
   AddGatewayRoute(route);
 }
 
-// The server's routes and the name servers' as one batch.
+// Journals the routes of the server and of the name servers as one batch.
 void JournalServerRoutes(const VpnService& service) {
   std::vector<GatewayRoute> wanted;
   for (const std::string& address : service.serverAddresses) wanted.push_back(RouteTo(service, address));
@@ -99,7 +99,7 @@ void RouteDnsServers(const VpnService& service) {
   }
 }
 
-// False when the session is to end. A stop takes the default route at once: none must be added behind it.
+// False if the session is ending. A stop removes the default route at once, so none must be added after that.
 bool AddDefaultRoute(const VpnService& service, int32_t settleMs) {
   LowerTunnelMetric(TunnelAdapterName());
   if (!service.running) return false;

@@ -6,21 +6,21 @@
 namespace moorlak {
 
 // Needs: configText, the physical gateway. Changes: serverAddresses, host routes to them and to the tunnel's name
-// servers. Undone by: RestoreJournaledRoutes. What it does not find is left to the gate.
+// servers. Undone by: RestoreJournaledRoutes. RequireServerBypass checks for what it cannot find.
 StepResult RouteServerAround(VpnService& service);
 
-// Needs: the step before. Changes: nothing. A tunnel that would carry its own server's traffic is never brought up.
+// Needs: the step before. Changes: nothing. Prevents a tunnel that would carry its own server's traffic.
 StepResult RequireServerBypass(VpnService& service);
 
 // Needs: the gateway. Changes: routes to the panel, direct domains and subnets, the sharing rule of the firewall.
 // Undone by: RestoreJournaledRoutes, CloseProxySharingFirewall.
 StepResult RouteOthersAround(VpnService& service);
 
-// Needs: nothing. Changes: nothing; tells what the guard will block.
+// Needs: nothing. Changes: nothing; logs what the guard will block.
 StepResult NoteIpv6(VpnService& service);
 
-// Needs: everything that must stay outside is routed around. Changes: the adapter's metric, the default route, tried
-// twice. Undone by: FastDropDefaultRoutes.
+// Needs: everything that must stay outside the tunnel has its routes. Changes: the adapter's metric, the default route,
+// tried twice. Undone by: FastDropDefaultRoutes.
 StepResult TakeDefaultRoute(VpnService& service);
 
 }  // namespace moorlak

@@ -18,7 +18,7 @@ void QueryCounters(VpnService& service, const std::string& arguments, EngineAcco
   if (!RunXrayApiCommand(service.xrayPath, arguments, output, account, &service.running)) return;
   const EngineCounters counters = ParseEngineCounters(output);
   const std::lock_guard guard(service.statsLock);
-  // A stop has set the totals to 0, and they stay so.
+  // A stop has set the totals to 0, and they must stay 0.
   if (!service.running) return;
   service.uplinkBytes = counters.uplink;
   service.downlinkBytes = counters.downlink;
@@ -27,7 +27,7 @@ void QueryCounters(VpnService& service, const std::string& arguments, EngineAcco
 }  // namespace
 
 void RunTrafficStatistics(VpnService& service) noexcept {
-  // A query that cannot be created so steps down for itself.
+  // A copy: if a query cannot be created with this account, only the queries step down.
   EngineAccount account = service.engineAccount;
   while (service.running) {
     Guarded([&] { QueryCounters(service, "api statsquery -server=" + service.apiAddress, account); });

@@ -26,10 +26,10 @@ void StopEngineLocked(TunnelController& controller, bool userRequested) noexcept
   }
 }
 
-// The user's text for a start that did not happen; empty on success.
+// The message for the user if the start failed; empty on success.
 std::string StartVpnLocked(TunnelController& controller, const std::string& configText) {
   WriteStandardErrorLine("Starting VPN mode with Tun2Socks...");
-  // Set before the session begins: one that fails at once must find it set, to be able to clear it.
+  // Set before the session begins: a session that fails at once must clear it.
   controller.running = true;
   std::string failure = kVpnUnavailable;
   try {
@@ -42,9 +42,10 @@ std::string StartVpnLocked(TunnelController& controller, const std::string& conf
 }
 
 std::string StartProxyLocked(TunnelController& controller, const std::string& configText) {
-  // Set before the engine starts: a session that ends within the call must find it set, to be able to clear it.
+  // Set before the engine starts: a session that ends within the call must clear it.
   controller.running = true;
-  // A session on the engine's own tunnel has taken the persistent adapter's place, and no later stop is this engine's.
+  // A session on the engine's own tunnel inbound has replaced the persistent adapter, and no later stop of that engine
+  // will create it again.
   if (controller.vpnEngine.startedOnce) WintunHolder::Instance().SetUp();
   try {
     if (controller.proxyEngine.Start(configText)) return {};
@@ -56,13 +57,13 @@ std::string StartProxyLocked(TunnelController& controller, const std::string& co
   return kProxyStartFailed;
 }
 
-// The earlier session is over. One that is still ending hunts stray engines; it must not find the next one's.
+// Ends the earlier session. A session that is still ending kills stray engines; it must not find the next session's.
 void EndEarlierLocked(TunnelController& controller) noexcept {
   if (controller.running.exchange(false)) StopEngineLocked(controller, false);
   controller.vpnEngine.JoinSession();
 }
 
-// Empty for a text that names no file, and for one that is no configuration: that is told in its turn.
+// Empty if the text names no file, or is not a configuration at all, which is reported later.
 std::string RefusalOf(std::string_view configText) {
   if (!BeginsLikeJson(configText)) return {};
   const std::string_view setting = FindFileSetting(configText);
@@ -72,10 +73,10 @@ std::string RefusalOf(std::string_view configText) {
 std::string StartLocked(TunnelController& controller, const std::string& configText, bool useProxyMode) {
   const char* const unavailable = useProxyMode ? kProxyUnavailable : kVpnUnavailable;
   if (controller.closing) return unavailable;
-  // Before a session that runs is ended for it.
+  // Before the running session is ended.
   if (std::string refusal = RefusalOf(configText); !refusal.empty()) return refusal;
   EndEarlierLocked(controller);
-  // That can take long; meanwhile the service may have been told to end.
+  // Ending it can take long; meanwhile the service may have been asked to end.
   if (controller.closing) return unavailable;
   if (!BeginsLikeJson(configText)) return kInvalidConfig;
   controller.lastConfig = configText;

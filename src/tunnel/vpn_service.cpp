@@ -26,8 +26,8 @@ constexpr char kGeoFilesMissing[] = "geoip.dat / geosite.dat missing in the xray
 constexpr char kWintunMissing[] = "wintun.dll missing in the xray folder next to moor_lak.exe.";
 constexpr char kUnavailable[] = "VPN service is unavailable.";
 
-// Anew at each start: an installation can be repaired without a restart of the service, and a virus scanner can take an
-// engine away.
+// Again at each start: an installation can be repaired without restarting the service, and a virus scanner can remove
+// an engine.
 void LookUpEngines(VpnService& service) {
   service.xrayPath = FindXray();
   service.tun2socksPath = FindTun2Socks();
@@ -44,7 +44,7 @@ bool StandsBeside(const std::string& enginePath, const wchar_t* name) {
   return std::filesystem::exists(std::filesystem::path(WidenUtf8(enginePath)).parent_path() / name, error);
 }
 
-// The text for the user when a file is missing that every session needs.
+// The message for the user if a file is missing that every session needs; otherwise empty.
 std::string CheckFiles(const VpnService& service) {
   if (service.xrayPath.empty()) {
     WriteStandardErrorLine("Xray executable not found.");
@@ -65,7 +65,7 @@ void BeginSession(VpnService& service, const std::string& text) {
   service.configText.reserve(text.size() + kRoomForEdits);
   service.configText = text;
   service.meta = ParseConfigMeta(service.configText);
-  // Only the engine's own tunnel inbound knows the program behind a connection.
+  // Only the engine's own tunnel inbound knows the program of a connection.
   service.nativeTun = !service.meta.blockedApps.empty();
   service.xrayDnsServers.clear();
   service.engineAccount = {};
@@ -94,7 +94,7 @@ VpnService::~VpnService() {
 
 std::string VpnService::Start(const std::string& text, const std::atomic<bool>& closing) {
   StopVpn(*this, false);
-  // The earlier session's end can take long, and nobody may begin what the end of the service has to take down.
+  // Ending the earlier session can take long. Nothing must start that the end of the service would have to undo.
   if (closing) return kUnavailable;
   startedOnce = true;
   LookUpEngines(*this);
@@ -124,7 +124,7 @@ void VpnService::GetTraffic(int64_t& up, int64_t& down) const {
 bool PublishEngine(VpnService& service, std::unique_ptr<ProcessRecord>& record,
                    std::unique_ptr<ProcessRecord> launched) {
   const std::lock_guard guard(service.enginesLock);
-  // A stop clears the flag first and takes the records afterwards, so an engine published here cannot be missed.
+  // A stop clears the flag first and takes the records afterwards, so it cannot miss an engine published here.
   if (service.running) record = std::move(launched);
   return record != nullptr;
 }

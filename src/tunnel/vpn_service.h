@@ -1,4 +1,4 @@
-// VPN mode: the whole system's traffic through the tunnel adapter. The state of the one session, and its start.
+// VPN mode: the whole system's traffic goes through the tunnel adapter. The state of the only session, and its start.
 #pragma once
 
 #include <atomic>
@@ -19,44 +19,44 @@
 
 namespace moorlak {
 
-// Start and StopVpn are called one at a time, under the controller's lock. What is not atomic and names no lock belongs
-// to the session thread while there is one, otherwise to them.
+// Start and StopVpn are called one at a time, under the controller's lock. A field that is not atomic and names no lock
+// belongs to the session thread while there is one, otherwise to Start and StopVpn.
 struct VpnService {
-  // The session is wanted. Set by Start before its thread begins; cleared by the session on every failure and by
-  // StopVpn. Every wait of the session ends when it is clear.
+  // The session should run. Set by Start before its thread begins; cleared by the session on every failure and by
+  // StopVpn. Every wait of the session ends when it is cleared.
   std::atomic<bool> running{false};
   // The tunnel is up.
   std::atomic<bool> ready{false};
-  // The end is wanted and no failure; set for the length of StopVpn.
+  // Set while StopVpn runs: the session's end is intended and not a failure.
   std::atomic<bool> stopRequested{false};
-  // Set by the first Start: before it there is nothing to stop.
+  // Set by the first Start; before that there is nothing to stop.
   bool startedOnce = false;
 
-  // UTF-8, empty when not found by the last start, or at first by the construction.
+  // UTF-8; looked up at construction and at each start. Empty if not found.
   std::string xrayPath;
   std::string tun2socksPath;
 
-  // The engine drives the adapter itself, as per-process bypass needs it; no tun2socks. Fixed for a session.
+  // The engine drives the adapter itself, which per-process bypass needs; no tun2socks. Fixed for a session.
   bool nativeTun = false;
   std::string configText;
   ConfigMeta meta;
   std::vector<std::string> xrayDnsServers;
   StagedConfig staged;
-  // As whom the engine's test and its queries run, and the engine itself unless it drives the adapter. The statistics
-  // thread has a copy.
+  // The account for the engine's test and queries, and for the engine itself unless it drives the adapter. The
+  // statistics thread has a copy.
   EngineAccount engineAccount;
   // Host and port of the engine's API inbound.
   std::string apiAddress;
   // The VPN server's addresses, dotted.
   std::vector<std::string> serverAddresses;
   BypassRoutes routes;
-  // The `route DELETE` of the tunnel's default route has passed its time; within the same stop it would again.
+  // The `route DELETE` of the tunnel's default route has exceeded its time, and would again within the same stop.
   std::atomic<bool> routeCommandHung{false};
-  // 0 until it is found.
+  // 0 until found.
   std::atomic<uint16_t> socksPort{0};
   ProbeSlot probe;
 
-  // Guards both records. Nobody terminates an engine, waits or looks adapters up while holding it.
+  // Guards both records. A thread that holds it must not terminate an engine, wait or look adapters up.
   std::mutex enginesLock;
   std::unique_ptr<ProcessRecord> xray;
   std::unique_ptr<ProcessRecord> tun2socks;
@@ -64,13 +64,13 @@ struct VpnService {
   std::thread sessionThread;
   std::thread statsThread;
 
-  // Guards the totals: bytes since the engine started, as of its last answer.
+  // Guards the totals: bytes since the engine started, from its last reply.
   mutable std::mutex statsLock;
   uint64_t uplinkBytes = 0;
   uint64_t downlinkBytes = 0;
 
-  // Called on the session thread as its last act, with no lock held, whichever way the session ended. Set once, before
-  // the first start.
+  // Called on the session thread as its last step, with no lock held, however the session ended. Set once, before the
+  // first start.
   std::function<void()> onEnded;
 
   VpnService();
@@ -78,8 +78,8 @@ struct VpnService {
   VpnService& operator=(const VpnService&) = delete;
   ~VpnService();
 
-  // Ends an earlier session, then begins one, unless closing is set by then. Returns the text for the user when that
-  // cannot be; empty means that the session thread has begun, whose outcome shows in running and ready only.
+  // Ends an earlier session, then begins one, unless closing is set by then. Returns a message for the user on failure.
+  // Empty means that the session thread has started; only running and ready show its outcome.
   std::string Start(const std::string& text, const std::atomic<bool>& closing);
 
   // Waits for a session that has ended, or is ending, by itself.
@@ -88,17 +88,16 @@ struct VpnService {
   void GetTraffic(int64_t& up, int64_t& down) const;
 };
 
-// Publishes a launched engine in its record, unless the session is to end: the engine is ended then and the answer is
-// false.
+// Publishes a launched engine in its record. If the session is ending, ends the engine instead and returns false.
 bool PublishEngine(VpnService& service, std::unique_ptr<ProcessRecord>& record,
                    std::unique_ptr<ProcessRecord> launched);
 
-// Ends tun2socks and Xray and forgets them. Any thread.
+// Ends tun2socks and Xray and clears their records. Thread-safe.
 void EndEngines(VpnService& service) noexcept;
 
 EngineState StateOf(VpnService& service, const std::unique_ptr<ProcessRecord>& record);
 
-// What the session's waits look at. Refers to the service.
+// What the session's waits check. Refers to the service.
 SessionWatch WatchOf(VpnService& service);
 
 }  // namespace moorlak
