@@ -21,8 +21,8 @@ constexpr wchar_t kBareLogName[] = L"ping_bench.log";
 constexpr DWORD kBufferBytes = 0x100000;
 constexpr DWORD kLineAccess = FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | READ_CONTROL;
 
-// One line as the tunnel log writes it: under a named mutex, the file opened for appending below the folder that is
-// held, asked for its identity and size, and closed.
+// Writes one line as the tunnel log does: takes a named mutex, opens the file for appending relative to the open
+// folder, reads its identity and size, closes it.
 void WriteLine(const char* message) {
   const KernelHandle mutex(CreateMutexW(nullptr, FALSE, kMutexName));
   WaitForSingleObject(mutex.Get(), 0);
@@ -40,7 +40,7 @@ void WriteLine(const char* message) {
   ReleaseMutex(mutex.Get());
 }
 
-// Reads the process's image path and this program's, as the folder rule needs them.
+// Reads the image paths of the process and of this program, as the folder rule does.
 void LookAtImage(HANDLE process) {
   wchar_t path[1024];
   DWORD length = 1024;
@@ -90,7 +90,7 @@ void Serve(HANDLE pipe) {
 }  // namespace
 
 void RunBareServer() {
-  // The log is there before its first line is timed.
+  // Creates the log before its first line is timed.
   OpenPlace({LogFolder(), kBareLogName}, {.access = kLineAccess, .kind = OpenKind::File, .create = true});
   LocalMemory<PSECURITY_DESCRIPTOR> descriptor;
   ConvertStringSecurityDescriptorToSecurityDescriptorW(kSecurity, SDDL_REVISION_1, descriptor.Out(), nullptr);

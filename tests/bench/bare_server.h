@@ -1,5 +1,5 @@
-// The yardstick of the ping benchmark: a pipe server that makes the system calls which serving a ping takes, and does
-// nothing else. It has no time-outs, no stop and no commands, and it trusts every caller that it has looked at.
+// The reference of the ping benchmark: a pipe server that only makes the system calls needed to serve a ping. It has no
+// time-outs, no stop and no commands, and it trusts every caller once it has read the caller's data.
 #pragma once
 
 namespace moorlak::bench {

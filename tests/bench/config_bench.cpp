@@ -1,7 +1,7 @@
-// The rewriting of a configuration at a VPN start, beside what parsing the same text would cost.
+// Rewriting a configuration at a VPN start, compared with the cost of parsing the same text.
 //
-// Each round of the pipeline consumes a text of its own, as a start does; making that copy is not counted. The parsers
-// read the same text and, where they can, write it out again, with nothing edited in between.
+// Each round of the pipeline consumes its own copy of the text, as a start does; making the copy is not measured. The
+// parsers read the same text and, if they can, write it again, without edits in between.
 #include <benchmark/benchmark.h>
 #include <cstring>
 #include <ctime>
@@ -21,14 +21,14 @@
 namespace moorlak::bench {
 namespace {
 
-// Processor time of this thread: other programs on the machine count for less.
+// Processor time of this thread: less affected by other programs on the machine.
 double Seconds() {
   timespec now{};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
-// Times the call and keeps what it made until the clock has stopped.
+// Times the call. Its result lives until the clock has stopped.
 template <typename Call>
 void Time(benchmark::State& state, Call call) {
   const double begin = Seconds();
@@ -38,7 +38,7 @@ void Time(benchmark::State& state, Call call) {
   state.SetIterationTime(end - begin);
 }
 
-// With the room that a start gives the text.
+// With the spare capacity that a start gives the text.
 std::string OwnText(const std::string& text) {
   std::string own;
   own.reserve(text.size() + kRoomForEdits);

@@ -22,7 +22,7 @@ constexpr std::string_view kLastOutbounds =
 constexpr int kServers = 6;
 constexpr size_t kItemsOfRule = 500;
 
-// A linear congruential generator: the same texts on every platform ("Numerical Recipes" gives the constants).
+// A linear congruential generator, for the same texts on every platform (constants from "Numerical Recipes").
 struct Numbers {
   uint32_t state = 1;
   uint32_t Below(uint32_t limit) {

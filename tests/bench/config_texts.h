@@ -1,4 +1,4 @@
-// Configuration texts to measure the rewriting with.
+// Configuration texts for measuring the rewriting.
 #pragma once
 
 #include <cstddef>
@@ -12,8 +12,9 @@ inline constexpr size_t kMiB = size_t{1} << 20;
 
 enum class MetaPlace { First, Last };
 
-// What the user interface sends, compact as an encoder writes it: metadata, log, name servers, inbounds, outbounds with
-// TLS settings, and routing rules whose lists of domains and subnets fill the text up to about that size. Valid JSON.
+// A configuration as the user interface sends it, in an encoder's compact form: metadata, log, name servers, inbounds,
+// outbounds with TLS settings, and routing rules whose lists of domains and subnets fill the text up to about that
+// size. Valid JSON.
 std::string RealisticConfig(size_t size, MetaPlace metaPlace);
 
 struct HostileText {
@@ -21,7 +22,7 @@ struct HostileText {
   std::string text;
 };
 
-// Texts of that size which a scanner that backtracks, recurses or starts over would not come to an end with.
+// Texts of that size with which a scanner that backtracks, recurses or starts over would practically never finish.
 std::vector<HostileText> HostileTexts(size_t size);
 
 }  // namespace moorlak::bench

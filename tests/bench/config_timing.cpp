@@ -1,5 +1,5 @@
-// Times and peak memory of the rewriting at a VPN start, with nothing but the standard library: the Windows program,
-// which is what ships, is measured with it.
+// Time and peak memory of the rewriting at a VPN start, with the standard library only, so that the Windows program,
+// which is what ships, can be measured.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -16,11 +16,11 @@
 
 namespace {
 
-// Bytes that the program has now, and the most it had since somebody set it back.
+// Bytes currently allocated, and their maximum since the last reset.
 std::atomic<size_t> bytesNow{0};
 std::atomic<size_t> bytesAtMost{0};
 
-// In front of each piece of memory stands its size; the piece stays aligned.
+// Each block of memory is preceded by its size; the block stays aligned.
 constexpr size_t kHeader = alignof(std::max_align_t);
 
 }  // namespace
@@ -53,7 +53,7 @@ struct Measurement {
   double timesTheText = 0;
 };
 
-// The fastest of some rounds; the memory counts the text itself.
+// The fastest of several rounds. The memory includes the text itself.
 Measurement Measure(const std::string& text) {
   using Clock = std::chrono::steady_clock;
   constexpr int kRounds = 15;
@@ -61,7 +61,7 @@ Measurement Measure(const std::string& text) {
   for (int round = 0; round < kRounds; ++round) {
     const size_t before = bytesNow;
     std::string consumed;
-    consumed.reserve(text.size() + kRoomForEdits);  // As a start takes it over.
+    consumed.reserve(text.size() + kRoomForEdits);  // As at a start.
     consumed = text;
     bytesAtMost = bytesNow.load();
     const auto begin = Clock::now();

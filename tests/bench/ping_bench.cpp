@@ -1,8 +1,8 @@
-// Ping round trips against the service, beside a bare server that makes the same system calls.
+// Ping round trips to the service, compared with a bare server that makes the same system calls.
 //
-// The program lies in the service's folder, starts both servers and pings them in turns, a block here and a block
-// there, so that a load that comes and goes meets both. A round trip begins with the first try to open the pipe and
-// ends when the reply is read; it therefore holds the server's way from one client to the next.
+// The program is in the service's folder, starts both servers and pings them alternately, block by block, so that a
+// varying load affects both. A round trip begins with the first try to open the pipe and ends when the reply has been
+// read; it therefore includes the time that the server needs between two clients.
 #include <windows.h>
 
 #include <algorithm>
@@ -44,7 +44,7 @@ struct Server {
   }
 };
 
-// Its standard input stays open: the service's console mode would end with it.
+// Its standard input stays open: otherwise the service's console mode would end.
 Server StartServer(const std::wstring& commandLine) {
   Server server;
   SECURITY_ATTRIBUTES inheritable{sizeof(inheritable), nullptr, TRUE};
@@ -65,8 +65,8 @@ Server StartServer(const std::wstring& commandLine) {
   return server;
 }
 
-// A client that tries without a pause takes a processor from the server that it waits for, and a pause of Sleep is
-// longer than what is measured. This call takes units of 100 ns (Microsoft Learn, "NtDelayExecution").
+// A client that retries without a pause takes processor time from the server that it waits for, and even the shortest
+// Sleep is longer than what is measured. This call takes units of 100 ns (Microsoft Learn, "NtDelayExecution").
 void PauseBriefly() {
   using DelayCall = LONG(WINAPI*)(BOOLEAN, const LARGE_INTEGER*);
   static const auto delay = reinterpret_cast<DelayCall>(

@@ -1,4 +1,4 @@
-// Bodies that drop the lines: what is measured is the rewriting, not a log.
+// Log functions that drop the lines: the benchmark measures the rewriting, not a log.
 #include <string_view>
 
 #include "base/log.h"

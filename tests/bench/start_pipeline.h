@@ -1,4 +1,4 @@
-// The rewriting of a configuration as a VPN start does it, without the machine: ports are free, folders are empty, log
+// Rewrites a configuration as a VPN start does, but without the machine: all ports are free, all folders are empty, log
 // lines are dropped.
 #pragma once
 
@@ -6,7 +6,7 @@
 
 namespace moorlak::bench {
 
-// The text that would be staged. Consumes the text, as a start does.
+// Returns the text that would be staged. Consumes its argument, as a start does.
 std::string RunStartPipeline(std::string text);
 
 }  // namespace moorlak::bench

@@ -1,4 +1,4 @@
-// A property that a fuzzer tests; libFuzzer keeps the input that broke it.
+// A property that a fuzzer tests. libFuzzer keeps the input that violates it.
 #pragma once
 
 #include <cstdio>

@@ -1,5 +1,5 @@
-// Reading the metadata and cutting it out: whatever the text, what is read is safe to use and what is left is the text
-// with at most one piece missing.
+// Reads and removes the metadata: for every text, the values read are safe to use, and the rest is the text with at
+// most one piece missing.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -27,7 +27,7 @@ bool IsSafeProgram(std::string_view app) {
   return !app.empty() && app.size() <= 253 && name.find_first_not_of(kSafe) == std::string_view::npos;
 }
 
-// Every item stands in the text between quotes.
+// Every item appears in the text between quotes.
 void CheckItems(std::string_view text, const std::vector<std::string>& items) {
   for (const std::string& item : items) {
     CHECK_PROPERTY(!item.empty());
@@ -51,14 +51,14 @@ void CheckValues(std::string_view text, const ConfigMeta& meta) {
   }
 }
 
-// What is gone is one piece that holds the first key, with nothing but blanks and a comma in front of it.
+// What was removed is one piece that contains the first key, with only blanks and a comma before the key.
 void CheckCut(std::string_view before, std::string_view after) {
   CHECK_PROPERTY(naive::IsCutOf(after, before));
   if (after.size() == before.size()) return;
   const size_t key = before.find(kMetaKey);
   CHECK_PROPERTY(key != std::string_view::npos);
   const size_t removed = before.size() - after.size();
-  // Where bytes repeat, several pieces could be the one; this is the latest that does not begin behind the key.
+  // If bytes repeat, several pieces are possible; this is the last one that begins at or before the key.
   const size_t begin = std::min(naive::CommonPrefix(after, before), key);
   CHECK_PROPERTY(begin + naive::CommonSuffix(after, before) >= after.size());
   CHECK_PROPERTY(begin + removed > key + kMetaKey.size());
@@ -66,7 +66,7 @@ void CheckCut(std::string_view before, std::string_view after) {
 }
 
 void CheckRemoval(std::string_view text) {
-  // The position is the text's own first byte, so that the member's place varies.
+  // The text's first byte is the position, so that the member's place varies.
   const size_t position = text.empty() ? 0 : static_cast<unsigned char>(text.front());
   std::string cut(text);
   RemoveJsonMember(cut, position);

@@ -1,5 +1,5 @@
-// The backup of the adapters' DNS, and what is run because of it: whatever the file says, nothing unsafe gets into a
-// command line, no adapter but the saved one is touched, and what was read is what would be written.
+// The backup of the adapters' DNS, and the commands that follow from it: for every file, nothing unsafe gets into a
+// command line, only the saved adapter is changed, and the records read are the ones that would be written.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -18,7 +18,7 @@ namespace {
 
 constexpr size_t kMostServers = 8;
 
-// What could end the quotes or the command of a line that the command interpreter reads.
+// Without characters that could end the quotes or the command in a line for the command interpreter.
 bool IsPlainName(std::string_view name) {
   return !name.empty() && name.size() <= 256 && std::ranges::none_of(name, [](char byte) {
     return naive::Holds(std::string_view("\n\r\"%&<>^`|\0", 11), {&byte, 1});
@@ -85,7 +85,7 @@ AdapterInfo Adapter(std::string_view name, uint32_t ifIndex, std::vector<std::st
   return adapter;
 }
 
-// The adapter is there under its name; was renamed to whatever the file ends with; or is another one.
+// The adapter exists under its name; or it was renamed to the last line of the file; or it is another one.
 void CheckPlan(const AdapterDnsBackup& record, std::string_view otherName) {
   const AdapterInfo named = Adapter(record.name, record.ifIndex + 1, {"192.0.2.53"});
   const AdapterInfo ours = Adapter(otherName, record.ifIndex, {"127.0.0.1"});
@@ -106,7 +106,7 @@ void CheckText(std::string_view text) {
   const bool known = text.starts_with("v1\n");
   CHECK_PROPERTY((read.version == DnsBackupVersion::Known) == known);
   if (!known) CHECK_PROPERTY(read.records.empty() && read.unsafeNames == 0);
-  // A record takes two lines at least: its own name's, and the one behind what stands for its numbers.
+  // A record takes at least two lines: the one with its name, and the one after its numbers.
   const auto lines = static_cast<size_t>(std::ranges::count(text, '\n')) + 1;
   CHECK_PROPERTY(2 * (read.records.size() + read.unsafeNames) <= lines + 1);
   const std::string_view otherName = text.substr(text.rfind('\n') + 1);
@@ -130,7 +130,7 @@ void CheckRules(std::string_view text) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   moorlak::CheckText(text);
-  // The rules for names and addresses see every line of the text.
+  // The rules for names and addresses check every line of the text.
   for (size_t begin = 0; begin <= text.size();) {
     const size_t end = std::min(text.find('\n', begin), text.size());
     moorlak::CheckRules(text.substr(begin, end - begin));

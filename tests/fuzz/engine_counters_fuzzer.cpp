@@ -1,4 +1,4 @@
-// The engine's counters: whatever the engine answers, the sums are those of a plain second reading.
+// The engine's counters: for every reply of the engine, the sums equal those of a simple second parser.
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -36,7 +36,7 @@ std::optional<std::string_view> FirstDigits(std::string_view counter) {
   return std::nullopt;
 }
 
-// Compared as text: of two numbers without leading zeros the longer one is the larger.
+// Compared as text: without leading zeros, the longer number is larger.
 bool IsTooLarge(std::string_view digits) {
   while (digits.size() > 1 && digits.front() == '0') digits.remove_prefix(1);
   return digits.size() > kLargest.size() || (digits.size() == kLargest.size() && digits > kLargest);

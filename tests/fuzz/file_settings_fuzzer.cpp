@@ -1,5 +1,5 @@
-// The settings that name files against a JSON parser: what RapidJSON finds in the text that the engine's reader makes
-// of it (no comments) is found, and in a well-formed text nothing else is.
+// Finds settings that name files, and compares with a JSON parser: whatever RapidJSON finds in the text without
+// comments, as the engine's reader produces it, must be found, and in a well-formed text nothing else.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -16,7 +16,7 @@ namespace {
 
 enum class Place { Content, Escape, Text, TextEscape, Quoted, QuotedEscape, LineComment, Slash, BlockComment, Star };
 
-// The engine's reader, byte by byte as it is documented to work: a byte either belongs to what is parsed or does not.
+// The engine's reader, byte by byte as documented: each byte either belongs to the parsed text or is dropped.
 struct CommentFilter {
   Place place = Place::Content;
   std::string output;
@@ -99,10 +99,10 @@ std::string FoldName(std::string name) {
   return name;
 }
 
-// Follows a document and notes whether a file is named.
+// Follows a document and records whether a file is named.
 struct Finder : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Finder> {
   std::string name;
-  // For each open object or array, whether it is a log's or in one.
+  // For each open object or array: whether it is a log or inside one.
   std::vector<bool> open{false};
   bool found = false;
 
@@ -143,7 +143,7 @@ struct Verdict {
   bool found = false;
 };
 
-// The engine, too, reads one value and leaves what stands behind it.
+// Like the engine, reads one value and ignores what follows it.
 Verdict ReadAsEngine(std::string_view text) {
   CommentFilter filter;
   for (const char byte : text) filter.Take(byte);
@@ -177,7 +177,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const bool found = !moorlak::FindFileSetting(text).empty();
   const moorlak::Verdict verdict = moorlak::ReadAsEngine(text);
   if (verdict.parsed && verdict.found) CHECK_PROPERTY(found);
-  // What another reading of comments finds stands aside.
+  // Texts whose comments can be read in another way are excluded.
   const bool oneReading = text.find("*\n") == std::string_view::npos;
   if (verdict.parsed && verdict.wholeText && oneReading) CHECK_PROPERTY(found == verdict.found);
   moorlak::CheckAddress(text);

@@ -1,5 +1,5 @@
-// The gateway in the output of `ipconfig`: what is found is what a plain search for its pattern finds, and it is safe
-// in a command line.
+// The gateway in the output of `ipconfig` is the one that a simple search for its pattern finds, and it is safe in a
+// command line.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::string_view kLabel = "Default Gateway";
 
-// \d{1,3}\.\d{1,3}\.\d{1,3}\.\d{1,3} at the position; empty when it is not there.
+// \d{1,3}\.\d{1,3}\.\d{1,3}\.\d{1,3} at the position; empty if there is no match.
 std::string_view AddressAt(std::string_view text, size_t position) {
   size_t end = position;
   for (int group = 0; group < 4; ++group) {
@@ -27,7 +27,7 @@ std::string_view AddressAt(std::string_view text, size_t position) {
   return text.substr(position, end - position);
 }
 
-// Default Gateway[^:]*:[\s]+(address), one label after the other.
+// Default Gateway[^:]*:[\s]+(address), label by label.
 std::string_view FindPlainly(std::string_view text) {
   for (size_t label = text.find(kLabel); label != std::string_view::npos; label = text.find(kLabel, label + 1)) {
     const size_t colon = text.find(':', label);

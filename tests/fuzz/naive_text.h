@@ -1,4 +1,4 @@
-// Plain helpers for the properties: what they say, they say without the product's scanners.
+// Simple helpers for checking properties, independent of the product's scanners.
 #pragma once
 
 #include <cstddef>
@@ -24,7 +24,7 @@ inline bool Holds(std::string_view text, std::string_view part) {
   return text.find(part) != std::string_view::npos;
 }
 
-// The position of a member's value when the member's quoted key stands at the position.
+// The position of a member's value if the member's quoted key is at the position.
 inline std::optional<size_t> ValueOfMember(std::string_view text, size_t position, std::string_view quotedKey) {
   if (text.substr(position, quotedKey.size()) != quotedKey) return std::nullopt;
   size_t value = position + quotedKey.size();
@@ -49,13 +49,13 @@ inline size_t CommonSuffix(std::string_view one, std::string_view other) {
   return size;
 }
 
-// Whether the shorter text is the longer one without some run of bytes.
+// Whether the shorter text is the longer one without one run of bytes.
 inline bool IsCutOf(std::string_view shorter, std::string_view longer) {
   return shorter.size() <= longer.size() &&
          CommonPrefix(shorter, longer) + CommonSuffix(shorter, longer) >= shorter.size();
 }
 
-// Whether all bytes of the part stand in the text in their order, others between them.
+// Whether the text contains all bytes of the part in their order, possibly with others between them.
 inline bool StandsScattered(std::string_view part, std::string_view text) {
   size_t found = 0;
   for (const char byte : text) {

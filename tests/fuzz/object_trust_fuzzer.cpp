@@ -1,5 +1,5 @@
-// The rights decision: a security descriptor as text in, a verdict out. Whatever the list says, an object is ours only
-// when Windows' own way of going through it, walked here entry by entry, grants nobody else a right that changes it.
+// The access check: input is a security descriptor as text, output a verdict. For every list, an object is ours only if
+// Windows' own evaluation, repeated here entry by entry, grants no other user a right that changes it.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -15,7 +15,7 @@ namespace {
 constexpr char kOwnUser[] = "S-1-5-21-1-2-3-1001";
 constexpr ObjectDemands kClosedFile{false, true};
 
-// "Access Control" of Microsoft Learn, file rights: what a generic right stands for on a file.
+// What a generic right means for a file ("Access Control" on Microsoft Learn, file rights).
 uint32_t Mapped(uint32_t rights) {
   uint32_t mapped = rights & 0x0FFFFFFF;
   if ((rights & 0x80000000) != 0) mapped |= 0x120089;
@@ -25,7 +25,7 @@ uint32_t Mapped(uint32_t rights) {
   return mapped;
 }
 
-// "How AccessCheck Works": the entries in their order; what was denied before is not granted any more.
+// "How AccessCheck Works": entries are evaluated in order; what was denied before is not granted later.
 uint32_t GrantedTo(std::string_view sid, const ObjectFacts& facts) {
   if (!facts.hasList) return 0x1F01FF;
   uint32_t granted = 0;
@@ -50,7 +50,7 @@ void CheckOurs(const ObjectFacts& facts) {
   CHECK_PROPERTY(facts.hasList);
   for (const AccessEntry& entry : facts.entries) {
     if (!IsAStranger(entry.sid)) continue;
-    // Read, execute, read the rights, wait: all that is left.
+    // The only rights left are read, execute, read the rights, and wait.
     CHECK_PROPERTY((GrantedTo(entry.sid, facts) & 0x1F01FF & ~0x1200A9u) == 0);
   }
 }
@@ -71,7 +71,7 @@ void CheckEntriesAdded(const ObjectFacts& facts, ObjectVerdict verdict) {
   }
 }
 
-// The order in which things are told apart, and what each verdict says.
+// The order of the checks, and what each verdict means.
 void CheckObject(ObjectFacts facts, uint8_t shape) {
   facts.isFolder = (shape & 1) != 0;
   facts.isReparsePoint = (shape & 2) != 0;

@@ -23,7 +23,7 @@ std::string Lower(std::string_view text) {
   return lower;
 }
 
-// The end of an "allowInsecure" member that stands at the position of a text in lower case.
+// The end of an "allowInsecure" member at the position of a lower-case text.
 std::optional<size_t> EndOfMember(std::string_view lower, size_t position) {
   const auto value = naive::ValueOfMember(lower, position, "\"allowinsecure\"");
   if (!value) return std::nullopt;
@@ -35,7 +35,7 @@ std::optional<size_t> EndOfMember(std::string_view lower, size_t position) {
 
 enum class Comma { Before, Behind, None };
 
-// The end of the member with its comma when both stand at the position.
+// The end of the member with its comma, if both are at the position.
 std::optional<size_t> EndOfMatch(std::string_view lower, size_t position, Comma comma) {
   if (comma == Comma::Before) {
     if (lower[position] != ',') return std::nullopt;

@@ -1,4 +1,4 @@
-// The edits of a VPN start one after the other on the whole text, with no thought of speed.
+// The edits of a VPN start, one after the other on the whole text, without regard to speed.
 #pragma once
 
 #include <string>
@@ -8,13 +8,13 @@
 
 namespace moorlak::plain {
 
-// Every `"listen": "[::1]"` made one of 127.0.0.1.
+// Replaces every `"listen": "[::1]"` with 127.0.0.1.
 std::string ReplaceListens(std::string_view text);
 
-// What PrepareVpnXrayConfig makes of the text. The rules, the tunnel inbound and what is read come from the product.
+// The result of PrepareVpnXrayConfig. The rules, the tunnel inbound and all values read come from the product.
 std::string Prepare(std::string text, const ConfigMeta& meta, const ListExecutables& listExecutables);
 
-// What StripAllowInsecure of the product makes of the text.
+// The result of the product's StripAllowInsecure.
 std::string StripAllowInsecure(std::string text);
 
 }  // namespace moorlak::plain

@@ -1,4 +1,4 @@
-// The text operations of proxy mode: whatever the text, they end, stay inside it and keep their promises.
+// The text operations of proxy mode: for every text they end, stay inside it and keep their promises.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -19,7 +19,7 @@ void CheckStrip(std::string_view text) {
   const std::string stripped = StripAllowInsecure(std::string(text));
   CHECK_PROPERTY(stripped.size() <= text.size());
   if (FindKey(text, "allowInsecure", 0, LetterCase::Ignore) == kNotFound) CHECK_PROPERTY(stripped == text);
-  // A removal can join two halves of a key; what stood there as a whole before is gone.
+  // A removal can join two halves of a key. Only a text without a removal must stay unchanged.
   if (stripped == text) CHECK_PROPERTY(StripAllowInsecure(stripped) == stripped);
 }
 
@@ -59,7 +59,7 @@ void CheckBackup(std::string_view text) {
     CHECK_PROPERTY(ParseProxyBackup(FormatProxyBackup(*backup)) == backup);
     PlanRestore(*backup, backup->previous);
   }
-  // Any texts, cut out of the input, come back; a NUL cannot be in a setting.
+  // Any texts cut from the input are read back unchanged. A setting cannot contain a NUL.
   if (text.find('\0') != std::string_view::npos) return;
   const size_t third = text.size() / 3;
   ProxyBackup backup{

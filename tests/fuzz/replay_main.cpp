@@ -1,5 +1,5 @@
-// A fuzz target without the fuzzer: gives it every file of the folders once. A property that does not hold ends the
-// program. Fails too when there is no file, as a wrong folder would show nothing.
+// A fuzz target without the fuzzer: runs every file of the folders once. A violated property ends the program. Also
+// fails if there is no file, because a wrong folder would show nothing.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -24,7 +24,7 @@ int main(int argumentCount, char** arguments) {
   size_t files = 0;
   for (int i = 1; i < argumentCount; ++i) {
     for (const auto& entry : std::filesystem::directory_iterator(arguments[i])) {
-      // Told before, so that the last line names the input that broke a property.
+      // Printed before the run, so that the last line names the input that violated a property.
       std::printf("%s\n", entry.path().filename().string().c_str());
       std::fflush(stdout);
       Replay(entry.path());

@@ -1,5 +1,5 @@
-// The backup of the name-resolution policy: only a text that says every number is believed, and it says them as a
-// plain reading finds them.
+// The backup of the name-resolution policy: only a text with all numbers is accepted, and the numbers equal those of a
+// simple parser.
 #include <cstddef>
 #include <cstdint>
 #include <sstream>
@@ -13,7 +13,7 @@
 namespace moorlak {
 namespace {
 
-// Words of digits alone, as a stream reads them.
+// Only words of digits, as a stream reads them.
 void CheckAgainstAStream(std::string_view text, const SmhnrBackup& backup) {
   CHECK_PROPERTY(text.starts_with("v1\n"));
   std::istringstream stream(std::string(text.substr(3)));
@@ -24,7 +24,7 @@ void CheckAgainstAStream(std::string_view text, const SmhnrBackup& backup) {
   CHECK_PROPERTY(static_cast<bool>(stream >> hadSmart >> smartValue >> hadParallel >> parallelValue));
   CHECK_PROPERTY(hadSmart <= 1 && hadParallel <= 1);
   CHECK_PROPERTY(backup == (SmhnrBackup{true, hadSmart == 1, smartValue, hadParallel == 1, parallelValue}));
-  // The last number is a whole one.
+  // The last number is complete.
   CHECK_PROPERTY(stream.get() == '\n');
 }
 
@@ -41,8 +41,8 @@ uint32_t NumberAt(std::string_view bytes, size_t position) {
   return number;
 }
 
-// A backup made of the input comes back whole, never when it was cut, and never as another one when it was damaged
-// outside of its numbers.
+// A backup made of the input is read back completely, is rejected if cut, and never reads as another one if it was
+// damaged outside its numbers.
 void CheckWritten(std::string_view bytes) {
   if (bytes.size() < 11) return;
   const auto flags = static_cast<unsigned char>(bytes[0]);

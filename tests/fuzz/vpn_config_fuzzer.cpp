@@ -1,8 +1,8 @@
-// The rewriting of a VPN start from the text that comes in to the text that is staged.
+// The rewriting of a VPN start, from the incoming text to the staged text.
 //
-// The first two bytes of an input are the machine (which ports are busy, which port is free, what lies in a folder),
-// the rest is the text. Names that the edits put in are looked for as plain text, and PrepareVpnXrayConfig has to give
-// what its edits give one after the other on the whole text.
+// The first two bytes of an input are the machine (which ports are busy, which port is free, what a folder contains),
+// the rest is the text. Names that the edits insert are searched for as plain text, and the result of
+// PrepareVpnXrayConfig must equal that of its edits, one after the other on the whole text.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -77,7 +77,7 @@ void CheckServerAddress(std::string_view text) {
 }
 
 void CheckPrepared(std::string_view before, std::string_view after, const ConfigMeta& meta) {
-  // Nothing but addresses to listen on is taken out of the text.
+  // Only addresses to listen on are removed from the text.
   const std::string kept = plain::ReplaceListens(before);
   CHECK_PROPERTY(naive::StandsScattered(kept, after));
   const bool hasBrace = naive::Holds(kept, "{");
@@ -106,13 +106,13 @@ void CheckPorts(const std::string& text, const Machine& machine) {
   const std::string remapped = RemapBusyPorts(
       text, {[&machine](uint16_t port) { return machine.IsFree(port); }, [&machine] { return machine.PickFree(); }});
   if (machine.PickFree() == 0) CHECK_PROPERTY(remapped == text);
-  // Two numbers at most have changed: all else stands there in its order.
+  // At most two numbers have changed: everything else is there in its order.
   std::string withoutDigits = text;
   std::string remappedWithoutDigits = remapped;
   std::erase_if(withoutDigits, naive::IsDigit);
   std::erase_if(remappedWithoutDigits, naive::IsDigit);
   CHECK_PROPERTY(withoutDigits == remappedWithoutDigits);
-  // Of those that are no longer than the new ones, each grows by four digits at most.
+  // Together the two numbers grow by at most eight digits and shrink by at most four.
   CHECK_PROPERTY(remapped.size() <= text.size() + 8 && text.size() <= remapped.size() + 4);
 }
 

@@ -1,4 +1,4 @@
-// The control pipe's decoders: whatever comes over the pipe, what they read is what an encoder would have written.
+// The control pipe's decoders: for all input, what they decode is what an encoder would have written.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
