@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# bench_config.sh [--smoke]: what rewriting a configuration costs at a VPN start, beside JSON libraries on the same
-# texts, then the Windows program's times and peak memory under Wine, as markdown tables. Builds what it needs. --smoke
-# runs the shortest texts once, natively, to see that the benchmark builds and works.
+# bench_config.sh [--smoke]: the cost of rewriting a configuration at a VPN start, compared with JSON libraries on the
+# same texts, then the Windows program's times and peak memory under Wine, as markdown tables. Builds what it needs.
+# --smoke runs the shortest texts once, natively, to see that the benchmark builds and works.
 source "$(dirname "$0")/common.sh"
 
 binaries=$BUILD/native-release
@@ -19,7 +19,7 @@ report=$(mktemp)
 prefix=$BUILD/prefixes/bench_config
 trap 'end_prefix "$prefix"; rm -rf "$prefix" "$report"' EXIT
 
-# Of several turns the fastest counts: what else runs on the machine only ever adds to a time.
+# The fastest of several runs counts: other load on the machine can only make a run slower.
 "$binaries/tests/bench/moorlak_config_bench" --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true \
     --benchmark_min_time=0.2 --benchmark_out="$report" --benchmark_out_format=json >/dev/null 2>&1
 jq -r '

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# bench_ping.sh [BINARIES [BLOCKS]]: ping round trips against the release build and against a bare server that makes
-# the same system calls, in a fresh prefix, as a markdown table. Without BINARIES the release preset is built first.
-# Run it on a machine that has nothing else to do.
+# bench_ping.sh [BINARIES [BLOCKS]]: ping round trips to the release build and to a bare server that makes the same
+# system calls, in a new prefix, as a markdown table. Without BINARIES the release preset is built first. Run it on an
+# idle machine.
 source "$(dirname "$0")/common.sh"
 
 binaries=${1:-}
@@ -17,7 +17,7 @@ trap 'end_prefix "$prefix"; rm -rf "$prefix"' EXIT
 mkdir -p "$folder"
 cp "$binaries/src/moorlak_service.exe" "$binaries/tests/bench/moorlak_ping_bench.exe" "$folder/"
 export WINEPREFIX=$prefix
-# Client, server and Wine's server share one processor. On two, what is measured is where the scheduler puts them: the
-# way between processors costs several times what the call itself does, for either server, and changes with every run.
+# Client, server and Wine's server share one processor. On two, the result would depend on the scheduler: for either
+# server, switching between processors costs several times as much as the call itself, and varies with every run.
 processor=$(taskset -cp $$ | grep -oE '[0-9]+$')
 taskset -c "$processor" "$WINE" 'C:\Program Files\Moorlak\moorlak_ping_bench.exe' ${2:+"$2"}

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# bench_session.sh [RUNS [BINARIES ENGINE]]: what of a connect's and a disconnect's time is the service's own, step by
-# step, as markdown tables, from so many sessions (5) on either path of the simulated machine. Without BINARIES and
-# ENGINE it builds what it needs. Run it on a machine that has nothing else to do.
+# bench_session.sh [RUNS [BINARIES ENGINE]]: how much of a connect's and a disconnect's time the service itself takes,
+# step by step, as markdown tables, from RUNS sessions (default 5) on each path of the simulated machine. Without
+# BINARIES and ENGINE it builds what it needs. Run it on an idle machine.
 source "$(dirname "$0")/common.sh"
 
 runs=${1:-5}

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# Builds the programs of the lab that are written in Go:
+# Builds the lab's programs that are written in Go:
 #   OUTDIR/xray.exe   the proxy engine of the machine tests (lab/engine)
 #   OUTDIR/web.exe    the web tool as a Windows program     (lab/web)
 #   OUTDIR/web        the same for the host
-# What is up to date is left alone. Needs no network.
+# Skips programs that are up to date. Needs no network.
 set -euo pipefail
 
 [ $# -eq 1 ] || { echo "usage: ${0##*/} OUTDIR" >&2; exit 2; }
@@ -20,32 +20,31 @@ if [ ! -x "$go" ] || [ ! -d "$library/src/v2ray.com/core" ]; then
     exit 1
 fi
 
-# Test runners may call this side by side; the second one finds the work done.
+# Test runners may call this script at the same time; the second one finds everything built.
 exec 9>"$out/.lock"
 flock 9
 
-# Nothing of the caller's Go settings may reach the build.
+# The caller's Go settings must not affect the build.
 unset GOROOT GOARCH GOOS GOAMD64 GOEXPERIMENT
 gopath=$out/gopath
 export GO111MODULE=off GOPATH="$gopath:$library" GOENV=off GOFLAGS='' GOPROXY=off
 export GOCACHE=${GOCACHE:-$out/gocache} CGO_ENABLED=0
 windows_sources=$("$go" env GOROOT)/src/cmd/vendor/golang.org/x/sys
 
-# Debian's golang.org/x/sys comes without its Windows half. The copy that the Go
-# distribution vendors for its own commands fills the gap; standing in front of
-# the library's path, it shadows only the two packages that it holds.
+# Debian's golang.org/x/sys lacks its Windows half. The copy that the Go distribution vendors for its own commands fills
+# the gap: it comes first in the library path and shadows only its own two packages.
 prepare_gopath() {
     local target=$gopath/src/golang.org/x/sys
     rm -rf "$gopath"
     mkdir -p "$target/internal"
     cp -R "$windows_sources/windows" "$target/windows"
     cp -R "$windows_sources/internal/unsafeheader" "$target/internal/unsafeheader"
-    # An import path of their own keeps the checkout's folder out of the programs.
+    # A separate import path keeps the checkout's folder out of the programs.
     mkdir -p "$gopath/src/moorlak"
     ln -s "$root/lab" "$gopath/src/moorlak/lab"
 }
 
-# stamp_of FOLDER: a text that changes with anything that goes into the build.
+# stamp_of FOLDER: a text that changes with everything that goes into the build.
 stamp_of() {
     local source
     "$go" version
@@ -64,8 +63,8 @@ build() {
     fi
     echo "building $3"
     prepare_gopath
-    # Beside the old program first: a failed build must not leave half a file,
-    # and a running test keeps the file it has open.
+    # Built under another name first: a failed build must not leave half a file, and a running test keeps the file that
+    # it has open.
     GOOS=$os GOARCH=amd64 "$go" build -trimpath -ldflags "-s -w" -o "$program.new" "moorlak/$folder"
     mv -f "$program.new" "$program"
     printf '%s\n' "$stamp" >"$program.stamp"

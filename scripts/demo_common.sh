@@ -1,21 +1,22 @@
-# Sourced by the demonstrations after common.sh: the product on a Windows machine, step by step, and the last line.
+# Sourced by the demonstrations after common.sh: runs the product on a Windows machine, step by step, and prints the
+# last line.
 # shellcheck shell=bash
 
 folder='C:\Program Files\Moorlak'
-# Another name keeps a demonstration apart from one that runs beside it.
+# With another name a demonstration does not collide with one that runs at the same time.
 name=${MOORLAK_DEMO_NAME:-demo}
 prefix=$BUILD/prefixes/$name
 work=$BUILD/$name
 log=$prefix/drive_c/ProgramData/Moorlak/logs/tunnel.log
-# What went wrong on the way, and what was not put back.
+# What failed on the way, and what was not restored.
 failures=()
 problems=()
-# Processes of ours to end at the end.
+# Our processes to end at the end.
 helpers=()
-# Set when everything was looked at.
+# Set once everything has been checked.
 looked=
 
-# The one word that a demonstration may have: the user's configuration, or nothing.
+# The only argument of a demonstration: the user's configuration, or none.
 own_file() {
     [ $# -le 1 ] || { say "one configuration at most, not $#"; exit 2; }
     [ $# -eq 1 ] || return 0
@@ -23,7 +24,7 @@ own_file() {
     config=$(readlink -f "$1")
 }
 
-# build_for_demo TARGET...: the release build and the engine, quietly.
+# build_for_demo TARGET...: builds the release build and the engine, quietly.
 build_for_demo() {
     mkdir -p "$BUILD"
     say "building the service and its client"
@@ -35,7 +36,7 @@ build_for_demo() {
         { tail -n 40 "$BUILD/demo.log"; exit 1; }
 }
 
-# A Windows program's output as Linux text. Whether it succeeded shows in what it changes.
+# A Windows program's output as Linux text. Its exit code is ignored; callers check its effect.
 wine() { "$WINE" "$@" 2>/dev/null | tr -d '\r' || true; }
 ctl() { wine "$folder\\moorlakctl.exe" "$@"; }
 status_field() { ctl status --json | jq -r ".$1"; }
@@ -43,7 +44,7 @@ tunnel_is_up() { [ "$(status_field tunnel)" = true ]; }
 service_answers() { ctl ping | grep -q answered; }
 service_is_stopped() { wine sc query MoorlakTunnel | grep -q STOPPED; }
 
-# program_runs PATTERN: in this prefix, and in no other: a program's environment names it.
+# program_runs PATTERN: whether it runs in this prefix; a program's environment names the prefix.
 program_runs() {
     local process
     for process in /proc/[0-9]*; do
@@ -52,7 +53,7 @@ program_runs() {
     return 1
 }
 
-# wait_for LIMIT_SECONDS COMMAND...: until it succeeds.
+# wait_for LIMIT_SECONDS COMMAND...: repeats the command until it succeeds.
 wait_for() {
     local end=$((SECONDS + $1))
     shift
@@ -62,7 +63,7 @@ wait_for() {
     done
 }
 
-# ended PROCESS: of this shell.
+# ended PROCESS: whether this process of our shell has ended.
 ended() { ! kill -0 "$1" 2>/dev/null; }
 end_helpers() {
     local helper
@@ -82,7 +83,7 @@ stop_service() {
     wine sc delete MoorlakTunnel >/dev/null
 }
 
-# start_web: what plays the internet; its address in $web.
+# start_web: starts the web server that plays the internet; its address is in $web.
 start_web() {
     rm -f "$work/port"
     "$BUILD/engine/web" serve -portfile "$work/port" >/dev/null &
@@ -91,7 +92,8 @@ start_web() {
     web=127.0.0.1:$(cat "$work/port")
 }
 
-# start_session WORDS...: the client with what is to be shown; its process in $client. The session belongs to it.
+# start_session WORDS...: starts the client with the shown configuration; its process is in $client. The client owns the
+# session.
 start_session() {
     "$WINE" "$folder\\moorlakctl.exe" start "$@" "Z:${work//\//\\}\\config.json" >"$work/client.log" 2>&1 &
     client=$!
@@ -99,17 +101,17 @@ start_session() {
 }
 session_is_up_or_over() { tunnel_is_up || ended "$client"; }
 
-# stop_session: ends the client too.
+# stop_session: also ends the client.
 stop_session() {
     ctl stop >/dev/null
     wait "$client" || true
     say "stopped: $(ctl status)"
 }
 
-# What the client said of its own; lines of the tunnel log begin with their time.
+# The client's own output; lines of the tunnel log begin with their time.
 client_words() { tr -d '\r' <"$work/client.log" | grep -avE '^20[0-9-]+ [0-9:]+ ' || true; }
 
-# What the service complained of, else what the client said last.
+# The service's errors, or else the client's last line.
 session_failure() {
     local reason
     reason=$({ tr -d '\r' <"$log" | grep -ao 'ERROR: .*' | awk 'NR > 1 { printf " / " } { printf "%s", $0 }'; } 2>/dev/null || true)
@@ -117,21 +119,21 @@ session_failure() {
     printf '%s' "$reason"
 }
 
-# Commands that the service could not start, or that did not do what they were to do.
+# Commands that the service could not start, or that failed.
 note_lost_commands() {
     local lost
     lost=$({ tr -d '\r' <"$log" | grep -aoE 'CMD (spawn fail|exit=|timeout|fail).*'; } 2>/dev/null || true)
     [ -z "$lost" ] || failures+=("commands were lost, $(wc -l <<<"$lost") of them: $(head -n 1 <<<"$lost")")
 }
 
-# joined WORDS...: one text.
+# joined WORDS...: joins them to one text.
 joined() {
     local text
     printf -v text '%s; ' "$@"
     printf '%s' "${text%; }"
 }
 
-# The last line, whatever came before it. RESTORED tells what was looked at.
+# Prints the last line, whatever happened before. RESTORED says what was checked.
 conclude() {
     local status=$? verdict
     trap - EXIT

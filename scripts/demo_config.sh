@@ -1,8 +1,8 @@
-# Sourced by the demonstrations after common.sh: the configuration that is shown, and the server that it finds in the
-# demonstration's own network. demo_plan.jq decides what has to be served; here it is checked and raised.
+# Sourced by the demonstrations after common.sh: the configuration that is shown, and its server in the demonstration's
+# own network. demo_plan.jq decides what must be served; this script checks it and starts it.
 # shellcheck shell=bash
 
-# The demonstration's own server, for which it has a configuration of its own.
+# The demonstration's own server, used by its own configuration.
 own_server=203.0.113.7
 own_port=443
 own_user=7c9e6a1e-2d0f-4f4e-9a39-5b1f0c8d3e21
@@ -26,7 +26,7 @@ own_config() {
 JSON
 }
 
-# refuse_config REASON: ends with it. No service was started and no session.
+# refuse_config REASON: ends the demonstration with this reason. Neither the service nor a session was started.
 refuse_config() {
     trap - EXIT
     end_helpers
@@ -39,12 +39,12 @@ refuse_config() {
     exit 1
 }
 
-# read_config FILE MODE: leaves what is to be shown in $work/config.json and what it needs in $work/plan.json. MODE is
-# "vpn" or "proxy"; without a FILE it is the demonstration's own configuration.
+# read_config FILE MODE: writes the configuration to show to $work/config.json and what it needs to $work/plan.json.
+# MODE is "vpn" or "proxy". If FILE is empty, the demonstration's own configuration is used.
 read_config() {
     local mode=$2 reason
     mkdir -p "$work"
-    # A user's configuration has passwords in it.
+    # A user's configuration contains passwords.
     chmod 700 "$work"
     if [ -z "$1" ]; then own_config >"$work/config.json"; else cp "$1" "$work/config.json"; fi
     reason=$(jq -s 'if length == 1 then empty else error("\(length) values in place of one") end' \
@@ -58,7 +58,7 @@ read_config() {
 
 planned() { jq -r "$1" "$work/plan.json"; }
 
-# Applications that bypass the tunnel make the service take the path through the engine's own tunnel inbound.
+# If applications bypass the tunnel, the service takes the path through the engine's own tunnel inbound.
 add_bypassing_application() {
     [ "$(planned .bypass)" = false ] || return 0
     jq '.moorlakMeta["__moorlak_blocked_apps"] = ["C:\\Program Files\\Games\\game.exe"]' "$work/config.json" \
@@ -67,14 +67,14 @@ add_bypassing_application() {
     say "the configuration names no application that bypasses the tunnel, which is what leads to this path: one is added"
 }
 
-# own_network SCRIPT WORDS...: goes on in a network and a view of the file system of the demonstration's own. Nothing
-# of what follows can leave the machine, and the servers' addresses and names can be its.
+# own_network SCRIPT WORDS...: continues in a separate network and mount namespace. Nothing after this can leave the
+# machine, and the demonstration can use the servers' addresses and names.
 own_network() {
     [ -z "${MOORLAK_OWN_NETWORK:-}" ] || return 0
     exec env MOORLAK_OWN_NETWORK=1 unshare --net --mount --fork --kill-child -- bash "$@"
 }
 
-# The addresses of the servers on the loopback interface, their names where Wine's resolver looks.
+# Puts the servers' addresses on the loopback interface and their names where Wine's resolver looks.
 raise_network() {
     local address
     ip link set lo up
@@ -86,7 +86,7 @@ raise_network() {
     [ "$(planned '.tlsNames | length')" -eq 0 ] || make_certificate
 }
 
-# One certificate for the servers, which the machine trusts: Wine takes the system's list for its own.
+# One certificate for all servers, trusted by the machine: Wine uses the system's list.
 make_certificate() {
     local names
     names=$(planned '[.tlsNames[] | if test("^[0-9.]+$|:") then "IP:\(.)" else "DNS:\(.)" end] | join(",")')
@@ -97,15 +97,15 @@ make_certificate() {
 
 server_program='C:\moorlak-server\server.exe'
 
-# engine_refusal FILE: why the engine does not take a configuration, nothing when it does.
+# engine_refusal FILE: why the engine rejects a configuration; empty if it accepts it.
 engine_refusal() {
     local output
     output=$(XRAY_LOCATION_ASSET="$folder\\xray" "$WINE" "$server_program" run -test -config "Z:${1//\//\\}" 2>&1) ||
         tr -d '\r' <<<"$output" | tail -n 1 | sed 's/^Failed to start: //'
 }
 
-# Lists that the configuration's rules refer to, with nothing in them that could match: 240.0.0.0/8 is reserved, and
-# "x.invalid" is nobody's name (RFC 6890, RFC 6761; Protocol Buffers' encoding).
+# The lists that the configuration's rules refer to, with entries that match nothing: 240.0.0.0/8 is reserved, and
+# nobody owns the name "x.invalid" (RFC 6890, RFC 6761; Protocol Buffers' encoding).
 add_empty_lists() {
     local lists="$prefix/drive_c/Program Files/Moorlak/xray" list
     for list in $(planned '.geoip[]'); do
@@ -120,8 +120,8 @@ add_empty_lists() {
         | "lists that hold nothing here: " + join(", ")'
 }
 
-# The servers of the configuration and its name servers, which know one address for every name. Whatever is asked for
-# behind the servers WEB answers.
+# The configuration's servers and name servers, which resolve every name to one address. The web server at WEB replies
+# to every request that goes through the servers.
 server_config() {
     jq --arg web "$1" '{log: {loglevel: "warning"},
         inbounds: (.inbounds + [.nameServers[] | {tag: "names", listen: ., port: 53, protocol: "dokodemo-door",
@@ -132,7 +132,7 @@ server_config() {
             {type: "field", network: "udp", port: "53", outboundTag: "names"}]}}' "$work/plan.json"
 }
 
-# start_server WEB: one engine that is all the servers.
+# start_server WEB: starts one engine that plays all servers.
 start_server() {
     local reason
     add_empty_lists

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# So many runs of ./run one after the other, each on a machine made anew, to see whether any of them loses a command.
+# Runs ./run several times, each time on a new machine, to see whether a run loses a command.
 #   demo_loop.sh [RUNS [WORDS OF ./run...]]    50 without RUNS
-# Prints the last line of each run; what a run printed is kept when it failed.
+# Prints the last line of each run; keeps the output of a run that failed.
 source "$(dirname "$0")/common.sh"
 
 runs=${1:-50}

@@ -33,7 +33,7 @@ bytes_are_counted() { [ "$(status_field down)" -ge 5242880 ]; }
 
 start_web
 start_server "$web"
-# A direct outbound finds the web server where it is; behind a server every name leads there.
+# A direct outbound connects to the web server's real address; through a server every name leads to it.
 page=http://download.example.com
 [ "$(planned '.servers | length')" -gt 0 ] || page=http://$web
 say "a web server plays the internet: $page"
@@ -48,10 +48,10 @@ wait_for 30 proxy_is_set_or_session_over || true
 if tunnel_is_up && proxy_is_set; then
     say "proxy mode is up: $(ctl status)"
     say "the system proxy is now $(system_proxy)"
-    # A look that does not find the engine now would prove nothing by finding none later.
+    # If this check did not find the engine now, not finding it later would prove nothing.
     program_runs 'xray\.exe' || failures+=("the engine was not seen running")
     socks=127.0.0.1:$(system_proxy | sed -n 's/.*socks=localhost:\([0-9]*\).*/\1/p')
-    # An engine listens a moment after its start; the system proxy is set half a second later.
+    # The engine listens shortly after its start; the system proxy is set half a second later.
     if "$BUILD/engine/web" fetch -socks "$socks" "$page/" >"$work/page.json" 2>"$work/page.err" &&
         "$BUILD/engine/web" fetch -socks "$socks" "$page/bytes/5242880" >"$work/large.json" 2>"$work/page.err"; then
         say "a page through the engine:  $(cat "$work/page.json")"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # A whole session on the simulated machine, with every step printed as it happens; see ./run.
 #   demo_tunnel.sh [--native-tun] [my-config.json]
-# MOORLAK_DEMO_FAULT may hold the words of a `labctl fault`, to see the demonstration tell of it.
+# MOORLAK_DEMO_FAULT may contain the words of a `labctl fault`, to see the demonstration report it.
 source "$(dirname "$0")/common.sh"
 source "$ROOT/scripts/lab.sh"
 source "$ROOT/scripts/demo_common.sh"
@@ -31,7 +31,7 @@ labctl "$prefix" create >/dev/null 2>&1
 RESTORED="the machine as before, no engine, no staged file, no recovery file."
 bytes_are_counted() { [ "$(status_field down)" -ge 8388608 ]; }
 dump() { labctl "$prefix" show 2>/dev/null | tr -d '\r'; }
-# Without what the own adapter keeps because each session sets it anew (docs/known-issues.md): its settings, stored
+# Without what our own adapter keeps because each session sets it again (docs/known-issues.md): its settings, the stored
 # routes of its own network, its network's name.
 restored_part() {
     awk '/^[^ ]/ { own = /^adapter "Moorlak"/ } !own || /^[^ ]/' |
@@ -47,7 +47,7 @@ say "a web server plays the internet behind it"
 # shellcheck disable=SC2086
 [ -z "${MOORLAK_DEMO_FAULT:-}" ] || labctl "$prefix" fault $MOORLAK_DEMO_FAULT >/dev/null
 
-# On a real machine the engine's own connections must not end up in the tunnel that they carry.
+# On a real machine the engine's own connections must not go into the tunnel that they carry.
 look_at_ways_to_servers() {
     local server way
     for server in $(planned '[.servers[].ip] | unique[]'); do

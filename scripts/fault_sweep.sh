@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# fault_sweep.sh [BINARIES ENGINE]: each call of a session into the system fails once, in turn, on both paths; so many
-# slices side by side as there are processors (MOORLAK_SHARDS for another number). Prints every point and the failures,
-# and takes hours. MOORLAK_FAULT_SWEEP: "slow" (engines make their own adapters, after a while), "stored" (`route DELETE`
-# leaves stored copies), or both. Without BINARIES and ENGINE it builds what it needs.
+# fault_sweep.sh [BINARIES ENGINE]: each system call of a session fails once, in turn, on both paths; as many slices in
+# parallel as there are processors (MOORLAK_SHARDS for another number). Prints every point and the failures, and takes
+# hours. MOORLAK_FAULT_SWEEP: "slow" (engines make their own adapters, with a delay), "stored" (`route DELETE` leaves
+# stored copies), or both. Without BINARIES and ENGINE it builds what it needs.
 source "$(dirname "$0")/common.sh"
 
 shards=${MOORLAK_SHARDS:-$(nproc)}

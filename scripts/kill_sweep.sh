@@ -1,17 +1,17 @@
 #!/usr/bin/env bash
-# The service is ended at its n-th change of the simulated machine, for every n, and started again; the machine must be
-# as before. Prints every point with the change, and at the end how many failed, with what was not put back.
+# The service is killed at its n-th change of the simulated machine, for every n, and started again; the machine must be
+# as before. Prints every point with the change, and at the end how many failed, with what was not restored.
 #   kill_sweep.sh [--path tun2socks|native] [--before] [--reboot] [--double] [--stored] [--cold] [--taken]
-#     --before     the death comes in place of the change, after what was written ahead of it
-#     --reboot     the machine starts anew before the service does
-#     --double     the start after the death is ended, too, at each of its changes
+#     --before     the service dies instead of making the change, after what it wrote in advance
+#     --reboot     the machine restarts before the service does
+#     --double     the start after the death is killed, too, at each of its changes
 #     --stored     `route DELETE` leaves stored copies of what it deletes
-#     --cold       the first netsh of the start after it take longer than they are given
+#     --cold       the first netsh of the next start take longer than the service allows
 #     --taken      tun2socks takes the service's adapter; otherwise it makes its own after a while, as most do
 #     --every K    only each K-th change of the session
 #     --point N    only this one (with --double: with all deaths of its recovery)
-#     --jobs J     that many prefixes side by side, at most 8 (4)
-#     --name NAME  of the prefixes below the build folder (kill_sweep)
+#     --jobs J     that many prefixes in parallel, at most 8 (default 4)
+#     --name NAME  of the prefixes in the build folder (kill_sweep)
 #     --binaries FOLDER  a finished build; without it the release build is made
 source "$(dirname "$0")/common.sh"
 
@@ -36,7 +36,7 @@ while [ $# -gt 0 ]; do
     esac
     shift
 done
-# One point is one job's.
+# A single point needs only one job.
 case $words in *point=*) jobs=1 ;; esac
 
 folder=$BUILD/results/$name
@@ -58,13 +58,13 @@ status=0
 for pid in "${pids[@]}"; do wait "$pid" || status=1; done
 kill "$follower"
 
-# A session that came to its end is a run, but no point.
+# A session that ended normally is a run, but not a point.
 points=$(cat "$folder"/[0-9]*.log | grep '^point ' | grep -vc ': the end: ' || true)
 failures=$(cat "$folder"/[0-9]*.log | grep -c '^point .*, NOT RESTORED' || true)
 say
 awk '/^point .*, NOT RESTORED/ { shown = 1; print; next } /^  [-+o]/ && shown { print; next } { shown = 0 }' \
     "$folder"/[0-9]*.log | tr -d '\r'
 say "$points points, $failures failed"
-# Whatever else a run found wrong stands in its log.
+# Other failures of a run are in its log.
 [ "$status" -eq 0 ] || { [ "$failures" -gt 0 ] || say "a run failed for another reason, see $folder"; exit 1; }
 for ((job = 0; job < jobs; job++)); do rm -rf "$BUILD/prefixes/${name}_$job"; done

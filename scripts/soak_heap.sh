@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# soak_heap.sh [SESSIONS [BINARIES ENGINE]]: so many sessions (50), each on a service of its own that is stopped behind it
-# and must end with 0, with every heap of the prefix checked (WINEDEBUG=warn+heap). A line for each; Wine's messages go
-# to build/soak_heap.err, because the checks are off when standard error is /dev/null. A session takes some ten seconds.
-# Without BINARIES and ENGINE it builds what it needs.
+# soak_heap.sh [SESSIONS [BINARIES ENGINE]]: SESSIONS sessions (default 50), each on its own service, which is stopped
+# afterwards and must exit with 0, with all heaps of the prefix checked (WINEDEBUG=warn+heap). Prints one line each;
+# Wine's messages go to build/soak_heap.err, because the checks are off when standard error is /dev/null. A session
+# takes about ten seconds. Without BINARIES and ENGINE it builds what it needs.
 export WINEDEBUG=warn+heap
 source "$(dirname "$0")/common.sh"
 

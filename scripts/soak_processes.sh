@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# soak_processes.sh PREFIX [COUNT]: creates that many (20,000) empty processes under Wine, one after the other, and counts
-# the creations that fail, with their errors. Exits 1 when any failed. It is the test bench that is tested: a process
-# that is lost so loses a command of a session.
+# soak_processes.sh PREFIX [COUNT]: creates COUNT (default 20,000) empty processes under Wine, one after the other, and
+# counts the creations that fail, with their errors. Exits with 1 if any failed. This tests the test bench: a process
+# that is lost like this loses a command of a session.
 source "$(dirname "$0")/common.sh"
 
 prefix=$(realpath -m "$1") count=${2:-20000}

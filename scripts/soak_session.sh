@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# soak_session.sh [CYCLES [BINARIES ENGINE]]: so many sessions (200), each stopped as soon as it is up, in turns on both
-# paths, on one service that is not restarted; prints its private memory, handles and threads every 20 cycles. A cycle
-# takes some ten seconds. Without BINARIES and ENGINE it builds what it needs.
+# soak_session.sh [CYCLES [BINARIES ENGINE]]: CYCLES sessions (default 200), each stopped as soon as it is up, on both
+# paths in turn, on one service that is not restarted; prints its private memory, handles and threads every 20 cycles. A
+# cycle takes about ten seconds. Without BINARIES and ENGINE it builds what it needs.
 source "$(dirname "$0")/common.sh"
 
 cycles=${1:-200}

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# stop_bound.sh [BINARIES ENGINE]: how long the end of the service takes while no command comes back, in each state of a
-# session. Without BINARIES and ENGINE it builds what it needs. Takes some minutes, nearly all of them waiting.
+# stop_bound.sh [BINARIES ENGINE]: how long the service takes to end while every command hangs, in each state of a
+# session. Without BINARIES and ENGINE it builds what it needs. Takes a few minutes, nearly all of them waiting.
 source "$(dirname "$0")/common.sh"
 
 binaries=${1:-} engine=${2:-$BUILD/engine}

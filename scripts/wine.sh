@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
-# Wine as all scripts call it, without Linux's address space randomisation: with it about one process in 3,000 is lost
-# as it starts, with ERROR_INTERNAL_ERROR (1359). What Wine starts inherits the setting, its server and services too.
+# Wine as all scripts call it, without Linux's address space randomisation: with randomisation about one process in
+# 3,000 is lost at its start, with ERROR_INTERNAL_ERROR (1359). What Wine starts inherits the setting, including its
+# server and services.
 exec setarch "$(uname -m)" -R /usr/lib/wine/wine64 "$@"
