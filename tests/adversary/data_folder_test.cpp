@@ -1,5 +1,5 @@
-// Whoever makes the data folder or the log folder first must not be served: the service deletes, renames and appends
-// there with the system's rights, and a folder that leads elsewhere would have it do so there.
+// The service must not use a data folder or log folder that another user created first: it deletes, renames and appends
+// there with the system's rights, and a folder that links elsewhere would make it do so there.
 #include "adversary/support/data_folder.h"
 
 #include <gtest/gtest.h>
@@ -16,7 +16,7 @@ const std::wstring kDataAside = L"C:\\ProgramData\\Moorlak.untrusted-1";
 const std::wstring kLogsAside = L"C:\\ProgramData\\Moorlak\\logs.untrusted-1";
 
 struct DataFolder : FreshMachine {
-  // What somebody made before the service did: a log that is due for its rotation.
+  // Created by another user before the service did: a log that is due for rotation.
   static void MakeLargeLog() {
     MakeDataFolders();
     Plant(kLogFile, std::string(kLargeLog, 'x'));
@@ -62,7 +62,7 @@ TEST_F(DataFolder, OfAStrangerThatCannotBePutAsideIsNotUsed) {
   ExpectUntouched(kLogFolder);
   EXPECT_EQ(NamesIn(kDataFolder, L"").size(), 1u);
   EXPECT_EQ(NamesIn(kParent, L"Moorlak").size(), 1u);
-  // Three lines were to be written, and one tells of it.
+  // Of the three lines to be written, only one is reported.
   const size_t told = played.output.find("C:\\ProgramData\\Moorlak");
   EXPECT_NE(told, std::string::npos) << played.output;
   EXPECT_EQ(played.output.find("C:\\ProgramData\\Moorlak", told + 1), std::string::npos) << played.output;
@@ -103,7 +103,7 @@ TEST_F(DataFolder, LogsThatCannotBePutAsideAreNotUsed) {
   EXPECT_NE(played.output.find("C:\\ProgramData\\Moorlak\\logs"), std::string::npos) << played.output;
 }
 
-// Whoever may list a folder may also open it for himself alone.
+// A user who may list a folder may also open it without sharing.
 TEST_F(DataFolder, OfOursIsUsedWhileAStrangerHasItOpenForHimself) {
   Play("line", "before");
   const KernelHandle data = HoldAlone(kDataFolder);

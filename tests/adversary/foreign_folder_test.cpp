@@ -1,5 +1,5 @@
-// A configuration that names an application on another machine: the service would ask that machine, as this computer's
-// account, and wait for its answer.
+// A configuration that names an application on another machine: the service would contact that machine with this
+// computer's account, and wait for its reply.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -23,13 +23,13 @@ namespace {
 
 using WideTexts = std::vector<std::wstring>;
 
-// Every path that was asked for; nothing is found anywhere.
+// Every path that was looked up; none of them is found.
 WideTexts& LookedUp() {
   static WideTexts& paths = *new WideTexts;
   return paths;
 }
 
-// Kinds of drives by their root; all others are missing.
+// Drive types by root; drives that are not in it do not exist.
 std::map<std::wstring, UINT>& Drives() {
   static auto& drives = *new std::map<std::wstring, UINT>;
   return drives;

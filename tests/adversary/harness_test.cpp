@@ -1,4 +1,4 @@
-// That a role does what it says, in a process of its own.
+// Shows that a role does what it says, in a separate process.
 #include <gtest/gtest.h>
 
 #include "adversary/support/data_folder.h"

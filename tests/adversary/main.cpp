@@ -5,7 +5,7 @@
 
 namespace {
 
-// No test leaves a service behind for the next one, whatever became of it.
+// No test leaves a running service to the next one, whether it passed or failed.
 class ServiceStopper : public testing::EmptyTestEventListener {
   void OnTestEnd(const testing::TestInfo&) override { moorlak::machine::StopTunnelService(); }
 };

@@ -1,5 +1,5 @@
-// Recovery files tell the service what to do with the system's rights. One that somebody else could have written must
-// not be believed, and nothing that lies in its place may keep a backup from being written.
+// Recovery files determine what the service does with the system's rights. A file that another user could have written
+// must not be believed, and nothing in its place may keep a backup from being written.
 #include <windows.h>
 #include <aclapi.h>
 #include <sddl.h>
@@ -57,7 +57,7 @@ struct RecoveryFile : FreshMachine {
 
 TEST_F(RecoveryFile, OfAnEarlierVersionIsBelieved) {
   Plant(kFile, "v1\n");
-  // What the files of the folder for all users' data inherit: users may read.
+  // What files inherit from the folder for all users' data: users may read.
   ASSERT_TRUE(GiveRights(kFile, L"D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;0x1200a9;;;WD)"));
   EXPECT_EQ(Believe(), "believed");
 }

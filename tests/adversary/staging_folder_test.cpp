@@ -1,4 +1,4 @@
-// The staging folders lie where every user may make one first. That must cost neither the user's secrets nor the mode.
+// Every user may create the staging folders first. That must cost neither the user's secrets nor the mode.
 #include <windows.h>
 
 #include <filesystem>

@@ -1,4 +1,4 @@
-// Users may add files to the log folder and append to the log. What they make of that must neither lead the service
+// Users may add files to the log folder and append to the log. What they do there must neither lead the service
 // elsewhere nor silence the log.
 #include <windows.h>
 
@@ -92,7 +92,7 @@ TEST_F(TakenLog, ALinkIsNotMadeWritable) {
   ExpectOneLine("ours");
 }
 
-// Users may give the service's own log a second name and the attribute, again and again. It stays the log.
+// Users may repeatedly give the service's log a second name and the read-only attribute. It remains the log.
 TEST_F(TakenLog, ASecondNameOfTheServicesOwnLogDoesNotTakeItAway) {
   EXPECT_EQ(Play("abuse", "first").exitCode, 0u);
   EXPECT_EQ(LogMessages(), (std::vector<std::string>{"first", "after the second name", "after the attribute"}));
@@ -129,7 +129,7 @@ TEST_F(TakenLog, AFileWithASecondNameUnderTheRotatedNameIsPutAside) {
   ExpectOneLine("ours");
 }
 
-// Only who is alone with a file is granted an exclusive oplock on it.
+// An exclusive oplock is granted only if nobody else has the file open.
 TEST_F(TakenLog, NobodyIsAloneWithIt) {
   EXPECT_EQ(Play("watch", "a line").output, "held");
 }

@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A file or a folder with all that is in it; never through a link, which Wine would follow.
+// Removes a file, or a folder with everything in it, but never through a link, which Wine would follow.
 void RemoveTree(const fs::path& path) {
   std::error_code ignored;
   if (IsLink(path.wstring())) return;

@@ -1,4 +1,5 @@
-// The product's data folder before and after an attack. Nothing of the product's holds it in the test's own process.
+// The product's data folder before and after an attack. In the test's own process the product's code holds no handle to
+// it.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,16 +12,16 @@
 
 namespace moorlak::adversary {
 
-// A machine on which the product has never run: neither the data folder nor what was put aside of it.
+// A machine on which the product has never run: there is neither the data folder nor anything put aside from it.
 struct FreshMachine : testing::Test {
   FreshMachine();
   ~FreshMachine() override;
 };
 
-// Makes the data folder and the log folder as somebody would who knows nothing of rights.
+// Creates the data folder and the log folder without any access rules.
 void MakeDataFolders();
 
-// A file with this content, written over whatever file stands there.
+// Writes a file with this content, over an existing file if there is one.
 void Plant(const std::wstring& path, std::string_view content);
 
 bool Exists(const std::wstring& path);
@@ -32,16 +33,16 @@ void GiveAway(std::initializer_list<std::wstring> paths);
 // Opened by somebody who lets nobody delete or rename it until the handle is closed.
 KernelHandle HoldInPlace(const std::wstring& folder);
 
-// Opened by somebody who lets nobody else open it for anything that is shared.
+// Opens the folder without sharing.
 KernelHandle HoldAlone(const std::wstring& folder);
 
-// The whole content; empty when there is none.
+// The whole content; empty if there is no file.
 std::string ContentOf(const std::wstring& path);
 
-// Messages (without time and line end) of the tunnel log.
+// Messages of the tunnel log, without time and line end.
 std::vector<std::string> LogMessages();
 
-// Names in a folder that begin so, in order.
+// Sorted names in a folder that begin with that text.
 std::vector<std::wstring> NamesIn(const std::wstring& folder, std::wstring_view beginning);
 
 }  // namespace moorlak::adversary

@@ -4,7 +4,7 @@
 
 #include <winternl.h>
 
-// Slots of this program's import table through which its code, the product's included, calls the system.
+// Slots of this program's import table, through which its code, including the product's, calls the system.
 extern "C" {
 extern decltype(&::CreateFileW) __imp_CreateFileW;
 extern decltype(&::NtCreateFile) __imp_NtCreateFile;
@@ -14,7 +14,7 @@ extern decltype(&::GetFileInformationByHandle) __imp_GetFileInformationByHandle;
 namespace moorlak::adversary {
 namespace {
 
-// Wine keeps these attributes and gives them no meaning.
+// Wine stores these attributes but gives them no meaning.
 constexpr DWORD kReadOnlyMark = FILE_ATTRIBUTE_SYSTEM;
 constexpr DWORD kLinkMark = FILE_ATTRIBUTE_HIDDEN;
 constexpr DWORD kWritingAccess = FILE_WRITE_DATA | FILE_APPEND_DATA | GENERIC_WRITE | GENERIC_ALL;
