@@ -1,5 +1,5 @@
-// The access check: input is a security descriptor as text, output a verdict. For every list, an object is ours only if
-// Windows' own evaluation, repeated here entry by entry, grants no other user a right that changes it.
+// The rights decision: a security descriptor as text in, a verdict out. Whatever the list says, an object is ours only
+// when Windows' own way of going through it, walked here entry by entry, grants nobody else a right that changes it.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -50,7 +50,7 @@ void CheckOurs(const ObjectFacts& facts) {
   CHECK_PROPERTY(facts.hasList);
   for (const AccessEntry& entry : facts.entries) {
     if (!IsAStranger(entry.sid)) continue;
-    // The only rights left are read, execute, read the rights, and wait.
+    // Read, execute, read the rights, wait: all that is left.
     CHECK_PROPERTY((GrantedTo(entry.sid, facts) & 0x1F01FF & ~0x1200A9u) == 0);
   }
 }
