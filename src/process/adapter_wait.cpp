@@ -15,13 +15,13 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kLookInterval(200);
 constexpr std::chrono::milliseconds kUpPatience(5000);
 
-// The name of the engine whose exit ends the wait, null while there is none.
+// The name of the engine whose exit ends the wait; null if there is none.
 const char* ExitedEngine(const SessionWatch& session) {
   if (session.xray() != EngineState::Running) return "Xray";
   return session.tun2socks() == EngineState::Exited ? "Tun2Socks" : nullptr;
 }
 
-// True unless the session is to end.
+// True unless the session is ending.
 bool WaitUntilUp(const SessionWatch& session, const AdapterFinder& finder, Clock::time_point deadline) {
   while (Clock::now() < deadline && session.running && ExitedEngine(session) == nullptr && !finder.isUp()) {
     std::this_thread::sleep_for(kLookInterval);
@@ -33,7 +33,7 @@ bool Wait(const SessionWatch& session, const AdapterFinder& finder, Clock::time_
   while (Clock::now() < deadline) {
     if (!session.running) return false;
     if (const char* engine = ExitedEngine(session); engine != nullptr) {
-      // A stop clears the flag before it ends the engines: their end is then no news.
+      // A stop clears the flag before it ends the engines: their exit is then expected.
       if (session.running) {
         WriteStandardErrorLine(std::string("VPN Service: ") + engine + " exited before Moorlak adapter appeared");
       }

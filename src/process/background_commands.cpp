@@ -14,7 +14,7 @@ namespace {
 constexpr uint32_t kStepMs = 100;
 
 std::atomic<uint32_t> runningCommands{0};
-// Held while a command counts itself out, so that whoever has taken it once knows that this is over, too.
+// Held while a command decrements the count: a thread that has taken it once knows that this is over, too.
 std::mutex finishLock;
 
 void RunCounted(const std::function<void()>& work) noexcept {

@@ -1,4 +1,4 @@
-// Work that outlives the call that began it, counted so that a teardown can wait for it.
+// Work that outlives the call that started it, counted so that a teardown can wait for it.
 #pragma once
 
 #include <cstdint>
@@ -6,12 +6,12 @@
 
 namespace moorlak {
 
-// Runs the work on a thread of its own, or here when there is none to be had. It counts from before this returns until
-// after its last act. The work owns what it uses and throws nothing.
+// Runs the work on its own thread, or inline if no thread can be created; counted as running until it has fully
+// finished. The work must own what it uses and must not throw.
 void RunInBackground(const std::function<void()>& work) noexcept;
 
-// Waits until no background command runs, for at most about the limit, in steps of 100 ms and at least one look. While
-// the service ends, the limit is at most what is left for that (process/service_end.h).
+// Waits until no background command runs, for about the limit at most, in steps of 100 ms; checks at least once. While
+// the service ends, the limit is at most the time left for that (process/service_end.h).
 void WaitForBackgroundCommands(uint32_t limitMs) noexcept;
 
 }  // namespace moorlak

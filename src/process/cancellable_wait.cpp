@@ -9,7 +9,7 @@ namespace {
 
 constexpr int32_t kLongestStepMs = 100;
 
-// A sleep may end early (a signal, a coarse timer): it is resumed until its deadline has passed.
+// A sleep may end early (a signal, a coarse timer); it is resumed until its deadline has passed.
 void SleepWhole(int32_t stepMs) {
   using Clock = std::chrono::steady_clock;
   const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(stepMs);

@@ -1,4 +1,4 @@
-// The one sleeping primitive of sessions and probes.
+// The only sleeping primitive of sessions and probes.
 #pragma once
 
 #include <atomic>
@@ -7,11 +7,11 @@
 namespace moorlak {
 
 // Sleeps for the duration in steps of at most 100 ms while running is set, so that clearing the flag ends every wait
-// within about 100 ms. A duration below 1 returns at once. Returns the flag as it stands afterwards.
+// within about 100 ms. Returns at once for a duration below 1. Returns the flag's value afterwards.
 bool WaitWhileRunning(const std::atomic<bool>& running, int32_t durationMs);
 
-// The length of the next step of such a wait after sleptMs of it: 250 ms are slept as 100, 100 and 50. 0 when the wait
-// is over.
+// The length of the next step of such a wait after sleptMs: 250 ms are slept as 100, 100 and 50. 0 when the wait is
+// over.
 int32_t NextWaitStep(int32_t durationMs, int32_t sleptMs);
 
 }  // namespace moorlak

@@ -11,7 +11,7 @@ namespace moorlak {
 namespace {
 
 constexpr DWORD kPipeSize = 64u << 10;
-// A program that has filled the pipe waits no longer than this for its reader.
+// A program that has filled the pipe waits at most this long for its reader.
 constexpr DWORD kReadIntervalMs = 20;
 
 bool StartCaptured(const std::string& path, const std::string& commandLine, const OutputPipe& pipe,
@@ -24,14 +24,14 @@ bool StartCaptured(const std::string& path, const std::string& commandLine, cons
   return StartChild(options, child) == ERROR_SUCCESS;
 }
 
-// Everything up to the program's end or to a limit; the program may live on in the latter case.
+// Everything up to the program's end or to a limit; at a limit the program may still be running.
 std::string Collect(const ChildProcess& child, HANDLE readEnd, const CaptureLimits& limits, bool& timedOut) {
   std::string output;
   const ULONGLONG begin = GetTickCount64();
   const uint32_t grantedMs = GrantedMs(limits.timeoutMs);
   bool ended = false;
   while (!ended && !timedOut && output.size() < limits.mostBytes) {
-    // Asked before the read, so that the last read comes after the end.
+    // Checked before the read, so that the last read comes after the end.
     ended = WaitForSingleObject(child.process.Get(), kReadIntervalMs) == WAIT_OBJECT_0;
     output += ReadAvailable(readEnd, limits.mostBytes - output.size());
     timedOut = !ended && GetTickCount64() - begin >= grantedMs;

@@ -1,4 +1,4 @@
-// The output of a console tool of the system.
+// Captures the output of a system console tool.
 #pragma once
 
 #include <cstddef>
@@ -13,13 +13,13 @@ struct CaptureLimits {
   size_t mostBytes = 0;
 };
 
-// Runs a program (full path) with a command line, both UTF-8, without a window and returns what it wrote on standard
-// output, in the code page that it chose; nothing when it cannot be started. A program that passes a limit is ended
-// with all it started, and what it wrote by then is the answer; a time-out is logged.
+// Runs a program (full path) with a command line, both UTF-8, without a window. Returns what it wrote to standard
+// output, in the code page that it chose; nullopt if it cannot be started. A program that exceeds a limit is ended with
+// everything it started, and its output so far is returned; a time-out is logged.
 std::optional<std::string> CaptureCommand(const std::string& path, const std::string& commandLine,
                                           const CaptureLimits& limits);
 
-// The same for a program of the system folder, which no other one on the search path can stand in for.
+// The same for a program in the system folder; a program of the same name elsewhere on the search path is never used.
 std::optional<std::string> CaptureSystemCommand(const std::string& program, const CaptureLimits& limits);
 
 }  // namespace moorlak

@@ -18,7 +18,7 @@ struct AttributeListTraits {
   static void Close(Type list) noexcept { DeleteProcThreadAttributeList(list); }
 };
 
-// It refers to its own memory, to the job and to the handles: none of them may move while it is in use.
+// Refers to its own memory, to the job and to the handles: none of them may move while it is in use.
 struct AttributeList {
   std::vector<std::byte> memory;
   UniqueHandle<AttributeListTraits> list;
@@ -26,7 +26,7 @@ struct AttributeList {
 
 bool OpenAttributeList(AttributeList& attributes, DWORD count) {
   SIZE_T size = 0;
-  // Asks for the size only, and so fails.
+  // Queries only the size, so this call fails.
   InitializeProcThreadAttributeList(nullptr, count, 0, &size);
   attributes.memory.resize(size);
   auto* list = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(attributes.memory.data());
@@ -40,7 +40,7 @@ bool SetHandles(const AttributeList& attributes, DWORD_PTR attribute, HANDLE* ha
                                    nullptr) != FALSE;
 }
 
-// The job, and exactly these handles to inherit; without any, that entry is left out.
+// Sets the job and exactly these handles to inherit; without handles, that attribute is left out.
 bool FillAttributeList(AttributeList& attributes, HANDLE& job, std::vector<HANDLE>& inherited) {
   if (!OpenAttributeList(attributes, inherited.empty() ? 1 : 2) ||
       !SetHandles(attributes, PROC_THREAD_ATTRIBUTE_JOB_LIST, &job, 1)) {
@@ -60,7 +60,7 @@ std::vector<HANDLE> HandlesFor(const ChildOptions& options) {
   return InheritableHandles({options.standardInput, options.standardOutput, options.standardError}, IsInheritable);
 }
 
-// A handle that the child does not inherit is a number without meaning in it, or worse, the number of something else.
+// The number of a handle that the child does not inherit means nothing in it or, worse, means something else.
 HANDLE InheritedOrNull(const std::vector<HANDLE>& inherited, HANDLE handle) {
   return std::find(inherited.begin(), inherited.end(), handle) != inherited.end() ? handle : nullptr;
 }
@@ -102,15 +102,15 @@ bool CreateProcessFor(const ChildOptions& options, std::wstring& commandLine, bo
     return CreateProcessW(application, commandLine.data(), nullptr, nullptr, inherits, kFlags, nullptr, folder,
                           &startup, &created) != FALSE;
   }
-  // Another account may not be let into this process's desktop.
+  // Another account may have no access to this process's desktop.
   wchar_t ownDesktop[] = L"";
   startup.lpDesktop = ownDesktop;
   return CreateProcessAsUserW(options.token, application, commandLine.data(), nullptr, nullptr, inherits, kFlags,
                               nullptr, folder, &startup, &created) != FALSE;
 }
 
-// The system puts the child into the job as it creates it. Were that a step of its own, a crash in between would leave
-// a child behind.
+// The system puts the child into the job while creating it. If this were a separate step, a crash in between would
+// leave a child outside the job.
 DWORD CreateInJob(const ChildOptions& options, ChildProcess& child) {
   std::vector<HANDLE> inherited = HandlesFor(options);
   STARTUPINFOEXW startup = StartupRecord(options, inherited);

@@ -1,4 +1,4 @@
-// The one way to create a child process: no window, a job of its own, exactly the handles meant for it.
+// The only way to create a child process: no window, its own job, exactly the handles meant for it.
 #pragma once
 
 #include <windows.h>
@@ -10,24 +10,24 @@
 namespace moorlak {
 
 struct ChildOptions {
-  // Full path of the program; empty: the system finds the first word of the command line.
+  // Full path of the program; if empty, the system searches for the first word of the command line.
   std::wstring application;
   std::wstring commandLine;
-  // Empty: the folder of this process.
+  // If empty, this process's folder.
   std::wstring workingFolder;
-  // Not owned. Null: the child runs as this process does. A primary token otherwise; the child then gets a window
-  // station of its own account (CreateProcessAsUserW of Microsoft Learn, lpDesktop an empty text) and this process's
+  // Not owned. If null, the child runs as this process does. Otherwise a primary token; the child then gets a window
+  // station of its own account ("CreateProcessAsUserW" on Microsoft Learn, lpDesktop an empty text) and this process's
   // environment.
   HANDLE token = nullptr;
-  // True: the child gets the three handles below, not owned here, and inherits these only. One that is null, invalid or
-  // not inheritable reaches the child as null. False: the child inherits no handle at all.
+  // If true, the child gets the three handles below (not owned) and inherits only these; one that is null, invalid or
+  // not inheritable is null in the child. If false, the child inherits no handle.
   bool redirected = false;
   HANDLE standardInput = nullptr;
   HANDLE standardOutput = nullptr;
   HANDLE standardError = nullptr;
 };
 
-// Closing the job, by the destructor or by the end of this process, ends the child and all it started.
+// Closing the job, by the destructor or by the end of this process, ends the child and everything it started.
 struct ChildProcess {
   KernelHandle process;
   KernelHandle thread;
@@ -35,13 +35,13 @@ struct ChildProcess {
   DWORD id = 0;
 };
 
-// ERROR_SUCCESS, or the system error number of the call that failed; then no child runs. A child that cannot be put
-// into a job is not started: nothing may outlive the service that could still change the machine. The child is in the
-// job from its creation on (PROC_THREAD_ATTRIBUTE_JOB_LIST of Microsoft Learn), so that a crash at any moment ends it
-// and nothing it starts can stand outside.
+// ERROR_SUCCESS, or the error of the call that failed; then no child runs. A child that cannot be put into a job is not
+// started: nothing that could still change the machine may outlive the service. The child is in the job from its
+// creation ("PROC_THREAD_ATTRIBUTE_JOB_LIST" on Microsoft Learn), so a crash at any moment ends it, and nothing it
+// starts can be outside the job.
 DWORD StartChild(const ChildOptions& options, ChildProcess& child);
 
-// Terminates the child and all it started; does not wait for their end.
+// Terminates the child and everything it started; does not wait for their end.
 void TerminateChild(const ChildProcess& child, UINT exitCode) noexcept;
 
 // An anonymous pipe for a child's output: only the write end is inheritable.
@@ -50,12 +50,11 @@ struct OutputPipe {
   KernelHandle writeEnd;
 };
 
-// Size is the number of bytes that can be written before anybody reads; 0 is the system's default. False when the pipe
+// Size is the number of bytes that can be written before anyone reads; 0 is the system's default. False if the pipe
 // cannot be created; both ends are empty then.
 bool CreateOutputPipe(OutputPipe& pipe, DWORD size);
 
-// Reads what is there, at most so many bytes, and waits for nothing: somebody who inherited the write end may hold it
-// open for ever.
+// Non-blocking; reads at most mostBytes. Must not wait: a grandchild may keep the write end open.
 std::string ReadAvailable(HANDLE readEnd, size_t mostBytes);
 
 }  // namespace moorlak

@@ -7,33 +7,33 @@
 
 namespace moorlak {
 
-// One command of a console tool, with how it is run (process/hidden_command.h).
+// One command of a console tool, and how to run it (process/hidden_command.h).
 struct HiddenCommand {
   std::string text;
   uint32_t timeoutMs = 0;
-  // Whether an exit code other than 0 is worth a line in the log.
+  // Whether to log an exit code other than 0.
   bool logFailures = true;
 };
 
-// What nearly every command is given, in milliseconds.
+// The time limit of nearly every command, in milliseconds.
 inline constexpr uint32_t kCommandMs = 15000;
 
-// What CreateProcess is given for a hidden command.
+// CreateProcess's parameters for a hidden command.
 struct HiddenCommandLine {
-  // Full path of the program; empty when the system folder is unknown: the system then looks for the command shell.
+  // Full path of the program; empty if the system folder is unknown: the system then searches for the command shell.
   std::string application;
   std::string commandLine;
 };
 
-// A command whose first five bytes are "netsh" runs netsh.exe straight from the system folder, so that no other
-// netsh.exe on the search path is ever taken; anything may follow the five bytes. Everything else, and netsh when the
-// system folder is unknown (empty), runs through the command shell, the system's own where its folder is known.
+// A command whose first five bytes are "netsh", whatever follows them, runs netsh.exe directly from the system folder,
+// so that another netsh.exe on the search path is never used. Everything else, and netsh if the system folder is
+// unknown (empty), runs through the command shell; the system's own if its folder is known.
 HiddenCommandLine ComposeHiddenCommand(std::string_view command, std::string_view systemFolder);
 
 // "<path>" -config "<path>"
 std::string XrayCommandLine(std::string_view xrayPath, std::string_view configPath);
 
-// "<path>" and the argument string behind a blank.
+// "<path>", a blank and the argument string.
 std::string XrayApiCommandLine(std::string_view xrayPath, std::string_view arguments);
 
 // "<path>" with the Moorlak adapter as device and the loopback SOCKS port as proxy.

@@ -38,7 +38,7 @@ ConfigTestResult AwaitVerdict(const ChildProcess& child) {
   return {timedOut, exitCode};
 }
 
-// Nothing when the engine cannot be started.
+// nullopt if the engine cannot be started.
 std::optional<ConfigTestResult> RunTest(const std::string& xrayPath, const std::string& configPath,
                                         EngineAccount& account) {
   ChildProcess child;
@@ -46,7 +46,7 @@ std::optional<ConfigTestResult> RunTest(const std::string& xrayPath, const std::
   return AwaitVerdict(child);
 }
 
-// Whether what was refused passes with the service's rights.
+// Whether a refused configuration passes with the service's rights.
 bool PassesWithOwnRights(const std::string& xrayPath, const std::string& configPath, const ConfigTestResult& refused,
                          EngineAccount& account) {
   if (!IsTestedAgain(account.choice, refused)) return false;

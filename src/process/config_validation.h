@@ -1,4 +1,4 @@
-// Asking the engine whether it would run a configuration.
+// Asks the engine whether it would run a configuration.
 #pragma once
 
 #include <atomic>
@@ -8,11 +8,11 @@
 
 namespace moorlak {
 
-// True when the engine's own test accepts the file (paths are UTF-8). Blocks for at most 18 seconds: an engine that has
-// not answered after 15 is ended, which counts as exit code 1. Failures are logged. The engine runs with the account's
-// rights; a configuration that it refuses so is tested once more with the service's own, and the account has these
-// from then on when it passes. Blocks for twice as long at most then. When the flag, where one is given, is clear by
-// then, it is not tested again: a stop ends the engine, which is no refusal.
+// True if the engine's own test accepts the file (paths are UTF-8). Blocks for at most 18 seconds: an engine that has
+// not finished after 15 is ended, which counts as exit code 1. Failures are logged. The engine runs with the account's
+// rights. A configuration that it then refuses is tested again with the service's own rights, which doubles the longest
+// time; if it passes, the account has these rights from then on. There is no second test if the flag is given and clear
+// by then: a stop ends the engine, which is not a refusal.
 bool ValidateXrayConfig(const std::string& xrayPath, const std::string& configPath, EngineAccount& account,
                         const std::atomic<bool>* running = nullptr) noexcept;
 

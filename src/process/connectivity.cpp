@@ -8,7 +8,7 @@ namespace {
 constexpr uint16_t kHttpPort = 80;
 constexpr uint16_t kHttpsPort = 443;
 
-// 0 unless the whole text is a port's number.
+// 0 unless the whole text is a port number.
 uint16_t PortFrom(std::string_view digits) {
   uint16_t port = 0;
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), port);

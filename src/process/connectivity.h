@@ -1,4 +1,4 @@
-// Where the data path is probed: the public endpoints, and the pieces of their URLs.
+// Where the data path is probed: the public endpoints, and the parts of their URLs.
 #pragma once
 
 #include <atomic>
@@ -10,7 +10,7 @@
 
 namespace moorlak {
 
-// Two services of different operators on the public internet. Each answers a GET with 204 and no content.
+// Two services of different operators on the public internet. Each replies to a GET with 204 and no content.
 inline constexpr std::string_view kConnectivityEndpoints[] = {
     "https://www.gstatic.com/generate_204",
     "https://cp.cloudflare.com/generate_204",
@@ -24,17 +24,17 @@ struct ProbeUrl {
   std::string path;
 };
 
-// Nothing for another scheme than "http://" and "https://" (in small letters), an empty host, and a port that is not a
-// decimal number from 1 to 65535. IPv6 literals are not known here.
+// nullopt for a scheme other than "http://" and "https://" (in small letters), for an empty host, and for a port that
+// is not a decimal number from 1 to 65535. IPv6 literals are not supported.
 std::optional<ProbeUrl> SplitProbeUrl(std::string_view url);
 
-// Milliseconds of a probe of that URL, or -1.
+// Probes the URL; returns milliseconds, or -1 on failure.
 using Probe = std::function<int64_t(const std::string& url)>;
-// Learns of each probe's answer.
+// Called with each probe's result.
 using ProbeReport = std::function<void(const std::string& url, int64_t elapsedMs)>;
 
-// Probes the endpoints in their order until one answers; true when one did. The flag is looked at before each of them,
-// so that no probe begins once it is clear.
+// Probes the endpoints in order until one replies; true if one did. Checks the flag before each of them, so that no
+// probe starts once it is clear.
 bool ProbeEndpoints(const std::atomic<bool>& running, const Probe& probe, const ProbeReport& report);
 
 }  // namespace moorlak

@@ -14,7 +14,7 @@ std::string Tagged(std::string_view engine, std::string_view stream, std::string
 }
 
 std::string_view WithoutTrailingLineBreaks(std::string_view chunk) {
-  // find_last_not_of answers npos for a chunk of line breaks only, and npos + 1 is 0.
+  // find_last_not_of returns npos for a chunk of only line breaks, and npos + 1 is 0.
   return chunk.substr(0, chunk.find_last_not_of("\r\n") + 1);
 }
 

@@ -34,7 +34,7 @@ void HandleTun2SocksChunk(const char* stream, std::string_view chunk) {
   WriteLogLine(output->logLine);
 }
 
-// Ends by itself when the engine and all who inherited the pipe are gone.
+// Ends by itself once the engine and every process that inherited the pipe are gone.
 void RunPump(const KernelHandle& readEnd, const char* stream, ChunkHandler handleChunk) noexcept {
   char chunk[kPumpChunkSize];
   DWORD got = 0;
@@ -64,13 +64,13 @@ HANDLE WriteEndOr(const OutputPipe& pipe, DWORD ownStream) {
 }
 
 struct EngineLaunch {
-  // Null when the process was not created.
+  // Null if the process was not created.
   std::unique_ptr<ProcessRecord> record;
   DWORD error = ERROR_SUCCESS;
   DWORD processId = 0;
 };
 
-// Without its pipe a stream of the engine is the service's own.
+// A stream whose pipe could not be created uses the service's own.
 EngineLaunch LaunchEngine(const std::string& commandLine, const std::filesystem::path& folder,
                           const char* outputPipeFailed, const char* errorPipeFailed, EngineAccount& account) {
   EngineLaunch launch;
@@ -96,7 +96,8 @@ EngineLaunch LaunchEngine(const std::string& commandLine, const std::filesystem:
   return launch;
 }
 
-// A pump that cannot be started throws, and with its record the engine ends: it would stop at a full pipe.
+// Throws if a pump cannot be started. The record's destructor then ends the engine, which would otherwise block on a
+// full pipe.
 void StartPumps(ProcessRecord& record, ChunkHandler handleChunk) {
   StartPump(std::move(record.standardOutput), "stdout", handleChunk);
   StartPump(std::move(record.standardError), "stderr", handleChunk);
@@ -161,7 +162,7 @@ std::unique_ptr<ProcessRecord> LaunchTun2Socks(const std::string& tun2socksPath,
   try {
     const std::string commandLine = Tun2SocksCommandLine(tun2socksPath, socksPort);
     WriteStandardErrorLine("VPN Service: Starting Tun2Socks with command: " + commandLine);
-    // It drives the adapter, and takes no text of a user's.
+    // It drives the adapter, and gets no text from a user.
     EngineAccount own;
     TakeOwnRights(own, {});
     EngineLaunch launch =

@@ -10,8 +10,8 @@
 
 namespace moorlak {
 
-// One engine. The job ends the engine and all it started when the record, or the whole service, goes away.
-// A record has one owner; the owner's lock guards it.
+// One engine. The job ends the engine and everything it started when the record is destroyed or the service ends. A
+// record has one owner; the owner's lock guards it.
 struct ProcessRecord {
   KernelHandle process;
   KernelHandle thread;
@@ -33,7 +33,7 @@ bool IsRunning(const ProcessRecord& record);
 // Terminates the engine with exit code 0, waits at most 80 ms for it and closes the handles. Safe to call twice.
 void StopProcess(ProcessRecord& record) noexcept;
 
-// What an Xray launch writes to standard error; the two modes word it differently. Empty texts are not written.
+// What an Xray launch writes to standard error; the two modes use different texts. Empty texts are not written.
 struct XrayLaunchTexts {
   const char* outputPipeFailed = "";
   const char* errorPipeFailed = "";
@@ -43,15 +43,15 @@ struct XrayLaunchTexts {
   const char* startFailed = "";
 };
 
-// Starts Xray (UTF-8 paths) on the staged configuration: working folder is the engine's, XRAY_LOCATION_ASSET of this
-// process is set to it when geoip.dat lies there, each output pipe gets a detached pump thread that copies to standard
-// error. Null when the process cannot be created. The caller destroys its earlier record of this engine first.
-// It runs with the account's rights, as far as it can be created with them; which they are is logged.
+// Starts Xray (UTF-8 paths) on the staged configuration. Its working folder is the engine's own; if geoip.dat is there,
+// this process's XRAY_LOCATION_ASSET is set to that folder. A detached pump thread copies each output pipe to standard
+// error. Null if the process cannot be created. The caller destroys its earlier record of this engine first. Xray runs
+// with the account's rights if it can be created with them; logs which rights it got.
 std::unique_ptr<ProcessRecord> LaunchXray(const std::string& xrayPath, const std::string& configPath,
                                           const XrayLaunchTexts& texts, EngineAccount& account) noexcept;
 
-// Starts tun2socks on the Moorlak adapter towards the SOCKS port. Its output goes to standard error and, without the
-// info and debug chatter, to the tunnel log. Null when the process cannot be created.
+// Starts tun2socks on the Moorlak adapter with the SOCKS port as proxy. Its output goes to standard error and, except
+// for info and debug entries, to the tunnel log. Null if the process cannot be created.
 std::unique_ptr<ProcessRecord> LaunchTun2Socks(const std::string& tun2socksPath, uint16_t socksPort) noexcept;
 
 }  // namespace moorlak

@@ -21,7 +21,7 @@ std::string Failed(const char* call) {
   return std::string(call) + " failed, error " + std::to_string(error);
 }
 
-// Without its privileges, but for the one that every account has: to pass through folders.
+// Without its privileges, except the one that every account has: traversing folders.
 TokenResult WithoutPrivileges(const KernelHandle& token) {
   TokenResult result;
   if (!CreateRestrictedToken(token.Get(), DISABLE_MAX_PRIVILEGE, 0, nullptr, 0, nullptr, 0, nullptr,
@@ -37,7 +37,7 @@ TokenResult LocalServiceToken() {
     return {{}, Failed("LogonUserW")};
   }
   const std::wstring user = TokenUserSid(logon);
-  // There are systems that answer success with a handle that is none, which must not even be closed.
+  // Some systems report success with an invalid handle, which must not even be closed.
   const KernelHandle token(user.empty() ? nullptr : logon);
   if (user != kLocalServiceSid) return {{}, "LogonUserW gave no token of that account"};
   return WithoutPrivileges(token);
@@ -51,7 +51,7 @@ TokenResult OwnToken() {
   return WithoutPrivileges(token);
 }
 
-// The token of the chosen rights, or the next ones'. Without any they are the service's own.
+// Gets the token of the chosen rights, or of the next ones. Without a token the rights are the service's own.
 void ObtainToken(EngineAccount& account) {
   while (!account.token && account.choice.rights != EngineRights::Own) {
     TokenResult result = account.choice.rights == EngineRights::LocalService ? LocalServiceToken() : OwnToken();

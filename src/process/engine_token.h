@@ -1,4 +1,4 @@
-// Children with fewer rights than the service's: tokens, and creating an engine's process with the chosen one.
+// Children with fewer rights than the service: creates tokens, and an engine's process with the chosen one.
 #pragma once
 
 #include <windows.h>
@@ -11,22 +11,22 @@
 
 namespace moorlak {
 
-// As whom an engine's processes run. A copy shares the token. Belongs to one thread at a time.
+// The account that an engine's processes run as. A copy shares the token. Used by one thread at a time.
 struct EngineAccount {
   EngineRightsChoice choice;
-  // Empty for the service's own rights, and as long as none was asked for.
+  // Empty for the service's own rights, and until one is requested.
   std::shared_ptr<const KernelHandle> token;
 };
 
-// Starts the child with the account's rights; what cannot be had, or cannot be used, leads to the next of them, so that
-// a child that can be created at all is. As StartChild otherwise.
+// Like StartChild, with the account's rights. Rights that cannot be obtained or used lead to the next ones, so that any
+// child that can be created at all is created.
 //
-// LocalService: LogonUserW for "NT AUTHORITY\LocalService" as a service, which takes LocalSystem's rights; the token is
-// asked for its user. Both tokens go through CreateRestrictedToken with DISABLE_MAX_PRIVILEGE, which leaves
-// SeChangeNotifyPrivilege alone ("CreateRestrictedToken function" of Microsoft Learn).
+// LocalService: LogonUserW for "NT AUTHORITY\LocalService" as a service, which requires LocalSystem's rights; the
+// token's user is verified. Both kinds of token go through CreateRestrictedToken with DISABLE_MAX_PRIVILEGE, which
+// keeps only SeChangeNotifyPrivilege ("CreateRestrictedToken function" on Microsoft Learn).
 DWORD StartChildAs(EngineAccount& account, const ChildOptions& options, ChildProcess& child);
 
-// The service's own rights from now on, with the reason.
+// Uses the service's own rights from now on, with the reason.
 void TakeOwnRights(EngineAccount& account, std::string_view reason);
 
 }  // namespace moorlak

@@ -6,7 +6,7 @@
 namespace moorlak {
 namespace {
 
-// INVALID_HANDLE_VALUE. It is also the pseudo handle of the current process, so a test by the system would accept it.
+// INVALID_HANDLE_VALUE is also the pseudo handle of the current process, so the system would accept it.
 bool IsInvalidHandleValue(const void* handle) {
   return reinterpret_cast<std::intptr_t>(handle) == -1;
 }

@@ -15,7 +15,8 @@
 namespace moorlak {
 namespace {
 
-// The counters of a busy engine fit whole, so that the engine never waits for a reader while it is waited for.
+// Large enough for all counters of a busy engine: the engine must not wait for a reader while the reader waits for the
+// engine's end.
 constexpr DWORD kApiPipeSize = 1u << 20;
 constexpr int32_t kApiTimeoutMs = 800;
 
@@ -44,7 +45,7 @@ void ReportSpawnFailure(DWORD error, const std::string& command) {
 }
 
 struct HiddenExit {
-  // 1 for a command that had to be ended or whose code cannot be read.
+  // 1 if the command had to be ended or its code cannot be read.
   DWORD code = 1;
   bool late = false;
 };
@@ -63,7 +64,7 @@ HiddenExit AwaitExit(const ChildProcess& child, uint32_t timeoutMs, const std::s
 CommandOutcome RunHidden(const HiddenCommand& command) {
   const uint32_t grantedMs = GrantedMs(command.timeoutMs);
   if (grantedMs == 0 && command.timeoutMs != 0) {
-    // A command that is ended as soon as it began could leave half a change.
+    // A command that is ended right after its start could leave half a change.
     WriteLogLine("CMD not started, the service ends: " + command.text);
     return CommandOutcome::Late;
   }
@@ -78,7 +79,7 @@ CommandOutcome RunHidden(const HiddenCommand& command) {
   return exit.late ? CommandOutcome::Late : CommandOutcome::Failed;
 }
 
-// False at the time-out, and soon after the flag was cleared.
+// False at the time-out, and soon after the flag is cleared.
 bool AwaitAnswer(const ChildProcess& child, const std::atomic<bool>* running) {
   int32_t waitedMs = 0;
   while (running == nullptr || *running) {

@@ -38,15 +38,15 @@ using HttpHandle = UniqueHandle<HttpHandleTraits>;
 
 }  // namespace
 
-// One asynchronous request ("Asynchronous Completion in WinHTTP" on Microsoft Learn). WinHTTP holds a reference of its
-// own, the callback's context, until it has told the closing of the handle: it may tell other things until then.
+// One asynchronous request ("Asynchronous Completion in WinHTTP" on Microsoft Learn). WinHTTP holds its own reference,
+// the callback's context, until it has reported the closing of the handle; until then it may report other events.
 struct ProbeRequest {
   enum class Stage { Sending, Sent, Answered, Failed };
 
   HINTERNET handle = nullptr;
   DWORD_PTR context = 0;
   std::atomic<Stage> stage = Stage::Sending;
-  // Signalled behind each change of the stage.
+  // Signalled after each change of the stage.
   KernelHandle changed{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
 };
 
@@ -63,8 +63,8 @@ UniqueSocket SocketForATry() {
   return socket;
 }
 
-// The two time-outs do not bound a connect, and Windows asks a closed loopback port again for up to two seconds: so the
-// connect goes on in the background and is waited for.
+// The two time-outs do not limit a connect, and Windows retries a closed loopback port for up to two seconds. So the
+// connect is non-blocking and waited for.
 bool CanConnect(uint16_t port) {
   const UniqueSocket socket = SocketForATry();
   u_long nonBlocking = 1;
@@ -106,7 +106,7 @@ bool WaitForListener(const SessionWatch& session, uint16_t port, uint32_t timeou
     WriteLogLine("SOCKS listen ready on " + address);
     return session.running;
   }
-  // A stop clears the flag before it ends the engines: neither their end nor the silent port is news then.
+  // A stop clears the flag before it ends the engines: their end and the silent port are then expected.
   if (!session.running) return false;
   WriteLogLine(outcome == ListenOutcome::XrayExited ? "ERROR: Xray exited while waiting for SOCKS listen"
                                                     : "ERROR: SOCKS not listening on " + address);
@@ -118,18 +118,18 @@ void Enter(ProbeRequest& request, Stage stage) {
   SetEvent(request.changed.Get());
 }
 
-// Called by WinHTTP, on threads of its own and from within calls: it takes no lock.
+// Called by WinHTTP, on its own threads and from within calls, so it takes no lock.
 void CALLBACK OnHttpStatus(HINTERNET, DWORD_PTR context, DWORD status, void*, DWORD) noexcept {
   auto* own = reinterpret_cast<SharedRequest*>(context);
   if (own == nullptr) return;
   if (status == WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE) Enter(**own, Stage::Sent);
   if (status == WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE) Enter(**own, Stage::Answered);
   if (status == WINHTTP_CALLBACK_STATUS_REQUEST_ERROR) Enter(**own, Stage::Failed);
-  // Nothing comes behind this.
+  // The last callback.
   if (status == WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING) delete own;
 }
 
-// Gives WinHTTP its reference, with the callback that gives it back.
+// Gives WinHTTP its reference and sets the callback that releases it.
 bool GiveContext(HINTERNET handle, const SharedRequest& request) {
   constexpr DWORD kWanted = WINHTTP_CALLBACK_FLAG_ALL_COMPLETIONS | WINHTTP_CALLBACK_FLAG_HANDLES;
   if (WinHttpSetStatusCallback(handle, OnHttpStatus, kWanted, 0) == WINHTTP_INVALID_STATUS_CALLBACK) return false;
@@ -142,7 +142,7 @@ bool GiveContext(HINTERNET handle, const SharedRequest& request) {
   return true;
 }
 
-// Sends in the slot's keeping; false when the session is to end, and when the request cannot even begin.
+// Puts the request into the slot and sends it; false if the session is ending or sending fails at once.
 bool Send(const std::atomic<bool>& running, ProbeSlot& slot, HttpHandle handle, const SharedRequest& request) {
   const std::lock_guard guard(slot.lock);
   if (!running) return false;
@@ -152,14 +152,14 @@ bool Send(const std::atomic<bool>& running, ProbeSlot& slot, HttpHandle handle, 
                             request->context);
 }
 
-// False when the request was cancelled, and so closed, meanwhile.
+// False if the request was cancelled, and so closed, meanwhile.
 bool Receive(ProbeSlot& slot, const ProbeRequest& request) {
   const std::lock_guard guard(slot.lock);
   return slot.request != nullptr && WinHttpReceiveResponse(request.handle, nullptr);
 }
 
-// Waits until the request has left the stage, and tells whether it reached the next one. The request's time-outs end
-// each stage; the limit is for a system that does not tell so.
+// Waits until the request has left the stage, and returns whether it reached the next one. The request's time-outs end
+// each stage; the limit is for a system that does not report this.
 bool LeavesFor(ProbeRequest& request, Stage stage, Stage next) {
   constexpr DWORD kLimitMs = 4 * kHttpStepMs;
   bool isTold = true;
@@ -169,8 +169,8 @@ bool LeavesFor(ProbeRequest& request, Stage stage, Stage next) {
   return request.stage == next;
 }
 
-// Closing is how a request is cancelled, but what is told of it may take its time: the probe does not wait for that.
-// False when somebody else has closed it.
+// Closing cancels a request, but WinHTTP may report it late, so the probe does not wait for that. False if another
+// thread has closed it.
 bool CloseRequest(ProbeSlot& slot) {
   SharedRequest request;
   {

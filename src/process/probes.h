@@ -1,4 +1,5 @@
-// Readiness and health: does the engine listen, does a web page come through. Adapter presence: process/adapter_wait.h.
+// Readiness and health: whether the engine listens, and whether a web page gets through. Adapter presence:
+// process/adapter_wait.h.
 #pragma once
 
 #include <atomic>
@@ -11,28 +12,28 @@
 
 namespace moorlak {
 
-// True when a TCP connection to the loopback port succeeds within the time-out while the session goes on. Tries every
-// 100 ms, each try for at most 200 ms. Logs the success, Xray's exit and the time-out; a session that is to end leaves
-// no line.
+// True if a TCP connection to the loopback port succeeds within the time-out while the session runs. Tries every 100
+// ms, each try for at most 200 ms. Logs the success, Xray's exit and the time-out; logs nothing if the session is
+// ending.
 bool WaitForSocksListen(const SessionWatch& session, uint16_t port, uint32_t timeoutMs) noexcept;
 
 struct ProbeRequest;
 
-// The place of the one HTTP request that a session has in flight, so that another thread can cancel it.
+// Holds the only HTTP request that a session has in flight, so that another thread can cancel it.
 struct ProbeSlot {
   std::mutex lock;
-  // Null when none is in flight. Guarded by the lock, within which every call with the request's handle is made: none
-  // may come behind its close. Whoever takes the request out closes it.
+  // Null if none is in flight. Guarded by the lock, which is held during every call with the request's handle, so that
+  // none follows its close. Whoever takes the request out closes it.
   std::shared_ptr<ProbeRequest> request;
 };
 
-// Closes the request in flight, which ends its probe with -1 at once. The session's running flag is cleared before this
-// is called: a probe that is about to send then finds it clear.
+// Closes the request in flight, which ends its probe with -1 at once. Clear the session's running flag before calling
+// this: a probe that has not sent yet checks it under the same lock.
 void CancelProbe(ProbeSlot& slot) noexcept;
 
-// Milliseconds from the connect to any HTTP response, whatever its status, or -1: no response, a URL that SplitProbeUrl
-// does not take, a clear running flag, a cancelled request. Resolving, connecting, sending and receiving have 5 seconds
-// each. The first goes through the SOCKS proxy on the loopback port (0 gives -1), the second without any proxy along
+// Milliseconds from the connect to any HTTP response, whatever its status; -1 if there is no response, SplitProbeUrl
+// rejects the URL, the running flag is clear or the request was cancelled. Resolving, connecting, sending and receiving
+// have 5 seconds each. ProbeViaSocks uses the SOCKS proxy on the loopback port (0 gives -1), ProbeTunPath no proxy and
 // the system's routes.
 int64_t ProbeViaSocks(const std::atomic<bool>& running, ProbeSlot& slot, uint16_t socksPort,
                       const std::string& url) noexcept;

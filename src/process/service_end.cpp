@@ -10,7 +10,7 @@ namespace {
 
 constexpr int64_t kNoEnd = -1;
 
-// Of the steady clock, in milliseconds.
+// On the steady clock, in milliseconds.
 std::atomic<int64_t> deadlineMs{kNoEnd};
 
 int64_t NowMs() {

@@ -1,4 +1,4 @@
-// What a wait of the connect sequence looks at besides its own goal.
+// What a wait of the connect sequence checks besides its own goal.
 #pragma once
 
 #include <atomic>
@@ -8,9 +8,9 @@ namespace moorlak {
 
 enum class EngineState { NotStarted, Running, Exited };
 
-// The functions are called on the waiting thread, several times a second, without a lock of the caller's held.
+// The functions are called on the waiting thread, several times a second, while the caller holds no lock.
 struct SessionWatch {
-  // Cleared when the session is to end: that comes first, and only then are the engines stopped.
+  // Cleared when the session is ending, always before the engines are stopped.
   const std::atomic<bool>& running;
   std::function<EngineState()> xray;
   std::function<EngineState()> tun2socks;

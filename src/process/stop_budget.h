@@ -1,4 +1,4 @@
-// How long the end of the service may take, as arithmetic: what of its own time a wait is granted.
+// How long the end of the service may take, as arithmetic: how much of its own time a wait is granted.
 #pragma once
 
 #include <cstdint>
@@ -6,20 +6,20 @@
 
 namespace moorlak {
 
-// Windows is told to wait for 45 s; what waits for nothing that can hang has the rest.
+// Windows is told to wait for 45 s; the rest is for work that cannot hang.
 inline constexpr uint32_t kStopBudgetMs = 35000;
 
-// Times are milliseconds of one clock that only rises.
+// Times are milliseconds of one monotonic clock.
 struct StopBudget {
-  // Nothing while no end was asked for.
+  // nullopt if no end was requested.
   std::optional<int64_t> deadlineMs;
 };
 
 // The budget of an end that begins now and may take that long.
 StopBudget BeginStopBudget(int64_t nowMs, uint32_t budgetMs);
 
-// What a wait that may take that long is granted now: all of it without an end, otherwise at most what is left, and 0
-// from the deadline on. So whatever waits one after the other, in whichever order, is over by the deadline.
+// The time granted now to a wait that may take that long: all of it without an end, otherwise at most what is left, and
+// 0 from the deadline on. So waits that follow one another, in any order, are over by the deadline.
 uint32_t GrantedOf(const StopBudget& budget, int64_t nowMs, uint32_t wantedMs);
 
 }  // namespace moorlak

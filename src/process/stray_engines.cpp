@@ -13,7 +13,7 @@
 namespace moorlak {
 namespace {
 
-// Not 0: an engine's test that is ended must not read as passed.
+// Not 0: a configuration test that is ended must not look passed.
 constexpr UINT kEndedCode = 1;
 
 void EndWhenUnder(const std::wstring& folder, DWORD processId) {
