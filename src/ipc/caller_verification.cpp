@@ -11,8 +11,8 @@
 namespace moorlak {
 namespace {
 
-// GetNamedPipeClientComputerNameW fails with ERROR_PIPE_LOCAL for a client of this machine. Not every system exports
-// it; where it is missing there is no way in from outside either.
+// GetNamedPipeClientComputerNameW fails with ERROR_PIPE_LOCAL for a client on this machine. Not every system exports
+// it; one that does not has no way in from outside either.
 bool IsRemoteClient(HANDLE pipe) {
   using Query = BOOL(WINAPI*)(HANDLE, LPWSTR, ULONG);
   static const auto query = FindSystemFunction<Query>(L"kernel32.dll", "GetNamedPipeClientComputerNameW");

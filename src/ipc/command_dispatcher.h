@@ -7,8 +7,8 @@
 
 namespace moorlak {
 
-// Runs the command and replaces reply. Always true: every code has a reply, unknown ones too. An accepted start goes on
-// in the background; its outcome shows in later status replies.
+// Runs the command and replaces reply. Always true: every code has a reply, even an unknown one. An accepted start
+// continues in the background; later status replies show its outcome.
 bool Dispatch(uint32_t code, std::string_view payload, std::string& reply);
 
 }  // namespace moorlak

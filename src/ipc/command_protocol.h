@@ -1,5 +1,5 @@
-// The commands' words: what is logged and what is answered. Texts of replies reach the user, texts of log lines are
-// searched for by support; both are contracts.
+// The texts of the commands: log lines and replies. Users see the replies, and support searches for the log lines; both
+// are contracts.
 #pragma once
 
 #include <cstddef>
@@ -17,19 +17,19 @@ inline constexpr std::string_view kMissingConfigReply = "ERR:Missing VPN config.
 inline constexpr std::string_view kMissingConfigReason = "missing config";
 inline constexpr std::string_view kUnknownCommandReply = "ERR:Unknown command.";
 
-// All but status, which clients poll and which would drown the log; codes that nobody knows are logged too.
+// True for all but status, which clients poll and which would flood the log; unknown codes are logged, too.
 bool IsLoggedAsReceived(uint32_t code);
 std::string FormatReceivedLine(uint32_t code);
 
 std::string FormatStartLine(size_t payloadBytes);
-// Who sends a start: the process and its user's SID, which may be unknown (empty).
+// Who sends a start: the process and its user's SID, empty if unknown.
 std::string FormatStartCallerLine(uint32_t processId, std::string_view userSid);
 // The log line of a refused start; the reason may be empty.
 std::string FormatStartFailedLine(std::string_view reason);
-// The reply to a refused start. An empty error becomes a general text, because the user is shown what follows "ERR:".
+// The reply to a refused start. An empty error becomes a general text, because the user sees what follows "ERR:".
 std::string FormatStartFailedReply(std::string_view error);
 
-// True for the reply that makes the caller of a start command the tunnel's owner.
+// True for the reply that makes the sender of a start command the tunnel's owner.
 bool IsAccepted(std::string_view reply);
 
 }  // namespace moorlak

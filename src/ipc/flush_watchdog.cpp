@@ -7,7 +7,7 @@
 namespace moorlak {
 namespace {
 
-// A cancel can come a moment before the flush has reached the kernel, and is then lost.
+// Cancels are repeated: one that comes just before the flush has reached the kernel is lost.
 constexpr std::chrono::milliseconds kCancelInterval{100};
 
 // Holds the lock for a scope.
@@ -22,7 +22,7 @@ class ExclusiveGuard {
   SRWLOCK& lock;
 };
 
-// The lock is held while a flush is cancelled, so the pipe is still open then.
+// The caller's lock is held while a flush is cancelled, so the pipe is still open.
 FlushWatchdog::Clock::time_point LookLocked(const FlushWatchdog& watchdog) {
   if (watchdog.pipe == nullptr) return FlushWatchdog::Clock::time_point::max();
   const auto now = FlushWatchdog::Clock::now();
@@ -50,7 +50,7 @@ void Arm(FlushWatchdog& watchdog, HANDLE pipe, uint32_t limitMs) {
   const ExclusiveGuard guard(watchdog.lock);
   watchdog.pipe = pipe;
   watchdog.deadline = deadline;
-  // The thread is asked to look anew only if it would sleep past this deadline.
+  // Wakes the thread only if it would sleep past this deadline.
   if (watchdog.nextLook > deadline) WakeConditionVariable(&watchdog.wake);
 }
 

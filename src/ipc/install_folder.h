@@ -1,13 +1,13 @@
-// The rule on who may send commands: programs that lie beside the service.
+// The rule on who may send commands: programs in the service's folder.
 #pragma once
 
 #include <string_view>
 
 namespace moorlak {
 
-// True when the caller's path up to, not including, its last "\" or "/" equals the install folder, both lower-cased
+// True if the caller's path up to, not including, its last "\" or "/" equals the install folder, both lower-cased
 // character by character with towlower. The program never sets a locale, so only A to Z are folded: other letters must
-// be written alike. A subfolder does not count; an empty install folder (it could not be found) refuses everybody.
+// match exactly. A subfolder does not count; an empty install folder (it could not be found) refuses everyone.
 bool IsInInstallFolder(std::wstring_view callerPath, std::wstring_view installFolder);
 
 }  // namespace moorlak

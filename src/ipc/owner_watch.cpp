@@ -16,10 +16,10 @@ constexpr DWORD kPollIntervalMs = 1000;
 constexpr char kOrphanedLine[] = "UI process exited while tunnel up — stopping orphaned tunnel";
 
 struct OwnerRecord {
-  // The owner lock; it guards every field but the event. The controller is never called with it held.
+  // The owner lock; guards every field but the event. It is never held while calling the controller.
   std::mutex lock;
-  // Manual-reset; set once, when the watch is to end. A wait for it counts on the monotonic clock, which a condition
-  // variable of this toolchain does not.
+  // Manual-reset; set once, to end the watch. A wait for it uses the monotonic clock, which a condition variable of
+  // this toolchain does not.
   const KernelHandle ended{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
   KernelHandle process;
   std::wstring imagePath;
@@ -28,13 +28,13 @@ struct OwnerRecord {
   uint64_t generation = 0;
 };
 
-// What remains of an owner that has gone.
+// What is kept of an owner that has exited.
 struct ExitedOwner {
   uint64_t startNumber;
   uint64_t generation;
 };
 
-// Never destroyed: the watch thread may still look at it while the process ends.
+// Never destroyed: the watch thread may still use it while the process ends.
 OwnerRecord& Owner() {
   static OwnerRecord& owner = *new OwnerRecord;
   return owner;
@@ -84,8 +84,8 @@ void RunOwnerWatch(const std::atomic<bool>& stopFlag) {
   if (!owner.ended) throw std::runtime_error("no event to wait for");
   while (!stopFlag && WaitForSingleObject(owner.ended.Get(), kPollIntervalMs) == WAIT_TIMEOUT) {
     const auto exited = TakeExited(owner);
-    // An owner recorded since has taken the tunnel over. A start that is accepted but not recorded yet shows in the
-    // controller's number.
+    // If another owner was recorded since, it has taken the tunnel over. A start that is accepted but not recorded yet
+    // is detected by the controller's number.
     if (exited && IsLastOwner(owner, exited->generation)) {
       TunnelController::Instance().StopIfCurrent(exited->startNumber, kOrphanedLine);
     }

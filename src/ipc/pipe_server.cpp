@@ -26,7 +26,7 @@
 namespace moorlak {
 namespace {
 
-// Full access for LocalSystem, which is the owner; read and write for every signed-in user.
+// Full access for LocalSystem, the owner; read and write for every signed-in user.
 constexpr wchar_t kPipeSecurity[] = L"O:SYG:SYD:(A;;GA;;;SY)(A;;0x12019f;;;BU)(A;;0x12019f;;;AU)";
 constexpr DWORD kOpenMode = PIPE_ACCESS_DUPLEX | FILE_FLAG_FIRST_PIPE_INSTANCE | FILE_FLAG_OVERLAPPED;
 constexpr DWORD kPipeMode = PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT;
@@ -40,8 +40,8 @@ constexpr int32_t kConnectRetryMs = 100;
 constexpr int kWakeTries = 20;
 constexpr DWORD kWakeRetryMs = 50;
 
-// A client that keeps its end open would keep the name in use, so every close disconnects first. That throws away what
-// the client has not read; a reply is flushed before.
+// A client that keeps its end open would keep the name in use, so every close disconnects first. That discards what the
+// client has not read, so a reply is flushed before.
 struct ServerPipeTraits : KernelHandleTraits {
   static void Close(Type handle) noexcept {
     DisconnectNamedPipe(handle);
@@ -52,14 +52,14 @@ using ServerPipe = UniqueHandle<ServerPipeTraits>;
 
 enum class Connection { Connected, Stopped, Failed };
 
-// Used by the pipe thread alone.
+// Used only by the pipe thread.
 struct PipeServer {
   const std::atomic<bool>& stopFlag;
   FlushWatchdog flushWatchdog;
   TransferBlock block;
 };
 
-// Set while the loop runs. A server that has left needs no waking, and the stop no waiting for its pipe.
+// Set while the loop runs. A server that has left needs no wake-up, and a stop need not wait for its pipe.
 std::atomic<bool> isServing{false};
 
 // Shared by all connections.
@@ -76,7 +76,7 @@ void SleepUnlessStopped(const std::atomic<bool>& stopFlag, int32_t durationMs) {
   }
 }
 
-// GetLastError tells why when the result is empty.
+// If the result is empty, GetLastError says why.
 ServerPipe CreateInstance() {
   const auto descriptor = DescriptorFrom(kPipeSecurity);
   SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor.Get(), FALSE};
@@ -95,7 +95,7 @@ Connection AwaitPendingConnect(HANDLE pipe, OVERLAPPED& overlapped, const std::a
   while (result == WAIT_TIMEOUT && !stopFlag) result = WaitForSingleObject(overlapped.hEvent, kConnectSliceMs);
   if (result != WAIT_OBJECT_0) CancelIoEx(pipe, &overlapped);
   DWORD unused = 0;
-  // Waits without limit, as the structure must outlive a connect that is being cancelled.
+  // Waits without limit, because the structure must outlive a connect that is being cancelled.
   const bool connected = GetOverlappedResult(pipe, &overlapped, &unused, TRUE) != FALSE;
   if (stopFlag) return Connection::Stopped;
   return connected ? Connection::Connected : Connection::Failed;
@@ -121,12 +121,12 @@ void UpdateOwner(uint32_t code, const std::string& reply, const CallerRecord& ca
   if (command == CommandCode::Stop) ForgetOwner();
 }
 
-// Before the outcome, behind which the session's own lines begin.
+// Logged before the start runs, because the session's own lines follow.
 void LogStartCaller(const CallerRecord& caller) {
   WriteLogLine(FormatStartCallerLine(GetProcessId(caller.process.Get()), NarrowUtf16(caller.userSid)));
 }
 
-// False when the connection ends without a reply.
+// False if the connection ends without a reply.
 bool HandleRequest(PipeServer& server, HANDLE pipe, const CallerRecord& caller, std::string& reply) {
   WireNumber codeBytes{};
   if (!ReadExact(server.block, pipe, codeBytes.data(), codeBytes.size(), kCommandTimeoutMs, &server.stopFlag)) {
@@ -149,7 +149,7 @@ bool WriteReply(PipeServer& server, HANDLE pipe, const std::string& reply) {
          WriteExact(server.block, pipe, reply.data(), reply.size(), kTransferTimeoutMs);
 }
 
-// False when the caller was refused.
+// False if the caller was refused.
 bool ServeClient(PipeServer& server, HANDLE pipe) {
   CallerRecord caller;
   if (!VerifyCaller(pipe, caller)) return false;
@@ -169,7 +169,7 @@ void SleepAfterRejection(const std::atomic<bool>& stopFlag) {
   SleepUnlessStopped(stopFlag, static_cast<int32_t>(sleepMs));
 }
 
-// One instance of the pipe: created, connected, served, closed. Only then may the next one be created.
+// Creates, connects, serves and closes one instance of the pipe. Only then may the next one be created.
 void ServeNextClient(PipeServer& server) {
   ServerPipe pipe = CreateInstance();
   if (!pipe) {
@@ -203,7 +203,7 @@ void ServeUntilStopped(PipeServer& server) {
   }
 }
 
-// The watch is the process's, not the server's: only the first call starts it.
+// The watch belongs to the process, not to the server: only the first call starts it.
 std::thread StartOwnerWatchOnce(const std::atomic<bool>& stopFlag) {
   static std::atomic<bool> started{false};
   bool expected = false;
@@ -231,7 +231,7 @@ void WakePipeServer() noexcept {
   for (int attempt = 0; attempt < kWakeTries && isServing; ++attempt) {
     const KernelHandle pipe(
         CreateFileW(kPipeName, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, kFlags, nullptr));
-    // A busy pipe is serving a client: its thread meets the stop flag by itself.
+    // A busy pipe is serving a client: its thread will see the stop flag itself.
     if (pipe || GetLastError() == ERROR_PIPE_BUSY) return;
     Sleep(kWakeRetryMs);
   }

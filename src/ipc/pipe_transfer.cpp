@@ -28,7 +28,7 @@ struct Transfer {
   Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
 };
 
-// A block whose event could not be made is good for nothing, and is made anew the next time.
+// A block whose event could not be created is useless and is replaced the next time.
 bool HasBlock(TransferBlock& block) {
   if (!block || !block->event) block = std::make_unique_for_overwrite<PassBlock>();
   return static_cast<bool>(block->event);
@@ -39,7 +39,7 @@ Progress CheckLimits(const Transfer& transfer) {
   return Clock::now() < transfer.deadline ? Progress::GoOn : Progress::TimedOut;
 }
 
-// Rounded up, so that the last stretch before the deadline is not a busy loop.
+// Rounded up, so that the time just before the deadline is not a busy loop.
 DWORD NextWaitMs(const Transfer& transfer) {
   const int64_t left = std::chrono::ceil<std::chrono::milliseconds>(transfer.deadline - Clock::now()).count();
   const DWORD longest = transfer.stopFlag != nullptr ? kStopCheckMs : INFINITE - 1;
@@ -51,13 +51,14 @@ Progress WaitForPass(const Transfer& transfer) {
   while (progress == Progress::GoOn) {
     const DWORD result = WaitForSingleObject(transfer.block->event.Get(), NextWaitMs(transfer));
     if (result == WAIT_OBJECT_0) break;
-    // A wait that fails leaves the pass pending: it is cancelled like a stopped one.
+    // A failed wait leaves the pass pending, so it is cancelled like a stopped one.
     progress = result == WAIT_TIMEOUT ? CheckLimits(transfer) : Progress::Stopped;
   }
   return progress;
 }
 
-// A pass that does not end even now keeps its block for good: what the kernel may still write to is never freed.
+// A pass that does not end even now keeps its block permanently: memory that the kernel may still write to is never
+// freed.
 void CancelPass(Transfer& transfer) {
   OVERLAPPED& overlapped = transfer.block->overlapped;
   CancelIoEx(transfer.pipe, &overlapped);
@@ -69,7 +70,7 @@ void CancelPass(Transfer& transfer) {
   GetOverlappedResult(transfer.pipe, &overlapped, &moved, FALSE);
 }
 
-// Moves at least one byte of the block and at most size.
+// Moves at least one byte of the block and at most size bytes.
 Progress RunPass(Transfer& transfer, DWORD size, DWORD& moved) {
   PassBlock& block = *transfer.block;
   block.overlapped = {};
@@ -89,10 +90,10 @@ Progress RunPass(Transfer& transfer, DWORD size, DWORD& moved) {
   return completed ? Progress::GoOn : Progress::Failed;
 }
 
-// Returns the bytes moved, 0 when the transfer has failed.
+// Returns the number of bytes moved, 0 if the transfer has failed.
 DWORD MoveSome(Transfer& transfer, size_t size) {
   DWORD moved = 0;
-  // Asked before each pass too: a peer that always has one byte ready would never come to a wait.
+  // Checked before each pass, too: with a peer that always has one byte ready, no pass would ever wait.
   Progress progress = CheckLimits(transfer);
   if (progress == Progress::GoOn) progress = RunPass(transfer, static_cast<DWORD>(size), moved);
   if (progress == Progress::GoOn) return moved;

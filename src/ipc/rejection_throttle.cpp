@@ -14,7 +14,7 @@ constexpr uint32_t kLongestSleepMs = 2000;
 }  // namespace
 
 uint32_t RecordRejection(RejectionThrottle& throttle, uint32_t tick) {
-  // Unsigned subtraction stays right when the tick counter wraps.
+  // Unsigned subtraction is still correct when the tick counter wraps.
   if (!throttle.periodKnown || tick - throttle.periodStart >= kPeriodMs) {
     throttle = {.periodKnown = true, .periodStart = tick, .count = 0};
   }

@@ -1,15 +1,15 @@
-// Makes refused callers wait: a program that hammers the pipe must not keep the service busy with refusing it.
+// Makes refused callers wait: a program that hammers the pipe must not keep the service busy refusing it.
 #pragma once
 
 #include <cstdint>
 
 namespace moorlak {
 
-// One for the whole pipe; its user guards it with a lock.
+// One for the whole pipe; guarded by its user's lock.
 struct RejectionThrottle {
-  // Tick 0 is a time like any other, so it cannot stand for "no period yet".
+  // Needed because tick 0 is a valid time and cannot mean "no period yet".
   bool periodKnown = false;
-  // In milliseconds, of a counter that wraps every 49.7 days (GetTickCount).
+  // In milliseconds, from a counter that wraps every 49.7 days (GetTickCount).
   uint32_t periodStart = 0;
   uint32_t count = 0;
 };

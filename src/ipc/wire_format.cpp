@@ -5,7 +5,7 @@
 namespace moorlak {
 namespace {
 
-// Takes the label and the decimal number behind it off the front of the text.
+// Removes the label and the decimal number after it from the front of the text.
 bool TakeField(std::string_view& text, std::string_view label, int64_t& value) {
   if (!text.starts_with(label)) return false;
   text.remove_prefix(label.size());
@@ -71,7 +71,7 @@ std::optional<StatusReply> ParseStatusReply(std::string_view reply) {
   }
   status.running = running == 1;
   status.tunnelUp = tunnelUp == 1;
-  // Writing the status anew settles every other way to spell a number, and whatever stands behind the last one.
+  // Formatting the status again rejects every other spelling of a number, and anything after the last one.
   if (FormatStatusReply(status) != reply) return std::nullopt;
   return status;
 }

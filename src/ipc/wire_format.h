@@ -13,7 +13,7 @@
 
 namespace moorlak {
 
-// Under which the service control manager knows the service.
+// The service's name in the service control manager.
 inline constexpr wchar_t kServiceName[] = L"MoorlakTunnel";
 
 inline constexpr wchar_t kPipeName[] = L"\\\\.\\pipe\\MoorlakTunnel";
@@ -23,7 +23,7 @@ inline constexpr uint32_t kMaxPayloadBytes = 0x1000000;
 
 enum class CommandCode : uint32_t { Ping = 1, Start = 2, Stop = 3, Status = 4 };
 
-// Replies begin with one of these; the text behind the second is meant for the user.
+// Replies begin with one of these; the text after the second is meant for the user.
 inline constexpr std::string_view kReplyOk = "OK";
 inline constexpr std::string_view kReplyErrorPrefix = "ERR:";
 
@@ -31,11 +31,11 @@ using WireNumber = std::array<unsigned char, 4>;
 WireNumber EncodeNumber(uint32_t value);
 uint32_t DecodeNumber(const WireNumber& bytes);
 
-// A whole request as it goes over the pipe.
+// A whole request as sent over the pipe.
 std::string EncodeRequest(CommandCode code, std::string_view payload);
 
-// Start payload: the byte "1" for proxy mode (any other means VPN mode), one separator byte that nobody looks at, the
-// configuration text. Payloads of one and two bytes carry an empty configuration.
+// Start payload: the byte "1" for proxy mode (any other means VPN mode), one separator byte that is ignored, the
+// configuration text. Payloads of one and two bytes have an empty configuration.
 struct StartPayload {
   bool proxyMode = false;
   std::string_view configText;
@@ -52,7 +52,7 @@ struct StatusReply {
   int64_t downBytes = 0;
 };
 std::string FormatStatusReply(const StatusReply& status);
-// Nothing when the text is not exactly of that form.
+// nullopt if the text does not have exactly this form.
 std::optional<StatusReply> ParseStatusReply(std::string_view reply);
 
 }  // namespace moorlak
