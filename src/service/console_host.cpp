@@ -16,7 +16,7 @@
 namespace moorlak {
 namespace {
 
-// Static and never closed: the reader thread and the control handler may use them until the process has gone.
+// Static and never closed: the reader thread and the control handler may use them until the process ends.
 struct ConsoleEvents {
   HANDLE stopRequested = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   HANDLE cleanedUp = CreateEventW(nullptr, TRUE, FALSE, nullptr);
@@ -27,14 +27,14 @@ ConsoleEvents& Events() {
   return events;
 }
 
-// Windows ends the process when this returns from a closing window, so it returns only after the clean-up.
+// Windows ends the process when this returns for a closing window, so it returns only after the clean-up.
 BOOL WINAPI HandleConsoleControl(DWORD /*control*/) {
   SetEvent(Events().stopRequested);
   WaitForSingleObject(Events().cleanedUp, INFINITE);
   return TRUE;
 }
 
-// The pipe's owner is LocalSystem. Somebody else may set that owner only with this privilege, which an elevated
+// The pipe's owner is LocalSystem. Any other account may set that owner only with this privilege, which an elevated
 // administrator has, but disabled.
 void EnableRestorePrivilege() {
   KernelHandle token;
@@ -54,8 +54,8 @@ void Print(std::wstring_view line) {
   WriteFile(output, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
 }
 
-// One character, the end of input, or a failure: each ends the console mode. The C library's streams are left alone:
-// a thread that waits in one of them holds its lock, and the process could then not exit.
+// One character, the end of input, or a failure: each ends the console mode. Does not use the C library's streams: a
+// thread waiting in one of them holds its lock, and the process could then not exit.
 void AwaitOneCharacter() {
   const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
   wchar_t character = 0;
@@ -63,7 +63,7 @@ void AwaitOneCharacter() {
   if (!ReadConsoleW(input, &character, 1, &got, nullptr)) ReadFile(input, &character, 1, &got, nullptr);
 }
 
-// A blocked read of the console cannot be ended from outside, so a thread of its own waits in it.
+// A blocked console read cannot be interrupted, so it has its own thread.
 void StartEnterReader() {
   std::thread([] {
     RunThreadBody("console reader", [] {

@@ -14,7 +14,7 @@
 namespace moorlak {
 namespace {
 
-// "PROCESS_MITIGATION_POLICY enumeration" of Microsoft Learn; the headers here are older.
+// "PROCESS_MITIGATION_POLICY enumeration" on Microsoft Learn; the toolchain's headers are older.
 constexpr int kExtensionPointDisablePolicy = 6;
 constexpr int kImageLoadPolicy = 10;
 constexpr int kRedirectionTrustPolicy = 16;
@@ -38,12 +38,12 @@ void ApplyPolicies() {
 bool IsNeeded(const LUID& privilege) {
   wchar_t name[64];
   DWORD length = 64;
-  // One without a name cannot be meant by any list.
+  // A privilege without a name is in no list.
   if (!LookupPrivilegeNameW(nullptr, const_cast<LUID*>(&privilege), name, &length)) return false;
   return std::ranges::find(kNeededPrivileges, std::wstring_view(name, length)) != kNeededPrivileges.end();
 }
 
-// Empty when it cannot be read.
+// Empty if they cannot be read.
 std::vector<std::byte> ReadPrivileges(HANDLE token) {
   DWORD size = 0;
   GetTokenInformation(token, TokenPrivileges, nullptr, 0, &size);

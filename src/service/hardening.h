@@ -6,28 +6,28 @@
 
 namespace moorlak {
 
-// Libraries that are loaded by name come from the system folder only, and the system refuses images from other
-// machines, images that unprivileged programs have written, and links that ordinary users have made
-// ("SetDefaultDllDirectories function", "SetProcessMitigationPolicy function" of Microsoft Learn). What the system does
-// not know is left out. The first act of the program.
+// Libraries that are loaded by name come only from the system folder. The system refuses images from other machines,
+// images written by unprivileged programs, and links created by ordinary users ("SetDefaultDllDirectories function",
+// "SetProcessMitigationPolicy function" on Microsoft Learn). What the system does not know is left out. The program's
+// first step.
 void HardenProcess() noexcept;
 
-// Privileges that the service and what it starts have a use for ("Privilege Constants" of Microsoft Learn).
+// Privileges that the service and its children need ("Privilege Constants" on Microsoft Learn).
 inline constexpr std::array<std::wstring_view, 12> kNeededPrivileges{
-    // Walking through folders to what lies in them.
+    // Traversing folders.
     L"SeChangeNotifyPrivilege",
     // Starting the engine under another account.
     L"SeAssignPrimaryTokenPrivilege", L"SeIncreaseQuotaPrivilege", L"SeTcbPrivilege",
     // Wintun's driver, and Wintun's own use of the system's account.
     L"SeLoadDriverPrivilege", L"SeImpersonatePrivilege",
-    // Leftover engines and callers of other accounts.
+    // Leftover engines, and callers with other accounts.
     L"SeDebugPrivilege",
-    // Files with the Administrators as owner; what strangers have put in their place is renamed.
+    // Files owned by Administrators; renaming what other users have put in their place.
     L"SeRestorePrivilege", L"SeBackupPrivilege", L"SeTakeOwnershipPrivilege", L"SeSecurityPrivilege",
-    // Names that all sessions share.
+    // Global names, shared by all sessions.
     L"SeCreateGlobalPrivilege"};
 
-// Takes all others out of this process's token, for good; its children's tokens are made from it. A failure leaves
+// Permanently removes all others from this process's token, from which its children's tokens are made. A failure leaves
 // them.
 void RemoveUnusedPrivileges() noexcept;
 

@@ -19,10 +19,10 @@ namespace {
 constexpr wchar_t kFolderAccess[] = L"D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;0x1200a3;;;BU)";
 constexpr wchar_t kFileAccess[] = L"D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;0x120185;;;BU)";
 
-// Set and read by whoever writes a line, mostly with the log's mutex.
+// Set and read while writing a line, mostly with the log's mutex held.
 std::atomic<bool> logAclApplied{false};
 
-// Of a file system's object, for as long as somebody has it open.
+// Identifies a file as long as any handle to it is open.
 struct FileIdentity {
   DWORD volume = 0;
   DWORD high = 0;
@@ -30,10 +30,10 @@ struct FileIdentity {
   bool operator==(const FileIdentity&) const = default;
 };
 
-// The log that was judged, kept open so that its identity is nobody else's. Never destroyed: threads log until the
-// process has gone.
+// The log that was checked, kept open so that no other file gets its identity. Never destroyed: threads log until the
+// process ends.
 struct KnownLog {
-  std::mutex lock;  // guards both; nothing is opened or written within it
+  std::mutex lock;  // guards both; never held while opening or writing a file
   KernelHandle passive;
   FileIdentity identity;
 };
@@ -57,7 +57,7 @@ bool IsKnown(const FileIdentity& identity) {
   return known.passive && known.identity == identity;
 }
 
-// Called while the log is open for appending, so that nobody is alone with it in between.
+// Called while the log is open for appending, so that no other process has it open alone in between.
 void Watch(const FileIdentity& identity) {
   KernelHandle passive = OpenPlace(LogPlace(kLogName), {.access = GENERIC_READ});
   BY_HANDLE_FILE_INFORMATION information{};
@@ -89,15 +89,15 @@ KernelHandle OpenOrCreateLog() {
   return file || GetLastError() != ERROR_FILE_NOT_FOUND ? std::move(file) : CreateLog();
 }
 
-// A log that is known was judged when it had one name, and stays ours whatever users have made of it since. Of any
-// other everything is asked.
+// A known log was checked when it had one name, and stays ours whatever users have done to it since. Any other log is
+// checked fully.
 LogNameStep StepFor(HANDLE file, const BY_HANDLE_FILE_INFORMATION& information) {
   if (!IsKnown(IdentityOf(information))) return DecideLogName(ReadFacts(file), OwnUserSid());
   const bool isReadOnly = (information.dwFileAttributes & FILE_ATTRIBUTE_READONLY) != 0;
   return isReadOnly ? LogNameStep::MakeWritable : LogNameStep::Use;
 }
 
-// Whatever stands under the name is brought to where it can be used or is out of the way.
+// Makes what has this name usable, or moves it out of the way; true if it changed anything.
 bool Mend(const FilePlace& place) {
   const KernelHandle file = OpenPlace(place, {.access = FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES | READ_CONTROL});
   BY_HANDLE_FILE_INFORMATION information{};
@@ -119,7 +119,7 @@ bool IsUsable(HANDLE file, const BY_HANDLE_FILE_INFORMATION& information) {
   return true;
 }
 
-// True when the rotated name is free.
+// True if the rotated name is free afterwards.
 bool ClearRotatedName() {
   const FilePlace place = LogPlace(kRotatedLogName);
   const KernelHandle file =
@@ -130,7 +130,7 @@ bool ClearRotatedName() {
   return DeleteOpenFile(file.Get());
 }
 
-// False when the log stays as it is.
+// False if the log was not renamed.
 bool Rotate(const FileIdentity& identity) {
   if (!ClearRotatedName()) return false;
   const KernelHandle file = OpenPlace(LogPlace(kLogName), {.access = DELETE | FILE_READ_ATTRIBUTES});
@@ -182,11 +182,11 @@ void ApplyLogAccessRules() {
   const HANDLE folder = LogFolder();
   if (!folderDescriptor || !fileDescriptor || folder == nullptr) return;
   const KernelHandle file = OpenPlace(LogPlace(kLogName), {.access = FILE_READ_ATTRIBUTES | READ_CONTROL | WRITE_DAC});
-  // The folder stays closed until the log lies in it (base/data_files.cpp).
+  // The folder stays closed until it contains the log (base/data_files.cpp).
   if (!file && GetLastError() == ERROR_FILE_NOT_FOUND) return;
-  // Of the folder alone: SetSecurityInfo would go through what others have put into it.
+  // Only the folder itself: SetSecurityInfo would also change what others have put into it.
   if (!IsReparsePoint(folder)) SetKernelObjectSecurity(folder, DACL_SECURITY_INFORMATION, folderDescriptor.Get());
-  // Any failure but a missing file would only repeat at every line. What is not ours gets no rights.
+  // Any failure except a missing file would only repeat for every line. A file that is not ours gets no rights.
   if (file && JudgeOpen(file.Get(), {}) == ObjectVerdict::Ours) {
     const DWORD result = SetDacl(file.Get(), fileDescriptor.Get());
     if (result == ERROR_FILE_NOT_FOUND || result == ERROR_PATH_NOT_FOUND) return;

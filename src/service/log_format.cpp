@@ -16,7 +16,7 @@ constexpr std::string_view kSupportNote =
     "Do not send VPN account passwords or full server configs.\r\n"
     "Also disconnect other VPNs before testing Moorlak.\r\n";
 
-// What a Windows text-mode stream does to a text: every LF becomes CR LF, one that follows a CR included.
+// Does the same as a Windows text-mode stream: every LF becomes CR LF, even after a CR.
 std::string InTextMode(std::string_view text) {
   std::string out;
   out.reserve(text.size() + text.size() / 16);

@@ -1,4 +1,4 @@
-// What stands in the tunnel log and in the support note, as text.
+// The texts of the tunnel log and of the support note.
 #pragma once
 
 #include <cstdint>
@@ -8,21 +8,21 @@
 
 namespace moorlak {
 
-// Written by every process of the product that logs.
+// The mutex that every process of the product holds while it writes the log.
 inline constexpr wchar_t kLogMutexName[] = L"Local\\Moorlak_TunnelLog";
 
-// The log is rotated when it is strictly larger.
+// The log is rotated if it is strictly larger.
 inline constexpr uint64_t kLogRotationBytes = 0x500000;
 
-// "2026-01-31 09:05:07 message\r\n"; the message is taken byte for byte.
+// "2026-01-31 09:05:07 message\r\n"; the message is not changed.
 std::string FormatLogLine(const std::tm& localTime, std::string_view message);
 
 bool NeedsRotation(uint64_t logBytes);
 
-// Content of SUPPORT.txt. Every line ends in CR CR LF: that is this file's form, and not a mistake to be mended.
+// Content of SUPPORT.txt. Every line ends with CR CR LF: this is the file's form and not a mistake to fix.
 std::string SupportNoteText();
 
-// The two lines that open a service session.
+// The two lines at the start of a service session.
 std::string BannerLine(std::string_view role, std::string_view osVersion, uint32_t processId);
 std::string SupportLine();
 

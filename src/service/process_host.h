@@ -1,4 +1,4 @@
-// What the service mode and the console mode share: the same pieces, brought up and taken down in the same way.
+// What the service mode and the console mode share: the same parts, started and stopped in the same way.
 #pragma once
 
 #include <atomic>
@@ -6,29 +6,28 @@
 
 namespace moorlak {
 
-// Set once when the process is to stop; read by the pipe server and the owner watch.
+// Set once, to stop the process; read by the pipe server and the owner watch.
 extern std::atomic<bool> stopFlag;
 
-// No dialog of the system's for this process and its engines: on a service's desktop nobody could answer it
-// ("SetErrorMode" and "SetupSetNonInteractiveMode" of Microsoft Learn).
+// No system dialogs for this process and its engines: on a service's desktop nobody could answer them ("SetErrorMode"
+// and "SetupSetNonInteractiveMode" on Microsoft Learn).
 void AskNobody() noexcept;
 
-// Starts the pipe thread. Throws std::system_error when there is no thread to be had: the process then cannot do
-// anything and ends.
+// Starts the pipe thread. Throws std::system_error if no thread can be created: the process is then useless and ends.
 std::thread StartPipeThread();
 
-// Before the pipe thread: no end has begun.
+// Called before the pipe thread starts: no end has begun.
 void BeginLife() noexcept;
 
-// Begins to try again what the start's recovery, or later a session's end, leaves pending of the adapters' DNS. For the
-// first instance on the machine.
+// Starts retrying what the recovery at the start, or later the end of a session, leaves pending of the adapters' DNS.
+// For the first instance on the machine.
 void StartDnsRecovery() noexcept;
 
-// Sets the stop flag, lets the controller refuse every later start, makes the pipe's pending connect return, and lets
-// no further command of the DNS recovery begin. From here on the time of an end runs (process/service_end.h).
+// Sets the stop flag, makes the controller refuse every later start and the pipe's pending connect return, and lets the
+// DNS recovery start no further command. The time for the end starts here (process/service_end.h).
 void BeginStop() noexcept;
 
-// The controller's stop and its last release.
+// Stops the controller and releases its last resources.
 void EndTunnel() noexcept;
 
 }  // namespace moorlak

@@ -1,13 +1,13 @@
-// What an earlier session that ended in a crash has left behind is put back before the first command can arrive.
+// Undoes what an earlier session that ended in a crash has left, before the first command can arrive.
 #pragma once
 
 namespace moorlak {
 
-// What a host does meanwhile; null where it does nothing. They throw nothing.
+// What a host does meanwhile; null to do nothing. The functions must not throw.
 struct RecoveryEvents {
-  // The persistent adapter is not there. That is no failure of the service: the next disconnect tries again.
+  // The persistent adapter is missing. This is not a failure of the service: the next disconnect tries again.
   void (*adapterMissing)() = nullptr;
-  // A step is over. Steps can take seconds.
+  // A step has ended. Steps can take seconds.
   void (*stepDone)() = nullptr;
 };
 

@@ -23,9 +23,9 @@ constexpr DWORD kStartWaitHintMs = 3000;
 constexpr DWORD kStopWaitHintMs = 45000;
 constexpr DWORD kPreshutdownMs = 60000;
 
-// The main routine and the control handler both report.
+// Both the main routine and the control handler report.
 struct ServiceState {
-  // Guards every field; the main routine, which alone creates and closes the event, waits on it without.
+  // Guards every field. The main routine waits on the event without it, because it alone creates and closes the event.
   std::mutex lock;
   SERVICE_STATUS_HANDLE handle = nullptr;
   SERVICE_STATUS status{SERVICE_WIN32_OWN_PROCESS, 0, 0, NO_ERROR, 0, 0, 0};
@@ -34,7 +34,7 @@ struct ServiceState {
 ServiceState service;
 
 void ReportLocked(DWORD state, DWORD controls, DWORD waitHintMs) {
-  // The service control manager may have forgotten the handle once it was told "stopped".
+  // After it was told "stopped", the service control manager may have invalidated the handle.
   if (service.handle == nullptr || service.status.dwCurrentState == SERVICE_STOPPED) return;
   // A check point belongs to one pending operation.
   if (service.status.dwCurrentState != state) service.status.dwCheckPoint = 0;
@@ -49,13 +49,13 @@ void Report(DWORD state, DWORD controls, DWORD waitHintMs) {
   ReportLocked(state, controls, waitHintMs);
 }
 
-// What the service accepts stays as it was last told.
+// The accepted controls stay as last reported.
 void ReportStopped() {
   const std::lock_guard guard(service.lock);
   ReportLocked(SERVICE_STOPPED, service.status.dwControlsAccepted, 0);
 }
 
-// The service control manager takes a start that shows no progress for a failed one.
+// The service control manager treats a start without progress as failed.
 void ReportStartProgress() {
   const std::lock_guard guard(service.lock);
   if (service.status.dwCurrentState != SERVICE_START_PENDING) return;
@@ -74,7 +74,7 @@ void RequestStop() {
   if (service.stopEvent) SetEvent(service.stopEvent.Get());
 }
 
-// False when there is nothing to wait on; the exit code then tells why.
+// False if there is no event to wait on; the exit code then says why.
 bool CreateStopEvent() {
   const std::lock_guard guard(service.lock);
   service.stopEvent = KernelHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr));
@@ -89,8 +89,8 @@ void CloseStopEvent() {
   service.status.dwWin32ExitCode = NO_ERROR;
 }
 
-// Windows waits ten seconds for a service when the system goes down, unless its configuration says otherwise
-// ("SERVICE_PRESHUTDOWN_INFO structure" of Microsoft Learn). Without the right to say so, those must do.
+// When the system shuts down, Windows waits ten seconds for a service unless the service's configuration says otherwise
+// ("SERVICE_PRESHUTDOWN_INFO structure" on Microsoft Learn). Without the right to change it, ten seconds must do.
 void AskForTimeAtShutdown() {
   const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
   if (!manager) return;

@@ -5,12 +5,12 @@
 
 namespace moorlak {
 
-// Hands this thread to the service control manager until the service has stopped. Returns the process's exit code: 0,
-// or the error of the dispatcher (1063 when the program was not started by the service control manager).
+// Gives this thread to the service control manager until the service has stopped. Returns the process's exit code: 0,
+// or the dispatcher's error (1063 if the program was not started by the service control manager).
 int RunAsService();
 
-// The control handler (Microsoft Learn, "HandlerEx"): stop and pre-shutdown begin the end of the service, every other
-// control is answered with success and ignored.
+// The control handler ("HandlerEx" on Microsoft Learn): stop and pre-shutdown begin the end of the service; every other
+// control returns success and is ignored.
 DWORD WINAPI HandleServiceControl(DWORD control, DWORD eventType, void* eventData, void* context);
 
 }  // namespace moorlak

@@ -7,10 +7,10 @@ namespace moorlak {
 namespace {
 
 constexpr wchar_t kInstanceMutexName[] = L"Global\\Moorlak_TunnelService";
-// Everybody may look whose it is, and nobody else may wait for it: who may wait can hold it.
+// Anyone may read its owner, but no other user may wait for it: who can wait for a mutex can hold it.
 constexpr wchar_t kInstanceAccess[] = L"D:(A;;GA;;;SY)(A;;GA;;;BA)(A;;RC;;;WD)";
 
-// Without the right to wait, for a look at the owner.
+// Without the right to wait, only to read the owner.
 KernelHandle OpenForALook() {
   return KernelHandle(OpenMutexW(READ_CONTROL, FALSE, kInstanceMutexName));
 }

@@ -1,23 +1,23 @@
-// Two instances must not both look after the machine: recovery run twice would undo what the first has just done.
+// Only one instance may manage the machine: if recovery ran twice, it would undo what the first instance has just done.
 #pragma once
 
 #include "base/handle.h"
 
 namespace moorlak {
 
-// The first instance owns the instance's mutex. It is given up by the same thread that got it, or by the system when
-// that thread or the process ends: a name that somebody else keeps alive is then no claim any more.
+// The first instance owns the instance mutex. The thread that took it releases it, or the system does when that thread
+// or the process ends. After that the name alone, kept alive by another process, is no claim.
 class InstanceClaim {
  public:
   // Does not wait for another instance.
   InstanceClaim();
-  // On the thread of the constructor.
+  // Must run on the constructor's thread.
   ~InstanceClaim();
   InstanceClaim(const InstanceClaim&) = delete;
   InstanceClaim& operator=(const InstanceClaim&) = delete;
 
-  // This process looks after the machine. Also where the name is held by an ordinary user, who must not keep the
-  // service from putting the machine back: every user may create global names. That is logged.
+  // Whether this process manages the machine. Also true if an ordinary user holds the name, which is logged: any user
+  // may create global names, and must not keep the service from recovering the machine.
   bool IsFirst() const { return isFirst; }
 
  private:

@@ -22,22 +22,22 @@ namespace {
 // Full access for LocalSystem, administrators and the owner.
 constexpr wchar_t kMutexAccess[] = L"D:(A;;GA;;;SY)(A;;GA;;;BA)(A;;GA;;;S-1-3-4)";
 
-// A writer that works with the log is done in a moment.
+// A working writer holds it only for a moment.
 constexpr DWORD kLongestWaitMs = 10'000;
 
-// Somebody has kept the mutex for that long: whoever comes then tries once, until it is free again.
+// Set once the mutex was held for that long: callers then try only once, until it is free again.
 std::atomic<bool> isMutexStuck{false};
 
 KernelHandle OpenLogMutex() {
-  // Never destroyed: threads log until the process has gone.
+  // Never destroyed: threads log until the process ends.
   static const auto& descriptor = *new LocalMemory<PSECURITY_DESCRIPTOR>(OwnedDescriptor(kMutexAccess));
   SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor.Get(), FALSE};
   return KernelHandle(CreateMutexW(&attributes, FALSE, kLogMutexName));
 }
 
-// Holds the log mutex for a scope. Without the mutex the line is still worth writing, so a failure to create it is no
-// reason to stop. Nor is a stranger who holds it: the name of a service's session can be taken by every user, and the
-// service must not wait for him; nor one of ours for ever, who may himself be kept from going on.
+// Holds the log mutex for a scope. The line is written even without the mutex: if it cannot be created, if another user
+// holds it (any user can take its name in the service's session, and the service must not wait for that user), and if a
+// trusted holder keeps it too long, because it may itself be blocked.
 class LogLock {
  public:
   LogLock() : mutex(OpenLogMutex()) {
@@ -47,7 +47,7 @@ class LogLock {
       result = WaitForSingleObject(mutex.Get(), kLongestWaitMs);
       isMutexStuck = result == WAIT_TIMEOUT;
     }
-    // An abandoned mutex is a held one: its writer crashed between two lines or within one, and lines are independent.
+    // An abandoned mutex counts as held: its writer crashed between two lines or within one, and lines are independent.
     held = result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
     if (held) isMutexStuck = false;
   }
@@ -71,7 +71,7 @@ std::tm LocalTime() {
   return local;
 }
 
-// Rotates only with the mutex: without it another writer may be about to.
+// Rotates only with the mutex: without it another writer may be rotating.
 void AppendLine(std::string_view message, bool mayRotate) {
   KernelHandle file = OpenLogFile(mayRotate);
   if (!file) {
@@ -96,13 +96,13 @@ void WriteSupportNoteIfMissing() {
 }  // namespace
 
 void WriteLogLine(std::string_view message) noexcept {
-  // A logger that fails must not take its caller down: the line is dropped.
+  // A failing logger must not harm its caller: the line is dropped.
   try {
     const LogLock lock;
     if (LogFolder() == nullptr) return;
     if (!AreLogRulesApplied()) ApplyLogAccessRules();
     AppendLine(message, lock.IsHeld());
-    // Catches the file that this line has created.
+    // For the file that this line has just created.
     if (!AreLogRulesApplied()) ApplyLogAccessRules();
   } catch (const std::exception&) {
     return;
@@ -124,7 +124,8 @@ void WriteSessionBanner(std::string_view role) noexcept {
 }
 
 std::string OsVersionText() {
-  // GetVersionEx answers by the manifest; this call tells the truth (Microsoft Learn, "RtlGetVersion").
+  // The result of GetVersionEx depends on the manifest; this call returns the real version ("RtlGetVersion" on
+  // Microsoft Learn).
   using RtlGetVersionCall = LONG(WINAPI*)(OSVERSIONINFOW*);
   const auto getVersion = FindSystemFunction<RtlGetVersionCall>(L"ntdll.dll", "RtlGetVersion");
   OSVERSIONINFOW version{};
