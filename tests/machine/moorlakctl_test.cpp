@@ -145,7 +145,7 @@ TEST_F(Moorlakctl, StartStaysInTheForegroundAndShowsTheStatus) {
   EXPECT_TRUE(
       Contains(shown, "The session is up. Ctrl-C stops it.\nsession up, sent 0 B (0 B/s), received 0 B (0 B/s)\n"))
       << shown;
-  // A local proxy is no tunnel.
+  // A local proxy is not a tunnel.
   EXPECT_FALSE(Contains(shown, "tunnel")) << shown;
   EXPECT_EQ(ExitCode(start), DWORD{STILL_ACTIVE});
   EXPECT_TRUE(AskStatus().tunnelUp);

@@ -34,7 +34,7 @@ void RunRound(const std::string& config, DWORD lifeMs, const std::string& before
 TEST_F(ProxyChurn, ThirtyQuickSessionsLeaveNoEngineNoStagedFileNoProxyAndNoHandle) {
   StartTunnelService();
   const std::string config = EngineConfig(port);
-  // What the process opens once and keeps.
+  // These rounds open what the process opens once and keeps.
   RunRound(config, 0, before);
   RunRound(config, (kRounds - kImmediateRounds) * kStepMs, before);
   ASSERT_TRUE(WaitForNoEngine());

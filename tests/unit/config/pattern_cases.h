@@ -9,7 +9,7 @@
 
 namespace moorlak {
 
-// Where a pattern with a gap captures.
+// Which part of a pattern with a gap contains the capture group.
 enum class CapturedIn { Tail, Head };
 
 struct PatternCase {
