@@ -10,7 +10,7 @@ namespace {
 constexpr wchar_t kKey[] = L"SOFTWARE\\MoorlakBoot";
 constexpr wchar_t kValue[] = L"Identity";
 
-// 0 when there is none yet.
+// 0 if there is none yet.
 uint64_t ReadIdentity(HKEY key) {
   uint64_t identity = 0;
   DWORD size = sizeof(identity);

@@ -63,7 +63,8 @@ KernelHandle HoldLogFolder(HANDLE data) {
   const auto security = ClosedDescriptor(L"");
   KernelHandle logs =
       HoldOwnFolder({{data, kLogFolderName}, kLogFolder, security.Get(), ExistingFolder::KeepsItsRights});
-  // The data folder, too, may have been empty before the log folder was in it, and may come from an earlier version.
+  // Before the log folder was in it, the data folder, too, may have been empty, and from an earlier version: it must
+  // not be a link.
   if (logs && IsReparsePoint(data)) {
     SetLastError(ERROR_ACCESS_DENIED);
     return {};

@@ -34,7 +34,7 @@ struct OpenWish {
   // SYNCHRONIZE is added.
   DWORD access = 0;
   DWORD share = kShareAll;
-  // ERROR_ACCESS_DENIED for a folder that should be a file.
+  // With File, opening a folder fails with ERROR_ACCESS_DENIED.
   OpenKind kind = OpenKind::Any;
   // Creates it, which requires a kind; ERROR_ALREADY_EXISTS or ERROR_FILE_EXISTS if the name is taken.
   bool create = false;

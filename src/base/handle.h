@@ -27,7 +27,7 @@ class UniqueHandle {
   Type Get() const noexcept { return value; }
   explicit operator bool() const noexcept { return Traits::IsValid(value); }
 
-  // Gives the handle away without closing it.
+  // Returns the handle without closing it; the caller owns it then.
   Type Release() noexcept {
     Type released = value;
     value = Traits::Empty();

@@ -30,7 +30,7 @@ std::wstring ImagePath(HANDLE process);
 // The folder of this program: the path up to, not including, the last "\" or "/".
 std::wstring ExecutableFolder();
 
-// The folder of a path by the same rule; empty when the path has no separator.
+// The folder of a path by the same rule; empty if the path has no separator.
 std::wstring FolderOf(const std::wstring& path);
 
 }  // namespace moorlak

@@ -72,7 +72,7 @@ std::optional<TextMatch> FindAlone(std::string_view text, KeyRange& range, size_
 void RemoveAll(std::string& text, KeyRange& range, Finder find) {
   size_t kept = 0;
   size_t position = 0;
-  // Only bytes before `position` are overwritten, and a finder looks at none of them.
+  // Only bytes before `position` are overwritten, and finders do not read these.
   while (const auto match = find(text, range, position)) {
     std::memmove(text.data() + kept, text.data() + position, match->begin - position);
     kept += match->begin - position;

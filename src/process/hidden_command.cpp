@@ -33,7 +33,7 @@ DWORD StartHidden(const std::string& command, ChildProcess& child) {
   ChildOptions options;
   options.application = WidenUtf8(composed.application);
   options.commandLine = WidenUtf8(composed.commandLine);
-  // The command shell looks for tools in its working folder first.
+  // The command shell searches for tools in its working folder first.
   options.workingFolder = WidenUtf8(systemFolder);
   return StartChild(options, child);
 }

@@ -15,7 +15,7 @@ inline constexpr uint16_t kDefaultApiPort = 10085;
 // elsewhere. An empty text passes.
 bool IsBalanced(std::string_view text);
 
-// How to ask the engine for its counters.
+// How to query the engine for its counters.
 struct ApiEndpoint {
   // HOST:PORT as written in the text; see IsSafeApiAddress.
   std::string address;

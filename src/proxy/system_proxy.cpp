@@ -214,7 +214,7 @@ bool SetLocked(std::string_view host, uint16_t port) {
 }  // namespace
 
 std::optional<ProxySettings> ReadSystemProxy() {
-  // Prefers what the user chose: the plain flags hide automatic detection if the last one failed. Not every system
+  // Prefers what the user chose: the plain flags hide automatic detection if its last attempt failed. Not every system
   // knows this option.
   if (auto settings = QueryWithFlags(INTERNET_PER_CONN_FLAGS_UI)) return settings;
   return QueryWithFlags(INTERNET_PER_CONN_FLAGS);

@@ -13,10 +13,10 @@ namespace moorlak {
 // The current options; nullopt if they cannot be read.
 std::optional<ProxySettings> ReadSystemProxy();
 
-// Points the system proxy at the SOCKS port of a host (UTF-8). First writes the current settings to the recovery file;
-// without that, nothing is changed. Before that, restores a backup of an earlier session; if this fails, its settings
-// remain the backup. A backup of another account is never overwritten. False if the proxy is not set; it is then as
-// before.
+// Points the system proxy at the SOCKS port of a host (UTF-8). First restores a backup of an earlier session; if this
+// fails, that backup's settings are kept as the backup. Then writes the settings to restore later to the recovery file,
+// and changes nothing if that fails. Never overwrites another account's backup. False if the proxy is not set; it is
+// then as before.
 bool SetSystemProxy(std::string_view host, uint16_t port) noexcept;
 
 // Restores the settings of the recovery file, as far as the current ones are still ours, and deletes the file. False if

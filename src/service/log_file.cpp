@@ -97,7 +97,7 @@ LogNameStep StepFor(HANDLE file, const BY_HANDLE_FILE_INFORMATION& information) 
   return isReadOnly ? LogNameStep::MakeWritable : LogNameStep::Use;
 }
 
-// Makes what has this name usable, or moves it out of the way; true if it changed anything.
+// Makes what has this name usable, or moves it out of the way. True if opening the log may succeed now.
 bool Mend(const FilePlace& place) {
   const KernelHandle file = OpenPlace(place, {.access = FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES | READ_CONTROL});
   BY_HANDLE_FILE_INFORMATION information{};

@@ -47,7 +47,7 @@ AdapterDnsBackup ReadBackup(const AdapterInfo& adapter) {
   return backup;
 }
 
-// A backup that an earlier restore could not apply has the user's values; the adapter itself no longer does.
+// If an earlier restore failed, its backup has the user's values, which the adapter itself no longer has.
 const AdapterDnsBackup& TakeBackup(const AdapterInfo& adapter, DnsBackups& backups) {
   const auto pending = std::ranges::find(backups.records, adapter.nameUtf8, &AdapterDnsBackup::name);
   if (pending != backups.records.end()) return *pending;
