@@ -35,8 +35,6 @@ using TransferBlock = std::unique_ptr<PassBlock>;
 // many pieces it comes in; missing it writes a log line. A count of 0 succeeds at once. The handle must have been
 // opened for overlapped I/O; after a failure the pipe can only be closed. They may throw std::bad_alloc. Setting the
 // stop flag (null: none) ends the read within about 100 ms, without a log line.
-
-// Setting the stop flag (null: there is none) ends the read within about 100 ms, without a log line.
 bool ReadExact(TransferBlock& block, HANDLE pipe, void* buffer, size_t count, uint32_t timeoutMs,
                const std::atomic<bool>* stopFlag = nullptr);
 bool WriteExact(TransferBlock& block, HANDLE pipe, const void* buffer, size_t count, uint32_t timeoutMs);
