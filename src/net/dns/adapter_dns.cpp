@@ -122,7 +122,7 @@ bool RestoreMetric(const AdapterDnsBackup& backup, const RestoreTarget& target) 
   return now && IsMetricBack(backup, now->metric, now->automatic);
 }
 
-// Whether, after a failed command, the adapter still has only our server. An adapter that is down may not show its
+// True if, after a failed command, the adapter may still have only our server. One that is down may not show its
 // servers.
 bool HasOnlyOurServer(const RestoreTarget& target) {
   const AdapterList adapters = ReadAdaptersWithDns();

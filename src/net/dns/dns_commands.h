@@ -11,7 +11,7 @@
 
 namespace moorlak {
 
-// A physical adapter's name server during a session: no server replies there.
+// A physical adapter's name server during a session: usually no server replies there.
 inline constexpr std::string_view kNeutralDnsServer = "127.0.0.1";
 
 // Time limits in milliseconds for commands on the tunnel's adapter and on any other.
