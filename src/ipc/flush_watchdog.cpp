@@ -22,7 +22,7 @@ class ExclusiveGuard {
   SRWLOCK& lock;
 };
 
-// The caller's lock is held while a flush is cancelled, so the pipe is still open.
+// Called with the watchdog's lock held, so the pipe is still open while its flush is cancelled.
 FlushWatchdog::Clock::time_point LookLocked(const FlushWatchdog& watchdog) {
   if (watchdog.pipe == nullptr) return FlushWatchdog::Clock::time_point::max();
   const auto now = FlushWatchdog::Clock::now();

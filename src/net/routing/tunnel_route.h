@@ -8,7 +8,7 @@ namespace moorlak {
 // Enables the existing tunnel adapter; does nothing without one.
 void EnableTunnelAdapter() noexcept;
 
-// The adapter's name is UTF-8. A failed command is logged; otherwise the checks will show it.
+// The adapter's name is UTF-8. A failed command is only logged; the checks below show whether it worked.
 void LowerTunnelMetric(const std::string& adapterName) noexcept;
 void AddTunnelDefaultRoute(const std::string& adapterName) noexcept;
 
