@@ -19,13 +19,6 @@ const std::wstring kFile = L"C:\\ProgramData\\Moorlak\\test.v1";
 const std::wstring kFresh = kFile + L".new";
 const std::wstring kVictim = L"C:\\ProgramData\\Moorlak\\victim.txt";
 
-// Under Wine the rights of a file are those of everybody, and of everybody else.
-bool GiveRights(const std::wstring& path, const wchar_t* sddl) {
-  const auto descriptor = DescriptorFrom(sddl);
-  const KernelHandle file(CreateFileW(path.c_str(), WRITE_DAC, 0, nullptr, OPEN_EXISTING, 0, nullptr));
-  return descriptor && file && SetKernelObjectSecurity(file.Get(), DACL_SECURITY_INFORMATION, descriptor.Get());
-}
-
 // The accounts of a file's entries, as the system spells them out.
 std::string AccountsOf(HANDLE file) {
   LocalMemory<PSECURITY_DESCRIPTOR> descriptor;

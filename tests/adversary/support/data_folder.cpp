@@ -7,7 +7,9 @@
 #include <fstream>
 #include <system_error>
 
+#include "base/file_place.h"
 #include "base/paths.h"
+#include "base/trust.h"
 #include "machine/support/child.h"
 #include "unit/base/flat_folder.h"
 #include "unit/base/foreign_owner.h"
@@ -72,6 +74,13 @@ bool IsFolder(const std::wstring& path) {
 
 void GiveAway(std::initializer_list<std::wstring> paths) {
   for (const std::wstring& path : paths) EXPECT_TRUE(GiveToAnotherUser(path));
+}
+
+bool GiveRights(const std::wstring& path, const std::wstring& sddl) {
+  const auto descriptor = DescriptorFrom(sddl);
+  const KernelHandle object(
+      CreateFileW(path.c_str(), WRITE_DAC, kShareAll, nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  return descriptor && object && SetKernelObjectSecurity(object.Get(), DACL_SECURITY_INFORMATION, descriptor.Get());
 }
 
 KernelHandle HoldInPlace(const std::wstring& folder) {
