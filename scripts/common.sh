@@ -7,6 +7,8 @@ BUILD=${MOORLAK_BUILD:-$ROOT/build}
 WINE=$ROOT/scripts/wine.sh
 WINESERVER=/usr/lib/wine/wineserver64
 
+# What is laid out here is closed to other users, as an installer leaves it: the service tells what is not.
+umask 022
 export WINEDEBUG=${WINEDEBUG:--all}
 # Without winedbg a crash ends the program with its code; with it a third of the crashes would exit 0.
 export WINEDLLOVERRIDES="mscoree,mshtml=;winedbg.exe=d"

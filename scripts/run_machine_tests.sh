@@ -25,6 +25,8 @@ else
 fi
 trap 'end_prefix "$prefix"' EXIT
 export WINEPREFIX=$prefix
+# What a console instance or a module under test looks at must not depend on who owns the caller's folder.
+cd "$prefix/drive_c"
 status=0
 "$WINE" "C:\\Program Files\\Moorlak\\moorlak_${suite}_tests.exe" "$@" || status=$?
 exit "$status"

@@ -46,7 +46,8 @@ std::wstring NativeName(const FilePlace& place) {
 }
 
 ULONG OptionsOf(const OpenWish& wish) {
-  ULONG options = FILE_SYNCHRONOUS_IO_NONALERT | kOpenReparsePoint | kCompleteIfOplocked;
+  ULONG options = FILE_SYNCHRONOUS_IO_NONALERT | kCompleteIfOplocked;
+  if (!wish.throughLinks) options |= kOpenReparsePoint;
   if (wish.kind == OpenKind::File) options |= FILE_NON_DIRECTORY_FILE;
   if (wish.kind == OpenKind::Folder) options |= FILE_DIRECTORY_FILE;
   if (wish.writeThrough) options |= kWriteThrough;

@@ -39,12 +39,15 @@ struct OpenWish {
   // Creates it, which requires a kind; ERROR_ALREADY_EXISTS or ERROR_FILE_EXISTS if the name is taken.
   bool create = false;
   bool writeThrough = false;
+  // Opens the target of a link, not the link.
+  bool throughLinks = false;
   // For a new file or folder; without it, the parent folder's rights are inherited.
   PSECURITY_DESCRIPTOR security = nullptr;
 };
 
-// Opens what has this name itself: a link is opened as a link. Does not wait for another process to release its oplock,
-// but fails with ERROR_SHARING_VIOLATION ("NtCreateFile" on Microsoft Learn). GetLastError says why it failed.
+// Opens what has this name itself: a link is opened as a link, unless the wish says otherwise. Does not wait for another
+// process to release its oplock, but fails with ERROR_SHARING_VIOLATION ("NtCreateFile" on Microsoft Learn).
+// GetLastError says why it failed.
 KernelHandle OpenPlace(const FilePlace& place, const OpenWish& wish);
 
 // Renames an open file or folder; the handle needs DELETE. On failure, GetLastError says why.

@@ -1,6 +1,8 @@
 #include "base/object_trust.h"
 
 #include <algorithm>
+#include <array>
+#include <span>
 
 namespace moorlak {
 namespace {
@@ -12,19 +14,26 @@ constexpr uint32_t kChangingRights = 0x2 | 0x4 | 0x10 | 0x40 | 0x100 | 0x10000 |
                                      0x02000000 |  // as much as can be had
                                      0x10000000 | 0x40000000;
 
+using Accounts = std::span<const std::string_view>;
+
+// The own user may be unknown, and whom an entry is for.
+bool IsOneOf(std::string_view sid, Accounts accounts) {
+  return !sid.empty() && std::ranges::find(accounts, sid) != accounts.end();
+}
+
 bool IsTrusted(std::string_view sid, std::string_view ownUser) {
-  return !sid.empty() && (sid == kSystemSid || sid == kAdministratorsSid || sid == ownUser);
+  return IsOneOf(sid, std::array{kSystemSid, kAdministratorsSid, ownUser});
 }
 
 // Denials are not weighed against it: whoever is granted a right by one entry counts as having it.
-bool LetsOthersChange(const AccessEntry& entry, std::string_view ownUser) {
-  if (!entry.grants || entry.inheritOnly || (entry.rights & kChangingRights) == 0) return false;
-  return entry.sid != kOwnerRightsSid && !IsTrusted(entry.sid, ownUser);
+bool LetsOthersChange(const AccessEntry& entry, Accounts mayChange) {
+  return entry.grants && !entry.inheritOnly && (entry.rights & kChangingRights) != 0 && !IsOneOf(entry.sid, mayChange);
 }
 
-bool IsClosed(const ObjectFacts& facts, std::string_view ownUser) {
-  return facts.hasList && std::none_of(facts.entries.begin(), facts.entries.end(),
-                                       [&](const AccessEntry& entry) { return LetsOthersChange(entry, ownUser); });
+bool IsClosed(const ObjectFacts& facts, Accounts mayChange) {
+  return facts.hasList && std::ranges::none_of(facts.entries, [&](const AccessEntry& entry) {
+           return LetsOthersChange(entry, mayChange);
+         });
 }
 
 }  // namespace
@@ -35,8 +44,16 @@ ObjectVerdict JudgeObject(const ObjectFacts& facts, const ObjectDemands& demands
   // A second name may be the one by which the system's own file is known.
   if (!facts.isFolder && facts.links != 1) return ObjectVerdict::TooManyLinks;
   if (!IsTrusted(facts.owner, ownUser)) return ObjectVerdict::Stranger;
-  if (demands.closed && !IsClosed(facts, ownUser)) return ObjectVerdict::WritableByOthers;
+  const std::array mayChange{kSystemSid, kAdministratorsSid, ownUser, kOwnerRightsSid};
+  if (demands.closed && !IsClosed(facts, mayChange)) return ObjectVerdict::WritableByOthers;
   return ObjectVerdict::Ours;
+}
+
+bool CanOthersChange(const ObjectFacts& facts, std::string_view ownUser) {
+  if (facts.owner.empty()) return false;
+  if (!IsTrusted(facts.owner, ownUser) && facts.owner != kTrustedInstallerSid) return true;
+  return !IsClosed(facts, std::array{kSystemSid, kAdministratorsSid, kTrustedInstallerSid, ownUser, kOwnerRightsSid,
+                                     kCreatorOwnerSid});
 }
 
 std::string_view VerdictText(ObjectVerdict verdict) {

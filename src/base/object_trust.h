@@ -9,11 +9,16 @@
 
 namespace moorlak {
 
-// Accounts by the text of their SID ("Well-known SIDs" of Microsoft Learn). The last one stands for an object's owner
-// in its own list.
+// Accounts by the text of their SID ("Well-known SIDs" of Microsoft Learn).
 inline constexpr std::string_view kSystemSid = "S-1-5-18";
 inline constexpr std::string_view kAdministratorsSid = "S-1-5-32-544";
+// Windows' own installer, the service TrustedInstaller, to which the folders of programs belong.
+inline constexpr std::string_view kTrustedInstallerSid =
+    "S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464";
+// Stands for an object's owner in its own list.
 inline constexpr std::string_view kOwnerRightsSid = "S-1-3-4";
+// Stands in a folder's list for whoever will make something below it; no token bears it.
+inline constexpr std::string_view kCreatorOwnerSid = "S-1-3-0";
 
 // One entry of an access list ("ACE" of Microsoft Learn).
 struct AccessEntry {
@@ -59,6 +64,11 @@ struct ObjectDemands {
 // The verdict on an object for a process that runs as this user: LocalSystem, the Administrators group and that user
 // are trusted, nobody else. The first thing that is wrong is the one that is told.
 ObjectVerdict JudgeObject(const ObjectFacts& facts, const ObjectDemands& demands, std::string_view ownUser);
+
+// Whether somebody else than LocalSystem, the Administrators group, Windows' own installer and this user owns an
+// installed file or folder, or may change it. For a folder that is also to add something to it or to delete something
+// in it. An object that does not tell its owner is not held against anybody.
+bool CanOthersChange(const ObjectFacts& facts, std::string_view ownUser);
 
 // The verdict in a few words for a log line: "is a reparse point".
 std::string_view VerdictText(ObjectVerdict verdict);

@@ -10,6 +10,7 @@
 #include "base/standard_error.h"
 #include "base/utf.h"
 #include "process/child_process.h"
+#include "process/install_look.h"
 #include "process/service_end.h"
 
 namespace moorlak {
@@ -61,6 +62,7 @@ bool PassesWithOwnRights(const std::string& xrayPath, const std::string& configP
 bool Validate(const std::string& xrayPath, const std::string& configPath, EngineAccount& account,
               const std::atomic<bool>* running) {
   if (xrayPath.empty()) return false;
+  TellWhatOthersCanChange();
   const auto result = RunTest(xrayPath, configPath, account);
   if (!result) {
     WriteStandardErrorLine("VPN Service: Could not run xray config validation");

@@ -6,15 +6,9 @@
 #include "base/paths.h"
 #include "base/standard_error.h"
 #include "base/utf.h"
-#include "process/engine_candidates.h"
 
 namespace moorlak {
 namespace {
-
-// Raises when the current folder cannot be read: that is no "missing file" either.
-SearchBases BasesOfThisProcess() {
-  return {std::filesystem::current_path(), std::filesystem::path(ExecutablePath()).parent_path()};
-}
 
 bool Exists(const std::filesystem::path& path) {
   return std::filesystem::exists(path);
@@ -46,6 +40,10 @@ std::string FindExecutable(const char* name, const char* foundText) noexcept {
 }
 
 }  // namespace
+
+SearchBases BasesOfThisProcess() {
+  return {std::filesystem::current_path(), std::filesystem::path(ExecutablePath()).parent_path()};
+}
 
 std::string FindXray() noexcept {
   return FindExecutable("xray.exe", "VpnService: using xray at ");

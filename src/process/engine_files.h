@@ -4,7 +4,13 @@
 #include <string>
 #include <vector>
 
+#include "process/engine_candidates.h"
+
 namespace moorlak {
+
+// The folders in which this process looks for them. Raises std::filesystem::filesystem_error when the current folder
+// cannot be read: that is no "missing file" either.
+SearchBases BasesOfThisProcess();
 
 // Full path (UTF-8) of the first candidate that exists, empty when none does or when looking fails with another error
 // than "missing" (then told on standard error). A found path is told on standard error.

@@ -14,6 +14,7 @@
 #include "process/child_process.h"
 #include "process/command_line.h"
 #include "process/engine_output.h"
+#include "process/install_look.h"
 
 namespace moorlak {
 namespace {
@@ -73,6 +74,7 @@ struct EngineLaunch {
 // A stream whose pipe could not be created uses the service's own.
 EngineLaunch LaunchEngine(const std::string& commandLine, const std::filesystem::path& folder,
                           const char* outputPipeFailed, const char* errorPipeFailed, EngineAccount& account) {
+  TellWhatOthersCanChange();
   EngineLaunch launch;
   OutputPipe output = CreateEnginePipe(outputPipeFailed);
   OutputPipe error = CreateEnginePipe(errorPipeFailed);

@@ -9,6 +9,7 @@
 #include "base/log.h"
 #include "base/thread_body.h"
 #include "base/utf.h"
+#include "process/install_look.h"
 #include "service/process_host.h"
 #include "service/recovery.h"
 #include "service/single_instance.h"
@@ -78,6 +79,7 @@ void StartEnterReader() {
 void RunInConsole() {
   WriteLogLine("MoorlakTunnel console mode");
   Print(L"Moorlak tunnel service (console mode)\r\n");
+  TellWhatOthersCanChange();
   EnableRestorePrivilege();
   SetConsoleCtrlHandler(HandleConsoleControl, TRUE);
   const InstanceClaim claim;

@@ -9,6 +9,7 @@
 #include "base/log.h"
 #include "base/thread_body.h"
 #include "ipc/wire_format.h"
+#include "process/install_look.h"
 #include "service/hardening.h"
 #include "service/process_host.h"
 #include "service/recovery.h"
@@ -128,6 +129,7 @@ void RunService() {
     if (service.handle == nullptr) return;
     ReportLocked(SERVICE_START_PENDING, 0, kStartWaitHintMs);
   }
+  TellWhatOthersCanChange();
   if (CreateStopEvent()) {
     BeginLife();
     ServeUntilStopped();

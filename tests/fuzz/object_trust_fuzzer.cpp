@@ -1,5 +1,6 @@
-// The rights decision: a security descriptor as text in, a verdict out. Whatever the list says, an object is ours only
-// when Windows' own way of going through it, walked here entry by entry, grants nobody else a right that changes it.
+// The rights decisions: a security descriptor as text in, a verdict out. Whatever the list says, an object is ours, or
+// an installed one closed, only when Windows' own way of going through it, walked here entry by entry, grants nobody
+// else a right that changes it.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -45,13 +46,37 @@ bool IsAStranger(std::string_view sid) {
   return sid != "S-1-5-18" && sid != "S-1-5-32-544" && sid != kOwnUser && sid != "S-1-3-4";
 }
 
+// Read, execute, read the rights, wait: all that is left.
+bool MayOnlyRead(std::string_view sid, const ObjectFacts& facts) {
+  return (GrantedTo(sid, facts) & 0x1F01FF & ~0x1200A9u) == 0;
+}
+
 void CheckOurs(const ObjectFacts& facts) {
   CHECK_PROPERTY(!IsAStranger(facts.owner) && facts.owner != "S-1-3-4");
   CHECK_PROPERTY(facts.hasList);
   for (const AccessEntry& entry : facts.entries) {
-    if (!IsAStranger(entry.sid)) continue;
-    // Read, execute, read the rights, wait: all that is left.
-    CHECK_PROPERTY((GrantedTo(entry.sid, facts) & 0x1F01FF & ~0x1200A9u) == 0);
+    if (IsAStranger(entry.sid)) CHECK_PROPERTY(MayOnlyRead(entry.sid, facts));
+  }
+}
+
+bool IsAStrangerToTheInstallation(std::string_view sid) {
+  return IsAStranger(sid) && sid != "S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464";
+}
+
+void CheckInstalled(const ObjectFacts& facts, ObjectVerdict verdict) {
+  const bool isOpen = CanOthersChange(facts, kOwnUser);
+  if (facts.owner.empty()) {
+    CHECK_PROPERTY(!isOpen);
+    return;
+  }
+  // Whatever is believed is closed.
+  if (verdict == ObjectVerdict::Ours) CHECK_PROPERTY(!isOpen);
+  if (isOpen) return;
+  CHECK_PROPERTY(!IsAStrangerToTheInstallation(facts.owner) && facts.hasList);
+  for (const AccessEntry& entry : facts.entries) {
+    // No token bears the account that stands for a creator.
+    if (IsAStrangerToTheInstallation(entry.sid) && entry.sid != "S-1-3-0")
+      CHECK_PROPERTY(MayOnlyRead(entry.sid, facts));
   }
 }
 
@@ -96,6 +121,7 @@ void CheckText(std::string_view text) {
   if (!facts) return;
   const ObjectVerdict verdict = JudgeObject(*facts, kClosedFile, kOwnUser);
   if (verdict == ObjectVerdict::Ours) CheckOurs(*facts);
+  CheckInstalled(*facts, verdict);
   CheckEntriesAdded(*facts, verdict);
   CheckObject(*facts, static_cast<uint8_t>(text[0]));
 }

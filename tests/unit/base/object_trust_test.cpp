@@ -134,6 +134,80 @@ TEST(ObjectTrust, AFolderWhoseRightsAreAboutToBeSetIsJudgedByItsOwner) {
   EXPECT_EQ(JudgeObject(facts, {true, true}, kSystemSid), ObjectVerdict::WritableByOthers);
 }
 
+constexpr char kInstaller[] = "S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464";
+
+bool IsOpen(const std::string& sddl, std::string_view ownUser = kSystemSid) {
+  return CanOthersChange(Facts(sddl), ownUser);
+}
+
+// Windows' own folder of programs, a product's folder below it, and a program in that.
+TEST(Installed, AsWindowsAndItsInstallersLeaveItIsClosed) {
+  const std::string installer = kInstaller;
+  EXPECT_FALSE(IsOpen("O:" + installer + "D:PAI(A;;FA;;;" + installer + ")(A;CIIO;GA;;;" + installer +
+                      ")(A;;0x1301bf;;;SY)(A;OICIIO;GA;;;SY)(A;;0x1301bf;;;BA)(A;OICIIO;GA;;;BA)(A;;0x1200a9;;;BU)"
+                      "(A;OICIIO;GXGR;;;BU)(A;OICIIO;GA;;;CO)(A;;0x1200a9;;;S-1-15-2-1)(A;OICIIO;GXGR;;;S-1-15-2-1)"));
+  EXPECT_FALSE(IsOpen("O:BAD:AI(A;ID;FA;;;" + installer + ")(A;CIIOID;GA;;;" + installer +
+                      ")(A;ID;FA;;;SY)(A;OICIIOID;GA;;;SY)(A;ID;FA;;;BA)(A;OICIIOID;GA;;;BA)(A;ID;0x1200a9;;;BU)"
+                      "(A;OICIIOID;GXGR;;;BU)(A;OICIIOID;GA;;;CO)(A;ID;0x1200a9;;;S-1-15-2-2)"));
+  EXPECT_FALSE(IsOpen("O:SYD:AI(A;ID;FA;;;SY)(A;ID;FA;;;BA)(A;ID;0x1200a9;;;BU)(A;ID;0x1200a9;;;S-1-15-2-1)"));
+}
+
+// What a folder beside it gets: signed-in users may modify.
+TEST(Installed, InAFolderOfTheDrivesRootIsOpen) {
+  EXPECT_TRUE(
+      IsOpen("O:BAD:AI(A;OICIID;FA;;;BA)(A;OICIID;FA;;;SY)(A;OICIID;0x1200a9;;;BU)(A;ID;0x1301bf;;;AU)"
+             "(A;OICIIOID;SDGXGWGR;;;AU)"));
+}
+
+TEST(Installed, OnlyTheSystemItsInstallerAdministratorsAndTheOwnUserMayOwn) {
+  for (const char* owner : {"SY", "BA", kInstaller, kOwnUser}) {
+    EXPECT_FALSE(IsOpen(std::string("O:") + owner + "D:(A;;FA;;;SY)", kOwnUser)) << owner;
+  }
+  // The last but one bears the service's account in front.
+  for (const char* owner : {"BU", "WD", "AU", "LS", "CO", "OW", "S-1-5-21-1-2-3-1002", "S-1-5-80-0",
+                            "S-1-5-80-956008885-3418522649-1831038044-1853292631-22714784640"}) {
+    EXPECT_TRUE(IsOpen(std::string("O:") + owner + "D:(A;;FA;;;SY)", kOwnUser)) << owner;
+  }
+  EXPECT_TRUE(IsOpen(std::string("O:") + kOwnUser + "D:(A;;FA;;;SY)"));
+}
+
+TEST(Installed, EachRightThatChangesAnythingCounts) {
+  // Writing or adding a file, appending or adding a folder, attributes of two kinds, deleting what is in a folder,
+  // deleting, rights, owner, and what stands for several.
+  for (const char* rights :
+       {"0x2", "0x4", "0x10", "0x40", "0x100", "SD", "WD", "WO", "GA", "GW", "FA", "FW", "0x2000000", "0x1301bf"}) {
+    EXPECT_TRUE(IsOpen(std::string("O:BAD:(A;;FA;;;SY)(A;;") + rights + ";;;BU)")) << rights;
+    EXPECT_FALSE(IsOpen(std::string("O:BAD:(A;;FA;;;SY)(A;OICIIO;") + rights + ";;;BU)")) << rights;
+    EXPECT_FALSE(IsOpen(std::string("O:BAD:(A;;FA;;;SY)(D;;") + rights + ";;;BU)")) << rights;
+  }
+  EXPECT_FALSE(IsOpen("O:BAD:(A;;FA;;;SY)(A;;FRFXGRGXRC;;;WD)(A;;0x1200a9;;;AU)"));
+}
+
+TEST(Installed, WhoeverMayChangeItIsNamedInAnyWay) {
+  for (const char* account : {"BU", "WD", "AU", "IU", "LS", "NS", "AN", "S-1-5-21-1-2-3-1002", "S-1-15-2-1"}) {
+    EXPECT_TRUE(IsOpen(std::string("O:SYD:(A;;FA;;;") + account + ")")) << account;
+  }
+  // Nobody is the creator of what is there already, and an owner is judged as such.
+  for (const char* account : {"SY", "BA", kInstaller, "OW", "CO"}) {
+    EXPECT_FALSE(IsOpen(std::string("O:SYD:(A;;FA;;;") + account + ")")) << account;
+  }
+  EXPECT_FALSE(IsOpen(std::string("O:SYD:(A;;FA;;;") + kOwnUser + ")", kOwnUser));
+  EXPECT_TRUE(IsOpen(std::string("O:SYD:(A;;FA;;;") + kOwnUser + ")"));
+}
+
+TEST(Installed, WithoutAListIsOpenAndWithoutAnOwnerIsNotHeldAgainstAnybody) {
+  EXPECT_TRUE(IsOpen("O:SYD:NO_ACCESS_CONTROL"));
+  // A file system that keeps no rights says so.
+  EXPECT_TRUE(IsOpen("O:WDD:NO_ACCESS_CONTROL"));
+  EXPECT_FALSE(CanOthersChange({}, kSystemSid));
+  EXPECT_FALSE(IsOpen("D:(A;;FA;;;WD)"));
+}
+
+TEST(Installed, AnEntryOfAnotherKindCountsAsAGrantToAnybody) {
+  EXPECT_TRUE(IsOpen("O:SYD:(OA;;FW;;;SY)"));
+  EXPECT_FALSE(IsOpen("O:SYD:(OA;;FR;;;SY)(OD;;FW;;;WD)"));
+}
+
 TEST(LogName, UsersMayAppendToTheLogThatIsUsed) {
   EXPECT_EQ(DecideLogName(Facts("O:BAD:(A;;FA;;;SY)(A;;FA;;;BA)(A;;0x120185;;;BU)"), kSystemSid), LogNameStep::Use);
   // The log of an earlier version or of an installer.

@@ -1,0 +1,64 @@
+#include "process/install_look.h"
+
+#include <filesystem>
+#include <mutex>
+#include <set>
+#include <string>
+
+#include "base/file_place.h"
+#include "base/guarded.h"
+#include "base/log.h"
+#include "base/paths.h"
+#include "base/trust.h"
+#include "base/utf.h"
+#include "process/engine_files.h"
+#include "process/install_items.h"
+
+namespace moorlak {
+namespace {
+
+struct ToldItems {
+  std::mutex lock;
+  // Guarded by the lock.
+  std::set<std::wstring> paths;
+};
+
+// Never destroyed: engines are launched until the process has gone.
+ToldItems& Told() {
+  static ToldItems& told = *new ToldItems;
+  return told;
+}
+
+bool IsToldNow(const std::wstring& path) {
+  ToldItems& told = Told();
+  const std::lock_guard guard(told.lock);
+  return told.paths.insert(path).second;
+}
+
+ObjectFacts FactsOf(const std::wstring& path, bool throughLinks) {
+  const KernelHandle object =
+      OpenPlace(path, {.access = FILE_READ_ATTRIBUTES | READ_CONTROL, .throughLinks = throughLinks});
+  return object ? ReadFacts(object.Get()) : ObjectFacts{};
+}
+
+bool IsOpenToOthers(const std::wstring& path) {
+  const ObjectFacts facts = FactsOf(path, false);
+  return CanOthersChange(facts, OwnUserSid()) ||
+         (facts.isReparsePoint && CanOthersChange(FactsOf(path, true), OwnUserSid()));
+}
+
+void LookAtItems() {
+  const auto exists = [](const std::filesystem::path& path) { return std::filesystem::exists(path); };
+  for (const std::filesystem::path& item : InstallItems(BasesOfThisProcess(), ExecutablePath(), exists)) {
+    const std::wstring path = item.wstring();
+    if (IsOpenToOthers(path) && IsToldNow(path)) WriteLogLine(ChangeableLine(NarrowUtf16(path)));
+  }
+}
+
+}  // namespace
+
+void TellWhatOthersCanChange() noexcept {
+  Guarded(LookAtItems);
+}
+
+}  // namespace moorlak
