@@ -1,0 +1,104 @@
+// A user who holds the pipe's name while the service does not. A client that sends him what it has for the service
+// gives away a configuration, and believes his answers.
+#include <windows.h>
+
+#include <gtest/gtest.h>
+#include <string>
+#include <thread>
+
+#include "base/paths.h"
+#include "base/trust.h"
+#include "base/utf.h"
+#include "ipc/wire_format.h"
+#include "machine/support/child.h"
+#include "machine/support/pipe_client.h"
+#include "machine/support/service_control.h"
+
+namespace moorlak::adversary {
+namespace {
+
+constexpr DWORD kOk = 0;
+constexpr DWORD kImpostor = 10;
+constexpr char kNothingSent[] =
+    "moorlakctl: The control pipe belongs neither to the system nor to the administrators, so it is not the tunnel "
+    "service's. Nothing was sent.\nEnd the program that holds it; the service takes the pipe back by itself.\n";
+
+// The pipe with that owner. It answers the first request with "OK".
+class Squatter {
+ public:
+  explicit Squatter(const std::wstring& owner) {
+    const auto descriptor = DescriptorFrom(L"O:" + owner + L"G:SYD:(A;;GA;;;WD)");
+    SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor.Get(), FALSE};
+    pipe.Reset(CreateNamedPipeW(kPipeName, PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE, 1, 4096, 4096, 0, &attributes));
+    EXPECT_TRUE(descriptor && pipe) << GetLastError();
+    server = std::thread([this] { Serve(); });
+  }
+  ~Squatter() { End(); }
+  // How much the client sent before it closed its end.
+  size_t BytesGot() {
+    End();
+    return got;
+  }
+
+ private:
+  void Serve() {
+    ConnectNamedPipe(pipe.Get(), nullptr);
+    char buffer[256];
+    DWORD bytes = 0;
+    while (ReadFile(pipe.Get(), buffer, sizeof(buffer), &bytes, nullptr) && bytes != 0) {
+      got += bytes;
+      const WireNumber length = EncodeNumber(2);
+      machine::SendBytes(pipe.Get(), std::string(length.begin(), length.end()) + "OK");
+    }
+  }
+  void End() {
+    if (!server.joinable()) return;
+    // Lets a server go that nobody came to.
+    machine::ConnectPipe(std::chrono::milliseconds(1));
+    server.join();
+    pipe.Reset();
+  }
+
+  KernelHandle pipe;
+  std::thread server;
+  size_t got = 0;
+};
+
+struct SquattedPipe : testing::Test {
+  DWORD Ping() {
+    DWORD exitCode = STILL_ACTIVE;
+    output = machine::RunProgram(L"\"" + machine::InstallFolder() + L"\\moorlakctl.exe\" ping", exitCode);
+    return exitCode;
+  }
+  void ExpectNothingSentTo(const std::wstring& owner) {
+    SCOPED_TRACE(NarrowUtf16(owner));
+    Squatter squatter(owner);
+    EXPECT_EQ(Ping(), kImpostor);
+    EXPECT_EQ(output, kNothingSent);
+    EXPECT_EQ(squatter.BytesGot(), 0u);
+  }
+
+  std::string output;
+};
+
+TEST_F(SquattedPipe, OfAnotherUserGetsNothing) {
+  ExpectNothingSentTo(L"S-1-5-21-1-2-3-1001");
+  ExpectNothingSentTo(L"BU");
+}
+
+// An elevated client has more to lose than the programs of its user that are not.
+TEST_F(SquattedPipe, OfTheUserHimselfGetsNothingFromAnElevatedClient) {
+  ExpectNothingSentTo(UserSid(GetCurrentProcess()));
+}
+
+TEST_F(SquattedPipe, OfTheSystemOrTheAdministratorsIsTheServices) {
+  for (const wchar_t* owner : {L"SY", L"BA"}) {
+    SCOPED_TRACE(NarrowUtf16(owner));
+    Squatter service(owner);
+    EXPECT_EQ(Ping(), kOk) << output;
+    EXPECT_EQ(service.BytesGot(), 8u);
+  }
+}
+
+}  // namespace
+}  // namespace moorlak::adversary
