@@ -23,6 +23,8 @@ enum class ExitCode {
   AccessDenied = 8,
   // `start`: another program ended the session, or the service was stopped.
   StoppedByOthers = 9,
+  // The control pipe belongs to a program that is not the service.
+  Impostor = 10,
 };
 
 }  // namespace moorlak

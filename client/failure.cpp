@@ -1,5 +1,6 @@
 #include "client/failure.h"
 
+#include "base/object_trust.h"
 #include "client/visible_text.h"
 #include "ipc/wire_format.h"
 
@@ -82,8 +83,9 @@ std::string FailureText(const FailureReport& report) {
       return "Windows denies this account access to the service's control pipe.\n"
              "Run moorlakctl as a signed-in user of this computer; guests are not admitted.";
     case Failure::Impostor:
-      return "The control pipe belongs to another user's program, not to the tunnel service. Nothing was sent.\n"
-             "End that program; the service takes the pipe back by itself.";
+      return "The control pipe belongs neither to the system nor to the administrators, so it is not the tunnel "
+             "service's. Nothing was sent.\n"
+             "End the program that holds it; the service takes the pipe back by itself.";
     case Failure::Refused:
       return RefusedText(report);
     case Failure::BadReply:
@@ -112,6 +114,7 @@ ExitCode ExitCodeOf(Failure failure) {
     case Failure::Refused:
       return ExitCode::Refused;
     case Failure::Impostor:
+      return ExitCode::Impostor;
     case Failure::BadReply:
     case Failure::TimedOut:
     case Failure::System:
@@ -125,6 +128,10 @@ OpenVerdict JudgeOpenError(uint32_t systemError) {
     return OpenVerdict::Retry;
   }
   return systemError == kAccessDenied ? OpenVerdict::Denied : OpenVerdict::Failed;
+}
+
+bool MayBeService(std::string_view pipeOwner, std::string_view ownUser, bool isElevated) {
+  return IsTrustedOwner(pipeOwner, isElevated ? std::string_view() : ownUser);
 }
 
 Failure ExhaustedOpen(bool sawBusy) {

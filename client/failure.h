@@ -16,7 +16,7 @@ enum class Failure {
   // The pipe served other clients until the deadline.
   Busy,
   AccessDenied,
-  // The pipe's owner is an account that the service cannot run as.
+  // The pipe's owner is an account that the service cannot run as. Nothing was sent.
   Impostor,
   // The connection was closed before the first byte of a reply.
   Refused,
@@ -55,6 +55,11 @@ ExitCode ExitCodeOf(Failure failure);
 // What an error from opening the pipe means. Retry: the pipe is busy or between two clients, and may soon be free.
 enum class OpenVerdict { Retry, Denied, Failed };
 OpenVerdict JudgeOpenError(uint32_t systemError);
+
+// True if a pipe with this owner can be the service's (SIDs as text): LocalSystem, or the Administrators group for a
+// console instance. A client that is not elevated also accepts its own user, whose programs have every right that the
+// client has; an elevated client has more. An unknown owner is not accepted.
+bool MayBeService(std::string_view pipeOwner, std::string_view ownUser, bool isElevated);
 
 // What to report after the last retry. A pipe that was busy once exists, so the failure is Busy, not Absent.
 Failure ExhaustedOpen(bool sawBusy);

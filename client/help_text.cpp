@@ -35,6 +35,7 @@ Exit codes:
   7  the pipe, the tunnel log, standard output or moorlakctl itself failed
   8  Windows denies this account access to the service
   9  somebody else ended the session (start)
+  10  the control pipe belongs to a program that is not the service
 )";
 
 constexpr std::string_view kPingHelp =

@@ -154,10 +154,20 @@ PipeAnswer ReadReply(Connection& connection, uint32_t patience) {
   return answer;
 }
 
+// Also true if it is not known, so that the stricter rule applies.
+bool IsElevated() {
+  KernelHandle token;
+  TOKEN_ELEVATION elevation{};
+  DWORD size = 0;
+  return !OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.Out()) ||
+         !GetTokenInformation(token.Get(), TokenElevation, &elevation, sizeof(elevation), &size) ||
+         elevation.TokenIsElevated != 0;
+}
+
 // Checks that the program at the other end may be the service. The owner cannot be read once the service has closed the
 // connection: that is a refusal, not an impostor.
 PipeAnswer CheckServer(HANDLE pipe) {
-  if (HasTrustedOwner(pipe, SE_KERNEL_OBJECT)) return {};
+  if (MayBeService(OwnerSid(pipe, SE_KERNEL_OBJECT), OwnUserSid(), IsElevated())) return {};
   if (PeekNamedPipe(pipe, nullptr, 0, nullptr, nullptr, nullptr)) return {Failure::Impostor, 0, {}};
   const DWORD error = GetLastError();
   return {JudgeTransferError(error, false), error, {}};

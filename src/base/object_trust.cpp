@@ -21,10 +21,6 @@ bool IsOneOf(std::string_view sid, Accounts accounts) {
   return !sid.empty() && std::ranges::find(accounts, sid) != accounts.end();
 }
 
-bool IsTrusted(std::string_view sid, std::string_view ownUser) {
-  return IsOneOf(sid, std::array{kSystemSid, kAdministratorsSid, ownUser});
-}
-
 // Denials are not weighed against it: whoever is granted a right by one entry counts as having it.
 bool LetsOthersChange(const AccessEntry& entry, Accounts mayChange) {
   return entry.grants && !entry.inheritOnly && (entry.rights & kChangingRights) != 0 && !IsOneOf(entry.sid, mayChange);
@@ -38,12 +34,16 @@ bool IsClosed(const ObjectFacts& facts, Accounts mayChange) {
 
 }  // namespace
 
+bool IsTrustedOwner(std::string_view owner, std::string_view ownUser) {
+  return IsOneOf(owner, std::array{kSystemSid, kAdministratorsSid, ownUser});
+}
+
 ObjectVerdict JudgeObject(const ObjectFacts& facts, const ObjectDemands& demands, std::string_view ownUser) {
   if (facts.isReparsePoint) return ObjectVerdict::ReparsePoint;
   if (facts.isFolder != demands.folder) return ObjectVerdict::WrongKind;
   // A second name may be the one by which the system's own file is known.
   if (!facts.isFolder && facts.links != 1) return ObjectVerdict::TooManyLinks;
-  if (!IsTrusted(facts.owner, ownUser)) return ObjectVerdict::Stranger;
+  if (!IsTrustedOwner(facts.owner, ownUser)) return ObjectVerdict::Stranger;
   const std::array mayChange{kSystemSid, kAdministratorsSid, ownUser, kOwnerRightsSid};
   if (demands.closed && !IsClosed(facts, mayChange)) return ObjectVerdict::WritableByOthers;
   return ObjectVerdict::Ours;
@@ -51,7 +51,7 @@ ObjectVerdict JudgeObject(const ObjectFacts& facts, const ObjectDemands& demands
 
 bool CanOthersChange(const ObjectFacts& facts, std::string_view ownUser) {
   if (facts.owner.empty()) return false;
-  if (!IsTrusted(facts.owner, ownUser) && facts.owner != kTrustedInstallerSid) return true;
+  if (!IsTrustedOwner(facts.owner, ownUser) && facts.owner != kTrustedInstallerSid) return true;
   return !IsClosed(facts, std::array{kSystemSid, kAdministratorsSid, kTrustedInstallerSid, ownUser, kOwnerRightsSid,
                                      kCreatorOwnerSid});
 }

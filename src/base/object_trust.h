@@ -54,6 +54,10 @@ enum class ObjectVerdict {
   WritableByOthers,
 };
 
+// Whether what belongs to this account is believed: LocalSystem, the Administrators group and the user this process
+// runs as are trusted. Either text may be empty: nobody is trusted for being unknown.
+bool IsTrustedOwner(std::string_view owner, std::string_view ownUser);
+
 // What an object must be to be believed.
 struct ObjectDemands {
   bool folder = false;
@@ -61,8 +65,8 @@ struct ObjectDemands {
   bool closed = false;
 };
 
-// The verdict on an object for a process that runs as this user: LocalSystem, the Administrators group and that user
-// are trusted, nobody else. The first thing that is wrong is the one that is told.
+// The verdict on an object for a process that runs as this user; who is trusted stands above. The first thing that is
+// wrong is the one that is told.
 ObjectVerdict JudgeObject(const ObjectFacts& facts, const ObjectDemands& demands, std::string_view ownUser);
 
 // Whether somebody else than LocalSystem, the Administrators group, Windows' own installer and this user owns an

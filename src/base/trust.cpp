@@ -79,16 +79,16 @@ LocalMemory<PSECURITY_DESCRIPTOR> OwnedDescriptor(const std::wstring& sddl) {
   return DescriptorFrom((MayOwnAsAdministrators() ? L"O:BA" : L"O:" + UserSid(GetCurrentProcess())) + sddl);
 }
 
-bool HasTrustedOwner(HANDLE object, SE_OBJECT_TYPE type) {
+std::string OwnerSid(HANDLE object, SE_OBJECT_TYPE type) {
   PSID owner = nullptr;
   LocalMemory<PSECURITY_DESCRIPTOR> descriptor;
-  if (GetSecurityInfo(object, type, OWNER_SECURITY_INFORMATION, &owner, nullptr, nullptr, nullptr, descriptor.Out()) !=
-          ERROR_SUCCESS ||
-      owner == nullptr) {
-    return false;
-  }
-  return IsWellKnownSid(owner, WinLocalSystemSid) || IsWellKnownSid(owner, WinBuiltinAdministratorsSid) ||
-         (!OwnUserSid().empty() && NarrowSid(owner) == OwnUserSid());
+  const DWORD error =
+      GetSecurityInfo(object, type, OWNER_SECURITY_INFORMATION, &owner, nullptr, nullptr, nullptr, descriptor.Out());
+  return error == ERROR_SUCCESS && owner != nullptr ? NarrowSid(owner) : std::string();
+}
+
+bool HasTrustedOwner(HANDLE object, SE_OBJECT_TYPE type) {
+  return IsTrustedOwner(OwnerSid(object, type), OwnUserSid());
 }
 
 std::wstring UserSid(HANDLE process) {

@@ -19,8 +19,10 @@ LocalMemory<PSECURITY_DESCRIPTOR> DescriptorFrom(const std::wstring& sddl);
 // administrators trust each other's objects), otherwise the current user. Empty if neither works.
 LocalMemory<PSECURITY_DESCRIPTOR> OwnedDescriptor(const std::wstring& sddl);
 
-// True if the object's owner is LocalSystem, the Administrators group or the current user. The handle needs
-// READ_CONTROL; an owner that cannot be read is not trusted.
+// SID of the object's owner in UTF-8; empty if it cannot be read. The handle needs READ_CONTROL.
+std::string OwnerSid(HANDLE object, SE_OBJECT_TYPE type);
+
+// True if that owner is trusted (base/object_trust.h); an owner that cannot be read is not.
 bool HasTrustedOwner(HANDLE object, SE_OBJECT_TYPE type);
 
 // SID of a process's user as text ("S-1-5-18" is LocalSystem); empty if it cannot be read. The handle needs

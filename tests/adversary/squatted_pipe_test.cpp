@@ -64,10 +64,48 @@ class Squatter {
   size_t got = 0;
 };
 
+std::wstring PingCommand() {
+  return L"\"" + machine::InstallFolder() + L"\\moorlakctl.exe\" ping";
+}
+
+// The token that an administrator's programs have which are not elevated.
+KernelHandle TokenWithoutElevation() {
+  KernelHandle own;
+  TOKEN_LINKED_TOKEN linked{};
+  DWORD size = 0;
+  EXPECT_TRUE(OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, own.Out()));
+  EXPECT_TRUE(GetTokenInformation(own.Get(), TokenLinkedToken, &linked, sizeof(linked), &size)) << GetLastError();
+  const KernelHandle other(linked.LinkedToken);
+  KernelHandle primary;
+  EXPECT_TRUE(
+      DuplicateTokenEx(other.Get(), MAXIMUM_ALLOWED, nullptr, SecurityImpersonation, TokenPrimary, primary.Out()));
+  TOKEN_ELEVATION elevation{1};
+  EXPECT_TRUE(GetTokenInformation(primary.Get(), TokenElevation, &elevation, sizeof(elevation), &size));
+  EXPECT_EQ(elevation.TokenIsElevated, 0u);
+  return primary;
+}
+
+DWORD PingWithoutElevation() {
+  const KernelHandle token = TokenWithoutElevation();
+  STARTUPINFOW startup{};
+  startup.cb = sizeof(startup);
+  PROCESS_INFORMATION started{};
+  std::wstring command = PingCommand();
+  EXPECT_TRUE(CreateProcessAsUserW(token.Get(), nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                                   &startup, &started))
+      << GetLastError();
+  const KernelHandle thread(started.hThread);
+  const KernelHandle process(started.hProcess);
+  EXPECT_EQ(WaitForSingleObject(process.Get(), 60'000), WAIT_OBJECT_0);
+  DWORD exitCode = STILL_ACTIVE;
+  EXPECT_TRUE(GetExitCodeProcess(process.Get(), &exitCode));
+  return exitCode;
+}
+
 struct SquattedPipe : testing::Test {
   DWORD Ping() {
     DWORD exitCode = STILL_ACTIVE;
-    output = machine::RunProgram(L"\"" + machine::InstallFolder() + L"\\moorlakctl.exe\" ping", exitCode);
+    output = machine::RunProgram(PingCommand(), exitCode);
     return exitCode;
   }
   void ExpectNothingSentTo(const std::wstring& owner) {
@@ -89,6 +127,19 @@ TEST_F(SquattedPipe, OfAnotherUserGetsNothing) {
 // An elevated client has more to lose than the programs of its user that are not.
 TEST_F(SquattedPipe, OfTheUserHimselfGetsNothingFromAnElevatedClient) {
   ExpectNothingSentTo(UserSid(GetCurrentProcess()));
+}
+
+// What was not elevated in the first place has nothing that the user's other programs have not.
+TEST_F(SquattedPipe, OfTheUserHimselfWillDoForAClientThatIsNotElevated) {
+  Squatter service(UserSid(GetCurrentProcess()));
+  EXPECT_EQ(PingWithoutElevation(), kOk);
+  EXPECT_EQ(service.BytesGot(), 8u);
+}
+
+TEST_F(SquattedPipe, OfAnotherUserGetsNothingFromAClientThatIsNotElevated) {
+  Squatter squatter(L"S-1-5-21-1-2-3-1001");
+  EXPECT_EQ(PingWithoutElevation(), kImpostor);
+  EXPECT_EQ(squatter.BytesGot(), 0u);
 }
 
 TEST_F(SquattedPipe, OfTheSystemOrTheAdministratorsIsTheServices) {

@@ -68,13 +68,32 @@ TEST(Failure, ExitCodesAreTheDocumentedNumbers) {
   EXPECT_EQ(static_cast<int>(ExitCodeOf(Failure::Busy)), 4);
   EXPECT_EQ(static_cast<int>(ExitCodeOf(Failure::Refused)), 5);
   EXPECT_EQ(static_cast<int>(ExitCodeOf(Failure::BadReply)), 7);
-  EXPECT_EQ(static_cast<int>(ExitCodeOf(Failure::Impostor)), 7);
+  EXPECT_EQ(static_cast<int>(ExitCodeOf(Failure::Impostor)), 10);
   EXPECT_EQ(static_cast<int>(ExitCodeOf(Failure::TimedOut)), 7);
   EXPECT_EQ(static_cast<int>(ExitCodeOf(Failure::System)), 7);
   EXPECT_EQ(static_cast<int>(ExitCodeOf(Failure::AccessDenied)), 8);
   EXPECT_EQ(static_cast<int>(ExitCode::ServiceError), 1);
   EXPECT_EQ(static_cast<int>(ExitCode::Usage), 2);
   EXPECT_EQ(static_cast<int>(ExitCode::SessionEnded), 6);
+}
+
+TEST(Failure, APipeOfTheSystemOrTheAdministratorsMayBeTheServices) {
+  constexpr std::string_view kUser = "S-1-5-21-1-2-3-1001";
+  for (const bool isElevated : {false, true}) {
+    EXPECT_TRUE(MayBeService("S-1-5-18", kUser, isElevated));
+    EXPECT_TRUE(MayBeService("S-1-5-32-544", kUser, isElevated));
+    for (const std::string_view owner :
+         {"S-1-5-21-1-2-3-1002", "S-1-5-21-1-2-3-100", "S-1-5-32-545", "S-1-5-19", "S-1-1-0", "S-1-5-180", ""}) {
+      EXPECT_FALSE(MayBeService(owner, kUser, isElevated)) << owner;
+    }
+    EXPECT_FALSE(MayBeService("", "", isElevated));
+  }
+}
+
+TEST(Failure, APipeOfTheOwnUserMayBeTheServicesUnlessTheClientIsElevated) {
+  constexpr std::string_view kUser = "S-1-5-21-1-2-3-1001";
+  EXPECT_TRUE(MayBeService(kUser, kUser, false));
+  EXPECT_FALSE(MayBeService(kUser, kUser, true));
 }
 
 TEST(Failure, APipeBetweenTwoClientsIsTriedAgain) {

@@ -34,7 +34,7 @@ TEST(HelpText, FitsATerminalOfEightyColumns) {
 }
 
 TEST(HelpText, ListsEveryExitCode) {
-  for (int code = 0; code <= static_cast<int>(ExitCode::StoppedByOthers); ++code) {
+  for (int code = 0; code <= static_cast<int>(ExitCode::Impostor); ++code) {
     EXPECT_NE(HelpText(ClientCommand::None).find("\n  " + std::to_string(code) + "  "), std::string_view::npos) << code;
   }
 }
