@@ -45,8 +45,8 @@ struct OpenWish {
   PSECURITY_DESCRIPTOR security = nullptr;
 };
 
-// Opens what has this name itself: a link is opened as a link, unless the wish says otherwise. Does not wait for another
-// process to release its oplock, but fails with ERROR_SHARING_VIOLATION ("NtCreateFile" on Microsoft Learn).
+// Opens what has this name itself: a link is opened as a link, unless the wish says otherwise. Does not wait for
+// another process to release its oplock, but fails with ERROR_SHARING_VIOLATION ("NtCreateFile" on Microsoft Learn).
 // GetLastError says why it failed.
 KernelHandle OpenPlace(const FilePlace& place, const OpenWish& wish);
 

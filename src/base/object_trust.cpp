@@ -16,7 +16,7 @@ constexpr uint32_t kChangingRights = 0x2 | 0x4 | 0x10 | 0x40 | 0x100 | 0x10000 |
 
 using Accounts = std::span<const std::string_view>;
 
-// The own user may be unknown, and whom an entry is for.
+// The user of this process may be unknown, and so may the account of an entry.
 bool IsOneOf(std::string_view sid, Accounts accounts) {
   return !sid.empty() && std::ranges::find(accounts, sid) != accounts.end();
 }

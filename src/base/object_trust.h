@@ -15,9 +15,9 @@ inline constexpr std::string_view kAdministratorsSid = "S-1-5-32-544";
 // Windows' own installer, the service TrustedInstaller, to which the folders of programs belong.
 inline constexpr std::string_view kTrustedInstallerSid =
     "S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464";
-// Stands for an object's owner in its own list.
+// Means the object's owner, in its list.
 inline constexpr std::string_view kOwnerRightsSid = "S-1-3-4";
-// Stands in a folder's list for whoever will make something below it; no token bears it.
+// Means whoever creates something in a folder, in the folder's list; no token has it.
 inline constexpr std::string_view kCreatorOwnerSid = "S-1-3-0";
 
 // One entry of an access list ("ACE" of Microsoft Learn).
@@ -54,8 +54,8 @@ enum class ObjectVerdict {
   WritableByOthers,
 };
 
-// Whether what belongs to this account is believed: LocalSystem, the Administrators group and the user this process
-// runs as are trusted. Either text may be empty: nobody is trusted for being unknown.
+// True if objects of this owner are believed: LocalSystem, the Administrators group and the user this process runs as
+// are trusted. Either text may be empty if it is not known; an unknown owner is not trusted.
 bool IsTrustedOwner(std::string_view owner, std::string_view ownUser);
 
 // What an object must be to be believed.
@@ -65,13 +65,13 @@ struct ObjectDemands {
   bool closed = false;
 };
 
-// The verdict on an object for a process that runs as this user; who is trusted stands above. The first thing that is
+// The verdict on an object for a process that runs as this user, who is trusted as above. The first thing that is
 // wrong is the one that is told.
 ObjectVerdict JudgeObject(const ObjectFacts& facts, const ObjectDemands& demands, std::string_view ownUser);
 
-// Whether somebody else than LocalSystem, the Administrators group, Windows' own installer and this user owns an
-// installed file or folder, or may change it. For a folder that is also to add something to it or to delete something
-// in it. An object that does not tell its owner is not held against anybody.
+// True if an installed file or folder is owned by, or can be changed by, anybody but LocalSystem, the Administrators
+// group, Windows' own installer and this user. Changing a folder includes adding something to it and deleting something
+// in it. False if the owner is not known.
 bool CanOthersChange(const ObjectFacts& facts, std::string_view ownUser);
 
 // The verdict in a few words for a log line: "is a reparse point".

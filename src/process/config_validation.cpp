@@ -62,7 +62,7 @@ bool PassesWithOwnRights(const std::string& xrayPath, const std::string& configP
 bool Validate(const std::string& xrayPath, const std::string& configPath, EngineAccount& account,
               const std::atomic<bool>* running) {
   if (xrayPath.empty()) return false;
-  TellWhatOthersCanChange();
+  LogWhatOthersCanChange();
   const auto result = RunTest(xrayPath, configPath, account);
   if (!result) {
     WriteStandardErrorLine("VPN Service: Could not run xray config validation");

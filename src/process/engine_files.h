@@ -8,7 +8,7 @@
 
 namespace moorlak {
 
-// The folders in which this process looks for them. Raises std::filesystem::filesystem_error when the current folder
+// The folders where this process searches for them. Raises std::filesystem::filesystem_error if the current folder
 // cannot be read: that is no "missing file" either.
 SearchBases BasesOfThisProcess();
 

@@ -74,7 +74,7 @@ struct EngineLaunch {
 // A stream whose pipe could not be created uses the service's own.
 EngineLaunch LaunchEngine(const std::string& commandLine, const std::filesystem::path& folder,
                           const char* outputPipeFailed, const char* errorPipeFailed, EngineAccount& account) {
-  TellWhatOthersCanChange();
+  LogWhatOthersCanChange();
   EngineLaunch launch;
   OutputPipe output = CreateEnginePipe(outputPipeFailed);
   OutputPipe error = CreateEnginePipe(errorPipeFailed);

@@ -12,10 +12,10 @@ void Add(Paths& items, const path& item) {
   if (!item.empty() && std::ranges::find(items, item) == items.end()) items.push_back(item);
 }
 
-// How many of the candidates that exist are used.
+// Which of the existing candidates are used.
 enum class Use { First, EachThatExists };
 
-// wintun.dll: a copy that cannot be loaded makes way for the next one.
+// For wintun.dll: if a copy cannot be loaded, the next one is tried.
 void AddSearched(Paths& items, const Paths& candidates, Use use, const ExistenceTest& exists) {
   bool isFound = false;
   for (const path& candidate : candidates) {
@@ -39,7 +39,7 @@ Paths InstallItems(const SearchBases& bases, const path& program, const Existenc
     try {
       AddSearched(items, candidates, use, exists);
     } catch (const std::filesystem::filesystem_error&) {
-      // The search for the file itself ends here, too, and is the one that tells it.
+      // The search for the file itself fails in the same way and reports it.
     }
   };
   addSearched(ExecutableCandidates(bases, "xray.exe"), Use::First);

@@ -1,4 +1,4 @@
-// What whoever can change it commands the service: its programs, and the folders that hold them.
+// The files and folders whose changing gives control of the service: its programs, and the folders they are in.
 #pragma once
 
 #include <filesystem>
@@ -10,15 +10,14 @@
 
 namespace moorlak {
 
-// The folder of this program and the program (a full path); for each engine and for wintun.dll what exists, as the
-// search for it goes (process/engine_candidates.h), and the folder that holds it, because libraries are loaded from
-// beside a program. The folders in which it would have been found before count too: whoever adds to those has his own
-// engine run. They are listed whether they exist or not. Without repetitions. A search that the test ends by an error
-// gives what it had until then.
+// The folder of this program and the program (a full path); for each engine the file that the search finds
+// (process/engine_candidates.h), for wintun.dll each copy, and the folder of each, because libraries are loaded from
+// the folder of a program. The folders that are searched before it count too: a file added there is found instead. They
+// may be missing. Without repetitions. If the existence test fails, that search ends with what it has so far.
 std::vector<std::filesystem::path> InstallItems(const SearchBases& bases, const std::filesystem::path& program,
                                                 const ExistenceTest& exists);
 
-// The log line about one of them; the path in UTF-8.
+// The log line for one of them; the path is UTF-8.
 std::string ChangeableLine(std::string_view path);
 
 }  // namespace moorlak

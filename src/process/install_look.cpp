@@ -17,22 +17,22 @@
 namespace moorlak {
 namespace {
 
-struct ToldItems {
+struct LoggedItems {
   std::mutex lock;
   // Guarded by the lock.
   std::set<std::wstring> paths;
 };
 
 // Never destroyed: engines are launched until the process has gone.
-ToldItems& Told() {
-  static ToldItems& told = *new ToldItems;
-  return told;
+LoggedItems& Logged() {
+  static LoggedItems& logged = *new LoggedItems;
+  return logged;
 }
 
-bool IsToldNow(const std::wstring& path) {
-  ToldItems& told = Told();
-  const std::lock_guard guard(told.lock);
-  return told.paths.insert(path).second;
+bool IsFirstTime(const std::wstring& path) {
+  LoggedItems& logged = Logged();
+  const std::lock_guard guard(logged.lock);
+  return logged.paths.insert(path).second;
 }
 
 ObjectFacts FactsOf(const std::wstring& path, bool throughLinks) {
@@ -51,13 +51,13 @@ void LookAtItems() {
   const auto exists = [](const std::filesystem::path& path) { return std::filesystem::exists(path); };
   for (const std::filesystem::path& item : InstallItems(BasesOfThisProcess(), ExecutablePath(), exists)) {
     const std::wstring path = item.wstring();
-    if (IsOpenToOthers(path) && IsToldNow(path)) WriteLogLine(ChangeableLine(NarrowUtf16(path)));
+    if (IsOpenToOthers(path) && IsFirstTime(path)) WriteLogLine(ChangeableLine(NarrowUtf16(path)));
   }
 }
 
 }  // namespace
 
-void TellWhatOthersCanChange() noexcept {
+void LogWhatOthersCanChange() noexcept {
   Guarded(LookAtItems);
 }
 

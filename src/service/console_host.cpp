@@ -79,7 +79,7 @@ void StartEnterReader() {
 void RunInConsole() {
   WriteLogLine("MoorlakTunnel console mode");
   Print(L"Moorlak tunnel service (console mode)\r\n");
-  TellWhatOthersCanChange();
+  LogWhatOthersCanChange();
   EnableRestorePrivilege();
   SetConsoleCtrlHandler(HandleConsoleControl, TRUE);
   const InstanceClaim claim;

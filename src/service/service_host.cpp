@@ -129,7 +129,7 @@ void RunService() {
     if (service.handle == nullptr) return;
     ReportLocked(SERVICE_START_PENDING, 0, kStartWaitHintMs);
   }
-  TellWhatOthersCanChange();
+  LogWhatOthersCanChange();
   if (CreateStopEvent()) {
     BeginLife();
     ServeUntilStopped();

@@ -1,5 +1,5 @@
 // Whoever can change what the service runs commands the service. The rights of its folder are the installer's business,
-// so nothing is refused; the log tells what others can change.
+// so nothing is refused; the log warns of what others can change.
 #include <windows.h>
 
 #include <algorithm>
@@ -41,7 +41,7 @@ std::wstring Rights(const wchar_t* forEverybody) {
 
 struct InstallFolderOf : FreshMachine {
   InstallFolderOf() {
-    // Neither is run or loaded here: this engine needs no tunnel, and what is no library is not loaded.
+    // Neither is run or loaded: proxy mode needs no tunnel, and the file is not a library.
     Plant(tun2socks, "no program");
     Plant(wintun, "no library");
   }
@@ -71,13 +71,13 @@ struct InstallFolderOf : FreshMachine {
   const std::vector<std::wstring> everything = {folder, service, engines, xray, tun2socks, wintun};
 };
 
-TEST_F(InstallFolderOf, AnInstallerIsNotTold) {
+TEST_F(InstallFolderOf, AnInstallerIsNotWarnedOf) {
   machine::StartTunnelService();
   RunSession();
   EXPECT_EQ(Warnings(), Lines{});
 }
 
-TEST_F(InstallFolderOf, EverybodyIsToldForEachThingThatCanBeChanged) {
+TEST_F(InstallFolderOf, EverybodyIsWarnedOfForEachFileAndFolder) {
   for (const std::wstring& path : everything) {
     SCOPED_TRACE(NarrowUtf16(path));
     Open(path);
@@ -89,20 +89,20 @@ TEST_F(InstallFolderOf, EverybodyIsToldForEachThingThatCanBeChanged) {
   }
 }
 
-TEST_F(InstallFolderOf, EverybodyIsToldOnceAProcessAndServed) {
+TEST_F(InstallFolderOf, EverybodyIsWarnedOfOncePerProcessAndStillServed) {
   for (const std::wstring& path : everything) Open(path);
   machine::StartTunnelService();
   RunSession();
   RunSession();
-  Lines told = Warnings();
+  Lines logged = Warnings();
   Lines expected;
   for (const std::wstring& path : everything) expected.push_back(WarningAbout(path));
-  std::sort(told.begin(), told.end());
+  std::sort(logged.begin(), logged.end());
   std::sort(expected.begin(), expected.end());
-  EXPECT_EQ(told, expected);
+  EXPECT_EQ(logged, expected);
 }
 
-TEST_F(InstallFolderOf, EverybodyIsToldAgainByTheNextProcess) {
+TEST_F(InstallFolderOf, EverybodyIsWarnedOfAgainByTheNextProcess) {
   Open(xray);
   for (int life = 0; life < 2; ++life) {
     machine::StartTunnelService();
@@ -111,7 +111,7 @@ TEST_F(InstallFolderOf, EverybodyIsToldAgainByTheNextProcess) {
   EXPECT_EQ(Warnings(), Lines(2, WarningAbout(xray)));
 }
 
-TEST_F(InstallFolderOf, EverybodyIsToldWhenAnEngineIsLaunched) {
+TEST_F(InstallFolderOf, EverybodyIsWarnedOfWhenAnEngineIsLaunched) {
   machine::StartTunnelService();
   Open(xray);
   EXPECT_EQ(Warnings(), Lines{});
@@ -119,7 +119,7 @@ TEST_F(InstallFolderOf, EverybodyIsToldWhenAnEngineIsLaunched) {
   EXPECT_EQ(Warnings(), Lines{WarningAbout(xray)});
 }
 
-TEST_F(InstallFolderOf, AStrangerIsTold) {
+TEST_F(InstallFolderOf, AStrangerIsWarnedOf) {
   const std::wstring kept = xray + L".kept";
   ASSERT_TRUE(CopyFileW(xray.c_str(), kept.c_str(), FALSE));
   GiveAway({xray});
@@ -129,8 +129,8 @@ TEST_F(InstallFolderOf, AStrangerIsTold) {
   EXPECT_TRUE(MoveFileExW(kept.c_str(), xray.c_str(), MOVEFILE_REPLACE_EXISTING));
 }
 
-// The engines are looked for in the current folder first.
-TEST_F(InstallFolderOf, AConsoleIsTheCurrentOneToo) {
+// The current folder is searched for the engines first.
+TEST_F(InstallFolderOf, AConsoleIncludesItsCurrentFolder) {
   const std::filesystem::path before = std::filesystem::current_path();
   const std::wstring current = (std::filesystem::temp_directory_path() / L"opened in").wstring();
   CreateDirectoryW(current.c_str(), nullptr);

@@ -1,5 +1,5 @@
-// A user who holds the pipe's name while the service does not. A client that sends him what it has for the service
-// gives away a configuration, and believes his answers.
+// A user who holds the pipe's name while the service does not. A client that sends him its request gives away a
+// configuration, and believes his reply.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -68,7 +68,7 @@ std::wstring PingCommand() {
   return L"\"" + machine::InstallFolder() + L"\\moorlakctl.exe\" ping";
 }
 
-// The token that an administrator's programs have which are not elevated.
+// The token of an administrator's programs that are not elevated.
 KernelHandle TokenWithoutElevation() {
   KernelHandle own;
   TOKEN_LINKED_TOKEN linked{};
@@ -124,13 +124,13 @@ TEST_F(SquattedPipe, OfAnotherUserGetsNothing) {
   ExpectNothingSentTo(L"BU");
 }
 
-// An elevated client has more to lose than the programs of its user that are not.
+// An elevated client has rights that other programs of its user do not have.
 TEST_F(SquattedPipe, OfTheUserHimselfGetsNothingFromAnElevatedClient) {
   ExpectNothingSentTo(UserSid(GetCurrentProcess()));
 }
 
-// What was not elevated in the first place has nothing that the user's other programs have not.
-TEST_F(SquattedPipe, OfTheUserHimselfWillDoForAClientThatIsNotElevated) {
+// Without elevation the client has nothing that other programs of its user do not have.
+TEST_F(SquattedPipe, OfTheUserHimselfIsAcceptedByAClientThatIsNotElevated) {
   Squatter service(UserSid(GetCurrentProcess()));
   EXPECT_EQ(PingWithoutElevation(), kOk);
   EXPECT_EQ(service.BytesGot(), 8u);

@@ -74,7 +74,7 @@ void CheckInstalled(const ObjectFacts& facts, ObjectVerdict verdict) {
   if (isOpen) return;
   CHECK_PROPERTY(!IsAStrangerToTheInstallation(facts.owner) && facts.hasList);
   for (const AccessEntry& entry : facts.entries) {
-    // No token bears the account that stands for a creator.
+    // No token has the account that means the creator.
     if (IsAStrangerToTheInstallation(entry.sid) && entry.sid != "S-1-3-0")
       CHECK_PROPERTY(MayOnlyRead(entry.sid, facts));
   }

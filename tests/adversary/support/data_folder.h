@@ -30,8 +30,7 @@ bool IsFolder(const std::wstring& path);
 // Gives files and folders to another user.
 void GiveAway(std::initializer_list<std::wstring> paths);
 
-// Gives a file or folder the list of a descriptor's text. Under Wine that comes down to what its owner may do with it,
-// and everybody else.
+// Sets the access list of a file or folder. Wine keeps only what its owner and what everybody else may do.
 bool GiveRights(const std::wstring& path, const std::wstring& sddl);
 
 // Opened by somebody who lets nobody delete or rename it until the handle is closed.

@@ -163,7 +163,7 @@ TEST(Installed, OnlyTheSystemItsInstallerAdministratorsAndTheOwnUserMayOwn) {
   for (const char* owner : {"SY", "BA", kInstaller, kOwnUser}) {
     EXPECT_FALSE(IsOpen(std::string("O:") + owner + "D:(A;;FA;;;SY)", kOwnUser)) << owner;
   }
-  // The last but one bears the service's account in front.
+  // The last one begins like the installer.
   for (const char* owner : {"BU", "WD", "AU", "LS", "CO", "OW", "S-1-5-21-1-2-3-1002", "S-1-5-80-0",
                             "S-1-5-80-956008885-3418522649-1831038044-1853292631-22714784640"}) {
     EXPECT_TRUE(IsOpen(std::string("O:") + owner + "D:(A;;FA;;;SY)", kOwnUser)) << owner;
@@ -195,9 +195,9 @@ TEST(Installed, WhoeverMayChangeItIsNamedInAnyWay) {
   EXPECT_TRUE(IsOpen(std::string("O:SYD:(A;;FA;;;") + kOwnUser + ")"));
 }
 
-TEST(Installed, WithoutAListIsOpenAndWithoutAnOwnerIsNotHeldAgainstAnybody) {
+TEST(Installed, WithoutAListIsOpenAndWithoutAnOwnerIsNotReported) {
   EXPECT_TRUE(IsOpen("O:SYD:NO_ACCESS_CONTROL"));
-  // A file system that keeps no rights says so.
+  // A file system without access rights reports this.
   EXPECT_TRUE(IsOpen("O:WDD:NO_ACCESS_CONTROL"));
   EXPECT_FALSE(CanOthersChange({}, kSystemSid));
   EXPECT_FALSE(IsOpen("D:(A;;FA;;;WD)"));

@@ -24,7 +24,7 @@ const path kService = kFolder / "moorlak_service.exe";
 const path kEngines = kFolder / "xray";
 const SearchBases kBases = {kSystem, kFolder};
 
-// The folders that are searched before the program's own.
+// The folders that are searched before the program's folder.
 const Paths kBefore = {kSystem, kSystem / "xray", kSystem / "windows" / "xray", kRoot / "Windows" / "xray"};
 
 Paths Items(const std::set<path>& files, const SearchBases& bases = kBases) {
@@ -79,7 +79,7 @@ TEST(InstallItems, OfASearchThatFailsAreThoseBefore) {
   EXPECT_EQ(InstallItems(kBases, kService, fail), (Paths{kFolder, kService, kSystem}));
 }
 
-TEST(InstallItems, AreToldByTheirPath) {
+TEST(InstallItems, AreLoggedWithTheirPath) {
   EXPECT_EQ(ChangeableLine("C:\\Игры\\xray.exe"),
             "WARNING: C:\\Игры\\xray.exe can be changed by others: whoever changes it commands this service");
 }

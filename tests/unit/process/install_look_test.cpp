@@ -30,7 +30,9 @@ struct InstallLook : testing::Test {
     OpenToEverybody(folder.File(L"xray.exe"));
   }
 
-  std::vector<std::string> Told() const { return LogMessagesWith(folder.NarrowFile(L"xray.exe") + " can be changed"); }
+  std::vector<std::string> Logged() const {
+    return LogMessagesWith(folder.NarrowFile(L"xray.exe") + " can be changed");
+  }
   std::string Xray() const { return folder.NarrowFile(L"xray.exe"); }
 
   TestFolder folder;
@@ -39,33 +41,33 @@ struct InstallLook : testing::Test {
   EngineAccount account;
 };
 
-TEST_F(InstallLook, TellsAFileOnce) {
-  TellWhatOthersCanChange();
-  TellWhatOthersCanChange();
-  EXPECT_EQ(Told(), std::vector{ChangeableLine(Xray())});
+TEST_F(InstallLook, LogsAFileOnce) {
+  LogWhatOthersCanChange();
+  LogWhatOthersCanChange();
+  EXPECT_EQ(Logged(), std::vector{ChangeableLine(Xray())});
 }
 
 TEST_F(InstallLook, IsTakenBeforeATest) {
   folder.Write(L"a.json", "exit=0");
   EXPECT_TRUE(ValidateXrayConfig(Xray(), folder.NarrowFile(L"a.json"), account));
-  EXPECT_EQ(Told(), std::vector{ChangeableLine(Xray())});
+  EXPECT_EQ(Logged(), std::vector{ChangeableLine(Xray())});
 }
 
 TEST_F(InstallLook, IsTakenBeforeXrayIsLaunched) {
   EXPECT_FALSE(LaunchXray(folder.NarrowFile(L"missing.exe"), folder.NarrowFile(L"a.json"), {}, account));
-  EXPECT_EQ(Told(), std::vector{ChangeableLine(Xray())});
+  EXPECT_EQ(Logged(), std::vector{ChangeableLine(Xray())});
 }
 
 TEST_F(InstallLook, IsTakenBeforeTun2SocksIsLaunched) {
   EXPECT_FALSE(LaunchTun2Socks(folder.NarrowFile(L"missing.exe"), 10807));
-  EXPECT_EQ(Told(), std::vector{ChangeableLine(Xray())});
+  EXPECT_EQ(Logged(), std::vector{ChangeableLine(Xray())});
 }
 
-TEST_F(InstallLook, TellsNothingOfWhatIsClosed) {
+TEST_F(InstallLook, LogsNothingForWhatIsClosed) {
   const TestFolder other;
   other.AddChild(L"xray.exe");
   const CurrentFolder there(other.path);
-  TellWhatOthersCanChange();
+  LogWhatOthersCanChange();
   EXPECT_TRUE(LogMessagesWith(NarrowUtf16(other.path)).empty());
 }
 
