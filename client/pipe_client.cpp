@@ -154,7 +154,7 @@ PipeAnswer ReadReply(Connection& connection, uint32_t patience) {
   return answer;
 }
 
-// Also true if it is not known, so that the stricter rule applies.
+// Also true if it cannot be determined, so that the stricter rule applies.
 bool IsElevated() {
   KernelHandle token;
   TOKEN_ELEVATION elevation{};
