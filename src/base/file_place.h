@@ -1,4 +1,4 @@
-// Files and folders by handle: opened relative to a folder that is held open, and never through a link.
+// Files and folders by handle: opened relative to a folder that is held open, and through a link only on request.
 #pragma once
 
 #include <windows.h>

@@ -7,11 +7,11 @@
 namespace moorlak {
 namespace {
 
-// Every right by which a file's or folder's content, place, attributes or rights can be changed: write or add a file,
-// append or add a folder, extended attributes, delete a child, attributes, delete, rights, owner, and the generic ones
-// that hold some of these. The bits of "File Access Rights Constants" and "ACCESS_MASK" of Microsoft Learn.
+// Every right that allows changing the content, place, attributes or rights of a file or folder: write or add a file,
+// append or add a folder, extended attributes, delete a child, attributes, delete, rights, owner, and the generic
+// rights that contain some of these. From "File Access Rights Constants" and "ACCESS_MASK" on Microsoft Learn.
 constexpr uint32_t kChangingRights = 0x2 | 0x4 | 0x10 | 0x40 | 0x100 | 0x10000 | 0x40000 | 0x80000 |
-                                     0x02000000 |  // as much as can be had
+                                     0x02000000 |  // maximum allowed
                                      0x10000000 | 0x40000000;
 
 using Accounts = std::span<const std::string_view>;
@@ -21,7 +21,7 @@ bool IsOneOf(std::string_view sid, Accounts accounts) {
   return !sid.empty() && std::ranges::find(accounts, sid) != accounts.end();
 }
 
-// Denials are not weighed against it: whoever is granted a right by one entry counts as having it.
+// Ignores denials: an account that one entry grants a right counts as having it.
 bool LetsOthersChange(const AccessEntry& entry, Accounts mayChange) {
   return entry.grants && !entry.inheritOnly && (entry.rights & kChangingRights) != 0 && !IsOneOf(entry.sid, mayChange);
 }
@@ -41,7 +41,7 @@ bool IsTrustedOwner(std::string_view owner, std::string_view ownUser) {
 ObjectVerdict JudgeObject(const ObjectFacts& facts, const ObjectDemands& demands, std::string_view ownUser) {
   if (facts.isReparsePoint) return ObjectVerdict::ReparsePoint;
   if (facts.isFolder != demands.folder) return ObjectVerdict::WrongKind;
-  // A second name may be the one by which the system's own file is known.
+  // Another name of the file may be that of one of the system's own files.
   if (!facts.isFolder && facts.links != 1) return ObjectVerdict::TooManyLinks;
   if (!IsTrustedOwner(facts.owner, ownUser)) return ObjectVerdict::Stranger;
   const std::array mayChange{kSystemSid, kAdministratorsSid, ownUser, kOwnerRightsSid};
@@ -76,7 +76,7 @@ std::string_view VerdictText(ObjectVerdict verdict) {
 
 LogNameStep DecideLogName(const ObjectFacts& facts, std::string_view ownUser) {
   if (JudgeObject(facts, {}, ownUser) != ObjectVerdict::Ours) return LogNameStep::PutAside;
-  // Only of a file of ours: with a second name the attribute would be another file's.
+  // Only for a trusted file: if it had a second name, this would change another file's attribute.
   return facts.isReadOnly ? LogNameStep::MakeWritable : LogNameStep::Use;
 }
 

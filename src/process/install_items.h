@@ -1,4 +1,5 @@
-// The files and folders whose changing gives control of the service: its programs, and the folders they are in.
+// The files and folders that give control of the service to anyone who can change them: its programs, and their
+// folders.
 #pragma once
 
 #include <filesystem>
@@ -11,9 +12,9 @@
 namespace moorlak {
 
 // The folder of this program and the program (a full path); for each engine the file that the search finds
-// (process/engine_candidates.h), for wintun.dll each copy, and the folder of each, because libraries are loaded from
-// the folder of a program. The folders that are searched before it count too: a file added there is found instead. They
-// may be missing. Without repetitions. If the existence test fails, that search ends with what it has so far.
+// (process/engine_candidates.h), for wintun.dll each copy; and the folder of each, because libraries are loaded from a
+// program's folder. Folders searched earlier count, too, because a file added there would be found instead; they may be
+// missing. Without duplicates. If the existence test fails, that search ends with what it has so far.
 std::vector<std::filesystem::path> InstallItems(const SearchBases& bases, const std::filesystem::path& program,
                                                 const ExistenceTest& exists);
 

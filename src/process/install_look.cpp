@@ -23,7 +23,7 @@ struct LoggedItems {
   std::set<std::wstring> paths;
 };
 
-// Never destroyed: engines are launched until the process has gone.
+// Never destroyed: engines may be launched until the process ends.
 LoggedItems& Logged() {
   static LoggedItems& logged = *new LoggedItems;
   return logged;
