@@ -25,7 +25,7 @@ constexpr wchar_t kTunnelType[] = L"Moorlak";
 // The time that the system needs after a removal before the name is free again.
 constexpr DWORD kPurgeSettleMs = 200;
 constexpr DWORD kReleaseSettleMs = 300;
-constexpr DWORD kListingPatienceMs = 0;
+constexpr DWORD kListingPatienceMs = 3000;
 constexpr DWORD kLookPeriodMs = 200;
 
 void ForgetLibraryLocked(WintunHolder& holder) {
