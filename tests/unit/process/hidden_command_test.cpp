@@ -161,6 +161,7 @@ TEST(HiddenCommand, RunsNeitherAShellNorAToolThatSomebodyHasPlanted) {
   const CurrentFolder current(folder.path);
   const Planted shellBesideTheProgram(ExecutableFolder(), L"cmd.exe");
   const Planted shellInTheCurrentFolder(folder.path, L"cmd.exe");
+  const Planted toolBesideTheProgram(ExecutableFolder(), L"route.exe");
   const Planted toolInTheCurrentFolder(folder.path, L"route.exe");
   const std::string token = UniqueName("token");
   EXPECT_FALSE(RunHiddenCommand({"exit 9 & rem " + token, kGenerousMs, true}));
