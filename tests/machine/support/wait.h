@@ -10,8 +10,8 @@ namespace moorlak::machine {
 
 inline constexpr std::chrono::seconds kLongWait{30};
 
-// The pause before the next look: four times as long as the last look took, so that looking costs what is waited for a
-// fifth of a processor at most, and not so long that a test is slower for it.
+// The pause before the next look: four times as long as the last look took, so that looking takes little of a processor
+// from what is waited for, and not so long that a test is slower for it.
 inline DWORD PauseAfter(std::chrono::steady_clock::duration look) {
   const auto pause = std::chrono::duration_cast<std::chrono::milliseconds>(4 * look).count();
   return static_cast<DWORD>(std::clamp<long long>(pause, 10, 100));
