@@ -26,7 +26,8 @@ function(moorlak_add_stand_in name)
             -DOUTPUT=${definition} -P ${PROJECT_SOURCE_DIR}/cmake/stand_in_exports.cmake
     DEPENDS ${listing} ${PROJECT_SOURCE_DIR}/cmake/stand_in_exports.cmake
     VERBATIM)
-  add_library(lab_${name} SHARED ${arg_UNPARSED_ARGUMENTS} ${definition})
+  add_library(lab_${name} SHARED ${arg_UNPARSED_ARGUMENTS} ${PROJECT_SOURCE_DIR}/lab/machine/own_memory.cpp
+                                 ${definition})
   set_target_properties(lab_${name} PROPERTIES OUTPUT_NAME ${name} PREFIX "" RUNTIME_OUTPUT_DIRECTORY
                                                                               ${MOORLAK_LAB_FOLDER}/stand_in)
   target_link_libraries(lab_${name} PRIVATE lab_machine ${arg_LIBRARIES})
