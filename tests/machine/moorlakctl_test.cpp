@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <thread>
 
+#include "base/paths.h"
 #include "base/trust.h"
 #include "base/utf.h"
 #include "machine/support/ctrl_c.h"
@@ -214,6 +215,39 @@ TEST_F(Moorlakctl, KilledItLosesItsSession) {
   EXPECT_TRUE(WaitForEnd(engine));
   EXPECT_TRUE(WaitUntil([] { return !AskStatus().running; }));
   EXPECT_TRUE(WaitForDump(before));
+}
+
+// Takes the control pipe's name in a moment in which the service does not have it: after each connection.
+KernelHandle SquatPipe() {
+  constexpr int kTriesPerConnection = 200;
+  const auto descriptor = DescriptorFrom(L"O:S-1-5-21-1-2-3-1001G:SYD:(A;;GA;;;WD)");
+  SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor.Get(), FALSE};
+  KernelHandle pipe;
+  WaitUntil([&] {
+    ConnectPipe(std::chrono::milliseconds(1));
+    for (int tries = 0; tries < kTriesPerConnection && !pipe; ++tries) {
+      pipe.Reset(CreateNamedPipeW(kPipeName, PIPE_ACCESS_DUPLEX | FILE_FLAG_FIRST_PIPE_INSTANCE, PIPE_TYPE_BYTE, 1,
+                                  4096, 4096, 0, &attributes));
+    }
+    return static_cast<bool>(pipe);
+  });
+  return pipe;
+}
+
+// The session belongs to the command: if that ended, the tunnel would end with it.
+TEST_F(Moorlakctl, ASquatterOfThePipeDoesNotEndTheSession) {
+  StartTunnelService();
+  const Child start = StartSession();
+  KernelHandle squatted = SquatPipe();
+  ASSERT_TRUE(squatted) << GetLastError();
+  EXPECT_TRUE(WaitForOutput(start, "\nThe session goes on; its state is not known until the service answers.\n"));
+  const size_t shown = Output(start).size();
+  squatted.Reset();
+  EXPECT_TRUE(WaitUntil([&] { return Contains(Output(start).substr(shown), "session up, sent "); }));
+  EXPECT_TRUE(AskStatus().running);
+  EXPECT_TRUE(PressCtrlC(start.processId));
+  EXPECT_TRUE(WaitForExit(start));
+  EXPECT_EQ(ExitCode(start), kOk);
 }
 
 TEST_F(Moorlakctl, CtrlCStopsTheSessionAndExitsWithZero) {
