@@ -134,6 +134,11 @@ bool MayBeService(std::string_view pipeOwner, std::string_view ownUser, bool isE
   return IsTrustedOwner(pipeOwner, isElevated ? std::string_view() : ownUser);
 }
 
+bool MaySessionGoOn(Failure failure) {
+  return failure == Failure::Impostor || failure == Failure::Busy || failure == Failure::AccessDenied ||
+         failure == Failure::Refused;
+}
+
 Failure ExhaustedOpen(bool sawBusy) {
   return sawBusy ? Failure::Busy : Failure::Absent;
 }

@@ -61,6 +61,10 @@ OpenVerdict JudgeOpenError(uint32_t systemError);
 // client has; an elevated client has more. An unknown owner is not accepted.
 bool MayBeService(std::string_view pipeOwner, std::string_view ownUser, bool isElevated);
 
+// True if a session may still be there after a status query that failed this way: another program may hold the pipe's
+// name, and must not be able to end the session by that. A service that has gone leaves no pipe.
+bool MaySessionGoOn(Failure failure);
+
 // What to report after the last retry. A pipe that was busy once exists, so the failure is Busy, not Absent.
 Failure ExhaustedOpen(bool sawBusy);
 

@@ -30,6 +30,8 @@ struct Session {
   StatusReply status;
   // The session has been up at least once.
   bool wasUp = false;
+  // The last query did not reach the service.
+  bool isUnknown = false;
   // Lines logged since the session came up, the oldest first.
   std::deque<std::string> unshownLines;
 };
@@ -123,9 +125,6 @@ void AwaitEnder(Session& session) {
 ExitCode EndByService(Session& session, const PipeAnswer& answer) {
   if (answer.failure == Failure::None) {
     ReportReply(session.console, answer);
-  } else if (answer.failure == Failure::Refused) {
-    // The folder is not the reason: the service has served this program before.
-    Complain(session.console, "The service closed the connection without an answer; it may have ended.");
   } else {
     ReportFailure(session.console, answer);
   }
@@ -133,15 +132,30 @@ ExitCode EndByService(Session& session, const PipeAnswer& answer) {
   return TellEnd(session);
 }
 
+// Said once, until the service answers again.
+void ReportUnknownState(Session& session) {
+  if (session.isUnknown) return;
+  session.isUnknown = true;
+  EndLiveLine(session.console.out);
+  Complain(session.console,
+           "The service does not answer on its control pipe, which another program may hold.\n"
+           "The session goes on; its state is not known until the service answers.");
+}
+
 // Queries the status once. If the session is over, sets `code` and returns true.
 bool LookAtStatus(Session& session, ExitCode& code) {
   const PipeAnswer answer = Ask(CommandCode::Status, kQuickReplyPatience, session.interrupt);
   if (answer.failure == Failure::Interrupted) return false;
   const std::optional<StatusReply> status = ParseStatusReply(answer.reply);
+  if (!status && MaySessionGoOn(answer.failure)) {
+    ReportUnknownState(session);
+    return false;
+  }
   if (!status) {
     code = EndByService(session, answer);
     return true;
   }
+  session.isUnknown = false;
   session.status = *status;
   const SessionEvent event = ObserveStatus(session.watch, *status);
   if (event == SessionEvent::Ended) {
@@ -205,7 +219,7 @@ ExitCode RunStart(Console& console, const Arguments& arguments) {
     Complain(console, "Cannot watch for Ctrl-C: " + SystemErrorText(GetLastError()) + ".");
     return ExitCode::Failure;
   }
-  Session session{console, interrupt, {}, {}, {}, {}, false, {}};
+  Session session{console, interrupt, {}, {}, {}, {}, false, false, {}};
   session.watch.proxyMode = arguments.proxyMode;
   SkipWrittenLog(session.log);
   ExitCode code = ExitCode::Ok;

@@ -33,6 +33,16 @@ TEST(Failure, AMissingPipeIsWordedByTheServicesState) {
   EXPECT_TRUE(Contains(TextOf(Failure::Absent, ServiceState::Running), "pipe does not exist"));
 }
 
+TEST(Failure, WhoeverHoldsThePipesNameCannotEndASession) {
+  for (const Failure failure : {Failure::Impostor, Failure::Busy, Failure::AccessDenied, Failure::Refused}) {
+    EXPECT_TRUE(MaySessionGoOn(failure)) << TextOf(failure);
+  }
+  for (const Failure failure :
+       {Failure::None, Failure::Absent, Failure::BadReply, Failure::TimedOut, Failure::System}) {
+    EXPECT_FALSE(MaySessionGoOn(failure)) << TextOf(failure);
+  }
+}
+
 TEST(Failure, ARefusalNamesTheRemedyAndBothPlaces) {
   FailureReport report;
   report.failure = Failure::Refused;
