@@ -3,13 +3,7 @@
 # session. Without BINARIES and ENGINE it builds what it needs. Takes a few minutes, nearly all of them waiting.
 source "$(dirname "$0")/common.sh"
 
-binaries=${1:-} engine=${2:-$BUILD/engine}
-if [ -z "$binaries" ]; then
-    binaries=$BUILD/windows-release
-    (cd "$ROOT" && cmake --preset windows-release -B "$binaries") >/dev/null
-    cmake --build "$binaries" --target moorlak_session_tests >/dev/null
-    "$ROOT/scripts/build_engine.sh" "$engine" >/dev/null
-fi
+take_binaries moorlak_session_tests "$@"
 prefix=$BUILD/prefixes/stop_bound
 status=0
 "$ROOT/scripts/run_session_tests.sh" "$prefix" "$binaries" "$engine" --gtest_filter='StopBound.*' | tee "$prefix.log" || status=$?
