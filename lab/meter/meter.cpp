@@ -24,6 +24,7 @@ struct Import {
   char name[sizeof(MeterSpan::name)] = {};
   bool takesText = false;
   bool startsProcess = false;
+  bool startsProcessAs = false;
   bool waitsForOne = false;
 };
 
@@ -75,11 +76,16 @@ void CloseSpan(MeterSpan* span) {
   span->complete = 1;
 }
 
+void DescribeChild(const void* commandLine, MeterSpan& span) {
+  if (commandLine == nullptr) return;
+  WideCharToMultiByte(CP_UTF8, 0, static_cast<const wchar_t*>(commandLine), -1, span.text, kSpanTextSize - 1, nullptr,
+                      nullptr);
+}
+
 void Describe(const Import& import, const void* first, const void* second, size_t third, MeterSpan& span) {
   if (import.takesText && second != nullptr) std::memcpy(span.text, second, std::min(third, size_t{kSpanTextSize - 1}));
-  if (import.startsProcess && second != nullptr)
-    WideCharToMultiByte(CP_UTF8, 0, static_cast<const wchar_t*>(second), -1, span.text, kSpanTextSize - 1, nullptr,
-                        nullptr);
+  if (import.startsProcess) DescribeChild(second, span);
+  if (import.startsProcessAs) DescribeChild(reinterpret_cast<const void*>(third), span);
   if (import.waitsForOne && GetProcessId(const_cast<void*>(first)) != 0) std::strcpy(span.text, "process");
 }
 
@@ -205,6 +211,7 @@ Import& NoteImport(const char* dll, const char* function, void* original) {
   std::string(dll).append("!").append(name).copy(import.name, sizeof(import.name) - 1);
   import.takesText = name == "WriteFile";
   import.startsProcess = name == "CreateProcessW";
+  import.startsProcessAs = name == "CreateProcessAsUserW";
   import.waitsForOne = name == "WaitForSingleObject";
   return import;
 }

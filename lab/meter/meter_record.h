@@ -23,7 +23,7 @@ struct MeterSpan {
   int64_t end;
   // The DLL and the function, as "KERNEL32.dll!CreateFileW"; "lab" for a stand-in that is not called through an import.
   char name[56];
-  // WriteFile's bytes, CreateProcessW's command line, "process" for a wait for a process; otherwise empty.
+  // WriteFile's bytes, a started process's command line, "process" for a wait for a process; otherwise empty.
   char text[kSpanTextSize];
 };
 

@@ -18,7 +18,7 @@ bool IsAnyOf(const Span& span, std::initializer_list<std::string_view> parts) {
 }
 
 Who TakenBy(const Span& span) {
-  if (IsAnyOf(span, {"CreateProcessW", "TerminateProcess", "TerminateJobObject"})) return Who::Child;
+  if (IsAnyOf(span, {"CreateProcess", "TerminateProcess", "TerminateJobObject"})) return Who::Child;
   if (IsFrom(span, "WaitFor")) return span.text == "process" ? Who::Child : Who::Wait;
   if (IsFrom(span, "!Sleep")) return Who::Wait;
   if (IsAnyOf(span, {"lab", "IPHLPAPI", "fwpuclnt", "SETUPAPI", "WINHTTP"})) return Who::Lab;
