@@ -1,8 +1,9 @@
 // The memory of a stand-in loaded into a program whose heaps are checked: its own, outside those heaps.
 //
 // Each call into a stand-in parses and writes the whole machine, which takes thousands of small blocks. A checked heap
-// fills a free region again with every block that joins it (RtlFreeHeap of Wine 8): two fifths of all processor time of
-// the session tests. The product's own errors are still seen, because its memory stays in the checked heaps.
+// fills a free region again with every block that joins it (RtlFreeHeap of Wine 8): two fifths of the processor time of
+// the sessions in a profile of the fault sweep. The product's own errors are still seen, because its memory stays in
+// the checked heaps.
 //
 // Blocks are kept by size in lists without locks ("Interlocked Singly Linked Lists" of Microsoft Learn): a thread that
 // ends with its process in the middle of an allocation leaves nothing locked. What was taken from the system is never

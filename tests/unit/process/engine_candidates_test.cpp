@@ -5,18 +5,13 @@
 #include <set>
 #include <system_error>
 
+#include "unit/process/search_root.h"
+
 namespace moorlak {
 namespace {
 
 using std::filesystem::path;
-using Paths = std::vector<path>;
 
-// Absolute on the system that runs the test.
-#ifdef _WIN32
-const path kRoot = "C:\\";
-#else
-const path kRoot = "/";
-#endif
 const path kWork = kRoot / "work";
 const path kCurrent = kWork / "current";
 const path kProgram = kRoot / "Program Files" / "Moorlak";

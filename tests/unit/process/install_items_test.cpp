@@ -5,18 +5,13 @@
 #include <set>
 #include <system_error>
 
+#include "unit/process/search_root.h"
+
 namespace moorlak {
 namespace {
 
 using std::filesystem::path;
-using Paths = std::vector<path>;
 
-// Absolute in the manner of the machine that the test runs on.
-#ifdef _WIN32
-const path kRoot = "C:\\";
-#else
-const path kRoot = "/";
-#endif
 const path kSystem = kRoot / "Windows" / "System32";
 const path kFolder = kRoot / "Program Files" / "Moorlak";
 const path kAssets = kFolder / "data" / "flutter_assets";
