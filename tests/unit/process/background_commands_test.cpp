@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <thread>
+#include <vector>
 
 namespace moorlak {
 namespace {
@@ -42,6 +43,22 @@ TEST(BackgroundCommands, AreAllWaitedFor) {
   for (int i = 0; i < 8; ++i) RunInBackground([ended] { ++*ended; });
   WaitForBackgroundCommands(kPatienceMs);
   EXPECT_EQ(*ended, 8);
+}
+
+// So short that many of them end while they are still being started.
+TEST(BackgroundCommands, AreAllRunHoweverManyEndAtOnce) {
+  constexpr int kStarters = 4;
+  constexpr int kCommandsEach = 1000;
+  auto ended = std::make_shared<std::atomic<int>>(0);
+  std::vector<std::thread> starters;
+  for (int i = 0; i < kStarters; ++i) {
+    starters.emplace_back([ended] {
+      for (int k = 0; k < kCommandsEach; ++k) RunInBackground([ended] { ++*ended; });
+    });
+  }
+  for (std::thread& starter : starters) starter.join();
+  WaitForBackgroundCommands(60000);
+  EXPECT_EQ(*ended, kStarters * kCommandsEach);
 }
 
 TEST(BackgroundCommands, WithNoneRunningNobodyWaits) {
