@@ -1,8 +1,8 @@
 #include "winhttp/admission.h"
 
 #include <array>
-#include <thread>
 
+#include "base/detached_thread.h"
 #include "base/utf.h"
 #include "machine/classify.h"
 #include "machine/device_path.h"
@@ -75,7 +75,7 @@ void MakeCall(Pending& pending) noexcept {
 DWORD Admit(const std::shared_ptr<HttpRequest>& request, Admission& admission) {
   const auto pending = std::make_shared<Pending>();
   pending->request = request;
-  std::thread([pending] { MakeCall(*pending); }).detach();
+  StartDetachedThread([pending] { MakeCall(*pending); });
   const std::array<HANDLE, 2> handles{request->closed.Get(), pending->done.Get()};
   const DWORD ended = WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(), FALSE, INFINITE);
   if (ended == WAIT_OBJECT_0) return ERROR_WINHTTP_OPERATION_CANCELLED;

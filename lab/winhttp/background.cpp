@@ -1,7 +1,8 @@
 #include "winhttp/background.h"
 
-#include <thread>
 #include <utility>
+
+#include "base/detached_thread.h"
 
 namespace moorlak::lab {
 namespace {
@@ -57,14 +58,14 @@ bool Close(Notices& notices) {
 
 void CallInBackground(std::shared_ptr<HttpRequest> request, CallKind kind, std::function<DWORD()> call) {
   BeginWork(request->notices);
-  std::thread([request = std::move(request), kind, call = std::move(call)]() noexcept {
+  StartDetachedThread([request = std::move(request), kind, call = std::move(call)]() noexcept {
     NotifyEnd(*request, kind, call());
     if (EndWork(request->notices)) NotifyClosing(*request);
-  }).detach();
+  });
 }
 
 void TellClosing(const std::shared_ptr<HttpRequest>& request) {
-  if (Close(request->notices)) std::thread([request]() noexcept { NotifyClosing(*request); }).detach();
+  if (Close(request->notices)) StartDetachedThread([request]() noexcept { NotifyClosing(*request); });
 }
 
 WINHTTP_STATUS_CALLBACK SetCallback(HttpRequest& request, WINHTTP_STATUS_CALLBACK callback, DWORD wanted) {

@@ -6,6 +6,7 @@
 #include <mutex>
 #include <thread>
 
+#include "base/detached_thread.h"
 #include "process/service_end.h"
 
 namespace moorlak {
@@ -28,7 +29,7 @@ void RunCounted(const std::function<void()>& work) noexcept {
 void RunInBackground(const std::function<void()>& work) noexcept {
   ++runningCommands;
   try {
-    std::thread([work] { RunCounted(work); }).detach();
+    StartDetachedThread([work] { RunCounted(work); });
   } catch (const std::exception&) {
     RunCounted(work);
   }

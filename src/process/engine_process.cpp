@@ -5,9 +5,9 @@
 #include <exception>
 #include <filesystem>
 #include <string_view>
-#include <thread>
 #include <utility>
 
+#include "base/detached_thread.h"
 #include "base/log.h"
 #include "base/standard_error.h"
 #include "base/utf.h"
@@ -51,7 +51,7 @@ void RunPump(const KernelHandle& readEnd, const char* stream, ChunkHandler handl
 // The thread owns the handle; the stream's name is a literal.
 void StartPump(KernelHandle readEnd, const char* stream, ChunkHandler handleChunk) {
   if (!readEnd) return;
-  std::thread([owned = std::move(readEnd), stream, handleChunk] { RunPump(owned, stream, handleChunk); }).detach();
+  StartDetachedThread([owned = std::move(readEnd), stream, handleChunk] { RunPump(owned, stream, handleChunk); });
 }
 
 OutputPipe CreateEnginePipe(const char* failedText) {

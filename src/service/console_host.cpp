@@ -5,6 +5,7 @@
 #include <string_view>
 #include <thread>
 
+#include "base/detached_thread.h"
 #include "base/handle.h"
 #include "base/log.h"
 #include "base/thread_body.h"
@@ -66,12 +67,12 @@ void AwaitOneCharacter() {
 
 // A blocked console read cannot be interrupted, so it has its own thread.
 void StartEnterReader() {
-  std::thread([] {
+  StartDetachedThread([] {
     RunThreadBody("console reader", [] {
       AwaitOneCharacter();
       SetEvent(Events().stopRequested);
     });
-  }).detach();
+  });
 }
 
 }  // namespace

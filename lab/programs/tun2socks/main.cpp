@@ -2,8 +2,8 @@
 // packets pass: programs that make a connection ask the machine for its way and use the proxy themselves.
 #include <windows.h>
 
-#include <thread>
 
+#include "base/detached_thread.h"
 #include "machine/machine.h"
 #include "programs/console/program_call.h"
 #include "programs/tun2socks/tun2socks.h"
@@ -16,10 +16,10 @@ constexpr char kName[] = "tun2socks";
 void PlanDeath(const Call& call) {
   const std::optional<uint32_t> ms = TakeFault(call, "die");
   if (!ms) return;
-  std::thread([ms] {
+  StartDetachedThread([ms] {
     Sleep(*ms);
     TerminateProcess(GetCurrentProcess(), 1);
-  }).detach();
+  });
 }
 
 int Run(const Words& words) {

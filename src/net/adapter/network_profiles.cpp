@@ -11,8 +11,8 @@
 #include <oleauto.h>
 #include <optional>
 #include <string>
-#include <thread>
 
+#include "base/detached_thread.h"
 #include "base/guarded.h"
 #include "base/handle.h"
 #include "base/log.h"
@@ -128,11 +128,11 @@ std::atomic<bool> namingInHand{false};
 std::shared_ptr<KernelHandle> StartNaming() {
   try {
     auto named = std::make_shared<KernelHandle>(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    std::thread([named] {
+    StartDetachedThread([named] {
       NameNetworkProfiles();
       namingInHand = false;
       SetEvent(named->Get());
-    }).detach();
+    });
     return named;
   } catch (const std::exception& error) {
     namingInHand = false;
