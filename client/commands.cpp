@@ -65,7 +65,7 @@ ExitCode WatchStatus(Console& console, const Arguments& arguments, HANDLE interr
   RateMeter meter;
   ExitCode code = ExitCode::Ok;
   do {
-    const PipeAnswer answer = ExchangeOverPipe(request);
+    const PipeReply answer = ExchangeOverPipe(request);
     if (answer.failure == Failure::Interrupted) break;
     const std::optional<StatusReply> status = TakeStatus(console, answer, code);
     if (!status) return code;
@@ -112,7 +112,7 @@ ExitCode RunUntilInterrupted(Console& console, const Command& command) {
 
 ExitCode RunPing(Console& console) {
   const int64_t begin = PerformanceCount();
-  const PipeAnswer answer = ExchangeOverPipe(PipeRequest{});
+  const PipeReply answer = ExchangeOverPipe(PipeRequest{});
   if (answer.failure != Failure::None) return ReportFailure(console, answer);
   if (!IsOkReply(answer.reply)) return ReportReply(console, answer);
   return ExitOfOutput(WriteLine(console.out, "The service answered in " + MillisecondsSince(begin) + "."));
@@ -122,7 +122,7 @@ ExitCode RunStop(Console& console) {
   PipeRequest request;
   request.command = CommandCode::Stop;
   request.replyPatience = kSlowReplyPatience;
-  const PipeAnswer answer = ExchangeOverPipe(request);
+  const PipeReply answer = ExchangeOverPipe(request);
   if (answer.failure != Failure::None) return ReportFailure(console, answer);
   if (!IsOkReply(answer.reply)) return ReportReply(console, answer);
   return ExitOfOutput(WriteLine(console.out, "Stopped."));

@@ -21,7 +21,7 @@ void Complain(Console& console, std::string_view text) {
   WriteLine(console.err, line);
 }
 
-ExitCode ReportFailure(Console& console, const PipeAnswer& answer) {
+ExitCode ReportFailure(Console& console, const PipeReply& answer) {
   FailureReport report;
   report.failure = answer.failure;
   report.systemError = answer.systemError;
@@ -36,7 +36,7 @@ ExitCode ReportFailure(Console& console, const PipeAnswer& answer) {
   return ExitCodeOf(answer.failure);
 }
 
-ExitCode ReportReply(Console& console, const PipeAnswer& answer) {
+ExitCode ReportReply(Console& console, const PipeReply& answer) {
   const std::string_view reply = answer.reply;
   if (!reply.starts_with(kReplyErrorPrefix)) {
     return ReportFailure(console, {Failure::BadReply, ERROR_SUCCESS, answer.reply});
@@ -46,7 +46,7 @@ ExitCode ReportReply(Console& console, const PipeAnswer& answer) {
   return ExitCode::ServiceError;
 }
 
-std::optional<StatusReply> TakeStatus(Console& console, const PipeAnswer& answer, ExitCode& code) {
+std::optional<StatusReply> TakeStatus(Console& console, const PipeReply& answer, ExitCode& code) {
   if (answer.failure != Failure::None) {
     code = ReportFailure(console, answer);
     return std::nullopt;

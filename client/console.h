@@ -21,12 +21,12 @@ Console OpenConsole();
 void Complain(Console& console, std::string_view text);
 
 // Reports a failed exchange; queries the service control manager where that helps.
-ExitCode ReportFailure(Console& console, const PipeAnswer& answer);
+ExitCode ReportFailure(Console& console, const PipeReply& answer);
 
 // Reports a reply that is not "OK": the service's error text, or a reply that the service never sends.
-ExitCode ReportReply(Console& console, const PipeAnswer& answer);
+ExitCode ReportReply(Console& console, const PipeReply& answer);
 
 // The status that a successful exchange returned. Otherwise reports the error, sets `code` and returns nullopt.
-std::optional<StatusReply> TakeStatus(Console& console, const PipeAnswer& answer, ExitCode& code);
+std::optional<StatusReply> TakeStatus(Console& console, const PipeReply& answer, ExitCode& code);
 
 }  // namespace moorlak

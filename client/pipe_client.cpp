@@ -61,7 +61,7 @@ HANDLE TryOpen() {
                      FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION, nullptr);
 }
 
-PipeAnswer OpenPipe(const PipeRequest& request, KernelHandle& pipe) {
+PipeReply OpenPipe(const PipeRequest& request, KernelHandle& pipe) {
   const Deadline busyDeadline(request.busyPatience);
   const Deadline absentDeadline(std::min<uint64_t>(request.busyPatience, kAbsentPatience));
   bool sawBusy = false;
@@ -94,7 +94,7 @@ Failure AwaitTransfer(Connection& connection, OVERLAPPED& overlapped, const Dead
 
 // One overlapped read or write. `start` is called with the OVERLAPPED and returns what ReadFile or WriteFile returned.
 template <typename StartTransfer>
-PipeAnswer Transfer(Connection& connection, const Deadline& deadline, DWORD& moved, const StartTransfer& start) {
+PipeReply Transfer(Connection& connection, const Deadline& deadline, DWORD& moved, const StartTransfer& start) {
   OVERLAPPED overlapped{};
   overlapped.hEvent = connection.transferEvent.Get();
   if (!start(overlapped)) {
@@ -111,11 +111,11 @@ PipeAnswer Transfer(Connection& connection, const Deadline& deadline, DWORD& mov
   return {};
 }
 
-PipeAnswer WriteAll(Connection& connection, std::string_view bytes) {
+PipeReply WriteAll(Connection& connection, std::string_view bytes) {
   const Deadline deadline(kWritePatience);
   while (!bytes.empty()) {
     DWORD written = 0;
-    PipeAnswer step = Transfer(connection, deadline, written, [&](OVERLAPPED& overlapped) {
+    PipeReply step = Transfer(connection, deadline, written, [&](OVERLAPPED& overlapped) {
       return WriteFile(connection.pipe.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), nullptr, &overlapped);
     });
     if (step.failure != Failure::None) return step;
@@ -124,10 +124,10 @@ PipeAnswer WriteAll(Connection& connection, std::string_view bytes) {
   return {};
 }
 
-PipeAnswer ReadAll(Connection& connection, const Deadline& deadline, char* buffer, size_t count) {
+PipeReply ReadAll(Connection& connection, const Deadline& deadline, char* buffer, size_t count) {
   while (count > 0) {
     DWORD read = 0;
-    PipeAnswer step = Transfer(connection, deadline, read, [&](OVERLAPPED& overlapped) {
+    PipeReply step = Transfer(connection, deadline, read, [&](OVERLAPPED& overlapped) {
       return ReadFile(connection.pipe.Get(), buffer, static_cast<DWORD>(count), nullptr, &overlapped);
     });
     if (step.failure != Failure::None) return step;
@@ -138,10 +138,10 @@ PipeAnswer ReadAll(Connection& connection, const Deadline& deadline, char* buffe
   return {};
 }
 
-PipeAnswer ReadReply(Connection& connection, uint32_t patience) {
+PipeReply ReadReply(Connection& connection, uint32_t patience) {
   const Deadline deadline(patience);
   std::array<char, 4> lengthBytes{};
-  PipeAnswer answer = ReadAll(connection, deadline, lengthBytes.data(), lengthBytes.size());
+  PipeReply answer = ReadAll(connection, deadline, lengthBytes.data(), lengthBytes.size());
   if (answer.failure != Failure::None) return answer;
   WireNumber number{};
   std::transform(lengthBytes.begin(), lengthBytes.end(), number.begin(),
@@ -166,7 +166,7 @@ bool IsElevated() {
 
 // Checks that the program at the other end may be the service. The owner cannot be read once the service has closed the
 // connection: that is a refusal, not an impostor.
-PipeAnswer CheckServer(HANDLE pipe) {
+PipeReply CheckServer(HANDLE pipe) {
   if (MayBeService(OwnerSid(pipe, SE_KERNEL_OBJECT), OwnUserSid(), IsElevated())) return {};
   if (PeekNamedPipe(pipe, nullptr, 0, nullptr, nullptr, nullptr)) return {Failure::Impostor, 0, {}};
   const DWORD error = GetLastError();
@@ -175,12 +175,12 @@ PipeAnswer CheckServer(HANDLE pipe) {
 
 }  // namespace
 
-PipeAnswer ExchangeOverPipe(const PipeRequest& request) {
+PipeReply ExchangeOverPipe(const PipeRequest& request) {
   Connection connection;
   connection.interrupt = request.interrupt;
   connection.transferEvent.Reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
   if (!connection.transferEvent) return {Failure::System, GetLastError(), {}};
-  PipeAnswer answer = OpenPipe(request, connection.pipe);
+  PipeReply answer = OpenPipe(request, connection.pipe);
   if (answer.failure != Failure::None) return answer;
   answer = CheckServer(connection.pipe.Get());
   if (answer.failure != Failure::None) return answer;

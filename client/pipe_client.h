@@ -30,7 +30,7 @@ struct PipeRequest {
   HANDLE interrupt = nullptr;
 };
 
-struct PipeAnswer {
+struct PipeReply {
   Failure failure = Failure::None;
   // For Failure::System.
   DWORD systemError = 0;
@@ -39,6 +39,6 @@ struct PipeAnswer {
 };
 
 // Throws nothing but std::bad_alloc.
-PipeAnswer ExchangeOverPipe(const PipeRequest& request);
+PipeReply ExchangeOverPipe(const PipeRequest& request);
 
 }  // namespace moorlak

@@ -56,7 +56,7 @@ void TakeLogLines(Session& session) {
   ReadNewLines(session.log, [&](std::string_view line) { TakeLine(session, line); });
 }
 
-PipeAnswer Ask(CommandCode command, uint32_t replyPatience, HANDLE interrupt) {
+PipeReply Ask(CommandCode command, uint32_t replyPatience, HANDLE interrupt) {
   PipeRequest request;
   request.command = command;
   request.busyPatience = kWatchBusyPatience;
@@ -69,7 +69,7 @@ PipeAnswer Ask(CommandCode command, uint32_t replyPatience, HANDLE interrupt) {
 ExitCode StopOnRequest(Session& session) {
   EndLiveLine(session.console.out);
   WriteLine(session.console.out, "Stopping ...");
-  const PipeAnswer answer = Ask(CommandCode::Stop, kSlowReplyPatience, nullptr);
+  const PipeReply answer = Ask(CommandCode::Stop, kSlowReplyPatience, nullptr);
   if (answer.failure != Failure::None) return ReportFailure(session.console, answer);
   if (!IsOkReply(answer.reply)) return ReportReply(session.console, answer);
   WriteLine(session.console.out, "Stopped.");
@@ -89,7 +89,7 @@ std::string_view EndWords(const Session& session) {
 }
 
 // Reports the end of a session that this program did not end.
-ExitCode TellEnd(Session& session) {
+ExitCode ReportEnd(Session& session) {
   FlushUnfinishedLine(session.log, [&](std::string_view line) { TakeLine(session, line); });
   Console& console = session.console;
   EndLiveLine(console.out);
@@ -107,7 +107,7 @@ ExitCode EndBySession(Session& session) {
   TakeLogLines(session);
   // After the proxy engine has died, the service's `running` stays set until a client stops the session.
   if (session.status.running) Ask(CommandCode::Stop, kSlowReplyPatience, session.interrupt);
-  return TellEnd(session);
+  return ReportEnd(session);
 }
 
 // A service that is being stopped logs it a moment after its pipe has gone; one that died logs nothing.
@@ -122,14 +122,14 @@ void AwaitEnder(Session& session) {
 }
 
 // The service has gone or no longer replies properly: for this program the session is over.
-ExitCode EndByService(Session& session, const PipeAnswer& answer) {
+ExitCode EndByService(Session& session, const PipeReply& answer) {
   if (answer.failure == Failure::None) {
     ReportReply(session.console, answer);
   } else {
     ReportFailure(session.console, answer);
   }
   AwaitEnder(session);
-  return TellEnd(session);
+  return ReportEnd(session);
 }
 
 // Said once, until the service answers again.
@@ -144,7 +144,7 @@ void ReportUnknownState(Session& session) {
 
 // Queries the status once. If the session is over, sets `code` and returns true.
 bool LookAtStatus(Session& session, ExitCode& code) {
-  const PipeAnswer answer = Ask(CommandCode::Status, kQuickReplyPatience, session.interrupt);
+  const PipeReply answer = Ask(CommandCode::Status, kQuickReplyPatience, session.interrupt);
   if (answer.failure == Failure::Interrupted) return false;
   const std::optional<StatusReply> status = ParseStatusReply(answer.reply);
   if (!status && MaySessionGoOn(answer.failure)) {
@@ -193,7 +193,7 @@ bool SendStart(Session& session, std::string_view configText, ExitCode& code) {
   request.payload = payload;
   request.replyPatience = kSlowReplyPatience;
   // Not interruptible: only the reply says whether there is a session to stop.
-  const PipeAnswer answer = ExchangeOverPipe(request);
+  const PipeReply answer = ExchangeOverPipe(request);
   if (answer.failure != Failure::None) {
     code = ReportFailure(session.console, answer);
   } else if (!IsOkReply(answer.reply)) {

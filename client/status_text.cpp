@@ -16,8 +16,8 @@ int64_t RateOf(int64_t before, int64_t now, uint64_t milliseconds) {
   if (now < before || milliseconds == 0) return 0;
   const uint64_t bytes = static_cast<uint64_t>(now) - static_cast<uint64_t>(before);
   const double rate = static_cast<double>(bytes) * 1000.0 / static_cast<double>(milliseconds);
-  constexpr int64_t kMost = std::numeric_limits<int64_t>::max();
-  return rate >= static_cast<double>(kMost) ? kMost : static_cast<int64_t>(rate);
+  constexpr int64_t kMaxCounter = std::numeric_limits<int64_t>::max();
+  return rate >= static_cast<double>(kMaxCounter) ? kMaxCounter : static_cast<int64_t>(rate);
 }
 
 // The status does not say whether the session is a tunnel or a local proxy.

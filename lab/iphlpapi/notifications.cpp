@@ -42,7 +42,7 @@ bool IsAskedFor(const Registration& registration, bool ipv6) {
   return registration.family == Family::Any || registration.family == (ipv6 ? Family::Ipv6 : Family::Ipv4);
 }
 
-void TellInterfaces(const Registration& registration, const MachineState& now) {
+void ReportInterfaces(const Registration& registration, const MachineState& now) {
   if (registration.onInterface == nullptr) return;
   for (const InterfaceChanged& change : ChangedInterfaces(registration.told, now)) {
     if (!IsAskedFor(registration, change.ipv6)) continue;
@@ -55,7 +55,7 @@ void TellInterfaces(const Registration& registration, const MachineState& now) {
   }
 }
 
-void TellAddresses(const Registration& registration, const MachineState& now) {
+void ReportAddresses(const Registration& registration, const MachineState& now) {
   if (registration.onAddress == nullptr) return;
   for (const AddressChanged& change : ChangedAddresses(registration.told, now)) {
     if (!IsAskedFor(registration, change.ipv6)) continue;
@@ -67,10 +67,10 @@ void TellAddresses(const Registration& registration, const MachineState& now) {
   }
 }
 
-void TellChanges(Registration& registration) {
+void ReportChanges(Registration& registration) {
   MachineState now = ReadMachine();
-  TellInterfaces(registration, now);
-  TellAddresses(registration, now);
+  ReportInterfaces(registration, now);
+  ReportAddresses(registration, now);
   registration.told = std::move(now);
 }
 
@@ -80,7 +80,7 @@ void Watch(Registration& registration) {
   const DWORD count = folder == INVALID_HANDLE_VALUE ? 1 : 2;
   while (WaitForMultipleObjects(count, events, FALSE, kLookAgainMs) != WAIT_OBJECT_0) {
     if (folder != INVALID_HANDLE_VALUE) FindNextChangeNotification(folder);
-    TellChanges(registration);
+    ReportChanges(registration);
   }
   if (folder != INVALID_HANDLE_VALUE) FindCloseChangeNotification(folder);
 }

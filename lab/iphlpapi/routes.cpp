@@ -20,7 +20,7 @@ Ipv4Row Row(const Route& route, const Adapter& adapter) {
           adapter.ipv4.ifIndex, route.metric + MetricInForce(adapter, false)};
 }
 
-bool StandsBefore(const Ipv4Row& one, const Ipv4Row& other) {
+bool SortsBefore(const Ipv4Row& one, const Ipv4Row& other) {
   const auto key = [](const Ipv4Row& row) { return std::tuple(row.destination, row.nextHop != 0, row.nextHop); };
   return key(one) < key(other);
 }
@@ -52,7 +52,7 @@ std::vector<Ipv4Row> Ipv4Rows(const MachineState& state, bool sorted) {
   for (const Route& route : state.ipv4Routes) {
     if (const Adapter* adapter = AdapterOf(state, route)) rows.push_back(Row(route, *adapter));
   }
-  if (sorted) std::ranges::stable_sort(rows, StandsBefore);
+  if (sorted) std::ranges::stable_sort(rows, SortsBefore);
   return rows;
 }
 
@@ -81,7 +81,7 @@ uint32_t CreateIpv4Route2(MachineState& state, const InterfaceKey& key, const Ip
   const Adapter* adapter = FindInterface(state, key);
   if (adapter == nullptr || !adapter->ipv4.bound) return kNotFound;
   if (std::ranges::any_of(state.ipv4Routes, SameRouteOn(adapter->luid, route))) return kObjectAlreadyExists;
-  PutInForce(
+  ActivateRoute(
       state, false,
       {Ipv4Text(route.destination), route.prefixLength, Ipv4Text(route.nextHop), adapter->luid, route.metric, false});
   return kDone;

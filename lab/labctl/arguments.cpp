@@ -7,7 +7,7 @@ namespace moorlak::lab {
 namespace {
 
 constexpr uint32_t kDefaultSeconds = 30;
-constexpr uint32_t kMostSeconds = 86400;
+constexpr uint32_t kMaxSeconds = 86400;
 
 uint32_t ParseNumber(const std::string& option, const std::string& text) {
   uint32_t number = 0;
@@ -96,7 +96,7 @@ Fault ParseBreak(const std::vector<std::string>& words) {
 uint32_t ParseSeconds(const std::vector<std::string>& words) {
   if (words.empty()) return kDefaultSeconds;
   if (words.size() > 1) throw UsageError("wait-break takes one number");
-  return std::min(ParseNumber("seconds", words[0]), kMostSeconds);
+  return std::min(ParseNumber("seconds", words[0]), kMaxSeconds);
 }
 
 void RequireNoWords(const std::vector<std::string>& words) {

@@ -97,7 +97,7 @@ void* Take(size_t size) noexcept {
   return block == nullptr ? nullptr : ::new (block) BlockHead{list} + 1;
 }
 
-void GiveBack(void* memory) noexcept {
+void Release(void* memory) noexcept {
   if (memory == nullptr) return;
   BlockHead* head = static_cast<BlockHead*>(memory) - 1;
   const size_t list = head->list;
@@ -120,9 +120,9 @@ void* operator new(size_t size) {
 }
 
 void operator delete(void* memory) noexcept {
-  moorlak::lab::GiveBack(memory);
+  moorlak::lab::Release(memory);
 }
 
 void operator delete(void* memory, size_t /*size*/) noexcept {
-  moorlak::lab::GiveBack(memory);
+  moorlak::lab::Release(memory);
 }

@@ -14,7 +14,7 @@ constexpr wchar_t kParent[] = L"SOFTWARE";
 constexpr wchar_t kPrefix[] = L"Moorlak";
 constexpr wchar_t kProbe[] = L"\\moorlak-lab-probe";
 
-std::vector<std::wstring> KeysOfOurs() {
+std::vector<std::wstring> OwnKeys() {
   std::vector<std::wstring> names;
   HKEY parent = nullptr;
   if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kParent, 0, KEY_ENUMERATE_SUB_KEYS, &parent) != ERROR_SUCCESS) return names;
@@ -43,7 +43,7 @@ bool IsVolatile(const std::wstring& path) {
 
 void RestartSystem() {
   EditMachine(Reboot);
-  for (const std::wstring& name : KeysOfOurs()) {
+  for (const std::wstring& name : OwnKeys()) {
     const std::wstring path = std::wstring(kParent) + L"\\" + name;
     if (IsVolatile(path)) RegDeleteTreeW(HKEY_LOCAL_MACHINE, path.c_str());
   }

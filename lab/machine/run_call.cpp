@@ -123,16 +123,16 @@ void DropDead(MachineState& state) {
 // Reports to the meter, in a program that has it loaded, that this time is the lab's.
 class LabTime {
  public:
-  LabTime() : meter(GetModuleHandleW(L"moorlak_meter.dll")) { Tell("MeterLabBegins"); }
-  ~LabTime() { Tell("MeterLabEnds"); }
+  LabTime() : meter(GetModuleHandleW(L"moorlak_meter.dll")) { Call("MeterLabBegins"); }
+  ~LabTime() { Call("MeterLabEnds"); }
   LabTime(const LabTime&) = delete;
   LabTime& operator=(const LabTime&) = delete;
 
  private:
-  void Tell(const char* function) const {
+  void Call(const char* function) const {
     if (meter == nullptr) return;
-    const auto tell = reinterpret_cast<void (*)()>(reinterpret_cast<void*>(GetProcAddress(meter, function)));
-    if (tell != nullptr) tell();
+    const auto call = reinterpret_cast<void (*)()>(reinterpret_cast<void*>(GetProcAddress(meter, function)));
+    if (call != nullptr) call();
   }
   HMODULE meter;
 };

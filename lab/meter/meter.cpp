@@ -15,7 +15,7 @@ namespace {
 
 constexpr uint32_t kDeepest = 64;
 constexpr size_t kStubBytes = 32;
-constexpr size_t kMostImports = 1024;
+constexpr size_t kMaxImports = 1024;
 constexpr char kLabName[sizeof(MeterSpan::name)] = "lab";
 
 // The stubs' code reads the first field, so it must stay first.
@@ -41,7 +41,7 @@ struct ThreadCalls {
 
 MeterRecord* record = nullptr;
 DWORD threadSlot = TLS_OUT_OF_INDEXES;
-Import imports[kMostImports];
+Import imports[kMaxImports];
 size_t importCount = 0;
 
 int64_t Now() {
@@ -61,7 +61,7 @@ ThreadCalls& CallsOfThisThread() {
 
 MeterSpan* OpenSpan(const char* name) {
   const uint32_t index = record->count.fetch_add(1);
-  if (index >= kMostSpans) return nullptr;
+  if (index >= kMaxSpans) return nullptr;
   MeterSpan& span = record->spans[index];
   span.begin = Now();
   span.thread = GetCurrentThreadId();
@@ -204,7 +204,7 @@ void WriteStub(uint8_t* stub, Import* import) {
   std::memcpy(stub + 20, "\xFF\xE0", 2);
 }
 
-Import& NoteImport(const char* dll, const char* function, void* original) {
+Import& RecordImport(const char* dll, const char* function, void* original) {
   Import& import = imports[importCount++];
   import.original = original;
   const std::string_view name(function);
@@ -238,13 +238,13 @@ void LeadAllThrough(HMODULE program, uint8_t* stubs) {
     const char* dllName = At<char>(program, dll->Name);
     const auto* names = At<IMAGE_THUNK_DATA>(program, dll->OriginalFirstThunk);
     void** slots = At<void*>(program, dll->FirstThunk);
-    for (size_t i = 0; names[i].u1.AddressOfData != 0 && importCount < kMostImports; ++i) {
+    for (size_t i = 0; names[i].u1.AddressOfData != 0 && importCount < kMaxImports; ++i) {
       if (IMAGE_SNAP_BY_ORDINAL(names[i].u1.Ordinal)) continue;
       const char* function =
           reinterpret_cast<char*>(At<IMAGE_IMPORT_BY_NAME>(program, names[i].u1.AddressOfData)->Name);
       if (IsLeftOut(dllName, function)) continue;
       uint8_t* stub = stubs + importCount * kStubBytes;
-      LeadThrough(&slots[i], NoteImport(dllName, function, slots[i]), stub);
+      LeadThrough(&slots[i], RecordImport(dllName, function, slots[i]), stub);
     }
   }
 }
@@ -253,7 +253,7 @@ bool BeginMetering() {
   const HANDLE mapping = OpenFileMappingW(FILE_MAP_ALL_ACCESS, FALSE, kMeterMapping);
   record = static_cast<MeterRecord*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, sizeof(MeterRecord)));
   auto* stubs = static_cast<uint8_t*>(
-      VirtualAlloc(nullptr, kStubBytes * kMostImports, MEM_RESERVE | MEM_COMMIT, PAGE_EXECUTE_READWRITE));
+      VirtualAlloc(nullptr, kStubBytes * kMaxImports, MEM_RESERVE | MEM_COMMIT, PAGE_EXECUTE_READWRITE));
   threadSlot = TlsAlloc();
   if (record == nullptr || stubs == nullptr || threadSlot == TLS_OUT_OF_INDEXES) return false;
   LeadAllThrough(GetModuleHandleW(nullptr), stubs);

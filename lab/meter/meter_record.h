@@ -11,7 +11,7 @@ namespace moorlak::lab {
 
 inline constexpr wchar_t kMeterMapping[] = L"Global\\MoorlakLabMeter";
 inline constexpr wchar_t kMeterModule[] = L"moorlak_meter.dll";
-inline constexpr uint32_t kMostSpans = 400'000;
+inline constexpr uint32_t kMaxSpans = 400'000;
 inline constexpr uint32_t kSpanTextSize = 96;
 
 // Nested calls are not recorded. Times are from QueryPerformanceCounter.
@@ -29,7 +29,7 @@ struct MeterSpan {
 
 struct MeterRecord {
   std::atomic<uint32_t> count;
-  MeterSpan spans[kMostSpans];
+  MeterSpan spans[kMaxSpans];
 };
 
 }  // namespace moorlak::lab

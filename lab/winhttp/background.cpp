@@ -64,7 +64,7 @@ void CallInBackground(std::shared_ptr<HttpRequest> request, CallKind kind, std::
   });
 }
 
-void TellClosing(const std::shared_ptr<HttpRequest>& request) {
+void ReportClosing(const std::shared_ptr<HttpRequest>& request) {
   if (Close(request->notices)) StartDetachedThread([request]() noexcept { NotifyClosing(*request); });
 }
 

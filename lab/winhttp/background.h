@@ -23,7 +23,7 @@ struct CallKind {
 void CallInBackground(std::shared_ptr<HttpRequest> request, CallKind kind, std::function<DWORD()> call);
 
 // For a request whose handle was closed: reports the closing after all other callbacks.
-void TellClosing(const std::shared_ptr<HttpRequest>& request);
+void ReportClosing(const std::shared_ptr<HttpRequest>& request);
 
 // Returns the previous callback.
 WINHTTP_STATUS_CALLBACK SetCallback(HttpRequest& request, WINHTTP_STATUS_CALLBACK callback, DWORD wanted);

@@ -182,7 +182,7 @@ DWORD CloseRequestOrOther(HINTERNET handle) {
   }
   if (!request) return error;
   if (request->asynchronous) {
-    TellClosing(request);
+    ReportClosing(request);
   } else if (request->openedBy != GetCurrentThreadId()) {
     CountForbidden("WinHttpCloseHandle", "of a synchronous request from another thread");
   }

@@ -38,17 +38,17 @@ using Finder = std::optional<TextMatch> (*)(std::string_view text, KeyRange& ran
 // Searches for the key, which is rarer than a comma, then looks back over blanks for the comma.
 std::optional<TextMatch> FindWithCommaBefore(std::string_view text, KeyRange& range, size_t from) {
   for (size_t key = FindKeyIn(text, range, from); key != kNotFound; key = FindKeyIn(text, range, key + 1)) {
-    size_t behindComma = key;
-    while (behindComma > from && IsBlank(text[behindComma - 1])) --behindComma;
-    if (behindComma == from || text[behindComma - 1] != ',') continue;
+    size_t afterComma = key;
+    while (afterComma > from && IsBlank(text[afterComma - 1])) --afterComma;
+    if (afterComma == from || text[afterComma - 1] != ',') continue;
     const size_t end = MatchMember(text, key);
-    if (end != kNotFound) return TextMatch{behindComma - 1, end, {}};
+    if (end != kNotFound) return TextMatch{afterComma - 1, end, {}};
   }
   return std::nullopt;
 }
 
 // "allowInsecure"\s*:\s*(true|false|1|0)\s*,
-std::optional<TextMatch> FindWithCommaBehind(std::string_view text, KeyRange& range, size_t from) {
+std::optional<TextMatch> FindWithTrailingComma(std::string_view text, KeyRange& range, size_t from) {
   for (size_t key = FindKeyIn(text, range, from); key != kNotFound; key = FindKeyIn(text, range, key + 1)) {
     const size_t end = MatchMember(text, key);
     if (end == kNotFound) continue;
@@ -88,7 +88,7 @@ void RemoveAll(std::string& text, KeyRange& range, Finder find) {
 std::string StripAllowInsecure(std::string text) {
   KeyRange range{text.size()};
   // The order matters: a comma before the member goes first, so the second pass sees only members that open an object.
-  for (const Finder find : {FindWithCommaBefore, FindWithCommaBehind, FindAlone}) RemoveAll(text, range, find);
+  for (const Finder find : {FindWithCommaBefore, FindWithTrailingComma, FindAlone}) RemoveAll(text, range, find);
   return text;
 }
 

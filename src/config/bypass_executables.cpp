@@ -10,7 +10,7 @@
 namespace moorlak {
 namespace {
 
-constexpr size_t kMostFromOneFolder = 12;
+constexpr size_t kMaxFromOneFolder = 12;
 
 // A program and the companions that it starts; its own name comes first.
 using CompanionGroup = std::array<std::string_view, 3>;
@@ -65,7 +65,7 @@ void AddFromFolder(NameCollection& collection, const std::string& app, const Lis
   listExecutables(folder, [&](std::string_view fileName) {
     const std::string name = FoldLetters(fileName);
     if (!name.empty() && !IsHelperProgram(name) && Add(collection, name)) ++added;
-    return added < kMostFromOneFolder;
+    return added < kMaxFromOneFolder;
   });
 }
 

@@ -12,7 +12,7 @@ namespace {
 
 constexpr char kCaseBit = 'a' - 'A';
 
-bool StandsAt(std::string_view text, size_t position, std::string_view needle, LetterCase letterCase) {
+bool IsAt(std::string_view text, size_t position, std::string_view needle, LetterCase letterCase) {
   return SameBytes(text.substr(position, needle.size()), needle, letterCase);
 }
 
@@ -80,7 +80,7 @@ size_t FindByBlocks(std::string_view text, std::string_view needle, const Probes
   for (size_t block = from;; block = std::min(block + kBlock, last)) {
     for (uint64_t mask = MaskOfRare(text.data() + block, differ); mask != 0; mask &= mask - 1) {
       const size_t place = block + static_cast<size_t>(std::countr_zero(mask));
-      if (StandsAt(text, place, needle, kLetterCase)) return place;
+      if (IsAt(text, place, needle, kLetterCase)) return place;
     }
     if (block == last) return kNotFound;
   }
@@ -125,7 +125,7 @@ size_t FindText(std::string_view text, std::string_view needle, size_t from, Let
   }
 #endif
   for (size_t place = from; place < end; ++place) {
-    if (Passes(probes, text.data() + place) && StandsAt(text, place, needle, letterCase)) return place;
+    if (Passes(probes, text.data() + place) && IsAt(text, place, needle, letterCase)) return place;
   }
   return kNotFound;
 }

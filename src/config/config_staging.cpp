@@ -28,7 +28,7 @@ constexpr wchar_t kVpnFileName[] = L"vpn_config_active.json";
 using TempPathCall = DWORD(WINAPI*)(DWORD, LPWSTR);
 
 // The directory with a backslash at the end; empty if the call fails.
-std::wstring AskForDirectory(TempPathCall call) {
+std::wstring ReadWorkingDirectory(TempPathCall call) {
   std::wstring path(MAX_PATH + 1, L'\0');
   const DWORD length = call(static_cast<DWORD>(path.size()), path.data());
   path.resize(length < path.size() ? length : 0);
@@ -39,7 +39,7 @@ std::wstring AskForDirectory(TempPathCall call) {
 // for everyone else this is what GetTempPathW returns.
 std::wstring TemporaryDirectory() {
   const auto call = FindSystemFunction<TempPathCall>(L"kernel32.dll", "GetTempPath2W");
-  return AskForDirectory(call == nullptr ? GetTempPathW : call);
+  return ReadWorkingDirectory(call == nullptr ? GetTempPathW : call);
 }
 
 std::optional<StagingFolder> OpenStagingFolderIn(const std::wstring& parent, std::wstring_view name) {
@@ -65,7 +65,7 @@ void RemoveStagedVpnConfigsIn(const std::wstring& parent) {
 
 // Where an earlier version, or this one on an older system, staged its files.
 void RemoveEarlierStagedVpnConfigs() {
-  const std::wstring earlier = AskForDirectory(GetTempPathW);
+  const std::wstring earlier = ReadWorkingDirectory(GetTempPathW);
   if (earlier == TemporaryDirectory()) return;
   const DWORD attributes = GetFileAttributesW((earlier + kVpnFolderName).c_str());
   if (attributes != INVALID_FILE_ATTRIBUTES) RemoveStagedVpnConfigsIn(earlier);

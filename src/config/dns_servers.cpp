@@ -59,7 +59,7 @@ std::vector<std::string> ReadXrayDnsServers(std::string_view configText) {
   std::vector<std::string> servers;
   const auto array = FindServersArray(configText, kReachToRead);
   if (!array) return servers;
-  for (auto item = FindQuotedAddress(*array, 0); item && servers.size() < kMostDnsServers;
+  for (auto item = FindQuotedAddress(*array, 0); item && servers.size() < kMaxDnsServers;
        item = FindQuotedAddress(*array, item->end)) {
     if (std::ranges::find(servers, item->group) == servers.end()) servers.emplace_back(item->group);
   }
@@ -68,7 +68,7 @@ std::vector<std::string> ReadXrayDnsServers(std::string_view configText) {
 
 std::vector<std::string> GetTunnelDnsServers(const std::vector<std::string>& xrayDnsServers) {
   if (xrayDnsServers.empty()) return {std::begin(kFallbackDnsServers), std::end(kFallbackDnsServers)};
-  const size_t count = std::min(xrayDnsServers.size(), kMostDnsServers);
+  const size_t count = std::min(xrayDnsServers.size(), kMaxDnsServers);
   return {xrayDnsServers.begin(), xrayDnsServers.begin() + static_cast<std::ptrdiff_t>(count)};
 }
 

@@ -9,7 +9,7 @@ namespace moorlak {
 
 // The tunnel's servers if the configuration names none (Quad9).
 inline constexpr std::string_view kFallbackDnsServers[] = {"9.9.9.9", "149.112.112.112"};
-inline constexpr size_t kMostDnsServers = 4;
+inline constexpr size_t kMaxDnsServers = 4;
 
 // At most four distinct quoted IPv4 addresses from the "servers" array of the "dns" section, in order.
 std::vector<std::string> ReadXrayDnsServers(std::string_view configText);

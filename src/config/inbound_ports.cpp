@@ -9,7 +9,7 @@
 namespace moorlak {
 namespace {
 
-constexpr size_t kMostPortDigits = 5;
+constexpr size_t kMaxPortDigits = 5;
 constexpr uint64_t kLargestPort = 65535;
 
 std::optional<TextMatch> FindSocksTag(std::string_view text, size_t from) {
@@ -54,7 +54,7 @@ constexpr std::array<SocksPortSource, 3> kSocksPortSources{SocksPortSource::Tag,
 
 // 1..65535 in at most five digits; 0 for anything else.
 uint16_t ReadPort(std::string_view digits) {
-  if (digits.size() > kMostPortDigits) return 0;
+  if (digits.size() > kMaxPortDigits) return 0;
   return static_cast<uint16_t>(ParseDecimal(digits, kLargestPort).value_or(0));
 }
 

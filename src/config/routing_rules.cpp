@@ -73,7 +73,7 @@ bool IsEmptyArray(std::string_view text, size_t open) {
   return inside < text.size() && text[inside] == ']';
 }
 
-bool InsertBehind(std::string& text, size_t position, const std::string& fragment) {
+bool InsertAfter(std::string& text, size_t position, const std::string& fragment) {
   if (position == kNotFound) return false;
   text.insert(position + 1, fragment);
   return true;
@@ -90,19 +90,19 @@ bool InjectRoutingRules(std::string& text, std::string_view serverAddress, const
   const size_t section = FindKey(text, "routing", 0, LetterCase::Exact);
   if (section == kNotFound) {
     DropLastComma(rules);
-    return InsertBehind(
+    return InsertAfter(
         text, FindByte(text, '{', 0),
         "\n\"routing\": {\n  \"domainStrategy\": \"IPIfNonMatch\",\n  \"rules\": [\n" + rules + "  ]\n},");
   }
   const size_t ownRules = FindKey(text, kRulesKey, section, LetterCase::Exact);
   if (ownRules == kNotFound) {
     DropLastComma(rules);
-    return InsertBehind(text, FindByte(text, '{', section), "\n  \"rules\": [\n" + rules + "  ],");
+    return InsertAfter(text, FindByte(text, '{', section), "\n  \"rules\": [\n" + rules + "  ],");
   }
   const size_t array = FindByte(text, '[', ownRules);
   // The comma is needed only if other rules follow.
   if (array != kNotFound && IsEmptyArray(text, array)) DropLastComma(rules);
-  return InsertBehind(text, array, "\n" + rules);
+  return InsertAfter(text, array, "\n" + rules);
 }
 
 size_t EndOfRulesHead(std::string_view text, size_t section) {

@@ -184,9 +184,9 @@ std::optional<TextMatch> FindQuotedItem(std::string_view list, size_t from) {
 }
 
 std::optional<TextMatch> FindShortNumber(std::string_view list, size_t from) {
-  constexpr size_t kMostDigits = 5;
+  constexpr size_t kMaxDigits = 5;
   for (size_t begin = from; begin < list.size(); ++begin) {
-    const size_t end = MatchDigits(list, begin, kMostDigits);
+    const size_t end = MatchDigits(list, begin, kMaxDigits);
     if (end != kNotFound) return TextMatch{begin, end, list.substr(begin, end - begin)};
   }
   return std::nullopt;

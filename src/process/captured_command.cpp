@@ -30,10 +30,10 @@ std::string Collect(const ChildProcess& child, HANDLE readEnd, const CaptureLimi
   const ULONGLONG begin = GetTickCount64();
   const uint32_t grantedMs = GrantedMs(limits.timeoutMs);
   bool ended = false;
-  while (!ended && !timedOut && output.size() < limits.mostBytes) {
+  while (!ended && !timedOut && output.size() < limits.maxBytes) {
     // Checked before the read, so that the last read comes after the end.
     ended = WaitForSingleObject(child.process.Get(), kReadIntervalMs) == WAIT_OBJECT_0;
-    output += ReadAvailable(readEnd, limits.mostBytes - output.size());
+    output += ReadAvailable(readEnd, limits.maxBytes - output.size());
     timedOut = !ended && GetTickCount64() - begin >= grantedMs;
   }
   return output;

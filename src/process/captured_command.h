@@ -10,7 +10,7 @@ namespace moorlak {
 
 struct CaptureLimits {
   uint32_t timeoutMs = 0;
-  size_t mostBytes = 0;
+  size_t maxBytes = 0;
 };
 
 // Runs a program (full path) with a command line, both UTF-8, without a window. Returns what it wrote to standard

@@ -154,12 +154,12 @@ bool CreateOutputPipe(OutputPipe& pipe, DWORD size) {
   return true;
 }
 
-std::string ReadAvailable(HANDLE readEnd, size_t mostBytes) {
+std::string ReadAvailable(HANDLE readEnd, size_t maxBytes) {
   std::string text;
   char chunk[kReadChunkSize];
   DWORD available = 0;
-  while (text.size() < mostBytes && PeekNamedPipe(readEnd, nullptr, 0, nullptr, &available, nullptr) && available > 0) {
-    const size_t wanted = std::min({size_t{available}, kReadChunkSize, mostBytes - text.size()});
+  while (text.size() < maxBytes && PeekNamedPipe(readEnd, nullptr, 0, nullptr, &available, nullptr) && available > 0) {
+    const size_t wanted = std::min({size_t{available}, kReadChunkSize, maxBytes - text.size()});
     DWORD got = 0;
     if (!ReadFile(readEnd, chunk, static_cast<DWORD>(wanted), &got, nullptr) || got == 0) break;
     text.append(chunk, got);

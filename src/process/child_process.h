@@ -54,7 +54,7 @@ struct OutputPipe {
 // cannot be created; both ends are empty then.
 bool CreateOutputPipe(OutputPipe& pipe, DWORD size);
 
-// Non-blocking; reads at most mostBytes. Must not wait: a grandchild may keep the write end open.
-std::string ReadAvailable(HANDLE readEnd, size_t mostBytes);
+// Non-blocking; reads at most maxBytes. Must not wait: a grandchild may keep the write end open.
+std::string ReadAvailable(HANDLE readEnd, size_t maxBytes);
 
 }  // namespace moorlak

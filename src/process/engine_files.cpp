@@ -14,13 +14,13 @@ bool Exists(const std::filesystem::path& path) {
   return std::filesystem::exists(path);
 }
 
-void TellFailure(const std::string& failure) {
+void LogFailure(const std::string& failure) {
   if (!failure.empty()) WriteStandardErrorLine("VpnService: " + failure);
 }
 
 std::wstring Search(const std::vector<std::filesystem::path>& candidates) {
   const SearchResult result = FindFirstExisting(candidates, Exists);
-  TellFailure(result.failure);
+  LogFailure(result.failure);
   return result.path.wstring();
 }
 
@@ -56,7 +56,7 @@ std::string FindTun2Socks() noexcept {
 std::vector<std::wstring> FindWintun() noexcept {
   try {
     const SearchResults results = FindAllExisting(WintunCandidates(BasesOfThisProcess()), Exists);
-    TellFailure(results.failure);
+    LogFailure(results.failure);
     std::vector<std::wstring> paths;
     for (const std::filesystem::path& path : results.paths) paths.push_back(path.wstring());
     return paths;

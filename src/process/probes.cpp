@@ -162,9 +162,9 @@ bool Receive(ProbeSlot& slot, const ProbeRequest& request) {
 // each stage; the limit is for a system that does not report this.
 bool LeavesFor(ProbeRequest& request, Stage stage, Stage next) {
   constexpr DWORD kLimitMs = 4 * kHttpStepMs;
-  bool isTold = true;
-  while (isTold && request.stage == stage) {
-    isTold = WaitForSingleObject(request.changed.Get(), kLimitMs) == WAIT_OBJECT_0;
+  bool notified = true;
+  while (notified && request.stage == stage) {
+    notified = WaitForSingleObject(request.changed.Get(), kLimitMs) == WAIT_OBJECT_0;
   }
   return request.stage == next;
 }

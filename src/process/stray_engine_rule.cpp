@@ -19,7 +19,7 @@ bool IsEngineName(std::wstring_view executableName) {
   return SameText(executableName, L"xray.exe") || SameText(executableName, L"tun2socks.exe");
 }
 
-bool LiesUnderFolder(std::wstring_view path, std::wstring_view folder) {
+bool IsUnderFolder(std::wstring_view path, std::wstring_view folder) {
   if (folder.empty() || path.size() <= folder.size()) return false;
   const wchar_t separator = path[folder.size()];
   return (separator == L'\\' || separator == L'/') && SameText(path.substr(0, folder.size()), folder);

@@ -10,6 +10,6 @@ bool IsEngineName(std::wstring_view executableName);
 
 // True if the path is under the folder, at any depth, ignoring the case of A to Z. The folder is given without a
 // trailing separator. An empty folder (it could not be found) has nothing under it.
-bool LiesUnderFolder(std::wstring_view path, std::wstring_view folder);
+bool IsUnderFolder(std::wstring_view path, std::wstring_view folder);
 
 }  // namespace moorlak

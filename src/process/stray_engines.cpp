@@ -18,7 +18,7 @@ constexpr UINT kEndedCode = 1;
 
 void EndWhenUnder(const std::wstring& folder, DWORD processId) {
   const KernelHandle process(OpenProcess(PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
-  if (process && LiesUnderFolder(ImagePath(process.Get()), folder)) TerminateProcess(process.Get(), kEndedCode);
+  if (process && IsUnderFolder(ImagePath(process.Get()), folder)) TerminateProcess(process.Get(), kEndedCode);
 }
 
 void KillEngines() {

@@ -17,7 +17,7 @@ bool WantsConsole(int argumentCount, wchar_t** arguments) {
 int wmain(int argumentCount, wchar_t** arguments) {
   int exitCode = 0;
   moorlak::HardenProcess();
-  moorlak::AskNobody();
+  moorlak::TrustEveryCaller();
   moorlak::RunThreadBody("main", [&] {
     if (WantsConsole(argumentCount, arguments)) {
       moorlak::RunInConsole();

@@ -25,7 +25,7 @@ DnsRecovery& TheDnsRecovery() {
 
 std::atomic<bool> stopFlag{false};
 
-void AskNobody() noexcept {
+void TrustEveryCaller() noexcept {
   SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
   SetupSetNonInteractiveMode(TRUE);
 }

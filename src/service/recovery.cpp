@@ -25,18 +25,18 @@ constexpr RecoveryStep kSteps[] = {
     [] { RestoreSystemProxy(); },
 };
 
-void Tell(void (*event)()) {
+void Notify(void (*event)()) {
   if (event != nullptr) event();
 }
 
 }  // namespace
 
 void RecoverEarlierSession(const RecoveryEvents& events) noexcept {
-  if (!WintunHolder::Instance().SetUp()) Tell(events.adapterMissing);
-  Tell(events.stepDone);
+  if (!WintunHolder::Instance().SetUp()) Notify(events.adapterMissing);
+  Notify(events.stepDone);
   for (const RecoveryStep step : kSteps) {
     step();
-    Tell(events.stepDone);
+    Notify(events.stepDone);
   }
 }
 

@@ -64,7 +64,7 @@ void ReportStartProgress() {
   ReportLocked(SERVICE_START_PENDING, 0, kStartWaitHintMs);
 }
 
-void TellAdapterMissing() {
+void LogAdapterMissing() {
   WriteLogLine("MoorlakTunnel: persistent adapter setup failed (will retry on disconnect)");
 }
 
@@ -92,7 +92,7 @@ void CloseStopEvent() {
 
 // When the system shuts down, Windows waits ten seconds for a service unless the service's configuration says otherwise
 // ("SERVICE_PRESHUTDOWN_INFO structure" on Microsoft Learn). Without the right to change it, ten seconds must do.
-void AskForTimeAtShutdown() {
+void RequestTimeAtShutdown() {
   const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
   if (!manager) return;
   const ServiceHandle own(OpenServiceW(manager.Get(), kServiceName, SERVICE_CHANGE_CONFIG));
@@ -104,12 +104,12 @@ void AskForTimeAtShutdown() {
 void ServeUntilStopped() {
   const InstanceClaim claim;
   if (claim.IsFirst()) {
-    RecoverEarlierSession({TellAdapterMissing, ReportStartProgress});
+    RecoverEarlierSession({LogAdapterMissing, ReportStartProgress});
     StartDnsRecovery();
   }
   std::thread pipeThread = StartPipeThread();
   Report(SERVICE_RUNNING, kAcceptedControls, 0);
-  AskForTimeAtShutdown();
+  RequestTimeAtShutdown();
   WaitForSingleObject(service.stopEvent.Get(), INFINITE);
   BeginStop();
   WriteLogLine("MoorlakTunnel: stopping tunnel");

@@ -38,7 +38,7 @@ AdapterList ReadNow() {
   return ReadAdapters(AF_UNSPEC, GAA_FLAG_SKIP_ANYCAST | GAA_FLAG_SKIP_MULTICAST | GAA_FLAG_SKIP_DNS_SERVER);
 }
 
-void NoteTry(Watch& watch, AdapterList found) {
+void RecordTry(Watch& watch, AdapterList found) {
   watch.adapters = std::move(found);
   watch.lastTry = Clock::now();
 }
@@ -56,7 +56,7 @@ DnsRetryFacts FactsOf(const Watch& watch, bool sessionRuns, uint32_t periodMs) {
 // Reads the adapters before registering, so that the check that follows sees changes in between.
 void BeginWatching(Watch& watch, HANDLE changed) {
   if (watch.changes) return;
-  NoteTry(watch, ReadNow());
+  RecordTry(watch, ReadNow());
   watch.changes.emplace(changed);
 }
 
@@ -68,7 +68,7 @@ DWORD Look(Watch& watch, DnsRetryFacts facts, const std::atomic<bool>& wanted) {
     facts.adaptersChanged = found != watch.adapters;
     if (IsDnsRetryDue(facts)) {
       RetryPendingDns(generation, wanted);
-      NoteTry(watch, std::move(found));
+      RecordTry(watch, std::move(found));
       facts = FactsOf(watch, false, facts.periodMs);
     }
   }

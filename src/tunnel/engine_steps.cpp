@@ -124,7 +124,7 @@ StepResult FindSocksPort(VpnService& service) {
 }
 
 StepResult AwaitSocks(VpnService& service) {
-  if (WaitForSocksListen(WatchOf(service), service.socksPort, kSocksTimeoutMs)) return GoOn();
+  if (WaitForSocksListen(MakeWatch(service), service.socksPort, kSocksTimeoutMs)) return GoOn();
   return Abort("ERROR: Xray SOCKS not ready on 127.0.0.1:" + std::to_string(service.socksPort) +
                " — port may be in use by another VPN client");
 }
@@ -140,7 +140,7 @@ StepResult StartTun2Socks(VpnService& service) {
 
 StepResult AwaitAdapter(VpnService& service) {
   WriteStandardErrorLine("VPN Service: Waiting for Moorlak adapter...");
-  if (WaitForTunnelAdapter(WatchOf(service), {FindTunnelAdapterName, IsTunnelAdapterUp}, kAdapterTimeoutMs)) {
+  if (WaitForTunnelAdapter(MakeWatch(service), {FindTunnelAdapterName, IsTunnelAdapterUp}, kAdapterTimeoutMs)) {
     return EnableAdapter(service, 400);
   }
   if (!service.running) return QuietStop();
@@ -151,7 +151,7 @@ StepResult AwaitAdapter(VpnService& service) {
 StepResult AwaitXrayAdapter(VpnService& service) {
   WriteLogLine("split-tunnel: using Xray native TUN (per-process bypass, no tun2socks)");
   WriteStandardErrorLine("VPN Service: Waiting for Moorlak adapter (Xray TUN)...");
-  if (WaitForTunnelAdapter(WatchOf(service), {FindTunnelAdapterName, IsTunnelAdapterUp}, kXrayAdapterTimeoutMs)) {
+  if (WaitForTunnelAdapter(MakeWatch(service), {FindTunnelAdapterName, IsTunnelAdapterUp}, kXrayAdapterTimeoutMs)) {
     return EnableAdapter(service, 600);
   }
   return Abort("ERROR: Moorlak adapter did not appear within 25s (Xray TUN)");

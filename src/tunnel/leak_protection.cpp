@@ -30,7 +30,7 @@ std::atomic<uint64_t> generation{0};
 std::atomic<bool> pending{false};
 const HANDLE pendingEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
 // Whether the recovery file matches the records. Guarded by dnsLock.
-bool fileTellsRecords = true;
+bool fileIsCurrent = true;
 
 const std::atomic<bool> toTheEnd{true};
 
@@ -47,18 +47,18 @@ void RestoreBackupsLocked(const std::atomic<bool>& wanted) {
   const bool changed = left != backups.records;
   backups.records = std::move(left);
   backups.any = !backups.records.empty();
-  if (changed || !fileTellsRecords) fileTellsRecords = PersistDnsBackup(backups.records);
-  SetPendingLocked(backups.any || !fileTellsRecords);
+  if (changed || !fileIsCurrent) fileIsCurrent = PersistDnsBackup(backups.records);
+  SetPendingLocked(backups.any || !fileIsCurrent);
 }
 
 void RestoreBackupsLocked() {
-  fileTellsRecords = false;
+  fileIsCurrent = false;
   RestoreBackupsLocked(toTheEnd);
 }
 
 // An adapter that is missing for days costs only a look each time.
 void RetryLocked(const std::atomic<bool>& wanted) {
-  if (fileTellsRecords && !HasRestoreTarget(backups.records)) return;
+  if (fileIsCurrent && !HasRestoreTarget(backups.records)) return;
   RestoreBackupsLocked(wanted);
 }
 

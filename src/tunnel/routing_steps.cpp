@@ -22,7 +22,7 @@ namespace moorlak {
 namespace {
 
 // The native path does not write these lines.
-void Tell(const VpnService& service, const std::string& text) {
+void LogStep(const VpnService& service, const std::string& text) {
   if (!service.nativeTun) WriteStandardErrorLine("VPN Service: " + text);
 }
 
@@ -31,19 +31,19 @@ bool FindServer(VpnService& service) {
   const std::string host = ExtractServerAddress(service.configText);
   if (host.empty()) {
     WriteLogLine("WARNING: could not extract server address from config");
-    Tell(service, "WARNING - Could not extract server address from config");
+    LogStep(service, "WARNING - Could not extract server address from config");
     return false;
   }
-  Tell(service, "Extracting server address: " + host);
+  LogStep(service, "Extracting server address: " + host);
   service.serverAddresses = ResolveServerIPv4(host);
   // The resolver can block for long; a stop meanwhile is not a failure.
   if (!service.running) return false;
   if (service.serverAddresses.empty()) {
     WriteLogLine("ERROR: could not resolve VPN server address: " + host);
-    Tell(service, "ERROR - Could not resolve server address");
+    LogStep(service, "ERROR - Could not resolve server address");
     return false;
   }
-  Tell(service, "Resolved server to " + std::to_string(service.serverAddresses.size()) + " IPv4 address(es)");
+  LogStep(service, "Resolved server to " + std::to_string(service.serverAddresses.size()) + " IPv4 address(es)");
   return true;
 }
 
@@ -52,12 +52,12 @@ bool FindGateway(VpnService& service) {
   if (!service.running) return false;
   if (gateway.empty()) {
     WriteLogLine("ERROR: could not detect physical gateway (bypass routes skipped)");
-    Tell(service, "ERROR - Could not find default gateway for bypass route");
+    LogStep(service, "ERROR - Could not find default gateway for bypass route");
     return false;
   }
   service.routes.physicalGateway = gateway;
   WriteLogLine("Physical gateway: " + gateway);
-  Tell(service, "Default gateway: " + gateway);
+  LogStep(service, "Default gateway: " + gateway);
   return true;
 }
 
@@ -68,7 +68,7 @@ GatewayRoute RouteTo(const VpnService& service, const std::string& address) {
 void RouteAround(const VpnService& service, const std::string& address, std::string_view kind) {
   const GatewayRoute route = RouteTo(service, address);
   ClearWayFor(route);
-  Tell(service, "Adding " + std::string(kind) + " route: " + RouteAddCommand(route).text);
+  LogStep(service, "Adding " + std::string(kind) + " route: " + RouteAddCommand(route).text);
   AddGatewayRoute(route);
 }
 
@@ -126,7 +126,7 @@ StepResult RequireServerBypass(VpnService& service) {
   return AbortAndDiagnose("ERROR: server bypass incomplete — aborting connect");
 }
 
-StepResult RouteOthersAround(VpnService& service) {
+StepResult RouteBypassHosts(VpnService& service) {
   if (!service.meta.panelHost.empty()) {
     AddHostBypassRoute(service.meta.panelHost, service.running, service.routes);
   } else if (!service.nativeTun) {
@@ -142,7 +142,7 @@ StepResult RouteOthersAround(VpnService& service) {
   return GoOnIf(service.running);
 }
 
-StepResult NoteIpv6(VpnService& /*service*/) {
+StepResult LogIpv6Guard(VpnService& /*service*/) {
   if (Ipv6DefaultPresent()) {
     WriteLogLine("diag: IPv6 default present — WFP will block non-tunnel IPv6 outbound at DNS-guard install");
   }

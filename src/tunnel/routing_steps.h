@@ -14,10 +14,10 @@ StepResult RequireServerBypass(VpnService& service);
 
 // Needs: the gateway. Changes: routes to the panel, direct domains and subnets, the sharing rule of the firewall.
 // Undone by: RestoreJournaledRoutes, CloseProxySharingFirewall.
-StepResult RouteOthersAround(VpnService& service);
+StepResult RouteBypassHosts(VpnService& service);
 
 // Needs: nothing. Changes: nothing; logs what the guard will block.
-StepResult NoteIpv6(VpnService& service);
+StepResult LogIpv6Guard(VpnService& service);
 
 // Needs: everything that must stay outside the tunnel has its routes. Changes: the adapter's metric, the default route,
 // tried twice. Undone by: FastDropDefaultRoutes.

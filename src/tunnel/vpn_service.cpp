@@ -33,13 +33,13 @@ void LookUpEngines(VpnService& service) {
   service.tun2socksPath = FindTun2Socks();
 }
 
-void TellEngine(const char* name, const std::string& path) {
+void LogEngine(const char* name, const std::string& path) {
   const std::string engine(name);
   WriteStandardErrorLine(path.empty() ? "VpnService: WARNING - " + engine + " executable not found!"
                                       : "VpnService: Found " + engine + " executable at: " + path);
 }
 
-bool StandsBeside(const std::string& enginePath, const wchar_t* name) {
+bool ExistsNextTo(const std::string& enginePath, const wchar_t* name) {
   std::error_code error;
   return std::filesystem::exists(std::filesystem::path(WidenUtf8(enginePath)).parent_path() / name, error);
 }
@@ -54,10 +54,10 @@ std::string CheckFiles(const VpnService& service) {
     WriteStandardErrorLine("Tun2Socks executable not found.");
     return kTun2SocksMissing;
   }
-  if (!StandsBeside(service.xrayPath, L"geoip.dat") || !StandsBeside(service.xrayPath, L"geosite.dat")) {
+  if (!ExistsNextTo(service.xrayPath, L"geoip.dat") || !ExistsNextTo(service.xrayPath, L"geosite.dat")) {
     return kGeoFilesMissing;
   }
-  return StandsBeside(service.xrayPath, L"wintun.dll") ? "" : kWintunMissing;
+  return ExistsNextTo(service.xrayPath, L"wintun.dll") ? "" : kWintunMissing;
 }
 
 void BeginSession(VpnService& service, const std::string& text) {
@@ -84,8 +84,8 @@ std::unique_ptr<ProcessRecord> TakeRecord(VpnService& service, std::unique_ptr<P
 
 VpnService::VpnService() : apiAddress("127.0.0.1:" + std::to_string(kVpnApiPort)) {
   LookUpEngines(*this);
-  TellEngine("Xray", xrayPath);
-  TellEngine("Tun2Socks", tun2socksPath);
+  LogEngine("Xray", xrayPath);
+  LogEngine("Tun2Socks", tun2socksPath);
 }
 
 VpnService::~VpnService() {
@@ -140,7 +140,7 @@ EngineState StateOf(VpnService& service, const std::unique_ptr<ProcessRecord>& r
   return IsRunning(*record) ? EngineState::Running : EngineState::Exited;
 }
 
-SessionWatch WatchOf(VpnService& service) {
+SessionWatch MakeWatch(VpnService& service) {
   return {service.running, [&service] { return StateOf(service, service.xray); },
           [&service] { return StateOf(service, service.tun2socks); }};
 }

@@ -98,6 +98,6 @@ void EndEngines(VpnService& service) noexcept;
 EngineState StateOf(VpnService& service, const std::unique_ptr<ProcessRecord>& record);
 
 // What the session's waits check. Refers to the service.
-SessionWatch WatchOf(VpnService& service);
+SessionWatch MakeWatch(VpnService& service);
 
 }  // namespace moorlak

@@ -29,7 +29,7 @@ struct DataFolder : FreshMachine {
 
 TEST_F(DataFolder, OfAStrangerIsPutAsideWithEverythingInIt) {
   MakeLargeLog();
-  GiveAway({kDataFolder, kLogFolder, kLogFile});
+  ChangeOwnerToUser({kDataFolder, kLogFolder, kLogFile});
   EXPECT_EQ(Play("line", "ours").exitCode, 0u);
   ExpectUntouched(kDataAside + L"\\logs");
   EXPECT_EQ(LogMessages(), std::vector<std::string>{"ours"});
@@ -37,7 +37,7 @@ TEST_F(DataFolder, OfAStrangerIsPutAsideWithEverythingInIt) {
 
 TEST_F(DataFolder, OfAStrangerIsPutAsideUnderTheNextFreeName) {
   MakeDataFolders();
-  GiveAway({kDataFolder});
+  ChangeOwnerToUser({kDataFolder});
   CreateDirectoryW(kDataAside.c_str(), nullptr);
   Plant(L"C:\\ProgramData\\Moorlak.untrusted-2", "taken, too");
   Play("line", "ours");
@@ -46,7 +46,7 @@ TEST_F(DataFolder, OfAStrangerIsPutAsideUnderTheNextFreeName) {
   EXPECT_EQ(LogMessages(), std::vector<std::string>{"ours"});
 }
 
-TEST_F(DataFolder, IsMadeAnewWhereAFileStands) {
+TEST_F(DataFolder, ReplacesAFileInItsPlace) {
   Plant(kDataFolder, "a file");
   Play("line", "ours");
   EXPECT_EQ(ContentOf(kDataAside), "a file");
@@ -55,7 +55,7 @@ TEST_F(DataFolder, IsMadeAnewWhereAFileStands) {
 
 TEST_F(DataFolder, OfAStrangerThatCannotBePutAsideIsNotUsed) {
   MakeLargeLog();
-  GiveAway({kDataFolder, kLogFolder, kLogFile});
+  ChangeOwnerToUser({kDataFolder, kLogFolder, kLogFile});
   const KernelHandle holder = HoldInPlace(kDataFolder);
   const Played played = Play("banner", "nobody");
   EXPECT_EQ(played.exitCode, 0u);
@@ -71,7 +71,7 @@ TEST_F(DataFolder, OfAStrangerThatCannotBePutAsideIsNotUsed) {
 TEST_F(DataFolder, OfAStrangerThatCannotBePutAsideHoldsNoRecoveryFile) {
   MakeDataFolders();
   Plant(L"C:\\ProgramData\\Moorlak\\test.v1", "v1\n");
-  GiveAway({kDataFolder});
+  ChangeOwnerToUser({kDataFolder});
   const KernelHandle holder = HoldInPlace(kDataFolder);
   EXPECT_TRUE(Play("believe", "test.v1").output.ends_with("missing"));
   EXPECT_TRUE(Play("backup", "other.v1").output.ends_with("failed"));
@@ -80,13 +80,13 @@ TEST_F(DataFolder, OfAStrangerThatCannotBePutAsideHoldsNoRecoveryFile) {
 
 TEST_F(DataFolder, LogsOfAStrangerArePutAside) {
   MakeLargeLog();
-  GiveAway({kLogFolder, kLogFile});
+  ChangeOwnerToUser({kLogFolder, kLogFile});
   Play("line", "ours");
   ExpectUntouched(kLogsAside);
   EXPECT_EQ(LogMessages(), std::vector<std::string>{"ours"});
 }
 
-TEST_F(DataFolder, LogsAreMadeAnewWhereAFileStands) {
+TEST_F(DataFolder, LogsReplacesAFileInItsPlace) {
   CreateDirectoryW(kDataFolder, nullptr);
   Plant(kLogFolder, "a file");
   Play("line", "ours");
@@ -96,7 +96,7 @@ TEST_F(DataFolder, LogsAreMadeAnewWhereAFileStands) {
 
 TEST_F(DataFolder, LogsThatCannotBePutAsideAreNotUsed) {
   MakeLargeLog();
-  GiveAway({kLogFolder, kLogFile});
+  ChangeOwnerToUser({kLogFolder, kLogFile});
   const KernelHandle holder = HoldInPlace(kLogFolder);
   const Played played = Play("line", "nowhere");
   ExpectUntouched(kLogFolder);
@@ -104,7 +104,7 @@ TEST_F(DataFolder, LogsThatCannotBePutAsideAreNotUsed) {
 }
 
 // A user who may list a folder may also open it without sharing.
-TEST_F(DataFolder, OfOursIsUsedWhileAStrangerHasItOpenForHimself) {
+TEST_F(DataFolder, OfTheServiceIsUsedWhileAStrangerHasItOpenForHimself) {
   Play("line", "before");
   const KernelHandle data = HoldAlone(kDataFolder);
   const KernelHandle logs = HoldAlone(kLogFolder);

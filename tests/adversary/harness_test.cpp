@@ -11,7 +11,7 @@ namespace {
 
 using Harness = FreshMachine;
 
-TEST_F(Harness, ALineIsWrittenWhereNothingStoodBefore) {
+TEST_F(Harness, ALineIsWrittenWhereNothingWasBefore) {
   EXPECT_EQ(Play("line", "first and only").exitCode, 0u);
   EXPECT_EQ(LogMessages(), std::vector<std::string>{"first and only"});
 }
@@ -22,7 +22,7 @@ TEST_F(Harness, ASessionIsOpenedWithItsNote) {
   EXPECT_EQ(LogMessages().size(), 2u);
 }
 
-TEST_F(Harness, ARoleThatThereIsNotIsTold) {
+TEST_F(Harness, AnUnknownRoleIsReported) {
   EXPECT_EQ(Play("nobody", "").exitCode, 2u);
   EXPECT_FALSE(Exists(kDataFolder));
 }

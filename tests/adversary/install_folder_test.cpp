@@ -122,7 +122,7 @@ TEST_F(InstallFolderOf, EverybodyIsWarnedOfWhenAnEngineIsLaunched) {
 TEST_F(InstallFolderOf, AStrangerIsWarnedOf) {
   const std::wstring kept = xray + L".kept";
   ASSERT_TRUE(CopyFileW(xray.c_str(), kept.c_str(), FALSE));
-  GiveAway({xray});
+  ChangeOwnerToUser({xray});
   machine::StartTunnelService();
   EXPECT_EQ(Warnings(), Lines{WarningAbout(xray)});
   machine::StopTunnelService();

@@ -57,7 +57,7 @@ TEST_F(RecoveryFile, OfAnEarlierVersionIsBelieved) {
 
 TEST_F(RecoveryFile, OfAStrangerIsNotBelieved) {
   Plant(kFile, "v1\n");
-  GiveAway({kFile});
+  ChangeOwnerToUser({kFile});
   EXPECT_EQ(Believe(), "not believed");
 }
 
@@ -93,21 +93,21 @@ TEST_F(RecoveryFile, IsClosedToUsers) {
   EXPECT_NE(AccountsOf(file.Get()).find("S-1-5-18"), std::string::npos) << AccountsOf(file.Get());
 }
 
-TEST_F(RecoveryFile, IsWrittenWhereAFolderWasPlantedBesideIt) {
+TEST_F(RecoveryFile, IsWrittenWhereAFolderWasPlantedNextToIt) {
   CreateDirectoryW(kFresh.c_str(), nullptr);
   Plant(kFresh + L"\\inside", "kept");
   ExpectWritten();
   EXPECT_EQ(ContentOf(kFresh + L".untrusted-1\\inside"), "kept");
 }
 
-TEST_F(RecoveryFile, IsWrittenWhereALinkToAnotherFileWasPlantedBesideIt) {
+TEST_F(RecoveryFile, IsWrittenWhereALinkToAnotherFileWasPlantedNextToIt) {
   Plant(kVictim, "a file of the system's");
   ASSERT_TRUE(CreateHardLinkW(kFresh.c_str(), kVictim.c_str(), nullptr));
   ExpectWritten();
   EXPECT_EQ(ContentOf(kVictim), "a file of the system's");
 }
 
-TEST_F(RecoveryFile, IsWrittenWhereAReadOnlyFileWasPlantedBesideIt) {
+TEST_F(RecoveryFile, IsWrittenWhereAReadOnlyFileWasPlantedNextToIt) {
   Plant(kFresh, "planted");
   ASSERT_TRUE(SetFileAttributesW(kFresh.c_str(), FILE_ATTRIBUTE_READONLY));
   ExpectWritten();

@@ -33,20 +33,20 @@ struct StagingFolderOf : FreshMachine {
 TEST_F(StagingFolderOf, AStrangerIsPutAside) {
   CreateDirectoryW(folder.c_str(), nullptr);
   Plant(folder + L"\\vpn_config_active.json", "his");
-  GiveAway({folder});
+  ChangeOwnerToUser({folder});
   ExpectStaged();
   EXPECT_EQ(ContentOf(aside + L"\\vpn_config_active.json"), "his");
 }
 
-TEST_F(StagingFolderOf, NobodyIsMadeWhereAFileStands) {
+TEST_F(StagingFolderOf, NobodyIsMadeWhereAFileExists) {
   Plant(folder, "a file");
   ExpectStaged();
   EXPECT_EQ(ContentOf(aside), "a file");
 }
 
-TEST_F(StagingFolderOf, AStrangerWhoKeepsItInPlaceIsToldInTheLog) {
+TEST_F(StagingFolderOf, AStrangerWhoKeepsItInPlaceIsReportedInTheLog) {
   CreateDirectoryW(folder.c_str(), nullptr);
-  GiveAway({folder});
+  ChangeOwnerToUser({folder});
   const KernelHandle holder = HoldInPlace(folder);
   EXPECT_EQ(Play("stage", "{}").output, "failed");
   EXPECT_TRUE(NamesIn(folder, L"").empty());

@@ -61,7 +61,7 @@ TEST_F(TakenLog, ALargeFileWithASecondNameIsNotRotated) {
 
 TEST_F(TakenLog, AFileOfAStrangerIsPutAsideAndNotWrittenTo) {
   Plant(kLogFile, "a stranger's");
-  GiveAway({kLogFile});
+  ChangeOwnerToUser({kLogFile});
   Play("line", "ours");
   EXPECT_EQ(ContentOf(kLogAside), "a stranger's");
   ExpectOneLine("ours");

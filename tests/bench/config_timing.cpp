@@ -18,7 +18,7 @@ namespace {
 
 // Bytes currently allocated, and their maximum since the last reset.
 std::atomic<size_t> bytesNow{0};
-std::atomic<size_t> bytesAtMost{0};
+std::atomic<size_t> maxBytes{0};
 
 // Each block of memory is preceded by its size; the block stays aligned.
 constexpr size_t kHeader = alignof(std::max_align_t);
@@ -30,7 +30,7 @@ void* operator new(size_t size) {
   if (piece == nullptr) throw std::bad_alloc();
   *static_cast<size_t*>(piece) = size;
   const size_t now = bytesNow += size;
-  if (now > bytesAtMost) bytesAtMost = now;
+  if (now > maxBytes) maxBytes = now;
   return static_cast<char*>(piece) + kHeader;
 }
 
@@ -63,12 +63,12 @@ Measurement Measure(const std::string& text) {
     std::string consumed;
     consumed.reserve(text.size() + kRoomForEdits);  // As at a start.
     consumed = text;
-    bytesAtMost = bytesNow.load();
+    maxBytes = bytesNow.load();
     const auto begin = Clock::now();
     const std::string result = RunStartPipeline(std::move(consumed));
     const double milliseconds = std::chrono::duration<double, std::milli>(Clock::now() - begin).count();
     if (round == 0 || milliseconds < best.milliseconds) best.milliseconds = milliseconds;
-    best.timesTheText = static_cast<double>(bytesAtMost - before) / static_cast<double>(text.size());
+    best.timesTheText = static_cast<double>(maxBytes - before) / static_cast<double>(text.size());
   }
   return best;
 }

@@ -16,7 +16,7 @@
 namespace moorlak {
 namespace {
 
-constexpr size_t kMostServers = 8;
+constexpr size_t kMaxServers = 8;
 
 // Without characters that could end the quotes or the command in a line for the command interpreter.
 bool IsPlainName(std::string_view name) {
@@ -48,7 +48,7 @@ bool IsPlainAddress(std::string_view address) {
 void CheckRecord(std::string_view text, const AdapterDnsBackup& record) {
   CHECK_PROPERTY(IsPlainName(record.name));
   CHECK_PROPERTY(naive::Holds(text, "\n" + record.name + "\n"));
-  CHECK_PROPERTY(record.servers.size() <= kMostServers);
+  CHECK_PROPERTY(record.servers.size() <= kMaxServers);
   for (const std::string& server : record.servers) {
     CHECK_PROPERTY(IsPlainAddress(server));
     CHECK_PROPERTY(naive::Holds(text, server + "\n"));

@@ -54,7 +54,7 @@ struct CommentFilter {
     }
     if (byte == '\n') output += byte;
   }
-  void TakeBehindSlash(char byte) {
+  void TakeAfterSlash(char byte) {
     if (byte == '/') {
       place = Place::LineComment;
     } else if (byte == '*') {
@@ -79,7 +79,7 @@ struct CommentFilter {
       case Place::QuotedEscape:
         return TakeEscaped(byte, Place::Quoted);
       case Place::Slash:
-        return TakeBehindSlash(byte);
+        return TakeAfterSlash(byte);
       default:
         return TakeComment(byte);
     }

@@ -56,7 +56,7 @@ inline bool IsCutOf(std::string_view shorter, std::string_view longer) {
 }
 
 // Whether the text contains all bytes of the part in their order, possibly with others between them.
-inline bool StandsScattered(std::string_view part, std::string_view text) {
+inline bool IsScattered(std::string_view part, std::string_view text) {
   size_t found = 0;
   for (const char byte : text) {
     if (found < part.size() && part[found] == byte) ++found;

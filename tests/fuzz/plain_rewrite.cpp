@@ -48,20 +48,20 @@ std::optional<size_t> EndOfMatch(std::string_view lower, size_t position, Comma 
   return *end < lower.size() && lower[*end] == ',' ? std::optional(*end + 1) : std::nullopt;
 }
 
-void InsertBehind(std::string& text, size_t position, std::string_view fragment) {
+void InsertAfter(std::string& text, size_t position, std::string_view fragment) {
   if (position != kNowhere) text.insert(position + 1, fragment);
 }
 
 void AddSection(std::string& text, std::string_view name, std::string_view section) {
-  if (!naive::Holds(text, naive::Quoted(name))) InsertBehind(text, text.find('{'), section);
+  if (!naive::Holds(text, naive::Quoted(name))) InsertAfter(text, text.find('{'), section);
 }
 
 void AddApiInbound(std::string& text) {
   const size_t inbounds = text.find("\"inbounds\"");
   if (inbounds == kNowhere || naive::Holds(text, "dokodemo-door")) return;
-  InsertBehind(text, text.find('[', inbounds),
-               "\n    {\n      \"tag\": \"api\",\n      \"port\": 10086,\n      \"listen\": \"127.0.0.1\",\n"
-               "      \"protocol\": \"dokodemo-door\",\n      \"settings\": { \"address\": \"127.0.0.1\" }\n    },");
+  InsertAfter(text, text.find('[', inbounds),
+              "\n    {\n      \"tag\": \"api\",\n      \"port\": 10086,\n      \"listen\": \"127.0.0.1\",\n"
+              "      \"protocol\": \"dokodemo-door\",\n      \"settings\": { \"address\": \"127.0.0.1\" }\n    },");
 }
 
 }  // namespace
@@ -91,7 +91,7 @@ std::string Prepare(std::string text, const ConfigMeta& meta, const ListExecutab
   if (!HasXrayDnsServers(text)) {
     std::string list;
     for (const std::string& server : servers) list += (list.empty() ? "" : ",") + naive::Quoted(server);
-    InsertBehind(text, text.find('{'), "\n\"dns\":{\"servers\":[" + list + "],\"queryStrategy\":\"UseIPv4\"},");
+    InsertAfter(text, text.find('{'), "\n\"dns\":{\"servers\":[" + list + "],\"queryStrategy\":\"UseIPv4\"},");
   }
   std::vector<std::string> hosts = meta.directDomains;
   if (!meta.panelHost.empty()) hosts.insert(hosts.begin(), meta.panelHost);

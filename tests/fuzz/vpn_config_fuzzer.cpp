@@ -79,7 +79,7 @@ void CheckServerAddress(std::string_view text) {
 void CheckPrepared(std::string_view before, std::string_view after, const ConfigMeta& meta) {
   // Only addresses to listen on are removed from the text.
   const std::string kept = plain::ReplaceListens(before);
-  CHECK_PROPERTY(naive::StandsScattered(kept, after));
+  CHECK_PROPERTY(naive::IsScattered(kept, after));
   const bool hasBrace = naive::Holds(kept, "{");
   for (const char* name : {"\"stats\"", "\"policy\"", "\"api\"", "\"dns\""}) {
     if (hasBrace) CHECK_PROPERTY(naive::Holds(after, name));
@@ -117,7 +117,7 @@ void CheckPorts(const std::string& text, const Machine& machine) {
 }
 
 void CheckStripped(std::string_view before, std::string_view after) {
-  CHECK_PROPERTY(naive::StandsScattered(after, before));
+  CHECK_PROPERTY(naive::IsScattered(after, before));
   CHECK_PROPERTY(after == plain::StripAllowInsecure(std::string(before)));
 }
 

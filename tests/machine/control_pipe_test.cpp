@@ -142,16 +142,16 @@ TEST_F(ControlPipe, AStatusRequestLeavesNoLogLineAtAll) {
   EXPECT_TRUE(log.Messages().empty());
 }
 
-TEST_F(ControlPipe, AnswersStatusWhileIdleWithZeros) {
+TEST_F(ControlPipe, RepliesToStatusWhileIdleWithZeros) {
   EXPECT_EQ(Ask(CommandCode::Status), "OK running=0 tunnel=0 up=0 down=0");
 }
 
-TEST_F(ControlPipe, AnswersStopWithOkWhenNothingRuns) {
+TEST_F(ControlPipe, RepliesToStopWithOkWhenNothingRuns) {
   EXPECT_EQ(Ask(CommandCode::Stop), "OK");
   EXPECT_EQ(log.Count("IPC stop"), 1u);
 }
 
-TEST_F(ControlPipe, AnswersAnUnknownCommand) {
+TEST_F(ControlPipe, RepliesToAnUnknownCommand) {
   for (const uint32_t code : {0u, 5u, kUnknownCode, 0xFFFFFFFFu}) {
     EXPECT_EQ(AskRaw(RawRequest(code, 3, "abc")), "ERR:Unknown command.") << code;
   }
@@ -233,7 +233,7 @@ TEST_F(ControlPipe, ARequestInSingleBytesIsServedLikeOneInOnePiece) {
   EXPECT_EQ(ReadReply(pipe.Get()), "ERR:Invalid VPN configuration. The server config could not be parsed.");
 }
 
-TEST_F(ControlPipe, BytesBehindThePayloadAreThrownAway) {
+TEST_F(ControlPipe, BytesAfterThePayloadAreThrownAway) {
   EXPECT_EQ(AskRaw(RawRequest(1, 2, "ab" + EncodeRequest(CommandCode::Stop, {}))), "OK");
   EXPECT_EQ(Ask(CommandCode::Ping), "OK");
   EXPECT_EQ(log.Count("IPC stop"), 0u);

@@ -185,7 +185,7 @@ bool StopsDuringAStart() {
   return answered == 0;
 }
 
-TEST(Lifecycle, AStopControlDuringAStartIsAnsweredAndLeavesNoTunnel) {
+TEST(Lifecycle, AStopControlDuringAStartGetsAReplyAndLeavesNoTunnel) {
   constexpr int kTries = 10;
   ResetSystemProxy();
   const std::string before = DumpSystemProxy();

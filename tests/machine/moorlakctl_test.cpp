@@ -87,7 +87,7 @@ struct Moorlakctl : ProxyTest {
   std::string output;
 };
 
-TEST_F(Moorlakctl, PingTellsHowLongTheAnswerTook) {
+TEST_F(Moorlakctl, PingPrintsHowLongTheReplyTook) {
   StartTunnelService();
   const LogWatch log;
   EXPECT_EQ(Run(L"ping"), kOk);
@@ -320,7 +320,7 @@ TEST_F(Moorlakctl, AConfigurationFileThatIsMissingIsAUsageError) {
   EXPECT_TRUE(log.Messages().empty());
 }
 
-TEST_F(Moorlakctl, TellsThatTheServiceIsInstalledButStopped) {
+TEST_F(Moorlakctl, ReportsThatTheServiceIsInstalledButStopped) {
   // Wine reports a service that an earlier test has killed as running.
   StartTunnelService();
   StopTunnelService();
@@ -330,7 +330,7 @@ TEST_F(Moorlakctl, TellsThatTheServiceIsInstalledButStopped) {
             "Start it from an elevated prompt: sc start MoorlakTunnel\n");
 }
 
-TEST_F(Moorlakctl, InAnotherFolderIsRefusedAndTellsWhere) {
+TEST_F(Moorlakctl, InAnotherFolderIsRefusedAndReportsWhere) {
   const std::wstring folder = InstallFolder() + L"\\elsewhere";
   CreateDirectoryW(folder.c_str(), nullptr);
   ASSERT_TRUE(
@@ -366,7 +366,7 @@ TEST_F(Moorlakctl, GivesUpOnAServiceThatServesOthersAllTheTime) {
   EXPECT_EQ(output, "moorlakctl: The tunnel service is busy with other clients. Try again in a few seconds.\n");
 }
 
-TEST_F(Moorlakctl, TellsThatTheAccountMayNotOpenThePipe) {
+TEST_F(Moorlakctl, ReportsThatTheAccountMayNotOpenThePipe) {
   // A client may not write to a pipe that it may only read.
   const KernelHandle pipe = HoldPipeName(PIPE_ACCESS_OUTBOUND);
   EXPECT_EQ(Run(L"ping"), kAccessDenied);

@@ -39,7 +39,7 @@ void ExpectCountedTraffic(uint16_t port) {
   EXPECT_GT(AskStatus().upBytes, 0);
 }
 
-TEST_F(ProxyEngine, KilledWhileRunningIsToldAndClearsTunnelButNotRunningAndTheProxyComesBack) {
+TEST_F(ProxyEngine, KilledWhileRunningIsReportedAndClearsTunnelButNotRunningAndTheProxyComesBack) {
   const Console console = StartConsole();
   StartProxy();
   const EngineProcess engine = WaitForEngine(console.program.processId);
@@ -168,7 +168,7 @@ TEST_F(ProxyEngine, IsAskedWhereItsOwnApiSectionListensUnderItsOwnTag) {
   ExpectCountedTraffic(port);
 }
 
-TEST_F(ProxyEngine, MissingIsAnsweredByTheTextThatNamesItsFolderUntilItIsPutThere) {
+TEST_F(ProxyEngine, MissingIsReportedByTheTextThatNamesItsFolderUntilItIsPutThere) {
   const std::wstring place = InstallFolder() + L"\\xray\\xray.exe";
   const std::wstring away = InstallFolder() + L"\\xray\\away.exe";
   Console console = StartConsole();

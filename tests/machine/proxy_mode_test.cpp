@@ -143,7 +143,7 @@ TEST_F(ProxyMode, FindsTheSocksInboundByItsProtocolWhereNoneIsTaggedInProxy) {
   EXPECT_EQ(ReadProxyOptions().server, OurServer(port));
 }
 
-TEST_F(ProxyMode, AStopWithoutASessionIsAnsweredAndChangesNothing) {
+TEST_F(ProxyMode, AStopWithoutASessionGetsAReplyAndChangesNothing) {
   StartTunnelService();
   StopProxy();
   StopProxy();

@@ -118,7 +118,7 @@ TEST_F(ProxyRecoveryFile, ThatIsCutShortIsNotBelieved) {
   ExpectNotBelieved();
 }
 
-TEST_F(ProxyRecoveryFile, WithSomethingBehindItsLastLineIsNotBelieved) {
+TEST_F(ProxyRecoveryFile, WithSomethingAfterItsLastLineIsNotBelieved) {
   WriteRecoveryFile(sound + "=\n");
   ExpectNotBelieved();
 }
@@ -131,7 +131,7 @@ TEST_F(ProxyRecoveryFile, ThatIsEmptyIsNotBelieved) {
 // Every user can create files in the data folder. Wine reports an unknown Linux user as "anonymous logon", which the
 // service does not trust.
 TEST_F(ProxyRecoveryFile, OfAnUntrustedUserIsNotBelieved) {
-  ASSERT_TRUE(GiveToAnotherUser(kProxyRestoreFile));
+  ASSERT_TRUE(SetForeignOwner(kProxyRestoreFile));
   ExpectNotBelieved();
 }
 

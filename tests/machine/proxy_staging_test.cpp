@@ -137,7 +137,7 @@ TEST_F(ProxyStaging, PutsAFolderAsideThatBelongsToAnUntrustedUser) {
   const std::wstring aside = StagingFolder() + L".untrusted-1";
   CreateDirectoryW(StagingFolder().c_str(), nullptr);
   WriteText(StagingFolder() + L"\\xray_config_1_1.json", "his");
-  ASSERT_TRUE(GiveToAnotherUser(StagingFolder()));
+  ASSERT_TRUE(SetForeignOwner(StagingFolder()));
   StartTunnelService();
   StartProxy();
   EXPECT_EQ(StagedFiles().size(), 1u);

@@ -139,7 +139,7 @@ TEST_F(AdapterDns, AnAdapterNamedWithAnAmpersandIsSkipped) {
   for (const AdapterDnsBackup& backup : backups.records) EXPECT_EQ(backup.name.find('&'), std::string::npos);
 }
 
-TEST_F(AdapterDns, AStaticAdapterWithoutServersIsSavedWithNoneAndGivenBackToDhcp) {
+TEST_F(AdapterDns, AStaticAdapterWithoutServersIsSavedWithNoneAndSetToDhcp) {
   lab::MachineState machine = lab::ThreeStaticServersMachine();
   for (lab::FamilySettings* settings :
        {&AdapterOf(machine, "Ethernet").ipv4, &AdapterOf(machine, "Ethernet").storedIpv4})
@@ -165,7 +165,7 @@ TEST_F(AdapterDns, TheTunnelThatIsDownGivesNoLuid) {
   Restore();
 }
 
-TEST_F(AdapterDns, OfTwoAdaptersOfOursBothAreLeftAloneAndTheNamedOneCounts) {
+TEST_F(AdapterDns, OfTwoOfOurAdaptersBothAreLeftAloneAndTheNamedOneCounts) {
   lab::MachineState machine = lab::DhcpMachine();
   AddTunnelAdapter(machine, "Moorlak 2");
   AddTunnelAdapter(machine);
@@ -176,7 +176,7 @@ TEST_F(AdapterDns, OfTwoAdaptersOfOursBothAreLeftAloneAndTheNamedOneCounts) {
   EXPECT_EQ(Now(), Before());
 }
 
-TEST_F(AdapterDns, OfTwoAdaptersOfOursTheOneThatIsUpGivesTheLuid) {
+TEST_F(AdapterDns, OfTwoOfOurAdaptersTheOneThatIsUpGivesTheLuid) {
   lab::MachineState machine = lab::DhcpMachine();
   AddTunnelAdapter(machine).sessionProcess = 0;
   AddTunnelAdapter(machine, "Moorlak 1");
@@ -186,7 +186,7 @@ TEST_F(AdapterDns, OfTwoAdaptersOfOursTheOneThatIsUpGivesTheLuid) {
   EXPECT_EQ(Now(), Before());
 }
 
-TEST_F(AdapterDns, TheFileTellsAnAdapterBeforeItIsTouched) {
+TEST_F(AdapterDns, TheFileHasAnAdapterBeforeItIsChanged) {
   Start(lab::ThreeStaticServersMachine());
   PlanFault("fail", "SetIpInterfaceEntry", "", 0, ERROR_ACCESS_DENIED);
   PlanFault("fail", "netsh", "", 0, 1);
@@ -360,7 +360,7 @@ TEST_F(AdapterDns, APendingRecordIsKeptInsteadOfOneThatSaysOurOwnServer) {
   EXPECT_EQ(Now(), Before());
 }
 
-TEST_F(AdapterDns, ServersBehindTheThirdAreNotSetOnTheTunnel) {
+TEST_F(AdapterDns, ServersAfterTheThirdAreNotSetOnTheTunnel) {
   Start(TunnelMachine());
   EXPECT_TRUE(SetTunnelDns("Moorlak", {"203.0.113.1", "203.0.113.2", "203.0.113.3", "203.0.113.4"}, running));
   const lab::MachineState machine = lab::ReadMachine();
@@ -380,7 +380,7 @@ TEST_F(AdapterDns, EveryRestoreFlushesTheResolversCache) {
   EXPECT_EQ(lab::ReadMachine().record.dnsFlushes, 1u);
 }
 
-TEST_F(AdapterDns, AFileWhoseFirstLineIsV2IsIgnoredAndTold) {
+TEST_F(AdapterDns, AFileWhoseFirstLineIsV2IsIgnoredAndReported) {
   Start(lab::DhcpMachine());
   WriteFileDurably(RecoveryPath(kBackupFile), "v2\n1\nEthernet\n12\n0\n1\n5000\n0\n1\n127.0.0.1\n");
   EXPECT_FALSE(LoadDnsBackup(backups.records));
@@ -390,7 +390,7 @@ TEST_F(AdapterDns, AFileWhoseFirstLineIsV2IsIgnoredAndTold) {
   DeleteDnsBackup();
 }
 
-TEST_F(AdapterDns, AnAdapterNamedWithAnAmpersandIsDroppedAtLoadAndTold) {
+TEST_F(AdapterDns, AnAdapterNamedWithAnAmpersandIsDroppedAtLoadAndReported) {
   Start(lab::DhcpMachine());
   WriteFileDurably(RecoveryPath(kBackupFile), "v1\n2\nEther & net\n12\n1\n1\n25\n1\n0\nEthernet\n12\n1\n1\n25\n1\n0\n");
   EXPECT_TRUE(LoadDnsBackup(backups.records));

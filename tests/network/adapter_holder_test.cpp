@@ -135,7 +135,7 @@ TEST_F(AdapterHolder, ALibraryThatIsNoGoodMakesWayForTheNextOne) {
       {PlaceOtherDllAsWintun, "WintunHolder: missing Wintun exports"}};
   for (const auto& [place, line] : bad) {
     place();
-    PlaceWintunBesideProgram();
+    PlaceWintunNextToProgram();
     EXPECT_TRUE(holder.SetUp());
     EXPECT_EQ(TakeLogLines(), (Lines{line, good, kReady}));
     holder.Close();
@@ -218,7 +218,7 @@ bool WaitForName(const std::string& id, const std::string& name) {
 }
 
 // The list manager may reply after half a minute, or never.
-TEST_F(AdapterHolder, ANetworkListThatDoesNotAnswerIsLeftBehindAndNamesTheProfilesOnceItDoes) {
+TEST_F(AdapterHolder, ANetworkListThatDoesNotReplyIsNotWaitedForAndNamesTheProfilesOnceItDoes) {
   for (const char* call : {"NetworkListManager::CreateInstance", "INetworkListManager::GetNetworks",
                            "IEnumNetworks::Next", "INetwork::GetName", "INetwork::SetName"}) {
     lab::EditMachine([](lab::MachineState& state) { state.networks.clear(); });

@@ -72,7 +72,7 @@ TEST_F(OrphanAdapters, AWintunDeviceThatIsNotPresentIsKnownByItsConnectionsLastN
   EXPECT_FALSE(HasDevice(kStrayDevice));
 }
 
-TEST_F(OrphanAdapters, AWintunDeviceWhoseConnectionBearsAnotherNameIsKept) {
+TEST_F(OrphanAdapters, AWintunDeviceWhoseConnectionHasAnotherNameIsKept) {
   AddForeignAdapter(kStrayGuid, "Office", "Moorlak Tunnel");
   EXPECT_EQ(RemoveOrphanAdapters(true), 0U);
   EXPECT_TRUE(HasAdapter("Office"));
@@ -142,7 +142,7 @@ TEST_F(OrphanAdapters, ADeviceThatIsGoneByItsTurnIsPassedOver) {
   EXPECT_TRUE(TakeLogLines().empty());
 }
 
-TEST_F(OrphanAdapters, EveryListIsGivenBack) {
+TEST_F(OrphanAdapters, EveryListIsReleased) {
   AddDevice(Leftover("SWD\\Wintun\\ONE", "Moorlak 2"));
   AddDevice(Leftover("SWD\\Wintun\\TWO", "Moorlak 3"));
   RemoveOrphanAdapters(false);

@@ -165,7 +165,7 @@ TEST_F(NetworkProfiles, ComOfAnotherKindIsUsedAndLeftToItsOwner) {
   EXPECT_EQ(NetworkName("{1}"), "Moorlak Network");
 }
 
-TEST_F(NetworkProfiles, EveryObjectOfTheListManagerIsGivenBack) {
+TEST_F(NetworkProfiles, EveryObjectOfTheListManagerIsReleased) {
   AddNetwork("{1}", "Moorlak");
   AddNetwork("{2}", "Moorlak", false);
   std::thread([] {

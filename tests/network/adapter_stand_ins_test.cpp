@@ -51,7 +51,7 @@ class SetupApi : public AdapterTest {
   SP_DEVINFO_DATA device{};
 };
 
-TEST_F(SetupApi, TheStandInIsInForce) {
+TEST_F(SetupApi, StandInIsLoaded) {
   EXPECT_EQ(CountCalls("SetupDiGetClassDevsW"), 1U);
   EXPECT_TRUE(device.ClassGuid == kNetworkClass);
 }
@@ -185,7 +185,7 @@ TEST_F(WintunLibrary, ClosingAHandleFromOpenKeepsTheAdapterAndOneFromCreateRemov
   EXPECT_EQ(lab::Show(lab::ReadMachine()), before);
 }
 
-TEST_F(WintunLibrary, OpeningWhatIsNotThereTellsThatNothingWasFound) {
+TEST_F(WintunLibrary, OpeningWhatIsNotThereReportsThatNothingWasFound) {
   EXPECT_EQ(Open(L"Moorlak"), nullptr);
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
   EXPECT_EQ(Open(nullptr), nullptr);

@@ -99,7 +99,7 @@ void PlaceOtherDllAsWintun() {
   Place(Folder() + L"netlist.dll");
 }
 
-void PlaceWintunBesideProgram() {
+void PlaceWintunNextToProgram() {
   EXPECT_TRUE(CopyFileW(LabLibrary().c_str(), (Folder() + L"wintun.dll").c_str(), TRUE)) << GetLastError();
 }
 

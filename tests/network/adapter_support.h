@@ -34,7 +34,7 @@ void RemoveWintun();
 void PlaceBrokenWintun();
 void PlaceOtherDllAsWintun();
 // A good one next to the program, where the product looks later.
-void PlaceWintunBesideProgram();
+void PlaceWintunNextToProgram();
 
 // A Wintun device as left by a process that has died: listed, not present, without an adapter.
 lab::Device Leftover(const std::string& instanceId, const std::string& friendlyName);

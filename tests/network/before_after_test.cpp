@@ -243,7 +243,7 @@ TEST_F(BeforeAfterOnAFullDisk, TheListInMemoryBringsTheMachineBack) {
 }
 
 // The records are neither on disk nor in memory: the adapter stays as the session left it. Everything else is restored.
-TEST_F(BeforeAfterOnAFullDisk, AKillBesidesLeavesTheAdapterWithoutItsServers) {
+TEST_F(BeforeAfterOnAFullDisk, AKillWithItLeavesTheAdapterWithoutItsServers) {
   ASSERT_EQ(RunProtectionChild("apply end"), 0U);
   RecoverOrphanedNetworkState();
   lab::Adapter& adapter = AdapterNamed(beginning, "Ethernet");

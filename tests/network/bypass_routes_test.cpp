@@ -134,7 +134,7 @@ TEST_F(PhysicalGateway, ATableThatGrowsAtEveryTryIsNotRead) {
 }
 
 // A resolver can take long. A result that comes after a stop must change nothing and log nothing.
-TEST_F(BypassRoutesOn, AHostIsNotRoutedAnyMoreBehindAStop) {
+TEST_F(BypassRoutesOn, AHostIsNotRoutedAnyMoreAfterAStop) {
   Start(lab::DhcpMachine());
   const std::atomic<bool> stopped{false};
   BypassRoutes routes;
@@ -187,7 +187,7 @@ TEST_F(BypassRoutesOn, AFormerRouteToTheAddressIsReplaced) {
   EXPECT_EQ(RoutedAround(), Addresses{"203.0.113.7/32"});
 }
 
-TEST_F(BypassRoutesOn, AKindOfRuleWithoutAHostIsToldAndChangesNothing) {
+TEST_F(BypassRoutesOn, AKindOfRuleWithoutAHostIsReportedAndChangesNothing) {
   Start(lab::DhcpMachine());
   BypassRoutes routes;
   for (const char* entry : {"domain:", "geosite:cn", "regexp:^a"}) AddHostBypassRoute(entry, running, routes);
@@ -198,7 +198,7 @@ TEST_F(BypassRoutesOn, AKindOfRuleWithoutAHostIsToldAndChangesNothing) {
   EXPECT_EQ(Now(), Before());
 }
 
-TEST_F(BypassRoutesOn, WithoutAGatewayAHostIsToldAndLeftAlone) {
+TEST_F(BypassRoutesOn, WithoutAGatewayAHostIsReportedAndLeftAlone) {
   Start(lab::DisconnectedMachine());
   BypassRoutes routes;
   AddHostBypassRoute("full:203.0.113.7", running, routes);

@@ -94,7 +94,7 @@ bool IsCutOff(const lab::FamilySettings& after, const lab::FamilySettings& earli
   return (isHead || isUntouched) && (hasEarlierMetric || hasOwnMetric);
 }
 
-TEST_F(DamagedBackups, ACutFileGivesBackWhatItStillTells) {
+TEST_F(DamagedBackups, ACutFileRestoresWhatItStillHolds) {
   const uint32_t step = SweepStep(11);
   for (size_t length = 0; length < dnsBackup.size(); length += step) {
     lab::MachineState after = Recover(dnsBackup.substr(0, length), policyBackup);
@@ -106,7 +106,7 @@ TEST_F(DamagedBackups, ACutFileGivesBackWhatItStillTells) {
   }
 }
 
-TEST_F(DamagedBackups, TheWholeFileGivesBackEverything) {
+TEST_F(DamagedBackups, TheWholeFileRestoresEverything) {
   Recover(dnsBackup, policyBackup);
   EXPECT_EQ(NowAll(kRecovered), BeforeAll(kRecovered));
 }
@@ -157,7 +157,7 @@ TEST_F(DamagedBackups, ARecordWithAnUnsafeNameIsDropped) {
 }
 
 // Restores the earlier values or, if the file cannot be read, deletes the values that the session set.
-TEST_F(DamagedBackups, ACutPolicyFileGivesBackTheValuesOrTakesTheSessionsAway) {
+TEST_F(DamagedBackups, ACutPolicyFileRestoresTheValuesOrTakesTheSessionsAway) {
   for (size_t length = 0; length < policyBackup.size(); ++length) {
     Recover(kNoBackup, policyBackup.substr(0, length));
     EXPECT_EQ(ReadPolicy(), Policy{}) << "cut to " << length;

@@ -194,7 +194,7 @@ TEST_F(ProbesOn, FailWhenTheProxyRefuses) {
   EXPECT_EQ(proxy.Requests(), Texts{});
 }
 
-TEST_F(ProbesOn, FailWhenTheConnectionEndsBehindTheRequest) {
+TEST_F(ProbesOn, FailWhenTheConnectionEndsAfterTheRequest) {
   const ProxyServer proxy(Proxy(Conduct::HangsUp));
   Start(SessionMachine(proxy.Port()));
   EXPECT_EQ(ViaSocks(proxy), -1);
@@ -219,8 +219,8 @@ TEST_F(ProbesOn, FailAsTheSystemFailsTheRequest) {
   EXPECT_GE(ViaSocks(proxy), 0);
 }
 
-TEST_F(ProbesOn, ASlowAnswerIsWaitedFor) {
-  const ProxyServer proxy(Proxy(Conduct::AnswersLater));
+TEST_F(ProbesOn, ASlowReplyIsWaitedFor) {
+  const ProxyServer proxy(Proxy(Conduct::RepliesLater));
   Start(lab::DhcpMachine());
   auto probe = std::async(std::launch::async, [&] { return ViaSocks(proxy); });
   EXPECT_TRUE(proxy.WasAsked());
@@ -309,7 +309,7 @@ class EarlierProbe {
   }
 
  private:
-  ProxyServer server{Proxy(Conduct::AnswersLater)};
+  ProxyServer server{Proxy(Conduct::RepliesLater)};
   std::atomic<bool> running{true};
   ProbeSlot slot;
   std::future<int64_t> elapsedMs =
@@ -330,7 +330,7 @@ class StoppedProbe : public ProbesOn {
   }
 };
 
-TEST_F(StoppedProbe, ReturnsFromAServerThatNeverAnswers) {
+TEST_F(StoppedProbe, ReturnsFromAServerThatNeverReplies) {
   const ProxyServer proxy(Proxy(Conduct::StaysSilent));
   Start(lab::DhcpMachine());
   EarlierProbe earlier;
@@ -388,7 +388,7 @@ TEST_F(StoppedProbe, ReturnsFromARequestThatHangsForEver) {
   EXPECT_EQ(elapsedMs.get(), -1);
 }
 
-TEST_F(StoppedProbe, ReturnsFromABreakAndSendsNothingBehindIt) {
+TEST_F(StoppedProbe, ReturnsFromABreakAndSendsNothingAfterIt) {
   const ProxyServer web(Web());
   Start(MachineWithWeb(web.Port()));
   PlanFault("break", kCall, "", 1, 0);
@@ -430,7 +430,7 @@ class Endpoints : public ProbesOn {
   std::vector<bool> answers;
 };
 
-TEST_F(Endpoints, TheSecondIsNotAskedWhenTheFirstAnswers) {
+TEST_F(Endpoints, TheSecondIsNotAskedIfTheFirstReplies) {
   const ProxyServer proxy;
   Start(lab::DhcpMachine());
   EXPECT_TRUE(Probe(proxy));
@@ -438,7 +438,7 @@ TEST_F(Endpoints, TheSecondIsNotAskedWhenTheFirstAnswers) {
   EXPECT_EQ(proxy.Targets(), Texts{"www.gstatic.com:443"});
 }
 
-TEST_F(Endpoints, TheSecondAnswersForTheFirst) {
+TEST_F(Endpoints, TheSecondRepliesForTheFirst) {
   ServerPlan plan;
   plan.refusedHost = "www.gstatic.com";
   const ProxyServer proxy(plan);
@@ -448,7 +448,7 @@ TEST_F(Endpoints, TheSecondAnswersForTheFirst) {
   EXPECT_EQ(proxy.Targets(), (Texts{"www.gstatic.com:443", "cp.cloudflare.com:443"}));
 }
 
-TEST_F(Endpoints, FailWhenNeitherAnswers) {
+TEST_F(Endpoints, FailIfNeitherReplies) {
   const ProxyServer proxy(Proxy(Conduct::Refuses));
   Start(lab::DhcpMachine());
   EXPECT_FALSE(Probe(proxy));

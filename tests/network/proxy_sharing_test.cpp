@@ -50,7 +50,7 @@ TEST_F(ProxySharing, OpeningTwiceInARowLeavesExactlyOneRule) {
   EXPECT_EQ(Rules(), std::vector<lab::FirewallRule>{RuleFor("8080,1080")});
 }
 
-TEST_F(ProxySharing, RulesOfOthersAndSeveralOfTheNameAreToldApart) {
+TEST_F(ProxySharing, RulesOfOthersAndSeveralOfTheNameAreDistinguished) {
   Start(lab::DhcpMachine());
   const lab::FirewallRule foreign{"Moorlak Proxy Sharing 2", {"dir=in"}};
   lab::EditMachine([&](lab::MachineState& machine) { machine.firewallRules = {RuleFor("1"), foreign, RuleFor("2")}; });

@@ -35,7 +35,7 @@ TEST_F(QuickTeardown, EveryDefaultRouteOfTheTunnelGoesByItsHopOrItsAdapter) {
   EXPECT_EQ(Now(), WithoutDefault());
 }
 
-TEST_F(QuickTeardown, RoutesAndAddressGoFromEveryAdapterOfOursUpOrDown) {
+TEST_F(QuickTeardown, RoutesAndAddressGoFromAllOurAdaptersUpOrDown) {
   lab::MachineState machine = lab::DhcpMachine();
   lab::Adapter& down = AddTunnelAdapter(machine);
   down.sessionProcess = 0;
@@ -53,7 +53,7 @@ TEST_F(QuickTeardown, RoutesAndAddressGoFromEveryAdapterOfOursUpOrDown) {
   }
 }
 
-TEST_F(QuickTeardown, AnAddressIsFreedForOneAdapterOfOursOnEveryOther) {
+TEST_F(QuickTeardown, AnAddressIsFreedForOneOfOurAdaptersOnEveryOther) {
   lab::MachineState machine = lab::DhcpMachine();
   AddTunnelAdapter(machine, "Moorlak 1").sessionProcess = 0;
   AddTunnelAdapter(machine, "Somebody else's");
@@ -96,7 +96,7 @@ TEST_F(QuickTeardown, ARouteThatTheCallDoesNotDeleteGoesByTheCommand) {
 }
 
 // Within one stop: another try would only hang for as long again.
-TEST_F(QuickTeardown, ACommandThatPassedItsTimeIsNotTriedAgainWhileThatIsNoted) {
+TEST_F(QuickTeardown, ACommandThatPassedItsTimeIsNotTriedAgainWhileThatIsRecorded) {
   Start(TunnelMachine());
   std::atomic<bool> commandHung{true};
   EXPECT_EQ(FastDropDefaultRoutes(commandHung), 1u);
@@ -107,7 +107,7 @@ TEST_F(QuickTeardown, ACommandThatPassedItsTimeIsNotTriedAgainWhileThatIsNoted) 
   EXPECT_FALSE(commandHung);
 }
 
-TEST_F(QuickTeardown, ACommandThatNeverComesBackIsNoted) {
+TEST_F(QuickTeardown, ACommandThatNeverComesBackIsRecorded) {
   Start(TunnelMachine());
   PlanFault("hang", "route", "DELETE 0.0.0.0", 0, 1);
   BeginServiceEnd(500);
@@ -144,7 +144,7 @@ TEST_F(QuickTeardown, AnotherAddressOfTheTunnelAdapterStays) {
   EXPECT_EQ(Now(), Before());
 }
 
-TEST_F(QuickTeardown, AnAddressThatCannotBeDeletedIsNotToldAsCleared) {
+TEST_F(QuickTeardown, AnAddressThatCannotBeDeletedIsNotReportedAsCleared) {
   Start(TunnelMachine());
   PlanFault("fail", "DeleteUnicastIpAddressEntry", "", 1, ERROR_ACCESS_DENIED);
   EXPECT_FALSE(FastClearTunnelAddress());

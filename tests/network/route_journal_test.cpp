@@ -189,7 +189,7 @@ TEST_F(TakenOnLinkRoute, IsDroppedWhereNoAddressIsLeftInIt) {
   EXPECT_FALSE(BackupExists());
 }
 
-TEST_F(TakenOnLinkRoute, BringsBackTheRouteBehindIt) {
+TEST_F(TakenOnLinkRoute, BringsBackTheRouteAfterIt) {
   lab::MachineState machine = Machine();
   machine.ipv4Routes.push_back({"203.0.113.7", 32, "198.51.100.1", machine.adapters[1].luid, 4, false});
   Start(machine);
@@ -200,7 +200,7 @@ TEST_F(TakenOnLinkRoute, BringsBackTheRouteBehindIt) {
 }
 
 // If restoring fails at first, the route that depends on this one must still be restored.
-TEST_F(TakenOnLinkRoute, BringsBackTheRouteBehindItAtTheSecondTry) {
+TEST_F(TakenOnLinkRoute, BringsBackTheRouteAfterItAtTheSecondTry) {
   lab::MachineState machine = Machine();
   machine.ipv4Routes.push_back({"203.0.113.7", 32, "198.51.100.1", machine.adapters[1].luid, 4, false});
   Start(machine);

@@ -83,7 +83,7 @@ TEST_F(SplitTunnel, NamesTheRunningImagesFullPathInABareNamesFilters) {
   for (const lab::WfpFilter& filter : wfp.filters) EXPECT_EQ(filter.conditions.at(0).value, application);
 }
 
-TEST_F(SplitTunnel, PassesOverABareNameThatDoesNotRunThoughItsFileLiesInTheCurrentFolder) {
+TEST_F(SplitTunnel, PassesOverABareNameThatDoesNotRunThoughItsFileIsInTheCurrentFolder) {
   const TestFolder folder;
   folder.Write(L"idle program.exe", "a program");
   const CurrentFolder current(folder.path);

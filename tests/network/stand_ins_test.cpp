@@ -27,7 +27,7 @@ MIB_IPINTERFACE_ROW InterfaceRow(ADDRESS_FAMILY family, NET_IFINDEX index) {
   return row;
 }
 
-TEST_F(IpHelper, TheStandInIsInForce) {
+TEST_F(IpHelper, StandInIsLoaded) {
   Start(lab::DhcpMachine());
   MIB_IPFORWARDROW row{};
   ASSERT_EQ(GetBestRoute(NetworkOrder("149.112.112.112"), 0, &row), static_cast<DWORD>(NO_ERROR));

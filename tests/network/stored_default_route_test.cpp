@@ -36,7 +36,7 @@ TEST_F(StoredDefaultRoute, GoesFromEveryAdapterOfOurNamesInSilence) {
 }
 
 // Removing it would also remove the next session's route.
-TEST_F(StoredDefaultRoute, StaysBehindALaterSessionsClaim) {
+TEST_F(StoredDefaultRoute, YieldsToALaterSessionsClaim) {
   Start(Machine());
   const uint64_t earlier = DefaultRouteGeneration();
   AddTunnelDefaultRoute("Moorlak");

@@ -93,7 +93,7 @@ TEST_F(TunnelRoute, TheAddressOnAnotherAdapterDoesNotCount) {
   EXPECT_FALSE(TunnelAdapterHasAddress());
 }
 
-TEST_F(TunnelRoute, TheAddressOnAnAdapterThatIsDownDoesNotCountBesideOneThatIsUp) {
+TEST_F(TunnelRoute, TheAddressOnAnAdapterThatIsDownDoesNotCountIfAnotherIsUp) {
   lab::MachineState machine = lab::DhcpMachine();
   AddTunnelAdapter(machine, "Moorlak 1").sessionProcess = 0;
   Start(machine);
@@ -103,7 +103,7 @@ TEST_F(TunnelRoute, TheAddressOnAnAdapterThatIsDownDoesNotCountBesideOneThatIsUp
   EXPECT_FALSE(TunnelAdapterHasAddress());
 }
 
-TEST_F(TunnelRoute, ADefaultRouteOfAnAdapterThatIsDownIsNotTheTunnelsBesideOneThatIsUp) {
+TEST_F(TunnelRoute, ADefaultRouteOfAnAdapterThatIsDownIsNotTheTunnelsIfAnotherIsUp) {
   lab::MachineState machine = lab::DhcpMachine();
   lab::Adapter& down = AddTunnelAdapter(machine);
   down.sessionProcess = 0;
@@ -126,7 +126,7 @@ TEST_F(TunnelRoute, ATunnelWithoutItsSessionIsNoWayOut) {
   EXPECT_EQ(LogMessages(), "diag: best_route 1.0.0.1 via 192.0.2.1 if=" + Index("Ethernet") + " metric=25\n");
 }
 
-TEST_F(TunnelRoute, WithoutAWayToThePublicAddressTheErrorIsTold) {
+TEST_F(TunnelRoute, WithoutAWayToThePublicAddressTheErrorIsReported) {
   Start(lab::DisconnectedMachine());
   EXPECT_FALSE(BestRouteViaTunnel());
   EXPECT_EQ(LogMessages(), "diag: GetBestRoute(1.0.0.1) failed err=1231 (ignored if table metric wins)\n");
@@ -186,7 +186,7 @@ TEST_F(TunnelRoute, AnEmptyServerAddressHasNoLineAndAnEmptyGatewaySaysSo) {
   EXPECT_EQ(LogMessages().find("server_bypass_ip"), std::string::npos);
 }
 
-TEST_F(TunnelRoute, ATableThatCannotBeReadIsToldInTheListing) {
+TEST_F(TunnelRoute, ATableThatCannotBeReadIsReportedInTheListing) {
   Start(TunnelMachine());
   PlanFault("fail", "GetIpForwardTable", "size", 0, ERROR_NOT_SUPPORTED);
   LogConnectDiagnostics("", "");

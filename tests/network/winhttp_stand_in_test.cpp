@@ -80,7 +80,7 @@ class WinHttp : public OnSimulatedMachine {
   }
 };
 
-TEST_F(WinHttp, TheStandInIsInForce) {
+TEST_F(WinHttp, StandInIsLoaded) {
   const HttpHandle session = OpenSession();
   const HttpHandle connection = Connect(session);
   const HttpHandle request = OpenGet(connection, WINHTTP_FLAG_SECURE);
@@ -258,7 +258,7 @@ TEST_F(WinHttp, ATunnelWhosePacketsNobodyTakesCostsTheConnectsTimeOut) {
 }
 
 // The notifications of one request, in order: "sent", "answered", "error API CODE", "closing".
-class Told {
+class Reported {
  public:
   void Add(const std::string& word) {
     const std::lock_guard guard(lock);
@@ -290,7 +290,7 @@ class Told {
 };
 
 void CALLBACK Tell(HINTERNET, DWORD_PTR context, DWORD status, void* information, DWORD) {
-  Told& told = *reinterpret_cast<Told*>(context);
+  Reported& told = *reinterpret_cast<Reported*>(context);
   if (status == WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE) told.Add("sent");
   if (status == WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE) told.Add("answered");
   if (status == WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING) told.Add("closing");
@@ -321,13 +321,13 @@ struct AsyncRequest {
     return WinHttpSendRequest(request.Get(), nullptr, 0, nullptr, 0, 0, context) ? kNone : GetLastError();
   }
 
-  Told told;
+  Reported told;
   HttpHandle request;
 };
 
 using Words = std::vector<std::string>;
 
-TEST_F(WinHttp, TheEndsOfAnAsynchronousRequestsCallsAreTold) {
+TEST_F(WinHttp, TheEndsOfAnAsynchronousRequestsCallsAreReported) {
   const ProxyServer proxy;
   AsyncRequest async(proxy);
   EXPECT_EQ(async.Send(), kNone);
@@ -339,7 +339,7 @@ TEST_F(WinHttp, TheEndsOfAnAsynchronousRequestsCallsAreTold) {
   EXPECT_FALSE(async.told.CameOnThisThread());
 }
 
-TEST_F(WinHttp, AnAsynchronousFailureIsToldAndTheRequestMayBeSentAgain) {
+TEST_F(WinHttp, AnAsynchronousFailureIsReportedAndTheRequestMayBeSentAgain) {
   const ProxyServer proxy;
   AsyncRequest async(proxy);
   PlanFault("fail", "WinHttpSendRequest", "via socks=", 1, ERROR_WINHTTP_NAME_NOT_RESOLVED);
@@ -358,7 +358,7 @@ TEST_F(WinHttp, AnAsynchronousCallWaitsForTheEndOfTheOneBefore) {
   EXPECT_EQ(Receive(async.request), kWrongState);
 }
 
-TEST_F(WinHttp, OnlyWhatIsWantedIsTold) {
+TEST_F(WinHttp, OnlyWhatIsWantedIsReported) {
   AsyncRequest async(OpenSession(WINHTTP_FLAG_ASYNC), WINHTTP_CALLBACK_FLAG_HANDLES);
   // The machine has no web, so this fails.
   EXPECT_EQ(async.Send(), kNone);
@@ -366,7 +366,7 @@ TEST_F(WinHttp, OnlyWhatIsWantedIsTold) {
   EXPECT_EQ(async.told.Until("closing"), Words{"closing"});
 }
 
-TEST_F(WinHttp, ClosingAnUnusedAsynchronousRequestTellsItOnAnotherThread) {
+TEST_F(WinHttp, ClosingAnUnusedAsynchronousRequestReportsItOnAnotherThread) {
   AsyncRequest async(OpenSession(WINHTTP_FLAG_ASYNC));
   async.request.Reset();
   EXPECT_EQ(async.told.Until("closing"), Words{"closing"});

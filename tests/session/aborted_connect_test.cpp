@@ -38,7 +38,7 @@ class AbortedConnect : public TunnelSession {
     EXPECT_TRUE(WaitForEnd());
     EXPECT_FALSE(Status().tunnelUp);
     std::vector<std::string> failures = LogLines();
-    std::erase_if(failures, [](const std::string& line) { return !TellsOfFailure(line); });
+    std::erase_if(failures, [](const std::string& line) { return !LogsFailure(line); });
     EXPECT_EQ(failures, lines);
     ExpectRestored();
   }
@@ -58,7 +58,7 @@ class AbortedConnect : public TunnelSession {
   }
 
  private:
-  static bool TellsOfFailure(const std::string& line) {
+  static bool LogsFailure(const std::string& line) {
     return line.starts_with("ERROR") || line.find("aborting connect") != std::string::npos ||
            line.find("did not appear") != std::string::npos || line.find("failed validation") != std::string::npos ||
            line.find("exited unexpectedly") != std::string::npos;
@@ -107,7 +107,7 @@ TEST_F(AbortedConnect, ATun2SocksThatCannotBeStartedLeavesNoLine) {
 }
 
 // The programs were there when the service started.
-TEST_F(AbortedConnect, AnEngineThatAScannerTookAwayIsToldInTheReply) {
+TEST_F(AbortedConnect, AnEngineThatAScannerTookAwayIsReportedInTheReply) {
   {
     const Hidden hidden(L"tun2socks.exe");
     EXPECT_EQ(Start(Config()),
@@ -311,7 +311,7 @@ TEST_F(AbortedNativeConnect, AServerThatCannotBeResolvedIsNoFailure) {
                         "ERROR: SOCKS data path not healthy — aborting connect"});
 }
 
-TEST_F(AbortedConnect, AnAnswerOfTheSecondAddressAloneIsEnough) {
+TEST_F(AbortedConnect, AReplyOfTheSecondAddressAloneIsEnough) {
   PlanFault("fail", "WinHttpSendRequest", "gstatic.com/generate_204 via socks", 1, 12029);
   ExpectStart(Config());
   EXPECT_TRUE(WaitForReady()) << testing::PrintToString(LogLines());
@@ -333,7 +333,7 @@ TEST_F(AbortedConnect, AConfigurationThatNamesNoServerAndNoPanel) {
 }
 
 // The other refusals of a start need no session.
-TEST_F(AbortedConnect, FilesThatAreMissingAreToldInTheReply) {
+TEST_F(AbortedConnect, FilesThatAreMissingAreReportedInTheReply) {
   {
     const Hidden hidden(L"geosite.dat");
     EXPECT_EQ(Start(Config()), "ERR:geoip.dat / geosite.dat missing in the xray folder next to moor_lak.exe.");

@@ -51,7 +51,7 @@ TEST_F(ShippedClient, StartsATunnelShowsItsLogAndStopsItAtCtrlC) {
   ExpectRestored();
 }
 
-TEST_F(ShippedClient, TellsOfATunnelThatSomebodyElseStopped) {
+TEST_F(ShippedClient, ReportsATunnelThatSomebodyElseStopped) {
   const machine::Child ctl = StartByClient(Config());
   ASSERT_TRUE(ComesUp(ctl)) << machine::Output(ctl);
   EXPECT_EQ(Stop(), "OK");
@@ -61,7 +61,7 @@ TEST_F(ShippedClient, TellsOfATunnelThatSomebodyElseStopped) {
   ExpectRestored();
 }
 
-TEST_F(ShippedClient, TellsOfATunnelThatDoesNotComeUp) {
+TEST_F(ShippedClient, ReportsATunnelThatDoesNotComeUp) {
   PlanFault("fail", "xray", "", 0, 7);
   const machine::Child ctl = StartByClient(Config());
   EXPECT_TRUE(machine::WaitForExit(ctl));

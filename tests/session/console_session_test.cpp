@@ -80,7 +80,7 @@ VPN Service: Adding LAN bypass route: route ADD 172.16.0.0 MASK 255.240.0.0 192.
 VPN Service: Cleaning up network configuration...
 )";
 
-TEST_F(ConsoleSession, TellsItsStepsOnStandardError) {
+TEST_F(ConsoleSession, ReportsItsStepsOnStandardError) {
   ASSERT_EQ(Start(Config()), "OK");
   ASSERT_TRUE(WaitForReady()) << testing::PrintToString(LogLines());
   EXPECT_EQ(Stop(), "OK");
@@ -88,7 +88,7 @@ TEST_F(ConsoleSession, TellsItsStepsOnStandardError) {
   ExpectRestored();
 }
 
-TEST_F(ConsoleSession, TellsTheStepsOfTheEnginesOwnTunnelOnStandardError) {
+TEST_F(ConsoleSession, ReportsTheStepsOfTheEnginesOwnTunnelOnStandardError) {
   ASSERT_EQ(Start(NativeConfig()), "OK");
   ASSERT_TRUE(WaitForReady(kNativeReadyLine)) << testing::PrintToString(LogLines());
   EXPECT_EQ(Stop(), "OK");

@@ -43,7 +43,7 @@ class EndedSession : public TunnelSession, public testing::WithParamInterface<Pa
   }
 };
 
-TEST_P(EndedSession, ByTheDeathOfXrayIsToldAndPutsEverythingBack) {
+TEST_P(EndedSession, ByTheDeathOfXrayIsReportedAndPutsEverythingBack) {
   ASSERT_NO_FATAL_FAILURE(Connect());
   KillProcess(WaitForProcess(kXrayImage));
   EXPECT_TRUE(WaitForLogLine(kXrayGone));
@@ -106,7 +106,7 @@ INSTANTIATE_TEST_SUITE_P(Paths, EndedSession, testing::Values(Path{"Tun2Socks", 
 
 using EndedTun2SocksSession = TunnelSession;
 
-TEST_F(EndedTun2SocksSession, ByTheDeathOfTun2SocksIsToldAndPutsEverythingBack) {
+TEST_F(EndedTun2SocksSession, ByTheDeathOfTun2SocksIsReportedAndPutsEverythingBack) {
   ASSERT_EQ(Start(Config()), "OK");
   ASSERT_TRUE(WaitForReady()) << testing::PrintToString(LogLines());
   KillProcess(WaitForProcess(kTun2SocksImage));

@@ -21,7 +21,7 @@ namespace {
 constexpr int kSlices = 8;
 constexpr int kShortStep = 11;
 // Far more calls than any session makes.
-constexpr int kMostCalls = 2000;
+constexpr int kMaxCalls = 2000;
 // E_ACCESSDENIED: a failure as an error number, as an exit code, and as a COM result, because it is negative.
 constexpr uint32_t kRefused = 0x80070005;
 // The longest connect: the sum of the time-outs of all its steps.
@@ -82,7 +82,7 @@ class FaultSweep : public TunnelSession, public testing::WithParamInterface<int>
     }
     const int step = IsFull() ? 1 : kShortStep;
     int points = 0;
-    for (int n = 1 + GetParam() * step; n < kMostCalls; n += kSlices * step, ++points) {
+    for (int n = 1 + GetParam() * step; n < kMaxCalls; n += kSlices * step, ++points) {
       if (!RunPoint(path, static_cast<uint32_t>(n))) break;
     }
     std::printf("%s: %d points\n", path.name, points);
@@ -148,11 +148,11 @@ class FaultSweep : public TunnelSession, public testing::WithParamInterface<int>
   }
 };
 
-TEST_P(FaultSweep, OfASessionNeverLeavesItStuckOrUntoldOrTheMachineChanged) {
+TEST_P(FaultSweep, OfASessionNeverLeavesItStuckOrUnreportedOrTheMachineChanged) {
   Sweep({"tun2socks", false});
 }
 
-TEST_P(FaultSweep, OfASessionOnTheEnginesTunnelNeverLeavesItStuckOrUntoldOrTheMachineChanged) {
+TEST_P(FaultSweep, OfASessionOnTheEnginesTunnelNeverLeavesItStuckOrUnreportedOrTheMachineChanged) {
   if (!IsFull()) GTEST_SKIP() << "MOORLAK_FULL_SWEEP is not set";
   Sweep({"the engine's tunnel", true});
 }

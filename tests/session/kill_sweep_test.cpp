@@ -30,7 +30,7 @@ namespace fs = std::filesystem;
 
 constexpr int kSlices = 8;
 // Far more changes than any session or recovery makes.
-constexpr uint64_t kMostChanges = 1000;
+constexpr uint64_t kMaxChanges = 1000;
 constexpr std::chrono::seconds kReadyPatience{90};
 constexpr std::chrono::seconds kRestorePatience{15};
 // What failed at the start is retried half a minute later.
@@ -142,7 +142,7 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
   // All points of a slice. Stops at the first session that ends normally before its n-th change.
   void Sweep() {
     const uint64_t step = wanted.every * kSlices;
-    for (uint64_t n = 1 + static_cast<uint64_t>(GetParam()) * wanted.every; n < kMostChanges; n += step) {
+    for (uint64_t n = 1 + static_cast<uint64_t>(GetParam()) * wanted.every; n < kMaxChanges; n += step) {
       if (!(wanted.twice ? DoublePoint(n) : Point(n))) return;
     }
     ADD_FAILURE() << "no session came to its end";
@@ -165,7 +165,7 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
   bool DoublePoint(uint64_t n) {
     bool died = true;
     bool diedAgain = true;
-    for (uint64_t m = 1; m < kMostChanges && diedAgain; ++m) {
+    for (uint64_t m = 1; m < kMaxChanges && diedAgain; ++m) {
       died = DieInSession(n);
       if (!died) break;
       Boot();

@@ -45,7 +45,7 @@ TEST_F(ReplacedSession, DuringItsConnectEndsInOneTunnel) {
   ExpectGoodToTheEnd();
 }
 
-TEST_F(ReplacedSession, StartsRightBehindAStop) {
+TEST_F(ReplacedSession, StartsRightAfterAStop) {
   ASSERT_NO_FATAL_FAILURE(Connect());
   EXPECT_EQ(Stop(), "OK");
   ASSERT_EQ(Start(Config()), "OK");

@@ -30,7 +30,7 @@ class ServiceStart : public TunnelSession {
   }
 };
 
-TEST_F(ServiceStart, TellsAfterEachStepOfTheRecoveryThatItGoesOn) {
+TEST_F(ServiceStart, ReportsAfterEachStepOfTheRecoveryThatItGoesOn) {
   const DWORD atAdapter = StatusAt("WintunOpenAdapter").dwCheckPoint;
   const DWORD atNameServers = StatusAt("FwpmEngineOpen0").dwCheckPoint;
   const DWORD atSharing = StatusAt("netsh", "advfirewall").dwCheckPoint;
@@ -43,7 +43,7 @@ TEST_F(ServiceStart, TellsAfterEachStepOfTheRecoveryThatItGoesOn) {
   EXPECT_EQ(running.dwWaitHint, 0u);
 }
 
-TEST_F(ServiceStart, TellsOfAFailedAdapterBeforeItLooksAfterTheNameServers) {
+TEST_F(ServiceStart, ReportsAFailedAdapterBeforeItLooksAfterTheNameServers) {
   PlanFault("fail", "WintunOpenAdapter", "", 0, 5);
   PlanFault("fail", "WintunCreateAdapter", "", 0, 5);
   const size_t linesBefore = LogLines().size();

@@ -121,7 +121,7 @@ TEST_F(SlowAdapterSession, OfAnEngineThatTakesThreeSecondsComesUp) {
 
 // The state that a session of an earlier version leaves: even a disconnected adapter keeps all others from getting its
 // address.
-TEST_F(SlowAdapterSession, TakesTheAddressOffAnOlderAdapterOfOurs) {
+TEST_F(SlowAdapterSession, TakesTheAddressOffOurOlderAdapter) {
   lab::EditMachine([](lab::MachineState& machine) {
     lab::Adapter& own = *std::ranges::find(machine.adapters, kOwnGuid, &lab::Adapter::guid);
     own.ipv4.dhcp = own.storedIpv4.dhcp = false;

@@ -85,7 +85,7 @@ TEST_F(StopBound, HoldsInARollback) {
   ExpectEndInTime("in a rollback");
 }
 
-TEST_F(StopBound, HoldsBehindAUsersStop) {
+TEST_F(StopBound, HoldsAfterAUsersStop) {
   ASSERT_NO_FATAL_FAILURE(Connect(Config()));
   HangEveryCommand();
   auto reply = std::async(std::launch::async, [this] { return Stop(); });
@@ -95,7 +95,7 @@ TEST_F(StopBound, HoldsBehindAUsersStop) {
 }
 
 // A start that is being handled must not begin a session that the service's end would then have to take down.
-TEST_F(StopBound, HoldsBehindAStartThatReplacesASession) {
+TEST_F(StopBound, HoldsAfterAStartThatReplacesASession) {
   ASSERT_NO_FATAL_FAILURE(Connect(Config()));
   HangEveryCommand();
   auto reply = std::async(std::launch::async, [this] { return Start(Config()); });

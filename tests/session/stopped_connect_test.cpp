@@ -30,7 +30,7 @@ void PrintTo(const Step& step, std::ostream* out) {
   *out << step.name;
 }
 
-bool TellsOfFailure(const std::string& line) {
+bool LogsFailure(const std::string& line) {
   return line.starts_with("ERROR") || line.find("aborting connect") != std::string::npos ||
          line.find("exited unexpectedly") != std::string::npos || line.find("did not appear") != std::string::npos ||
          line == kValidationFailure;
@@ -58,7 +58,7 @@ class StoppedSession : public TunnelSession {
 
   std::vector<std::string> FailureLines() const {
     std::vector<std::string> lines = LogLines();
-    std::erase_if(lines, [](const std::string& line) { return !TellsOfFailure(line); });
+    std::erase_if(lines, [](const std::string& line) { return !LogsFailure(line); });
     return lines;
   }
 
@@ -186,7 +186,7 @@ INSTANTIATE_TEST_SUITE_P(Pauses, StoppedProbePause,
 using StoppedDefaultRoute = TunnelSession;
 
 // The stop removes the default route at once. A connect still running must not add one afterwards.
-TEST_F(StoppedDefaultRoute, IsNotTakenBehindTheStop) {
+TEST_F(StoppedDefaultRoute, IsNotTakenAfterTheStop) {
   BreakAt("netsh", "metric=1");
   ASSERT_EQ(Start(Config()), "OK");
   ASSERT_TRUE(WaitForBreak()) << testing::PrintToString(LogLines());
@@ -200,7 +200,7 @@ TEST_F(StoppedDefaultRoute, IsNotTakenBehindTheStop) {
 
 using StopBeforeAnyStart = TunnelSession;
 
-TEST_F(StopBeforeAnyStart, ChangesNothingAndTellsNothing) {
+TEST_F(StopBeforeAnyStart, ChangesNothingAndReportsNothing) {
   const std::vector<std::string> lines = LogLines();
   const uint64_t changes = ChangesSoFar();
   EXPECT_EQ(Stop(), "OK");

@@ -51,7 +51,7 @@ bool HasRoute(const std::vector<Route>& routes, const Route& route) {
   return std::ranges::any_of(routes, IsSameRoute(route));
 }
 
-void PutInForce(MachineState& state, bool ipv6, Route route) {
+void ActivateRoute(MachineState& state, bool ipv6, Route route) {
   std::vector<Route>& dormant = DormantRoutesOf(state, ipv6);
   const auto found = std::ranges::find_if(dormant, IsSameRoute(route));
   if (found != dormant.end() && (route.stored || found->metric == route.metric)) {

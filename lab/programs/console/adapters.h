@@ -29,7 +29,7 @@ bool HasRoute(const std::vector<Route>& routes, const Route& route);
 
 // Puts a route in force that does not exist yet. A stored route replaces its stored copy. A route that is not stored
 // but equals a stored copy is that stored route again.
-void PutInForce(MachineState& state, bool ipv6, Route route);
+void ActivateRoute(MachineState& state, bool ipv6, Route route);
 
 // Takes the routes out of force and returns how many; the stored copies stay.
 size_t Deactivate(MachineState& state, bool ipv6, const std::function<bool(const Route&)>& isMeant);

@@ -67,7 +67,7 @@ std::string JoinGroups(const Ipv6Groups& groups, size_t begin, size_t end) {
   return text;
 }
 
-bool HasBitsBehind(const Ipv6Groups& groups, uint32_t length) {
+bool HasBitsAfter(const Ipv6Groups& groups, uint32_t length) {
   for (uint32_t i = 0; i < groups.size(); ++i) {
     const uint32_t ones = length <= i * kGroupBits ? 0 : std::min(length - i * kGroupBits, kGroupBits);
     if ((groups[i] & (0xFFFFU >> ones)) != 0) return true;
@@ -142,7 +142,7 @@ std::optional<Prefix> ParsePrefix(std::string_view text, bool ipv6) {
   const std::optional<uint32_t> length = ParseNumber(text.substr(slash + 1), 0, ipv6 ? 128 : kIpv4Bits);
   if (!canonical || !length) return std::nullopt;
   const bool hostBits =
-      ipv6 ? HasBitsBehind(*ParseIpv6(address), *length) : (*ParseIpv4(address) & ~MaskOf(*length)) != 0;
+      ipv6 ? HasBitsAfter(*ParseIpv6(address), *length) : (*ParseIpv4(address) & ~MaskOf(*length)) != 0;
   return Prefix{*canonical, *length, hostBits};
 }
 

@@ -61,15 +61,15 @@ void ReplaceAddressRoutes(MachineState& state, const Adapter& adapter, const Wan
                                         {"255.255.255.255", 32}};
   for (const Address& target : targets) {
     const Route route{target.address, target.prefixLength, kAnyIpv4, adapter.luid, kOnLinkMetric, stored};
-    if (!HasRoute(state.ipv4Routes, route)) PutInForce(state, false, route);
+    if (!HasRoute(state.ipv4Routes, route)) ActivateRoute(state, false, route);
   }
 }
 
 void AddGateway(MachineState& state, const Adapter& adapter, const NetshCommand& command) {
   const std::optional<uint32_t> gateway = ParseIpv4(command.Value("gateway"));
   if (!gateway) return;
-  PutInForce(state, false,
-             {kAnyIpv4, 0, Ipv4Text(*gateway), adapter.luid, MetricOf(command, "gwmetric", 0), IsStored(command)});
+  ActivateRoute(state, false,
+               {kAnyIpv4, 0, Ipv4Text(*gateway), adapter.luid, MetricOf(command, "gwmetric", 0), IsStored(command)});
 }
 
 }  // namespace
@@ -129,7 +129,7 @@ Outcome AddRoute(MachineState& state, const NetshCommand& command) {
                     MetricOf(command, "metric", kOnLinkMetric),
                     IsStored(command)};
   if (HasRoute(RoutesOf(state, command.ipv6), route)) return NetshRefused(kObjectExists);
-  PutInForce(state, command.ipv6, route);
+  ActivateRoute(state, command.ipv6, route);
   return NetshDone();
 }
 

@@ -82,7 +82,7 @@ Outcome Add(MachineState& state, const RouteCommand& command) {
                     command.metric.value_or(kUsualMetric),
                     command.persistent};
   if (HasRoute(state.ipv4Routes, route)) return AdditionRefused(state, "The object already exists.");
-  PutInForce(state, false, route);
+  ActivateRoute(state, false, route);
   return Done();
 }
 

@@ -19,7 +19,7 @@ namespace {
 using AdapterList = std::vector<AdapterInfo>;
 
 // An adapter that comes up between two calls makes the list grow; gives up on one that grows every time.
-constexpr int kMostReads = 8;
+constexpr int kMaxReads = 8;
 constexpr ULONG kNameAndIndexOnly =
     GAA_FLAG_SKIP_UNICAST | GAA_FLAG_SKIP_ANYCAST | GAA_FLAG_SKIP_MULTICAST | GAA_FLAG_SKIP_DNS_SERVER;
 
@@ -72,7 +72,7 @@ AdapterList PlainAdapters(const AdapterBuffer& buffer) {
 std::optional<AdapterList> Read(ULONG family, ULONG flags) {
   ULONG size = 0;
   ULONG answer = GetAdaptersAddresses(family, flags, nullptr, nullptr, &size);
-  for (int reads = 0; answer == ERROR_BUFFER_OVERFLOW && reads < kMostReads; ++reads) {
+  for (int reads = 0; answer == ERROR_BUFFER_OVERFLOW && reads < kMaxReads; ++reads) {
     AdapterBuffer buffer(size / sizeof(std::max_align_t) + 1);
     size = static_cast<ULONG>(buffer.size() * sizeof(std::max_align_t));
     auto* adapters = reinterpret_cast<IP_ADAPTER_ADDRESSES*>(buffer.data());
@@ -89,7 +89,7 @@ std::optional<AdapterInfo> FindOurs() {
   return chosen != nullptr ? std::optional(*chosen) : std::nullopt;
 }
 
-std::vector<uint32_t> IndexesOfOurs() {
+std::vector<uint32_t> OwnAdapterIndexes() {
   std::vector<uint32_t> indexes;
   for (const AdapterInfo& adapter : Read(AF_UNSPEC, kNameAndIndexOnly).value_or(AdapterList{})) {
     if (adapter.ifIndex != 0 && IsOurAdapterName(adapter.name)) indexes.push_back(adapter.ifIndex);
@@ -143,7 +143,7 @@ std::string TunnelAdapterName() noexcept {
 }
 
 std::vector<uint32_t> FindAdapterIndexes() noexcept {
-  return Guarded({}, IndexesOfOurs);
+  return Guarded({}, OwnAdapterIndexes);
 }
 
 }  // namespace moorlak

@@ -24,7 +24,7 @@ namespace {
 constexpr ULONG kAdapterFlags = GAA_FLAG_SKIP_ANYCAST | GAA_FLAG_SKIP_MULTICAST;
 constexpr uint32_t kLoopbackType = 24;
 constexpr uint32_t kPhysicalMetric = 5000;
-constexpr size_t kMostTunnelServers = 3;
+constexpr size_t kMaxTunnelServers = 3;
 
 // The first netsh after a start may exceed its time; the second finds its files in memory.
 bool RunTwice(const HiddenCommand& command, const std::atomic<bool>& wanted) {
@@ -85,7 +85,7 @@ std::vector<AdapterInfo> ReadAdaptersToNeutralise() {
 }
 
 // Whether it is a physical adapter with a name that is safe for netsh.
-bool IsToBeNeutralised(const AdapterInfo& adapter) {
+bool ShouldNeutralise(const AdapterInfo& adapter) {
   if (adapter.name.empty() || adapter.type == kLoopbackType || !adapter.up) return false;
   if (IsOurAdapterName(adapter.name)) return false;
   if (adapter.nameUtf8.empty() || IsSafeAdapterName(adapter.nameUtf8)) return !adapter.nameUtf8.empty();
@@ -195,7 +195,7 @@ NeutralisedAdapters NeutraliseAdapters(const std::atomic<bool>& running, DnsBack
   if (tunnel != nullptr && tunnel->up) outcome.tunnelLuid = tunnel->luid;
   for (const AdapterInfo& adapter : adapters) {
     if (StoppedBetweenAdapters(running, backups.records)) return {true, 0};
-    if (!IsToBeNeutralised(adapter)) continue;
+    if (!ShouldNeutralise(adapter)) continue;
     const AdapterDnsBackup backup = TakeBackup(adapter, backups);
     PersistDnsBackup(backups.records);
     if (!NeutraliseAdapter(adapter, backup, running)) return {true, 0};
@@ -206,7 +206,7 @@ NeutralisedAdapters NeutraliseAdapters(const std::atomic<bool>& running, DnsBack
 bool SetTunnelDns(const std::string& tunnelName, const std::vector<std::string>& servers,
                   const std::atomic<bool>& running) {
   RunHiddenCommand(SetStaticDns(tunnelName, servers.front(), kTunnelDnsMs));
-  for (size_t i = 1; i < std::min(servers.size(), kMostTunnelServers); ++i) {
+  for (size_t i = 1; i < std::min(servers.size(), kMaxTunnelServers); ++i) {
     if (!running) {
       WriteLogLine("dns-leak: aborted while setting Moorlak DNS");
       return false;

@@ -61,7 +61,7 @@ std::optional<uint32_t> ReadNumber(Reader& reader) {
 }
 
 void ReadServers(Reader& reader, uint32_t count, AdapterDnsBackup& record) {
-  for (size_t i = 0; i < std::min<size_t>(count, kMostBackupServers) && !reader.AtEnd(); ++i) {
+  for (size_t i = 0; i < std::min<size_t>(count, kMaxBackupServers) && !reader.AtEnd(); ++i) {
     const std::string_view server = ReadLine(reader);
     if (IsSafeAddress(server)) record.servers.emplace_back(server);
   }

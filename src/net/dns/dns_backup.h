@@ -27,7 +27,7 @@ struct AdapterDnsBackup {
 };
 
 // At most this many server lines of a record are read.
-inline constexpr size_t kMostBackupServers = 8;
+inline constexpr size_t kMaxBackupServers = 8;
 
 // Whether a name is safe between the quotes of a netsh command: 1..256 bytes without a line end, a quote, a percent
 // sign or an operator of the command interpreter. Bytes of 128 and above are allowed.

@@ -45,7 +45,7 @@ FilterRow IPv6BlockRow(uint64_t tunnelLuid) {
 }
 
 void Add(DnsGuardPlan& plan, FilterRow row) {
-  plan.complete = plan.complete && plan.filters.size() < kMostDnsGuardFilters;
+  plan.complete = plan.complete && plan.filters.size() < kMaxDnsGuardFilters;
   if (plan.complete) plan.filters.push_back(std::move(row));
 }
 

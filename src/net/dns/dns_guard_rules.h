@@ -12,10 +12,10 @@
 
 namespace moorlak {
 
-inline constexpr size_t kMostDnsGuardFilters = 24;
+inline constexpr size_t kMaxDnsGuardFilters = 24;
 
 struct DnsGuardPlan {
-  // In the order of adding; at most kMostDnsGuardFilters.
+  // In the order of adding; at most kMaxDnsGuardFilters.
   std::vector<FilterRow> filters;
   // False if the limit left one out. Such a guard has a hole and must not be installed.
   bool complete = true;

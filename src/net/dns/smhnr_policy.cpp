@@ -59,7 +59,7 @@ std::optional<DWORD> ReadEarlier(const PolicyValue& value) {
   return key ? ReadValue(key, value) : std::nullopt;
 }
 
-void PutInForce(const PolicyValue& value) {
+void SetPolicy(const PolicyValue& value) {
   HKEY opened = nullptr;
   if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, value.key, 0, nullptr, 0, KEY_QUERY_VALUE | KEY_SET_VALUE, nullptr, &opened,
                       nullptr) != ERROR_SUCCESS) {
@@ -121,8 +121,8 @@ void ApplyLocked() {
   session = {true, smart.has_value(), smart.value_or(0), parallel.has_value(), parallel.value_or(0)};
   // Both files are written before the first value changes, so a kill in between does not lose the user's values.
   PersistLocked();
-  PutInForce(kSmart);
-  PutInForce(kParallel);
+  SetPolicy(kSmart);
+  SetPolicy(kParallel);
   WriteLogLine("dns-guard: SMHNR / parallel DNS disabled for tunnel session");
 }
 

@@ -43,7 +43,7 @@ bool IsOurs(const RouteJournal& journal, const SystemRoute& row, uint64_t tunnel
   return Contains(journal.added, WithoutInterface(row)) || (tunnelLuid != 0 && row.luid == tunnelLuid);
 }
 
-bool NoteTaken(RouteJournal& journal, uint32_t destination, const RoutesNow& now) {
+bool RecordTaken(RouteJournal& journal, uint32_t destination, const RoutesNow& now) {
   bool noted = false;
   for (const SystemRoute& row : now.table) {
     if (row.destination != destination || IsOurs(journal, row, now.tunnelLuid)) continue;
@@ -165,13 +165,13 @@ std::optional<AddedRoute> ParsePersistentRoute(std::string_view text) {
   return ToAdded(fields[0], fields[1], fields[2]);
 }
 
-bool NoteReplacement(RouteJournal& journal, const GatewayRoute& route, const RoutesNow& now) {
+bool RecordReplacement(RouteJournal& journal, const GatewayRoute& route, const RoutesNow& now) {
   const auto destination = AddressNumber(route.destination);
-  const bool takes = destination && NoteTaken(journal, *destination, now);
-  return NoteAdded(journal, route) || takes;
+  const bool takes = destination && RecordTaken(journal, *destination, now);
+  return RecordAdded(journal, route) || takes;
 }
 
-bool NoteAdded(RouteJournal& journal, const GatewayRoute& route) {
+bool RecordAdded(RouteJournal& journal, const GatewayRoute& route) {
   const auto added = ToAdded(route.destination, route.mask, route.gateway);
   if (!added || Contains(journal.added, *added)) return false;
   journal.added.push_back(*added);

@@ -59,11 +59,11 @@ struct RoutesNow {
 
 // Records that all routes to the route's destination will be removed and the route added. Routes that the session
 // itself added, and routes through the tunnel, are not the machine's and are left out. True if anything was new.
-bool NoteReplacement(RouteJournal& journal, const GatewayRoute& route, const RoutesNow& now);
+bool RecordReplacement(RouteJournal& journal, const GatewayRoute& route, const RoutesNow& now);
 
 // Records that the route was, or will be, added; true if it was not recorded yet. A route with invalid addresses or
 // with gaps in its mask is not recorded: the system refuses it, too.
-bool NoteAdded(RouteJournal& journal, const GatewayRoute& route);
+bool RecordAdded(RouteJournal& journal, const GatewayRoute& route);
 
 // Adapts the journal to a restart of the system: added routes are gone, and taken routes that were not stored need not
 // come back. Returns the number of those taken routes.

@@ -50,7 +50,7 @@ bool JournalLocked(const GatewayRoute& route) {
     WriteLogLine("routes: could not read the route table; routes to " + route.destination + " stay");
     return false;
   }
-  if (NoteReplacement(journal, route, *now)) PersistLocked();
+  if (RecordReplacement(journal, route, *now)) PersistLocked();
   return true;
 }
 
@@ -58,7 +58,7 @@ void JournalAllLocked(const std::vector<GatewayRoute>& routes) {
   const auto now = ReadRoutesNow();
   if (!now) return;
   bool noted = false;
-  for (const GatewayRoute& route : routes) noted |= NoteReplacement(journal, route, *now);
+  for (const GatewayRoute& route : routes) noted |= RecordReplacement(journal, route, *now);
   if (noted) PersistLocked();
 }
 
@@ -179,7 +179,7 @@ void JournalReplacements(const std::vector<GatewayRoute>& routes) noexcept {
 void JournalAdded(const GatewayRoute& route) noexcept {
   Guarded([&] {
     const std::lock_guard guard(journalLock);
-    if (NoteAdded(journal, route)) PersistLocked();
+    if (RecordAdded(journal, route)) PersistLocked();
   });
 }
 

@@ -10,7 +10,7 @@ namespace moorlak {
 namespace {
 
 // A route that appears between two calls makes the table grow; gives up on one that grows every time.
-constexpr int kMostReads = 8;
+constexpr int kMaxReads = 8;
 
 struct ForwardTableTraits {
   using Type = MIB_IPFORWARD_TABLE2*;
@@ -48,7 +48,7 @@ RouteTable ReadRouteTable() {
   ULONG size = 0;
   DWORD answer = GetIpForwardTable(nullptr, &size, TRUE);
   if (answer != ERROR_INSUFFICIENT_BUFFER) return {RouteRead::SizeFailed, {}};
-  for (int reads = 0; answer == ERROR_INSUFFICIENT_BUFFER && reads < kMostReads; ++reads) {
+  for (int reads = 0; answer == ERROR_INSUFFICIENT_BUFFER && reads < kMaxReads; ++reads) {
     std::vector<std::max_align_t> buffer(size / sizeof(std::max_align_t) + 1);
     auto* table = reinterpret_cast<MIB_IPFORWARDTABLE*>(buffer.data());
     answer = GetIpForwardTable(table, &size, TRUE);

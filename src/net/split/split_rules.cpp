@@ -27,7 +27,7 @@ FilterRow SplitRow(FilterLayer layer, FilterAction action, uint64_t tunnelLuid) 
 bool SplitApplication(uint64_t tunnelLuid, const AddSplitFilter& add, SplitTally& tally) {
   bool failed = false;
   const auto addRow = [&](FilterLayer layer, FilterAction action) {
-    if (tally.filterIds.size() >= kMostSplitFilters) return;
+    if (tally.filterIds.size() >= kMaxSplitFilters) return;
     if (const std::optional<uint64_t> id = add(SplitRow(layer, action, tunnelLuid))) {
       tally.filterIds.push_back(*id);
     } else {

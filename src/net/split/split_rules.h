@@ -13,7 +13,7 @@
 
 namespace moorlak {
 
-inline constexpr size_t kMostSplitFilters = 256;
+inline constexpr size_t kMaxSplitFilters = 256;
 
 struct SplitTally {
   // Ids of the added filters of all applications.

@@ -72,8 +72,8 @@ bool IsFolder(const std::wstring& path) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-void GiveAway(std::initializer_list<std::wstring> paths) {
-  for (const std::wstring& path : paths) EXPECT_TRUE(GiveToAnotherUser(path));
+void ChangeOwnerToUser(std::initializer_list<std::wstring> paths) {
+  for (const std::wstring& path : paths) EXPECT_TRUE(SetForeignOwner(path));
 }
 
 bool GiveRights(const std::wstring& path, const std::wstring& sddl) {

@@ -28,7 +28,7 @@ bool Exists(const std::wstring& path);
 bool IsFolder(const std::wstring& path);
 
 // Gives files and folders to another user.
-void GiveAway(std::initializer_list<std::wstring> paths);
+void ChangeOwnerToUser(std::initializer_list<std::wstring> paths);
 
 // Sets the access list of a file or folder. Wine keeps only what its owner and what everybody else may do.
 bool GiveRights(const std::wstring& path, const std::wstring& sddl);

@@ -14,7 +14,7 @@ constexpr wchar_t kStore[] = L"Software\\Moorlak Lab\\WinINet";
 constexpr wchar_t kOverrides[] = L"Software\\Wine\\AppDefaults\\moorlak_service.exe\\DllOverrides";
 constexpr wchar_t kOverride[] = L"native,builtin";
 
-std::wstring PlaceBesideTheService() {
+std::wstring PlaceNextToService() {
   return InstallFolder() + L"\\wininet.dll";
 }
 
@@ -39,7 +39,7 @@ void Store(const wchar_t* name, const std::optional<std::string>& text) {
 StandInWinInet::StandInWinInet(const ProxyOptions& initial) {
   RegDeleteTreeW(HKEY_CURRENT_USER, kStore);
   Write(initial);
-  EXPECT_TRUE(CopyFileW((InstallFolder() + L"\\lab\\wininet.dll").c_str(), PlaceBesideTheService().c_str(), FALSE))
+  EXPECT_TRUE(CopyFileW((InstallFolder() + L"\\lab\\wininet.dll").c_str(), PlaceNextToService().c_str(), FALSE))
       << GetLastError();
   EXPECT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kOverrides, L"wininet", REG_SZ, kOverride, sizeof(kOverride)),
             ERROR_SUCCESS);
@@ -47,7 +47,7 @@ StandInWinInet::StandInWinInet(const ProxyOptions& initial) {
 
 StandInWinInet::~StandInWinInet() {
   RegDeleteTreeW(HKEY_CURRENT_USER, kOverrides);
-  EXPECT_TRUE(WaitUntil([] { return DeleteFileW(PlaceBesideTheService().c_str()) != FALSE; }));
+  EXPECT_TRUE(WaitUntil([] { return DeleteFileW(PlaceNextToService().c_str()) != FALSE; }));
   RegDeleteTreeW(HKEY_CURRENT_USER, kStore);
 }
 

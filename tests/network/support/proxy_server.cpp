@@ -121,7 +121,7 @@ void ProxyServer::Serve(SOCKET connection) {
   SetEvent(asked.Get());
   if (plan.conduct == Conduct::StaysSilent) AwaitLeaving(connection);
   if (plan.conduct == Conduct::StaysSilent || plan.conduct == Conduct::HangsUp) return;
-  if (plan.conduct == Conduct::AnswersLater) WaitForSingleObject(released.Get(), kGenerousMs);
+  if (plan.conduct == Conduct::RepliesLater) WaitForSingleObject(released.Get(), kGenerousMs);
   // Sends the beginning byte by byte, as a slow network might.
   const size_t pieces = std::min<size_t>(plan.response.size(), 64);
   for (size_t i = 0; i < pieces; ++i) Write(connection, plan.response.substr(i, 1));

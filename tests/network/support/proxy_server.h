@@ -15,7 +15,7 @@ namespace moorlak {
 enum class Conduct {
   Answers,
   // Replies only after Release.
-  AnswersLater,
+  RepliesLater,
   // Reads the request and waits until the client leaves.
   StaysSilent,
   // Does the same before the proxy's first reply.

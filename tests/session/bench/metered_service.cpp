@@ -50,9 +50,9 @@ std::vector<Span> MeteredService::Spans() const {
   QueryPerformanceFrequency(&frequency);
   const double perMicrosecond = static_cast<double>(frequency.QuadPart) / 1e6;
   const uint32_t count = record->count;
-  EXPECT_LE(count, lab::kMostSpans) << "the meter's memory is too small";
+  EXPECT_LE(count, lab::kMaxSpans) << "the meter's memory is too small";
   std::vector<Span> spans;
-  for (uint32_t i = 0; i < std::min(count, lab::kMostSpans); ++i) {
+  for (uint32_t i = 0; i < std::min(count, lab::kMaxSpans); ++i) {
     const lab::MeterSpan& raw = record->spans[i];
     if (raw.complete == 0) continue;
     const auto since = [&](int64_t time) {

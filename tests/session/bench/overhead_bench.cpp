@@ -21,7 +21,7 @@ constexpr char kFlush[] = "FlushFileBuffers";
 constexpr char kConnectLine[] = "OS DNS=";
 constexpr int kManySubnets = 200;
 // Ten minutes: a list of subnets takes two commands per subnet.
-constexpr int kMostLooks = 1200;
+constexpr int kMaxLooks = 1200;
 
 const std::vector<StepMark> kAccept = {
     {"accept the command, clean up behind an earlier session", kLog, "IPC server command 2", kLogLock},
@@ -153,7 +153,7 @@ class SessionOverhead : public TunnelSession {
   // Polls the service rarely, because every request takes processor time from it.
   void RunSession(const std::string& config) {
     ASSERT_EQ(Start(config), "OK");
-    for (int look = 0; look < kMostLooks && !Status().tunnelUp && Status().running; ++look) Sleep(500);
+    for (int look = 0; look < kMaxLooks && !Status().tunnelUp && Status().running; ++look) Sleep(500);
     ASSERT_TRUE(Status().tunnelUp) << testing::PrintToString(LogLines());
     Sleep(500);
     ASSERT_EQ(Stop(), "OK");

@@ -18,7 +18,7 @@ TEST(BootIdentity, IsTheSameForEverybodyUntilTheSystemForgetsIt) {
 }
 
 // A key under a volatile key must be volatile, too. The error shows that the parent is volatile.
-TEST(BootIdentity, StandsInAKeyThatARestartForgets) {
+TEST(BootIdentity, IsInAKeyThatARestartForgets) {
   BootIdentity();
   HKEY below = nullptr;
   EXPECT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\MoorlakBoot\\Below", 0, nullptr, REG_OPTION_NON_VOLATILE,

@@ -71,7 +71,7 @@ TEST_F(DurableFile, BelievesAFileOfTheOwnUser) {
   EXPECT_EQ(content, "v1\n");
 }
 
-TEST_F(DurableFile, TellsAMissingFileFromOneThatSomebodyHolds) {
+TEST_F(DurableFile, DistinguishesAMissingFileFromOneThatSomebodyHolds) {
   std::string content;
   EXPECT_EQ(ReadTrustedFile(path, 100, content), FileRead::Missing);
   ASSERT_TRUE(WriteFileDurably(path, "v1\n"));

@@ -47,7 +47,7 @@ inline bool HasTrustedOwner(const std::wstring& path) {
 }
 
 // Gives a file or folder to another user. False if that is impossible here.
-inline bool GiveToAnotherUser(const std::wstring& path) {
+inline bool SetForeignOwner(const std::wstring& path) {
   const std::wstring linuxPath = LinuxPath(path);
   if (linuxPath.empty() || !StartLinuxProgram(L"Z:\\bin\\chown 65534 \"" + linuxPath + L"\"")) return false;
   const ULONGLONG deadline = GetTickCount64() + 30000;

@@ -222,7 +222,7 @@ TEST(LogName, AReadOnlyLogIsMadeWritableWhenItIsOurs) {
   EXPECT_EQ(DecideLogName(facts, kSystemSid), LogNameStep::PutAside);
 }
 
-TEST(LogName, WhateverElseStandsThereIsPutAside) {
+TEST(LogName, WhateverElseIsThereIsPutAside) {
   const ObjectFacts ours = Facts("O:BAD:(A;;FA;;;SY)");
   ObjectFacts folder = ours;
   folder.isFolder = true;
@@ -235,7 +235,7 @@ TEST(LogName, WhateverElseStandsThereIsPutAside) {
   }
 }
 
-TEST(ObjectTrust, WhatIsPutAsideKeepsItsNameInFront) {
+TEST(ObjectTrust, WhatIsPutAsideKeepsItsNameAsAPrefix) {
   EXPECT_EQ(AsideName(L"Moorlak", 1), L"Moorlak.untrusted-1");
   EXPECT_EQ(AsideName(L"tunnel.log", 12345678901), L"tunnel.log.untrusted-12345678901");
 }

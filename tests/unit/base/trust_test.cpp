@@ -32,7 +32,7 @@ TEST_F(Trust, TheOwnUsersFilesAndFoldersAreTrusted) {
 }
 
 TEST_F(Trust, AnotherUsersFileIsNotTrusted) {
-  ASSERT_TRUE(GiveToAnotherUser(file));
+  ASSERT_TRUE(SetForeignOwner(file));
   const KernelHandle object = Open(file, READ_CONTROL);
   ASSERT_TRUE(object);
   EXPECT_FALSE(HasTrustedOwner(object.Get(), SE_FILE_OBJECT));

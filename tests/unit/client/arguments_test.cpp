@@ -105,7 +105,7 @@ TEST(Arguments, HelpIsOfTheCommandAndWinsOverErrors) {
   EXPECT_TRUE(Accepted({"nonsense", "--help"}).help);
 }
 
-TEST(Arguments, VersionStandsAlone) {
+TEST(Arguments, VersionIsAlone) {
   EXPECT_TRUE(Accepted({"--version"}).version);
   EXPECT_EQ(ErrorOf({"--version", "ping"}), "Unexpected argument \"ping\".");
   EXPECT_EQ(ErrorOf({"ping", "--version"}), "\"ping\" has no option \"--version\".");

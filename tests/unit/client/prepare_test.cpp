@@ -58,7 +58,7 @@ TEST(Prepare, LogPrintsTheLinesOfTheRewriting) {
   EXPECT_EQ(PrepareOutput(Prepare(kExampleConfig), With(false, true)), kExampleLog);
 }
 
-TEST(Prepare, MetaAndLogStandApartByAnEmptyLine) {
+TEST(Prepare, MetaAndLogAreSeparatedByAnEmptyLine) {
   EXPECT_EQ(PrepareOutput(Prepare(kExampleConfig), With(true, true)),
             std::string(kExampleMeta) + "\n" + std::string(kExampleLog));
   EXPECT_TRUE(PrepareOutput(Prepare("{}"), With(true, true)).starts_with("\nOS DNS="));
@@ -91,7 +91,7 @@ TEST(Prepare, WindowsPathsAreShownRaw) {
             (Lines{R"(blockedApps: C:\\Apps\\Game.exe)"}));
 }
 
-TEST(Prepare, ExecutablesBesideABypassingApplicationGetRules) {
+TEST(Prepare, ExecutablesNextToABypassingApplicationGetRules) {
   Lines folders;
   const ListExecutables list = [&folders](const std::string& folder, const ExecutableVisitor& visit) {
     folders.push_back(folder);

@@ -47,7 +47,7 @@ TEST(SessionWatch, AProxySessionComesUp) {
   EXPECT_EQ(ObserveStatus(watch, kUp), SessionEvent::CameUp);
 }
 
-TEST(SessionWatch, TheEndIsToldOnce) {
+TEST(SessionWatch, TheEndIsReportedOnce) {
   SessionWatch watch;
   EXPECT_EQ(ObserveStatus(watch, kStopped), SessionEvent::Ended);
   EXPECT_EQ(ObserveStatus(watch, kStopped), SessionEvent::Nothing);
@@ -60,7 +60,7 @@ SessionEnder EnderAfter(const std::vector<std::string>& messages) {
   return watch.ender;
 }
 
-TEST(SessionEnd, ASessionEndsByItselfUnlessTheLogTellsOtherwise) {
+TEST(SessionEnd, ASessionEndsByItselfUnlessTheLogSaysOtherwise) {
   EXPECT_EQ(EnderAfter({}), SessionEnder::Itself);
   EXPECT_EQ(EnderAfter({"IPC start (payload bytes=12)", "IPC start accepted", "Xray exited"}), SessionEnder::Itself);
 }

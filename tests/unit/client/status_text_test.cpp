@@ -6,7 +6,7 @@
 namespace moorlak {
 namespace {
 
-constexpr int64_t kMost = std::numeric_limits<int64_t>::max();
+constexpr int64_t kMaxCounter = std::numeric_limits<int64_t>::max();
 
 TEST(StatusText, BytesBelowOneKibibyteAreWhole) {
   EXPECT_EQ(FormatBytes(0), "0 B");
@@ -18,7 +18,7 @@ TEST(StatusText, LargerAmountsHaveOneDecimal) {
   EXPECT_EQ(FormatBytes(1024), "1.0 KiB");
   EXPECT_EQ(FormatBytes(1536), "1.5 KiB");
   EXPECT_EQ(FormatBytes(5 * 1024 * 1024), "5.0 MiB");
-  EXPECT_EQ(FormatBytes(kMost), "8.0 EiB");
+  EXPECT_EQ(FormatBytes(kMaxCounter), "8.0 EiB");
 }
 
 TEST(StatusText, RoundingNeverShows1024OfAUnit) {
@@ -56,7 +56,7 @@ TEST(StatusText, AFallenCounterAndNoTimeGiveNoRate) {
 TEST(StatusText, ExtremeCountersDoNotOverflow) {
   RateMeter meter;
   MeasureRates(meter, {true, true, std::numeric_limits<int64_t>::min(), 0}, 0);
-  EXPECT_EQ(MeasureRates(meter, {true, true, kMost, 0}, 1).up, kMost);
+  EXPECT_EQ(MeasureRates(meter, {true, true, kMaxCounter, 0}, 1).up, kMaxCounter);
 }
 
 TEST(StatusText, TheLineNamesEachState) {
@@ -73,7 +73,7 @@ TEST(StatusText, TheLineCarriesRatesWhenThereAreSome) {
 
 TEST(StatusText, JsonHasTheDocumentedFieldsInOrder) {
   EXPECT_EQ(StatusJson({true, false, 1, -2}, {}), R"({"running":true,"tunnel":false,"up":1,"down":-2})");
-  EXPECT_EQ(StatusJson({false, true, kMost, 0}, {}),
+  EXPECT_EQ(StatusJson({false, true, kMaxCounter, 0}, {}),
             R"({"running":false,"tunnel":true,"up":9223372036854775807,"down":0})");
   EXPECT_EQ(StatusJson({true, true, 1, 2}, TrafficRates{3, 4}),
             R"({"running":true,"tunnel":true,"up":1,"down":2,"upRate":3,"downRate":4})");

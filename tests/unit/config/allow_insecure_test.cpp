@@ -19,11 +19,11 @@ std::string StripByPatterns(std::string text) {
   return text;
 }
 
-TEST(AllowInsecure, AMemberThatStandsAloneLeavesAnEmptyObject) {
+TEST(AllowInsecure, AMemberThatIsAloneLeavesAnEmptyObject) {
   EXPECT_EQ(StripAllowInsecure(R"({"allowInsecure": false})"), "{}");
 }
 
-TEST(AllowInsecure, TheFirstMemberGoesWithTheCommaBehindItAndLeavesTheBlankAfterThat) {
+TEST(AllowInsecure, TheFirstMemberGoesWithTheCommaAfterItAndLeavesTheBlankAfterThat) {
   EXPECT_EQ(StripAllowInsecure(R"({"allowInsecure": 1, "b": 2})"), R"({ "b": 2})");
 }
 

@@ -65,7 +65,7 @@ TEST(ByteSearch, AByteIsFoundAsByTheStandardLibraryAtEveryLengthAlignmentAndStar
   EXPECT_GT(missed, 10000);
 }
 
-TEST(ByteSearch, AByteIsFoundWhereverItStandsAlone) {
+TEST(ByteSearch, AByteIsFoundWhereverItIsAlone) {
   for (size_t size = 1; size <= 67; ++size) {
     for (size_t at = 0; at < size; ++at) {
       std::string text(size, 'x');
@@ -78,7 +78,7 @@ TEST(ByteSearch, AByteIsFoundWhereverItStandsAlone) {
   }
 }
 
-TEST(ByteSearch, AStartFarBehindTheTextFindsNothing) {
+TEST(ByteSearch, AStartFarAfterTheTextFindsNothing) {
   const ExactText exact = Exactly("aaaaaaaaaaaaaaaaaaaa", 0);
   for (const size_t from : {size_t{20}, size_t{21}, kNotFound - 16, kNotFound - 1, kNotFound}) {
     EXPECT_EQ(FindByte(exact.text, 'a', from), kNotFound);

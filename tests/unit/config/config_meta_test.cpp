@@ -59,7 +59,7 @@ TEST(SafeHostToken, HasOneTo253Bytes) {
   EXPECT_FALSE(IsSafeHostToken(std::string(254, 'a')));
 }
 
-TEST(BaseName, StandsBehindTheLastSeparatorOfEitherKind) {
+TEST(BaseName, FollowsTheLastSeparatorOfEitherKind) {
   EXPECT_EQ(BaseName(R"(C:\a\b.exe)"), "b.exe");
   EXPECT_EQ(BaseName("C:/a/b.exe"), "b.exe");
   EXPECT_EQ(BaseName(R"(C:\a/b\c.exe)"), "c.exe");
@@ -77,7 +77,7 @@ TEST(ConfigMeta, WithoutMetadataOnlyBlockedAppsAreReadAndTheTextIsReturnedByteFo
   EXPECT_EQ(parsed.meta.panelHost, "");
 }
 
-TEST(ConfigMeta, AFirstMetadataObjectGoesWithTheCommaBehindIt) {
+TEST(ConfigMeta, AFirstMetadataObjectGoesWithTheCommaAfterIt) {
   const Parsed parsed = Parse(R"({"moorlakMeta":{"panelHost":"203.0.113.5"},"log":{}})");
   EXPECT_EQ(parsed.text, R"({"log":{}})");
   EXPECT_EQ(parsed.meta.panelHost, "203.0.113.5");
@@ -160,7 +160,7 @@ TEST(ConfigMeta, DirectDomainsThatAreNoHostTokensAreDropped) {
 }
 
 // The second quote of the empty item starts the next item, which is the comma.
-TEST(ConfigMeta, BehindAnEmptyItemTheTextsBetweenTheQuotesChangePlaces) {
+TEST(ConfigMeta, AfterAnEmptyItemTheTextsBetweenTheQuotesChangePlaces) {
   EXPECT_EQ(MetaOf(R"("bypassSubnets":["a","","b","c"])").bypassSubnets, (Texts{"a", ",", ","}));
 }
 

@@ -120,7 +120,7 @@ TEST_F(ConfigStaging, OnlyTheSystemAdministratorsAndTheOwnerHaveAccessToTheFolde
 TEST_F(ConfigStaging, AFolderOfAnotherUserIsPutAside) {
   ASSERT_TRUE(OpenStagingFolder(kFolderName));
   if (LinuxPath(TestFolderPath()).empty()) GTEST_SKIP() << "needs Wine to change an owner";
-  ASSERT_TRUE(GiveToAnotherUser(TestFolderPath()));
+  ASSERT_TRUE(SetForeignOwner(TestFolderPath()));
   EXPECT_TRUE(OpenStagingFolder(kFolderName));
   EXPECT_FALSE(HasTrustedOwner(AsideOf(TestFolderPath())));
   EXPECT_TRUE(HasTrustedOwner(TestFolderPath()));
@@ -268,7 +268,7 @@ TEST_F(ConfigStaging, AStagedFileThatSomebodyReadsAtTheEndIsRemovedOnceItIsLetGo
   EXPECT_EQ(staged->path, L"");
 }
 
-TEST_F(ConfigStaging, AFileThatStandsThereIsNotWrittenTo) {
+TEST_F(ConfigStaging, AnExistingFileIsNotWrittenTo) {
   const auto folder = OpenStagingFolder(kFolderName);
   ASSERT_TRUE(folder);
   Touch(folder->path + L"\\a.json");
@@ -361,7 +361,7 @@ TEST_F(VpnStaging, TheTextIsWrittenToTheOneFileOfTheOneFolder) {
   EXPECT_EQ(ReadWholeFile(active, 1000), "{\"log\":{}}");
 }
 
-TEST_F(VpnStaging, TheBytesAreKeptAndNoByteOrderMarkIsPutInFront) {
+TEST_F(VpnStaging, TheBytesAreKeptAndNoByteOrderMarkIsPutFirst) {
   const std::string text = std::string("{\r\n\xD0\xBF\xFF\x1A\n") + '\0' + "\r}";
   ASSERT_TRUE(WriteStagedConfig(text, staged));
   EXPECT_EQ(ReadWholeFile(active, 1000), text);
@@ -445,13 +445,13 @@ TEST_F(VpnStaging, TheNextSessionReplacesWhatTheSameOneLeft) {
 TEST_F(VpnStaging, NothingIsWrittenToAFolderOfAnotherUser) {
   Fill({});
   if (LinuxPath(folder).empty()) GTEST_SKIP() << "needs Wine to change an owner";
-  ASSERT_TRUE(GiveToAnotherUser(folder));
+  ASSERT_TRUE(SetForeignOwner(folder));
   EXPECT_TRUE(WriteStagedConfig("{}", staged));
   EXPECT_FALSE(Exists(AsideOf(folder) + L"\\vpn_config_active.json"));
   EXPECT_EQ(ReadWholeFile(active, 1000), "{}");
 }
 
-TEST_F(VpnStaging, ALinkInTheFoldersPlaceIsRefusedAndNothingWrittenBehindIt) {
+TEST_F(VpnStaging, ALinkInTheFoldersPlaceIsRefusedAndNothingWrittenThroughIt) {
   const FolderLink link(folder);
   if (!link.made) GTEST_SKIP() << "needs Wine to make a link";
   EXPECT_FALSE(WriteStagedConfig("{}", staged));

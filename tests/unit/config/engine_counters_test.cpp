@@ -42,7 +42,7 @@ TEST(EngineCounters, OutputWithoutStatSumsUpTo0) {
   ExpectSums("\"stat\"", 0, 0);
 }
 
-TEST(EngineCounters, TheWordStatMayStandAnywhere) {
+TEST(EngineCounters, TheWordStatMayBeAnywhere) {
   ExpectSums(Counter(kUp, "1") + "\"stat\"", 1, 0);
 }
 
@@ -69,7 +69,7 @@ TEST(EngineCounters, AnObjectWithoutNameOrValueIsSkipped) {
              50, 0);
 }
 
-TEST(EngineCounters, TheValueMayStandBeforeTheName) {
+TEST(EngineCounters, TheValueMayComeBeforeTheName) {
   ExpectSums(Answer({"{\"value\": 8, \"name\": \"" + kDown + "\"}"}), 0, 8);
 }
 

@@ -50,7 +50,7 @@ TEST(FileSettings, FilesOfTheLogAreFoundUnderTheirNames) {
   EXPECT_EQ(FindFileSetting(R"({"log":{"error":"\u0000"}})"), "log.error");
 }
 
-TEST(FileSettings, EveryKeyLogIsFoundWhereverItStands) {
+TEST(FileSettings, EveryKeyLogIsFoundWhereverItIs) {
   for (const char* value : {R"("C:\\keys")", R"("none")", R"("")", "null", "5"}) {
     EXPECT_EQ(FindFileSetting(std::string(R"({"outbounds":[{"streamSettings":{"tlsSettings":{"masterKeyLog":)") +
                               value + "}}}]}"),
@@ -58,7 +58,7 @@ TEST(FileSettings, EveryKeyLogIsFoundWhereverItStands) {
   }
 }
 
-TEST(FileSettings, PathsToListenOnAreFoundWhereverTheyStand) {
+TEST(FileSettings, PathsToListenOnAreFoundWhereverTheyAre) {
   EXPECT_EQ(FindFileSetting(R"({"inbounds":[{"port":1},{"listen":"/run/x.sock"}]})"), "listen");
   EXPECT_EQ(FindFileSetting(R"({"inbounds":[{"settings":{"a":[{"listen":"C:\\x"}]}}]})"), "listen");
   EXPECT_EQ(FindFileSetting(R"({"inbounds":[{"listen":"\u002frun"}]})"), "listen");
@@ -97,7 +97,7 @@ TEST(FileSettings, EscapesInNamesAreRead) {
   }
 }
 
-TEST(FileSettings, CommentsMayStandBetweenAnyTwoTokens) {
+TEST(FileSettings, CommentsMayComeBetweenAnyTwoTokens) {
   EXPECT_EQ(FindFileSetting("{/**/\"log\"// x\n:#{\n{ /*\"*/\"access\"/*:*/:/**/\"x\"}}"), "log.access");
   EXPECT_EQ(FindFileSetting("/*/ { */{\"log\":{\"access\":\"x\"}}"), "log.access");
   EXPECT_EQ(FindFileSetting("//\r {\"a\":1}\n{\"log\":{\"access\":\"x\"}}"), "log.access");
@@ -137,7 +137,7 @@ TEST(FileSettings, AMarkBeforeTheTextHidesNothing) {
   EXPECT_EQ(FindFileSetting("\xEF\xBB\xBF{\"log\":{\"access\":\"x\"}}"), "log.access");
 }
 
-TEST(FileSettings, InMalformedTextsTheyAreFoundAsFarAsTextsAreTold) {
+TEST(FileSettings, InMalformedTextsTheyAreFoundAsFarAsStringsAreRecognised) {
   EXPECT_EQ(FindFileSetting(R"({"a":1 "log":{"access":"x"}})"), "log.access");
   EXPECT_EQ(FindFileSetting(R"(}}]]{"log":{"access":"x"}})"), "log.access");
   EXPECT_EQ(FindFileSetting(R"({,,"log":{,"access":"x"}})"), "log.access");
@@ -151,7 +151,7 @@ TEST(FileSettings, InMalformedTextsTheyAreFoundAsFarAsTextsAreTold) {
   }
 }
 
-TEST(FileSettings, AreFoundBehindMegabytesOnASmallStack) {
+TEST(FileSettings, AreFoundAfterMegabytesOnASmallStack) {
   constexpr size_t kSize = 4u << 20;
   const std::string log = R"("log":{"access":"x"})";
   const std::string fillings[] = {
@@ -172,7 +172,7 @@ TEST(FileSettings, AreFoundBehindMegabytesOnASmallStack) {
   }
 }
 
-TEST(FileSettings, TheUserIsToldWhichOne) {
+TEST(FileSettings, TheUserSeesWhichOne) {
   EXPECT_EQ(
       FileSettingText("log.access"),
       "The configuration names a file or socket path for the engine (\"log.access\"), which is not allowed. Remove "

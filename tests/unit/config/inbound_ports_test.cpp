@@ -55,7 +55,7 @@ TEST(DetectSocksPort, TheTagIsAskedBeforeTheProtocolAndThatBeforeTheReverse) {
   EXPECT_EQ(DetectSocksPort(R"("port":3,"protocol":"socks","port":2,"tag":"socks-in","port":1)"), 1);
 }
 
-TEST(DetectSocksPort, BehindATagThePortMayStandAnywhere) {
+TEST(DetectSocksPort, AfterATagThePortMayBeAnywhere) {
   EXPECT_EQ(DetectSocksPort("\"tag\":\"socks\"" + std::string(100'000, ' ') + "\"port\":1"), 1);
 }
 
@@ -92,7 +92,7 @@ TEST(DetectSocksPort, IsTheDefaultWithoutASocksInbound) {
   EXPECT_EQ(DetectSocksPort(R"({"inbounds":[{"port":1080,"protocol":"http"}]})"), 10807);
 }
 
-TEST(SessionSocksPort, TellsWhichPatternFoundIt) {
+TEST(SessionSocksPort, ReportsWhichPatternFoundIt) {
   const std::pair<const char*, SocksPortSource> cases[] = {
       {R"("tag":"in_proxy","port":1080)", SocksPortSource::Tag},
       {R"("protocol":"socks","port":1080)", SocksPortSource::Protocol},
@@ -115,7 +115,7 @@ TEST(SessionSocksPort, ABadNumberEndsTheSearchWhereDetectionMovesOn) {
   }
 }
 
-TEST(ApiPort, IsThatOfTheFirstApiTagAtOrBehindTheInbounds) {
+TEST(ApiPort, IsThatOfTheFirstApiTagAtOrAfterTheInbounds) {
   const std::string section = R"({"api":{"tag":"api"},"policy":{"port":1},)";
   const std::string inbound = R"("inbounds":[{"tag":"api","port":2},{"tag":"api","port":3}]})";
   EXPECT_EQ(FindApiPort(section + inbound), 2);
@@ -130,7 +130,7 @@ TEST(ApiPort, IsTheDefaultWithoutAnApiInbound) {
   EXPECT_EQ(FindApiPort(""), 10086);
 }
 
-TEST(ApiPort, TheReachBehindTheTagIsInclusive) {
+TEST(ApiPort, TheReachAfterTheTagIsInclusive) {
   const std::string head = R"("inbounds":[{"tag":"api")";
   EXPECT_EQ(FindApiPort(head + std::string(400, ' ') + "\"port\":1"), 1);
   EXPECT_EQ(FindApiPort(head + std::string(401, ' ') + "\"port\":1"), 10086);
@@ -170,7 +170,7 @@ TEST(RemapBusyPorts, OfANumberThatBeginsWithTheOldOneTheRestOfTheDigitsIsLeft) {
             R"({"a":{"port": 500018},"tag":"socks","port": 1080})");
 }
 
-TEST(RemapBusyPorts, AnotherObjectsPortIsReplacedWhenItStandsFirst) {
+TEST(RemapBusyPorts, AnotherObjectsPortIsReplacedWhenItIsFirst) {
   Machine machine{{1080}, {50001}, {}};
   EXPECT_EQ(machine.Remap(R"({"out":{"port":1080},"tag":"socks","port":1080})"),
             R"({"out":{"port":50001},"tag":"socks","port":1080})");
@@ -190,7 +190,7 @@ TEST(RemapBusyPorts, AFreeApiPortLeavesTheTextByteForByte) {
   EXPECT_EQ(TakeLogLines(), Lines{});
 }
 
-TEST(RemapBusyPorts, ABusyApiPortIsReplacedExactlyWhereItStands) {
+TEST(RemapBusyPorts, ABusyApiPortIsReplacedInItsPlace) {
   Machine machine{{10086}, {7}, {}};
   EXPECT_EQ(machine.Remap(R"({"port": 10086,"tag":"socks","port":1},{"tag":"api","port"  :  10086,"x":10086})"),
             R"({"port": 10086,"tag":"socks","port":1},{"tag":"api","port"  :  7,"x":10086})");

@@ -63,7 +63,7 @@ TEST(JsonMembers, TheCaseOfNamesIsIgnoredAndTheLastOfSeveralWins) {
   EXPECT_FALSE(RootMember(R"({"apis":1,"ap":2})", "api"));
 }
 
-TEST(JsonMembers, CommentsMayStandBetweenAnyTwoTokens) {
+TEST(JsonMembers, CommentsMayComeBetweenAnyTwoTokens) {
   const std::string_view text =
       "{/* } */\"a\"// :\n:#,\n[1,// ]\n2]/* \" */,\"b\"/**/:/**/5//}\n,\"s\":\"// no comment\"}";
   EXPECT_EQ(RootMember(text, "a"), "[1,// ]\n2]");

@@ -39,7 +39,7 @@ TEST(OwnFolder, TwoSeparatorsAtTheBeginAreNeverLookedAt) {
   }
 }
 
-TEST(OwnFolder, ASeparatorAloneWouldBecomeAnotherMachineWithTheNameBehindIt) {
+TEST(OwnFolder, ASeparatorAloneWouldBecomeAnotherMachineWithTheNameAfterIt) {
   EXPECT_EQ(AskedFor(R"(\)"), "none");
   EXPECT_EQ(AskedFor("/"), "none");
 }

@@ -21,9 +21,9 @@ const Tokens& CommonTokens() {
 }
 
 // The pattern's own tokens make up at least half.
-Soup SoupOf(const Tokens& own, size_t mostTokens = 24) {
+Soup SoupOf(const Tokens& own, size_t maxTokens = 24) {
   Soup soup;
-  soup.mostTokens = mostTokens;
+  soup.maxTokens = maxTokens;
   soup.tokens = CommonTokens();
   do {
     soup.tokens.insert(soup.tokens.end(), own.begin(), own.end());

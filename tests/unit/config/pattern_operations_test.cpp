@@ -36,7 +36,7 @@ void ForEachText(const Soup& soup, int rounds, const std::function<void(std::mt1
 // A soup of several patterns' tokens.
 Soup MixedSoup(const Lines& names) {
   Soup soup;
-  soup.mostTokens = 30;
+  soup.maxTokens = 30;
   for (const std::string& name : names) {
     const Lines& tokens = CaseNamed(name).soup.tokens;
     soup.tokens.insert(soup.tokens.end(), tokens.begin(), tokens.end());
@@ -156,7 +156,7 @@ TEST_P(SocksPortByPattern, IsWhatTheThreeExpressionsFind) {
 INSTANTIATE_TEST_SUITE_P(Config, SocksPortByPattern, testing::ValuesIn(WithMixed(kSocksCases)),
                          [](const auto& instance) { return instance.param; });
 
-TEST(ApiPortByPattern, IsTheFirstMatchAtOrBehindTheInbounds) {
+TEST(ApiPortByPattern, IsTheFirstMatchAtOrAfterTheInbounds) {
   const PatternCase& api = CaseNamed("ApiTagThenPort");
   int found = 0;
   ForEachText(api.soup, kRounds, [&](std::mt19937& random, const std::string& soup) {

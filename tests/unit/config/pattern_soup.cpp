@@ -29,7 +29,7 @@ std::string NearLimitText(std::mt19937& random, const Soup& soup) {
 }  // namespace
 
 std::string NextText(std::mt19937& random, const Soup& soup, int round) {
-  return IsNearLimitRound(soup, round) ? NearLimitText(random, soup) : TokenSoup(random, soup.tokens, soup.mostTokens);
+  return IsNearLimitRound(soup, round) ? NearLimitText(random, soup) : TokenSoup(random, soup.tokens, soup.maxTokens);
 }
 
 ComparisonResult CompareWithPattern(const Pattern& pattern, const Soup& soup, const AllMatches& scan, int rounds) {

@@ -28,7 +28,7 @@ inline constexpr int kRoundsPerNearLimit = 20;
 // The material of the texts for a pattern.
 struct Soup {
   std::vector<std::string> tokens;
-  size_t mostTokens = 24;
+  size_t maxTokens = 24;
   // For a pattern HEAD[\s\S]{0,longestGap}?TAIL: complete heads and tails (some nearly complete), placed so that the
   // gap is the longest allowed one, one byte shorter or one byte longer. Without heads the pattern has no such gap.
   std::vector<std::string> heads;

@@ -151,7 +151,7 @@ TEST(RoutingRules, OneReasonIsEnough) {
   EXPECT_EQ(Inject("{}", "", {"h"}).text.find("\"s\""), std::string::npos);
 }
 
-TEST(RoutingRules, InFrontOfOtherRulesTheLastCommaIsKept) {
+TEST(RoutingRules, BeforeOtherRulesTheLastCommaIsKept) {
   const Injected injected =
       Inject(R"({"routing":{"domainStrategy":"AsIs","rules" : [ {"type":"field"}]}})", "203.0.113.5");
   EXPECT_TRUE(injected.done);
@@ -174,12 +174,12 @@ TEST(RoutingRules, ASectionWithoutRulesGainsThem) {
             "{\"routing\" : {\n  \"rules\": [\n" + ServerRules(false) + "  ],\"domainStrategy\":\"AsIs\"}}");
 }
 
-TEST(RoutingRules, AnEmptySectionKeepsTheCommaBehindThem) {
+TEST(RoutingRules, AnEmptySectionKeepsTheCommaAfterThem) {
   EXPECT_EQ(Inject(R"({"routing": {}, "outbounds": []})", "203.0.113.5").text,
             "{\"routing\": {\n  \"rules\": [\n" + ServerRules(false) + "  ],}, \"outbounds\": []}");
 }
 
-TEST(RoutingRules, RulesInFrontOfTheSectionAreNotItsOwn) {
+TEST(RoutingRules, RulesBeforeTheSectionAreNotItsOwn) {
   EXPECT_EQ(Inject(R"({"rules":[],"routing":{"a":1}})", "203.0.113.5").text,
             "{\"rules\":[],\"routing\":{\n  \"rules\": [\n" + ServerRules(false) + "  ],\"a\":1}}");
 }

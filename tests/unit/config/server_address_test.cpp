@@ -21,7 +21,7 @@ std::string SkippedLine(const std::string& candidate) {
   return "VPN Service: Skipping non-server address candidate: " + candidate;
 }
 
-const std::string kNothingLine = "VPN Service: Could not extract server address. Dumping first 500 chars of config:";
+const std::string kNoneLine = "VPN Service: Could not extract server address. Dumping first 500 chars of config:";
 
 std::string Vless(const std::string& address) {
   return R"("protocol":"vless","address":")" + address + '"';
@@ -36,7 +36,7 @@ TEST_F(ServerAddress, ABareHostNameKeepsItsCapitals) {
 
 TEST_F(ServerAddress, LocalHostInCapitalsIsSkipped) {
   EXPECT_EQ(ExtractServerAddress(Vless("LocalHost")), "");
-  EXPECT_EQ(TakeDiagnostics(), (Lines{SkippedLine("LocalHost"), kNothingLine, Vless("LocalHost")}));
+  EXPECT_EQ(TakeDiagnostics(), (Lines{SkippedLine("LocalHost"), kNoneLine, Vless("LocalHost")}));
 }
 
 TEST_F(ServerAddress, ALocalOutboundIsSkippedAndLoggedAndTheNextMatchIsTaken) {
@@ -133,7 +133,7 @@ TEST_F(ServerAddress, WithoutAServerTheFirst500BytesAreShown) {
   for (const size_t size : {0u, 499u, 500u, 501u, 5000u}) {
     const std::string text(size, 'x');
     EXPECT_EQ(ExtractServerAddress(text), "");
-    EXPECT_EQ(TakeDiagnostics(), (Lines{kNothingLine, text.substr(0, 500)})) << size;
+    EXPECT_EQ(TakeDiagnostics(), (Lines{kNoneLine, text.substr(0, 500)})) << size;
   }
 }
 

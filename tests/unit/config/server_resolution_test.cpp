@@ -22,7 +22,7 @@ TEST(ServerResolution, AnEmptyHostHasNoAddress) {
   EXPECT_EQ(ResolveServerIPv4(""), Texts{});
 }
 
-TEST(ServerResolution, ADottedQuadOutOfRangeIsReturnedAsItStands) {
+TEST(ServerResolution, ADottedQuadOutOfRangeIsReturnedUnchanged) {
   EXPECT_EQ(ResolveServerIPv4("999.1.1.1"), Texts{"999.1.1.1"});
   EXPECT_EQ(ResolveServerIPv4("256.256.256.256"), Texts{"256.256.256.256"});
   EXPECT_EQ(ResolveServerIPv4("000.01.1.1"), Texts{"000.01.1.1"});

@@ -87,7 +87,7 @@ Json RulesInOrder(const ConfigFixture& fixture) {
   return rules;
 }
 
-TEST_P(StartRewrite, PutsItsRulesInTheirOrderInFrontOfTheConfigurationsOwn) {
+TEST_P(StartRewrite, PutsItsRulesInTheirOrderBeforeTheConfigurationsOwn) {
   Json rules = RulesInOrder(fixture);
   for (const Json& own : input.value("/routing/rules"_json_pointer, Json::array())) rules.push_back(own);
   EXPECT_EQ(output["routing"]["rules"], rules);
@@ -125,7 +125,7 @@ TEST_P(StartRewrite, AddsNoMembersButItsOwn) {
   EXPECT_FALSE(output.at("dns").empty());
 }
 
-TEST_P(StartRewrite, KeepsTheInboundsBehindItsOwn) {
+TEST_P(StartRewrite, KeepsTheInboundsAfterItsOwn) {
   const Json& inbounds = output["inbounds"];
   const size_t own = (fixture.apiPort == 0 ? 1u : 0u) + (fixture.executables.empty() ? 0u : 1u);
   ASSERT_EQ(inbounds.size(), input["inbounds"].size() + own);
@@ -162,7 +162,7 @@ TEST_P(StartRewrite, PreparedAgainAddsOnlyTheRulesOnceMore) {
 }
 
 // The rule searches for a port after any "api" tag, and the inserted section contains such a tag.
-TEST(StartRewriteOfAnAddedApiSection, MovesTheFirstPortCloseBehindItAsIfItWereTheApis) {
+TEST(StartRewriteOfAnAddedApiSection, MovesTheFirstPortCloseAfterItAsIfItWereTheApis) {
   size_t found = 0;
   for (const ConfigFixture& fixture : ConfigFixtures()) {
     if (fixture.takenForApiPort.empty()) continue;

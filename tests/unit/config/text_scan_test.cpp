@@ -138,7 +138,7 @@ TEST(TextScan, TheCaseOfAsciiLettersOnlyIsIgnored) {
   EXPECT_EQ(MatchLiteral("\xC4", 0, "\xE4", LetterCase::Ignore), kNotFound);
 }
 
-TEST(TextScan, SearchesBeginWhereTheyAreTold) {
+TEST(TextScan, SearchesBeginAtTheirStart) {
   const std::string text = R"("port":1,"port":2)";
   EXPECT_EQ(FindNumberMember(text, "port", 0)->group, "1");
   EXPECT_EQ(FindNumberMember(text, "port", 1)->group, "2");
@@ -147,7 +147,7 @@ TEST(TextScan, SearchesBeginWhereTheyAreTold) {
   EXPECT_FALSE(FindNumberMember(text, "port", text.size() + 5));
 }
 
-TEST(TextScan, AListOfLiteralsMatchesItsFirstThatStandsThere) {
+TEST(TextScan, AListOfLiteralsMatchesItsFirstThatIsThere) {
   EXPECT_EQ(MatchAnyLiteral("x10", 1, {"0", "1", "10"}, LetterCase::Exact), 2u);
   EXPECT_EQ(MatchAnyLiteral("TRUE", 0, {"false", "true"}, LetterCase::Ignore), 4u);
   EXPECT_EQ(MatchAnyLiteral("tru", 0, {"false", "true"}, LetterCase::Ignore), kNotFound);

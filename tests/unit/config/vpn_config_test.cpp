@@ -55,7 +55,7 @@ size_t CountOf(std::string_view text, std::string_view part) {
 // Present already, so that only the edit under test is visible.
 const std::string kAllSections = R"("stats":{},"policy":{},"api":{},"dns":{"servers":["1.1.1.1"]})";
 
-TEST(VpnConfig, AllSectionsStandBehindTheFirstBraceDnsApiPolicyStats) {
+TEST(VpnConfig, AllSectionsComeAfterTheFirstBraceDnsApiPolicyStats) {
   const Prepared prepared = Prepare("{ \"log\":{}}");
   EXPECT_EQ(prepared.text, "{" + kFallbackDns + kApi + kPolicy + kStats + " \"log\":{}}");
   EXPECT_EQ(prepared.log, (Texts{kFallbackLine, kNotInjected}));
@@ -84,7 +84,7 @@ TEST(VpnConfig, ADnsSectionWithOnlyAUrlIsKeptWhileTheTunnelUsesTheFallback) {
   EXPECT_EQ(prepared.log.front(), "OS DNS=9.9.9.9/149.112.112.112; Xray DNS kept from Flutter/server");
 }
 
-TEST(VpnConfig, ADnsSectionWithAnEmptyArrayIsLeftInPlaceBesideTheInjectedOne) {
+TEST(VpnConfig, ADnsSectionWithAnEmptyArrayIsLeftInPlaceNextToTheInjectedOne) {
   const std::string text = R"("stats":{},"policy":{},"api":{},"dns":{"servers":[ ]}})";
   EXPECT_EQ(Prepare("{" + text).text, "{" + kFallbackDns + text);
 }
@@ -129,7 +129,7 @@ TEST(VpnConfig, ATextWithoutABraceGetsNoSection) {
   for (const std::string text : {"", "[]", "true", "\"inbounds\""}) EXPECT_EQ(Prepare(text).text, text);
 }
 
-TEST(VpnConfig, TheApiInboundIsPutInFront) {
+TEST(VpnConfig, TheApiInboundIsPutFirst) {
   EXPECT_EQ(kApiInbound.size(), 163u);
   EXPECT_EQ(Prepare("{" + kAllSections + R"(,"inbounds" : [{"tag":"socks"}]})").text,
             "{" + kAllSections + ",\"inbounds\" : [" + std::string(kApiInbound) + "{\"tag\":\"socks\"}]}");
@@ -162,7 +162,7 @@ TEST(VpnConfig, TheRulesAreReportedWithTheServer) {
       prepared.text.starts_with("{\n\"routing\": {\n  \"domainStrategy\": \"IPIfNonMatch\",\n  \"rules\": [\n"));
 }
 
-TEST(VpnConfig, ThePanelHostStandsBeforeTheDirectDomains) {
+TEST(VpnConfig, ThePanelHostComesBeforeTheDirectDomains) {
   ConfigMeta meta;
   meta.panelHost = "panel.test";
   meta.directDomains = {"a.test", "b.test"};

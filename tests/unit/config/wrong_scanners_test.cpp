@@ -56,7 +56,7 @@ struct PlainScanner {
     return FoldLetter(a) == FoldLetter(b);
   }
 
-  bool StandsAt(std::string_view text, size_t position, std::string_view literal, LetterCase letterCase) const {
+  bool IsAt(std::string_view text, size_t position, std::string_view literal, LetterCase letterCase) const {
     if (position > text.size() || text.size() - position < literal.size()) return false;
     for (size_t i = 0; i < literal.size(); ++i) {
       if (!Same(text[position + i], literal[i], letterCase)) return false;
@@ -64,18 +64,18 @@ struct PlainScanner {
     return true;
   }
 
-  size_t BehindBlanks(std::string_view text, size_t position) const {
+  size_t AfterBlanks(std::string_view text, size_t position) const {
     while (position < text.size() && Blank(text[position])) ++position;
     return position;
   }
 
   // "key"\s*:\s*
-  size_t BehindHead(std::string_view text, size_t position, std::string_view key, LetterCase letterCase) const {
+  size_t AfterHead(std::string_view text, size_t position, std::string_view key, LetterCase letterCase) const {
     const std::string quoted = '"' + std::string(key) + '"';
-    if (!StandsAt(text, position, quoted, letterCase)) return kNotFound;
-    const size_t colon = BehindBlanks(text, position + quoted.size());
-    if (!StandsAt(text, colon, ":", letterCase)) return kNotFound;
-    return BehindBlanks(text, colon + 1);
+    if (!IsAt(text, position, quoted, letterCase)) return kNotFound;
+    const size_t colon = AfterBlanks(text, position + quoted.size());
+    if (!IsAt(text, colon, ":", letterCase)) return kNotFound;
+    return AfterBlanks(text, colon + 1);
   }
 
   size_t ClosingQuote(std::string_view text, size_t position) const {
@@ -98,7 +98,7 @@ struct PlainScanner {
                                     LetterCase letterCase) const {
     const std::string_view text = Seen(whole);
     for (size_t begin = from; begin < text.size(); ++begin) {
-      const size_t open = BehindHead(text, begin, key, letterCase);
+      const size_t open = AfterHead(text, begin, key, letterCase);
       if (open == kNotFound || open >= text.size() || text[open] != '"') continue;
       const size_t close = ClosingQuote(text, open + 1);
       if (close == kNotFound) continue;
@@ -114,7 +114,7 @@ struct PlainScanner {
   std::optional<TextMatch> FindList(std::string_view whole, std::string_view key, size_t from) const {
     const std::string_view text = Seen(whole);
     for (size_t begin = from; begin < text.size(); ++begin) {
-      const size_t open = BehindHead(text, begin, key, LetterCase::Ignore);
+      const size_t open = AfterHead(text, begin, key, LetterCase::Ignore);
       if (open == kNotFound || open >= text.size() || text[open] != '[') continue;
       const size_t close = Is(Fault::ListGoesOnToTheLastBracket) ? text.rfind(']') : text.find(']', open);
       if (close == kNotFound || close < open) continue;
@@ -127,7 +127,7 @@ struct PlainScanner {
   std::optional<TextMatch> FindNumber(std::string_view whole, std::string_view key, size_t from) const {
     const std::string_view text = Seen(whole);
     for (size_t begin = from; begin < text.size(); ++begin) {
-      const size_t first = BehindHead(text, begin, key, LetterCase::Exact);
+      const size_t first = AfterHead(text, begin, key, LetterCase::Exact);
       if (first == kNotFound) continue;
       const size_t end = SkipDigits(text, first);
       if (end == first && !Is(Fault::NoDigitTaken)) continue;

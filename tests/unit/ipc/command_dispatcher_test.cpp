@@ -24,7 +24,7 @@ Outcome RunCommand(uint32_t code, std::string_view payload) {
 
 constexpr char kUnparsable[] = "Invalid VPN configuration. The server config could not be parsed.";
 
-TEST(CommandDispatcher, PingAnswersOk) {
+TEST(CommandDispatcher, PingRepliesOk) {
   const Outcome outcome = RunCommand(1, "ignored");
   EXPECT_EQ(outcome.reply, "OK");
   EXPECT_EQ(outcome.lines, "IPC ping\n");
@@ -47,19 +47,19 @@ TEST(CommandDispatcher, TheConfigurationBeginsAtTheThirdByte) {
   EXPECT_EQ(RunCommand(2, "1{x}").reply, std::string("ERR:") + kUnparsable);
 }
 
-TEST(CommandDispatcher, StopWhenNothingRunsAnswersOk) {
+TEST(CommandDispatcher, StopWhenNothingRunsRepliesOk) {
   const Outcome outcome = RunCommand(3, "");
   EXPECT_EQ(outcome.reply, "OK");
   EXPECT_EQ(outcome.lines, "IPC stop\n");
 }
 
-TEST(CommandDispatcher, StatusWhileIdleAnswersWithZerosAndLeavesNoLine) {
+TEST(CommandDispatcher, StatusWhileIdleRepliesWithZerosAndLeavesNoLine) {
   const Outcome outcome = RunCommand(4, "ignored");
   EXPECT_EQ(outcome.reply, "OK running=0 tunnel=0 up=0 down=0");
   EXPECT_EQ(outcome.lines, "");
 }
 
-TEST(CommandDispatcher, AnUnknownCodeIsAnsweredAndLeavesNoLine) {
+TEST(CommandDispatcher, AnUnknownCodeGetsAReplyAndLeavesNoLine) {
   for (const uint32_t code : {0u, 5u, 0x80000000u, 0xFFFFFFFFu}) {
     const Outcome outcome = RunCommand(code, "payload");
     EXPECT_EQ(outcome.reply, "ERR:Unknown command.") << code;

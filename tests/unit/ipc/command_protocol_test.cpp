@@ -24,11 +24,11 @@ TEST(CommandProtocol, TheStartLineHoldsThePayloadSize) {
   EXPECT_EQ(FormatStartCallerLine(8, ""), "IPC start by process 8, user unknown");
 }
 
-TEST(CommandProtocol, ARefusedStartAnswersWithItsError) {
+TEST(CommandProtocol, ARefusedStartRepliesWithItsError) {
   EXPECT_EQ(FormatStartFailedReply("VPN service is unavailable."), "ERR:VPN service is unavailable.");
 }
 
-TEST(CommandProtocol, ARefusedStartWithoutErrorTextAnswersWithAGeneralOne) {
+TEST(CommandProtocol, ARefusedStartWithoutErrorTextRepliesWithAGeneralOne) {
   EXPECT_EQ(FormatStartFailedReply(""), "ERR:Could not start VPN.");
 }
 

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::wstring_view kFolder = L"C:\\Program Files\\Moorlak";
 
-TEST(InstallFolder, AProgramBesideTheServiceIsAccepted) {
+TEST(InstallFolder, AProgramNextToTheServiceIsAccepted) {
   EXPECT_TRUE(IsInInstallFolder(L"C:\\Program Files\\Moorlak\\moor_lak.exe", kFolder));
 }
 

@@ -25,7 +25,7 @@ TEST(Lifetime, NothingChangesWhileAllProcessesLive) {
   EXPECT_EQ(machine, FullMachine());
 }
 
-TEST(Lifetime, TellsTheSessionsOfDeadProcesses) {
+TEST(Lifetime, ReportsTheSessionsOfDeadProcesses) {
   EXPECT_EQ(DeadWfpSessions(FullMachine(), IsServiceDead), std::vector<uint64_t>{7});
   EXPECT_EQ(DeadWfpSessions(FullMachine(), IsOtherDead), std::vector<uint64_t>{9});
   EXPECT_TRUE(DeadWfpSessions(FullMachine(), AllAlive).empty());

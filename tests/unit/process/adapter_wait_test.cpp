@@ -74,14 +74,14 @@ TEST(AdapterWait, EndsInSilenceWithTheSession) {
   EXPECT_EQ(TakeDiagnostics(), std::vector<std::string>{});
 }
 
-TEST(AdapterWait, EndsWithXraysExitAndTellsIt) {
+TEST(AdapterWait, EndsWithXraysExitAndReportsIt) {
   Waiting wait;
   wait.atLook = [&] { wait.xray = EngineState::Exited; };
   EXPECT_FALSE(wait.Run(kGenerousMs));
   EXPECT_EQ(TakeDiagnostics(), (std::vector<std::string>{"VPN Service: Xray exited before Moorlak adapter appeared"}));
 }
 
-TEST(AdapterWait, EndsWithTun2SocksExitAndTellsIt) {
+TEST(AdapterWait, EndsWithTun2SocksExitAndReportsIt) {
   Waiting wait;
   wait.atLook = [&] { wait.tun2socks = EngineState::Exited; };
   EXPECT_FALSE(wait.Run(kGenerousMs));
@@ -142,7 +142,7 @@ TEST(AdapterWait, GoesOnAfterFiveSecondsThoughNoneIsUp) {
   EXPECT_EQ(TakeDiagnostics(), std::vector<std::string>{});
 }
 
-TEST(AdapterWait, WaitsForNoneThatIsUpBehindTheTimeOut) {
+TEST(AdapterWait, WaitsForNoneThatIsUpAfterTheTimeOut) {
   Waiting wait;
   wait.adapter = L"Moorlak";
   wait.up = false;

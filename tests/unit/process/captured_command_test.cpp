@@ -19,7 +19,7 @@ TEST(CapturedCommand, ReturnsWhatTheProgramWroteOnStandardOutputOnly) {
   EXPECT_EQ(Capture("out=first\\r\\n err=hidden out=second"), "first\r\nsecond");
 }
 
-TEST(CapturedCommand, AProgramThatWritesNothingHasAnEmptyAnswer) {
+TEST(CapturedCommand, AProgramThatWritesNothingHasEmptyOutput) {
   EXPECT_EQ(Capture("exit=3"), "");
 }
 
@@ -40,7 +40,7 @@ TEST(CapturedCommand, EndsAHangingProgramAtTheTimeOutAndReturnsWhatItWroteByThen
   for (const uint32_t timeoutMs : {1000u, 5000u, 30000u}) {
     const LifeSign life;
     const std::string actions = "out=early " + life.Actions();
-    const std::optional<std::string> output = Capture(actions, {timeoutMs, kGenerous.mostBytes});
+    const std::optional<std::string> output = Capture(actions, {timeoutMs, kGenerous.maxBytes});
     ASSERT_TRUE(output);
     if (!life.Started(0)) continue;
     EXPECT_EQ(*output, "early");
@@ -51,7 +51,7 @@ TEST(CapturedCommand, EndsAHangingProgramAtTheTimeOutAndReturnsWhatItWroteByThen
   FAIL() << "the program never started";
 }
 
-TEST(CapturedCommand, AProgramThatIsNotThereHasNoAnswer) {
+TEST(CapturedCommand, AProgramThatIsNotThereHasNoOutput) {
   EXPECT_EQ(CaptureCommand("C:\\no such folder\\tool.exe", "tool", kGenerous), std::nullopt);
 }
 

@@ -49,7 +49,7 @@ std::string SetAction(const KernelHandle& event) {
   return "set=" + std::to_string(reinterpret_cast<uintptr_t>(event.Get()));
 }
 
-TEST(ChildProcess, RunsAndTellsItsExitCode) {
+TEST(ChildProcess, RunsAndReportsItsExitCode) {
   ChildOptions options;
   options.commandLine = ChildCommand("exit=42");
   ChildProcess child;
@@ -93,7 +93,7 @@ TEST(ChildProcess, RunsFromAFolderWithACyrillicNameWithCyrillicArguments) {
   EXPECT_EQ(ReadToEnd(pipe.readEnd.Get()), "Привет");
 }
 
-TEST(ChildProcess, TellsTheErrorNumberOfAMissingProgram) {
+TEST(ChildProcess, ReportsTheErrorNumberOfAMissingProgram) {
   ChildOptions options;
   options.commandLine = L"\"C:\\no such folder\\no such program.exe\"";
   ChildProcess child;

@@ -65,7 +65,7 @@ TEST(EngineCommandLine, QuotesXrayAndItsConfiguration) {
             "\"C:\\Program Files\\Moorlak\\xray\\xray.exe\" -config \"C:\\Temp\\a b.json\"");
 }
 
-TEST(EngineCommandLine, PutsTheApiArgumentsBehindTheQuotedPath) {
+TEST(EngineCommandLine, PutsTheApiArgumentsAfterTheQuotedPath) {
   EXPECT_EQ(XrayApiCommandLine("C:\\x y\\xray.exe", "api statsquery -server=127.0.0.1:10085"),
             "\"C:\\x y\\xray.exe\" api statsquery -server=127.0.0.1:10085");
 }

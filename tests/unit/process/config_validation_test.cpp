@@ -41,7 +41,7 @@ TEST_F(ConfigValidation, ExitCode0IsAcceptedInSilence) {
   EXPECT_EQ(LogMessagesWith("Xray config validation").size(), failures);
 }
 
-TEST_F(ConfigValidation, AnyOtherExitCodeIsToldOnStandardErrorAndInTheLog) {
+TEST_F(ConfigValidation, AnyOtherExitCodeIsReportedOnStandardErrorAndInTheLog) {
   std::string expected;
   for (const std::string code : {"1", "23", "259", "4294967295"}) {
     const size_t before = LogMessagesWith("Xray config validation").size();
@@ -62,12 +62,12 @@ TEST_F(ConfigValidation, TheEngineRunsInItsOwnFolderWithoutAWindowOrRedirectedOu
                                                "\\настройки 1.json\"\ncwd=" + here + "\n");
 }
 
-TEST_F(ConfigValidation, WithoutAnExecutablePathNothingIsAcceptedOrTold) {
+TEST_F(ConfigValidation, WithoutAnExecutablePathNothingIsAcceptedOrLogged) {
   EXPECT_FALSE(ValidateXrayConfig("", folder.NarrowFile(L"a.json"), account));
   EXPECT_EQ(standardError.Text(), "");
 }
 
-TEST_F(ConfigValidation, AnExecutableThatCannotBeStartedIsToldOnStandardErrorOnly) {
+TEST_F(ConfigValidation, AnExecutableThatCannotBeStartedIsReportedOnStandardErrorOnly) {
   folder.Write(L"text.exe", "no program");
   const size_t before = LogMessagesWith("Xray config validation").size();
   std::string expected;

@@ -8,7 +8,7 @@ namespace {
 
 using Urls = std::vector<std::string>;
 
-std::string Told(std::string_view url) {
+std::string Reported(std::string_view url) {
   const std::optional<ProbeUrl> parts = SplitProbeUrl(url);
   if (!parts) return "nothing";
   return std::string(parts->secure ? "secure " : "plain ") + parts->host + " " + std::to_string(parts->port) + " " +
@@ -16,35 +16,35 @@ std::string Told(std::string_view url) {
 }
 
 TEST(ProbeUrl, ASchemeGivesItsPort) {
-  EXPECT_EQ(Told("https://example.org/generate_204"), "secure example.org 443 /generate_204");
-  EXPECT_EQ(Told("http://example.org/generate_204"), "plain example.org 80 /generate_204");
+  EXPECT_EQ(Reported("https://example.org/generate_204"), "secure example.org 443 /generate_204");
+  EXPECT_EQ(Reported("http://example.org/generate_204"), "plain example.org 80 /generate_204");
 }
 
 TEST(ProbeUrl, AnExplicitPortIsUsed) {
-  EXPECT_EQ(Told("http://127.0.0.1:8123/a/b"), "plain 127.0.0.1 8123 /a/b");
-  EXPECT_EQ(Told("https://example.org:8443"), "secure example.org 8443 /");
-  EXPECT_EQ(Told("http://h:65535/"), "plain h 65535 /");
+  EXPECT_EQ(Reported("http://127.0.0.1:8123/a/b"), "plain 127.0.0.1 8123 /a/b");
+  EXPECT_EQ(Reported("https://example.org:8443"), "secure example.org 8443 /");
+  EXPECT_EQ(Reported("http://h:65535/"), "plain h 65535 /");
 }
 
 TEST(ProbeUrl, WithoutAPathTheRootIsAskedFor) {
-  EXPECT_EQ(Told("https://example.org"), "secure example.org 443 /");
+  EXPECT_EQ(Reported("https://example.org"), "secure example.org 443 /");
 }
 
 TEST(ProbeUrl, AColonInThePathIsNoPort) {
-  EXPECT_EQ(Told("http://example.org/a:b"), "plain example.org 80 /a:b");
+  EXPECT_EQ(Reported("http://example.org/a:b"), "plain example.org 80 /a:b");
 }
 
 TEST(ProbeUrl, APortThatIsNoneIsNotTaken) {
   for (const char* url : {"http://h:/", "http://h:0/", "http://h:65536/", "http://h:80x/", "http://h:-1/",
                           "http://h:+1/", "http://h: 80/", "http://h:99999999999999999999/"}) {
-    EXPECT_EQ(Told(url), "nothing") << url;
+    EXPECT_EQ(Reported(url), "nothing") << url;
   }
 }
 
 TEST(ProbeUrl, AnotherSchemeOrNoHostIsNotTaken) {
   for (const char* url : {"", "example.org", "ftp://example.org/", "HTTP://example.org/", "http:/example.org",
                           "http://", "https:///path", "http://:80/", "http://[::1]/"}) {
-    EXPECT_EQ(Told(url), "nothing") << url;
+    EXPECT_EQ(Reported(url), "nothing") << url;
   }
 }
 
@@ -77,7 +77,7 @@ struct Recorded {
   }
 };
 
-TEST(ProbeEndpoints, TheSecondIsNotAskedWhenTheFirstAnswers) {
+TEST(ProbeEndpoints, TheSecondIsNotAskedIfTheFirstReplies) {
   Recorded session;
   EXPECT_TRUE(session.Run([](const std::string&) { return 0; }));
   EXPECT_EQ(session.probed, (Urls{std::string(kConnectivityEndpoints[0])}));

@@ -55,7 +55,7 @@ TEST(EngineCandidates, TakeARootAsItsOwnParent) {
   EXPECT_EQ(ExecutableCandidates({kRoot, kProgram}, "xray.exe")[3], kRoot / "xray" / "xray.exe");
 }
 
-TEST(EngineSearch, FindsFilesBesideTheProgramFromTheSystemFolder) {
+TEST(EngineSearch, FindsFilesNextToTheProgramFromTheSystemFolder) {
   const path system = kRoot / "windows" / "system32";
   const path wanted = kProgram / "xray" / "xray.exe";
   EXPECT_EQ(FindFirstExisting(ExecutableCandidates({system, kProgram}, "xray.exe"), Existing({wanted})).path, wanted);
@@ -123,7 +123,7 @@ TEST(EngineSearch, KeepsWhatItFoundBeforeAnError) {
 }
 
 #ifndef _WIN32
-TEST(EngineSearch, TellsTheOperationOfAnErrorThatTheFilesystemRaises) {
+TEST(EngineSearch, ReportsTheOperationOfAnErrorThatTheFilesystemRaises) {
   const path tooLong = kRoot / std::string(300, 'a');
   const auto result =
       FindFirstExisting({tooLong, kRoot}, [](const path& candidate) { return std::filesystem::exists(candidate); });

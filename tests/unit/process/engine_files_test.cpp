@@ -15,14 +15,14 @@ namespace {
 using std::filesystem::path;
 
 // Exists in the test program's own folder while this lives, so each name must belong to one test.
-struct FileBesideProgram {
-  explicit FileBesideProgram(const path& relative) : file(path(ExecutableFolder()) / relative) {
+struct FileNextToProgram {
+  explicit FileNextToProgram(const path& relative) : file(path(ExecutableFolder()) / relative) {
     std::filesystem::create_directories(file.parent_path());
     std::ofstream(file) << "x";
   }
-  FileBesideProgram(const FileBesideProgram&) = delete;
-  FileBesideProgram& operator=(const FileBesideProgram&) = delete;
-  ~FileBesideProgram() {
+  FileNextToProgram(const FileNextToProgram&) = delete;
+  FileNextToProgram& operator=(const FileNextToProgram&) = delete;
+  ~FileNextToProgram() {
     std::error_code ignored;
     std::filesystem::remove(file, ignored);
   }
@@ -39,7 +39,7 @@ std::string Narrow(const path& file) {
   return NarrowUtf16(file.wstring());
 }
 
-TEST(EngineFiles, FindsXrayInACurrentFolderWithACyrillicNameAndTellsSo) {
+TEST(EngineFiles, FindsXrayInACurrentFolderWithACyrillicNameAndLogsIt) {
   const TestFolder folder;
   Touch(path(folder.path) / "xray" / "xray.exe");
   const CurrentFolder current(folder.path);
@@ -57,7 +57,7 @@ TEST(EngineFiles, PrefersTheCurrentFolderItselfToItsXrayFolder) {
   EXPECT_EQ(FindXray(), Narrow(path(folder.path) / "xray.exe"));
 }
 
-TEST(EngineFiles, LooksInTheXrayFolderBesideTheCurrentFolder) {
+TEST(EngineFiles, LooksInTheXrayFolderNextToTheCurrentFolder) {
   const TestFolder folder;
   Touch(path(folder.path) / "xray" / "xray.exe");
   std::filesystem::create_directory(path(folder.path) / "inner");
@@ -66,31 +66,31 @@ TEST(EngineFiles, LooksInTheXrayFolderBesideTheCurrentFolder) {
 }
 
 // All three states in one test, because all tests share the program's folder.
-TEST(EngineFiles, FindsTun2SocksBesideTheProgramFromTheSystemFolderUnlessTheCurrentFolderHasIt) {
+TEST(EngineFiles, FindsTun2SocksNextToTheProgramFromTheSystemFolderUnlessTheCurrentFolderHasIt) {
   const StandardErrorCapture standardError;
   {
     const CurrentFolder current(L"C:\\windows\\system32");
     EXPECT_EQ(FindTun2Socks(), "");
     EXPECT_EQ(standardError.Text(), "");
-    const FileBesideProgram beside(path("xray") / "tun2socks.exe");
+    const FileNextToProgram beside(path("xray") / "tun2socks.exe");
     EXPECT_EQ(FindTun2Socks(), Narrow(beside.file));
     EXPECT_EQ(standardError.Text(), "VpnService: using tun2socks at " + Narrow(beside.file) + "\n");
   }
-  const FileBesideProgram beside(path("xray") / "tun2socks.exe");
+  const FileNextToProgram beside(path("xray") / "tun2socks.exe");
   const TestFolder folder;
   Touch(path(folder.path) / "tun2socks.exe");
   const CurrentFolder current(folder.path);
   EXPECT_EQ(FindTun2Socks(), Narrow(path(folder.path) / "tun2socks.exe"));
 }
 
-TEST(EngineFiles, PrefersWintunInTheXrayFolderAndTellsNothing) {
+TEST(EngineFiles, PrefersWintunInTheXrayFolderAndReportsNothing) {
   const TestFolder empty;
   const CurrentFolder current(empty.path);
   const StandardErrorCapture standardError;
   EXPECT_EQ(FindWintun(), std::vector<std::wstring>{});
-  const FileBesideProgram beside("wintun.dll");
+  const FileNextToProgram beside("wintun.dll");
   EXPECT_EQ(FindWintun(), std::vector{beside.file.wstring()});
-  const FileBesideProgram below(path("xray") / "wintun.dll");
+  const FileNextToProgram below(path("xray") / "wintun.dll");
   EXPECT_EQ(FindWintun(), (std::vector{below.file.wstring(), beside.file.wstring()}));
   EXPECT_EQ(standardError.Text(), "");
 }

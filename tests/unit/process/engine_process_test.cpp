@@ -137,7 +137,7 @@ TEST(LaunchXray, DoesNotClearTheAssetFolderWithoutGeoip) {
   EXPECT_EQ(AssetVariable(), L"C:\\earlier");
 }
 
-TEST(LaunchXray, IsNullAndTellsTheErrorWhenTheProgramIsMissing) {
+TEST(LaunchXray, IsNullAndReportsTheErrorWhenTheProgramIsMissing) {
   const TestFolder folder;
   const StandardErrorCapture standardError;
   XrayLaunchTexts texts;
@@ -206,7 +206,7 @@ TEST(LaunchXray, LetsTheEngineInheritNothingElse) {
   EXPECT_EQ(WaitForSingleObject(event.Get(), 0), DWORD{WAIT_TIMEOUT});
 }
 
-TEST(LaunchTun2Socks, TellsItsCommandLineAndItsProcessId) {
+TEST(LaunchTun2Socks, ReportsItsCommandLineAndItsProcessId) {
   const TestEngine engine;
   const StandardErrorCapture standardError;
   const std::string commandLine = "\"" + engine.folder.NarrowFile(L"tun2socks.exe") +
@@ -260,7 +260,7 @@ TEST(LaunchTun2Socks, KeepsInfoDebugAndEmptyChunksFromBothChannels) {
   EXPECT_EQ(standardError.Text().find("[Tun2Socks stderr] \n"), std::string::npos);
 }
 
-TEST(LaunchTun2Socks, TellsTheErrorWhenTheProgramIsMissing) {
+TEST(LaunchTun2Socks, ReportsTheErrorWhenTheProgramIsMissing) {
   const TestFolder folder;
   const StandardErrorCapture standardError;
   EXPECT_FALSE(LaunchTun2Socks(folder.NarrowFile(L"tun2socks.exe"), 10807));

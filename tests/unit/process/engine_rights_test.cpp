@@ -9,7 +9,7 @@ TEST(EngineRights, TheFirstChoiceNeedsNoReason) {
   EXPECT_EQ(EngineRightsLine({}), "Xray runs as LocalService");
 }
 
-TEST(EngineRights, EachFailureLeadsToTheNextAndIsTold) {
+TEST(EngineRights, EachFailureLeadsToTheNextAndIsReported) {
   EngineRightsChoice choice;
   StepDown(choice, "LogonUserW failed, error 1326");
   EXPECT_EQ(choice.rights, EngineRights::Unprivileged);
@@ -22,14 +22,14 @@ TEST(EngineRights, EachFailureLeadsToTheNextAndIsTold) {
             "privileges: CreateProcessAsUserW failed, error 5)");
 }
 
-TEST(EngineRights, BehindTheLastThereIsNone) {
+TEST(EngineRights, AfterTheLastThereIsNone) {
   EngineRightsChoice choice{EngineRights::Own, "told"};
   StepDown(choice, "again");
   EXPECT_EQ(choice.rights, EngineRights::Own);
   EXPECT_EQ(choice.reason, "told");
 }
 
-TEST(EngineRights, WhereNothingLessWillDoOnlyThatIsTold) {
+TEST(EngineRights, WhereNothingLessWillDoOnlyThatIsReported) {
   EngineRightsChoice choice;
   StepDown(choice, "x");
   TakeOwnRights(choice, "it drives the adapter itself");

@@ -240,7 +240,7 @@ TEST_F(EngineTest, IsRunAsLocalService) {
   EXPECT_EQ(log.Messages(), "");
 }
 
-TEST_F(EngineTest, ThatFailsIsRunOnceMoreWithTheServicesRightsAndToldOnce) {
+TEST_F(EngineTest, ThatFailsIsRunOnceMoreWithTheServicesRightsAndReportedOnce) {
   EXPECT_EQ(Run("exit=23"), (Calls{kLogon, "restrict logon 1", "create as logon", "create"}));
   EXPECT_FALSE(passed);
   EXPECT_EQ(log.Messages(), "Xray config validation failed (exit 23)\n");

@@ -103,7 +103,7 @@ TEST(HiddenCommand, PassesCyrillicPathsAndArgumentsWhole) {
   EXPECT_EQ(LogMessagesWith(text), Messages{"CMD exit=23: " + text});
 }
 
-TEST(HiddenCommand, RunsTheSystemsNetshDirectlyForThePrefixAndThroughTheShellBehindABlank) {
+TEST(HiddenCommand, RunsTheSystemsNetshDirectlyForThePrefixAndThroughTheShellAfterABlank) {
   // There is no such program: it starts only because of the rule that replaces the prefix "netsh".
   EXPECT_TRUE(RunHiddenCommand({"netshfoo", kGenerousMs, true}));
   const std::string token = UniqueName("token");
@@ -136,7 +136,7 @@ struct AnotherCommandShell {
   static constexpr wchar_t kAside[] = L"C:\\windows\\system32\\cmd.aside";
 };
 
-TEST(HiddenCommand, TellsASpawnFailureOnBothChannels) {
+TEST(HiddenCommand, ReportsASpawnFailureOnBothChannels) {
   const AnotherCommandShell shell;
   const StandardErrorCapture standardError;
   const std::string text = "note " + UniqueName("token");
@@ -159,9 +159,9 @@ struct Planted {
 TEST(HiddenCommand, RunsNeitherAShellNorAToolThatSomebodyHasPlanted) {
   const TestFolder folder;
   const CurrentFolder current(folder.path);
-  const Planted shellBesideTheProgram(ExecutableFolder(), L"cmd.exe");
+  const Planted shellNextToProgram(ExecutableFolder(), L"cmd.exe");
   const Planted shellInTheCurrentFolder(folder.path, L"cmd.exe");
-  const Planted toolBesideTheProgram(ExecutableFolder(), L"route.exe");
+  const Planted toolNextToProgram(ExecutableFolder(), L"route.exe");
   const Planted toolInTheCurrentFolder(folder.path, L"route.exe");
   const std::string token = UniqueName("token");
   EXPECT_FALSE(RunHiddenCommand({"exit 9 & rem " + token, kGenerousMs, true}));
@@ -211,7 +211,7 @@ TEST(XrayApiCommand, CollectsBothStreamsInOrder) {
   EXPECT_EQ(output, "onetwothree");
 }
 
-TEST(XrayApiCommand, RunsTheQuotedPathOfACyrillicFolderWithTheArgumentsBehindIt) {
+TEST(XrayApiCommand, RunsTheQuotedPathOfACyrillicFolderWithTheArgumentsAfterIt) {
   const TestFolder folder;
   folder.AddChild(L"xray.exe");
   std::string output;

@@ -61,7 +61,7 @@ TEST(SocksWait, APortOfZeroIsNotWaitedFor) {
   EXPECT_EQ(log.Messages(), "");
 }
 
-TEST(SocksWait, APortThatNeverOpensIsToldAtTheTimeOut) {
+TEST(SocksWait, APortThatNeverOpensIsReportedAtTheTimeOut) {
   const uint16_t port = SilentPort();
   const std::atomic<bool> running{true};
   const LogTail log;
@@ -69,7 +69,7 @@ TEST(SocksWait, APortThatNeverOpensIsToldAtTheTimeOut) {
   EXPECT_EQ(log.Messages(), "ERROR: SOCKS not listening on 127.0.0.1:" + std::to_string(port) + "\n");
 }
 
-TEST(SocksWait, XraysExitIsToldWithoutTheSilentPort) {
+TEST(SocksWait, XraysExitIsReportedWithoutTheSilentPort) {
   const std::atomic<bool> running{true};
   int looks = 0;
   const auto exits = [&] { return ++looks < 3 ? EngineState::Running : EngineState::Exited; };
@@ -109,10 +109,10 @@ TEST(SocksWait, LeavesWinsockAsItWas) {
 }
 
 // Accepts one connection, reads a request and replies, at once or when the test says so.
-enum class AnswerTime { AtOnce, WhenReleased };
+enum class ReplyTime { AtOnce, WhenReleased };
 struct WebServer {
-  explicit WebServer(std::string answer, AnswerTime time = AnswerTime::AtOnce)
-      : released(CreateEventW(nullptr, TRUE, time == AnswerTime::AtOnce, nullptr)),
+  explicit WebServer(std::string answer, ReplyTime time = ReplyTime::AtOnce)
+      : released(CreateEventW(nullptr, TRUE, time == ReplyTime::AtOnce, nullptr)),
         thread([this, text = std::move(answer)] { Serve(text); }) {}
   WebServer(const WebServer&) = delete;
   WebServer& operator=(const WebServer&) = delete;
@@ -215,7 +215,7 @@ TEST(Probe, CancellingWithoutARequestIsHarmless) {
 
 // The system ends the request as soon as its handle is closed. If it does not, a later reply must not count either.
 TEST(Probe, ARequestInFlightIsTakenOutAndFailsWhenItIsCancelled) {
-  const WebServer server(Response("204 No Content"), AnswerTime::WhenReleased);
+  const WebServer server(Response("204 No Content"), ReplyTime::WhenReleased);
   std::atomic<bool> running{true};
   ProbeSlot slot;
   int64_t result = 0;

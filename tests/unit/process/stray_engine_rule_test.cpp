@@ -17,33 +17,33 @@ TEST(EngineName, EveryOtherProgramIsNone) {
   }
 }
 
-TEST(UnderFolder, FilesOfTheFolderAndOfFoldersInItLieUnderIt) {
-  EXPECT_TRUE(LiesUnderFolder(L"C:\\Program Files\\Moorlak\\xray.exe", L"C:\\Program Files\\Moorlak"));
-  EXPECT_TRUE(LiesUnderFolder(L"C:\\Program Files\\Moorlak\\xray\\xray.exe", L"C:\\Program Files\\Moorlak"));
+TEST(UnderFolder, FilesOfTheFolderAndOfFoldersInItAreUnderIt) {
+  EXPECT_TRUE(IsUnderFolder(L"C:\\Program Files\\Moorlak\\xray.exe", L"C:\\Program Files\\Moorlak"));
+  EXPECT_TRUE(IsUnderFolder(L"C:\\Program Files\\Moorlak\\xray\\xray.exe", L"C:\\Program Files\\Moorlak"));
 }
 
 TEST(UnderFolder, LetterCaseDoesNotCount) {
-  EXPECT_TRUE(LiesUnderFolder(L"c:\\program files\\MOORLAK\\xray\\XRAY.EXE", L"C:\\Program Files\\Moorlak"));
+  EXPECT_TRUE(IsUnderFolder(L"c:\\program files\\MOORLAK\\xray\\XRAY.EXE", L"C:\\Program Files\\Moorlak"));
 }
 
-TEST(UnderFolder, AnEngineOfAnotherFolderDoesNotLieUnderIt) {
-  EXPECT_FALSE(LiesUnderFolder(L"D:\\tools\\xray.exe", L"C:\\Program Files\\Moorlak"));
-  EXPECT_FALSE(LiesUnderFolder(L"C:\\Program Files\\xray.exe", L"C:\\Program Files\\Moorlak"));
+TEST(UnderFolder, AnEngineOfAnotherFolderIsNotUnderIt) {
+  EXPECT_FALSE(IsUnderFolder(L"D:\\tools\\xray.exe", L"C:\\Program Files\\Moorlak"));
+  EXPECT_FALSE(IsUnderFolder(L"C:\\Program Files\\xray.exe", L"C:\\Program Files\\Moorlak"));
 }
 
 TEST(UnderFolder, AFolderWhoseNameOnlyBeginsAlikeIsAnotherFolder) {
-  EXPECT_FALSE(LiesUnderFolder(L"C:\\Program Files\\Moorlak2\\xray.exe", L"C:\\Program Files\\Moorlak"));
-  EXPECT_FALSE(LiesUnderFolder(L"C:\\Program Files\\Moorlak", L"C:\\Program Files\\Moorlak"));
+  EXPECT_FALSE(IsUnderFolder(L"C:\\Program Files\\Moorlak2\\xray.exe", L"C:\\Program Files\\Moorlak"));
+  EXPECT_FALSE(IsUnderFolder(L"C:\\Program Files\\Moorlak", L"C:\\Program Files\\Moorlak"));
 }
 
 TEST(UnderFolder, AnUnknownFolderOrPathMatchesNothing) {
-  EXPECT_FALSE(LiesUnderFolder(L"\\xray.exe", L""));
-  EXPECT_FALSE(LiesUnderFolder(L"", L"C:\\Program Files\\Moorlak"));
-  EXPECT_FALSE(LiesUnderFolder(L"", L""));
+  EXPECT_FALSE(IsUnderFolder(L"\\xray.exe", L""));
+  EXPECT_FALSE(IsUnderFolder(L"", L"C:\\Program Files\\Moorlak"));
+  EXPECT_FALSE(IsUnderFolder(L"", L""));
 }
 
-TEST(UnderFolder, APathWithSlashesLiesThereToo) {
-  EXPECT_TRUE(LiesUnderFolder(L"C:\\Moorlak/xray.exe", L"C:\\Moorlak"));
+TEST(UnderFolder, APathWithSlashesIsUnderItToo) {
+  EXPECT_TRUE(IsUnderFolder(L"C:\\Moorlak/xray.exe", L"C:\\Moorlak"));
 }
 
 }  // namespace

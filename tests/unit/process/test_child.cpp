@@ -56,31 +56,31 @@ std::string Unescaped(std::string text) {
   return text;
 }
 
-void TellEnvironment(const std::wstring& name) {
+void PrintEnvironment(const std::wstring& name) {
   wchar_t value[1024];
   const DWORD length = GetEnvironmentVariableW(name.c_str(), value, 1024);
   Tell(Narrow(name) + (length == 0 ? " unset" : "=" + Narrow({value, length})));
 }
 
-void TellCurrentFolder() {
+void PrintCurrentFolder() {
   wchar_t folder[1024];
   Tell("cwd=" + Narrow({folder, GetCurrentDirectoryW(1024, folder)}));
 }
 
-void TellStartup() {
+void PrintStartup() {
   STARTUPINFOW startup{};
   GetStartupInfoW(&startup);
   Tell("startup flags=" + std::to_string(startup.dwFlags) + " show=" + std::to_string(startup.wShowWindow));
 }
 
 // The value that the parent passed: the system may replace an unusable handle with another one.
-void TellInputValue() {
+void PrintInputValue() {
   STARTUPINFOW startup{};
   GetStartupInfoW(&startup);
   Tell(std::to_string(reinterpret_cast<uintptr_t>(startup.hStdInput)));
 }
 
-void TellStreams() {
+void PrintStreams() {
   std::string text = "streams";
   for (const DWORD stream : {STD_INPUT_HANDLE, STD_OUTPUT_HANDLE, STD_ERROR_HANDLE}) {
     const DWORD type = GetFileType(GetStdHandle(stream));
@@ -130,7 +130,7 @@ void RedirectOutput(const std::wstring& path) {
 }
 
 void PerformOnNames(std::wstring_view verb, const std::wstring& value) {
-  if (verb == L"env") TellEnvironment(value);
+  if (verb == L"env") PrintEnvironment(value);
   if (verb == L"to") RedirectOutput(value);
   if (verb == L"set") SetEvent(reinterpret_cast<HANDLE>(std::stoull(value)));
   if (verb == L"hold") Hold(value);
@@ -147,11 +147,11 @@ void Perform(const std::wstring& action) {
   if (verb == L"out") Write(STD_OUTPUT_HANDLE, Unescaped(Narrow(value)));
   if (verb == L"err") Write(STD_ERROR_HANDLE, Unescaped(Narrow(value)));
   if (verb == L"bytes") WriteBytes(std::stoull(value));
-  if (verb == L"cwd") TellCurrentFolder();
+  if (verb == L"cwd") PrintCurrentFolder();
   if (verb == L"cmdline") Tell("cmdline=" + Narrow(GetCommandLineW()));
-  if (verb == L"startup") TellStartup();
-  if (verb == L"streams") TellStreams();
-  if (verb == L"input-value") TellInputValue();
+  if (verb == L"startup") PrintStartup();
+  if (verb == L"streams") PrintStreams();
+  if (verb == L"input-value") PrintInputValue();
   if (verb == L"echo") Echo();
   if (verb == L"sleep") Sleep(INFINITE);
   if (verb == L"exit") ExitProcess(static_cast<UINT>(std::stoul(value)));

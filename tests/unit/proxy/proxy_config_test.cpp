@@ -60,7 +60,7 @@ TEST(IsBalanced, TheTwoKindsAreCountedApart) {
   EXPECT_FALSE(IsBalanced("[[]"));
 }
 
-TEST(StatisticsSections, AllThreeAreInsertedBehindTheFirstBrace) {
+TEST(StatisticsSections, AllThreeAreInsertedAfterTheFirstBrace) {
   EXPECT_EQ(AddStatisticsSections(R"({"log":{}})", 10085), std::string(kAllSections) + R"(,"log":{}})");
 }
 
@@ -173,7 +173,7 @@ TEST(SocksPort, TheTagComesBeforeTheProtocolAndThatBeforeTheFirstInbound) {
   EXPECT_EQ(FindSocksPort(R"("inbounds":[{"port":1,"protocol":"http"}])"), 1);
 }
 
-TEST(SocksPort, AHeadWithoutAPortBehindItGivesWayToTheNextPattern) {
+TEST(SocksPort, AHeadWithoutAPortAfterItGivesWayToTheNextPattern) {
   EXPECT_EQ(FindSocksPort(R"({"inbounds":[{"port":1080,"protocol":"socks","tag":"in_proxy"}]})"), 1080);
 }
 

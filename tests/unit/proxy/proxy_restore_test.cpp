@@ -109,7 +109,7 @@ TEST(ProxyRestore, FlagsThatTheUserChoseStayButOurServerGoes) {
   }
 }
 
-TEST(ProxyRestore, TheDirectBitIsNotToldByEverySystem) {
+TEST(ProxyRestore, TheDirectBitIsNotReportedByEverySystem) {
   ProxySettings current = Ours();
   current.flags = kProxyTypeProxy;
   EXPECT_TRUE(PlanRestore(Backup(), current).flags);

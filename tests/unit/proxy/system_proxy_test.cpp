@@ -29,7 +29,7 @@ struct SystemProxy : testing::Test {
   ProxyRegistryGuard registry;
 };
 
-bool BackupStands() {
+bool BackupExists() {
   return GetFileAttributesW(kProxyRestoreFile) != INVALID_FILE_ATTRIBUTES;
 }
 
@@ -55,9 +55,9 @@ void UsePreviousProxy() {
 
 TEST_F(SystemProxy, TheRecoveryFileGoesOnceItsHolderHasLetGo) {
   ASSERT_TRUE(SetSystemProxy("localhost", 10807));
-  ASSERT_TRUE(BackupStands());
+  ASSERT_TRUE(BackupExists());
   EXPECT_TRUE(WhileHeld(kProxyRestoreFile, RestoreSystemProxy));
-  EXPECT_FALSE(BackupStands());
+  EXPECT_FALSE(BackupExists());
 }
 
 TEST_F(SystemProxy, IsPointedAtTheSocksPort) {
@@ -80,7 +80,7 @@ TEST_F(SystemProxy, TheSettingsBeforeOursAreKeptInTheRecoveryFileUntilTheyAreBac
   EXPECT_EQ(backup->ourServer, "socks=localhost:10807");
 
   EXPECT_TRUE(RestoreSystemProxy());
-  EXPECT_FALSE(BackupStands());
+  EXPECT_FALSE(BackupExists());
   EXPECT_EQ(ReadSystemProxy(), before);
 }
 
@@ -145,7 +145,7 @@ TEST_F(SystemProxy, ABackupOfAKilledSessionIsPutBack) {
   WriteInternetSetting(L"ProxyServer", std::wstring(L"socks=localhost:10807"));
   EXPECT_TRUE(RestoreSystemProxy());
   EXPECT_EQ(ReadSystemProxy()->server, "proxy.example:8080");
-  EXPECT_FALSE(BackupStands());
+  EXPECT_FALSE(BackupExists());
 }
 
 TEST_F(SystemProxy, ABackupOfASessionKilledBeforeItSetAnythingChangesNothing) {
@@ -154,7 +154,7 @@ TEST_F(SystemProxy, ABackupOfASessionKilledBeforeItSetAnythingChangesNothing) {
   WriteBackup({*ReadSystemProxy(), "socks=localhost:10807", OwnAccount()});
   EXPECT_TRUE(RestoreSystemProxy());
   EXPECT_EQ(ReadInternetSettings(), before);
-  EXPECT_FALSE(BackupStands());
+  EXPECT_FALSE(BackupExists());
 }
 
 TEST_F(SystemProxy, ABackupOfAnotherAccountIsLeftForItAndNeverOverwritten) {
@@ -168,7 +168,7 @@ TEST_F(SystemProxy, ABackupOfAnotherAccountIsLeftForItAndNeverOverwritten) {
   EXPECT_EQ(ReadBackup(), others);
 }
 
-TEST_F(SystemProxy, ABackupThatSomebodyHoldsIsKeptAndToldAsAFailure) {
+TEST_F(SystemProxy, ABackupThatSomebodyHoldsIsKeptAndReportedAsAFailure) {
   UsePreviousProxy();
   ASSERT_TRUE(SetSystemProxy("localhost", 10807));
   const RegistryValues ours = ReadInternetSettings();
@@ -189,7 +189,7 @@ TEST_F(SystemProxy, AServerThatTheUserChoseMeanwhileStays) {
   const auto current = ReadSystemProxy();
   EXPECT_EQ(current->server, "user.example:3128");
   EXPECT_EQ(current->flags & kProxyTypeProxy, kProxyTypeProxy);
-  EXPECT_FALSE(BackupStands());
+  EXPECT_FALSE(BackupExists());
 }
 
 TEST_F(SystemProxy, AProxyThatTheUserSwitchedOffMeanwhileStaysOff) {
@@ -214,10 +214,10 @@ TEST_F(SystemProxy, ABackupOfAnotherUserIsNotBelieved) {
   ASSERT_TRUE(SetSystemProxy("localhost", 10807));
   const RegistryValues ours = ReadInternetSettings();
   if (LinuxPath(kProxyRestoreFile).empty()) GTEST_SKIP() << "needs Wine to change an owner";
-  ASSERT_TRUE(GiveToAnotherUser(kProxyRestoreFile));
+  ASSERT_TRUE(SetForeignOwner(kProxyRestoreFile));
   EXPECT_TRUE(RestoreSystemProxy());
   EXPECT_EQ(ReadInternetSettings(), ours);
-  EXPECT_TRUE(BackupStands());
+  EXPECT_TRUE(BackupExists());
 }
 
 TEST_F(SystemProxy, WithoutADurableBackupNothingIsChanged) {

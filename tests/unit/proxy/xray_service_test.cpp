@@ -128,7 +128,7 @@ TEST_F(XrayServiceWithEngine, AConfigurationWithoutASocksInboundUses10807) {
   EXPECT_TRUE(ProxyIsSet(10807));
 }
 
-TEST_F(XrayServiceWithEngine, AnEngineThatDiesIsToldAndTheProxyComesBack) {
+TEST_F(XrayServiceWithEngine, AnEngineThatDiesIsReportedAndTheProxyComesBack) {
   const LifeSign end;
   ASSERT_TRUE(service.Start(Config("wait=" + end.readyName)));
   ASSERT_TRUE(ProxyIsSet(10807));

@@ -64,8 +64,8 @@ std::wstring NameOf(HANDLE file) {
   return std::filesystem::path(path).filename();
 }
 
-DWORD WINAPI NoteFileCall(HANDLE file, SE_OBJECT_TYPE type, SECURITY_INFORMATION parts, PSID owner, PSID group,
-                          PACL dacl, PACL sacl) {
+DWORD WINAPI RecordFileCall(HANDLE file, SE_OBJECT_TYPE type, SECURITY_INFORMATION parts, PSID owner, PSID group,
+                            PACL dacl, PACL sacl) {
   EXPECT_EQ(type, SE_FILE_OBJECT);
   calls.push_back({NameOf(file), parts, owner != nullptr || group != nullptr || sacl != nullptr, TextOf(dacl)});
   if (plannedResult != ERROR_SUCCESS) return plannedResult;
@@ -74,7 +74,7 @@ DWORD WINAPI NoteFileCall(HANDLE file, SE_OBJECT_TYPE type, SECURITY_INFORMATION
   return system(file, type, parts, owner, group, dacl, sacl);
 }
 
-BOOL WINAPI NoteFolderCall(HANDLE folder, SECURITY_INFORMATION parts, PSECURITY_DESCRIPTOR descriptor) {
+BOOL WINAPI RecordFolderCall(HANDLE folder, SECURITY_INFORMATION parts, PSECURITY_DESCRIPTOR descriptor) {
   calls.push_back({NameOf(folder), parts, false, TextOf(descriptor)});
   static const auto system = reinterpret_cast<decltype(&SetKernelObjectSecurity)>(
       reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"advapi32.dll"), "SetKernelObjectSecurity")));
@@ -153,7 +153,7 @@ TEST_F(LogAccess, ALogThatCannotBeOpenedGetsThemBeforeTheSecondTry) {
 // Another user's file under this name is put aside. The file that replaces it is created with the rules.
 TEST_F(LogAccess, AFileOfAStrangerUnderTheNameGetsNoRules) {
   WriteLogLine("rotates");
-  if (!GiveToAnotherUser(kLogFile)) GTEST_SKIP() << "needs Wine to change an owner";
+  if (!SetForeignOwner(kLogFile)) GTEST_SKIP() << "needs Wine to change an owner";
   calls.clear();
   ApplyLogAccessRules();
   EXPECT_EQ(calls, std::vector<AccessCall>{BothRules()[0]});
@@ -165,7 +165,7 @@ TEST_F(LogAccess, AFileOfAStrangerUnderTheNameGetsNoRules) {
 // The import table's slots for these functions: this program's calls of them go to the functions above.
 extern "C" {
 extern decltype(&SetSecurityInfo) __imp_SetSecurityInfo;
-decltype(&SetSecurityInfo) __imp_SetSecurityInfo = moorlak::NoteFileCall;
+decltype(&SetSecurityInfo) __imp_SetSecurityInfo = moorlak::RecordFileCall;
 extern decltype(&SetKernelObjectSecurity) __imp_SetKernelObjectSecurity;
-decltype(&SetKernelObjectSecurity) __imp_SetKernelObjectSecurity = moorlak::NoteFolderCall;
+decltype(&SetKernelObjectSecurity) __imp_SetKernelObjectSecurity = moorlak::RecordFolderCall;
 }

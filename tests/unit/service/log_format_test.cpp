@@ -16,7 +16,7 @@ std::tm SomeTime() {
   return time;
 }
 
-TEST(LogFormat, PutsTheLocalTimeBeforeTheMessageAndCrLfBehindIt) {
+TEST(LogFormat, PutsTheLocalTimeBeforeTheMessageAndCrLfAfterIt) {
   EXPECT_EQ(FormatLogLine(SomeTime(), "MoorlakTunnel: stopped"), "2026-01-31 09:05:07 MoorlakTunnel: stopped\r\n");
 }
 
@@ -53,7 +53,7 @@ TEST(LogFormat, WritesTheBanner) {
             "=== session banner role=tunnel_service os=Windows 10.0.19045 pid=4242 ===");
 }
 
-TEST(LogFormat, TellsWhereToSendTheLog) {
+TEST(LogFormat, ReportsWhereToSendTheLog) {
   EXPECT_EQ(SupportLine(),
             "Support: if something fails, send C:\\ProgramData\\Moorlak\\logs\\tunnel.log to Moorlak support (see "
             "C:\\ProgramData\\Moorlak\\SUPPORT.txt)");

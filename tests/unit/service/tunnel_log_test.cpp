@@ -179,8 +179,8 @@ TEST_F(TunnelLog, WaitsForAnotherWriter) {
 }
 
 // Records for how long this thread would wait, without waiting.
-struct WaitsNoted {
-  WaitsNoted() : replaced(__imp_WaitForSingleObject, Note) {
+struct RecordedWaits {
+  RecordedWaits() : replaced(__imp_WaitForSingleObject, Note) {
     Thread() = GetCurrentThreadId();
     Noted().clear();
   }
@@ -208,10 +208,10 @@ TEST_F(TunnelLog, DoesNotWaitForEverForAWriterOfItsOwn) {
   const KernelHandle mutex(CreateMutexW(&attributes, TRUE, kLogMutexName));
   std::vector<DWORD> waits;
   std::thread([&] {
-    const WaitsNoted noted;
+    const RecordedWaits noted;
     WriteLogLine("written without it");
     WriteLogLine("and the next one does not wait again");
-    waits = WaitsNoted::Noted();
+    waits = RecordedWaits::Noted();
   }).join();
   EXPECT_EQ(waits, (std::vector<DWORD>{0, 10'000, 0}));
   EXPECT_EQ(LogLines().size(), 2u);
@@ -221,9 +221,9 @@ TEST_F(TunnelLog, DoesNotWaitForEverForAWriterOfItsOwn) {
   const KernelHandle again(CreateMutexW(&attributes, TRUE, kLogMutexName));
   ASSERT_EQ(WaitForSingleObject(again.Get(), 0), WAIT_OBJECT_0);
   std::thread([&] {
-    const WaitsNoted noted;
+    const RecordedWaits noted;
     WriteLogLine("without it");
-    waits = WaitsNoted::Noted();
+    waits = RecordedWaits::Noted();
   }).join();
   EXPECT_EQ(waits, (std::vector<DWORD>{0, 10'000}));
   ReleaseMutex(again.Get());

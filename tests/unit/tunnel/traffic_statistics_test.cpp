@@ -43,7 +43,7 @@ class Loop {
  public:
   explicit Loop(const std::string& actions) {
     folder.AddChild(L"xray.exe");
-    AnswerBy(actions);
+    ReplyBy(actions);
     service.xrayPath = folder.NarrowFile(L"xray.exe");
     service.running = true;
     thread = std::thread([this] {
@@ -58,7 +58,7 @@ class Loop {
     thread.join();
   }
 
-  void AnswerBy(const std::string& actions) const {
+  void ReplyBy(const std::string& actions) const {
     ASSERT_TRUE(WriteFileDurably(folder.File(L"api_actions.txt"), actions));
   }
   void End() { service.running = false; }
@@ -91,10 +91,10 @@ TEST(TrafficStatistics, KeepTheTotalsWhenAQueryFailsAndStoreZeroForAnAnswerWitho
   const Signal answer;
   const Loop loop(Counters({11, 22}));
   ASSERT_TRUE(loop.Shows({11, 22}));
-  loop.AnswerBy("signal=" + hung.name + "\nsleep\n");
+  loop.ReplyBy("signal=" + hung.name + "\nsleep\n");
   ASSERT_TRUE(hung.Comes());
   // The next query has begun, so the one that hung has ended.
-  loop.AnswerBy("signal=" + asked.name + "\nwait=" + answer.name + "\nout=failed to dial\n");
+  loop.ReplyBy("signal=" + asked.name + "\nwait=" + answer.name + "\nout=failed to dial\n");
   ASSERT_TRUE(asked.Comes());
   EXPECT_EQ(loop.Totals(), (Traffic{11, 22}));
   answer.Set();

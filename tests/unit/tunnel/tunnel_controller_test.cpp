@@ -68,7 +68,7 @@ TEST_F(ControllerWithEngine, AnOlderStartsNumberStopsNothing) {
   EXPECT_EQ(log.Messages(), "");
 }
 
-TEST_F(ControllerWithEngine, TheCurrentStartsNumberStopsTheTunnelAndTellsWhy) {
+TEST_F(ControllerWithEngine, TheCurrentStartsNumberStopsTheTunnelAndReportsWhy) {
   const LifeSign life;
   EXPECT_EQ(StartError(Config(life), true), "");
   ASSERT_TRUE(life.Started());
@@ -120,12 +120,12 @@ class ControllerWithEngines : public ControllerWithEngine {
   }
 };
 
-TEST_F(ControllerWithEngines, TellsWhenXrayHasBeenTakenAway) {
+TEST_F(ControllerWithEngines, ReportsWhenXrayHasBeenTakenAway) {
   ASSERT_TRUE(DeleteFileW(folder.File(L"xray.exe").c_str()));
   EXPECT_EQ(StartError("{}", false), kXrayMissing);
 }
 
-TEST_F(ControllerWithEngines, TellsWhenTun2SocksHasBeenTakenAwayUnlessTheEngineNeedsNone) {
+TEST_F(ControllerWithEngines, ReportsWhenTun2SocksHasBeenTakenAwayUnlessTheEngineNeedsNone) {
   ASSERT_TRUE(DeleteFileW(folder.File(L"tun2socks.exe").c_str()));
   EXPECT_EQ(StartError("{}", false), kTun2SocksMissing);
   EXPECT_EQ(StartError(R"({"moorlakMeta":{"__moorlak_blocked_apps":["C:\\a.exe"]}})", false), kGeoFilesMissing);
@@ -143,7 +143,7 @@ TEST_F(ControllerWithEngines, FindsThemWhereTheyHaveMovedAndWhenTheyAreBack) {
   ASSERT_TRUE(RemoveDirectoryW(folder.File(L"xray").c_str()));
 }
 
-TEST_F(ControllerWithEngines, AreToldOnceOnStandardErrorWhenTheVpnEngineIsMade) {
+TEST_F(ControllerWithEngines, AreReportedOnceOnStandardErrorWhenTheVpnEngineIsMade) {
   const StandardErrorCapture standardError;
   VpnService made;
   const std::string xray = folder.NarrowFile(L"xray.exe");
@@ -173,13 +173,13 @@ TEST_F(Controller, LetsAConfigurationThatBeginsWithABracketPassItsCheck) {
   EXPECT_EQ(StartError("[]", false), kXrayMissing);
 }
 
-TEST_F(Controller, AnswersAVpnStartWithoutAnEngine) {
+TEST_F(Controller, RepliesToAVpnStartWithoutAnEngine) {
   EXPECT_EQ(StartError("{}", false), kXrayMissing);
   EXPECT_FALSE(controller->IsRunning());
   EXPECT_FALSE(controller->proxyMode);
 }
 
-TEST_F(Controller, TellsWhenProxyModeCannotStart) {
+TEST_F(Controller, ReportsWhenProxyModeCannotStart) {
   EXPECT_EQ(StartError("{]", true),
             "Could not start proxy mode. Ensure xray.exe is in the xray folder next to moor_lak.exe.");
   EXPECT_FALSE(controller->IsRunning());

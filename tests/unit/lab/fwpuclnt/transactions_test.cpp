@@ -41,7 +41,7 @@ TEST_F(FilterTransactions, WithoutOneACallChangesTheMachineAtOnce) {
   EXPECT_EQ(state.wfp.filters.size(), 1u);
 }
 
-TEST_F(FilterTransactions, NothingIsInTheMachineBeforeTheCommitAndAllBehindIt) {
+TEST_F(FilterTransactions, NothingIsInTheMachineBeforeTheCommitAndAllAfterIt) {
   ASSERT_EQ(Begin(session), 0u);
   AddAll(session);
   EXPECT_TRUE(IsEmpty());

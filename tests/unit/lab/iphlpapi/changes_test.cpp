@@ -7,12 +7,12 @@
 namespace moorlak::lab {
 namespace {
 
-TEST(Changes, AMachineThatStaysTellsNothing) {
+TEST(Changes, AMachineThatStaysReportsNothing) {
   EXPECT_TRUE(ChangedInterfaces(MixedMachine(), MixedMachine()).empty());
   EXPECT_TRUE(ChangedAddresses(MixedMachine(), MixedMachine()).empty());
 }
 
-TEST(Changes, AnAdapterThatComesIsToldForEachFamilyWithItsAddresses) {
+TEST(Changes, AnAdapterThatComesIsReportedForEachFamilyWithItsAddresses) {
   const MachineState before = DhcpMachine();
   MachineState now = before;
   const Adapter dock = AddPhysicalAdapter(now, "Dock", 6, 9);

@@ -172,7 +172,7 @@ TEST(UnicastAddress, OneThatIsNotThereIsNotFound) {
   EXPECT_EQ(state, DhcpMachine());
 }
 
-TEST(Network, HasNoBitsBehindThePrefix) {
+TEST(Network, HasNoBitsAfterThePrefix) {
   EXPECT_EQ(NetworkOf("203.0.113.199", 25, false), "203.0.113.128");
   EXPECT_EQ(NetworkOf("203.0.113.199", 0, false), "0.0.0.0");
   EXPECT_EQ(NetworkOf("2001:db8:ffff::1", 36, true), "2001:db8:f000::");

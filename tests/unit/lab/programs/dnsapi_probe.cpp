@@ -37,7 +37,7 @@ bool ComparesNames() {
   return compare != nullptr && compare(L"Name.example", L"nAME.EXAMPLE") && !compare(L"a.example", L"b.example");
 }
 
-bool AnswersLikeWinesOwn(HMODULE standIn) {
+bool BehavesLikeWinesOwn(HMODULE standIn) {
   const HMODULE own = LoadLibraryW(L"C:\\windows\\system32\\dnsapi.dll");
   if (own == nullptr || own == standIn) return false;
   wchar_t expected[256] = {};
@@ -62,6 +62,6 @@ int wmain(int count, wchar_t** arguments) {
   if (NetworkParametersCanBeRead()) works += 2;
   // Wine's own dnsapi is loaded by now; the bare name must still find the stand-in.
   if (StandIn() == standIn) works += 4;
-  if (AnswersLikeWinesOwn(standIn)) works += 8;
+  if (BehavesLikeWinesOwn(standIn)) works += 8;
   return works;
 }

@@ -110,7 +110,7 @@ TEST_F(EnginePrograms, TheEnginesRunsAreCallsThatCanFail) {
                                                      "2 machine_link.exe xray -config C:\\one.json -> 23"}));
 }
 
-TEST_F(EnginePrograms, TheEngineIsToldOfTheFaultsThatItCarriesOutItself) {
+TEST_F(EnginePrograms, TheEngineIsGivenTheFaultsThatItCarriesOutItself) {
   Plan("die", "xray", 500);
   Plan("print", "xray", 70000);
   EXPECT_EQ(RunLink("call xray -config").output, "die 500\nprint 70000\n");

@@ -14,7 +14,7 @@ EngineTunnel Wanted() {
   return {kTunnelName, "10.0.85.1/24", {"0.0.0.0/0", "::/0"}, kEngine, 10807};
 }
 
-TEST(EngineTunnelAdapter, IsUpWithTheAddressBehindItsGateway) {
+TEST(EngineTunnelAdapter, IsUpWithTheAddressAfterItsGateway) {
   MachineState machine = DhcpMachine();
   ASSERT_EQ(RaiseEngineTunnel(machine, Wanted()), 0u);
   const Adapter& adapter = Named(machine, kTunnelName);

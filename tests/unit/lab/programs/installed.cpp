@@ -25,7 +25,7 @@ std::wstring LabFile(const std::wstring& name) {
   return TestFolder() + L"..\\..\\..\\..\\lab\\" + name;
 }
 
-std::wstring FileBesideTests(const std::wstring& name) {
+std::wstring FileNextToTests(const std::wstring& name) {
   return TestFolder() + name;
 }
 

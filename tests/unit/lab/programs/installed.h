@@ -13,7 +13,7 @@ inline constexpr DWORD kPatienceMs = 60000;
 
 // A file in the build's lab folder ("programs\\netsh.exe"), or next to the tests.
 std::wstring LabFile(const std::wstring& name);
-std::wstring FileBesideTests(const std::wstring& name);
+std::wstring FileNextToTests(const std::wstring& name);
 
 std::wstring InSystemFolder(const std::wstring& name);
 

@@ -43,7 +43,7 @@ TEST(Ipconfig, LeavesDisabledAdaptersOut) {
   EXPECT_EQ(List(machine).find("Wi-Fi"), std::string::npos);
 }
 
-TEST(Ipconfig, LetsTheServiceFindAnIpv4GatewayThatStandsFirst) {
+TEST(Ipconfig, LetsTheServiceFindAnIpv4GatewayThatIsFirst) {
   MachineState machine = DhcpMachine();
   DropIpv6Defaults(machine);
   EXPECT_EQ(GatewayInIpconfig(List(machine)), "192.0.2.1");
@@ -54,7 +54,7 @@ TEST(Ipconfig, LetsTheServiceFindAnIpv4GatewayThatStandsFirst) {
   EXPECT_EQ(GatewayInIpconfig(List(tunnel)), "10.0.85.1");
 }
 
-TEST(Ipconfig, HidesTheIpv4GatewayBehindAnIpv6One) {
+TEST(Ipconfig, HidesTheIpv4GatewayAfterAnIpv6One) {
   EXPECT_EQ(GatewayInIpconfig(List(DhcpMachine())), "");
 }
 

@@ -384,7 +384,7 @@ TEST(NetshDeleteRoute, TakesTheRouteInForceAndItsStoredCopy) {
   Refused(machine, "netsh interface ipv4 delete route 198.51.100.0/24 \"Ethernet\" 192.0.2.9", "Element not found.");
 }
 
-TEST(NetshDeleteRoute, LeavesTheStoredCopyWhenItIsToldSo) {
+TEST(NetshDeleteRoute, LeavesTheStoredCopyOnRequest) {
   MachineState machine = DhcpMachine();
   Done(machine, "netsh interface ip add route 198.51.100.0/24 \"Ethernet\" 192.0.2.9 metric=1");
   Done(machine, "netsh interface ip delete route 198.51.100.0/24 \"Ethernet\" store=active");

@@ -34,7 +34,7 @@ TEST_P(ProductCommands, BringTheTunnelsDefaultRouteUpAndDown) {
   EXPECT_FALSE(HasRoute(machine.ipv4Routes, expected));
 }
 
-TEST_P(ProductCommands, SetNameServersAndGiveThemBack) {
+TEST_P(ProductCommands, SetNameServersAndRestoreThem) {
   const std::string before = Show(machine);
   Netsh(DeleteIpv4Dns(name).text);
   Netsh(DeleteIpv6Dns(name).text);

@@ -71,7 +71,7 @@ TEST_F(ConsolePrograms, DoWhatTheirCoresDoForEveryCommandOfASession) {
   }
 }
 
-TEST_F(ConsolePrograms, LogTheirCommandLineAsItStands) {
+TEST_F(ConsolePrograms, LogTheirCommandLineUnchanged) {
   CreateMachine(DhcpMachine());
   RunCommand("netsh interface ipv4  delete dns name=\"Ethernet\" all");
   RunCommand("route DELETE 203.0.113.7");
@@ -165,7 +165,7 @@ class DnsapiStandIn : public testing::Test {
     const std::wstring folder = std::wstring(kFolder) + L"\\";
     ASSERT_TRUE(Replace(LabFile(L"stand_in\\dnsapi.dll"), folder + L"dnsapi.dll"));
     ASSERT_TRUE(Replace(LabFile(L"stand_in\\x_dnsapi.dll"), folder + L"x_dnsapi.dll"));
-    ASSERT_TRUE(Replace(FileBesideTests(L"lab_dnsapi_probe.exe"), folder + L"lab_dnsapi_probe.exe"));
+    ASSERT_TRUE(Replace(FileNextToTests(L"lab_dnsapi_probe.exe"), folder + L"lab_dnsapi_probe.exe"));
     ASSERT_TRUE(PreferNative(L"dnsapi", L"lab_dnsapi_probe.exe"));
   }
   static constexpr wchar_t kFolder[] = L"C:\\lab-dnsapi";

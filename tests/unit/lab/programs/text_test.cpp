@@ -17,7 +17,7 @@ TEST(CommandWords, AreSplitAsTheCRuntimeDoes) {
   EXPECT_EQ(CommandWords("x"), Words{});
 }
 
-TEST(ConsoleText, TellsTheArgumentsAsTheyStand) {
+TEST(ConsoleText, ReportsTheArgumentsUnchanged) {
   EXPECT_EQ(ArgumentsText("netsh interface  \"a b\" "), "interface  \"a b\" ");
   EXPECT_EQ(ArgumentsText("\"C:\\Program Files\\x.exe\"   y"), "y");
   EXPECT_EQ(ArgumentsText("route"), "");
@@ -52,7 +52,7 @@ TEST(IpText, ReadsAnIpv4Address) {
     EXPECT_FALSE(ParseIpv4(wrong)) << wrong;
 }
 
-TEST(IpText, TellsMasksFromPrefixes) {
+TEST(IpText, DerivesMasksFromPrefixes) {
   for (uint32_t length = 0; length <= 32; ++length) EXPECT_EQ(PrefixLengthOf(MaskOf(length)), length);
   EXPECT_EQ(MaskOf(8), 0xFF000000u);
   EXPECT_FALSE(PrefixLengthOf(0xFF00FF00u));
@@ -72,7 +72,7 @@ TEST(IpText, WritesAnIpv6AddressInOneSpelling) {
     EXPECT_FALSE(CanonicalAddress(wrong, true)) << wrong;
 }
 
-TEST(IpText, ReadsAPrefixAndSeesBitsBehindIt) {
+TEST(IpText, ReadsAPrefixAndSeesBitsAfterIt) {
   EXPECT_FALSE(ParsePrefix("0.0.0.0/0", false)->hasHostBits);
   EXPECT_FALSE(ParsePrefix("10.0.0.0/8", false)->hasHostBits);
   EXPECT_TRUE(ParsePrefix("10.0.0.1/8", false)->hasHostBits);

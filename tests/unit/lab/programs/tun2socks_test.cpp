@@ -68,7 +68,7 @@ TEST(Tun2Socks, MakesAnAdapterThatIsNotThere) {
   EXPECT_EQ(machine.devices.back().ownerProcess, kProgram);
 }
 
-TEST(Tun2Socks, MakesItsOwnBesideTheServicesWhereThatIsTheMachinesHabit) {
+TEST(Tun2Socks, MakesItsOwnNextToTheServicesWhereThatIsTheMachinesHabit) {
   MachineState machine = WithServicesAdapter();
   machine.adapterHabits.tun2socksMakesItsOwn = true;
   machine.record.calls = 7;
@@ -88,7 +88,7 @@ TEST(Tun2Socks, LeavesAnAdapterAloneThatAnotherUses) {
 }
 
 // The line about the start must not reach the tunnel log, a failure must.
-TEST(Tun2Socks, TellsOfItsStartAtTheLevelOfInformation) {
+TEST(Tun2Socks, ReportsItsStartAtTheLevelOfInformation) {
   MachineState machine = WithServicesAdapter();
   EXPECT_NE(RunTun2Socks(machine, ServiceWords(10807), kProgram).output.find("\"level\":\"info\""), std::string::npos);
   EXPECT_NE(RunTun2Socks(machine, ServiceWords(10807), 12).output.find("\"level\":\"fatal\""), std::string::npos);

@@ -43,7 +43,7 @@ TEST(LabDevices, ReadsTheTwoPropertiesThatDevicesHave) {
   EXPECT_EQ(text, "Moorlak Tunnel");
 }
 
-TEST(LabDevices, TellsAMissingPropertyFromAMissingDeviceAndFromNoProperty) {
+TEST(LabDevices, DistinguishesAMissingPropertyFromAMissingDeviceAndFromNoProperty) {
   MachineState machine = Machine();
   machine.devices.back().friendlyName.clear();
   std::string text;
@@ -53,7 +53,7 @@ TEST(LabDevices, TellsAMissingPropertyFromAMissingDeviceAndFromNoProperty) {
   EXPECT_EQ(ReadDeviceProperty(machine, "SWD\\NONE", kFriendlyNameProperty, text), 0xE000020BU);
 }
 
-TEST(LabDevices, TellsAConnectionsNameAlsoWhenTheAdapterHasGone) {
+TEST(LabDevices, ReportsAConnectionsNameAlsoWhenTheAdapterHasGone) {
   MachineState machine = Machine();
   DeviceConnection connection;
   EXPECT_EQ(FindConnection(machine, kTunnelId, connection), 0U);

@@ -83,7 +83,7 @@ TEST(LabWintun, OrNumbersTheOlderConnectionInItsStead) {
   EXPECT_EQ(machine.adapters.back().name, "Moorlak 2");
 }
 
-TEST(LabWintun, AClosedAdapterLingersDownAndCanNeitherBeOpenedNorMadeAnew) {
+TEST(LabWintun, AClosedAdapterLingersDownAndCanNeitherBeOpenedNorRecreated) {
   MachineState machine = WithAdapter();
   StartWintunSession(machine, kGuid, kRing, kProcess);
   machine.adapterHabits.lingerMs = 1500;

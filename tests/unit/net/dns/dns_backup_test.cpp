@@ -48,7 +48,7 @@ TEST(DnsBackup, UnsafeAndEmptyServersAreLeftOut) {
   EXPECT_EQ(read.records[0].servers, (std::vector<std::string>{"192.0.2.53", "198.51.100.53"}));
 }
 
-TEST(DnsBackup, ServersBehindTheEighthAreReadAsTheNextRecordsName) {
+TEST(DnsBackup, ServersAfterTheEighthAreReadAsTheNextRecordsName) {
   std::vector<AdapterDnsBackup> records{{"Ethernet", 12, false, std::vector<std::string>(9, "192.0.2.53"), true, 25}};
   records.push_back({"Wi-Fi", 7, true, {}, true, 30, true});
   const DnsBackupText read = ParseDnsBackup(FormatDnsBackup(records));
@@ -63,7 +63,7 @@ TEST(DnsBackup, ACountWithoutRecordsEndsWithTheText) {
   EXPECT_EQ(read.unsafeNames, 0u);
 }
 
-TEST(DnsBackup, ARecordThatBreaksOffGivesTheAdapterBackToDhcp) {
+TEST(DnsBackup, ARecordThatBreaksOffSetsTheAdapterToDhcp) {
   const DnsBackupText read = ParseDnsBackup("v1\n1\nEthernet\n12\n");
   ASSERT_EQ(read.records.size(), 1u);
   EXPECT_EQ(read.records[0], (AdapterDnsBackup{"Ethernet", 12, true, {}, false, 0, true}));
@@ -79,7 +79,7 @@ TEST(DnsBackup, AServerThatBreaksOffIsNotTakenForAnother) {
 void ExpectSafe(const std::string& text) {
   for (const AdapterDnsBackup& record : ParseDnsBackup(text).records) {
     EXPECT_TRUE(IsSafeAdapterName(record.name)) << text;
-    EXPECT_LE(record.servers.size(), kMostBackupServers) << text;
+    EXPECT_LE(record.servers.size(), kMaxBackupServers) << text;
     for (const std::string& server : record.servers) EXPECT_TRUE(IsSafeAddress(server)) << text;
   }
 }

@@ -21,13 +21,13 @@ TEST(DnsCommands, EachIsTheExactCommandOfNetsh) {
   ExpectCommand(FlushDns(), "ipconfig /flushdns", 15000, true);
 }
 
-TEST(DnsCommands, AStaticAdapterWithoutServersIsGivenBackToDhcp) {
+TEST(DnsCommands, AStaticAdapterWithoutServersIsSetToDhcp) {
   const auto commands = RestoreIpv4Dns("Ethernet", false, {});
   ASSERT_EQ(commands.size(), 1u);
   EXPECT_EQ(commands[0].text, SetIpv4DnsFromDhcp("Ethernet").text);
 }
 
-TEST(DnsCommands, AnAdapterWithDhcpIsGivenBackToDhcpWhateverItsServers) {
+TEST(DnsCommands, AnAdapterWithDhcpIsSetToDhcpWhateverItsServers) {
   const auto commands = RestoreIpv4Dns("Ethernet", true, {"192.0.2.53"});
   ASSERT_EQ(commands.size(), 1u);
   EXPECT_EQ(commands[0].text, SetIpv4DnsFromDhcp("Ethernet").text);

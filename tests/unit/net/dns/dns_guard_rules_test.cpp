@@ -77,7 +77,7 @@ TEST(DnsGuardRules, ThreePermitAddressesGiveElevenFilters) {
   EXPECT_EQ(Permits(plan), 6);
 }
 
-TEST(DnsGuardRules, NinePermitAddressesAreTheMostThatFit) {
+TEST(DnsGuardRules, NoMoreThanNinePermitAddressesFit) {
   const DnsGuardPlan plan = PlanDnsGuard(kLuid, Addresses(9));
   EXPECT_TRUE(plan.complete);
   EXPECT_EQ(plan.filters.size(), 23U);
@@ -108,7 +108,7 @@ TEST(DnsGuardRules, SkipAPermitHostThatIsAName) {
                                                       "dns-guard: skip invalid DNS permit host "}));
 }
 
-TEST(DnsGuardRules, TellWhichFilterFailedWithADecimalCode) {
+TEST(DnsGuardRules, ReportWhichFilterFailedWithADecimalCode) {
   const DnsGuardPlan plan = PlanDnsGuard(kLuid, {kFirst});
   ASSERT_EQ(plan.filters.size(), 7U);
   EXPECT_EQ(DnsGuardAddFailure(plan.filters[0], 0x80320009), "dns-guard: permit filter failed 2150760457");

@@ -43,7 +43,7 @@ TEST(DnsRestorePlan, AnUnsafePresentNameIsNoTarget) {
   EXPECT_FALSE(FindRestoreTarget(Backup("Ethernet", 12), {Adapter("Off & ice", 12, {"127.0.0.1"})}));
 }
 
-TEST(DnsRestorePlan, AnIndexOfZeroTellsNothing) {
+TEST(DnsRestorePlan, AnIndexOfZeroFindsNothing) {
   EXPECT_FALSE(FindRestoreTarget(Backup("Ethernet", 0), {Adapter("Office", 0, {"127.0.0.1"})}));
 }
 
@@ -69,7 +69,7 @@ TEST(DnsRestorePlan, AUsersOwnResolverIsBackWhenItIsThereAgain) {
   EXPECT_FALSE(IsDnsBack(backup, Adapter("Ethernet", 12, {"127.0.0.1"}), true));
 }
 
-TEST(DnsRestorePlan, OfAnAdapterThatIsDownTheCommandsTell) {
+TEST(DnsRestorePlan, OfAnAdapterThatIsDownIsJudgedByTheCommands) {
   AdapterInfo down = Adapter("Ethernet", 12, {});
   down.up = false;
   EXPECT_FALSE(IsDnsBack(Backup("Ethernet", 12), down, false));

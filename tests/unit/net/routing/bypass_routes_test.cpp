@@ -21,7 +21,7 @@ BypassRoutes WithGateway() {
   return {"192.168.7.1", "", {}};
 }
 
-TEST(HostBypassRoute, APrefixAloneAndOtherKindsOfRulesAreToldAndMakeNoRoute) {
+TEST(HostBypassRoute, APrefixAloneAndOtherKindsOfRulesAreReportedAndMakeNoRoute) {
   BypassRoutes routes = WithGateway();
   const LogTail log;
   for (const char* entry : {"domain:", "geosite:cn", "regexp:^a"}) AddHostBypassRoute(entry, running, routes);
@@ -66,7 +66,7 @@ TEST(HostBypassRoute, AnAddressThatIsRoutedAlreadyIsNotRoutedAgain) {
   EXPECT_EQ(routes.serverRouteIps, Addresses{"127.0.0.1"});
 }
 
-TEST(HostBypassRoute, AnUnknownNameIsTold) {
+TEST(HostBypassRoute, AnUnknownNameIsReported) {
   // Too long for a name, so no resolver is asked for it.
   const std::string host(300, 'a');
   BypassRoutes routes = WithGateway();
@@ -75,7 +75,7 @@ TEST(HostBypassRoute, AnUnknownNameIsTold) {
   EXPECT_EQ(log.Messages(), "bypass: could not resolve '" + host + "'\n");
 }
 
-TEST(LanBypassRoutes, EverySubnetIsRoutedOrToldInItsOrder) {
+TEST(LanBypassRoutes, EverySubnetIsRoutedOrReportedInItsOrder) {
   BypassRoutes routes = WithGateway();
   const LogTail log;
   const StandardErrorCapture capture;

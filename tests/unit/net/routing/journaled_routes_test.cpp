@@ -21,49 +21,49 @@ RouteJournal FullJournal() {
           133456789012345678};
 }
 
-TEST(JournaledRoutes, AReplacementNotesWhatGoesAndWhatComes) {
+TEST(JournaledRoutes, AReplacementRecordsWhatGoesAndWhatComes) {
   RouteJournal journal;
-  EXPECT_TRUE(NoteReplacement(journal, kServerRoute,
-                              {{{kServer, 32, 0, kEthernet, 281}, {0, 0, kGateway, kEthernet, 0}}, {}, kTunnel}));
+  EXPECT_TRUE(RecordReplacement(journal, kServerRoute,
+                                {{{kServer, 32, 0, kEthernet, 281}, {0, 0, kGateway, kEthernet, 0}}, {}, kTunnel}));
   EXPECT_EQ(journal.added, (std::vector<AddedRoute>{{kServer, 32, kGateway}}));
   EXPECT_EQ(journal.taken, (std::vector<SystemRoute>{{kServer, 32, 0, kEthernet, 281}}));
 }
 
 TEST(JournaledRoutes, RoutesOfEveryLengthToTheDestinationGo) {
   RouteJournal journal;
-  NoteReplacement(journal, {"10.0.0.0", "255.0.0.0", "192.0.2.1"},
-                  {{{0x0A000000, 8, 0, kEthernet, 1}, {0x0A000000, 24, kGateway, kEthernet, 2}}, {}, 0});
+  RecordReplacement(journal, {"10.0.0.0", "255.0.0.0", "192.0.2.1"},
+                    {{{0x0A000000, 8, 0, kEthernet, 1}, {0x0A000000, 24, kGateway, kEthernet, 2}}, {}, 0});
   EXPECT_EQ(journal.taken.size(), 2U);
 }
 
 TEST(JournaledRoutes, WhatTheSessionAddedIsNotTheMachines) {
   RouteJournal journal;
-  NoteReplacement(journal, kServerRoute, RoutesNow{});
-  EXPECT_FALSE(NoteReplacement(journal, kServerRoute, {{{kServer, 32, kGateway, kEthernet, 1}}, {}, 0}));
+  RecordReplacement(journal, kServerRoute, RoutesNow{});
+  EXPECT_FALSE(RecordReplacement(journal, kServerRoute, {{{kServer, 32, kGateway, kEthernet, 1}}, {}, 0}));
   EXPECT_TRUE(journal.taken.empty());
 }
 
 TEST(JournaledRoutes, WhatLeadsThroughTheTunnelIsNotTheMachines) {
   RouteJournal journal;
-  NoteReplacement(journal, {"0.0.0.0", "0.0.0.0", "192.0.2.1"}, {{{0, 0, 0x0A005501, kTunnel, 1}}, {}, kTunnel});
+  RecordReplacement(journal, {"0.0.0.0", "0.0.0.0", "192.0.2.1"}, {{{0, 0, 0x0A005501, kTunnel, 1}}, {}, kTunnel});
   EXPECT_TRUE(journal.taken.empty());
 }
 
 TEST(JournaledRoutes, ARouteThatTheSystemRefusesIsNotNoted) {
   RouteJournal journal;
-  EXPECT_FALSE(NoteReplacement(journal, {"203.0.113.7", "255.0.255.0", "192.0.2.1"}, RoutesNow{}));
-  EXPECT_FALSE(NoteReplacement(journal, {"999.0.113.7", "255.255.255.255", "192.0.2.1"}, RoutesNow{}));
-  EXPECT_FALSE(NoteReplacement(journal, {"203.0.113.7", "255.255.255.255", ""}, RoutesNow{}));
+  EXPECT_FALSE(RecordReplacement(journal, {"203.0.113.7", "255.0.255.0", "192.0.2.1"}, RoutesNow{}));
+  EXPECT_FALSE(RecordReplacement(journal, {"999.0.113.7", "255.255.255.255", "192.0.2.1"}, RoutesNow{}));
+  EXPECT_FALSE(RecordReplacement(journal, {"203.0.113.7", "255.255.255.255", ""}, RoutesNow{}));
   EXPECT_TRUE(journal.IsEmpty());
 }
 
-TEST(JournaledRoutes, AMaskOfNothingIsNoted) {
+TEST(JournaledRoutes, AMaskOfNothingIsRecorded) {
   RouteJournal journal;
-  EXPECT_TRUE(NoteReplacement(journal, {"0.0.0.0", "0.0.0.0", "192.0.2.1"}, RoutesNow{}));
+  EXPECT_TRUE(RecordReplacement(journal, {"0.0.0.0", "0.0.0.0", "192.0.2.1"}, RoutesNow{}));
   EXPECT_EQ(journal.added, (std::vector<AddedRoute>{{0, 0, kGateway}}));
 }
 
-TEST(JournaledRoutes, TheMetricTellsNoRoutesApart) {
+TEST(JournaledRoutes, TheMetricDistinguishesNoRoutes) {
   const std::vector<SystemRoute> table{{kServer, 32, 0, kEthernet, 1}};
   EXPECT_TRUE(HasRoute(table, {kServer, 32, 0, kEthernet, 9}));
   EXPECT_FALSE(HasRoute(table, {kServer, 32, kGateway, kEthernet, 1}));
@@ -95,13 +95,13 @@ TEST(JournaledRoutes, ATextWithoutItsStartOfTheSystemIsReadWhole) {
   EXPECT_EQ(journal.boot, 0U);
 }
 
-TEST(JournaledRoutes, AnotherVersionTellsNothing) {
+TEST(JournaledRoutes, AnotherVersionIsNotRead) {
   EXPECT_TRUE(ParseRouteJournal("v2\nadded\n203.0.113.7\n32\n192.0.2.1\n").IsEmpty());
   EXPECT_TRUE(ParseRouteJournal("").IsEmpty());
 }
 
 // Wherever the text is cut, what is read is a prefix of what was written.
-TEST(JournaledRoutes, ATextCutAnywhereTellsABeginning) {
+TEST(JournaledRoutes, ATextCutAnywhereIsABeginning) {
   const RouteJournal whole = FullJournal();
   const std::string text = FormatRouteJournal(whole);
   for (size_t length = 0; length < text.size(); ++length) {
@@ -123,13 +123,13 @@ TEST(JournaledRoutes, NumbersThatMeanNothingEndTheReading) {
   EXPECT_EQ(ParseRouteJournal("v1\nboot\n18446744073709551616\n").boot, 0U);
 }
 
-TEST(JournaledRoutes, WhatTheSystemHasStoredIsNotedAsSuch) {
+TEST(JournaledRoutes, WhatTheSystemHasStoredIsRecordedAsSuch) {
   const SystemRoute row{kServer, 32, kGateway + 76, kEthernet, 4};
   RouteJournal journal;
-  EXPECT_TRUE(NoteReplacement(journal, kServerRoute, {{row}, {{kServer, 32, kGateway + 76}}, 0}));
+  EXPECT_TRUE(RecordReplacement(journal, kServerRoute, {{row}, {{kServer, 32, kGateway + 76}}, 0}));
   EXPECT_EQ(journal.takenStored, (std::vector<SystemRoute>{row}));
   EXPECT_TRUE(journal.taken.empty());
-  EXPECT_FALSE(NoteReplacement(journal, kServerRoute, {{row}, {}, 0}));
+  EXPECT_FALSE(RecordReplacement(journal, kServerRoute, {{row}, {}, 0}));
 }
 
 TEST(JournaledRoutes, ARestartLeavesWhatTheSystemHasStored) {
@@ -157,7 +157,7 @@ TEST(JournaledRoutes, ARouteThroughAGatewayComesBackWhereThatIsOnItsAdaptersLink
   EXPECT_FALSE(CanComeBack(route, {{0xC0000200, 24, kGateway, kEthernet, 256}}, {}));
 }
 
-TEST(JournaledRoutes, ARouteIsToldByItsPrefixAndItsWay) {
+TEST(JournaledRoutes, ARouteIsReportedByItsPrefixAndItsWay) {
   EXPECT_EQ(RouteText({kServer, 32, kGateway, kEthernet, 4}), "203.0.113.7/32 via 192.0.2.1");
   EXPECT_EQ(RouteText({0x0A000000, 8, 0, kEthernet, 4}), "10.0.0.0/8 on the link");
 }

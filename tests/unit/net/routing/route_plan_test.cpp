@@ -39,7 +39,7 @@ TEST(HostOfEntry, ARegularExpressionNamesNoHost) {
   EXPECT_EQ(HostOfEntry("regexp:^a"), "");
 }
 
-TEST(HostOfEntry, TheRestBehindAKnownPrefixIsTheHost) {
+TEST(HostOfEntry, TheRestAfterAKnownPrefixIsTheHost) {
   EXPECT_EQ(HostOfEntry("domain:example.org"), "example.org");
   EXPECT_EQ(HostOfEntry("full:1.2.3.4"), "1.2.3.4");
   EXPECT_EQ(HostOfEntry("full:a:b"), "a:b");
@@ -96,7 +96,7 @@ TEST(SubnetPlan, AnIpv6SubnetIsNotIpv4) {
   EXPECT_EQ(PlanSubnet("fd00::1").verdict, SubnetVerdict::NotIpv4);
 }
 
-TEST(SubnetPlan, AMalformedNumberIsToldBeforeAnAddressThatIsNotIpv4) {
+TEST(SubnetPlan, AMalformedNumberIsReportedBeforeAnAddressThatIsNotIpv4) {
   EXPECT_EQ(PlanSubnet("fd00::/x").verdict, SubnetVerdict::MalformedPrefix);
 }
 
@@ -196,11 +196,11 @@ TEST(IpconfigGateway, IsFoundAsByItsPattern) {
   EXPECT_LT(found, 7600);
 }
 
-TEST(IpconfigGateway, AnAddressOnTheLineBehindTheLabelIsFound) {
+TEST(IpconfigGateway, AnAddressOnTheLineAfterTheLabelIsFound) {
   EXPECT_EQ(GatewayInIpconfig("   Default Gateway . . . . . . . . . : \r\n   192.168.7.1\r\n"), "192.168.7.1");
 }
 
-TEST(IpconfigGateway, AnIpv6GatewayOnTheLabelsLineHidesTheAddressBehindIt) {
+TEST(IpconfigGateway, AnIpv6GatewayOnTheLabelsLineHidesTheAddressAfterIt) {
   EXPECT_EQ(GatewayInIpconfig("Default Gateway . . : fe80::1%4\r\n       192.168.7.1\r\n"), "");
 }
 

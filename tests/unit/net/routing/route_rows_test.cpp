@@ -123,12 +123,12 @@ TEST(LeadsIntoTunnel, ARouteThatIsNoDefaultRouteMayLeadThereToo) {
   EXPECT_FALSE(LeadsIntoTunnel({0x01000000, 0xFF000000, kHomeRouter, 0, 1}, 0));
 }
 
-TEST(DiagnosticsLines, ACheckIsAnsweredWithYesOrNo) {
+TEST(DiagnosticsLines, ACheckSaysYesOrNo) {
   EXPECT_EQ(CheckLine("adapter_listed", true), "diag: adapter_listed=yes");
   EXPECT_EQ(CheckLine("ipv6_default_present", false), "diag: ipv6_default_present=no");
 }
 
-TEST(DiagnosticsLines, TheBestRouteIsToldWithItsHopInterfaceAndMetric) {
+TEST(DiagnosticsLines, TheBestRouteIsReportedWithItsHopInterfaceAndMetric) {
   EXPECT_EQ(BestRouteLine(Default(kHomeRouter, kEthernet, 4294967295)),
             "diag: best_route 1.0.0.1 via 192.168.7.1 if=7 metric=4294967295");
 }
@@ -137,7 +137,7 @@ TEST(DiagnosticsLines, AnEmptyServerAddressHasNoLineWhileAnEmptyGatewayHasOne) {
   EXPECT_EQ(BypassLines("", ""), (Lines{"diag: physical_gateway=(empty)"}));
 }
 
-TEST(DiagnosticsLines, KnownTextsAreTold) {
+TEST(DiagnosticsLines, KnownTextsAreRecognised) {
   EXPECT_EQ(BypassLines("192.168.7.1", "203.0.113.7"),
             (Lines{"diag: physical_gateway=192.168.7.1", "diag: server_bypass_ip=203.0.113.7"}));
 }

@@ -108,7 +108,7 @@ TEST(SplitRules, SplitWhatOnlyResemblesAnInstaller) {
   }
 }
 
-TEST(SplitRules, TellWhichFilterFailedWithAHexadecimalCode) {
+TEST(SplitRules, ReportWhichFilterFailedWithAHexadecimalCode) {
   Adder adder;
   SplitTally tally;
   SplitApplication(kLuid, std::ref(adder), tally);

@@ -9,7 +9,7 @@ namespace {
 constexpr char kDropped[] = "fast-disconnect: dropped 1 Moorlak default route(s)";
 constexpr char kCleared[] = "fast-disconnect: cleared Moorlak address 10.0.85.2";
 
-class StopBehindFailure : public TunnelSession {
+class StopAfterFailure : public TunnelSession {
  protected:
   // The connect fails when it requests a page this way, after its address and, for the tunnel's probe, its default
   // route.
@@ -29,7 +29,7 @@ class StopBehindFailure : public TunnelSession {
   }
 };
 
-TEST_F(StopBehindFailure, TellsOfNothingWhereNothingIsLeft) {
+TEST_F(StopAfterFailure, ReportsNothingWhereNothingIsLeft) {
   ASSERT_NO_FATAL_FAILURE(FailAtProbe("via Moorlak"));
   EXPECT_EQ(CountOf(kDropped), 1);
   EXPECT_EQ(CountOf(kCleared), 1);
@@ -41,7 +41,7 @@ TEST_F(StopBehindFailure, TellsOfNothingWhereNothingIsLeft) {
   ExpectRestored();
 }
 
-TEST_F(StopBehindFailure, TellsOfWhatTheRollbackHasLeft) {
+TEST_F(StopAfterFailure, ReportsWhatTheRollbackHasLeft) {
   PlanFault("fail", "DeleteUnicastIpAddressEntry", "", 1, ERROR_ACCESS_DENIED);
   ASSERT_NO_FATAL_FAILURE(FailAtProbe("via socks"));
   EXPECT_EQ(CountOf(kDropped), 0);
