@@ -6,7 +6,7 @@
 #include <system_error>
 #include <utility>
 
-#include "config/text_scan.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {

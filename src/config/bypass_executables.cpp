@@ -5,7 +5,8 @@
 #include <unordered_set>
 
 #include "config/config_meta.h"
-#include "config/text_scan.h"
+#include "text/base_name.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {

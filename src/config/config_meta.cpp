@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <array>
 
-#include "config/key_search.h"
-#include "config/text_scan.h"
+#include "text/base_name.h"
+#include "text/key_search.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {
@@ -115,11 +116,6 @@ size_t EndOfContainer(std::string_view text, size_t open) {
 
 bool IsSafeHostToken(std::string_view token) {
   return !token.empty() && token.size() <= kLongestName && std::ranges::all_of(token, IsHostByte);
-}
-
-std::string_view BaseName(std::string_view path) {
-  const size_t separator = path.find_last_of("\\/");
-  return separator == kNotFound ? path : path.substr(separator + 1);
 }
 
 ConfigMeta ParseConfigMeta(std::string& text) {

@@ -27,9 +27,6 @@ struct ConfigMeta {
 // 1..253 bytes, each a letter, a digit or one of `*-.:_`.
 bool IsSafeHostToken(std::string_view token);
 
-// The part after the last `\` or `/`; the whole path if it has neither.
-std::string_view BaseName(std::string_view path);
-
 // Reads "__moorlak_blocked_apps" and the members of "moorlakMeta", the first of each name in the whole text, and cuts
 // the "moorlakMeta" member out of the text. What cannot be read stays empty.
 ConfigMeta ParseConfigMeta(std::string& text);

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <optional>
 
-#include "config/text_scan.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "config/text_scan.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
-#include "config/json_members.h"
-#include "config/text_scan.h"
+#include "text/json_members.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {

@@ -1,6 +1,6 @@
 #include "config/local_folder.h"
 
-#include "config/byte_search.h"
+#include "text/byte_search.h"
 
 namespace moorlak {
 namespace {

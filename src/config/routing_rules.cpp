@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "config/dns_servers.h"
-#include "config/text_scan.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {

@@ -4,7 +4,7 @@
 #include <array>
 
 #include "base/standard_error.h"
-#include "config/text_scan.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {

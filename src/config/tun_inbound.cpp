@@ -1,7 +1,7 @@
 #include "config/tun_inbound.h"
 
 #include "config/dns_servers.h"
-#include "config/text_scan.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {

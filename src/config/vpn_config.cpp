@@ -6,10 +6,10 @@
 #include "base/log.h"
 #include "base/standard_error.h"
 #include "config/dns_servers.h"
-#include "config/key_search.h"
+#include "text/key_search.h"
 #include "config/routing_rules.h"
 #include "config/server_address.h"
-#include "config/text_scan.h"
+#include "text/text_scan.h"
 #include "config/tun_inbound.h"
 
 namespace moorlak {

@@ -4,8 +4,8 @@
 #include <optional>
 
 #include "config/inbound_ports.h"
-#include "config/json_members.h"
-#include "config/text_scan.h"
+#include "text/json_members.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {

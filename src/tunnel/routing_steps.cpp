@@ -9,7 +9,7 @@
 #include "base/standard_error.h"
 #include "config/dns_servers.h"
 #include "config/server_address.h"
-#include "config/server_resolution.h"
+#include "process/name_resolution.h"
 #include "net/adapter/adapter_lookup.h"
 #include "net/routing/bypass_routes.h"
 #include "net/routing/route_journal.h"

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "check.h"
-#include "config/text_scan.h"
+#include "text/text_scan.h"
 #include "naive_text.h"
 #include "net/routing/route_plan.h"
 

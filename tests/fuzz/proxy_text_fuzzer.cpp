@@ -6,8 +6,8 @@
 
 #include "check.h"
 #include "config/allow_insecure.h"
-#include "config/json_members.h"
-#include "config/text_scan.h"
+#include "text/json_members.h"
+#include "text/text_scan.h"
 #include "proxy/proxy_config.h"
 #include "proxy/proxy_restore.h"
 #include "proxy/traffic_counters.h"

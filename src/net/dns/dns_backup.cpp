@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <limits>
 
-#include "config/text_scan.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {

@@ -6,7 +6,7 @@
 #include "base/guarded.h"
 #include "base/log.h"
 #include "base/standard_error.h"
-#include "config/server_resolution.h"
+#include "process/name_resolution.h"
 #include "net/adapter/adapter_lookup.h"
 #include "net/routing/route_journal.h"
 #include "net/routing/route_table.h"

@@ -6,7 +6,7 @@
 #include <limits>
 #include <optional>
 
-#include "config/text_scan.h"
+#include "text/text_scan.h"
 #include "net/routing/route_rows.h"
 
 namespace moorlak {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "config/text_scan.h"
+#include "text/text_scan.h"
 #include "net/routing/route_rows.h"
 
 namespace moorlak {

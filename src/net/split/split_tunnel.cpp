@@ -12,7 +12,7 @@
 #include "base/handle.h"
 #include "base/log.h"
 #include "base/utf.h"
-#include "config/config_meta.h"
+#include "text/base_name.h"
 #include "net/split/split_rules.h"
 #include "net/wfp/wfp_session.h"
 

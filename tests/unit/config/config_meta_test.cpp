@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "config/byte_search.h"
+#include "text/byte_search.h"
 
 namespace moorlak {
 namespace {
@@ -57,15 +57,6 @@ TEST(SafeHostToken, HasOneTo253Bytes) {
   EXPECT_TRUE(IsSafeHostToken(std::string(1, 'a')));
   EXPECT_TRUE(IsSafeHostToken(std::string(253, 'a')));
   EXPECT_FALSE(IsSafeHostToken(std::string(254, 'a')));
-}
-
-TEST(BaseName, FollowsTheLastSeparatorOfEitherKind) {
-  EXPECT_EQ(BaseName(R"(C:\a\b.exe)"), "b.exe");
-  EXPECT_EQ(BaseName("C:/a/b.exe"), "b.exe");
-  EXPECT_EQ(BaseName(R"(C:\a/b\c.exe)"), "c.exe");
-  EXPECT_EQ(BaseName("b.exe"), "b.exe");
-  EXPECT_EQ(BaseName(R"(C:\a\)"), "");
-  EXPECT_EQ(BaseName(""), "");
 }
 
 TEST(ConfigMeta, WithoutMetadataOnlyBlockedAppsAreReadAndTheTextIsReturnedByteForByte) {

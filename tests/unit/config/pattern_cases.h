@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "config/text_scan.h"
+#include "text/text_scan.h"
 #include "unit/config/pattern_soup.h"
 
 namespace moorlak {

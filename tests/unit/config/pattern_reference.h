@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "config/byte_search.h"
+#include "text/byte_search.h"
 #include "unit/config/token_soup.h"
 
 namespace moorlak {

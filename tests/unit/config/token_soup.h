@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "config/text_scan.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 

@@ -11,8 +11,8 @@
 #include <string_view>
 #include <utility>
 
-#include "config/byte_blocks.h"
-#include "config/byte_search.h"
+#include "text/byte_blocks.h"
+#include "text/byte_search.h"
 
 namespace moorlak {
 

@@ -1,4 +1,4 @@
-#include "config/byte_search.h"
+#include "text/byte_search.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "config/server_resolution.h"
+#include "process/name_resolution.h"
 
 #include <winsock2.h>
 #include <ws2tcpip.h>
@@ -12,7 +12,7 @@
 #include "base/standard_error.h"
 #include "base/utf.h"
 #include "base/winsock.h"
-#include "config/text_scan.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {

@@ -1,8 +1,8 @@
-#include "config/json_members.h"
+#include "text/json_members.h"
 
 #include <gtest/gtest.h>
 
-#include "config/text_scan.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {

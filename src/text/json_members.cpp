@@ -1,9 +1,9 @@
-#include "config/json_members.h"
+#include "text/json_members.h"
 
 #include <algorithm>
 #include <charconv>
 
-#include "config/text_scan.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string_view>
 
-#include "config/byte_blocks.h"
+#include "text/byte_blocks.h"
 
 namespace moorlak {
 

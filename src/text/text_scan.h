@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-#include "config/byte_search.h"
+#include "text/byte_search.h"
 
 namespace moorlak {
 

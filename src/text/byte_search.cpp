@@ -1,11 +1,11 @@
-#include "config/byte_search.h"
+#include "text/byte_search.h"
 
 #include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdint>
 
-#include "config/byte_blocks.h"
+#include "text/byte_blocks.h"
 
 namespace moorlak {
 namespace {

@@ -1,4 +1,4 @@
-#include "config/server_resolution.h"
+#include "process/name_resolution.h"
 
 #include <winsock2.h>
 #include <ws2tcpip.h>
