@@ -1,18 +1,18 @@
 #include "client/log_collector.h"
 
 #include <exception>
-#include <mutex>
 #include <utility>
 
 #include "base/log.h"
+#include "base/mutex.h"
 #include "base/standard_error.h"
 
 namespace moorlak {
 namespace {
 
 struct Collected {
-  std::mutex lock;
-  std::vector<std::string> lines;
+  Mutex lock;
+  std::vector<std::string> lines GUARDED_BY(lock);
 };
 
 // Never destroyed: threads may log until the process has ended.
@@ -26,7 +26,7 @@ Collected& Lines() {
 void WriteLogLine(std::string_view message) noexcept {
   try {
     Collected& collected = Lines();
-    const std::lock_guard guard(collected.lock);
+    const MutexGuard guard(collected.lock);
     collected.lines.emplace_back(message);
   } catch (const std::exception&) {
     // By contract, a line that cannot be written is dropped.
@@ -38,7 +38,7 @@ void WriteStandardErrorLine(std::string_view) noexcept {}
 
 std::vector<std::string> TakeCollectedLines() {
   Collected& collected = Lines();
-  const std::lock_guard guard(collected.lock);
+  const MutexGuard guard(collected.lock);
   return std::exchange(collected.lines, {});
 }
 

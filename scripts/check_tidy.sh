@@ -25,7 +25,7 @@ mkdir -p "$cache"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 mingw_headers=$(x86_64-w64-mingw32-g++-posix -print-file-name=include/c++)
-core_words=(--extra-arg=-Wno-unknown-warning-option)
+core_words=(--extra-arg=-Wno-unknown-warning-option --extra-arg=-Wthread-safety)
 shell_words=("${core_words[@]}" --extra-arg=--target=x86_64-w64-windows-gnu "--extra-arg=-isystem$mingw_headers"
     "--extra-arg=-isystem$mingw_headers/x86_64-w64-mingw32")
 

@@ -1,12 +1,12 @@
 #include "base/data_files.h"
 
 #include <cwchar>
-#include <mutex>
 #include <shlobj.h>
 #include <string>
 
 #include "base/guarded.h"
 #include "base/handle.h"
+#include "base/mutex.h"
 #include "base/own_folder.h"
 #include "base/paths.h"
 #include "base/standard_error.h"
@@ -20,9 +20,9 @@ namespace {
 constexpr wchar_t kUsersReadAndTraverse[] = L"(A;;0x1200a9;;;BU)";
 
 struct HeldFolder {
-  std::mutex lock;
-  KernelHandle handle;  // guarded by the lock until it is set, then never changed
-  bool told = false;    // guarded by the lock
+  Mutex lock;
+  KernelHandle handle GUARDED_BY(lock);  // once set, never changed
+  bool reported GUARDED_BY(lock) = false;
 };
 
 // Never destroyed: threads may log, and a background restore may run, until the process ends.
@@ -38,15 +38,15 @@ HeldFolders& Held() {
 
 template <typename Hold>
 HANDLE HoldOnce(HeldFolder& held, const std::wstring& path, Hold hold) {
-  const std::lock_guard guard(held.lock);
+  const MutexGuard guard(held.lock);
   if (held.handle) return held.handle.Get();
   held.handle = hold();
   if (held.handle) return held.handle.Get();
-  if (!held.told) {
+  if (!held.reported) {
     WriteStandardErrorLine("Cannot use " + NarrowUtf16(path) + ", which is not ours (error " +
                            std::to_string(GetLastError()) + ")");
   }
-  held.told = true;
+  held.reported = true;
   return nullptr;
 }
 

@@ -6,11 +6,11 @@
 #include "base/log.h"
 #include "base/standard_error.h"
 #include "config/dns_servers.h"
-#include "text/key_search.h"
 #include "config/routing_rules.h"
 #include "config/server_address.h"
-#include "text/text_scan.h"
 #include "config/tun_inbound.h"
+#include "text/key_search.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {

@@ -11,19 +11,21 @@ namespace {
 constexpr std::chrono::milliseconds kCancelInterval{100};
 
 // Holds the lock for a scope.
-class ExclusiveGuard {
+class MOORLAK_THREAD_SAFETY(scoped_lockable) ExclusiveGuard {
  public:
-  explicit ExclusiveGuard(SRWLOCK& guarded) noexcept : lock(guarded) { AcquireSRWLockExclusive(&lock); }
+  explicit ExclusiveGuard(ExclusiveLock& guarded) MOORLAK_THREAD_SAFETY(acquire_capability(guarded)) : lock(guarded) {
+    AcquireSRWLockExclusive(&lock.system);
+  }
   ExclusiveGuard(const ExclusiveGuard&) = delete;
   ExclusiveGuard& operator=(const ExclusiveGuard&) = delete;
-  ~ExclusiveGuard() { ReleaseSRWLockExclusive(&lock); }
+  ~ExclusiveGuard() MOORLAK_THREAD_SAFETY(release_capability()) { ReleaseSRWLockExclusive(&lock.system); }
 
  private:
-  SRWLOCK& lock;
+  ExclusiveLock& lock;
 };
 
-// Called with the watchdog's lock held, so the pipe is still open while its flush is cancelled.
-FlushWatchdog::Clock::time_point LookLocked(const FlushWatchdog& watchdog) {
+// The lock is held, so the pipe is still open while its flush is cancelled.
+FlushWatchdog::Clock::time_point LookLocked(const FlushWatchdog& watchdog) REQUIRES(watchdog.lock) {
   if (watchdog.pipe == nullptr) return FlushWatchdog::Clock::time_point::max();
   const auto now = FlushWatchdog::Clock::now();
   if (now < watchdog.deadline) return watchdog.deadline;
@@ -41,7 +43,7 @@ void RunWatchdog(FlushWatchdog& watchdog) {
   const ExclusiveGuard guard(watchdog.lock);
   while (!watchdog.ending) {
     watchdog.nextLook = LookLocked(watchdog);
-    SleepConditionVariableSRW(&watchdog.wake, &watchdog.lock, MillisecondsUntil(watchdog.nextLook), 0);
+    SleepConditionVariableSRW(&watchdog.wake, &watchdog.lock.system, MillisecondsUntil(watchdog.nextLook), 0);
   }
 }
 

@@ -7,7 +7,14 @@
 #include <cstdint>
 #include <thread>
 
+#include "base/mutex.h"
+
 namespace moorlak {
+
+// The system's own lock, for its condition variables.
+struct MOORLAK_THREAD_SAFETY(capability("mutex")) ExclusiveLock {
+  SRWLOCK system = SRWLOCK_INIT;
+};
 
 // One thread that cancels a flush which takes too long. Watching a flush costs two uncontended locks and usually no
 // system call: the thread sleeps until the deadline of some earlier flush and checks then.
@@ -16,14 +23,14 @@ struct FlushWatchdog {
 
   // The system's own primitives, which use the monotonic clock: a timed wait of this toolchain's condition variable
   // uses a clock that an administrator may set.
-  SRWLOCK lock = SRWLOCK_INIT;
+  ExclusiveLock lock;
   CONDITION_VARIABLE wake = CONDITION_VARIABLE_INIT;
-  // All of these are guarded by lock. The pipe is null while no flush runs.
-  HANDLE pipe = nullptr;
-  Clock::time_point deadline;
+  // Null while no flush runs.
+  HANDLE pipe GUARDED_BY(lock) = nullptr;
+  Clock::time_point deadline GUARDED_BY(lock);
   // When the thread checks next.
-  Clock::time_point nextLook = Clock::time_point::max();
-  bool ending = false;
+  Clock::time_point nextLook GUARDED_BY(lock) = Clock::time_point::max();
+  bool ending GUARDED_BY(lock) = false;
 
   // Last, so that it starts after everything that it uses is initialised.
   std::thread thread;

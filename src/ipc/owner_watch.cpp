@@ -1,11 +1,11 @@
 #include "ipc/owner_watch.h"
 
-#include <mutex>
 #include <optional>
 #include <stdexcept>
 
 #include "base/handle.h"
 #include "base/log.h"
+#include "base/mutex.h"
 #include "ipc/caller_verification.h"
 #include "tunnel/tunnel_controller.h"
 
@@ -16,16 +16,16 @@ constexpr DWORD kPollIntervalMs = 1000;
 constexpr char kOrphanedLine[] = "UI process exited while tunnel up — stopping orphaned tunnel";
 
 struct OwnerRecord {
-  // The owner lock; guards every field but the event. It is never held while calling the controller.
-  std::mutex lock;
+  // Never held while calling the controller.
+  Mutex lock;
   // Manual-reset; set once, to end the watch. A wait for it uses the monotonic clock, which a condition variable of
   // this toolchain does not.
   const KernelHandle ended{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
-  KernelHandle process;
-  std::wstring imagePath;
-  uint64_t startNumber = 0;
+  KernelHandle process GUARDED_BY(lock);
+  std::wstring imagePath GUARDED_BY(lock);
+  uint64_t startNumber GUARDED_BY(lock) = 0;
   // Counts the owners recorded so far.
-  uint64_t generation = 0;
+  uint64_t generation GUARDED_BY(lock) = 0;
 };
 
 // What is kept of an owner that has exited.
@@ -40,20 +40,20 @@ OwnerRecord& Owner() {
   return owner;
 }
 
-void ClearLocked(OwnerRecord& owner) {
+void ClearLocked(OwnerRecord& owner) REQUIRES(owner.lock) {
   owner.process.Reset();
   owner.imagePath.clear();
 }
 
 std::optional<ExitedOwner> TakeExited(OwnerRecord& owner) {
-  const std::lock_guard guard(owner.lock);
+  const MutexGuard guard(owner.lock);
   if (!owner.process || WaitForSingleObject(owner.process.Get(), 0) != WAIT_OBJECT_0) return std::nullopt;
   ClearLocked(owner);
   return ExitedOwner{owner.startNumber, owner.generation};
 }
 
 bool IsLastOwner(OwnerRecord& owner, uint64_t generation) {
-  const std::lock_guard guard(owner.lock);
+  const MutexGuard guard(owner.lock);
   return owner.generation == generation;
 }
 
@@ -61,7 +61,7 @@ bool IsLastOwner(OwnerRecord& owner, uint64_t generation) {
 
 void RecordOwner(HANDLE process, const std::wstring& imagePath, uint64_t startNumber) {
   OwnerRecord& owner = Owner();
-  const std::lock_guard guard(owner.lock);
+  const MutexGuard guard(owner.lock);
   ClearLocked(owner);
   const HANDLE self = GetCurrentProcess();
   if (!DuplicateHandle(self, process, self, owner.process.Out(), kCallerAccess, FALSE, 0)) {
@@ -75,7 +75,7 @@ void RecordOwner(HANDLE process, const std::wstring& imagePath, uint64_t startNu
 
 void ForgetOwner() {
   OwnerRecord& owner = Owner();
-  const std::lock_guard guard(owner.lock);
+  const MutexGuard guard(owner.lock);
   ClearLocked(owner);
 }
 

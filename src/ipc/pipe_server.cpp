@@ -3,12 +3,12 @@
 #include <windows.h>
 
 #include <exception>
-#include <mutex>
 #include <string>
 #include <thread>
 
 #include "base/handle.h"
 #include "base/log.h"
+#include "base/mutex.h"
 #include "base/thread_body.h"
 #include "base/trust.h"
 #include "base/utf.h"
@@ -63,8 +63,8 @@ struct PipeServer {
 std::atomic<bool> isServing{false};
 
 // Shared by all connections.
-std::mutex throttleLock;
-RejectionThrottle throttle;
+Mutex throttleLock;
+RejectionThrottle throttle GUARDED_BY(throttleLock);
 
 void SleepUnlessStopped(const std::atomic<bool>& stopFlag, int32_t durationMs) {
   int32_t slept = 0;
@@ -163,7 +163,7 @@ bool ServeClient(PipeServer& server, HANDLE pipe) {
 void SleepAfterRejection(const std::atomic<bool>& stopFlag) {
   uint32_t sleepMs = 0;
   {
-    const std::lock_guard guard(throttleLock);
+    const MutexGuard guard(throttleLock);
     sleepMs = RecordRejection(throttle, GetTickCount());
   }
   SleepUnlessStopped(stopFlag, static_cast<int32_t>(sleepMs));

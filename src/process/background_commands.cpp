@@ -3,10 +3,10 @@
 #include <atomic>
 #include <chrono>
 #include <exception>
-#include <mutex>
 #include <thread>
 
 #include "base/detached_thread.h"
+#include "base/mutex.h"
 #include "process/service_end.h"
 
 namespace moorlak {
@@ -16,11 +16,11 @@ constexpr uint32_t kStepMs = 100;
 
 std::atomic<uint32_t> runningCommands{0};
 // Held while a command decrements the count: a thread that has taken it once knows that this is over, too.
-std::mutex finishLock;
+Mutex finishLock;
 
 void RunCounted(const std::function<void()>& work) noexcept {
   work();
-  const std::lock_guard guard(finishLock);
+  const MutexGuard guard(finishLock);
   --runningCommands;
 }
 
@@ -42,7 +42,7 @@ void WaitForBackgroundCommands(uint32_t limitMs) noexcept {
     if (runningCommands == 0) break;
     std::this_thread::sleep_for(std::chrono::milliseconds(kStepMs));
   } while (++step < steps);
-  const std::lock_guard guard(finishLock);
+  const MutexGuard guard(finishLock);
 }
 
 }  // namespace moorlak

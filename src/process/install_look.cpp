@@ -1,13 +1,13 @@
 #include "process/install_look.h"
 
 #include <filesystem>
-#include <mutex>
 #include <set>
 #include <string>
 
 #include "base/file_place.h"
 #include "base/guarded.h"
 #include "base/log.h"
+#include "base/mutex.h"
 #include "base/paths.h"
 #include "base/trust.h"
 #include "base/utf.h"
@@ -18,9 +18,8 @@ namespace moorlak {
 namespace {
 
 struct LoggedItems {
-  std::mutex lock;
-  // Guarded by the lock.
-  std::set<std::wstring> paths;
+  Mutex lock;
+  std::set<std::wstring> paths GUARDED_BY(lock);
 };
 
 // Never destroyed: engines may be launched until the process ends.
@@ -31,7 +30,7 @@ LoggedItems& Logged() {
 
 bool IsFirstTime(const std::wstring& path) {
   LoggedItems& logged = Logged();
-  const std::lock_guard guard(logged.lock);
+  const MutexGuard guard(logged.lock);
   return logged.paths.insert(path).second;
 }
 

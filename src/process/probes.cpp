@@ -12,6 +12,7 @@
 
 #include "base/guarded.h"
 #include "base/log.h"
+#include "base/mutex.h"
 #include "base/utf.h"
 #include "base/winsock.h"
 #include "process/cancellable_wait.h"
@@ -144,7 +145,7 @@ bool GiveContext(HINTERNET handle, const SharedRequest& request) {
 
 // Puts the request into the slot and sends it; false if the session is ending or sending fails at once.
 bool Send(const std::atomic<bool>& running, ProbeSlot& slot, HttpHandle handle, const SharedRequest& request) {
-  const std::lock_guard guard(slot.lock);
+  const MutexGuard guard(slot.lock);
   if (!running) return false;
   request->handle = handle.Release();
   slot.request = request;
@@ -154,7 +155,7 @@ bool Send(const std::atomic<bool>& running, ProbeSlot& slot, HttpHandle handle, 
 
 // False if the request was cancelled, and so closed, meanwhile.
 bool Receive(ProbeSlot& slot, const ProbeRequest& request) {
-  const std::lock_guard guard(slot.lock);
+  const MutexGuard guard(slot.lock);
   return slot.request != nullptr && WinHttpReceiveResponse(request.handle, nullptr);
 }
 
@@ -174,7 +175,7 @@ bool LeavesFor(ProbeRequest& request, Stage stage, Stage next) {
 bool CloseRequest(ProbeSlot& slot) {
   SharedRequest request;
   {
-    const std::lock_guard guard(slot.lock);
+    const MutexGuard guard(slot.lock);
     request.swap(slot.request);
   }
   if (!request) return false;

@@ -5,9 +5,9 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 
+#include "base/mutex.h"
 #include "process/session_watch.h"
 
 namespace moorlak {
@@ -21,10 +21,10 @@ struct ProbeRequest;
 
 // Holds the only HTTP request that a session has in flight, so that another thread can cancel it.
 struct ProbeSlot {
-  std::mutex lock;
-  // Null if none is in flight. Guarded by the lock, which is held during every call with the request's handle, so that
+  Mutex lock;
+  // Null if none is in flight. The lock is held during every call with the request's handle, so that
   // none follows its close. Whoever takes the request out closes it.
-  std::shared_ptr<ProbeRequest> request;
+  std::shared_ptr<ProbeRequest> request GUARDED_BY(lock);
 };
 
 // Closes the request in flight, which ends its probe with -1 at once. Clear the session's running flag before calling

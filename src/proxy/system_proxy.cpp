@@ -5,12 +5,12 @@
 
 #include <array>
 #include <exception>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "base/data_files.h"
 #include "base/handle.h"
+#include "base/mutex.h"
 #include "base/paths.h"
 #include "base/standard_error.h"
 #include "base/trust.h"
@@ -25,7 +25,7 @@ static_assert(kProxyTypeDirect == PROXY_TYPE_DIRECT && kProxyTypeProxy == PROXY_
 constexpr size_t kMaxBackupBytes = 4u << 20;
 
 // One change at a time: the session, a stop and the recovery at the start all change the proxy.
-std::mutex proxyLock;
+Mutex proxyLock;
 
 // A query allocates its strings with GlobalAlloc.
 struct GlobalTextTraits {
@@ -163,7 +163,7 @@ bool PutBack(const ProxySettings& previous, const RestorePlan& plan) {
   return setter.Apply();
 }
 
-bool RestoreLocked() {
+bool RestoreLocked() REQUIRES(proxyLock) {
   ProxyBackup backup;
   const BackupState state = ReadBackup(backup);
   if (state != BackupState::Ours) return state != BackupState::Unreadable;
@@ -189,7 +189,7 @@ std::optional<ProxySettings> SettingsBeforeOurs(BackupState state, const ProxyBa
   return current;
 }
 
-bool SetLocked(std::string_view host, uint16_t port) {
+bool SetLocked(std::string_view host, uint16_t port) REQUIRES(proxyLock) {
   RestoreLocked();
   ProxyBackup standing;
   const BackupState state = ReadBackup(standing);
@@ -222,7 +222,7 @@ std::optional<ProxySettings> ReadSystemProxy() {
 
 bool SetSystemProxy(std::string_view host, uint16_t port) noexcept {
   try {
-    const std::lock_guard guard(proxyLock);
+    const MutexGuard guard(proxyLock);
     return SetLocked(host, port);
   } catch (const std::exception& error) {
     WriteStandardErrorLine(error.what());
@@ -232,7 +232,7 @@ bool SetSystemProxy(std::string_view host, uint16_t port) noexcept {
 
 bool RestoreSystemProxy() noexcept {
   try {
-    const std::lock_guard guard(proxyLock);
+    const MutexGuard guard(proxyLock);
     return RestoreLocked();
   } catch (const std::exception& error) {
     WriteStandardErrorLine(error.what());

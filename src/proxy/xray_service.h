@@ -4,10 +4,10 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 
+#include "base/mutex.h"
 #include "process/engine_process.h"
 
 namespace moorlak {
@@ -28,9 +28,9 @@ struct XrayService {
   // The account that the engine and its queries run as; same rules as the three above.
   EngineAccount engineAccount;
 
-  // Guards xrayProcess: the session publishes it, stop ends it.
-  std::mutex processLock;
-  std::unique_ptr<ProcessRecord> xrayProcess;
+  // The session publishes the engine, stop ends it.
+  Mutex processLock;
+  std::unique_ptr<ProcessRecord> xrayProcess GUARDED_BY(processLock);
 
   std::thread sessionThread;
   std::thread statsThread;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/durable_file.h"
+#include "base/mutex.h"
 #include "base/standard_error.h"
 #include "base/utf.h"
 #include "config/allow_insecure.h"
@@ -95,14 +96,14 @@ bool LaunchEngine(XrayService& service, const std::wstring& configPath) {
     WriteStandardErrorLine("Failed to start Xray process");
     return false;
   }
-  const std::lock_guard guard(service.processLock);
+  const MutexGuard guard(service.processLock);
   if (!service.running) return false;
   service.xrayProcess = std::move(process);
   return true;
 }
 
 bool IsEngineAlive(XrayService& service) {
-  const std::lock_guard guard(service.processLock);
+  const MutexGuard guard(service.processLock);
   return service.xrayProcess && IsRunning(*service.xrayProcess);
 }
 
@@ -207,7 +208,7 @@ void RunProxySession(XrayService& service) noexcept {
 void EndEngine(XrayService& service) noexcept {
   std::unique_ptr<ProcessRecord> ended;
   {
-    const std::lock_guard guard(service.processLock);
+    const MutexGuard guard(service.processLock);
     ended = std::move(service.xrayProcess);
   }
   if (!ended) return;

@@ -4,11 +4,11 @@
 #include <aclapi.h>
 
 #include <atomic>
-#include <mutex>
 #include <utility>
 
 #include "base/data_files.h"
 #include "base/file_place.h"
+#include "base/mutex.h"
 #include "base/paths.h"
 #include "base/trust.h"
 #include "service/log_format.h"
@@ -33,9 +33,9 @@ struct FileIdentity {
 // The log that was checked, kept open so that no other file gets its identity. Never destroyed: threads log until the
 // process ends.
 struct KnownLog {
-  std::mutex lock;  // guards both; never held while opening or writing a file
-  KernelHandle passive;
-  FileIdentity identity;
+  Mutex lock;  // never held while opening or writing a file
+  KernelHandle passive GUARDED_BY(lock);
+  FileIdentity identity GUARDED_BY(lock);
 };
 KnownLog& Known() {
   static KnownLog& known = *new KnownLog;
@@ -53,7 +53,7 @@ FileIdentity IdentityOf(const BY_HANDLE_FILE_INFORMATION& information) {
 
 bool IsKnown(const FileIdentity& identity) {
   KnownLog& known = Known();
-  const std::lock_guard guard(known.lock);
+  const MutexGuard guard(known.lock);
   return known.passive && known.identity == identity;
 }
 
@@ -64,7 +64,7 @@ void Watch(const FileIdentity& identity) {
   if (!passive || !GetFileInformationByHandle(passive.Get(), &information)) return;
   if (IdentityOf(information) != identity) return;
   KnownLog& known = Known();
-  const std::lock_guard guard(known.lock);
+  const MutexGuard guard(known.lock);
   std::swap(known.passive, passive);
   known.identity = identity;
 }
@@ -72,7 +72,7 @@ void Watch(const FileIdentity& identity) {
 void StopWatching() {
   KernelHandle passive;
   KnownLog& known = Known();
-  const std::lock_guard guard(known.lock);
+  const MutexGuard guard(known.lock);
   std::swap(known.passive, passive);
 }
 

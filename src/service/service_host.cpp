@@ -2,11 +2,11 @@
 
 #include <windows.h>
 
-#include <mutex>
 #include <string>
 
 #include "base/handle.h"
 #include "base/log.h"
+#include "base/mutex.h"
 #include "base/thread_body.h"
 #include "ipc/wire_format.h"
 #include "process/install_look.h"
@@ -26,15 +26,15 @@ constexpr DWORD kPreshutdownMs = 60000;
 
 // Both the main routine and the control handler report.
 struct ServiceState {
-  // Guards every field. The main routine waits on the event without it, because it alone creates and closes the event.
-  std::mutex lock;
-  SERVICE_STATUS_HANDLE handle = nullptr;
-  SERVICE_STATUS status{SERVICE_WIN32_OWN_PROCESS, 0, 0, NO_ERROR, 0, 0, 0};
+  Mutex lock;
+  SERVICE_STATUS_HANDLE handle GUARDED_BY(lock) = nullptr;
+  SERVICE_STATUS status GUARDED_BY(lock){SERVICE_WIN32_OWN_PROCESS, 0, 0, NO_ERROR, 0, 0, 0};
+  // Written under the lock, and by the main routine only, which alone waits on it without the lock.
   KernelHandle stopEvent;
 };
 ServiceState service;
 
-void ReportLocked(DWORD state, DWORD controls, DWORD waitHintMs) {
+void ReportLocked(DWORD state, DWORD controls, DWORD waitHintMs) REQUIRES(service.lock) {
   // After it was told "stopped", the service control manager may have invalidated the handle.
   if (service.handle == nullptr || service.status.dwCurrentState == SERVICE_STOPPED) return;
   // A check point belongs to one pending operation.
@@ -46,19 +46,19 @@ void ReportLocked(DWORD state, DWORD controls, DWORD waitHintMs) {
 }
 
 void Report(DWORD state, DWORD controls, DWORD waitHintMs) {
-  const std::lock_guard guard(service.lock);
+  const MutexGuard guard(service.lock);
   ReportLocked(state, controls, waitHintMs);
 }
 
 // The accepted controls stay as last reported.
 void ReportStopped() {
-  const std::lock_guard guard(service.lock);
+  const MutexGuard guard(service.lock);
   ReportLocked(SERVICE_STOPPED, service.status.dwControlsAccepted, 0);
 }
 
 // The service control manager treats a start without progress as failed.
 void ReportStartProgress() {
-  const std::lock_guard guard(service.lock);
+  const MutexGuard guard(service.lock);
   if (service.status.dwCurrentState != SERVICE_START_PENDING) return;
   ++service.status.dwCheckPoint;
   ReportLocked(SERVICE_START_PENDING, 0, kStartWaitHintMs);
@@ -71,13 +71,13 @@ void LogAdapterMissing() {
 void RequestStop() {
   Report(SERVICE_STOP_PENDING, kAcceptedControls, kStopWaitHintMs);
   BeginStop();
-  const std::lock_guard guard(service.lock);
+  const MutexGuard guard(service.lock);
   if (service.stopEvent) SetEvent(service.stopEvent.Get());
 }
 
 // False if there is no event to wait on; the exit code then says why.
 bool CreateStopEvent() {
-  const std::lock_guard guard(service.lock);
+  const MutexGuard guard(service.lock);
   service.stopEvent = KernelHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr));
   if (service.stopEvent) return true;
   service.status.dwWin32ExitCode = GetLastError();
@@ -85,7 +85,7 @@ bool CreateStopEvent() {
 }
 
 void CloseStopEvent() {
-  const std::lock_guard guard(service.lock);
+  const MutexGuard guard(service.lock);
   service.stopEvent.Reset();
   service.status.dwWin32ExitCode = NO_ERROR;
 }
@@ -124,7 +124,7 @@ void RunService() {
   WriteLogLine("MoorlakTunnel service starting");
   WriteSessionBanner("tunnel_service");
   {
-    const std::lock_guard guard(service.lock);
+    const MutexGuard guard(service.lock);
     service.handle = RegisterServiceCtrlHandlerExW(kServiceName, HandleServiceControl, nullptr);
     if (service.handle == nullptr) return;
     ReportLocked(SERVICE_START_PENDING, 0, kStartWaitHintMs);

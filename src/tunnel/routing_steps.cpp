@@ -9,13 +9,13 @@
 #include "base/standard_error.h"
 #include "config/dns_servers.h"
 #include "config/server_address.h"
-#include "process/name_resolution.h"
 #include "net/adapter/adapter_lookup.h"
 #include "net/routing/bypass_routes.h"
 #include "net/routing/route_journal.h"
 #include "net/routing/tunnel_route.h"
 #include "net/share/proxy_sharing.h"
 #include "process/cancellable_wait.h"
+#include "process/name_resolution.h"
 #include "tunnel/vpn_service.h"
 
 namespace moorlak {

@@ -6,9 +6,9 @@
 #include <string_view>
 
 #include "check.h"
-#include "text/text_scan.h"
 #include "naive_text.h"
 #include "net/routing/route_plan.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {

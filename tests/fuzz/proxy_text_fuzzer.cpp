@@ -6,11 +6,11 @@
 
 #include "check.h"
 #include "config/allow_insecure.h"
-#include "text/json_members.h"
-#include "text/text_scan.h"
 #include "proxy/proxy_config.h"
 #include "proxy/proxy_restore.h"
 #include "proxy/traffic_counters.h"
+#include "text/json_members.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {

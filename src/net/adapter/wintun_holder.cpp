@@ -7,6 +7,7 @@
 
 #include "base/guarded.h"
 #include "base/log.h"
+#include "base/mutex.h"
 #include "base/system_function.h"
 #include "base/utf.h"
 #include "net/adapter/adapter_lookup.h"
@@ -28,14 +29,14 @@ constexpr DWORD kReleaseSettleMs = 300;
 constexpr DWORD kListingPatienceMs = 3000;
 constexpr DWORD kLookPeriodMs = 200;
 
-void ForgetLibraryLocked(WintunHolder& holder) {
+void ForgetLibraryLocked(WintunHolder& holder) REQUIRES(holder.lock) {
   holder.createAdapter = nullptr;
   holder.openAdapter = nullptr;
   holder.closeAdapter = nullptr;
   holder.wintun.Reset();
 }
 
-bool FindExportsLocked(WintunHolder& holder) {
+bool FindExportsLocked(WintunHolder& holder) REQUIRES(holder.lock) {
   const HMODULE library = holder.wintun.Get();
   holder.createAdapter = FindSystemFunction<WintunHolder::CreateAdapter>(library, "WintunCreateAdapter");
   holder.openAdapter = FindSystemFunction<WintunHolder::OpenAdapter>(library, "WintunOpenAdapter");
@@ -43,7 +44,7 @@ bool FindExportsLocked(WintunHolder& holder) {
   return holder.createAdapter != nullptr && holder.openAdapter != nullptr && holder.closeAdapter != nullptr;
 }
 
-bool LoadLibraryFromLocked(WintunHolder& holder, const std::wstring& path) {
+bool LoadLibraryFromLocked(WintunHolder& holder, const std::wstring& path) REQUIRES(holder.lock) {
   // Searches only the library's own folder and the system's for its dependencies.
   holder.wintun.Reset(
       LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32));
@@ -61,14 +62,15 @@ bool LoadLibraryFromLocked(WintunHolder& holder, const std::wstring& path) {
 }
 
 // If a copy is damaged or is not the driver's library, the next one is tried.
-bool LoadLibraryLocked(WintunHolder& holder) {
+bool LoadLibraryLocked(WintunHolder& holder) REQUIRES(holder.lock) {
   if (holder.wintun) return true;
   const std::vector<std::wstring> paths = FindWintun();
   if (paths.empty()) WriteLogLine("WintunHolder: wintun.dll not found");
-  return std::ranges::any_of(paths, [&](const std::wstring& path) { return LoadLibraryFromLocked(holder, path); });
+  return std::ranges::any_of(
+      paths, [&](const std::wstring& path) REQUIRES(holder.lock) { return LoadLibraryFromLocked(holder, path); });
 }
 
-void CloseLocked(WintunHolder& holder) {
+void CloseLocked(WintunHolder& holder) REQUIRES(holder.lock) {
   if (holder.adapter == nullptr) return;
   holder.closeAdapter(holder.adapter);
   holder.adapter = nullptr;
@@ -91,7 +93,7 @@ bool IsAdapterGone() {
   return !MayBeListed();
 }
 
-bool OpenLocked(WintunHolder& holder) {
+bool OpenLocked(WintunHolder& holder) REQUIRES(holder.lock) {
   if (holder.adapter != nullptr && !IsAdapterGone()) return true;
   CloseLocked(holder);
   if (!LoadLibraryLocked(holder)) return false;
@@ -105,7 +107,7 @@ bool OpenLocked(WintunHolder& holder) {
   return true;
 }
 
-uint32_t ReleaseLocked(WintunHolder& holder) {
+uint32_t ReleaseLocked(WintunHolder& holder) REQUIRES(holder.lock) {
   CloseLocked(holder);
   const uint32_t removed = RemoveOrphanAdapters(true);
   if (removed == 0) {
@@ -127,7 +129,7 @@ WintunHolder& WintunHolder::Instance() {
 bool WintunHolder::SetUp() noexcept {
   PurgeOrphans();
   const bool open = Guarded(false, [this] {
-    const std::lock_guard guard(lock);
+    const MutexGuard guard(lock);
     return OpenLocked(*this);
   });
   NameNetworkProfilesAside();
@@ -147,14 +149,14 @@ uint32_t WintunHolder::PurgeOrphans() noexcept {
 
 uint32_t WintunHolder::ReleaseForXrayTun() noexcept {
   return Guarded(uint32_t{0}, [this] {
-    const std::lock_guard guard(lock);
+    const MutexGuard guard(lock);
     return ReleaseLocked(*this);
   });
 }
 
 void WintunHolder::Close() noexcept {
   Guarded([this] {
-    const std::lock_guard guard(lock);
+    const MutexGuard guard(lock);
     CloseLocked(*this);
   });
 }

@@ -5,9 +5,9 @@
 #include <windows.h>
 
 #include <cstdint>
-#include <mutex>
 
 #include "base/handle.h"
+#include "base/mutex.h"
 
 namespace moorlak {
 
@@ -35,13 +35,12 @@ struct WintunHolder {
   using OpenAdapter = AdapterHandle(WINAPI*)(const wchar_t* name);
   using CloseAdapter = void(WINAPI*)(AdapterHandle adapter);
 
-  // Guards everything below.
-  std::mutex lock;
-  ModuleHandle wintun;
-  CreateAdapter createAdapter = nullptr;
-  OpenAdapter openAdapter = nullptr;
-  CloseAdapter closeAdapter = nullptr;
-  AdapterHandle adapter = nullptr;
+  Mutex lock;
+  ModuleHandle wintun GUARDED_BY(lock);
+  CreateAdapter createAdapter GUARDED_BY(lock) = nullptr;
+  OpenAdapter openAdapter GUARDED_BY(lock) = nullptr;
+  CloseAdapter closeAdapter GUARDED_BY(lock) = nullptr;
+  AdapterHandle adapter GUARDED_BY(lock) = nullptr;
 };
 
 }  // namespace moorlak

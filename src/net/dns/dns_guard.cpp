@@ -4,11 +4,11 @@
 #include <ws2tcpip.h>
 #include <windows.h>
 
-#include <mutex>
 #include <optional>
 
 #include "base/guarded.h"
 #include "base/log.h"
+#include "base/mutex.h"
 #include "base/utf.h"
 #include "net/dns/dns_guard_rules.h"
 #include "net/wfp/wfp_session.h"
@@ -23,9 +23,8 @@ constexpr WfpIdentity kIdentity{{0x6D6F6F72, 0x444E, 0x5301, {0x47, 0x55, 0x41, 
                                 32768,
                                 false};
 
-std::mutex guardLock;
-// Guarded by guardLock.
-WfpSession guard{kIdentity, {}, false, {}};
+Mutex guardLock;
+WfpSession guard GUARDED_BY(guardLock){kIdentity, {}, false, {}};
 
 void LogCode(const char* what, DWORD code) {
   WriteLogLine("dns-guard: " + std::string(what) + " failed " + std::to_string(code));
@@ -38,7 +37,7 @@ std::optional<uint32_t> ParseAddress(const std::string& text) {
   return ntohl(address.s_addr);
 }
 
-void RemoveLocked() {
+void RemoveLocked() REQUIRES(guardLock) {
   if (!guard.engine && !guard.installed) {
     guard.filterIds.clear();
     return;
@@ -53,7 +52,7 @@ void RemoveLocked() {
 }
 
 // False if a filter cannot be added, or if the limit leaves one out.
-bool AddFiltersTx(const DnsGuardPlan& plan, FWP_BYTE_BLOB* xray) {
+bool AddFiltersTx(const DnsGuardPlan& plan, FWP_BYTE_BLOB* xray) REQUIRES(guardLock) {
   for (const FilterRow& filter : plan.filters) {
     if (const DWORD code = AddWfpFilterTx(guard, filter, xray)) {
       WriteLogLine(DnsGuardAddFailure(filter, code));
@@ -79,7 +78,7 @@ struct InstallRequest {
   bool stopped = false;
 };
 
-bool FillTx(InstallRequest& request) {
+bool FillTx(InstallRequest& request) REQUIRES(guardLock) {
   if (const DWORD code = AddWfpSublayerTx(guard)) {
     LogCode("SubLayerAdd", code);
     return false;
@@ -95,13 +94,13 @@ bool FillTx(InstallRequest& request) {
   return !request.stopped;
 }
 
-bool InstallLocked(InstallRequest request) {
+bool InstallLocked(InstallRequest request) REQUIRES(guardLock) {
   RemoveLocked();
   if (request.luid == 0) {
     WriteLogLine("dns-guard: missing Moorlak LUID");
     return false;
   }
-  const WfpResult result = RunWfpTransaction(guard, [&] { return FillTx(request); });
+  const WfpResult result = RunWfpTransaction(guard, [&]() REQUIRES(guardLock) { return FillTx(request); });
   if (result.outcome == WfpOutcome::OpenFailed) LogCode("FwpmEngineOpen", result.code);
   if (result.outcome == WfpOutcome::BeginFailed) LogCode("TransactionBegin", result.code);
   if (result.outcome == WfpOutcome::CommitFailed) LogCode("commit", result.code);
@@ -116,17 +115,21 @@ bool InstallLocked(InstallRequest request) {
 }  // namespace
 
 bool InstallDnsGuard(uint64_t luid, const std::string& xrayPath, const std::vector<std::string>& permitHosts) noexcept {
-  const std::lock_guard lock(guardLock);
-  return Guarded(false, [&] { return InstallLocked({luid, xrayPath, permitHosts}); });
+  return Guarded(false, [&] {
+    const MutexGuard lock(guardLock);
+    return InstallLocked({luid, xrayPath, permitHosts});
+  });
 }
 
 void RemoveDnsGuard() noexcept {
-  const std::lock_guard lock(guardLock);
-  Guarded([] { RemoveLocked(); });
+  Guarded([] {
+    const MutexGuard lock(guardLock);
+    RemoveLocked();
+  });
 }
 
 void PurgeStaleDnsGuard() noexcept {
-  const std::lock_guard lock(guardLock);
+  const MutexGuard lock(guardLock);
   if (PurgeWfpObjects(kIdentity)) WriteLogLine("dns-guard: purged stale filters/provider/sublayer (if present)");
 }
 

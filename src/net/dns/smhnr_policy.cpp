@@ -2,13 +2,13 @@
 
 #include <windows.h>
 
-#include <mutex>
 #include <optional>
 
 #include "base/data_files.h"
 #include "base/guarded.h"
 #include "base/handle.h"
 #include "base/log.h"
+#include "base/mutex.h"
 #include "base/standard_error.h"
 #include "net/dns/smhnr_backup.h"
 
@@ -30,8 +30,8 @@ constexpr PolicyValue kParallel{L"SYSTEM\\CurrentControlSet\\Services\\Dnscache\
                                 L"DisableParallelAandAAAA"};
 
 // Guards the backup and the two files. A disconnect restores the policy while an apply may still run.
-std::mutex policyLock;
-SmhnrBackup session;
+Mutex policyLock;
+SmhnrBackup session GUARDED_BY(policyLock);
 
 RegistryKey OpenPolicyKey(const PolicyValue& value, REGSAM access) {
   RegistryKey key;
@@ -90,7 +90,7 @@ void ClearOurs(const PolicyValue& value) {
   if (key && ReadValue(key, value) == kInForce) RegDeleteValueW(key.Get(), value.name);
 }
 
-void PersistLocked() {
+void PersistLocked() REQUIRES(policyLock) {
   if (!WriteRecoveryFile(kBackupName, FormatSmhnrBackup(session))) {
     WriteStandardErrorLine("Cannot write the policy backup (error " + std::to_string(GetLastError()) + ")");
   }
@@ -114,7 +114,7 @@ bool HasMarker() {
   return ReadRecoveryFile(kMarkerName, kMaxBackupBytes, content) == FileRead::Done;
 }
 
-void ApplyLocked() {
+void ApplyLocked() REQUIRES(policyLock) {
   session = {};
   const std::optional<DWORD> smart = ReadEarlier(kSmart);
   const std::optional<DWORD> parallel = ReadEarlier(kParallel);
@@ -126,7 +126,7 @@ void ApplyLocked() {
   WriteLogLine("dns-guard: SMHNR / parallel DNS disabled for tunnel session");
 }
 
-bool RestoreFromDiskLocked(const char* message) {
+bool RestoreFromDiskLocked(const char* message) REQUIRES(policyLock) {
   const auto backup = LoadBackup();
   if (!backup) return false;
   PutBackBoth(*backup);
@@ -136,7 +136,7 @@ bool RestoreFromDiskLocked(const char* message) {
   return true;
 }
 
-void RestoreLocked() {
+void RestoreLocked() REQUIRES(policyLock) {
   if (!session.active) {
     RestoreFromDiskLocked("dns-guard: SMHNR policy restored from disk backup");
     return;
@@ -147,7 +147,7 @@ void RestoreLocked() {
   WriteLogLine("dns-guard: SMHNR policy restored");
 }
 
-void RecoverLocked() {
+void RecoverLocked() REQUIRES(policyLock) {
   if (RestoreFromDiskLocked("dns-guard: recovered orphaned SMHNR from disk backup")) return;
   if (!HasMarker()) {
     WriteLogLine("dns-guard: skip force-clear SMHNR — no Moorlak session marker");
@@ -161,7 +161,7 @@ void RecoverLocked() {
 
 void RunLocked(void (*operation)()) noexcept {
   Guarded([operation] {
-    const std::lock_guard guard(policyLock);
+    const MutexGuard guard(policyLock);
     operation();
   });
 }

@@ -6,12 +6,12 @@
 #include "base/guarded.h"
 #include "base/log.h"
 #include "base/standard_error.h"
-#include "process/name_resolution.h"
 #include "net/adapter/adapter_lookup.h"
 #include "net/routing/route_journal.h"
 #include "net/routing/route_table.h"
 #include "process/captured_command.h"
 #include "process/hidden_command.h"
+#include "process/name_resolution.h"
 
 namespace moorlak {
 namespace {

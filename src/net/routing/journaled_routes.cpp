@@ -6,8 +6,8 @@
 #include <limits>
 #include <optional>
 
-#include "text/text_scan.h"
 #include "net/routing/route_rows.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {

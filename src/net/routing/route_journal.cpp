@@ -4,7 +4,6 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -12,6 +11,7 @@
 #include "base/data_files.h"
 #include "base/guarded.h"
 #include "base/log.h"
+#include "base/mutex.h"
 #include "net/adapter/adapter_lookup.h"
 #include "net/routing/journaled_routes.h"
 #include "net/routing/persistent_routes.h"
@@ -23,10 +23,10 @@ namespace {
 constexpr wchar_t kFileName[] = L"routes_restore.v1";
 constexpr size_t kMaxBytes = 16u << 20;
 
-std::mutex journalLock;
-RouteJournal journal;  // guarded by journalLock
+Mutex journalLock;
+RouteJournal journal GUARDED_BY(journalLock);
 
-void PersistLocked() {
+void PersistLocked() REQUIRES(journalLock) {
   journal.boot = BootIdentity();
   if (journal.IsEmpty()) {
     DeleteRecoveryFile(kFileName);
@@ -44,7 +44,7 @@ std::optional<RoutesNow> ReadRoutesNow() {
   return RoutesNow{std::move(*table), ReadPersistentRoutes(), tunnel ? tunnel->luid : 0};
 }
 
-bool JournalLocked(const GatewayRoute& route) {
+bool JournalLocked(const GatewayRoute& route) REQUIRES(journalLock) {
   const auto now = ReadRoutesNow();
   if (!now) {
     WriteLogLine("routes: could not read the route table; routes to " + route.destination + " stay");
@@ -54,7 +54,7 @@ bool JournalLocked(const GatewayRoute& route) {
   return true;
 }
 
-void JournalAllLocked(const std::vector<GatewayRoute>& routes) {
+void JournalAllLocked(const std::vector<GatewayRoute>& routes) REQUIRES(journalLock) {
   const auto now = ReadRoutesNow();
   if (!now) return;
   bool noted = false;
@@ -67,7 +67,7 @@ bool IsLost(DWORD error) {
   return error == ERROR_FILE_NOT_FOUND || error == ERROR_NOT_FOUND;
 }
 
-std::vector<AddedRoute> RemoveAddedLocked(const std::vector<SystemRoute>& table) {
+std::vector<AddedRoute> RemoveAddedLocked(const std::vector<SystemRoute>& table) REQUIRES(journalLock) {
   std::vector<AddedRoute> left;
   for (const SystemRoute& row : AddedRows(journal, table)) {
     const DWORD error = DeleteSystemRoute(row);
@@ -118,7 +118,7 @@ bool PutBack(const SystemRoute& route, bool stored, Network& network) {
 }
 
 // On-link routes first: a gateway can be on the link of another removed route.
-void PutBackTakenLocked(Network& network) {
+void PutBackTakenLocked(Network& network) REQUIRES(journalLock) {
   for (const bool onLink : {true, false}) {
     const auto isDone = [&](bool stored) {
       return [&network, onLink, stored](const SystemRoute& route) {
@@ -130,7 +130,7 @@ void PutBackTakenLocked(Network& network) {
   }
 }
 
-void RestoreOnceLocked() {
+void RestoreOnceLocked() REQUIRES(journalLock) {
   const auto before = ReadSystemRoutes();
   if (!before) return;
   journal.added = RemoveAddedLocked(*before);
@@ -139,12 +139,12 @@ void RestoreOnceLocked() {
 }
 
 // What fails once is tried again before it is left to a later recovery.
-void RestoreLocked() {
+void RestoreLocked() REQUIRES(journalLock) {
   constexpr int kTries = 2;
   for (int tries = 0; tries < kTries && !journal.IsEmpty(); ++tries) RestoreOnceLocked();
 }
 
-void LoadLocked() {
+void LoadLocked() REQUIRES(journalLock) {
   std::string text;
   if (ReadRecoveryFile(kFileName, kMaxBytes, text) != FileRead::Done) return;
   journal = ParseRouteJournal(text);
@@ -152,7 +152,7 @@ void LoadLocked() {
 }
 
 // If the file does not say which start of the system it is from, it is used unchanged.
-void ForgetBeforeRestartLocked() {
+void ForgetBeforeRestartLocked() REQUIRES(journalLock) {
   const uint64_t boot = BootIdentity();
   if (journal.boot == 0 || boot == 0 || journal.boot == boot) return;
   const size_t forgotten = ForgetVolatile(journal);
@@ -164,35 +164,35 @@ void ForgetBeforeRestartLocked() {
 
 bool JournalReplacement(const GatewayRoute& route) noexcept {
   return Guarded(false, [&] {
-    const std::lock_guard guard(journalLock);
+    const MutexGuard guard(journalLock);
     return JournalLocked(route);
   });
 }
 
 void JournalReplacements(const std::vector<GatewayRoute>& routes) noexcept {
   Guarded([&] {
-    const std::lock_guard guard(journalLock);
+    const MutexGuard guard(journalLock);
     JournalAllLocked(routes);
   });
 }
 
 void JournalAdded(const GatewayRoute& route) noexcept {
   Guarded([&] {
-    const std::lock_guard guard(journalLock);
+    const MutexGuard guard(journalLock);
     if (RecordAdded(journal, route)) PersistLocked();
   });
 }
 
 void RestoreJournaledRoutes() noexcept {
   Guarded([] {
-    const std::lock_guard guard(journalLock);
+    const MutexGuard guard(journalLock);
     RestoreLocked();
   });
 }
 
 void RecoverJournaledRoutes() noexcept {
   Guarded([] {
-    const std::lock_guard guard(journalLock);
+    const MutexGuard guard(journalLock);
     LoadLocked();
     ForgetBeforeRestartLocked();
     RestoreLocked();

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
-#include "text/text_scan.h"
 #include "net/routing/route_rows.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/guarded.h"
+#include "base/mutex.h"
 #include "net/adapter/adapter_lookup.h"
 #include "net/adapter/adapter_name.h"
 #include "net/routing/route_plan.h"
@@ -16,11 +17,11 @@
 namespace moorlak {
 namespace {
 
-std::mutex defaultRouteLock;
+Mutex defaultRouteLock;
 // Written under the lock.
 std::atomic<uint64_t> generation{0};
 
-void RemoveFromAllLocked() {
+void RemoveFromAllLocked() REQUIRES(defaultRouteLock) {
   const std::optional<std::vector<AdapterInfo>> adapters = ReadAdapters(AF_UNSPEC, kAddressesOnlyFlags);
   if (!adapters) return;
   for (const AdapterInfo& adapter : *adapters) {
@@ -42,7 +43,7 @@ uint64_t DefaultRouteGeneration() noexcept {
 
 void RemoveStoredDefaultRoute(uint64_t wantedGeneration) noexcept {
   Guarded([wantedGeneration] {
-    const std::lock_guard guard(defaultRouteLock);
+    const MutexGuard guard(defaultRouteLock);
     if (wantedGeneration == generation) RemoveFromAllLocked();
   });
 }

@@ -3,7 +3,8 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
+
+#include "base/mutex.h"
 
 namespace moorlak {
 
@@ -16,7 +17,7 @@ class DefaultRouteClaim {
   DefaultRouteClaim& operator=(const DefaultRouteClaim&) = delete;
 
  private:
-  std::lock_guard<std::mutex> guard;
+  MutexGuard guard;
 };
 
 // Identifies the latest claim; a removal that runs later on another thread is given this number.

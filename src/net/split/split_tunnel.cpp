@@ -5,16 +5,16 @@
 #include <tlhelp32.h>
 
 #include <array>
-#include <mutex>
 #include <optional>
 
 #include "base/guarded.h"
 #include "base/handle.h"
 #include "base/log.h"
+#include "base/mutex.h"
 #include "base/utf.h"
-#include "text/base_name.h"
 #include "net/split/split_rules.h"
 #include "net/wfp/wfp_session.h"
+#include "text/base_name.h"
 
 namespace moorlak {
 namespace {
@@ -27,9 +27,8 @@ constexpr WfpIdentity kIdentity{{0x4D6F6F72, 0x5350, 0x5401, {0x53, 0x54, 0x4D, 
                                 true};
 constexpr DWORD kLongestImagePath = 260;
 
-std::mutex splitLock;
-// Guarded by splitLock.
-WfpSession split{kIdentity, {}, false, {}};
+Mutex splitLock;
+WfpSession split GUARDED_BY(splitLock){kIdentity, {}, false, {}};
 
 void LogCode(const char* what, DWORD code) {
   WriteLogLine("split-tunnel: " + std::string(what) + " failed " + std::to_string(code));
@@ -71,7 +70,7 @@ std::wstring ResolveApplication(const std::string& app) {
   return FindRunningImage(WidenUtf8(name));
 }
 
-void SplitOneTx(const std::string& app, uint64_t luid, SplitTally& tally) {
+void SplitOneTx(const std::string& app, uint64_t luid, SplitTally& tally) REQUIRES(splitLock) {
   const std::wstring path = ResolveApplication(app);
   const std::string shownPath = NarrowUtf16(path);
   ApplicationId application;
@@ -81,7 +80,7 @@ void SplitOneTx(const std::string& app, uint64_t luid, SplitTally& tally) {
     ++tally.skipped;
     return;
   }
-  const auto add = [&](const FilterRow& filter) -> std::optional<uint64_t> {
+  const auto add = [&](const FilterRow& filter) REQUIRES(splitLock) -> std::optional<uint64_t> {
     const DWORD code = AddWfpFilterTx(split, filter, application.Get());
     if (code == ERROR_SUCCESS) return split.filterIds.back();
     WriteLogLine(SplitAddFailure(filter, code));
@@ -90,7 +89,7 @@ void SplitOneTx(const std::string& app, uint64_t luid, SplitTally& tally) {
   if (SplitApplication(luid, add, tally)) WriteLogLine("split-tunnel: bypass app registered: " + shownPath);
 }
 
-void RemoveLocked() {
+void RemoveLocked() REQUIRES(splitLock) {
   if (!split.engine && !split.installed) {
     split.filterIds.clear();
     return;
@@ -104,7 +103,7 @@ void RemoveLocked() {
   WriteLogLine("split-tunnel: removed");
 }
 
-bool FillTx(const std::vector<std::string>& apps, uint64_t luid, SplitTally& tally) {
+bool FillTx(const std::vector<std::string>& apps, uint64_t luid, SplitTally& tally) REQUIRES(splitLock) {
   if (const DWORD code = AddWfpSublayerTx(split)) {
     LogCode("SubLayerAdd", code);
     return false;
@@ -115,7 +114,7 @@ bool FillTx(const std::vector<std::string>& apps, uint64_t luid, SplitTally& tal
   return true;
 }
 
-bool InstallLocked(const std::vector<std::string>& apps, uint64_t luid) {
+bool InstallLocked(const std::vector<std::string>& apps, uint64_t luid) REQUIRES(splitLock) {
   RemoveLocked();
   if (apps.empty()) return true;
   if (luid == 0) {
@@ -123,7 +122,7 @@ bool InstallLocked(const std::vector<std::string>& apps, uint64_t luid) {
     return false;
   }
   SplitTally tally;
-  const WfpResult result = RunWfpTransaction(split, [&] { return FillTx(apps, luid, tally); });
+  const WfpResult result = RunWfpTransaction(split, [&]() REQUIRES(splitLock) { return FillTx(apps, luid, tally); });
   if (result.outcome == WfpOutcome::OpenFailed) LogCode("FwpmEngineOpen", result.code);
   if (result.outcome == WfpOutcome::BeginFailed) LogCode("TransactionBegin", result.code);
   if (result.outcome == WfpOutcome::CommitFailed) LogCode("commit", result.code);
@@ -136,17 +135,21 @@ bool InstallLocked(const std::vector<std::string>& apps, uint64_t luid) {
 }  // namespace
 
 bool InstallSplitTunnel(const std::vector<std::string>& apps, uint64_t luid) noexcept {
-  const std::lock_guard lock(splitLock);
-  return Guarded(false, [&] { return InstallLocked(apps, luid); });
+  return Guarded(false, [&] {
+    const MutexGuard lock(splitLock);
+    return InstallLocked(apps, luid);
+  });
 }
 
 void RemoveSplitTunnel() noexcept {
-  const std::lock_guard lock(splitLock);
-  Guarded([] { RemoveLocked(); });
+  Guarded([] {
+    const MutexGuard lock(splitLock);
+    RemoveLocked();
+  });
 }
 
 void PurgeStaleSplitTunnel() noexcept {
-  const std::lock_guard lock(splitLock);
+  const MutexGuard lock(splitLock);
   if (PurgeWfpObjects(kIdentity)) WriteLogLine("split-tunnel: purged stale objects (if present)");
 }
 
