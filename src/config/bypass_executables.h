@@ -9,7 +9,8 @@
 namespace moorlak {
 
 // Calls the visitor with the file name (UTF-8) of each executable in a folder, until it returns false. The folder is
-// UTF-8, without its last separator. A folder that cannot be read has no executables. See config/executable_listing.h.
+// UTF-8, without its last separator. A folder that cannot be read has no executables. ListFolderExecutables is
+// one.
 using ExecutableVisitor = std::function<bool(std::string_view fileName)>;
 using ListExecutables = std::function<void(const std::string& folder, const ExecutableVisitor& visit)>;
 
@@ -18,5 +19,9 @@ using ListExecutables = std::function<void(const std::string& folder, const Exec
 // reporters, and does not list the folders of packaged store applications.
 std::vector<std::string> CollectBypassExecutables(const std::vector<std::string>& blockedApps,
                                                   const ListExecutables& listExecutables);
+
+// Implements ListExecutables: the folder's `*.exe` files, without folders, in the file system's order. A folder that is
+// not on this machine (config/local_folder.h) is not listed and has none.
+void ListFolderExecutables(const std::string& folder, const ExecutableVisitor& visit);
 
 }  // namespace moorlak

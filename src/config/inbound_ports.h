@@ -30,7 +30,7 @@ SocksPortFinding FindSessionSocksPort(std::string_view configText);
 // after it. kVpnApiPort if there is none.
 uint16_t FindApiPort(std::string_view configText);
 
-// Queries to the machine; see config/loopback_ports.h.
+// Queries to the machine: IsLoopbackPortFree and PickFreeLoopbackPort, or a test's.
 struct LoopbackPorts {
   std::function<bool(uint16_t)> isFree;
   // 0 if there is none.
@@ -41,5 +41,14 @@ struct LoopbackPorts {
 // in the first "port" member whose digits begin with the old number, which may be another inbound's; the API port
 // exactly where it is. Without a free port the text is unchanged.
 std::string RemapBusyPorts(std::string configText, const LoopbackPorts& ports);
+
+// These two start and end Winsock themselves, so any thread may call them.
+//
+// Whether a TCP socket can be bound to this port on 127.0.0.1. A failure before the bind counts as busy. The port is
+// not held afterwards.
+bool IsLoopbackPortFree(uint16_t port) noexcept;
+
+// A port that the system chooses for 127.0.0.1; 0 if it gives none. The port is not held afterwards.
+uint16_t PickFreeLoopbackPort() noexcept;
 
 }  // namespace moorlak

@@ -1,69 +1,71 @@
 #include "process/engine_files.h"
 
-#include <exception>
-#include <filesystem>
-
-#include "base/paths.h"
-#include "base/standard_error.h"
-#include "base/utf.h"
+#include <algorithm>
 
 namespace moorlak {
-namespace {
 
-bool Exists(const std::filesystem::path& path) {
-  return std::filesystem::exists(path);
+using std::filesystem::path;
+
+std::vector<path> ExecutableCandidates(const SearchBases& bases, const path& name) {
+  const path& current = bases.currentFolder;
+  std::vector<path> candidates = {
+      current / name,
+      current / "xray" / name,
+      current / "windows" / "xray" / name,
+      current.parent_path() / "xray" / name,
+  };
+  if (bases.executableFolder.empty()) return candidates;
+  const path& folder = bases.executableFolder;
+  const path assets = folder / "data" / "flutter_assets";
+  candidates.push_back(folder / name);
+  candidates.push_back(folder / "xray" / name);
+  candidates.push_back(assets / name);
+  candidates.push_back(assets / "xray" / name);
+  candidates.push_back(assets / "windows" / "xray" / name);
+  return candidates;
 }
 
-void LogFailure(const std::string& failure) {
-  if (!failure.empty()) WriteStandardErrorLine("VpnService: " + failure);
+std::vector<path> WintunCandidates(const SearchBases& bases) {
+  constexpr const char* kName = "wintun.dll";
+  const path& current = bases.currentFolder;
+  std::vector<path> candidates = {
+      current / "xray" / kName,
+      current / kName,
+      current.parent_path() / "xray" / kName,
+  };
+  if (bases.executableFolder.empty()) return candidates;
+  const path& folder = bases.executableFolder;
+  candidates.push_back(folder / "xray" / kName);
+  candidates.push_back(folder / kName);
+  candidates.push_back(folder / "data" / "flutter_assets" / "xray" / kName);
+  return candidates;
 }
 
-std::wstring Search(const std::vector<std::filesystem::path>& candidates) {
-  const SearchResult result = FindFirstExisting(candidates, Exists);
-  LogFailure(result.failure);
-  return result.path.wstring();
-}
-
-void ReportFailure(const std::exception& error) noexcept {
-  WriteStandardErrorLine(error.what());
-}
-
-std::string FindExecutable(const char* name, const char* foundText) noexcept {
+SearchResults FindAllExisting(const std::vector<path>& candidates, const ExistenceTest& exists) {
+  SearchResults results;
   try {
-    std::string path = NarrowUtf16(Search(ExecutableCandidates(BasesOfThisProcess(), name)));
-    if (!path.empty()) WriteStandardErrorLine(foundText + path);
-    return path;
-  } catch (const std::exception& error) {
-    ReportFailure(error);
-    return {};
+    for (const path& candidate : candidates) {
+      const bool known = std::ranges::find(results.paths, candidate) != results.paths.end();
+      if (!known && exists(candidate)) results.paths.push_back(candidate);
+    }
+  } catch (const std::filesystem::filesystem_error& error) {
+    results.failure = error.what();
   }
+  return results;
 }
 
-}  // namespace
-
-SearchBases BasesOfThisProcess() {
-  return {std::filesystem::current_path(), std::filesystem::path(ExecutablePath()).parent_path()};
-}
-
-std::string FindXray() noexcept {
-  return FindExecutable("xray.exe", "VpnService: using xray at ");
-}
-
-std::string FindTun2Socks() noexcept {
-  return FindExecutable("tun2socks.exe", "VpnService: using tun2socks at ");
-}
-
-std::vector<std::wstring> FindWintun() noexcept {
+SearchResult FindFirstExisting(const std::vector<path>& candidates, const ExistenceTest& exists) {
+  SearchResult result;
   try {
-    const SearchResults results = FindAllExisting(WintunCandidates(BasesOfThisProcess()), Exists);
-    LogFailure(results.failure);
-    std::vector<std::wstring> paths;
-    for (const std::filesystem::path& path : results.paths) paths.push_back(path.wstring());
-    return paths;
-  } catch (const std::exception& error) {
-    ReportFailure(error);
-    return {};
+    for (const path& candidate : candidates) {
+      if (!exists(candidate)) continue;
+      result.path = candidate;
+      break;
+    }
+  } catch (const std::filesystem::filesystem_error& error) {
+    result.failure = error.what();
   }
+  return result;
 }
 
 }  // namespace moorlak

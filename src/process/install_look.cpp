@@ -1,63 +1,55 @@
 #include "process/install_look.h"
 
-#include <filesystem>
-#include <set>
-#include <string>
-
-#include "base/file_place.h"
-#include "base/guarded.h"
-#include "base/log.h"
-#include "base/mutex.h"
-#include "base/paths.h"
-#include "base/trust.h"
-#include "base/utf.h"
-#include "process/engine_files.h"
-#include "process/install_items.h"
+#include <algorithm>
 
 namespace moorlak {
 namespace {
 
-struct LoggedItems {
-  Mutex lock;
-  std::set<std::wstring> paths GUARDED_BY(lock);
-};
+using std::filesystem::path;
+using Paths = std::vector<path>;
 
-// Never destroyed: engines may be launched until the process ends.
-LoggedItems& Logged() {
-  static LoggedItems& logged = *new LoggedItems;
-  return logged;
+void Add(Paths& items, const path& item) {
+  if (!item.empty() && std::ranges::find(items, item) == items.end()) items.push_back(item);
 }
 
-bool IsFirstTime(const std::wstring& path) {
-  LoggedItems& logged = Logged();
-  const MutexGuard guard(logged.lock);
-  return logged.paths.insert(path).second;
-}
+// Which of the existing candidates are used.
+enum class Use { First, EachThatExists };
 
-ObjectFacts FactsOf(const std::wstring& path, bool throughLinks) {
-  const KernelHandle object =
-      OpenPlace(path, {.access = FILE_READ_ATTRIBUTES | READ_CONTROL, .throughLinks = throughLinks});
-  return object ? ReadFacts(object.Get()) : ObjectFacts{};
-}
-
-bool IsOpenToOthers(const std::wstring& path) {
-  const ObjectFacts facts = FactsOf(path, false);
-  return CanOthersChange(facts, OwnUserSid()) ||
-         (facts.isReparsePoint && CanOthersChange(FactsOf(path, true), OwnUserSid()));
-}
-
-void LookAtItems() {
-  const auto exists = [](const std::filesystem::path& path) { return std::filesystem::exists(path); };
-  for (const std::filesystem::path& item : InstallItems(BasesOfThisProcess(), ExecutablePath(), exists)) {
-    const std::wstring path = item.wstring();
-    if (IsOpenToOthers(path) && IsFirstTime(path)) WriteLogLine(ChangeableLine(NarrowUtf16(path)));
+// For wintun.dll: if a copy cannot be loaded, the next one is tried.
+void AddSearched(Paths& items, const Paths& candidates, Use use, const ExistenceTest& exists) {
+  bool isFound = false;
+  for (const path& candidate : candidates) {
+    const bool isHere = exists(candidate);
+    if (isFound && !isHere) continue;
+    Add(items, candidate.parent_path());
+    if (!isHere) continue;
+    Add(items, candidate);
+    isFound = true;
+    if (use == Use::First) return;
   }
 }
 
 }  // namespace
 
-void LogWhatOthersCanChange() noexcept {
-  Guarded(LookAtItems);
+Paths InstallItems(const SearchBases& bases, const path& program, const ExistenceTest& exists) {
+  Paths items;
+  Add(items, bases.executableFolder);
+  Add(items, program);
+  const auto addSearched = [&](const Paths& candidates, Use use) {
+    try {
+      AddSearched(items, candidates, use, exists);
+    } catch (const std::filesystem::filesystem_error&) {
+      // The search for the file itself fails in the same way and reports it.
+    }
+  };
+  addSearched(ExecutableCandidates(bases, "xray.exe"), Use::First);
+  addSearched(ExecutableCandidates(bases, "tun2socks.exe"), Use::First);
+  addSearched(WintunCandidates(bases), Use::EachThatExists);
+  return items;
+}
+
+std::string ChangeableLine(std::string_view path) {
+  return "WARNING: " + std::string(path) + " can be changed by others: whoever changes it commands this service";
 }
 
 }  // namespace moorlak

@@ -1,10 +1,28 @@
-// Checks who can change what this service runs. It refuses nothing: the folder's access rights are the installer's
-// responsibility, and the service must also run from a build folder.
+// Checks who can change what this service runs: the files and folders that give control of the service to anyone who
+// can change them. It refuses nothing: the folder's access rights are the installer's responsibility, and the service
+// must also run from a build folder.
 #pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "process/engine_files.h"
 
 namespace moorlak {
 
-// Logs a warning for each file or folder of the installation (process/install_items.h) that is owned by, or can be
+// The folder of this program and the program (a full path); for each engine the file that the search finds
+// (process/engine_files.h), for wintun.dll each copy; and the folder of each, because libraries are loaded from a
+// program's folder. Folders searched earlier count, too, because a file added there would be found instead; they may be
+// missing. Without duplicates. If the existence test fails, that search ends with what it has so far.
+std::vector<std::filesystem::path> InstallItems(const SearchBases& bases, const std::filesystem::path& program,
+                                                const ExistenceTest& exists);
+
+// The log line for one of them; the path is UTF-8.
+std::string ChangeableLine(std::string_view path);
+
+// Logs a warning for each file or folder of the installation (InstallItems) that is owned by, or can be
 // changed by, anyone but LocalSystem, Windows' installer, the administrators and the user this process runs as
 // (base/object_trust.h); once per process for each. Called before the first recovery and before each launch of an
 // engine.

@@ -1,41 +1,28 @@
 #include "process/stray_engines.h"
 
-#include <windows.h>
-#include <tlhelp32.h>
-
-#include <string>
-
-#include "base/guarded.h"
-#include "base/handle.h"
-#include "base/paths.h"
-#include "process/stray_engine_rule.h"
+#include <algorithm>
+#include <cwctype>
 
 namespace moorlak {
 namespace {
 
-// Not 0: a configuration test that is ended must not look passed.
-constexpr UINT kEndedCode = 1;
-
-void EndWhenUnder(const std::wstring& folder, DWORD processId) {
-  const KernelHandle process(OpenProcess(PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
-  if (process && IsUnderFolder(ImagePath(process.Get()), folder)) TerminateProcess(process.Get(), kEndedCode);
-}
-
-void KillEngines() {
-  const std::wstring folder = ExecutableFolder();
-  const KernelHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
-  if (folder.empty() || !snapshot) return;
-  PROCESSENTRY32W entry{};
-  entry.dwSize = sizeof(entry);
-  for (BOOL more = Process32FirstW(snapshot.Get(), &entry); more; more = Process32NextW(snapshot.Get(), &entry)) {
-    if (IsEngineName(entry.szExeFile)) EndWhenUnder(folder, entry.th32ProcessID);
-  }
+bool SameText(std::wstring_view left, std::wstring_view right) {
+  const auto sameLetter = [](wchar_t one, wchar_t other) {
+    return std::towlower(static_cast<std::wint_t>(one)) == std::towlower(static_cast<std::wint_t>(other));
+  };
+  return std::ranges::equal(left, right, sameLetter);
 }
 
 }  // namespace
 
-void KillStrayEngines() noexcept {
-  Guarded(KillEngines);
+bool IsEngineName(std::wstring_view executableName) {
+  return SameText(executableName, L"xray.exe") || SameText(executableName, L"tun2socks.exe");
+}
+
+bool IsUnderFolder(std::wstring_view path, std::wstring_view folder) {
+  if (folder.empty() || path.size() <= folder.size()) return false;
+  const wchar_t separator = path[folder.size()];
+  return (separator == L'\\' || separator == L'/') && SameText(path.substr(0, folder.size()), folder);
 }
 
 }  // namespace moorlak

@@ -1,243 +1,116 @@
 #include "proxy/system_proxy.h"
 
-#include <windows.h>
-#include <wininet.h>
-
 #include <array>
-#include <exception>
-#include <string>
-#include <vector>
+#include <limits>
 
-#include "base/data_files.h"
-#include "base/handle.h"
-#include "base/mutex.h"
-#include "base/paths.h"
-#include "base/standard_error.h"
-#include "base/trust.h"
-#include "base/utf.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {
 
-static_assert(kProxyTypeDirect == PROXY_TYPE_DIRECT && kProxyTypeProxy == PROXY_TYPE_PROXY);
+constexpr std::string_view kVersion = "v1";
+constexpr size_t kLineCount = 7;
 
-// Far more than any bypass list needs. A larger backup could not be read back, so it is not written.
-constexpr size_t kMaxBackupBytes = 4u << 20;
-
-// One change at a time: the session, a stop and the recovery at the start all change the proxy.
-Mutex proxyLock;
-
-// A query allocates its strings with GlobalAlloc.
-struct GlobalTextTraits {
-  using Type = wchar_t*;
-  static Type Empty() noexcept { return nullptr; }
-  static bool IsValid(Type text) noexcept { return text != nullptr; }
-  static void Close(Type text) noexcept { GlobalFree(text); }
-};
-using GlobalText = UniqueHandle<GlobalTextTraits>;
-
-void Complain(const char* what, DWORD error) {
-  WriteStandardErrorLine(std::string("System proxy: ") + what + " (error " + std::to_string(error) + ")");
-}
-
-INTERNET_PER_CONN_OPTION_LISTW LanOptions(INTERNET_PER_CONN_OPTIONW* options, size_t count) {
-  INTERNET_PER_CONN_OPTION_LISTW list{};
-  list.dwSize = sizeof(list);
-  list.dwOptionCount = static_cast<DWORD>(count);
-  list.pOptions = options;
-  return list;
-}
-
-std::optional<std::string> TakeText(wchar_t* owned) {
-  const GlobalText text(owned);
-  if (!text) return std::nullopt;
-  return NarrowUtf16(text.Get());
-}
-
-std::optional<ProxySettings> QueryWithFlags(DWORD flagsOption) {
-  std::array<INTERNET_PER_CONN_OPTIONW, 4> options{};
-  options[0].dwOption = flagsOption;
-  options[1].dwOption = INTERNET_PER_CONN_PROXY_SERVER;
-  options[2].dwOption = INTERNET_PER_CONN_PROXY_BYPASS;
-  options[3].dwOption = INTERNET_PER_CONN_AUTOCONFIG_URL;
-  INTERNET_PER_CONN_OPTION_LISTW list = LanOptions(options.data(), options.size());
-  DWORD size = sizeof(list);
-  if (!InternetQueryOptionW(nullptr, INTERNET_OPTION_PER_CONNECTION_OPTION, &list, &size)) return std::nullopt;
-  ProxySettings settings;
-  settings.flags = options[0].Value.dwValue;
-  settings.server = TakeText(options[1].Value.pszValue);
-  settings.bypass = TakeText(options[2].Value.pszValue);
-  settings.pacUrl = TakeText(options[3].Value.pszValue);
-  return settings;
-}
-
-// Collects options for one call. A missing text is set as a null string, which deletes it.
-struct OptionSetter {
-  std::vector<INTERNET_PER_CONN_OPTIONW> options;
-  // A fixed array: the options point into the texts, which must not move.
-  std::array<std::wstring, 3> texts;
-  size_t textCount = 0;
-
-  void AddFlags(DWORD flags) {
-    INTERNET_PER_CONN_OPTIONW option{};
-    option.dwOption = INTERNET_PER_CONN_FLAGS;
-    option.Value.dwValue = flags;
-    options.push_back(option);
-  }
-
-  void AddText(DWORD name, const std::optional<std::string>& text) {
-    INTERNET_PER_CONN_OPTIONW option{};
-    option.dwOption = name;
-    if (text) {
-      std::wstring& wide = texts.at(textCount++);
-      wide = WidenUtf8(*text);
-      option.Value.pszValue = wide.data();
-    }
-    options.push_back(option);
-  }
-
-  void EmptyMissingTexts() {
-    static wchar_t empty[] = L"";
-    for (INTERNET_PER_CONN_OPTIONW& option : options) {
-      if (option.dwOption != INTERNET_PER_CONN_FLAGS && option.Value.pszValue == nullptr) option.Value.pszValue = empty;
+std::string FormatText(const std::optional<std::string>& text) {
+  if (!text) return "-";
+  std::string line = "=";
+  for (const char byte : *text) {
+    if (byte == '\\') {
+      line += "\\\\";
+    } else if (byte == '\r') {
+      line += "\\r";
+    } else if (byte == '\n') {
+      line += "\\n";
+    } else {
+      line += byte;
     }
   }
+  return line;
+}
 
-  // Sets everything in one call, then sends the two notifications in this order.
-  bool Apply() {
-    INTERNET_PER_CONN_OPTION_LISTW list = LanOptions(options.data(), options.size());
-    if (!InternetSetOptionW(nullptr, INTERNET_OPTION_PER_CONNECTION_OPTION, &list, sizeof(list))) {
-      Complain("the options cannot be set", GetLastError());
-      return false;
+// False for a line that FormatText does not write. A NUL would silently end the text in the system's calls.
+bool ParseText(std::string_view line, std::optional<std::string>& text) {
+  text.reset();
+  if (line == "-") return true;
+  if (!line.starts_with('=') || line.find('\0') != kNotFound || line.find('\r') != kNotFound) return false;
+  std::string meaning;
+  for (size_t i = 1; i < line.size(); ++i) {
+    if (line[i] != '\\') {
+      meaning += line[i];
+      continue;
     }
-    InternetSetOptionW(nullptr, INTERNET_OPTION_SETTINGS_CHANGED, nullptr, 0);
-    InternetSetOptionW(nullptr, INTERNET_OPTION_REFRESH, nullptr, 0);
-    return true;
+    const char letter = ++i < line.size() ? line[i] : '\0';
+    if (letter != '\\' && letter != 'r' && letter != 'n') return false;
+    meaning += letter == 'r' ? '\r' : letter == 'n' ? '\n' : '\\';
   }
-};
-
-std::string OwnAccount() {
-  return NarrowUtf16(UserSid(GetCurrentProcess()));
-}
-
-// What the recovery file means for this account. Only the account that owns the settings can restore them.
-enum class BackupState { None, Ours, OtherAccount, Unreadable };
-
-BackupState ReadBackup(ProxyBackup& backup) {
-  std::string file;
-  const FileRead read = ReadRecoveryFile(kProxyRestoreName, kMaxBackupBytes, file);
-  if (read == FileRead::Missing) return BackupState::None;
-  if (read == FileRead::Unreadable) {
-    Complain("the backup cannot be read", GetLastError());
-    return BackupState::Unreadable;
-  }
-  auto parsed = read == FileRead::Done ? ParseProxyBackup(file) : std::nullopt;
-  if (!parsed) {
-    Complain("the backup is not believed", ERROR_INVALID_DATA);
-    return BackupState::None;
-  }
-  backup = std::move(*parsed);
-  return backup.accountSid == OwnAccount() ? BackupState::Ours : BackupState::OtherAccount;
-}
-
-bool WriteBackup(const ProxyBackup& backup) {
-  const std::string file = FormatProxyBackup(backup);
-  if (file.size() > kMaxBackupBytes) {
-    Complain("the settings are too large to be kept", ERROR_FILE_TOO_LARGE);
-    return false;
-  }
-  if (WriteRecoveryFile(kProxyRestoreName, file)) return true;
-  Complain("the backup cannot be written", GetLastError());
-  return false;
-}
-
-bool PutBack(const ProxySettings& previous, const RestorePlan& plan) {
-  OptionSetter setter;
-  if (plan.flags) setter.AddFlags(previous.flags);
-  if (plan.server) setter.AddText(INTERNET_PER_CONN_PROXY_SERVER, previous.server);
-  if (plan.bypass) setter.AddText(INTERNET_PER_CONN_PROXY_BYPASS, previous.bypass);
-  if (plan.pacUrl) setter.AddText(INTERNET_PER_CONN_AUTOCONFIG_URL, previous.pacUrl);
-  if (setter.Apply()) return true;
-  // Wine accepts a null string, but this is not documented; every reader treats an empty one the same.
-  setter.EmptyMissingTexts();
-  return setter.Apply();
-}
-
-bool RestoreLocked() REQUIRES(proxyLock) {
-  ProxyBackup backup;
-  const BackupState state = ReadBackup(backup);
-  if (state != BackupState::Ours) return state != BackupState::Unreadable;
-  const auto current = ReadSystemProxy();
-  if (!current) {
-    Complain("the options cannot be read", GetLastError());
-    return false;
-  }
-  const RestorePlan plan = PlanRestore(backup, *current);
-  if (plan.Any() && !PutBack(backup.previous, plan)) return false;
-  DeleteRecoveryFile(kProxyRestoreName);
+  text = std::move(meaning);
   return true;
 }
 
-// The settings to restore later: those of a backup that could not be restored, otherwise the current ones. nullopt if
-// they cannot be read, or if the file must not be overwritten.
-std::optional<ProxySettings> SettingsBeforeOurs(BackupState state, const ProxyBackup& standing) {
-  if (state == BackupState::Ours) return standing.previous;
-  if (state == BackupState::OtherAccount) Complain("another account's backup stands", ERROR_FILE_EXISTS);
-  if (state != BackupState::None) return std::nullopt;
-  auto current = ReadSystemProxy();
-  if (!current) Complain("the options cannot be read", GetLastError());
-  return current;
+// The lines of a file that has exactly kLineCount lines, each ending with a line feed.
+std::optional<std::array<std::string_view, kLineCount>> SplitLines(std::string_view file) {
+  std::array<std::string_view, kLineCount> lines;
+  for (std::string_view& line : lines) {
+    const size_t end = file.find('\n');
+    if (end == kNotFound) return std::nullopt;
+    line = file.substr(0, end);
+    file.remove_prefix(end + 1);
+  }
+  if (!file.empty()) return std::nullopt;
+  return lines;
 }
 
-bool SetLocked(std::string_view host, uint16_t port) REQUIRES(proxyLock) {
-  RestoreLocked();
-  ProxyBackup standing;
-  const BackupState state = ReadBackup(standing);
-  const auto previous = SettingsBeforeOurs(state, standing);
-  if (!previous) return false;
-  const ProxyBackup backup{*previous, OurProxyServer(host, port), OwnAccount()};
-  if (!WriteBackup(backup)) return false;
-
-  OptionSetter setter;
-  setter.AddFlags(kOurProxyFlags);
-  setter.AddText(INTERNET_PER_CONN_PROXY_SERVER, backup.ourServer);
-  setter.AddText(INTERNET_PER_CONN_PROXY_BYPASS, std::string(kOurProxyBypass));
-  if (setter.Apply()) return true;
-
-  // Undo what the failed call may have set. An earlier backup is written again first, because it names that session's
-  // server.
-  if (state == BackupState::Ours) WriteBackup(standing);
-  RestoreLocked();
-  return false;
+// Users do not choose whether a connection may also go direct, and not every system reports that bit.
+bool SameFlags(uint32_t left, uint32_t right) {
+  return (left | kProxyTypeDirect) == (right | kProxyTypeDirect);
 }
 
 }  // namespace
 
-std::optional<ProxySettings> ReadSystemProxy() {
-  // Prefers what the user chose: the plain flags hide automatic detection if its last attempt failed. Not every system
-  // knows this option.
-  if (auto settings = QueryWithFlags(INTERNET_PER_CONN_FLAGS_UI)) return settings;
-  return QueryWithFlags(INTERNET_PER_CONN_FLAGS);
+std::string OurProxyServer(std::string_view host, uint16_t port) {
+  return "socks=" + std::string(host) + ":" + std::to_string(port);
 }
 
-bool SetSystemProxy(std::string_view host, uint16_t port) noexcept {
-  try {
-    const MutexGuard guard(proxyLock);
-    return SetLocked(host, port);
-  } catch (const std::exception& error) {
-    WriteStandardErrorLine(error.what());
-    return false;
+std::string FormatProxyBackup(const ProxyBackup& backup) {
+  std::string file(kVersion);
+  file += '\n' + std::to_string(backup.previous.flags) + '\n';
+  const ProxySettings& previous = backup.previous;
+  for (const auto& text : {previous.server, previous.bypass, previous.pacUrl, std::optional(backup.ourServer),
+                           std::optional(backup.accountSid)}) {
+    file += FormatText(text) + '\n';
   }
+  return file;
 }
 
-bool RestoreSystemProxy() noexcept {
-  try {
-    const MutexGuard guard(proxyLock);
-    return RestoreLocked();
-  } catch (const std::exception& error) {
-    WriteStandardErrorLine(error.what());
-    return false;
+std::optional<ProxyBackup> ParseProxyBackup(std::string_view file) {
+  const auto lines = SplitLines(file);
+  if (!lines || (*lines)[0] != kVersion) return std::nullopt;
+  const auto flags = ParseDecimal((*lines)[1], std::numeric_limits<uint32_t>::max());
+  ProxyBackup backup;
+  std::optional<std::string> ourServer;
+  std::optional<std::string> accountSid;
+  if (!flags || !ParseText((*lines)[2], backup.previous.server) || !ParseText((*lines)[3], backup.previous.bypass) ||
+      !ParseText((*lines)[4], backup.previous.pacUrl) || !ParseText((*lines)[5], ourServer) ||
+      !ParseText((*lines)[6], accountSid) || ourServer.value_or("").empty() || accountSid.value_or("").empty()) {
+    return std::nullopt;
   }
+  backup.previous.flags = static_cast<uint32_t>(*flags);
+  backup.ourServer = std::move(*ourServer);
+  backup.accountSid = std::move(*accountSid);
+  return backup;
+}
+
+RestorePlan PlanRestore(const ProxyBackup& backup, const ProxySettings& current) {
+  RestorePlan plan;
+  plan.server = current.server == backup.ourServer;
+  plan.bypass = current.bypass == kOurProxyBypass;
+  // A user who chose another server wants the proxy on; a user who chose other flags wants those.
+  plan.flags = plan.server && SameFlags(current.flags, kOurProxyFlags);
+  // Only if our flags made the system forget the address. An address that the user removed together with other flags
+  // stays removed.
+  const bool forgotten = !current.pacUrl || current.pacUrl->empty();
+  plan.pacUrl = plan.flags && forgotten && backup.previous.pacUrl && !backup.previous.pacUrl->empty();
+  return plan;
 }
 
 }  // namespace moorlak

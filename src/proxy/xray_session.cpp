@@ -12,7 +12,7 @@
 #include "base/utf.h"
 #include "config/allow_insecure.h"
 #include "config/config_staging.h"
-#include "config/loopback_ports.h"
+#include "config/inbound_ports.h"
 #include "process/cancellable_wait.h"
 #include "process/hidden_command.h"
 #include "proxy/proxy_config.h"

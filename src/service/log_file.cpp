@@ -11,7 +11,7 @@
 #include "base/mutex.h"
 #include "base/paths.h"
 #include "base/trust.h"
-#include "service/log_format.h"
+#include "service/tunnel_log.h"
 
 namespace moorlak {
 namespace {

@@ -6,7 +6,7 @@
 #include "base/log.h"
 #include "base/standard_error.h"
 #include "config/config_staging.h"
-#include "net/routing/diagnostics.h"
+#include "net/routing/route_rows.h"
 #include "process/cancellable_wait.h"
 #include "tunnel/connect_step.h"
 #include "tunnel/disconnect.h"

@@ -8,7 +8,7 @@
 #include "base/guarded.h"
 #include "base/log.h"
 #include "net/dns/adapter_dns.h"
-#include "net/dns/dns_backup_file.h"
+#include "net/dns/dns_backup.h"
 #include "net/dns/dns_guard.h"
 #include "net/dns/smhnr_policy.h"
 #include "net/routing/quick_teardown.h"

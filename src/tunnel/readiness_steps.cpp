@@ -9,7 +9,7 @@
 #include "config/dns_servers.h"
 #include "net/adapter/adapter_lookup.h"
 #include "net/adapter/network_profiles.h"
-#include "net/routing/diagnostics.h"
+#include "net/routing/route_rows.h"
 #include "process/cancellable_wait.h"
 #include "process/connectivity.h"
 #include "process/probes.h"

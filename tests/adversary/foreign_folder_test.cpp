@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "config/bypass_executables.h"
-#include "config/executable_listing.h"
 #include "unit/base/replaced_import.h"
 
 extern "C" {

@@ -4,7 +4,7 @@
 #include "adversary/support/data_folder.h"
 #include "adversary/support/role.h"
 #include "base/paths.h"
-#include "service/log_format.h"
+#include "service/tunnel_log.h"
 
 namespace moorlak::adversary {
 namespace {

@@ -10,7 +10,7 @@
 #include "base/data_files.h"
 #include "base/file_place.h"
 #include "base/handle.h"
-#include "service/log_format.h"
+#include "service/tunnel_log.h"
 
 namespace moorlak::bench {
 namespace {

@@ -11,7 +11,6 @@
 #include "naive_text.h"
 #include "net/dns/dns_backup.h"
 #include "net/dns/dns_commands.h"
-#include "net/dns/dns_restore_plan.h"
 
 namespace moorlak {
 namespace {

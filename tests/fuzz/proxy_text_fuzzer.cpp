@@ -7,7 +7,7 @@
 #include "check.h"
 #include "config/allow_insecure.h"
 #include "proxy/proxy_config.h"
-#include "proxy/proxy_restore.h"
+#include "proxy/system_proxy.h"
 #include "proxy/traffic_counters.h"
 #include "text/json_members.h"
 #include "text/text_scan.h"

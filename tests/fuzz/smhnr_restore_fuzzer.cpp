@@ -8,7 +8,7 @@
 
 #include "check.h"
 #include "naive_text.h"
-#include "net/dns/smhnr_backup.h"
+#include "net/dns/smhnr_policy.h"
 
 namespace moorlak {
 namespace {

@@ -7,7 +7,6 @@
 #include "config/config_staging.h"
 #include "config/engine_counters.h"
 #include "config/inbound_ports.h"
-#include "config/loopback_ports.h"
 #include "fixtures/config_fixtures.h"
 #include "fixtures/start_rewrite.h"
 #include "machine/support/child.h"

@@ -6,7 +6,7 @@
 #include <atomic>
 
 #include "base/durable_file.h"
-#include "net/dns/dns_backup_file.h"
+#include "net/dns/dns_backup.h"
 #include "network/support/simulated_machine.h"
 #include "unit/base/data_file_path.h"
 

@@ -2,7 +2,7 @@
 // file left over would undo the user's later settings at the next start.
 #include <gtest/gtest.h>
 
-#include "net/dns/dns_backup_file.h"
+#include "net/dns/dns_backup.h"
 #include "net/dns/smhnr_policy.h"
 #include "net/routing/bypass_routes.h"
 #include "net/routing/route_journal.h"

@@ -6,7 +6,7 @@
 
 #include "base/paths.h"
 #include "base/utf.h"
-#include "net/dns/dns_backup_file.h"
+#include "net/dns/dns_backup.h"
 #include "network/support/simulated_machine.h"
 
 namespace moorlak {

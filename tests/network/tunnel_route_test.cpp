@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-#include "net/routing/diagnostics.h"
+#include "net/routing/route_rows.h"
 #include "network/support/simulated_machine.h"
 #include "unit/process/child_test_support.h"
 

@@ -13,9 +13,8 @@
 #include "net/adapter/adapter_lookup.h"
 #include "net/adapter/adapter_name.h"
 #include "net/adapter/interface_entry.h"
-#include "net/dns/dns_backup_file.h"
+#include "net/dns/dns_backup.h"
 #include "net/dns/dns_commands.h"
-#include "net/dns/dns_restore_plan.h"
 #include "process/hidden_command.h"
 
 namespace moorlak {

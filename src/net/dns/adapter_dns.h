@@ -36,7 +36,7 @@ bool SetTunnelDns(const std::string& tunnelName, const std::vector<std::string>&
                   const std::atomic<bool>& running);
 
 // Restores each adapter from its backup and flushes the resolver cache. Returns the backups whose adapter is missing or
-// was not restored (net/dns/dns_restore_plan.h). Every command is tried twice. Starts no command once the flag is
+// was not restored (net/dns/dns_backup.h). Every command is tried twice. Starts no command once the flag is
 // cleared.
 std::vector<AdapterDnsBackup> RestoreAdapterDns(const std::vector<AdapterDnsBackup>& backups,
                                                 const std::atomic<bool>& wanted);

@@ -1,5 +1,5 @@
-// An adapter's DNS settings from before a tunnel, their form in the recovery file, and which values are safe in a
-// command line.
+// An adapter's DNS settings from before a tunnel, their form in the recovery file, which values are safe in a command
+// line, and which of the present adapters a backup belongs to.
 #pragma once
 
 #include <cstdint>
@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "net/adapter/adapter_lookup.h"
 
 namespace moorlak {
 
@@ -52,5 +54,42 @@ struct DnsBackupText {
 // fields are as for an adapter with DHCP and without a known metric. Stops at the end of the text, whatever number of
 // records it claims.
 DnsBackupText ParseDnsBackup(std::string_view text);
+
+// The adapter as it is now.
+struct RestoreTarget {
+  // Safe, UTF-8.
+  std::string name;
+  // 0: no IPv4.
+  uint32_t ifIndex = 0;
+
+  bool operator==(const RestoreTarget&) const = default;
+};
+
+// The adapter with the backup's name, even if its index has changed. If there is none: the adapter at the backup's
+// index, which must have been renamed, if its only name server is the one that only this program sets and its name is
+// safe. nullopt if neither exists.
+std::optional<RestoreTarget> FindRestoreTarget(const AdapterDnsBackup& backup,
+                                               const std::vector<AdapterInfo>& adapters);
+
+// Whether the adapter's only name server is the one that only this program sets.
+bool IsNeutralised(const AdapterInfo& adapter);
+
+// Whether an adapter's restore is complete, given the adapter as it is now. Its servers decide, not the commands'
+// results: a command that failed because there was nothing to change does not keep the record. An adapter that is down
+// may not show its servers, so the commands must also have succeeded. One without IPv4 has nothing to restore.
+bool IsDnsBack(const AdapterDnsBackup& backup, const AdapterInfo& now, bool commandsSucceeded);
+
+// The same for the metric, if the backup has one.
+bool IsMetricBack(const AdapterDnsBackup& backup, uint32_t metric, bool automatic);
+
+// True if the file exists, is trusted (base/durable_file.h) and has a known version. Replaces the list.
+bool LoadDnsBackup(std::vector<AdapterDnsBackup>& records) noexcept;
+
+// Writes the whole file, or deletes it if the list is empty. False if the file does not match the list now; a failed
+// write is logged.
+bool PersistDnsBackup(const std::vector<AdapterDnsBackup>& records) noexcept;
+
+// True if the file does not exist afterwards.
+bool DeleteDnsBackup() noexcept;
 
 }  // namespace moorlak

@@ -1,136 +1,93 @@
 #include "net/dns/dns_guard.h"
 
-#include <winsock2.h>
-#include <ws2tcpip.h>
-#include <windows.h>
+#include <algorithm>
+#include <string_view>
 
-#include <optional>
-
-#include "base/guarded.h"
 #include "base/log.h"
-#include "base/mutex.h"
-#include "base/utf.h"
-#include "net/dns/dns_guard_rules.h"
-#include "net/wfp/wfp_session.h"
 
 namespace moorlak {
 namespace {
 
-constexpr WfpIdentity kIdentity{{0x6D6F6F72, 0x444E, 0x5301, {0x47, 0x55, 0x41, 0x52, 0x44, 0x4D, 0x4C, 0x31}},
-                                L"Moorlak",
-                                {0x6D6F6F72, 0x444E, 0x5300, {0x47, 0x55, 0x41, 0x52, 0x44, 0x4D, 0x4C, 0x31}},
-                                L"Moorlak DNS Guard",
-                                32768,
-                                false};
+constexpr wchar_t kPermitName[] = L"Moorlak allow Xray DNS bypass";
+constexpr wchar_t kDnsBlockName[] = L"Moorlak DNS leak guard";
+constexpr wchar_t kIPv6BlockName[] = L"Moorlak IPv6 leak guard";
+constexpr uint16_t kDnsPort = 53;
+constexpr uint8_t kPermitWeight = 15;
+constexpr uint8_t kBlockWeight = 8;
 
-Mutex guardLock;
-WfpSession guard GUARDED_BY(guardLock){kIdentity, {}, false, {}};
-
-void LogCode(const char* what, DWORD code) {
-  WriteLogLine("dns-guard: " + std::string(what) + " failed " + std::to_string(code));
+FilterCondition OffTunnel(uint64_t tunnelLuid) {
+  return {FilterField::LocalInterface, FilterMatch::NotEqual, tunnelLuid};
 }
 
-// Host order.
-std::optional<uint32_t> ParseAddress(const std::string& text) {
-  in_addr address{};
-  if (inet_pton(AF_INET, text.c_str(), &address) != 1) return std::nullopt;
-  return ntohl(address.s_addr);
+FilterRow PermitRow(uint8_t protocol, uint32_t address) {
+  return {kPermitName,
+          FilterLayer::ConnectV4,
+          {{FilterField::Application, FilterMatch::Equal, 0},
+           {FilterField::Protocol, FilterMatch::Equal, protocol},
+           {FilterField::RemotePort, FilterMatch::Equal, kDnsPort},
+           {FilterField::RemoteAddress, FilterMatch::Equal, address}},
+          FilterAction::Permit,
+          kPermitWeight};
 }
 
-void RemoveLocked() REQUIRES(guardLock) {
-  if (!guard.engine && !guard.installed) {
-    guard.filterIds.clear();
-    return;
-  }
-  if (const DWORD code = OpenWfpEngine(guard)) {
-    LogCode("FwpmEngineOpen", code);
-    guard.filterIds.clear();
-    return;
-  }
-  DeleteWfpObjects(guard);
-  WriteLogLine("dns-guard: removed");
+FilterRow DnsBlockRow(FilterLayer layer, uint8_t protocol, uint64_t tunnelLuid) {
+  return {kDnsBlockName,
+          layer,
+          {{FilterField::Protocol, FilterMatch::Equal, protocol},
+           {FilterField::RemotePort, FilterMatch::Equal, kDnsPort},
+           OffTunnel(tunnelLuid)},
+          FilterAction::Block,
+          kBlockWeight};
 }
 
-// False if a filter cannot be added, or if the limit leaves one out.
-bool AddFiltersTx(const DnsGuardPlan& plan, FWP_BYTE_BLOB* xray) REQUIRES(guardLock) {
-  for (const FilterRow& filter : plan.filters) {
-    if (const DWORD code = AddWfpFilterTx(guard, filter, xray)) {
-      WriteLogLine(DnsGuardAddFailure(filter, code));
-      return false;
-    }
-  }
-  return plan.complete;
+FilterRow IPv6BlockRow(uint64_t tunnelLuid) {
+  return {kIPv6BlockName, FilterLayer::ConnectV6, {OffTunnel(tunnelLuid)}, FilterAction::Block, kBlockWeight};
 }
 
-// A permit without a condition on the application would open port 53 to every program.
-ApplicationId ReadXrayIdTx(const std::string& xrayPath) {
-  ApplicationId xray;
-  if (const DWORD code = ReadApplicationId(WidenUtf8(xrayPath), xray)) LogCode("FwpmGetAppIdFromFileName", code);
-  if (!xray) WriteLogLine("dns-guard: missing xray AppID — refusing permit-any DNS hosts");
-  return xray;
+void Add(DnsGuardPlan& plan, FilterRow row) {
+  plan.complete = plan.complete && plan.filters.size() < kMaxDnsGuardFilters;
+  if (plan.complete) plan.filters.push_back(std::move(row));
 }
 
-struct InstallRequest {
-  uint64_t luid;
-  const std::string& xrayPath;
-  const std::vector<std::string>& permitHosts;
-  // The install stopped while adding filters.
-  bool stopped = false;
-};
-
-bool FillTx(InstallRequest& request) REQUIRES(guardLock) {
-  if (const DWORD code = AddWfpSublayerTx(guard)) {
-    LogCode("SubLayerAdd", code);
-    return false;
-  }
-  const ApplicationId xray = ReadXrayIdTx(request.xrayPath);
-  if (!xray) return false;
-  const std::vector<uint32_t> permits = ReadPermitHosts(request.permitHosts, ParseAddress);
-  if (permits.empty()) {
-    WriteLogLine("dns-guard: no valid DNS permit hosts");
-    return false;
-  }
-  request.stopped = !AddFiltersTx(PlanDnsGuard(request.luid, permits), xray.Get());
-  return !request.stopped;
-}
-
-bool InstallLocked(InstallRequest request) REQUIRES(guardLock) {
-  RemoveLocked();
-  if (request.luid == 0) {
-    WriteLogLine("dns-guard: missing Moorlak LUID");
-    return false;
-  }
-  const WfpResult result = RunWfpTransaction(guard, [&]() REQUIRES(guardLock) { return FillTx(request); });
-  if (result.outcome == WfpOutcome::OpenFailed) LogCode("FwpmEngineOpen", result.code);
-  if (result.outcome == WfpOutcome::BeginFailed) LogCode("TransactionBegin", result.code);
-  if (result.outcome == WfpOutcome::CommitFailed) LogCode("commit", result.code);
-  if (request.stopped) WriteLogLine("dns-guard: install aborted");
-  if (result.outcome != WfpOutcome::Committed) return false;
-  guard.installed = true;
-  WriteLogLine("dns-guard: blocking DNS + IPv6 outbound on non-Moorlak interfaces (" +
-               std::to_string(guard.filterIds.size()) + " filters)");
-  return true;
+bool IsTcp(const FilterRow& filter) {
+  return std::ranges::find(filter.conditions, FilterCondition{FilterField::Protocol, FilterMatch::Equal,
+                                                              kProtocolTcp}) != filter.conditions.end();
 }
 
 }  // namespace
 
-bool InstallDnsGuard(uint64_t luid, const std::string& xrayPath, const std::vector<std::string>& permitHosts) noexcept {
-  return Guarded(false, [&] {
-    const MutexGuard lock(guardLock);
-    return InstallLocked({luid, xrayPath, permitHosts});
-  });
+DnsGuardPlan PlanDnsGuard(uint64_t tunnelLuid, const std::vector<uint32_t>& permitAddresses) {
+  DnsGuardPlan plan;
+  for (const uint32_t address : permitAddresses) {
+    Add(plan, PermitRow(kProtocolUdp, address));
+    Add(plan, PermitRow(kProtocolTcp, address));
+  }
+  for (const FilterLayer layer : {FilterLayer::ConnectV4, FilterLayer::ConnectV6}) {
+    Add(plan, DnsBlockRow(layer, kProtocolUdp, tunnelLuid));
+    Add(plan, DnsBlockRow(layer, kProtocolTcp, tunnelLuid));
+  }
+  Add(plan, IPv6BlockRow(tunnelLuid));
+  return plan;
 }
 
-void RemoveDnsGuard() noexcept {
-  Guarded([] {
-    const MutexGuard lock(guardLock);
-    RemoveLocked();
-  });
+std::vector<uint32_t> ReadPermitHosts(const std::vector<std::string>& hosts, const ParseIPv4& parse) {
+  std::vector<uint32_t> addresses;
+  for (const std::string& host : hosts) {
+    if (const std::optional<uint32_t> address = parse(host)) {
+      addresses.push_back(*address);
+    } else {
+      WriteLogLine("dns-guard: skip invalid DNS permit host " + host);
+    }
+  }
+  return addresses;
 }
 
-void PurgeStaleDnsGuard() noexcept {
-  const MutexGuard lock(guardLock);
-  if (PurgeWfpObjects(kIdentity)) WriteLogLine("dns-guard: purged stale filters/provider/sublayer (if present)");
+std::string DnsGuardAddFailure(const FilterRow& filter, uint32_t code) {
+  const std::string number = std::to_string(code);
+  const std::wstring_view name = filter.name;
+  if (name == kPermitName) return "dns-guard: permit filter failed " + number;
+  if (name == kIPv6BlockName) return "dns-guard: IPv6 outbound block failed " + number;
+  return "dns-guard: FwpmFilterAdd failed " + number + (IsTcp(filter) ? " tcp" : " udp");
 }
 
 }  // namespace moorlak

@@ -2,11 +2,37 @@
 // reach the tunnel's name servers over any interface. One per process; every operation takes the guard's lock.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "net/wfp/filter_row.h"
+
 namespace moorlak {
+
+inline constexpr size_t kMaxDnsGuardFilters = 24;
+
+struct DnsGuardPlan {
+  // In the order of adding; at most kMaxDnsGuardFilters.
+  std::vector<FilterRow> filters;
+  // False if the limit left one out. Such a guard has a hole and must not be installed.
+  bool complete = true;
+};
+
+// The engine itself may query each permitted address (IPv4, host order) on port 53 over any interface. Every other
+// program may use port 53 and IPv6 only through the tunnel. The rows' conditions on the application refer to the
+// engine.
+DnsGuardPlan PlanDnsGuard(uint64_t tunnelLuid, const std::vector<uint32_t>& permitAddresses);
+
+// The hosts' addresses, in order. An entry that the parser rejects (a name) is left out and logged.
+using ParseIPv4 = std::function<std::optional<uint32_t>(const std::string& text)>;
+std::vector<uint32_t> ReadPermitHosts(const std::vector<std::string>& hosts, const ParseIPv4& parse);
+
+// The log line for a filter that could not be added.
+std::string DnsGuardAddFailure(const FilterRow& filter, uint32_t code);
 
 // Replaces what this process installed before. The LUID is the tunnel adapter's (0 if unknown, which fails), the path
 // is that of xray.exe (UTF-8), and the hosts are the tunnel's name servers as dotted IPv4 text. Installs everything or

@@ -55,4 +55,8 @@ std::vector<std::string> BypassLines(std::string_view physicalGateway, std::stri
 // One line for each default route in the table's order, and one with their number.
 std::vector<std::string> DefaultRouteLines(const std::vector<RouteRow>& rows);
 
+// Logs what the routes are when a connect has failed; changes nothing. The two texts are the session's data (dotted
+// quads, empty if unknown).
+void LogConnectDiagnostics(const std::string& physicalGateway, const std::string& serverBypassIp) noexcept;
+
 }  // namespace moorlak

@@ -1,156 +1,62 @@
 #include "net/split/split_tunnel.h"
 
-#include <winsock2.h>
-#include <windows.h>
-#include <tlhelp32.h>
-
 #include <array>
-#include <optional>
+#include <cstdio>
 
-#include "base/guarded.h"
-#include "base/handle.h"
-#include "base/log.h"
-#include "base/mutex.h"
-#include "base/utf.h"
-#include "net/split/split_rules.h"
-#include "net/wfp/wfp_session.h"
-#include "text/base_name.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {
 
-constexpr WfpIdentity kIdentity{{0x4D6F6F72, 0x5350, 0x5401, {0x53, 0x54, 0x4D, 0x4F, 0x4F, 0x52, 0x4C, 0x41}},
-                                L"Moorlak",
-                                {0x4D6F6F72, 0x5350, 0x5400, {0x53, 0x54, 0x4D, 0x4F, 0x4F, 0x52, 0x4C, 0x41}},
-                                L"Moorlak Split Tunnel",
-                                32769,
-                                true};
-constexpr DWORD kLongestImagePath = 260;
+constexpr wchar_t kBlockName[] = L"Moorlak split block tunnel";
+constexpr wchar_t kPermitName[] = L"Moorlak split permit physical";
+constexpr uint8_t kWeight = 14;
 
-Mutex splitLock;
-WfpSession split GUARDED_BY(splitLock){kIdentity, {}, false, {}};
-
-void LogCode(const char* what, DWORD code) {
-  WriteLogLine("split-tunnel: " + std::string(what) + " failed " + std::to_string(code));
-}
-
-bool SameName(const std::wstring& name, const wchar_t* other) {
-  return CompareStringOrdinal(name.c_str(), -1, other, -1, TRUE) == CSTR_EQUAL;
-}
-
-// Empty if the process has gone, denies the query or has too long a path.
-std::wstring ImagePath(DWORD processId) {
-  const KernelHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
-  if (!process) return {};
-  std::array<wchar_t, kLongestImagePath> path{};
-  DWORD length = kLongestImagePath;
-  if (!QueryFullProcessImageNameW(process.Get(), 0, path.data(), &length)) return {};
-  return {path.data(), length};
-}
-
-std::wstring FindRunningImage(const std::wstring& name) {
-  const KernelHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
-  PROCESSENTRY32W entry{};
-  entry.dwSize = sizeof(entry);
-  if (!snapshot || !Process32FirstW(snapshot.Get(), &entry)) return {};
-  do {
-    if (!SameName(name, entry.szExeFile)) continue;
-    std::wstring path = ImagePath(entry.th32ProcessID);
-    if (!path.empty()) return path;
-  } while (Process32NextW(snapshot.Get(), &entry));
-  return {};
-}
-
-// The full path of an entry; empty if there is none. A bare name is never resolved in the current folder: the filters
-// would apply to whatever file is there.
-std::wstring ResolveApplication(const std::string& app) {
-  const std::string_view name = BaseName(app);
-  std::wstring path = WidenUtf8(app);
-  if (name.size() != app.size() && GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES) return path;
-  return FindRunningImage(WidenUtf8(name));
-}
-
-void SplitOneTx(const std::string& app, uint64_t luid, SplitTally& tally) REQUIRES(splitLock) {
-  const std::wstring path = ResolveApplication(app);
-  const std::string shownPath = NarrowUtf16(path);
-  ApplicationId application;
-  const bool splittable = !path.empty() && !IsInstallerName(BaseName(shownPath)) &&
-                          ReadApplicationId(path, application) == ERROR_SUCCESS && application;
-  if (!splittable) {
-    ++tally.skipped;
-    return;
-  }
-  const auto add = [&](const FilterRow& filter) REQUIRES(splitLock) -> std::optional<uint64_t> {
-    const DWORD code = AddWfpFilterTx(split, filter, application.Get());
-    if (code == ERROR_SUCCESS) return split.filterIds.back();
-    WriteLogLine(SplitAddFailure(filter, code));
-    return std::nullopt;
-  };
-  if (SplitApplication(luid, add, tally)) WriteLogLine("split-tunnel: bypass app registered: " + shownPath);
-}
-
-void RemoveLocked() REQUIRES(splitLock) {
-  if (!split.engine && !split.installed) {
-    split.filterIds.clear();
-    return;
-  }
-  if (const DWORD code = OpenWfpEngine(split)) {
-    LogCode("FwpmEngineOpen", code);
-    split.filterIds.clear();
-    return;
-  }
-  DeleteWfpObjects(split);
-  WriteLogLine("split-tunnel: removed");
-}
-
-bool FillTx(const std::vector<std::string>& apps, uint64_t luid, SplitTally& tally) REQUIRES(splitLock) {
-  if (const DWORD code = AddWfpSublayerTx(split)) {
-    LogCode("SubLayerAdd", code);
-    return false;
-  }
-  for (const std::string& app : apps) {
-    if (!app.empty()) SplitOneTx(app, luid, tally);
-  }
-  return true;
-}
-
-bool InstallLocked(const std::vector<std::string>& apps, uint64_t luid) REQUIRES(splitLock) {
-  RemoveLocked();
-  if (apps.empty()) return true;
-  if (luid == 0) {
-    WriteLogLine("split-tunnel: missing Moorlak LUID — skipping");
-    return false;
-  }
-  SplitTally tally;
-  const WfpResult result = RunWfpTransaction(split, [&]() REQUIRES(splitLock) { return FillTx(apps, luid, tally); });
-  if (result.outcome == WfpOutcome::OpenFailed) LogCode("FwpmEngineOpen", result.code);
-  if (result.outcome == WfpOutcome::BeginFailed) LogCode("TransactionBegin", result.code);
-  if (result.outcome == WfpOutcome::CommitFailed) LogCode("commit", result.code);
-  if (result.outcome != WfpOutcome::Committed) return false;
-  split.installed = true;
-  WriteLogLine(SplitInstalledLine(tally));
-  return split.installed;
+FilterRow SplitRow(FilterLayer layer, FilterAction action, uint64_t tunnelLuid) {
+  const bool blocks = action == FilterAction::Block;
+  return {blocks ? kBlockName : kPermitName,
+          layer,
+          {{FilterField::Application, FilterMatch::Equal, 0},
+           {FilterField::LocalInterface, blocks ? FilterMatch::Equal : FilterMatch::NotEqual, tunnelLuid}},
+          action,
+          kWeight};
 }
 
 }  // namespace
 
-bool InstallSplitTunnel(const std::vector<std::string>& apps, uint64_t luid) noexcept {
-  return Guarded(false, [&] {
-    const MutexGuard lock(splitLock);
-    return InstallLocked(apps, luid);
-  });
+bool SplitApplication(uint64_t tunnelLuid, const AddSplitFilter& add, SplitTally& tally) {
+  bool failed = false;
+  const auto addRow = [&](FilterLayer layer, FilterAction action) {
+    if (tally.filterIds.size() >= kMaxSplitFilters) return;
+    if (const std::optional<uint64_t> id = add(SplitRow(layer, action, tunnelLuid))) {
+      tally.filterIds.push_back(*id);
+    } else {
+      failed = true;
+    }
+  };
+  for (const FilterLayer layer : {FilterLayer::ConnectV4, FilterLayer::ConnectV6}) {
+    addRow(layer, FilterAction::Block);
+    if (!failed) addRow(layer, FilterAction::Permit);
+  }
+  ++(failed ? tally.skipped : tally.registered);
+  return !failed;
 }
 
-void RemoveSplitTunnel() noexcept {
-  Guarded([] {
-    const MutexGuard lock(splitLock);
-    RemoveLocked();
-  });
+bool IsInstallerName(std::string_view fileName) {
+  const std::string name = FoldLetters(fileName);
+  return name.starts_with("unins") || name.find("uninstall") != std::string::npos || name == "setup.exe";
 }
 
-void PurgeStaleSplitTunnel() noexcept {
-  const MutexGuard lock(splitLock);
-  if (PurgeWfpObjects(kIdentity)) WriteLogLine("split-tunnel: purged stale objects (if present)");
+std::string SplitAddFailure(const FilterRow& filter, uint32_t code) {
+  std::array<char, 16> digits{};
+  std::snprintf(digits.data(), digits.size(), "%08lx", static_cast<unsigned long>(code));
+  return std::string("split-tunnel: FwpmFilterAdd failed rc=0x") + digits.data() +
+         (filter.action == FilterAction::Block ? " block-tunnel" : " permit-physical");
+}
+
+std::string SplitInstalledLine(const SplitTally& tally) {
+  return "split-tunnel: installed " + std::to_string(tally.registered) + " bypass process(es), " +
+         std::to_string(tally.skipped) + " skipped (" + std::to_string(tally.filterIds.size()) + " WFP filters)";
 }
 
 }  // namespace moorlak

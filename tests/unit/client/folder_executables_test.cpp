@@ -8,7 +8,7 @@
 #include <vector>
 
 #ifdef _WIN32
-#include "config/executable_listing.h"
+#include "config/bypass_executables.h"
 #endif
 
 namespace moorlak {

@@ -1,10 +1,9 @@
-#include "config/executable_listing.h"
-
 #include <algorithm>
 #include <filesystem>
 #include <gtest/gtest.h>
 
 #include "base/utf.h"
+#include "config/bypass_executables.h"
 #include "unit/process/child_test_support.h"
 
 namespace moorlak {

@@ -1,10 +1,9 @@
-#include "config/loopback_ports.h"
-
 #include <winsock2.h>
 #include <windows.h>
 
 #include <gtest/gtest.h>
 
+#include "config/inbound_ports.h"
 #include "unit/config/held_port.h"
 #include "unit/config/winsock_starts.h"
 

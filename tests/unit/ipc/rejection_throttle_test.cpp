@@ -1,6 +1,6 @@
-#include "ipc/rejection_throttle.h"
-
 #include <gtest/gtest.h>
+
+#include "ipc/pipe_server.h"
 
 namespace moorlak {
 namespace {

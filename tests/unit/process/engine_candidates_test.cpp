@@ -1,10 +1,9 @@
-#include "process/engine_candidates.h"
-
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <set>
 #include <system_error>
 
+#include "process/engine_files.h"
 #include "unit/process/search_root.h"
 
 namespace moorlak {

@@ -1,10 +1,9 @@
-#include "process/install_items.h"
-
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <set>
 #include <system_error>
 
+#include "process/install_look.h"
 #include "unit/process/search_root.h"
 
 namespace moorlak {

@@ -9,7 +9,6 @@
 #include "base/utf.h"
 #include "process/config_validation.h"
 #include "process/engine_process.h"
-#include "process/install_items.h"
 #include "unit/process/child_test_support.h"
 
 namespace moorlak {

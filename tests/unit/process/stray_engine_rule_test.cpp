@@ -1,6 +1,6 @@
-#include "process/stray_engine_rule.h"
-
 #include <gtest/gtest.h>
+
+#include "process/stray_engines.h"
 
 namespace moorlak {
 namespace {

@@ -1,7 +1,7 @@
-#include "proxy/proxy_restore.h"
-
 #include <gtest/gtest.h>
 #include <vector>
+
+#include "proxy/system_proxy.h"
 
 namespace moorlak {
 namespace {

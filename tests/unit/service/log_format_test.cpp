@@ -1,6 +1,6 @@
-#include "service/log_format.h"
-
 #include <gtest/gtest.h>
+
+#include "service/tunnel_log.h"
 
 namespace moorlak {
 namespace {

@@ -16,7 +16,6 @@
 #include "base/paths.h"
 #include "base/trust.h"
 #include "base/utf.h"
-#include "service/log_format.h"
 #include "unit/base/held_file.h"
 #include "unit/process/child_test_support.h"
 

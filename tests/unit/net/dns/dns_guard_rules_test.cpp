@@ -1,9 +1,8 @@
-#include "net/dns/dns_guard_rules.h"
-
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <string_view>
 
+#include "net/dns/dns_guard.h"
 #include "unit/log_lines.h"
 
 namespace moorlak {

@@ -1,6 +1,6 @@
-#include "net/dns/dns_restore_plan.h"
-
 #include <gtest/gtest.h>
+
+#include "net/dns/dns_backup.h"
 
 namespace moorlak {
 namespace {

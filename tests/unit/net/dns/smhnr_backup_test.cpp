@@ -1,6 +1,6 @@
-#include "net/dns/smhnr_backup.h"
-
 #include <gtest/gtest.h>
+
+#include "net/dns/smhnr_policy.h"
 
 namespace moorlak {
 namespace {

@@ -1,7 +1,7 @@
-#include "net/split/split_rules.h"
-
 #include <functional>
 #include <gtest/gtest.h>
+
+#include "net/split/split_tunnel.h"
 
 namespace moorlak {
 namespace {

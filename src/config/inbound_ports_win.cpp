@@ -1,9 +1,8 @@
-#include "config/loopback_ports.h"
-
 #include <winsock2.h>
 #include <windows.h>
 
 #include "base/winsock.h"
+#include "config/inbound_ports.h"
 
 namespace moorlak {
 namespace {

@@ -1,10 +1,9 @@
-#include "config/executable_listing.h"
-
 #include <windows.h>
 
 #include "base/drives.h"
 #include "base/handle.h"
 #include "base/utf.h"
+#include "config/bypass_executables.h"
 #include "config/local_folder.h"
 
 namespace moorlak {

@@ -1,9 +1,8 @@
-#include "net/routing/diagnostics.h"
-
 #include <vector>
 
 #include "base/guarded.h"
 #include "base/log.h"
+#include "net/routing/route_rows.h"
 #include "net/routing/route_table.h"
 #include "net/routing/tunnel_route.h"
 

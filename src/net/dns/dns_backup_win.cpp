@@ -1,5 +1,3 @@
-#include "net/dns/dns_backup_file.h"
-
 #include <windows.h>
 
 #include <exception>
@@ -8,6 +6,7 @@
 #include "base/data_files.h"
 #include "base/guarded.h"
 #include "base/log.h"
+#include "net/dns/dns_backup.h"
 
 namespace moorlak {
 namespace {

@@ -1,0 +1,154 @@
+#include <winsock2.h>
+#include <windows.h>
+#include <tlhelp32.h>
+
+#include <array>
+#include <optional>
+
+#include "base/guarded.h"
+#include "base/handle.h"
+#include "base/log.h"
+#include "base/mutex.h"
+#include "base/utf.h"
+#include "net/split/split_tunnel.h"
+#include "net/wfp/wfp_session.h"
+#include "text/base_name.h"
+
+namespace moorlak {
+namespace {
+
+constexpr WfpIdentity kIdentity{{0x4D6F6F72, 0x5350, 0x5401, {0x53, 0x54, 0x4D, 0x4F, 0x4F, 0x52, 0x4C, 0x41}},
+                                L"Moorlak",
+                                {0x4D6F6F72, 0x5350, 0x5400, {0x53, 0x54, 0x4D, 0x4F, 0x4F, 0x52, 0x4C, 0x41}},
+                                L"Moorlak Split Tunnel",
+                                32769,
+                                true};
+constexpr DWORD kLongestImagePath = 260;
+
+Mutex splitLock;
+WfpSession split GUARDED_BY(splitLock){kIdentity, {}, false, {}};
+
+void LogCode(const char* what, DWORD code) {
+  WriteLogLine("split-tunnel: " + std::string(what) + " failed " + std::to_string(code));
+}
+
+bool SameName(const std::wstring& name, const wchar_t* other) {
+  return CompareStringOrdinal(name.c_str(), -1, other, -1, TRUE) == CSTR_EQUAL;
+}
+
+// Empty if the process has gone, denies the query or has too long a path.
+std::wstring ImagePath(DWORD processId) {
+  const KernelHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
+  if (!process) return {};
+  std::array<wchar_t, kLongestImagePath> path{};
+  DWORD length = kLongestImagePath;
+  if (!QueryFullProcessImageNameW(process.Get(), 0, path.data(), &length)) return {};
+  return {path.data(), length};
+}
+
+std::wstring FindRunningImage(const std::wstring& name) {
+  const KernelHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+  PROCESSENTRY32W entry{};
+  entry.dwSize = sizeof(entry);
+  if (!snapshot || !Process32FirstW(snapshot.Get(), &entry)) return {};
+  do {
+    if (!SameName(name, entry.szExeFile)) continue;
+    std::wstring path = ImagePath(entry.th32ProcessID);
+    if (!path.empty()) return path;
+  } while (Process32NextW(snapshot.Get(), &entry));
+  return {};
+}
+
+// The full path of an entry; empty if there is none. A bare name is never resolved in the current folder: the filters
+// would apply to whatever file is there.
+std::wstring ResolveApplication(const std::string& app) {
+  const std::string_view name = BaseName(app);
+  std::wstring path = WidenUtf8(app);
+  if (name.size() != app.size() && GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES) return path;
+  return FindRunningImage(WidenUtf8(name));
+}
+
+void SplitOneTx(const std::string& app, uint64_t luid, SplitTally& tally) REQUIRES(splitLock) {
+  const std::wstring path = ResolveApplication(app);
+  const std::string shownPath = NarrowUtf16(path);
+  ApplicationId application;
+  const bool splittable = !path.empty() && !IsInstallerName(BaseName(shownPath)) &&
+                          ReadApplicationId(path, application) == ERROR_SUCCESS && application;
+  if (!splittable) {
+    ++tally.skipped;
+    return;
+  }
+  const auto add = [&](const FilterRow& filter) REQUIRES(splitLock) -> std::optional<uint64_t> {
+    const DWORD code = AddWfpFilterTx(split, filter, application.Get());
+    if (code == ERROR_SUCCESS) return split.filterIds.back();
+    WriteLogLine(SplitAddFailure(filter, code));
+    return std::nullopt;
+  };
+  if (SplitApplication(luid, add, tally)) WriteLogLine("split-tunnel: bypass app registered: " + shownPath);
+}
+
+void RemoveLocked() REQUIRES(splitLock) {
+  if (!split.engine && !split.installed) {
+    split.filterIds.clear();
+    return;
+  }
+  if (const DWORD code = OpenWfpEngine(split)) {
+    LogCode("FwpmEngineOpen", code);
+    split.filterIds.clear();
+    return;
+  }
+  DeleteWfpObjects(split);
+  WriteLogLine("split-tunnel: removed");
+}
+
+bool FillTx(const std::vector<std::string>& apps, uint64_t luid, SplitTally& tally) REQUIRES(splitLock) {
+  if (const DWORD code = AddWfpSublayerTx(split)) {
+    LogCode("SubLayerAdd", code);
+    return false;
+  }
+  for (const std::string& app : apps) {
+    if (!app.empty()) SplitOneTx(app, luid, tally);
+  }
+  return true;
+}
+
+bool InstallLocked(const std::vector<std::string>& apps, uint64_t luid) REQUIRES(splitLock) {
+  RemoveLocked();
+  if (apps.empty()) return true;
+  if (luid == 0) {
+    WriteLogLine("split-tunnel: missing Moorlak LUID — skipping");
+    return false;
+  }
+  SplitTally tally;
+  const WfpResult result = RunWfpTransaction(split, [&]() REQUIRES(splitLock) { return FillTx(apps, luid, tally); });
+  if (result.outcome == WfpOutcome::OpenFailed) LogCode("FwpmEngineOpen", result.code);
+  if (result.outcome == WfpOutcome::BeginFailed) LogCode("TransactionBegin", result.code);
+  if (result.outcome == WfpOutcome::CommitFailed) LogCode("commit", result.code);
+  if (result.outcome != WfpOutcome::Committed) return false;
+  split.installed = true;
+  WriteLogLine(SplitInstalledLine(tally));
+  return split.installed;
+}
+
+}  // namespace
+
+bool InstallSplitTunnel(const std::vector<std::string>& apps, uint64_t luid) noexcept {
+  return Guarded(false, [&] {
+    const MutexGuard lock(splitLock);
+    return InstallLocked(apps, luid);
+  });
+}
+
+void RemoveSplitTunnel() noexcept {
+  Guarded([] {
+    const MutexGuard lock(splitLock);
+    RemoveLocked();
+  });
+}
+
+void PurgeStaleSplitTunnel() noexcept {
+  const MutexGuard lock(splitLock);
+  if (PurgeWfpObjects(kIdentity)) WriteLogLine("split-tunnel: purged stale objects (if present)");
+}
+
+}  // namespace moorlak
