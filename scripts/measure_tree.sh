@@ -5,13 +5,13 @@ source "$(dirname "$0")/common.sh"
 cd "$ROOT"
 build=${1:-$BUILD/windows-debug}
 
-# A unit is a header with its body, or either alone.
-units() { git ls-files 'src/*.h' 'src/*.cpp' | sed -E 's/\.(h|cpp)$//' | LC_ALL=C sort -u; }
+# A unit is a header with its bodies, or one of these alone.
+units() { git ls-files 'src/*.h' 'src/*.cpp' | sed -E "s/(_win)?\.(h|cpp)$//" | LC_ALL=C sort -u; }
 
 unit_sizes() {
     local unit
     while read -r unit; do
-        { cat "$unit".h "$unit".cpp 2>/dev/null || true; } | wc -l
+        { cat "$unit".h "$unit".cpp "$unit"_win.cpp 2>/dev/null || true; } | wc -l
     done < <(units) | sort -n
 }
 

@@ -69,7 +69,7 @@ void AddGateway(MachineState& state, const Adapter& adapter, const NetshCommand&
   const std::optional<uint32_t> gateway = ParseIpv4(command.Value("gateway"));
   if (!gateway) return;
   ActivateRoute(state, false,
-               {kAnyIpv4, 0, Ipv4Text(*gateway), adapter.luid, MetricOf(command, "gwmetric", 0), IsStored(command)});
+                {kAnyIpv4, 0, Ipv4Text(*gateway), adapter.luid, MetricOf(command, "gwmetric", 0), IsStored(command)});
 }
 
 }  // namespace
