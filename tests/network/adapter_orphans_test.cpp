@@ -118,21 +118,36 @@ TEST_F(OrphanAdapters, AMachineWithoutLeftoversStaysAsItIsAndNothingIsLogged) {
 TEST_F(OrphanAdapters, AListThatCannotBeHadIsLogged) {
   AddDevice(Leftover(kStrayDevice, "Moorlak 2"));
   FailCall("SetupDiGetClassDevsW", 1450);
-  EXPECT_EQ(RemoveOrphanAdapters(false), 0U);
-  EXPECT_EQ(TakeLogLines(), Lines{"WintunHolder: SetupDiGetClassDevs failed err=1450"});
+  EXPECT_EQ(RemoveOrphanAdapters(false), 1U);
+  EXPECT_EQ(TakeLogLines(), (Lines{"WintunHolder: SetupDiGetClassDevs failed err=1450",
+                                   std::string("WintunHolder: removed orphan adapter ") + kStrayDevice}));
+}
+
+TEST_F(OrphanAdapters, AnyCallThatFailsOnceLeavesNoLeftover) {
+  for (const char* call : {"SetupDiGetClassDevsW", "SetupDiEnumDeviceInfo", "SetupDiGetDeviceRegistryPropertyW",
+                           "SetupDiGetDeviceInstanceIdW", "SetupDiCreateDeviceInfoList", "SetupDiOpenDeviceInfoW",
+                           "SetupDiSetClassInstallParamsW", "SetupDiCallClassInstaller"}) {
+    SCOPED_TRACE(call);
+    AddDevice(Leftover(kStrayDevice, "Moorlak 2"));
+    FailCall(call, 1450);
+    EXPECT_EQ(RemoveOrphanAdapters(false), 1U);
+    EXPECT_FALSE(HasDevice(kStrayDevice));
+  }
 }
 
 TEST_F(OrphanAdapters, AFailedRemovalIsLoggedAndTheOthersAreStillRemoved) {
   AddDevice(Leftover("SWD\\Wintun\\ONE", "Moorlak 2"));
   AddDevice(Leftover("SWD\\Wintun\\TWO", "Moorlak 3"));
   FailCall("SetupDiSetClassInstallParamsW", 5);
-  EXPECT_EQ(RemoveOrphanAdapters(false), 1U);
+  EXPECT_EQ(RemoveOrphanAdapters(false), 2U);
   EXPECT_EQ(TakeLogLines(), (Lines{"WintunHolder: SetClassInstallParams failed for SWD\\Wintun\\ONE err=5",
-                                   "WintunHolder: removed orphan adapter SWD\\Wintun\\TWO"}));
+                                   "WintunHolder: removed orphan adapter SWD\\Wintun\\TWO",
+                                   "WintunHolder: removed orphan adapter SWD\\Wintun\\ONE"}));
+  AddDevice(Leftover("SWD\\Wintun\\ONE", "Moorlak 2"));
   FailCall("SetupDiCallClassInstaller", 31);
-  EXPECT_EQ(RemoveOrphanAdapters(false), 0U);
-  EXPECT_EQ(TakeLogLines(), Lines{"WintunHolder: DIF_REMOVE failed for SWD\\Wintun\\ONE err=31"});
-  EXPECT_TRUE(HasDevice("SWD\\Wintun\\ONE"));
+  EXPECT_EQ(RemoveOrphanAdapters(false), 1U);
+  EXPECT_EQ(TakeLogLines(), (Lines{"WintunHolder: DIF_REMOVE failed for SWD\\Wintun\\ONE err=31",
+                                   "WintunHolder: removed orphan adapter SWD\\Wintun\\ONE"}));
 }
 
 TEST_F(OrphanAdapters, ADeviceThatIsGoneByItsTurnIsPassedOver) {

@@ -38,20 +38,31 @@ SP_DEVINFO_DATA EmptyDevice() {
   return device;
 }
 
-// Empty if the device lacks the property.
-std::wstring ReadProperty(const DeviceList& list, SP_DEVINFO_DATA& device, DWORD property) {
+// What one pass over the devices has found or done.
+struct Pass {
+  std::vector<std::wstring> orphans;
+  uint32_t removed = 0;
+  // Something could not be read or removed, so an orphan may be left.
+  bool failed = false;
+};
+
+// Empty if the device lacks the property or it is too long ("SetupDiGetDeviceRegistryPropertyW" on Microsoft Learn).
+std::wstring ReadProperty(const DeviceList& list, SP_DEVINFO_DATA& device, DWORD property, Pass& pass) {
   std::array<wchar_t, kTextRoom + 1> text{};
-  if (!SetupDiGetDeviceRegistryPropertyW(list.Get(), &device, property, nullptr, reinterpret_cast<BYTE*>(text.data()),
-                                         kTextRoom * sizeof(wchar_t), nullptr)) {
-    return {};
+  if (SetupDiGetDeviceRegistryPropertyW(list.Get(), &device, property, nullptr, reinterpret_cast<BYTE*>(text.data()),
+                                        kTextRoom * sizeof(wchar_t), nullptr)) {
+    return text.data();
   }
-  return text.data();
+  const DWORD error = GetLastError();
+  if (error != ERROR_INVALID_DATA && error != ERROR_INSUFFICIENT_BUFFER) pass.failed = true;
+  return {};
 }
 
-std::wstring ReadInstanceId(const DeviceList& list, SP_DEVINFO_DATA& device) {
+std::wstring ReadInstanceId(const DeviceList& list, SP_DEVINFO_DATA& device, Pass& pass) {
   std::array<wchar_t, kTextRoom + 1> text{};
-  if (!SetupDiGetDeviceInstanceIdW(list.Get(), &device, text.data(), kTextRoom, nullptr)) return {};
-  return text.data();
+  if (SetupDiGetDeviceInstanceIdW(list.Get(), &device, text.data(), kTextRoom, nullptr)) return text.data();
+  pass.failed = true;
+  return {};
 }
 
 // Empty if the value is missing or not a text.
@@ -71,16 +82,16 @@ std::wstring ReadConnectionName(const DeviceList& list, SP_DEVINFO_DATA& device)
   return ReadText(HKEY_LOCAL_MACHINE, (kConnectionsKey + id + L"\\Connection").c_str(), L"Name");
 }
 
-std::vector<std::wstring> FindOrphans(const DeviceList& list, bool includeOwn) {
-  std::vector<std::wstring> orphans;
+void FindOrphans(const DeviceList& list, bool includeOwn, Pass& pass) {
   SP_DEVINFO_DATA device = EmptyDevice();
   for (DWORD index = 0; SetupDiEnumDeviceInfo(list.Get(), index, &device); ++index) {
-    const DeviceIdentity identity{ReadProperty(list, device, SPDRP_FRIENDLYNAME),
-                                  ReadProperty(list, device, SPDRP_DEVICEDESC), ReadInstanceId(list, device),
-                                  ReadConnectionName(list, device)};
-    if (!identity.instanceId.empty() && IsOrphanDevice(identity, includeOwn)) orphans.push_back(identity.instanceId);
+    const DeviceIdentity identity{ReadProperty(list, device, SPDRP_FRIENDLYNAME, pass),
+                                  ReadProperty(list, device, SPDRP_DEVICEDESC, pass),
+                                  ReadInstanceId(list, device, pass), ReadConnectionName(list, device)};
+    if (identity.instanceId.empty() || !IsOrphanDevice(identity, includeOwn)) continue;
+    pass.orphans.push_back(identity.instanceId);
   }
-  return orphans;
+  if (GetLastError() != ERROR_NO_MORE_ITEMS) pass.failed = true;
 }
 
 void ReportFailure(const char* what, const std::string& id) {
@@ -104,34 +115,44 @@ bool CallRemoval(const DeviceList& list, SP_DEVINFO_DATA& device, const std::str
   return true;
 }
 
-bool RemoveDevice(const std::wstring& instanceId) {
+// False if the device may still be there.
+bool RemoveDevice(const std::wstring& instanceId, Pass& pass) {
   const DeviceList list(SetupDiCreateDeviceInfoList(nullptr, nullptr));
   SP_DEVINFO_DATA device = EmptyDevice();
-  if (!list || !SetupDiOpenDeviceInfoW(list.Get(), instanceId.c_str(), nullptr, 0, &device)) return false;
+  if (!list) return false;
+  if (!SetupDiOpenDeviceInfoW(list.Get(), instanceId.c_str(), nullptr, 0, &device)) {
+    return GetLastError() == ERROR_NO_SUCH_DEVINST;
+  }
   const std::string id = NarrowUtf16(instanceId);
   if (!CallRemoval(list, device, id)) return false;
+  ++pass.removed;
   WriteLogLine("WintunHolder: removed orphan adapter " + id);
   return true;
 }
 
-}  // namespace
-
-uint32_t RemoveOrphanAdapters(bool includeOwn) {
-  std::vector<std::wstring> orphans;
+Pass RunPass(bool includeOwn) {
+  Pass pass;
   {
     // Without flags, devices that are not present are listed, too.
     const DeviceList list(SetupDiGetClassDevsW(&kNetworkClass, nullptr, nullptr, 0));
     if (!list) {
       WriteLogLine("WintunHolder: SetupDiGetClassDevs failed err=" + std::to_string(GetLastError()));
-      return 0;
+      pass.failed = true;
+      return pass;
     }
-    orphans = FindOrphans(list, includeOwn);
+    FindOrphans(list, includeOwn, pass);
   }
-  uint32_t removed = 0;
-  for (const std::wstring& orphan : orphans) {
-    if (RemoveDevice(orphan)) ++removed;
+  for (const std::wstring& orphan : pass.orphans) {
+    if (!RemoveDevice(orphan, pass)) pass.failed = true;
   }
-  return removed;
+  return pass;
+}
+
+}  // namespace
+
+uint32_t RemoveOrphanAdapters(bool includeOwn) {
+  const Pass first = RunPass(includeOwn);
+  return first.failed ? first.removed + RunPass(includeOwn).removed : first.removed;
 }
 
 }  // namespace moorlak
