@@ -1,6 +1,5 @@
 #include "text/byte_search.h"
 
-#include <algorithm>
 #include <gtest/gtest.h>
 #include <memory>
 #include <random>
@@ -20,7 +19,7 @@ struct ExactText {
 
 ExactText Exactly(const std::string& text, size_t distance) {
   ExactText exact{std::make_unique<char[]>(distance + text.size()), {}};
-  std::ranges::copy(text, exact.memory.get() + distance);
+  text.copy(exact.memory.get() + distance, text.size());
   exact.text = {exact.memory.get() + distance, text.size()};
   return exact;
 }
