@@ -21,6 +21,8 @@ constexpr const char* kHarmless[] = {
     R"({"log":{},"access":"C:\\x"})",
     R"({"log":{"loglevel":"info"},"policy":{"error":"C:\\x"}})",
     R"({"logs":{"access":"C:\\x"},"lo":{"access":"C:\\x"}})",
+    R"({"\u006c\u006F":{"access":"C:\\x"}})",
+    R"("log":{},"access":"C:\\x")",
     // Texts and comments are not members.
     R"({"a":"\"log\":{\"access\":\"x\"}"})",
     R"({"a":["log","access","x","masterKeyLog","listen","/x"]})",
@@ -64,6 +66,12 @@ TEST(FileSettings, PathsToListenOnAreFoundWhereverTheyAre) {
   EXPECT_EQ(FindFileSetting(R"({"inbounds":[{"listen":"\u002frun"}]})"), "listen");
   EXPECT_EQ(FindFileSetting(R"({"inbounds":[{"listen":"\/run"}]})"), "listen");
   EXPECT_EQ(FindFileSetting(R"({"inbounds":[{"listen":"127.0.0.1\u0000/x"}]})"), "listen");
+}
+
+TEST(FileSettings, ATextToListenOnThatIsTooLongForAnAddressIsAPath) {
+  const std::string longest(2048, 'a');
+  EXPECT_EQ(FindFileSetting(R"({"listen":")" + longest + "\"}"), "");
+  EXPECT_EQ(FindFileSetting(R"({"listen":")" + longest + "a\"}"), "listen");
 }
 
 TEST(FileSettings, NamesAreReadWithoutRegardToLetterCase) {
@@ -131,6 +139,7 @@ TEST(FileSettings, InsideALogNothingIsTooDeep) {
   EXPECT_EQ(FindFileSetting(R"({"log":[{"access":"x"}]})"), "log.access");
   EXPECT_EQ(FindFileSetting(R"({"a":{"log":{"b":{},"error":"x"}}})"), "log.error");
   EXPECT_EQ(FindFileSetting(R"({"log":{"log":{}},"error":"x"})"), "");
+  EXPECT_EQ(FindFileSetting(R"({"log":{"log":{},"error":"x"}})"), "log.error");
 }
 
 TEST(FileSettings, AMarkBeforeTheTextHidesNothing) {
@@ -141,6 +150,8 @@ TEST(FileSettings, InMalformedTextsTheyAreFoundAsFarAsStringsAreRecognised) {
   EXPECT_EQ(FindFileSetting(R"({"a":1 "log":{"access":"x"}})"), "log.access");
   EXPECT_EQ(FindFileSetting(R"(}}]]{"log":{"access":"x"}})"), "log.access");
   EXPECT_EQ(FindFileSetting(R"({,,"log":{,"access":"x"}})"), "log.access");
+  EXPECT_EQ(FindFileSetting(R"("log":{"access":"x"})"), "log.access");
+  EXPECT_EQ(FindFileSetting(R"(}"log":{"access":"x"})"), "log.access");
   EXPECT_EQ(FindFileSetting(R"({"log":"access":"x","log":{"error":"y")"), "log.error");
   EXPECT_EQ(FindFileSetting(R"({"a":"masterKeyLog":"x"})"), "masterKeyLog");
   EXPECT_EQ(FindFileSetting(R"({\"log":{"access":"x"}})"), "log.access");
@@ -189,6 +200,7 @@ TEST(ListenAddress, HostsAndAddressesWithAndWithoutAPort) {
                            "localhost",
                            "my-host.example.com",
                            "my_host",
+                           "zone-9.test",
                            "127.0.0.1:80",
                            "localhost:65535",
                            "[::1]:10085",
@@ -234,6 +246,8 @@ TEST(ListenAddress, PathsAreNone) {
                            "[]",
                            "[::1",
                            "[::1]x",
+                           "[::1/]",
+                           "[::1]:65536",
                            "[::1]:",
                            "[::1]:99999",
                            "127.0.0.1:",

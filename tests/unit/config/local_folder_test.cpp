@@ -18,6 +18,7 @@ std::string AskedFor(std::string_view folder) {
 TEST(OwnFolder, ItsDriveDecides) {
   EXPECT_EQ(AskedFor(R"(C:\Program Files\App)"), R"(C:\)");
   EXPECT_EQ(AskedFor("z:/app"), R"(z:\)");
+  EXPECT_EQ(AskedFor("a:/app"), R"(a:\)");
   EXPECT_EQ(AskedFor("D:"), R"(D:\)");
   EXPECT_EQ(AskedFor("D:app"), R"(D:\)");
   for (const char* folder : {R"(C:\App)", R"(C:\\App\\)", "C:/App", R"(\App)", "App", "App/Bin"}) {

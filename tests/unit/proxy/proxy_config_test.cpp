@@ -67,6 +67,8 @@ TEST(StatisticsSections, AllThreeAreInsertedAfterTheFirstBrace) {
 TEST(StatisticsSections, AnEmptyObjectGetsNoTrailingComma) {
   EXPECT_EQ(AddStatisticsSections("{}", 10085), std::string(kAllSections) + "}");
   EXPECT_EQ(AddStatisticsSections("{ // nothing\n }", 10085), std::string(kAllSections) + " // nothing\n }");
+  EXPECT_EQ(AddStatisticsSections("{/* nothing */}", 10085), std::string(kAllSections) + "/* nothing */}");
+  EXPECT_EQ(AddStatisticsSections("{", 10085), kAllSections);
 }
 
 TEST(StatisticsSections, ASectionThatIsThereIsNotAddedAgain) {
@@ -146,7 +148,8 @@ TEST(ApiEndpoint, WithoutAUsableSectionTheDefaultStays) {
 }
 
 TEST(ApiEndpoint, OnlyAHostAndAPortAreSafe) {
-  for (const char* safe : {"127.0.0.1:10085", "localhost:1", "my-host_2.example:65535", "[::1]:8080", "[fe80::1]:1"}) {
+  for (const char* safe : {"127.0.0.1:10085", "localhost:1", "my-host_2.example:65535", "[::1]:8080", "[fe80::1]:1",
+                           "[a]:1", "[0abcdef:9ABCDEF::]:1", "azAZ09:1"}) {
     EXPECT_TRUE(IsSafeApiAddress(safe)) << safe;
   }
   for (const char* unsafe :
@@ -182,6 +185,10 @@ TEST(SocksPort, ABadNumberInTheFirstMatchGives10807) {
   EXPECT_EQ(FindSocksPort(R"({"inbounds":[{"tag":"in_proxy","port":99999999999999999999999}]})"), 10807);
   EXPECT_EQ(FindSocksPort(R"({"inbounds":[{"tag":"in_proxy","port":0}]})"), 10807);
   EXPECT_EQ(FindSocksPort(R"({"inbounds":[{"tag":"in_proxy","port":65535}]})"), 65535);
+}
+
+TEST(SocksPort, TheQuoteThatClosesTheInboundsOpensNoPort) {
+  EXPECT_EQ(FindSocksPort(R"("inbounds"port":7)"), 10807);
 }
 
 TEST(SocksPort, APortWrittenAsATextIsNoMatch) {

@@ -70,6 +70,10 @@ TEST(TrafficCounters, CountersOfOtherThingsAreLeftOut) {
   EXPECT_EQ(totals->uplink, 2);
 }
 
+TEST(TrafficCounters, AnObjectWithoutANameIsNoCounter) {
+  EXPECT_EQ(SumOutboundTraffic(R"({"value":5})" + Up("a", "3"), "api")->uplink, 3);
+}
+
 TEST(TrafficCounters, ATagMayHoldTheSeparator) {
   EXPECT_EQ(SumOutboundTraffic(Up("a>>>traffic>>>uplink", "3"), "api")->uplink, 3);
 }
@@ -92,7 +96,8 @@ TEST(TrafficCounters, AnOverflowEndsTheReadingAndKeepsWhatWasSummed) {
 }
 
 TEST(TrafficCounters, AValueThatIsNoNumberIsLeftOut) {
-  const auto totals = SumOutboundTraffic(Up("a", "\"12x\"") + Up("b", "-5") + Up("c", "\"\"") + Up("d", "4"), "api");
+  const auto totals = SumOutboundTraffic(
+      Up("a", "\"12x\"") + Up("b", "-5") + Up("c", "\"\"") + Up("d", "\"x1\"") + Up("e", "4"), "api");
   ASSERT_TRUE(totals);
   EXPECT_EQ(totals->uplink, 4);
 }

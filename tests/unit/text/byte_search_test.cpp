@@ -144,6 +144,21 @@ TEST(ByteSearch, ANeedleLongerThanTheTextIsNotFound) {
   EXPECT_EQ(FindText(exact.text, "abcabc", 0, LetterCase::Exact), 0u);
 }
 
+// The byte after the text, or the rest of the needle, is in memory but does not belong to the text.
+TEST(ByteSearch, NothingIsFoundAfterTheEndOfTheText) {
+  for (size_t size = 1; size <= 3 * kBlock; ++size) {
+    const std::string memory = std::string(size - 1, 'a') + "\":nb" + std::string(kBlock, 'b');
+    const std::string_view text = std::string_view(memory).substr(0, size);
+    for (size_t from = 0; from <= size; ++from) {
+      ASSERT_EQ(FindByte(text, ':', from), kNotFound) << size;
+      ASSERT_EQ(FindByte(text, 'b', from), kNotFound) << size;
+      ASSERT_EQ(FindText(text, "\":", from, LetterCase::Exact), kNotFound) << size;
+      ASSERT_EQ(FindText(text, "\":N", from, LetterCase::Ignore), kNotFound) << size;
+    }
+    ASSERT_EQ(FindQuotesOfNames(text, 0, 'n').places, 0u) << size;
+  }
+}
+
 TEST(ByteSearch, OnlyAsciiCapitalsAreFolded) {
   for (int code = 0; code < 256; ++code) {
     const char byte = static_cast<char>(code);

@@ -17,6 +17,7 @@ TEST(JsonMembers, TheRootIsTheObjectThatTheTextBeginsWith) {
   EXPECT_EQ(FindRootObject(" \t\r\n{"), 4u);
   EXPECT_EQ(FindRootObject("// {a}\n{"), 7u);
   EXPECT_EQ(FindRootObject("# {\n /* { */{"), 12u);
+  EXPECT_EQ(FindRootObject("#\n{\n"), 2u);
   EXPECT_EQ(FindRootObject(""), kNotFound);
   EXPECT_EQ(FindRootObject("[{}]"), kNotFound);
   EXPECT_EQ(FindRootObject("// {"), kNotFound);
@@ -89,6 +90,8 @@ TEST(JsonMembers, AMillionOpenBracketsAreNoRecursion) {
 TEST(JsonMembers, TextsAreReadWithTheirEscapes) {
   EXPECT_EQ(ReadJsonText(R"("a\/b\\\"\n\u0041")"), "a/b\\\"\nA");
   EXPECT_EQ(ReadJsonText(R"("")"), "");
+  EXPECT_EQ(ReadJsonText(R"("\u00411")"), "A1");
+  EXPECT_EQ(ReadJsonText(R"("\u007f\u0080")"), "\x7F\\u0080");
   // Non-ASCII characters and invalid escapes stay as they are written.
   EXPECT_EQ(ReadJsonText(R"("\u00e9\uD83D\u00\x")"), R"(\u00e9\uD83D\u00\x)");
   EXPECT_FALSE(ReadJsonText("12"));

@@ -138,6 +138,24 @@ TEST(TextScan, TheCaseOfAsciiLettersOnlyIsIgnored) {
   EXPECT_EQ(MatchLiteral("\xC4", 0, "\xE4", LetterCase::Ignore), kNotFound);
 }
 
+TEST(TextScan, AnEmptyLiteralMatchesEverywhereInTheText) {
+  EXPECT_EQ(MatchLiteral("ab", 2, "", LetterCase::Exact), 2u);
+  EXPECT_EQ(MatchLiteral("ab", 3, "", LetterCase::Exact), kNotFound);
+}
+
+TEST(TextScan, AKeyMayBeTheWholeText) {
+  EXPECT_TRUE(ContainsKey("\"api\"", "api"));
+  EXPECT_FALSE(ContainsKey("\"api", "api"));
+}
+
+TEST(TextScan, ADottedQuadHasFourGroupsOfOneToThreeDigits) {
+  for (const char* quad : {"1.2.3.4", "255.255.255.255", "999.0.00.1"}) EXPECT_TRUE(IsDottedQuad(quad)) << quad;
+  for (const char* other : {"", "1.2.3", "1.2.3.4.5", "1234.2.3.4", "1.2.3.1234", ".2.3.4", "1..3.4", "1.2.3.",
+                            "1.2.3.x", "1,2,3,4", "1.2.3.4 ", " 1.2.3.4", "1.2.3.4."}) {
+    EXPECT_FALSE(IsDottedQuad(other)) << other;
+  }
+}
+
 TEST(TextScan, SearchesBeginAtTheirStart) {
   const std::string text = R"("port":1,"port":2)";
   EXPECT_EQ(FindNumberMember(text, "port", 0)->group, "1");
