@@ -94,6 +94,10 @@ TEST(WireFormat, StatusRepliesSurviveTheRoundTrip) {
   EXPECT_TRUE(parsed->tunnelUp);
   EXPECT_EQ(parsed->upBytes, std::numeric_limits<int64_t>::max());
   EXPECT_EQ(parsed->downBytes, 7);
+  const auto running = ParseStatusReply(FormatStatusReply({true, false, 0, 0}));
+  ASSERT_TRUE(running);
+  EXPECT_TRUE(running->running);
+  EXPECT_FALSE(running->tunnelUp);
 }
 
 TEST(WireFormat, AStatusReplyOfAnyOtherFormIsNotRead) {

@@ -69,6 +69,19 @@ TEST(DnsBackup, ARecordThatBreaksOffSetsTheAdapterToDhcp) {
   EXPECT_EQ(read.records[0], (AdapterDnsBackup{"Ethernet", 12, true, {}, false, 0, true}));
 }
 
+TEST(DnsBackup, ANumberThatBreaksOffIsNotTakenForAnother) {
+  const DnsBackupText read = ParseDnsBackup("v1\n1\nEthernet\n12");
+  ASSERT_EQ(read.records.size(), 1u);
+  EXPECT_EQ(read.records[0].ifIndex, 0u);
+}
+
+TEST(DnsBackup, WithoutACountNothingIsCounted) {
+  EXPECT_TRUE(ParseDnsBackup("v1\nx\nEthernet\n12\n0\n1\n25\n1\n0\n").records.empty());
+  const DnsBackupText read = ParseDnsBackup("v1\n1\nEthernet\n12\n0\n1\n25\n1\nx\n192.0.2.53\n");
+  ASSERT_EQ(read.records.size(), 1u);
+  EXPECT_EQ(read.records[0], (AdapterDnsBackup{"Ethernet", 12, false, {}, true, 25, true}));
+}
+
 TEST(DnsBackup, AServerThatBreaksOffIsNotTakenForAnother) {
   const DnsBackupText read = ParseDnsBackup("v1\n1\nEthernet\n12\n0\n1\n25\n1\n2\n192.0.2.53\n198.51.100.5");
   ASSERT_EQ(read.records.size(), 1u);

@@ -49,6 +49,23 @@ TEST(JournaledRoutes, WhatLeadsThroughTheTunnelIsNotTheMachines) {
   EXPECT_TRUE(journal.taken.empty());
 }
 
+TEST(JournaledRoutes, WithoutATunnelNoRowIsTheTunnels) {
+  RouteJournal journal;
+  RecordReplacement(journal, kServerRoute, {{{kServer, 32, 0, 0, 1}}, {}, 0});
+  EXPECT_EQ(journal.taken, (std::vector<SystemRoute>{{kServer, 32, 0, 0, 1}}));
+}
+
+TEST(JournaledRoutes, EveryRowOfTheTableIsLookedAt) {
+  const SystemRoute old{kServer, 32, kGateway + 1, kEthernet, 1};
+  const SystemRoute fresh{kServer, 32, kGateway + 2, kEthernet, 1};
+  const SystemRoute ours{kServer, 32, kGateway, kEthernet, 1};
+  RouteJournal journal;
+  RecordReplacement(journal, kServerRoute, {{{0, 0, kGateway, kEthernet, 0}, old}, {}, kTunnel});
+  EXPECT_EQ(journal.taken, (std::vector<SystemRoute>{old}));
+  EXPECT_TRUE(RecordReplacement(journal, kServerRoute, {{ours, old, fresh}, {}, kTunnel}));
+  EXPECT_EQ(journal.taken, (std::vector<SystemRoute>{old, fresh}));
+}
+
 TEST(JournaledRoutes, ARouteThatTheSystemRefusesIsNotNoted) {
   RouteJournal journal;
   EXPECT_FALSE(RecordReplacement(journal, {"203.0.113.7", "255.0.255.0", "192.0.2.1"}, RoutesNow{}));
@@ -86,6 +103,7 @@ TEST(JournaledRoutes, TheTextHasOneValueALine) {
 TEST(JournaledRoutes, TheTextIsReadBackWhole) {
   EXPECT_EQ(ParseRouteJournal(FormatRouteJournal(FullJournal())), FullJournal());
   EXPECT_TRUE(ParseRouteJournal(FormatRouteJournal({})).IsEmpty());
+  EXPECT_EQ(FormatRouteJournal({}), "v1\n");
 }
 
 // The format of earlier versions of the service.
@@ -93,6 +111,12 @@ TEST(JournaledRoutes, ATextWithoutItsStartOfTheSystemIsReadWhole) {
   const RouteJournal journal = ParseRouteJournal("v1\nadded\n203.0.113.7\n32\n192.0.2.1\n");
   EXPECT_EQ(journal.added, (std::vector<AddedRoute>{{kServer, 32, kGateway}}));
   EXPECT_EQ(journal.boot, 0U);
+}
+
+TEST(JournaledRoutes, TheOrderOfTheEntriesDoesNotMatter) {
+  const RouteJournal journal = ParseRouteJournal("v1\nboot\n42\nadded\n203.0.113.7\n32\n192.0.2.1\n");
+  EXPECT_EQ(journal.added, (std::vector<AddedRoute>{{kServer, 32, kGateway}}));
+  EXPECT_EQ(journal.boot, 42U);
 }
 
 TEST(JournaledRoutes, AnotherVersionIsNotRead) {
@@ -119,7 +143,10 @@ TEST(JournaledRoutes, NumbersThatMeanNothingEndTheReading) {
   EXPECT_TRUE(ParseRouteJournal("v1\nadded\n203.0.113.7\n33\n192.0.2.1\n").IsEmpty());
   EXPECT_TRUE(ParseRouteJournal("v1\nadded\n203.0.113.256\n32\n192.0.2.1\n").IsEmpty());
   EXPECT_TRUE(ParseRouteJournal("v1\ntaken\n203.0.113.7\n32\n0.0.0.0\n7\n4294967296\n").IsEmpty());
+  EXPECT_TRUE(ParseRouteJournal("v1\ntaken\n203.0.113\n32\n0.0.0.0\n7\n1\n").IsEmpty());
+  EXPECT_TRUE(ParseRouteJournal("v1\ntaken\n203.0.113.7\n32\n0.0.0.0\nx\n1\n").IsEmpty());
   EXPECT_TRUE(ParseRouteJournal("v1\nmore\n").IsEmpty());
+  EXPECT_TRUE(ParseRouteJournal("v1\nmore\nadded\n203.0.113.7\n32\n192.0.2.1\n").IsEmpty());
   EXPECT_EQ(ParseRouteJournal("v1\nboot\n18446744073709551616\n").boot, 0U);
 }
 
