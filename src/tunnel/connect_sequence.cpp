@@ -1,16 +1,17 @@
 #include "tunnel/connect_sequence.h"
 
+#include <array>
 #include <exception>
 #include <string>
 
 #include "base/log.h"
 #include "base/standard_error.h"
-#include "config/config_staging.h"
 #include "net/routing/route_rows.h"
 #include "process/cancellable_wait.h"
 #include "tunnel/connect_step.h"
 #include "tunnel/disconnect.h"
 #include "tunnel/engine_steps.h"
+#include "tunnel/machine_changes.h"
 #include "tunnel/readiness_steps.h"
 #include "tunnel/routing_steps.h"
 #include "tunnel/vpn_service.h"
@@ -20,42 +21,54 @@ namespace {
 
 constexpr int32_t kMonitorPeriodMs = 50;
 
+using Change = MachineChange;
+
 constexpr ConnectStep kEngineSteps[] = {
-    {"prepare the adapter", PrepareAdapter, Rollback::None},
-    {"rewrite the configuration", RewriteConfiguration, Rollback::None},
-    {"stage the configuration", StageConfiguration, Rollback::None},
-    {"validate the configuration", ValidateConfiguration, Rollback::None},
-    {"start Xray", StartXray, Rollback::None},
-    {"find the SOCKS port", FindSocksPort},
-    {"await SOCKS", AwaitSocks},
+    {"prepare the adapter", PrepareAdapter, {Change::PersistentAdapter, Change::NetworkName}, Rollback::None},
+    {"rewrite the configuration", RewriteConfiguration, {}, Rollback::None},
+    {"stage the configuration", StageConfiguration, {Change::StagedConfiguration}, Rollback::None},
+    {"validate the configuration", ValidateConfiguration, {Change::UnrecordedEngines}, Rollback::None},
+    {"start Xray", StartXray, {Change::UnrecordedEngines, Change::Engines}, Rollback::None},
+    {"find the SOCKS port", FindSocksPort, {}},
+    {"await SOCKS", AwaitSocks, {}},
 };
 
 constexpr ConnectStep kTun2SocksSteps[] = {
-    {"start tun2socks", StartTun2Socks},
-    {"await the adapter", AwaitAdapter},
-    {"set the adapter's address", SetAdapterAddress},
-    {"route the server around the tunnel", RouteServerAround},
-    {"require the server's bypass", RequireServerBypass},
-    {"route bypass hosts", RouteBypassHosts},
-    {"log the IPv6 guard", LogIpv6Guard},
-    {"probe SOCKS", ProbeSocks},
-    {"take the default route", TakeDefaultRoute},
-    {"probe the tunnel", ProbeTunnel},
-    {"describe the network", DescribeNetwork},
-    {"protect DNS", ProtectDns},
-    {"declare the tunnel ready", DeclareReady},
+    {"start tun2socks", StartTun2Socks, {Change::UnrecordedEngines, Change::Engines, Change::EngineAdapters}},
+    {"await the adapter", AwaitAdapter, {Change::AdapterUp}},
+    {"set the adapter's address", SetAdapterAddress, {Change::TunnelAddress}},
+    {"route the server around the tunnel", RouteServerAround, {Change::BypassRoutes}},
+    {"require the server's bypass", RequireServerBypass, {}},
+    {"route bypass hosts", RouteBypassHosts, {Change::BypassRoutes, Change::SharingRule}},
+    {"log the IPv6 guard", LogIpv6Guard, {}},
+    {"probe SOCKS", ProbeSocks, {}},
+    {"take the default route",
+     TakeDefaultRoute,
+     {Change::TunnelMetric, Change::DefaultRoute, Change::StoredDefaultRoute}},
+    {"probe the tunnel", ProbeTunnel, {}},
+    {"describe the network", DescribeNetwork, {Change::NetworkName}},
+    {"protect DNS",
+     ProtectDns,
+     {Change::NameServers, Change::TunnelNameServers, Change::ResolverPolicy, Change::GuardFilters,
+      Change::SplitFilters}},
+    // The statistics thread's queries.
+    {"declare the tunnel ready", DeclareReady, {Change::NetworkName, Change::UnrecordedEngines}},
 };
 
-// Xray's own tunnel inbound sets the adapter's address and the default route.
+// Xray's own tunnel inbound sets the adapter's address and the default route, and splits by program.
 constexpr ConnectStep kNativeTunSteps[] = {
-    {"await Xray's adapter", AwaitXrayAdapter},
-    {"route the server around the tunnel", RouteServerAround},
-    {"route bypass hosts", RouteBypassHosts},
-    {"probe SOCKS", ProbeSocks},
-    {"probe the tunnel", ProbeTunnel},
-    {"describe the network", DescribeNetwork},
-    {"protect DNS", ProtectDns},
-    {"declare the tunnel ready", DeclareReady},
+    {"await Xray's adapter",
+     AwaitXrayAdapter,
+     {Change::EngineAdapters, Change::AdapterUp, Change::TunnelAddress, Change::DefaultRoute}},
+    {"route the server around the tunnel", RouteServerAround, {Change::BypassRoutes}},
+    {"route bypass hosts", RouteBypassHosts, {Change::BypassRoutes, Change::SharingRule}},
+    {"probe SOCKS", ProbeSocks, {}},
+    {"probe the tunnel", ProbeTunnel, {}},
+    {"describe the network", DescribeNetwork, {Change::NetworkName}},
+    {"protect DNS",
+     ProtectDns,
+     {Change::NameServers, Change::TunnelNameServers, Change::ResolverPolicy, Change::GuardFilters}},
+    {"declare the tunnel ready", DeclareReady, {Change::UnrecordedEngines}},
 };
 
 // Logs a failure, rolls back if needed and ends the session.
@@ -66,7 +79,7 @@ void GiveUp(VpnService& service, const ConnectStep& step, const StepResult& resu
     if (result.diagnose) LogConnectDiagnostics(service.routes.physicalGateway, service.routes.serverBypassIp);
   }
   WriteStandardErrorLine(std::string("VPN Service: Connect ended at the step: ") + step.name);
-  if (quiet || step.rollback == Rollback::Engines) StopEngines(service);
+  if (quiet || step.rollback == Rollback::Engines) RollBackSession(service);
   service.running = false;
 }
 
@@ -99,7 +112,7 @@ void Monitor(VpnService& service) {
     WaitWhileRunning(service.running, kMonitorPeriodMs);
   }
   service.ready = false;
-  if (!service.stopRequested) StopEngines(service);
+  if (!service.stopRequested) RollBackSession(service);
 }
 
 // The path where the engine drives the adapter itself.
@@ -116,10 +129,14 @@ void ConnectAndWatch(VpnService& service) {
 void EndByError(VpnService& service, const char* what) noexcept {
   WriteStandardErrorLine(what);
   if (service.running) WriteLogLine("ERROR: VPN session ended by an internal error — aborting connect");
-  StopEngines(service);
+  RollBackSession(service);
 }
 
 }  // namespace
+
+std::array<ConnectSteps, 3> ConnectStepTables() {
+  return {kEngineSteps, kTun2SocksSteps, kNativeTunSteps};
+}
 
 void RunVpnSession(VpnService& service) noexcept {
   try {
@@ -130,7 +147,7 @@ void RunVpnSession(VpnService& service) noexcept {
   service.running = false;
   service.ready = false;
   if (service.statsThread.joinable()) service.statsThread.join();
-  RemoveStagedConfig(service.staged);
+  UndoChanges(kEndOfSession, service);
   if (service.onEnded) service.onEnded();
 }
 

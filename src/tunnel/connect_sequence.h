@@ -1,6 +1,10 @@
 // Brings the machine's traffic into the tunnel and monitors it.
 #pragma once
 
+#include <array>
+
+#include "tunnel/connect_step.h"
+
 namespace moorlak {
 
 struct VpnService;
@@ -8,5 +12,9 @@ struct VpnService;
 // Body of the session thread: connects, then runs until an engine dies or a stop is requested. When it returns, running
 // and ready are clear, the engines have ended and, unless a stop does it, the machine's changes are undone.
 void RunVpnSession(VpnService& service) noexcept;
+
+// The steps in the order of execution: those with which every session begins, then those of one of the two paths
+// (tun2socks; the engine's own tunnel inbound).
+std::array<ConnectSteps, 3> ConnectStepTables();
 
 }  // namespace moorlak

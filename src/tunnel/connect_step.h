@@ -1,9 +1,12 @@
 // One step of a connect, and its possible outcomes.
 #pragma once
 
+#include <initializer_list>
 #include <span>
 #include <string>
 #include <utility>
+
+#include "tunnel/machine_changes.h"
 
 namespace moorlak {
 
@@ -57,6 +60,8 @@ enum class Rollback { None, Engines };
 struct ConnectStep {
   const char* name;
   StepResult (*run)(VpnService& service);
+  // What it may change on the machine; empty if it only reads, or changes nothing but the session's own values.
+  std::initializer_list<MachineChange> changes;
   Rollback rollback = Rollback::Engines;
 };
 

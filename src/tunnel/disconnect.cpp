@@ -6,45 +6,17 @@
 #include "base/guarded.h"
 #include "base/log.h"
 #include "base/standard_error.h"
-#include "config/config_staging.h"
 #include "net/adapter/wintun_holder.h"
-#include "net/dns/dns_guard.h"
-#include "net/dns/smhnr_policy.h"
-#include "net/routing/quick_teardown.h"
-#include "net/routing/route_journal.h"
-#include "net/routing/stored_default_route.h"
-#include "net/share/proxy_sharing.h"
-#include "net/split/split_tunnel.h"
 #include "process/background_commands.h"
 #include "process/probes.h"
 #include "process/stop_budget.h"
-#include "process/stray_engines.h"
-#include "tunnel/leak_protection.h"
+#include "tunnel/machine_changes.h"
 #include "tunnel/vpn_service.h"
 
 namespace moorlak {
 namespace {
 
 constexpr uint32_t kBackgroundLimitMs = 5000;
-
-void RestoreDnsInBackground() noexcept {
-  Guarded([] {
-    const uint64_t generation = DnsGeneration();
-    if (IsDnsNeutralised(generation)) RunInBackground([generation] { RestoreInMemoryDns(generation); });
-  });
-}
-
-void RemoveStoredRouteInBackground() noexcept {
-  Guarded([] {
-    const uint64_t generation = DefaultRouteGeneration();
-    RunInBackground([generation] { RemoveStoredDefaultRoute(generation); });
-  });
-}
-
-// Tried twice, because the first `netsh` after a start may exceed its time, and the rule must not stay open.
-void CloseSharing() noexcept {
-  if (CloseProxySharingFirewall() != CommandOutcome::Succeeded) CloseProxySharingFirewall();
-}
 
 void ForgetSession(VpnService& service) {
   service.meta = {};
@@ -61,8 +33,8 @@ void RequestEnd(VpnService& service) {
 }
 
 void EndAllEngines(VpnService& service) {
-  EndEngines(service);
-  KillStrayEngines();
+  UndoChanges(kRecordedEngines, service);
+  UndoChanges(kOtherEngines, service);
 }
 
 void ClearStatus(VpnService& service) {
@@ -72,19 +44,11 @@ void ClearStatus(VpnService& service) {
   service.downlinkBytes = 0;
 }
 
-// Before anything slow, so that traffic returns to the physical network at once.
-void DropTunnelRoute(VpnService& service) {
-  FastDropDefaultRoutes(service.routeCommandHung);
-  FastClearTunnelAddress();
+void ReleaseTraffic(VpnService& service) {
+  UndoChanges(kQuickRelease, service);
 }
 
-void DropFilters(VpnService& /*service*/) {
-  RemoveSplitTunnel();
-  RemoveDnsGuard();
-  RestoreSmhnrPolicy();
-}
-
-// A connect that is still running fails fast by now. The session joins its statistics thread itself.
+// The session joins its statistics thread itself.
 void EndSessionThread(VpnService& service) {
   service.JoinSession();
 }
@@ -93,8 +57,8 @@ void AwaitBackground(VpnService& /*service*/) {
   WaitForBackgroundCommands(kBackgroundLimitMs);
 }
 
-void RemoveStaged(VpnService& service) {
-  RemoveStagedConfig(service.staged);
+void RemoveFiles(VpnService& service) {
+  UndoChanges(kEndOfSession, service);
 }
 
 using DisconnectStep = void (*)(VpnService& service);
@@ -103,21 +67,25 @@ constexpr DisconnectStep kDisconnectSteps[] = {
     RequestEnd,
     EndAllEngines,
     ClearStatus,
-    DropTunnelRoute,
-    DropFilters,
+    ReleaseTraffic,
+    // A connect that is still running fails fast by now.
     EndSessionThread,
     CleanupNetworkConfiguration,
     AwaitBackground,
-    RemoveStaged,
+    RemoveFiles,
 };
 
 }  // namespace
 
 void StopEngines(VpnService& service) noexcept {
   service.ready = false;
-  EndEngines(service);
+  UndoChanges(kRecordedEngines, service);
+}
+
+void RollBackSession(VpnService& service) noexcept {
+  StopEngines(service);
   if (service.stopRequested) return;
-  KillStrayEngines();
+  UndoChanges(kOtherEngines, service);
   CleanupNetworkConfiguration(service);
   WaitForBackgroundCommands(kBackgroundLimitMs);
 }
@@ -129,23 +97,14 @@ void StopVpn(VpnService& service, bool userRequested) noexcept {
   for (const DisconnectStep step : kDisconnectSteps) Guarded([&] { step(service); });
   const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
   Guarded([&] { WriteLogLine("Stop completed in " + std::to_string(elapsed.count()) + "ms"); });
-  if (userRequested) {
-    WintunHolder::Instance().SetUp();
-  } else {
-    WintunHolder::Instance().PurgeOrphans();
-  }
+  UndoChanges(userRequested ? kAfterUsersStop : kBeforeNextStart, service);
   service.stopRequested = false;
 }
 
 void CleanupNetworkConfiguration(VpnService& service) noexcept {
   Guarded([&] {
     WriteStandardErrorLine("VPN Service: Cleaning up network configuration...");
-    RestoreJournaledRoutes();
-    DropTunnelRoute(service);
-    DropFilters(service);
-    RestoreDnsInBackground();
-    RemoveStoredRouteInBackground();
-    if (!service.meta.shareProxyPorts.empty()) CloseSharing();
+    UndoChanges(kCleanUp, service);
     ForgetSession(service);
   });
 }

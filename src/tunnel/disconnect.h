@@ -1,4 +1,4 @@
-// Undoes a session's changes to the machine, however far the connect got.
+// Undoes a session's changes to the machine (tunnel/machine_changes.h), however far the connect got.
 #pragma once
 
 namespace moorlak {
@@ -6,6 +6,9 @@ namespace moorlak {
 struct VpnService;
 
 // Rolls back a failed session (session thread). If a stop is in progress, only ends the engines; StopVpn does the rest.
+void RollBackSession(VpnService& service) noexcept;
+
+// Its first part: clears ready and ends the session's engines.
 void StopEngines(VpnService& service) noexcept;
 
 // Undoes everything that a session may have changed, in a fixed order, and ends the session thread. Every step is safe

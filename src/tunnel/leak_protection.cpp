@@ -11,8 +11,8 @@
 #include "net/dns/dns_backup.h"
 #include "net/dns/dns_guard.h"
 #include "net/dns/smhnr_policy.h"
-#include "net/routing/quick_teardown.h"
 #include "net/split/split_tunnel.h"
+#include "tunnel/machine_changes.h"
 
 namespace moorlak {
 namespace {
@@ -63,9 +63,7 @@ void RetryLocked(const std::atomic<bool>& wanted) {
 }
 
 void RemoveLocked() {
-  RemoveSplitTunnel();
-  RemoveDnsGuard();
-  RestoreSmhnrPolicy();
+  UndoChangesWithoutSession(kRemoval);
   if (backups.records.empty() && !LoadDnsBackup(backups.records)) {
     FlushResolverCache();
     return;
@@ -129,12 +127,8 @@ bool ApplyLocked(const LeakProtection& wanted, const std::atomic<bool>& running)
   return true;
 }
 
-void RecoverLocked() {
-  PurgeStaleSplitTunnel();
-  PurgeStaleDnsGuard();
-  RecoverOrphanedSmhnr();
-  FastDropDefaultRoutes();
-  FastClearTunnelAddress();
+// Takes the records of a crashed session over.
+void RecoverNameServers() {
   const bool loaded = LoadDnsBackup(backups.records);
   backups.any = !backups.records.empty();
   SetPendingLocked(false);
@@ -192,8 +186,12 @@ void RetryPendingDns(uint64_t wantedGeneration, const std::atomic<bool>& wanted)
 void RecoverOrphanedNetworkState() noexcept {
   Guarded([] {
     const std::lock_guard guard(dnsLock);
-    RecoverLocked();
+    PurgeChanges(kNetworkRecovery);
   });
+}
+
+void RecoverNameServersLocked() noexcept {
+  Guarded(RecoverNameServers);
 }
 
 }  // namespace moorlak

@@ -49,7 +49,10 @@ void* PendingDnsEvent() noexcept;
 void RetryPendingDns(uint64_t generation, const std::atomic<bool>& wanted) noexcept;
 
 // At the start of the service, while there is no session and no engine: undoes filters, policy, routes and DNS that a
-// crash left.
+// crash left (kNetworkRecovery in tunnel/machine_changes.h).
 void RecoverOrphanedNetworkState() noexcept;
+
+// Its part for the name servers. Nothing else may call it: the DNS state lock must be held.
+void RecoverNameServersLocked() noexcept;
 
 }  // namespace moorlak

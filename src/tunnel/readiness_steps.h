@@ -1,4 +1,5 @@
-// Steps of a connect: check the data path, protect the machine, declare the tunnel up.
+// Steps of a connect: check the data path, protect the machine, declare the tunnel up. tunnel/machine_changes.cpp shows
+// what undoes each change of the machine.
 #pragma once
 
 #include "tunnel/connect_step.h"
@@ -11,13 +12,14 @@ StepResult ProbeSocks(VpnService& service);
 // Needs: the default route into the tunnel. Changes: nothing.
 StepResult ProbeTunnel(VpnService& service);
 
-// Needs: the adapter. Changes: the names of its network. Not undone: the name is the product's.
+// Needs: the adapter. Changes: the names of its network.
 StepResult DescribeNetwork(VpnService& service);
 
-// Needs: the adapter, the default route. Changes: DNS, filters, the resolver's policy. Undone by: the clean-up.
+// Needs: the adapter, the default route. Changes: DNS, filters, the resolver's policy.
 StepResult ProtectDns(VpnService& service);
 
-// Needs: all of the above. Changes: ready; the statistics thread runs. Undone by: the end of the session.
+// Needs: all of the above. Changes: ready, the names of its network (not native); the statistics thread
+// runs until the session ends.
 StepResult DeclareReady(VpnService& service);
 
 }  // namespace moorlak

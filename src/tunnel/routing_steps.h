@@ -1,4 +1,5 @@
-// Steps of a connect: routes around the tunnel, and the default route into it.
+// Steps of a connect: routes around the tunnel, and the default route into it. tunnel/machine_changes.cpp shows what
+// undoes each change of the machine.
 #pragma once
 
 #include "tunnel/connect_step.h"
@@ -6,21 +7,20 @@
 namespace moorlak {
 
 // Needs: configText, the physical gateway. Changes: serverAddresses, host routes to them and to the tunnel's name
-// servers. Undone by: RestoreJournaledRoutes. RequireServerBypass checks for what it cannot find.
+// servers. RequireServerBypass checks for what it cannot find.
 StepResult RouteServerAround(VpnService& service);
 
 // Needs: the step before. Changes: nothing. Prevents a tunnel that would carry its own server's traffic.
 StepResult RequireServerBypass(VpnService& service);
 
 // Needs: the gateway. Changes: routes to the panel, direct domains and subnets, the sharing rule of the firewall.
-// Undone by: RestoreJournaledRoutes, CloseProxySharingFirewall.
 StepResult RouteBypassHosts(VpnService& service);
 
 // Needs: nothing. Changes: nothing; logs what the guard will block.
 StepResult LogIpv6Guard(VpnService& service);
 
 // Needs: everything that must stay outside the tunnel has its routes. Changes: the adapter's metric, the default route,
-// tried twice. Undone by: FastDropDefaultRoutes.
+// tried twice.
 StepResult TakeDefaultRoute(VpnService& service);
 
 }  // namespace moorlak

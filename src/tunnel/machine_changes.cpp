@@ -1,0 +1,151 @@
+#include "tunnel/machine_changes.h"
+
+#include <iterator>
+
+#include "base/guarded.h"
+#include "config/config_staging.h"
+#include "net/adapter/wintun_holder.h"
+#include "net/dns/dns_guard.h"
+#include "net/dns/smhnr_policy.h"
+#include "net/routing/quick_teardown.h"
+#include "net/routing/route_journal.h"
+#include "net/routing/stored_default_route.h"
+#include "net/share/proxy_sharing.h"
+#include "net/split/split_tunnel.h"
+#include "process/background_commands.h"
+#include "process/stray_engines.h"
+#include "tunnel/leak_protection.h"
+#include "tunnel/vpn_service.h"
+
+namespace moorlak {
+namespace {
+
+void DropDefaultRoutes(VpnService& service) noexcept {
+  FastDropDefaultRoutes(service.routeCommandHung);
+}
+
+void PurgeDefaultRoutes() noexcept {
+  FastDropDefaultRoutes();
+}
+
+void ClearTunnelAddress() noexcept {
+  FastClearTunnelAddress();
+}
+
+void RestoreNameServersInBackground() noexcept {
+  Guarded([] {
+    const uint64_t generation = DnsGeneration();
+    if (IsDnsNeutralised(generation)) RunInBackground([generation] { RestoreInMemoryDns(generation); });
+  });
+}
+
+void RemoveStoredRouteInBackground() noexcept {
+  Guarded([] {
+    const uint64_t generation = DefaultRouteGeneration();
+    RunInBackground([generation] { RemoveStoredDefaultRoute(generation); });
+  });
+}
+
+void PurgeStoredRoute() noexcept {
+  RemoveStoredDefaultRoute(DefaultRouteGeneration());
+}
+
+// Tried twice, because the first `netsh` after a start may exceed its time, and the rule must not stay open.
+void CloseSharing(VpnService& service) noexcept {
+  if (service.meta.shareProxyPorts.empty()) return;
+  if (CloseProxySharingFirewall() != CommandOutcome::Succeeded) CloseProxySharingFirewall();
+}
+
+void RemoveStaged(VpnService& service) noexcept {
+  RemoveStagedConfig(service.staged);
+}
+
+void BringAdapterBack() noexcept {
+  WintunHolder::Instance().SetUp();
+}
+
+void RemoveLeftovers() noexcept {
+  WintunHolder::Instance().PurgeOrphans();
+}
+
+constexpr char kAtStart[] = "the service's start opens the persistent adapter first, which removes the others";
+constexpr char kOwnAdapter[] = "only our own adapter has it, which carries nothing without an engine";
+constexpr char kOwnName[] = "it is the product's name for its own network";
+
+using Change = MachineChange;
+
+// The change, its phase, its name, what undoes it, what removes it after a crash.
+constexpr MachineChangeRow kRows[] = {
+    {Change::Engines, Phase::Engines, "engines", EndEngines, "their job ends them; the next row would, too"},
+    {Change::UnrecordedEngines, Phase::UnrecordedEngines, "engines without a record", KillStrayEngines,
+     KillStrayEngines},
+
+    {Change::DefaultRoute, Phase::Traffic, "default route", DropDefaultRoutes, PurgeDefaultRoutes},
+    {Change::TunnelAddress, Phase::Traffic, "tunnel address", ClearTunnelAddress, ClearTunnelAddress},
+
+    {Change::SplitFilters, Phase::Filters, "split tunnel", RemoveSplitTunnel, PurgeStaleSplitTunnel},
+    {Change::GuardFilters, Phase::Filters, "DNS guard", RemoveDnsGuard, PurgeStaleDnsGuard},
+    {Change::ResolverPolicy, Phase::Filters, "resolver policy", RestoreSmhnrPolicy, RecoverOrphanedSmhnr},
+
+    {Change::BypassRoutes, Phase::BypassRoutes, "bypass routes", RestoreJournaledRoutes, RecoverJournaledRoutes},
+    {Change::NameServers, Phase::NameServers, "name servers", RestoreNameServersInBackground, RecoverNameServersLocked},
+    {Change::StoredDefaultRoute, Phase::StoredRoute, "stored default route", RemoveStoredRouteInBackground,
+     PurgeStoredRoute},
+    {Change::SharingRule, Phase::Firewall, "sharing rule", CloseSharing, CloseSharingOfEarlierSession},
+    {Change::StagedConfiguration, Phase::Files, "staged configuration", RemoveStaged, RemoveStagedVpnConfigs},
+
+    {Change::PersistentAdapter, Phase::PersistentAdapter, "persistent adapter", BringAdapterBack, kAtStart},
+    {Change::EngineAdapters, Phase::EngineAdapters, "engines' adapters", RemoveLeftovers, kAtStart},
+
+    {Change::AdapterUp, Phase::None, "adapter enabled", kOwnAdapter, kOwnAdapter},
+    {Change::TunnelMetric, Phase::None, "tunnel adapter's metric", kOwnAdapter, kOwnAdapter},
+    {Change::TunnelNameServers, Phase::None, "tunnel adapter's name servers", kOwnAdapter, kOwnAdapter},
+    {Change::NetworkName, Phase::None, "network name", kOwnName, kOwnName},
+};
+
+static_assert(std::size(kRows) == kMachineChangeCount, "each kind of change has its row");
+
+template <typename Action>
+void ForEachRow(Phase phase, Action action) {
+  for (const MachineChangeRow& row : kRows) {
+    if (row.phase == phase) action(row);
+  }
+}
+
+void RunWithoutSession(const Undo& undo) noexcept {
+  if (undo.run != nullptr) undo.run();
+}
+
+void RunForSession(const Undo& undo, VpnService& service) noexcept {
+  RunWithoutSession(undo);
+  if (undo.runForSession != nullptr) undo.runForSession(service);
+}
+
+}  // namespace
+
+std::span<const MachineChangeRow> MachineChanges() {
+  return kRows;
+}
+
+void UndoChanges(std::span<const Phase> phases, VpnService& service) noexcept {
+  for (const Phase phase : phases) {
+    ForEachRow(phase, [&](const MachineChangeRow& row) { RunForSession(row.undo, service); });
+  }
+}
+
+void UndoChangesWithoutSession(std::span<const Phase> phases) noexcept {
+  for (const Phase phase : phases) {
+    ForEachRow(phase, [](const MachineChangeRow& row) { RunWithoutSession(row.undo); });
+  }
+}
+
+void PurgeChanges(std::span<const Phase> phases, void (*phaseDone)()) noexcept {
+  for (const Phase phase : phases) {
+    ForEachRow(phase, [](const MachineChangeRow& row) {
+      if (row.purge.run != nullptr) row.purge.run();
+    });
+    if (phaseDone != nullptr) phaseDone();
+  }
+}
+
+}  // namespace moorlak
