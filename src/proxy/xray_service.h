@@ -7,8 +7,7 @@
 #include <string>
 #include <thread>
 
-#include "base/mutex.h"
-#include "process/engine_process.h"
+#include "process/engine_slot.h"
 
 namespace moorlak {
 
@@ -28,9 +27,7 @@ struct XrayService {
   // The account that the engine and its queries run as; same rules as the three above.
   EngineAccount engineAccount;
 
-  // The session publishes the engine, stop ends it.
-  Mutex processLock;
-  std::unique_ptr<ProcessRecord> xrayProcess GUARDED_BY(processLock);
+  EngineSlot xray;
 
   std::thread sessionThread;
   std::thread statsThread;

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "base/durable_file.h"
-#include "base/mutex.h"
 #include "base/standard_error.h"
 #include "base/utf.h"
 #include "config/allow_insecure.h"
@@ -96,15 +95,11 @@ bool LaunchEngine(XrayService& service, const std::wstring& configPath) {
     WriteStandardErrorLine("Failed to start Xray process");
     return false;
   }
-  const MutexGuard guard(service.processLock);
-  if (!service.running) return false;
-  service.xrayProcess = std::move(process);
-  return true;
+  return PublishEngine(service.xray, service.running, std::move(process));
 }
 
 bool IsEngineAlive(XrayService& service) {
-  const MutexGuard guard(service.processLock);
-  return service.xrayProcess && IsRunning(*service.xrayProcess);
+  return StateOf(service.xray) == EngineState::Running;
 }
 
 uint16_t ReadSocksPort(const XrayService& service, const std::wstring& configPath) {
@@ -206,11 +201,7 @@ void RunProxySession(XrayService& service) noexcept {
 }
 
 void EndEngine(XrayService& service) noexcept {
-  std::unique_ptr<ProcessRecord> ended;
-  {
-    const MutexGuard guard(service.processLock);
-    ended = std::move(service.xrayProcess);
-  }
+  const std::unique_ptr<ProcessRecord> ended = TakeEngine(service.xray);
   if (!ended) return;
   // The next engine needs the same ports, which are free only once this one has gone.
   TerminateProcess(ended->process.Get(), 0);

@@ -96,8 +96,8 @@ bool RunSteps(VpnService& service, ConnectSteps steps) {
 
 // The engine whose exit is a failure of the session; null if there is none.
 const char* FindExitedEngine(VpnService& service) {
-  if (StateOf(service, service.xray) == EngineState::Exited) return "Xray";
-  if (StateOf(service, service.tun2socks) == EngineState::Exited) return "Tun2Socks";
+  if (StateOf(service.xray) == EngineState::Exited) return "Xray";
+  if (StateOf(service.tun2socks) == EngineState::Exited) return "Tun2Socks";
   return nullptr;
 }
 

@@ -39,7 +39,7 @@ void EndAllEngines(VpnService& service) {
 
 void ClearStatus(VpnService& service) {
   service.ready = false;
-  const std::lock_guard guard(service.statsLock);
+  const MutexGuard guard(service.statsLock);
   service.uplinkBytes = 0;
   service.downlinkBytes = 0;
 }

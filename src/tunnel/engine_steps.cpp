@@ -108,7 +108,7 @@ StepResult StartXray(VpnService& service) {
     WriteStandardErrorLine("Failed to start Xray for VPN");
     return Abort("ERROR: failed to start Xray process (port conflict or bad config?)");
   }
-  if (!PublishEngine(service, service.xray, std::move(launched))) return QuietStop();
+  if (!PublishEngine(service.xray, service.running, std::move(launched))) return QuietStop();
   WriteStandardErrorLine("VPN Service: Xray started successfully");
   return GoOnIf(WaitWhileRunning(service.running, 200));
 }
@@ -134,7 +134,7 @@ StepResult StartTun2Socks(VpnService& service) {
     WriteStandardErrorLine("Failed to start Tun2Socks");
     return Failed();
   }
-  return GoOnIf(PublishEngine(service, service.tun2socks, std::move(launched)));
+  return GoOnIf(PublishEngine(service.tun2socks, service.running, std::move(launched)));
 }
 
 StepResult AwaitAdapter(VpnService& service) {

@@ -2,11 +2,11 @@
 
 #include <windows.h>
 
-#include <mutex>
 #include <utility>
 
 #include "base/guarded.h"
 #include "base/log.h"
+#include "base/mutex.h"
 #include "net/dns/adapter_dns.h"
 #include "net/dns/dns_backup.h"
 #include "net/dns/dns_guard.h"
@@ -19,7 +19,7 @@ namespace {
 
 // The DNS state lock. Guard, policy and split tunnel take their own locks below it, because a disconnect undoes those
 // while an apply may still run.
-std::mutex dnsLock;
+Mutex dnsLock;
 // Changed under dnsLock. `any` is read without it: a disconnect must not wait for a restore that is still running.
 // Never destroyed: a background restore may still run when the program ends.
 DnsBackups& backups = *new DnsBackups;
@@ -29,18 +29,18 @@ std::atomic<uint64_t> generation{0};
 // Written under dnsLock, read without. Clear while the records belong to a session.
 std::atomic<bool> pending{false};
 const HANDLE pendingEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-// Whether the recovery file matches the records. Guarded by dnsLock.
-bool fileIsCurrent = true;
+// Whether the recovery file matches the records.
+bool fileIsCurrent GUARDED_BY(dnsLock) = true;
 
 const std::atomic<bool> toTheEnd{true};
 
-void SetPendingLocked(bool isPending) {
+void SetPendingLocked(bool isPending) REQUIRES(dnsLock) {
   pending = isPending;
   if (isPending && pendingEvent != nullptr) SetEvent(pendingEvent);
 }
 
 // What cannot be restored stays in memory and on disk for the next removal, recovery or retry.
-void RestoreBackupsLocked(const std::atomic<bool>& wanted) {
+void RestoreBackupsLocked(const std::atomic<bool>& wanted) REQUIRES(dnsLock) {
   // Before anything can throw.
   SetPendingLocked(true);
   std::vector<AdapterDnsBackup> left = RestoreAdapterDns(backups.records, wanted);
@@ -51,18 +51,18 @@ void RestoreBackupsLocked(const std::atomic<bool>& wanted) {
   SetPendingLocked(backups.any || !fileIsCurrent);
 }
 
-void RestoreBackupsLocked() {
+void RestoreBackupsLocked() REQUIRES(dnsLock) {
   fileIsCurrent = false;
   RestoreBackupsLocked(toTheEnd);
 }
 
 // An adapter that is missing for days costs only a look each time.
-void RetryLocked(const std::atomic<bool>& wanted) {
+void RetryLocked(const std::atomic<bool>& wanted) REQUIRES(dnsLock) {
   if (fileIsCurrent && !HasRestoreTarget(backups.records)) return;
   RestoreBackupsLocked(wanted);
 }
 
-void RemoveLocked() {
+void RemoveLocked() REQUIRES(dnsLock) {
   UndoChangesWithoutSession(kRemoval);
   if (backups.records.empty() && !LoadDnsBackup(backups.records)) {
     FlushResolverCache();
@@ -71,14 +71,14 @@ void RemoveLocked() {
   RestoreBackupsLocked();
 }
 
-void SplitLocked(const LeakProtection& wanted, uint64_t tunnelLuid) {
+void SplitLocked(const LeakProtection& wanted, uint64_t tunnelLuid) REQUIRES(dnsLock) {
   if (wanted.blockedApps.empty()) return;
   WriteLogLine("dns-leak: split/bypass apps active — physical DNS still stubbed + DNS guard ON (no ISP DNS leak)");
   if (!wanted.nativeTun) InstallSplitTunnel(wanted.blockedApps, tunnelLuid);
 }
 
 // Without the filters a program could still query any name server, so then there is no protection.
-bool GuardLocked(const LeakProtection& wanted, uint64_t tunnelLuid) {
+bool GuardLocked(const LeakProtection& wanted, uint64_t tunnelLuid) REQUIRES(dnsLock) {
   if (tunnelLuid == 0) {
     WriteLogLine("dns-leak: ERROR Moorlak LUID missing — refusing CONNECTED without WFP DNS guard");
     return false;
@@ -92,7 +92,8 @@ bool GuardLocked(const LeakProtection& wanted, uint64_t tunnelLuid) {
 }
 
 // False if the session was stopped meanwhile.
-bool SetDnsLocked(const LeakProtection& wanted, const std::atomic<bool>& running, uint64_t& tunnelLuid) {
+bool SetDnsLocked(const LeakProtection& wanted, const std::atomic<bool>& running, uint64_t& tunnelLuid)
+    REQUIRES(dnsLock) {
   const NeutralisedAdapters adapters = NeutraliseAdapters(running, backups);
   if (adapters.stopped) return false;
   tunnelLuid = adapters.tunnelLuid;
@@ -105,7 +106,7 @@ bool SetDnsLocked(const LeakProtection& wanted, const std::atomic<bool>& running
   return SetTunnelDns(wanted.tunnelName, wanted.dnsServers, running);
 }
 
-bool ApplyLocked(const LeakProtection& wanted, const std::atomic<bool>& running) {
+bool ApplyLocked(const LeakProtection& wanted, const std::atomic<bool>& running) REQUIRES(dnsLock) {
   if (!running) return false;
   if (!IsSafeAdapterName(wanted.tunnelName)) {
     WriteLogLine("dns-leak: refusing unsafe Moorlak adapter name for netsh");
@@ -129,6 +130,7 @@ bool ApplyLocked(const LeakProtection& wanted, const std::atomic<bool>& running)
 
 // Takes the records of a crashed session over.
 void RecoverNameServers() {
+  dnsLock.AssumeHeld();
   const bool loaded = LoadDnsBackup(backups.records);
   backups.any = !backups.records.empty();
   SetPendingLocked(false);
@@ -141,14 +143,14 @@ void RecoverNameServers() {
 
 bool ApplyDnsLeakProtection(const LeakProtection& wanted, const std::atomic<bool>& running) noexcept {
   return Guarded(false, [&] {
-    const std::lock_guard guard(dnsLock);
+    const MutexGuard guard(dnsLock);
     return ApplyLocked(wanted, running);
   });
 }
 
 void RemoveDnsProtection() noexcept {
   Guarded([] {
-    const std::lock_guard guard(dnsLock);
+    const MutexGuard guard(dnsLock);
     RemoveLocked();
   });
 }
@@ -163,7 +165,7 @@ bool IsDnsNeutralised(uint64_t wantedGeneration) noexcept {
 
 void RestoreInMemoryDns(uint64_t wantedGeneration) noexcept {
   Guarded([wantedGeneration] {
-    const std::lock_guard guard(dnsLock);
+    const MutexGuard guard(dnsLock);
     if (wantedGeneration == generation && !backups.records.empty()) RestoreBackupsLocked();
   });
 }
@@ -178,14 +180,15 @@ void* PendingDnsEvent() noexcept {
 
 void RetryPendingDns(uint64_t wantedGeneration, const std::atomic<bool>& wanted) noexcept {
   Guarded([&] {
-    const std::unique_lock guard(dnsLock, std::try_to_lock);
-    if (guard && pending && wantedGeneration == generation) RetryLocked(wanted);
+    if (!dnsLock.try_lock()) return;
+    const MutexGuard guard(dnsLock, kAlreadyLocked);
+    if (pending && wantedGeneration == generation) RetryLocked(wanted);
   });
 }
 
 void RecoverOrphanedNetworkState() noexcept {
   Guarded([] {
-    const std::lock_guard guard(dnsLock);
+    const MutexGuard guard(dnsLock);
     PurgeChanges(kNetworkRecovery);
   });
 }

@@ -60,8 +60,8 @@ bool ProbeTunnelOnce(VpnService& service, int attempt) {
 
 // Logs if the adapter's engine has exited.
 bool TunnelEngineExited(VpnService& service) {
-  const auto& engine = service.nativeTun ? service.xray : service.tun2socks;
-  if (StateOf(service, engine) != EngineState::Exited) return false;
+  EngineSlot& engine = service.nativeTun ? service.xray : service.tun2socks;
+  if (StateOf(engine) != EngineState::Exited) return false;
   WriteLogLine(service.nativeTun ? "ERROR: Xray exited before TUN path probe"
                                  : "ERROR: tun2socks exited before TUN path probe");
   return true;

@@ -17,7 +17,7 @@ void QueryCounters(VpnService& service, const std::string& arguments, EngineAcco
   std::string output;
   if (!RunXrayApiCommand(service.xrayPath, arguments, output, account, &service.running)) return;
   const EngineCounters counters = ParseEngineCounters(output);
-  const std::lock_guard guard(service.statsLock);
+  const MutexGuard guard(service.statsLock);
   // A stop has set the totals to 0, and they must stay 0.
   if (!service.running) return;
   service.uplinkBytes = counters.uplink;

@@ -3,6 +3,7 @@
 #include <exception>
 
 #include "base/log.h"
+#include "base/mutex.h"
 #include "base/standard_error.h"
 #include "config/file_settings.h"
 #include "config/json_beginning.h"
@@ -18,7 +19,7 @@ constexpr char kProxyUnavailable[] = "Proxy service is unavailable.";
 constexpr char kProxyStartFailed[] =
     "Could not start proxy mode. Ensure xray.exe is in the xray folder next to moor_lak.exe.";
 
-void StopEngineLocked(TunnelController& controller, bool userRequested) noexcept {
+void StopEngineLocked(TunnelController& controller, bool userRequested) noexcept REQUIRES(controller.lock) {
   if (controller.proxyMode) {
     controller.proxyEngine.Stop();
   } else {
@@ -27,7 +28,7 @@ void StopEngineLocked(TunnelController& controller, bool userRequested) noexcept
 }
 
 // The message for the user if the start failed; empty on success.
-std::string StartVpnLocked(TunnelController& controller, const std::string& configText) {
+std::string StartVpnLocked(TunnelController& controller, const std::string& configText) REQUIRES(controller.lock) {
   WriteStandardErrorLine("Starting VPN mode with Tun2Socks...");
   // Set before the session begins: a session that fails at once must clear it.
   controller.running = true;
@@ -41,7 +42,7 @@ std::string StartVpnLocked(TunnelController& controller, const std::string& conf
   return failure;
 }
 
-std::string StartProxyLocked(TunnelController& controller, const std::string& configText) {
+std::string StartProxyLocked(TunnelController& controller, const std::string& configText) REQUIRES(controller.lock) {
   // Set before the engine starts: a session that ends within the call must clear it.
   controller.running = true;
   // A session on the engine's own tunnel inbound has replaced the persistent adapter, and no later stop of that engine
@@ -58,7 +59,7 @@ std::string StartProxyLocked(TunnelController& controller, const std::string& co
 }
 
 // Ends the earlier session. A session that is still ending kills stray engines; it must not find the next session's.
-void EndEarlierLocked(TunnelController& controller) noexcept {
+void EndEarlierLocked(TunnelController& controller) noexcept REQUIRES(controller.lock) {
   if (controller.running.exchange(false)) StopEngineLocked(controller, false);
   controller.vpnEngine.JoinSession();
 }
@@ -70,7 +71,8 @@ std::string RefusalOf(std::string_view configText) {
   return setting.empty() ? std::string() : FileSettingText(setting);
 }
 
-std::string StartLocked(TunnelController& controller, const std::string& configText, bool useProxyMode) {
+std::string StartLocked(TunnelController& controller, const std::string& configText, bool useProxyMode)
+    REQUIRES(controller.lock) {
   const char* const unavailable = useProxyMode ? kProxyUnavailable : kVpnUnavailable;
   if (controller.closing) return unavailable;
   // Before the running session is ended.
@@ -99,7 +101,7 @@ TunnelController& TunnelController::Instance() {
 }
 
 bool TunnelController::Start(const std::string& configText, bool useProxyMode, std::string& error) {
-  const std::lock_guard guard(lock);
+  const MutexGuard guard(lock);
   error = StartLocked(*this, configText, useProxyMode);
   if (error.empty()) {
     ++startNumber;
@@ -110,13 +112,13 @@ bool TunnelController::Start(const std::string& configText, bool useProxyMode, s
 }
 
 void TunnelController::Stop() noexcept {
-  const std::lock_guard guard(lock);
+  const MutexGuard guard(lock);
   running = false;
   StopEngineLocked(*this, true);
 }
 
 bool TunnelController::StopIfCurrent(uint64_t number, std::string_view reason) noexcept {
-  const std::lock_guard guard(lock);
+  const MutexGuard guard(lock);
   if (!running || startNumber != number) return false;
   WriteLogLine(reason);
   running = false;

@@ -4,10 +4,10 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <string_view>
 
+#include "base/mutex.h"
 #include "proxy/xray_service.h"
 #include "tunnel/vpn_service.h"
 
@@ -24,9 +24,9 @@ struct TunnelController {
   // Set once when the process ends: no start is accepted afterwards.
   std::atomic<bool> closing{false};
 
-  // Held by start and stop for their whole run; also guards lastConfig.
-  std::mutex lock;
-  std::string lastConfig;
+  // Held by start and stop for their whole run.
+  Mutex lock;
+  std::string lastConfig GUARDED_BY(lock);
   XrayService proxyEngine;
   VpnService vpnEngine;
   // Called after a VPN session has ended, on its thread. Set, if at all, before the first start.

@@ -75,11 +75,6 @@ void BeginSession(VpnService& service, const std::string& text) {
   service.socksPort = 0;
 }
 
-std::unique_ptr<ProcessRecord> TakeRecord(VpnService& service, std::unique_ptr<ProcessRecord>& record) {
-  const std::lock_guard guard(service.enginesLock);
-  return std::move(record);
-}
-
 }  // namespace
 
 VpnService::VpnService() : apiAddress("127.0.0.1:" + std::to_string(kVpnApiPort)) {
@@ -116,33 +111,19 @@ void VpnService::JoinSession() noexcept {
 }
 
 void VpnService::GetTraffic(int64_t& up, int64_t& down) const {
-  const std::lock_guard guard(statsLock);
+  const MutexGuard guard(statsLock);
   up = static_cast<int64_t>(uplinkBytes);
   down = static_cast<int64_t>(downlinkBytes);
 }
 
-bool PublishEngine(VpnService& service, std::unique_ptr<ProcessRecord>& record,
-                   std::unique_ptr<ProcessRecord> launched) {
-  const std::lock_guard guard(service.enginesLock);
-  // A stop clears the flag first and takes the records afterwards, so it cannot miss an engine published here.
-  if (service.running) record = std::move(launched);
-  return record != nullptr;
-}
-
 void EndEngines(VpnService& service) noexcept {
-  if (const auto ended = TakeRecord(service, service.tun2socks)) StopProcess(*ended);
-  if (const auto ended = TakeRecord(service, service.xray)) StopProcess(*ended);
-}
-
-EngineState StateOf(VpnService& service, const std::unique_ptr<ProcessRecord>& record) {
-  const std::lock_guard guard(service.enginesLock);
-  if (!record) return EngineState::NotStarted;
-  return IsRunning(*record) ? EngineState::Running : EngineState::Exited;
+  if (const auto ended = TakeEngine(service.tun2socks)) StopProcess(*ended);
+  if (const auto ended = TakeEngine(service.xray)) StopProcess(*ended);
 }
 
 SessionWatch MakeWatch(VpnService& service) {
-  return {service.running, [&service] { return StateOf(service, service.xray); },
-          [&service] { return StateOf(service, service.tun2socks); }};
+  return {service.running, [&service] { return StateOf(service.xray); },
+          [&service] { return StateOf(service.tun2socks); }};
 }
 
 }  // namespace moorlak

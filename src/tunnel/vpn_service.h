@@ -5,15 +5,15 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "base/mutex.h"
 #include "config/config_meta.h"
 #include "config/config_staging.h"
 #include "net/routing/bypass_routes.h"
-#include "process/engine_process.h"
+#include "process/engine_slot.h"
 #include "process/probes.h"
 #include "process/session_watch.h"
 
@@ -56,18 +56,16 @@ struct VpnService {
   std::atomic<uint16_t> socksPort{0};
   ProbeSlot probe;
 
-  // Guards both records. A thread that holds it must not terminate an engine, wait or look adapters up.
-  std::mutex enginesLock;
-  std::unique_ptr<ProcessRecord> xray;
-  std::unique_ptr<ProcessRecord> tun2socks;
+  EngineSlot xray;
+  EngineSlot tun2socks;
 
   std::thread sessionThread;
   std::thread statsThread;
 
-  // Guards the totals: bytes since the engine started, from its last reply.
-  mutable std::mutex statsLock;
-  uint64_t uplinkBytes = 0;
-  uint64_t downlinkBytes = 0;
+  mutable Mutex statsLock;
+  // Bytes since the engine started, from its last reply.
+  uint64_t uplinkBytes GUARDED_BY(statsLock) = 0;
+  uint64_t downlinkBytes GUARDED_BY(statsLock) = 0;
 
   // Called on the session thread as its last step, with no lock held, however the session ended. Set once, before the
   // first start.
@@ -88,14 +86,8 @@ struct VpnService {
   void GetTraffic(int64_t& up, int64_t& down) const;
 };
 
-// Publishes a launched engine in its record. If the session is ending, ends the engine instead and returns false.
-bool PublishEngine(VpnService& service, std::unique_ptr<ProcessRecord>& record,
-                   std::unique_ptr<ProcessRecord> launched);
-
-// Ends tun2socks and Xray and clears their records. Thread-safe.
+// Ends tun2socks and Xray and empties their slots. Thread-safe.
 void EndEngines(VpnService& service) noexcept;
-
-EngineState StateOf(VpnService& service, const std::unique_ptr<ProcessRecord>& record);
 
 // What the session's waits check. Refers to the service.
 SessionWatch MakeWatch(VpnService& service);

@@ -176,7 +176,7 @@ TEST_F(XrayServiceWithEngine, AStopRightAfterTheStartLeavesNothingBehind) {
     service.Stop();
     EXPECT_FALSE(service.IsRunning());
     EXPECT_EQ(ReadInternetSettings(), before);
-    EXPECT_FALSE(service.xrayProcess);
+    EXPECT_FALSE(TakeEngine(service.xray));
   }
 }
 
