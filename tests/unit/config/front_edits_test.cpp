@@ -82,7 +82,8 @@ TEST(FrontEdits, OfEveryTextEqualThoseOfTheWhole) {
 TEST(FrontEdits, FindTheNextBracketWhereTheFirstOneWasThatOfAnAddress) {
   const std::string far = std::string(5000, ' ') + "\"x\":[]}";
   for (const char* begin : {R"({"inbounds":{"listen":"[::1]"},)", R"({"dns":{"servers":{"listen":"[::1]"}},)",
-                            R"({"routing":{"rules":{"listen":"[::1]"}},)"}) {
+                            R"({"routing":{"rules":{"listen":"[::1]"}},)",
+                            R"({"dns":{"servers":1},"routing":{"rules":1},"inbounds":{"listen":"[::1]"},)"}) {
     ExpectWholeEdits(begin + far, MetaWithEverything());
   }
 }

@@ -49,6 +49,13 @@ TEST(CancellableWait, SleepsTheWholeDurationWhileTheFlagIsSet) {
   EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(250));
 }
 
+TEST(CancellableWait, SleepsTheShortestDurationToo) {
+  const std::atomic<bool> running{true};
+  const Clock::time_point begin = Clock::now();
+  EXPECT_TRUE(WaitWhileRunning(running, 1));
+  EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(1));
+}
+
 TEST(CancellableWait, DoesNotSleepWhenTheFlagIsClear) {
   const std::atomic<bool> running{false};
   // If it slept, it would not return for weeks.

@@ -75,6 +75,7 @@ TEST(JsonMembers, CommentsMayComeBetweenAnyTwoTokens) {
 TEST(JsonMembers, AMalformedTextIsReadAsFarAsItMakesSense) {
   EXPECT_EQ(RootMember(R"({"a":1 "b":2})", "a"), "1");
   EXPECT_FALSE(RootMember(R"({"a":1 "b":2})", "b"));
+  EXPECT_EQ(RootMember(R"({"a":1)", "a"), "1");
   for (const char* text : {"{", "{\"", "{\"a", "{\"a\"", "{\"a\":", "{\"a\":[", "{\"a\":\"", "{\"a\":{\"b\":1",
                            "{\"a\":,", "{\"a\":}", "{a:1}", "{,\"a\":1}", "{\"a\":/*", "{\"a\\"}) {
     EXPECT_FALSE(RootMember(text, "a")) << text;
@@ -94,6 +95,8 @@ TEST(JsonMembers, TextsAreReadWithTheirEscapes) {
   EXPECT_EQ(ReadJsonText(R"("\u007f\u0080")"), "\x7F\\u0080");
   // Non-ASCII characters and invalid escapes stay as they are written.
   EXPECT_EQ(ReadJsonText(R"("\u00e9\uD83D\u00\x")"), R"(\u00e9\uD83D\u00\x)");
+  EXPECT_EQ(ReadJsonText(R"("a\")"), "a\\");
+  EXPECT_EQ(ReadJsonText(R"("a\n")"), "a\n");
   EXPECT_FALSE(ReadJsonText("12"));
   EXPECT_FALSE(ReadJsonText("\""));
   EXPECT_FALSE(ReadJsonText(""));

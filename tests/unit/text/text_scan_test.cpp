@@ -148,6 +148,11 @@ TEST(TextScan, AKeyMayBeTheWholeText) {
   EXPECT_FALSE(ContainsKey("\"api", "api"));
 }
 
+TEST(TextScan, AMemberWithAnotherValueIsNoList) {
+  EXPECT_FALSE(FindListMember(R"("a":1,"b":[2])", "a"));
+  EXPECT_EQ(FindListMember(R"("a":1,"a":[2])", "a")->group, "2");
+}
+
 TEST(TextScan, ADottedQuadHasFourGroupsOfOneToThreeDigits) {
   for (const char* quad : {"1.2.3.4", "255.255.255.255", "999.0.00.1"}) EXPECT_TRUE(IsDottedQuad(quad)) << quad;
   for (const char* other : {"", "1.2.3", "1.2.3.4.5", "1234.2.3.4", "1.2.3.1234", ".2.3.4", "1..3.4", "1.2.3.",
