@@ -153,6 +153,12 @@ TEST(TextScan, AMemberWithAnotherValueIsNoList) {
   EXPECT_EQ(FindListMember(R"("a":1,"a":[2])", "a")->group, "2");
 }
 
+TEST(TextScan, AnAddressInQuotesEndsWithAQuote) {
+  EXPECT_EQ(FindQuotedAddress(R"("1.2.3.4")", 0)->group, "1.2.3.4");
+  EXPECT_FALSE(FindQuotedAddress(R"("1.2.3.4)", 0));
+  EXPECT_FALSE(FindQuotedAddress(R"("1.2.3.4 ")", 0));
+}
+
 TEST(TextScan, ADottedQuadHasFourGroupsOfOneToThreeDigits) {
   for (const char* quad : {"1.2.3.4", "255.255.255.255", "999.0.00.1"}) EXPECT_TRUE(IsDottedQuad(quad)) << quad;
   for (const char* other : {"", "1.2.3", "1.2.3.4.5", "1234.2.3.4", "1.2.3.1234", ".2.3.4", "1..3.4", "1.2.3.",
