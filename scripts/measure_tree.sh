@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Prints how the tree is built: units, their sizes, what their lines are, locks, variables, tests beside the product.
-#   measure_tree.sh [BUILD]    variables are counted in the objects of this Windows build (windows-debug without BUILD)
+#   measure_tree.sh [BUILD]    variables are counted in the libraries of this Windows build (windows-debug without BUILD)
 source "$(dirname "$0")/common.sh"
 cd "$ROOT"
 build=${1:-$BUILD/windows-debug}
@@ -26,7 +26,7 @@ count() { cat "$@" | wc -l; }
 
 # Variables of static storage duration that can change, those inside functions with them; no guards of their initialisation.
 variables() {
-    find "$build/src" -name '*.obj' -print0 |
+    find "$build/src" -name 'lib*.a' -print0 |
         xargs -0 x86_64-w64-mingw32-nm --demangle |
         grep -E '^[0-9a-f]+ [bBdD] (moorlak::|\(anonymous)' | grep -vc 'guard variable'
 }
