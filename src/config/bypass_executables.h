@@ -9,8 +9,8 @@
 namespace moorlak {
 
 // Calls the visitor with the file name (UTF-8) of each executable in a folder, until it returns false. The folder is
-// UTF-8, without its last separator. A folder that cannot be read has no executables. ListFolderExecutables is
-// one.
+// UTF-8, without its last separator. A folder that cannot be read has no executables. The
+// service uses ListFolderExecutables, below.
 using ExecutableVisitor = std::function<bool(std::string_view fileName)>;
 using ListExecutables = std::function<void(const std::string& folder, const ExecutableVisitor& visit)>;
 

@@ -93,7 +93,7 @@ TEST_F(StopBound, HoldsAfterAUsersStop) {
   HangEveryCommand();
   auto reply = std::async(std::launch::async, [this] { return Stop(); });
   ASSERT_TRUE(WaitUntil([] { return HasCall("route", "DELETE 0.0.0.0"); }));
-  ExpectEndInTime("behind a user's stop");
+  ExpectEndInTime("after a user's stop");
   reply.wait();
 }
 
@@ -103,7 +103,7 @@ TEST_F(StopBound, HoldsAfterAStartThatReplacesASession) {
   HangEveryCommand();
   auto reply = std::async(std::launch::async, [this] { return Start(Config()); });
   ASSERT_TRUE(WaitUntil([] { return HasCall("route", "DELETE 0.0.0.0"); }));
-  ExpectEndInTime("behind a start that replaces a session");
+  ExpectEndInTime("after a start that replaces a session");
   reply.wait();
   EXPECT_EQ(CallsOf("xray-test").size(), 1u);
 }
