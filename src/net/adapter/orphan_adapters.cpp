@@ -73,10 +73,15 @@ std::wstring ReadText(HKEY key, const wchar_t* subkey, const wchar_t* value) {
   return text.data();
 }
 
-std::wstring ReadConnectionName(const DeviceList& list, SP_DEVINFO_DATA& device) {
+// Empty if the device has no connection.
+std::wstring ReadConnectionName(const DeviceList& list, SP_DEVINFO_DATA& device, Pass& pass) {
   const HKEY opened = SetupDiOpenDevRegKey(list.Get(), &device, DICS_FLAG_GLOBAL, 0, DIREG_DRV, KEY_QUERY_VALUE);
-  const RegistryKey driver(opened == INVALID_HANDLE_VALUE ? nullptr : opened);
-  if (!driver) return {};
+  if (opened == INVALID_HANDLE_VALUE) {
+    const DWORD error = GetLastError();
+    if (error != ERROR_KEY_DOES_NOT_EXIST && error != ERROR_FILE_NOT_FOUND) pass.failed = true;
+    return {};
+  }
+  const RegistryKey driver(opened);
   const std::wstring id = ReadText(driver.Get(), nullptr, L"NetCfgInstanceId");
   if (id.empty()) return {};
   return ReadText(HKEY_LOCAL_MACHINE, (kConnectionsKey + id + L"\\Connection").c_str(), L"Name");
@@ -87,7 +92,7 @@ void FindOrphans(const DeviceList& list, bool includeOwn, Pass& pass) {
   for (DWORD index = 0; SetupDiEnumDeviceInfo(list.Get(), index, &device); ++index) {
     const DeviceIdentity identity{ReadProperty(list, device, SPDRP_FRIENDLYNAME, pass),
                                   ReadProperty(list, device, SPDRP_DEVICEDESC, pass),
-                                  ReadInstanceId(list, device, pass), ReadConnectionName(list, device)};
+                                  ReadInstanceId(list, device, pass), ReadConnectionName(list, device, pass)};
     if (identity.instanceId.empty() || !IsOrphanDevice(identity, includeOwn)) continue;
     pass.orphans.push_back(identity.instanceId);
   }
