@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <array>
+#include <functional>
 #include <fwpmu.h>
 
 #include "base/handle.h"
@@ -159,6 +160,50 @@ TEST_F(FilterSessions, ATransactionOfADeadProcessLeavesNothingAndIsInNobodysWay)
   other.End();
   EXPECT_TRUE(InstallSplitTunnel({OwnPath()}, tunnel));
   EXPECT_EQ(Objects().filters.size(), 4u);
+}
+
+// An install removes what is there first; once an engine is open, it also says so if nothing was there.
+TEST_F(FilterSessions, AnInstallThatFailsSaysWhichCallDidUnderItsOwnName) {
+  const std::vector<std::string> hosts{"203.0.113.7"};
+  const auto guard = [&](uint64_t luid) { return InstallDnsGuard(luid, OwnPath(), hosts); };
+  const auto split = [&](uint64_t luid) { return InstallSplitTunnel({OwnPath()}, luid); };
+  const std::array<std::function<bool(uint64_t)>, 2> installs{guard, split};
+  for (const auto& install : installs) {
+    for (const char* call :
+         {"FwpmEngineOpen0", "FwpmTransactionBegin0", "FwpmSubLayerAdd0", "FwpmTransactionCommit0"}) {
+      PlanFault("fail", call, "", 1, ERROR_ACCESS_DENIED);
+      EXPECT_FALSE(install(tunnel)) << call;
+    }
+    EXPECT_FALSE(install(0));
+  }
+  EXPECT_EQ(LogMessages(),
+            "dns-guard: FwpmEngineOpen failed 5\n"
+            "dns-guard: TransactionBegin failed 5\n"
+            "dns-guard: removed\ndns-guard: SubLayerAdd failed 5\n"
+            "dns-guard: removed\ndns-guard: commit failed 5\n"
+            "dns-guard: removed\ndns-guard: missing Moorlak LUID\n"
+            "split-tunnel: FwpmEngineOpen failed 5\n"
+            "split-tunnel: TransactionBegin failed 5\n"
+            "split-tunnel: removed\nsplit-tunnel: SubLayerAdd failed 5\n"
+            "split-tunnel: removed\n"
+            "split-tunnel: bypass app registered: " +
+                OwnPath() +
+                "\nsplit-tunnel: commit failed 5\n"
+                "split-tunnel: removed\nsplit-tunnel: missing Moorlak LUID — skipping\n");
+}
+
+TEST_F(FilterSessions, AGuardWhoseFilterCannotBeAddedSaysSoBeforeItGivesUp) {
+  PlanFault("fail", "FwpmFilterAdd0", "", 1, ERROR_ACCESS_DENIED);
+  EXPECT_FALSE(InstallDnsGuard(tunnel, OwnPath(), {"203.0.113.7"}));
+  EXPECT_EQ(LogMessages(), "dns-guard: permit filter failed 5\ndns-guard: install aborted\n");
+}
+
+TEST_F(FilterSessions, AnEmptyListOfApplicationsOnlyRemoves) {
+  ASSERT_TRUE(InstallSplitTunnel({OwnPath()}, tunnel));
+  const std::string installed = LogMessages();
+  EXPECT_TRUE(InstallSplitTunnel({}, tunnel));
+  EXPECT_EQ(Now(), Before());
+  EXPECT_EQ(LogMessages(), installed + "split-tunnel: removed\n");
 }
 
 std::wstring TextOf(const FWP_BYTE_BLOB& blob) {
