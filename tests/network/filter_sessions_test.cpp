@@ -42,7 +42,7 @@ void StayUntilEnded() {
 }
 
 WfpSession OpenStandardSession() {
-  WfpSession session{kSplitIdentity, {}, false, {}};
+  WfpSession session{kSplitIdentity, {}, {}};
   EXPECT_EQ(FwpmEngineOpen0(nullptr, RPC_C_AUTHN_WINNT, nullptr, nullptr, session.engine.Out()), 0u);
   return session;
 }

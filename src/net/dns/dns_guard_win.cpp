@@ -6,27 +6,23 @@
 
 #include "base/guarded.h"
 #include "base/log.h"
-#include "base/mutex.h"
 #include "base/utf.h"
 #include "net/dns/dns_guard.h"
-#include "net/wfp/wfp_session.h"
+#include "net/wfp/filter_set.h"
 
 namespace moorlak {
 namespace {
 
-constexpr WfpIdentity kIdentity{{0x6D6F6F72, 0x444E, 0x5301, {0x47, 0x55, 0x41, 0x52, 0x44, 0x4D, 0x4C, 0x31}},
-                                L"Moorlak",
-                                {0x6D6F6F72, 0x444E, 0x5300, {0x47, 0x55, 0x41, 0x52, 0x44, 0x4D, 0x4C, 0x31}},
-                                L"Moorlak DNS Guard",
-                                32768,
-                                false};
+constexpr FilterSetKind kKind{{{0x6D6F6F72, 0x444E, 0x5301, {0x47, 0x55, 0x41, 0x52, 0x44, 0x4D, 0x4C, 0x31}},
+                               L"Moorlak",
+                               {0x6D6F6F72, 0x444E, 0x5300, {0x47, 0x55, 0x41, 0x52, 0x44, 0x4D, 0x4C, 0x31}},
+                               L"Moorlak DNS Guard",
+                               32768,
+                               false},
+                              "dns-guard",
+                              "filters/provider/sublayer"};
 
-Mutex guardLock;
-WfpSession guard GUARDED_BY(guardLock){kIdentity, {}, false, {}};
-
-void LogCode(const char* what, DWORD code) {
-  WriteLogLine("dns-guard: " + std::string(what) + " failed " + std::to_string(code));
-}
+FilterSet guard(kKind);
 
 // Host order.
 std::optional<uint32_t> ParseAddress(const std::string& text) {
@@ -35,24 +31,10 @@ std::optional<uint32_t> ParseAddress(const std::string& text) {
   return ntohl(address.s_addr);
 }
 
-void RemoveLocked() REQUIRES(guardLock) {
-  if (!guard.engine && !guard.installed) {
-    guard.filterIds.clear();
-    return;
-  }
-  if (const DWORD code = OpenWfpEngine(guard)) {
-    LogCode("FwpmEngineOpen", code);
-    guard.filterIds.clear();
-    return;
-  }
-  DeleteWfpObjects(guard);
-  WriteLogLine("dns-guard: removed");
-}
-
 // False if a filter cannot be added, or if the limit leaves one out.
-bool AddFiltersTx(const DnsGuardPlan& plan, FWP_BYTE_BLOB* xray) REQUIRES(guardLock) {
+bool AddPlanTx(WfpSession& session, const DnsGuardPlan& plan, FWP_BYTE_BLOB* xray) {
   for (const FilterRow& filter : plan.filters) {
-    if (const DWORD code = AddWfpFilterTx(guard, filter, xray)) {
+    if (const DWORD code = AddWfpFilterTx(session, filter, xray)) {
       WriteLogLine(DnsGuardAddFailure(filter, code));
       return false;
     }
@@ -63,7 +45,9 @@ bool AddFiltersTx(const DnsGuardPlan& plan, FWP_BYTE_BLOB* xray) REQUIRES(guardL
 // A permit without a condition on the application would open port 53 to every program.
 ApplicationId ReadXrayIdTx(const std::string& xrayPath) {
   ApplicationId xray;
-  if (const DWORD code = ReadApplicationId(WidenUtf8(xrayPath), xray)) LogCode("FwpmGetAppIdFromFileName", code);
+  if (const DWORD code = ReadApplicationId(WidenUtf8(xrayPath), xray)) {
+    WriteLogLine("dns-guard: FwpmGetAppIdFromFileName failed " + std::to_string(code));
+  }
   if (!xray) WriteLogLine("dns-guard: missing xray AppID — refusing permit-any DNS hosts");
   return xray;
 }
@@ -72,63 +56,45 @@ struct InstallRequest {
   uint64_t luid;
   const std::string& xrayPath;
   const std::vector<std::string>& permitHosts;
-  // The install stopped while adding filters.
-  bool stopped = false;
 };
 
-bool FillTx(InstallRequest& request) REQUIRES(guardLock) {
-  if (const DWORD code = AddWfpSublayerTx(guard)) {
-    LogCode("SubLayerAdd", code);
-    return false;
-  }
+std::optional<std::string> AddFiltersTx(WfpSession& session, const InstallRequest& request) {
   const ApplicationId xray = ReadXrayIdTx(request.xrayPath);
-  if (!xray) return false;
+  if (!xray) return std::nullopt;
   const std::vector<uint32_t> permits = ReadPermitHosts(request.permitHosts, ParseAddress);
   if (permits.empty()) {
     WriteLogLine("dns-guard: no valid DNS permit hosts");
-    return false;
+    return std::nullopt;
   }
-  request.stopped = !AddFiltersTx(PlanDnsGuard(request.luid, permits), xray.Get());
-  return !request.stopped;
+  if (!AddPlanTx(session, PlanDnsGuard(request.luid, permits), xray.Get())) {
+    WriteLogLine("dns-guard: install aborted");
+    return std::nullopt;
+  }
+  return "dns-guard: blocking DNS + IPv6 outbound on non-Moorlak interfaces (" +
+         std::to_string(session.filterIds.size()) + " filters)";
 }
 
-bool InstallLocked(InstallRequest request) REQUIRES(guardLock) {
-  RemoveLocked();
+bool Install(const InstallRequest& request) {
   if (request.luid == 0) {
+    RemoveFilters(guard);
     WriteLogLine("dns-guard: missing Moorlak LUID");
     return false;
   }
-  const WfpResult result = RunWfpTransaction(guard, [&]() REQUIRES(guardLock) { return FillTx(request); });
-  if (result.outcome == WfpOutcome::OpenFailed) LogCode("FwpmEngineOpen", result.code);
-  if (result.outcome == WfpOutcome::BeginFailed) LogCode("TransactionBegin", result.code);
-  if (result.outcome == WfpOutcome::CommitFailed) LogCode("commit", result.code);
-  if (request.stopped) WriteLogLine("dns-guard: install aborted");
-  if (result.outcome != WfpOutcome::Committed) return false;
-  guard.installed = true;
-  WriteLogLine("dns-guard: blocking DNS + IPv6 outbound on non-Moorlak interfaces (" +
-               std::to_string(guard.filterIds.size()) + " filters)");
-  return true;
+  return InstallFilters(guard, [&](WfpSession& session) { return AddFiltersTx(session, request); });
 }
 
 }  // namespace
 
 bool InstallDnsGuard(uint64_t luid, const std::string& xrayPath, const std::vector<std::string>& permitHosts) noexcept {
-  return Guarded(false, [&] {
-    const MutexGuard lock(guardLock);
-    return InstallLocked({luid, xrayPath, permitHosts});
-  });
+  return Guarded(false, [&] { return Install({luid, xrayPath, permitHosts}); });
 }
 
 void RemoveDnsGuard() noexcept {
-  Guarded([] {
-    const MutexGuard lock(guardLock);
-    RemoveLocked();
-  });
+  RemoveFilters(guard);
 }
 
 void PurgeStaleDnsGuard() noexcept {
-  const MutexGuard lock(guardLock);
-  if (PurgeWfpObjects(kIdentity)) WriteLogLine("dns-guard: purged stale filters/provider/sublayer (if present)");
+  PurgeFilters(guard);
 }
 
 }  // namespace moorlak

@@ -8,29 +8,25 @@
 #include "base/guarded.h"
 #include "base/handle.h"
 #include "base/log.h"
-#include "base/mutex.h"
 #include "base/utf.h"
 #include "net/split/split_tunnel.h"
-#include "net/wfp/wfp_session.h"
+#include "net/wfp/filter_set.h"
 #include "text/base_name.h"
 
 namespace moorlak {
 namespace {
 
-constexpr WfpIdentity kIdentity{{0x4D6F6F72, 0x5350, 0x5401, {0x53, 0x54, 0x4D, 0x4F, 0x4F, 0x52, 0x4C, 0x41}},
-                                L"Moorlak",
-                                {0x4D6F6F72, 0x5350, 0x5400, {0x53, 0x54, 0x4D, 0x4F, 0x4F, 0x52, 0x4C, 0x41}},
-                                L"Moorlak Split Tunnel",
-                                32769,
-                                true};
+constexpr FilterSetKind kKind{{{0x4D6F6F72, 0x5350, 0x5401, {0x53, 0x54, 0x4D, 0x4F, 0x4F, 0x52, 0x4C, 0x41}},
+                               L"Moorlak",
+                               {0x4D6F6F72, 0x5350, 0x5400, {0x53, 0x54, 0x4D, 0x4F, 0x4F, 0x52, 0x4C, 0x41}},
+                               L"Moorlak Split Tunnel",
+                               32769,
+                               true},
+                              "split-tunnel",
+                              "objects"};
 constexpr DWORD kLongestImagePath = 260;
 
-Mutex splitLock;
-WfpSession split GUARDED_BY(splitLock){kIdentity, {}, false, {}};
-
-void LogCode(const char* what, DWORD code) {
-  WriteLogLine("split-tunnel: " + std::string(what) + " failed " + std::to_string(code));
-}
+FilterSet split(kKind);
 
 bool SameName(const std::wstring& name, const wchar_t* other) {
   return CompareStringOrdinal(name.c_str(), -1, other, -1, TRUE) == CSTR_EQUAL;
@@ -68,7 +64,7 @@ std::wstring ResolveApplication(const std::string& app) {
   return FindRunningImage(WidenUtf8(name));
 }
 
-void SplitOneTx(const std::string& app, uint64_t luid, SplitTally& tally) REQUIRES(splitLock) {
+void SplitOneTx(WfpSession& session, const std::string& app, uint64_t luid, SplitTally& tally) {
   const std::wstring path = ResolveApplication(app);
   const std::string shownPath = NarrowUtf16(path);
   ApplicationId application;
@@ -78,77 +74,43 @@ void SplitOneTx(const std::string& app, uint64_t luid, SplitTally& tally) REQUIR
     ++tally.skipped;
     return;
   }
-  const auto add = [&](const FilterRow& filter) REQUIRES(splitLock) -> std::optional<uint64_t> {
-    const DWORD code = AddWfpFilterTx(split, filter, application.Get());
-    if (code == ERROR_SUCCESS) return split.filterIds.back();
+  const auto add = [&](const FilterRow& filter) -> std::optional<uint64_t> {
+    const DWORD code = AddWfpFilterTx(session, filter, application.Get());
+    if (code == ERROR_SUCCESS) return session.filterIds.back();
     WriteLogLine(SplitAddFailure(filter, code));
     return std::nullopt;
   };
   if (SplitApplication(luid, add, tally)) WriteLogLine("split-tunnel: bypass app registered: " + shownPath);
 }
 
-void RemoveLocked() REQUIRES(splitLock) {
-  if (!split.engine && !split.installed) {
-    split.filterIds.clear();
-    return;
-  }
-  if (const DWORD code = OpenWfpEngine(split)) {
-    LogCode("FwpmEngineOpen", code);
-    split.filterIds.clear();
-    return;
-  }
-  DeleteWfpObjects(split);
-  WriteLogLine("split-tunnel: removed");
-}
-
-bool FillTx(const std::vector<std::string>& apps, uint64_t luid, SplitTally& tally) REQUIRES(splitLock) {
-  if (const DWORD code = AddWfpSublayerTx(split)) {
-    LogCode("SubLayerAdd", code);
-    return false;
-  }
-  for (const std::string& app : apps) {
-    if (!app.empty()) SplitOneTx(app, luid, tally);
-  }
-  return true;
-}
-
-bool InstallLocked(const std::vector<std::string>& apps, uint64_t luid) REQUIRES(splitLock) {
-  RemoveLocked();
-  if (apps.empty()) return true;
-  if (luid == 0) {
+bool Install(const std::vector<std::string>& apps, uint64_t luid) {
+  if (apps.empty() || luid == 0) {
+    RemoveFilters(split);
+    if (apps.empty()) return true;
     WriteLogLine("split-tunnel: missing Moorlak LUID — skipping");
     return false;
   }
-  SplitTally tally;
-  const WfpResult result = RunWfpTransaction(split, [&]() REQUIRES(splitLock) { return FillTx(apps, luid, tally); });
-  if (result.outcome == WfpOutcome::OpenFailed) LogCode("FwpmEngineOpen", result.code);
-  if (result.outcome == WfpOutcome::BeginFailed) LogCode("TransactionBegin", result.code);
-  if (result.outcome == WfpOutcome::CommitFailed) LogCode("commit", result.code);
-  if (result.outcome != WfpOutcome::Committed) return false;
-  split.installed = true;
-  WriteLogLine(SplitInstalledLine(tally));
-  return split.installed;
+  return InstallFilters(split, [&](WfpSession& session) {
+    SplitTally tally;
+    for (const std::string& app : apps) {
+      if (!app.empty()) SplitOneTx(session, app, luid, tally);
+    }
+    return SplitInstalledLine(tally);
+  });
 }
 
 }  // namespace
 
 bool InstallSplitTunnel(const std::vector<std::string>& apps, uint64_t luid) noexcept {
-  return Guarded(false, [&] {
-    const MutexGuard lock(splitLock);
-    return InstallLocked(apps, luid);
-  });
+  return Guarded(false, [&] { return Install(apps, luid); });
 }
 
 void RemoveSplitTunnel() noexcept {
-  Guarded([] {
-    const MutexGuard lock(splitLock);
-    RemoveLocked();
-  });
+  RemoveFilters(split);
 }
 
 void PurgeStaleSplitTunnel() noexcept {
-  const MutexGuard lock(splitLock);
-  if (PurgeWfpObjects(kIdentity)) WriteLogLine("split-tunnel: purged stale objects (if present)");
+  PurgeFilters(split);
 }
 
 }  // namespace moorlak

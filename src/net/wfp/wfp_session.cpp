@@ -31,9 +31,16 @@ bool IsDeadEngine(DWORD code) {
   return std::ranges::find(kDead, code) != kDead.end();
 }
 
+DWORD OpenEngine(WfpSession& session) {
+  if (session.engine) return ERROR_SUCCESS;
+  FWPM_SESSION0 wanted{};
+  wanted.flags = kWfpSessionDynamic;
+  return FwpmEngineOpen0(nullptr, RPC_C_AUTHN_WINNT, nullptr, &wanted, session.engine.Out());
+}
+
 WfpResult Begin(WfpSession& session) {
   for (bool mayReopen = static_cast<bool>(session.engine);; mayReopen = false) {
-    if (const DWORD code = OpenWfpEngine(session)) return {WfpOutcome::OpenFailed, code};
+    if (const DWORD code = OpenEngine(session)) return {WfpOutcome::OpenFailed, code};
     const DWORD code = FwpmTransactionBegin0(session.engine.Get(), 0);
     if (code == ERROR_SUCCESS) return {};
     if (!mayReopen || !IsDeadEngine(code)) return {WfpOutcome::BeginFailed, code};
@@ -139,13 +146,6 @@ void PurgeFilters(HANDLE engine, const GUID& providerKey) {
 
 }  // namespace
 
-DWORD OpenWfpEngine(WfpSession& session) {
-  if (session.engine) return ERROR_SUCCESS;
-  FWPM_SESSION0 wanted{};
-  wanted.flags = kWfpSessionDynamic;
-  return FwpmEngineOpen0(nullptr, RPC_C_AUTHN_WINNT, nullptr, &wanted, session.engine.Out());
-}
-
 WfpResult RunWfpTransaction(WfpSession& session, const std::function<bool()>& bodyTx) {
   const WfpResult begun = Begin(session);
   if (begun.outcome != WfpOutcome::Committed) return begun;
@@ -208,7 +208,6 @@ void DeleteWfpObjects(WfpSession& session) {
   session.filterIds.clear();
   deletion.Note(FwpmSubLayerDeleteByKey0(engine, &session.identity.sublayerKey));
   deletion.Note(FwpmProviderDeleteByKey0(engine, &session.identity.providerKey));
-  session.installed = false;
   if (!deletion.complete) session.engine.Reset();
 }
 

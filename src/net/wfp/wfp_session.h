@@ -53,13 +53,9 @@ struct WfpIdentity {
 struct WfpSession {
   const WfpIdentity& identity;
   WfpEngine engine;
-  bool installed = false;
   // Filters that were added and not deleted yet.
   std::vector<uint64_t> filterIds;
 };
-
-// Opens the engine unless it is already open.
-DWORD OpenWfpEngine(WfpSession& session);
 
 enum class WfpOutcome { Committed, OpenFailed, BeginFailed, Refused, CommitFailed };
 struct WfpResult {
