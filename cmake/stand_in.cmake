@@ -26,8 +26,9 @@ function(moorlak_add_stand_in name)
             -DOUTPUT=${definition} -P ${PROJECT_SOURCE_DIR}/cmake/stand_in_exports.cmake
     DEPENDS ${listing} ${PROJECT_SOURCE_DIR}/cmake/stand_in_exports.cmake
     VERBATIM)
-  add_library(lab_${name} SHARED ${arg_UNPARSED_ARGUMENTS} ${PROJECT_SOURCE_DIR}/lab/machine/own_memory.cpp
-                                 ${definition})
+  add_library(
+    lab_${name} SHARED ${arg_UNPARSED_ARGUMENTS} ${PROJECT_SOURCE_DIR}/lab/machine/own_memory.cpp
+                       ${PROJECT_SOURCE_DIR}/lab/machine/stack_guard.cpp ${definition})
   set_target_properties(lab_${name} PROPERTIES OUTPUT_NAME ${name} PREFIX "" RUNTIME_OUTPUT_DIRECTORY
                                                                               ${MOORLAK_LAB_FOLDER}/stand_in)
   target_link_libraries(lab_${name} PRIVATE lab_machine ${arg_LIBRARIES})
@@ -44,7 +45,7 @@ endfunction()
 # target lab_NAME. Its entry is wmain.
 function(moorlak_add_lab_program name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LIBRARIES")
-  add_executable(lab_${name} ${arg_UNPARSED_ARGUMENTS})
+  add_executable(lab_${name} ${arg_UNPARSED_ARGUMENTS} ${PROJECT_SOURCE_DIR}/lab/machine/stack_guard.cpp)
   set_target_properties(lab_${name} PROPERTIES OUTPUT_NAME ${name} RUNTIME_OUTPUT_DIRECTORY
                                                                    ${MOORLAK_LAB_FOLDER}/programs)
   target_link_libraries(lab_${name} PRIVATE lab_machine ${arg_LIBRARIES})

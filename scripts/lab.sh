@@ -5,7 +5,7 @@
 LAB_NETLIST_CLSID='{DCB00C01-570F-4A9B-8D69-199FDBA5723B}'
 
 # The build targets that lab_install needs.
-LAB_TARGETS="lab_dnsapi lab_fwpuclnt lab_iphlpapi lab_ipconfig lab_machine_link lab_netlist lab_netsh lab_route
+LAB_TARGETS="lab_cmd lab_dnsapi lab_fwpuclnt lab_iphlpapi lab_ipconfig lab_machine_link lab_netlist lab_netsh lab_route
     lab_setupapi lab_tun2socks lab_winhttp lab_wintun"
 
 # lab_copy FILE FOLDER: removes the old file first, because in a clone it may be a hard link into the template.
@@ -39,7 +39,7 @@ lab_install() {
         # Copies of Wine's own DLLs, the targets of forwarders, are found by name without an override.
         case $name in x_*) ;; *) dlls+=("$name") ;; esac
     done
-    for file in "$binaries"/lab/programs/{netsh,ipconfig,route}.exe; do
+    for file in "$binaries"/lab/programs/{cmd,ipconfig,netsh,route}.exe; do
         [ -e "$file" ] || continue
         lab_copy "$file" "$system"
         replaced+=("$(basename "$file")")

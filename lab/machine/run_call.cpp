@@ -207,10 +207,13 @@ std::optional<uint32_t> TakeFault(const Call& call, const std::string& kind) {
   const MachineLock lock;
   std::optional<MachineState> state = LoadMachine();
   if (!state) return code;
+  bool counted = false;
   for (Fault& fault : state->faults) {
-    if (fault.kind == kind && IsMeant(fault, call) && IsDue(fault) && !code) code = fault.code;
+    if (fault.kind != kind || !IsMeant(fault, call)) continue;
+    counted = true;
+    if (IsDue(fault) && !code) code = fault.code;
   }
-  SaveMachine(*state);
+  if (counted) SaveMachine(*state);
   return code;
 }
 

@@ -15,7 +15,7 @@ namespace {
 class ConsolePrograms : public testing::Test {
  protected:
   static void SetUpTestSuite() {
-    for (const std::wstring name : {L"netsh.exe", L"route.exe", L"ipconfig.exe"}) {
+    for (const std::wstring name : {L"cmd.exe", L"ipconfig.exe", L"netsh.exe", L"route.exe"}) {
       ASSERT_TRUE(Replace(LabFile(L"programs\\" + name), InSystemFolder(name)));
       ASSERT_TRUE(PreferNative(name));
     }
@@ -140,6 +140,26 @@ TEST_F(ConsolePrograms, HangThemselvesBelowCmd) {
   // The machine continues meanwhile, and the hanging command has changed nothing.
   EXPECT_EQ(Show(ReadMachine()), Show(DhcpMachine()));
   EXPECT_EQ(RunCommand("route DELETE 192.0.2.0").exitCode, 0u);
+}
+
+TEST_F(ConsolePrograms, RunBelowCmdAsTheyRunAlone) {
+  CreateMachine(DhcpMachine());
+  const Ended ended = RunCommand("route ADD 203.0.113.7 MASK 255.255.255.255 192.0.2.1 METRIC 1");
+  EXPECT_EQ(ended.exitCode, 0u);
+  EXPECT_EQ(ended.output, " OK!\r\n");
+  EXPECT_EQ(RunCommand("route DELETE 198.51.100.1").exitCode, 1u);
+  EXPECT_EQ(RunCommand("no_such_program").exitCode, 9009u);
+}
+
+TEST_F(ConsolePrograms, CmdRunsNothingThatAShellWouldReadDifferently) {
+  CreateMachine(DhcpMachine());
+  for (const char* line : {"cmd.exe /C route DELETE 192.0.2.0 & route DELETE 192.0.2.0", "cmd.exe /C route PRINT > file",
+                           "cmd.exe /C route DELETE %ADDRESS%", "cmd.exe route PRINT"}) {
+    EXPECT_EQ(RunningCommand(L"", line).Wait().exitCode, 1u) << line;
+    ASSERT_FALSE(ReadMachine().record.unknownCommands.empty()) << line;
+    EXPECT_EQ(ReadMachine().record.unknownCommands.back(), line);
+  }
+  EXPECT_EQ(ReadCallLog(), std::vector<std::string>{});
 }
 
 TEST_F(ConsolePrograms, DoTheirWorkAfterADelay) {
