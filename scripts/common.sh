@@ -52,7 +52,7 @@ keep_one_time_zone() {
 # The prefix that all others are cloned from: made once, never used itself.
 wine_template() {
     local template=$BUILD/wine-template
-    if [ ! -e "$template/.complete" ]; then
+    if [ ! -e "$template/.prepared" ]; then
         rm -rf "$template"
         mkdir -p "$template"
         WINEPREFIX=$template "$WINE" wineboot -i >/dev/null 2>&1
@@ -62,7 +62,7 @@ wine_template() {
             /v ProxyEnable /t REG_DWORD /d 0 /f >/dev/null 2>&1
         WINEPREFIX=$template "$WINESERVER" -w
         keep_one_time_zone "$template"
-        touch "$template/.complete"
+        touch "$template/.prepared"
     fi
     printf '%s' "$template"
 }
