@@ -1,7 +1,7 @@
 // The command shell, as far as the service uses it: "cmd.exe /C PROGRAM WORDS" runs the program in the shell's own
-// console and with its standard handles, waits for it, and exits with its code. Anything that a real shell would do more
-// with (several commands, redirections, variables) is refused and added to the machine's unknown command lines: the
-// service must never send it.
+// console and with its standard handles, waits for it, and exits with its code. Anything that a real shell would do
+// more with (several commands, redirections, variables) is refused and added to the machine's unknown command lines:
+// the service must never send it.
 //
 // Wine's own shell would do, too, but each of its starts takes as long as three of this one.
 #include <windows.h>

@@ -153,8 +153,9 @@ TEST_F(ConsolePrograms, RunBelowCmdAsTheyRunAlone) {
 
 TEST_F(ConsolePrograms, CmdRunsNothingThatAShellWouldReadDifferently) {
   CreateMachine(DhcpMachine());
-  for (const char* line : {"cmd.exe /C route DELETE 192.0.2.0 & route DELETE 192.0.2.0", "cmd.exe /C route PRINT > file",
-                           "cmd.exe /C route DELETE %ADDRESS%", "cmd.exe route PRINT"}) {
+  for (const char* line :
+       {"cmd.exe /C route DELETE 192.0.2.0 & route DELETE 192.0.2.0", "cmd.exe /C route PRINT > file",
+        "cmd.exe /C route DELETE %ADDRESS%", "cmd.exe route PRINT"}) {
     EXPECT_EQ(RunningCommand(L"", line).Wait().exitCode, 1u) << line;
     ASSERT_FALSE(ReadMachine().record.unknownCommands.empty()) << line;
     EXPECT_EQ(ReadMachine().record.unknownCommands.back(), line);
