@@ -7,6 +7,7 @@
 #include "machine/machine.h"
 #include "machine/processes.h"
 #include "machine/store.h"
+#include "meter/meter_record.h"
 
 // libstdc++: frees the memory that it reserves for exceptions when memory is short.
 namespace __gnu_cxx {
@@ -123,12 +124,14 @@ void DropDead(MachineState& state) {
 // Reports to the meter, in a program that has it loaded, that this time is the lab's.
 class LabTime {
  public:
-  LabTime() : meter(GetModuleHandleW(L"moorlak_meter.dll")) { Call("MeterLabBegins"); }
+  LabTime() : meter(IsMetered() ? GetModuleHandleW(kMeterModule) : nullptr) { Call("MeterLabBegins"); }
   ~LabTime() { Call("MeterLabEnds"); }
   LabTime(const LabTime&) = delete;
   LabTime& operator=(const LabTime&) = delete;
 
  private:
+  static bool IsMetered() { return GetEnvironmentVariableW(kMeterVariable, nullptr, 0) != 0; }
+
   void Call(const char* function) const {
     if (meter == nullptr) return;
     const auto call = reinterpret_cast<void (*)()>(reinterpret_cast<void*>(GetProcAddress(meter, function)));

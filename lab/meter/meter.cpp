@@ -257,7 +257,7 @@ bool BeginMetering() {
   threadSlot = TlsAlloc();
   if (record == nullptr || stubs == nullptr || threadSlot == TLS_OUT_OF_INDEXES) return false;
   LeadAllThrough(GetModuleHandleW(nullptr), stubs);
-  return true;
+  return SetEnvironmentVariableW(kMeterVariable, L"1") != 0;
 }
 
 }  // namespace

@@ -11,6 +11,9 @@ namespace moorlak::lab {
 
 inline constexpr wchar_t kMeterMapping[] = L"Global\\MoorlakLabMeter";
 inline constexpr wchar_t kMeterModule[] = L"moorlak_meter.dll";
+// Set in the environment of a program that has the meter loaded. To look for the module itself in every call would cost
+// more than the call: Wine searches all folders of the path for one that is not loaded.
+inline constexpr wchar_t kMeterVariable[] = L"MOORLAK_LAB_METER";
 inline constexpr uint32_t kMaxSpans = 400'000;
 inline constexpr uint32_t kSpanTextSize = 96;
 
