@@ -73,20 +73,22 @@ constexpr ConnectStep kNativeTunSteps[] = {
 
 // Logs a failure, rolls back if needed and ends the session.
 void GiveUp(VpnService& service, const ConnectStep& step, const StepResult& result) {
-  const bool quiet = !service.running || result.outcome == Outcome::QuietStop;
+  Session& session = *service.session;
+  const bool quiet = !session.running || result.outcome == Outcome::QuietStop;
   if (result.outcome == Outcome::Abort && !quiet) {
     WriteLogLine(result.text);
-    if (result.diagnose) LogConnectDiagnostics(service.routes.physicalGateway, service.routes.serverBypassIp);
+    if (result.diagnose) LogConnectDiagnostics(session.routes.physicalGateway, session.routes.serverBypassIp);
   }
   WriteStandardErrorLine(std::string("VPN Service: Connect ended at the step: ") + step.name);
   if (quiet || step.rollback == Rollback::Engines) RollBackSession(service);
-  service.running = false;
+  session.running = false;
 }
 
 // The only place that knows what each outcome leads to. False if the session is over.
 bool RunSteps(VpnService& service, ConnectSteps steps) {
+  Session& session = *service.session;
   for (const ConnectStep& step : steps) {
-    const StepResult result = service.running ? step.run(service) : QuietStop();
+    const StepResult result = session.running ? step.run(session) : QuietStop();
     if (result.outcome == Outcome::GoOn) continue;
     GiveUp(service, step, result);
     return false;
@@ -95,40 +97,37 @@ bool RunSteps(VpnService& service, ConnectSteps steps) {
 }
 
 // The engine whose exit is a failure of the session; null if there is none.
-const char* FindExitedEngine(VpnService& service) {
-  if (StateOf(service.xray) == EngineState::Exited) return "Xray";
-  if (StateOf(service.tun2socks) == EngineState::Exited) return "Tun2Socks";
+const char* FindExitedEngine(Session& session) {
+  if (StateOf(session.xray) == EngineState::Exited) return "Xray";
+  if (StateOf(session.tun2socks) == EngineState::Exited) return "Tun2Socks";
   return nullptr;
 }
 
-void Monitor(VpnService& service) {
-  while (service.running && !service.stopRequested) {
-    if (const char* exited = FindExitedEngine(service); exited != nullptr && !service.stopRequested) {
+// Until an engine dies or a stop is requested.
+void Monitor(Session& session) {
+  while (session.running && !session.stopRequested) {
+    if (const char* exited = FindExitedEngine(session); exited != nullptr && !session.stopRequested) {
       const std::string failure = std::string(exited) + " process exited unexpectedly";
       WriteStandardErrorLine(failure);
       WriteLogLine(failure);
-      service.running = false;
+      session.running = false;
     }
-    WaitWhileRunning(service.running, kMonitorPeriodMs);
+    WaitWhileRunning(session.running, kMonitorPeriodMs);
   }
-  service.ready = false;
-  if (!service.stopRequested) RollBackSession(service);
-}
-
-// The path where the engine drives the adapter itself.
-bool RunNativeTunSession(VpnService& service) {
-  return RunSteps(service, kNativeTunSteps);
 }
 
 void ConnectAndWatch(VpnService& service) {
+  Session& session = *service.session;
   if (!RunSteps(service, kEngineSteps)) return;
-  const bool connected = service.nativeTun ? RunNativeTunSession(service) : RunSteps(service, kTun2SocksSteps);
-  if (connected) Monitor(service);
+  if (!RunSteps(service, session.nativeTun ? ConnectSteps(kNativeTunSteps) : ConnectSteps(kTun2SocksSteps))) return;
+  Monitor(session);
+  service.status.ready = false;
+  if (!session.stopRequested) RollBackSession(service);
 }
 
 void EndByError(VpnService& service, const char* what) noexcept {
   WriteStandardErrorLine(what);
-  if (service.running) WriteLogLine("ERROR: VPN session ended by an internal error — aborting connect");
+  if (service.session->running) WriteLogLine("ERROR: VPN session ended by an internal error — aborting connect");
   RollBackSession(service);
 }
 
@@ -144,9 +143,10 @@ void RunVpnSession(VpnService& service) noexcept {
   } catch (const std::exception& error) {
     EndByError(service, error.what());
   }
-  service.running = false;
-  service.ready = false;
-  if (service.statsThread.joinable()) service.statsThread.join();
+  Session& session = *service.session;
+  session.running = false;
+  service.status.ready = false;
+  if (session.statsThread.joinable()) session.statsThread.join();
   UndoChanges(kEndOfSession, service);
   if (service.onEnded) service.onEnded();
 }

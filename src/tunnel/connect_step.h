@@ -10,7 +10,7 @@
 
 namespace moorlak {
 
-struct VpnService;
+struct Session;
 
 enum class Outcome {
   GoOn,
@@ -59,7 +59,7 @@ enum class Rollback { None, Engines };
 
 struct ConnectStep {
   const char* name;
-  StepResult (*run)(VpnService& service);
+  StepResult (*run)(Session& session);
   // What it may change on the machine; empty if it only reads, or changes nothing but the session's own values.
   std::initializer_list<MachineChange> changes;
   Rollback rollback = Rollback::Engines;

@@ -18,18 +18,13 @@ namespace {
 
 constexpr uint32_t kBackgroundLimitMs = 5000;
 
-void ForgetSession(VpnService& service) {
-  service.meta = {};
-  service.serverAddresses.clear();
-  service.routes = {};
-}
-
 // Sets the flags first, so that every wait ends and no monitor takes the engines' end for a failure.
 void RequestEnd(VpnService& service) {
   service.routeCommandHung = false;
-  service.stopRequested = true;
-  service.running = false;
-  CancelProbe(service.probe);
+  if (!service.session) return;
+  service.session->stopRequested = true;
+  service.session->running = false;
+  CancelProbe(service.session->probe);
 }
 
 void EndAllEngines(VpnService& service) {
@@ -38,10 +33,11 @@ void EndAllEngines(VpnService& service) {
 }
 
 void ClearStatus(VpnService& service) {
-  service.ready = false;
-  const MutexGuard guard(service.statsLock);
-  service.uplinkBytes = 0;
-  service.downlinkBytes = 0;
+  VpnStatus& status = service.status;
+  status.ready = false;
+  const MutexGuard guard(status.lock);
+  status.uplinkBytes = 0;
+  status.downlinkBytes = 0;
 }
 
 void ReleaseTraffic(VpnService& service) {
@@ -61,6 +57,10 @@ void RemoveFiles(VpnService& service) {
   UndoChanges(kEndOfSession, service);
 }
 
+void DropSession(VpnService& service) {
+  if (service.session && service.session->staged.path.empty()) service.session.reset();
+}
+
 using DisconnectStep = void (*)(VpnService& service);
 
 constexpr DisconnectStep kDisconnectSteps[] = {
@@ -73,18 +73,19 @@ constexpr DisconnectStep kDisconnectSteps[] = {
     CleanupNetworkConfiguration,
     AwaitBackground,
     RemoveFiles,
+    DropSession,
 };
 
 }  // namespace
 
 void StopEngines(VpnService& service) noexcept {
-  service.ready = false;
+  service.status.ready = false;
   UndoChanges(kRecordedEngines, service);
 }
 
 void RollBackSession(VpnService& service) noexcept {
   StopEngines(service);
-  if (service.stopRequested) return;
+  if (service.session->stopRequested) return;
   UndoChanges(kOtherEngines, service);
   CleanupNetworkConfiguration(service);
   WaitForBackgroundCommands(kBackgroundLimitMs);
@@ -98,14 +99,12 @@ void StopVpn(VpnService& service, bool userRequested) noexcept {
   const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
   Guarded([&] { WriteLogLine("Stop completed in " + std::to_string(elapsed.count()) + "ms"); });
   UndoChanges(userRequested ? kAfterUsersStop : kBeforeNextStart, service);
-  service.stopRequested = false;
 }
 
 void CleanupNetworkConfiguration(VpnService& service) noexcept {
   Guarded([&] {
     WriteStandardErrorLine("VPN Service: Cleaning up network configuration...");
     UndoChanges(kCleanUp, service);
-    ForgetSession(service);
   });
 }
 

@@ -18,7 +18,7 @@
 #include "process/cancellable_wait.h"
 #include "process/config_validation.h"
 #include "process/hidden_command.h"
-#include "tunnel/vpn_service.h"
+#include "tunnel/session.h"
 
 namespace moorlak {
 namespace {
@@ -32,8 +32,8 @@ constexpr XrayLaunchTexts kLaunchTexts = {
     .errorPipeFailed = "VPN Service: Failed to create Xray stderr pipe",
 };
 
-std::string StagedPath(const VpnService& service) {
-  return NarrowUtf16(service.staged.path);
+std::string StagedPath(const Session& session) {
+  return NarrowUtf16(session.staged.path);
 }
 
 std::string PortFoundText(const SocksPortFinding& found) {
@@ -51,9 +51,9 @@ std::string PortFoundText(const SocksPortFinding& found) {
   return "WARNING - Could not find SOCKS inbound in config, using default port " + port;
 }
 
-StepResult EnableAdapter(VpnService& service, int32_t settleMs) {
+StepResult EnableAdapter(Session& session, int32_t settleMs) {
   EnableTunnelAdapter();
-  return GoOnIf(WaitWhileRunning(service.running, settleMs));
+  return GoOnIf(WaitWhileRunning(session.running, settleMs));
 }
 
 // The command that sets the tunnel's address on the current adapter, after removing the address from our other
@@ -66,9 +66,9 @@ HiddenCommand PrepareAddressCommand() {
 
 }  // namespace
 
-StepResult PrepareAdapter(VpnService& service) {
+StepResult PrepareAdapter(Session& session) {
   WintunHolder& holder = WintunHolder::Instance();
-  if (service.nativeTun) {
+  if (session.nativeTun) {
     holder.ReleaseForXrayTun();
   } else {
     // Purges leftovers first. A later step waits for the adapter to come up: tun2socks can bring its own.
@@ -77,100 +77,101 @@ StepResult PrepareAdapter(VpnService& service) {
   return GoOn();
 }
 
-StepResult RewriteConfiguration(VpnService& service) {
-  service.configText =
-      PrepareVpnXrayConfig(std::move(service.configText), service.meta, ListFolderExecutables, service.xrayDnsServers);
-  service.configText = RemapBusyPorts(std::move(service.configText), {IsLoopbackPortFree, PickFreeLoopbackPort});
-  service.apiAddress = "127.0.0.1:" + std::to_string(FindApiPort(service.configText));
+StepResult RewriteConfiguration(Session& session) {
+  session.configText =
+      PrepareVpnXrayConfig(std::move(session.configText), session.meta, ListFolderExecutables, session.xrayDnsServers);
+  session.configText = RemapBusyPorts(std::move(session.configText), {IsLoopbackPortFree, PickFreeLoopbackPort});
+  session.apiAddress = "127.0.0.1:" + std::to_string(FindApiPort(session.configText));
   return GoOn();
 }
 
-StepResult StageConfiguration(VpnService& service) {
-  if (WriteStagedConfig(service.configText, service.staged)) return GoOn();
+StepResult StageConfiguration(Session& session) {
+  if (WriteStagedConfig(session.configText, session.staged)) return GoOn();
   WriteStandardErrorLine("Failed to write Xray config for VPN");
   return Abort("ERROR: failed to write Xray config for VPN");
 }
 
-StepResult ValidateConfiguration(VpnService& service) {
-  if (ValidateXrayConfig(service.xrayPath, StagedPath(service), service.engineAccount, &service.running)) return GoOn();
+StepResult ValidateConfiguration(Session& session) {
+  if (ValidateXrayConfig(session.engines.xray, StagedPath(session), session.engineAccount, &session.running))
+    return GoOn();
   constexpr char kFailure[] = "Injected Xray config failed validation";
   WriteStandardErrorLine(kFailure);
   WriteLogLine(kFailure);
   return Failed();
 }
 
-StepResult StartXray(VpnService& service) {
+StepResult StartXray(Session& session) {
   EngineAccount own;
   TakeOwnRights(own, "it drives the adapter itself");
-  EngineAccount& account = service.nativeTun ? own : service.engineAccount;
-  auto launched = LaunchXray(service.xrayPath, StagedPath(service), kLaunchTexts, account);
+  EngineAccount& account = session.nativeTun ? own : session.engineAccount;
+  auto launched = LaunchXray(session.engines.xray, StagedPath(session), kLaunchTexts, account);
   if (!launched) {
     WriteStandardErrorLine("Failed to start Xray for VPN");
     return Abort("ERROR: failed to start Xray process (port conflict or bad config?)");
   }
-  if (!PublishEngine(service.xray, service.running, std::move(launched))) return QuietStop();
+  if (!PublishEngine(session.xray, session.running, std::move(launched))) return QuietStop();
   WriteStandardErrorLine("VPN Service: Xray started successfully");
-  return GoOnIf(WaitWhileRunning(service.running, 200));
+  return GoOnIf(WaitWhileRunning(session.running, 200));
 }
 
-StepResult FindSocksPort(VpnService& service) {
+StepResult FindSocksPort(Session& session) {
   WriteStandardErrorLine("VPN Service: Analyzing config to find SOCKS port...");
-  const SocksPortFinding found = FindSessionSocksPort(service.configText);
+  const SocksPortFinding found = FindSessionSocksPort(session.configText);
   WriteStandardErrorLine("VPN Service: " + PortFoundText(found));
   WriteStandardErrorLine("VPN Service: Xray SOCKS port detected as " + std::to_string(found.port));
-  service.socksPort = found.port;
+  session.socksPort = found.port;
   return GoOn();
 }
 
-StepResult AwaitSocks(VpnService& service) {
-  if (WaitForSocksListen(MakeWatch(service), service.socksPort, kSocksTimeoutMs)) return GoOn();
-  return Abort("ERROR: Xray SOCKS not ready on 127.0.0.1:" + std::to_string(service.socksPort) +
+StepResult AwaitSocks(Session& session) {
+  if (WaitForSocksListen(MakeWatch(session), session.socksPort, kSocksTimeoutMs)) return GoOn();
+  return Abort("ERROR: Xray SOCKS not ready on 127.0.0.1:" + std::to_string(session.socksPort) +
                " — port may be in use by another VPN client");
 }
 
-StepResult StartTun2Socks(VpnService& service) {
-  auto launched = LaunchTun2Socks(service.tun2socksPath, service.socksPort);
+StepResult StartTun2Socks(Session& session) {
+  auto launched = LaunchTun2Socks(session.engines.tun2socks, session.socksPort);
   if (!launched) {
     WriteStandardErrorLine("Failed to start Tun2Socks");
     return Failed();
   }
-  return GoOnIf(PublishEngine(service.tun2socks, service.running, std::move(launched)));
+  return GoOnIf(PublishEngine(session.tun2socks, session.running, std::move(launched)));
 }
 
-StepResult AwaitAdapter(VpnService& service) {
+StepResult AwaitAdapter(Session& session) {
   WriteStandardErrorLine("VPN Service: Waiting for Moorlak adapter...");
-  if (WaitForTunnelAdapter(MakeWatch(service), {FindTunnelAdapterName, IsTunnelAdapterUp}, kAdapterTimeoutMs)) {
-    return EnableAdapter(service, 400);
+  if (WaitForTunnelAdapter(MakeWatch(session), {FindTunnelAdapterName, IsTunnelAdapterUp}, kAdapterTimeoutMs)) {
+    return EnableAdapter(session, 400);
   }
-  if (!service.running) return QuietStop();
+  if (!session.running) return QuietStop();
   WriteStandardErrorLine("VPN Service: Moorlak adapter did not appear in time");
   return Abort("Moorlak adapter did not appear within 20s");
 }
 
-StepResult AwaitXrayAdapter(VpnService& service) {
+StepResult AwaitXrayAdapter(Session& session) {
   WriteLogLine("split-tunnel: using Xray native TUN (per-process bypass, no tun2socks)");
   WriteStandardErrorLine("VPN Service: Waiting for Moorlak adapter (Xray TUN)...");
-  if (WaitForTunnelAdapter(MakeWatch(service), {FindTunnelAdapterName, IsTunnelAdapterUp}, kXrayAdapterTimeoutMs)) {
-    return EnableAdapter(service, 600);
+  if (WaitForTunnelAdapter(MakeWatch(session), {FindTunnelAdapterName, IsTunnelAdapterUp}, kXrayAdapterTimeoutMs)) {
+    return EnableAdapter(session, 600);
   }
   return Abort("ERROR: Moorlak adapter did not appear within 25s (Xray TUN)");
 }
 
-StepResult SetAdapterAddress(VpnService& service) {
+StepResult SetAdapterAddress(Session& session) {
   WriteStandardErrorLine("VPN Service: Configuring TUN interface...");
   const HiddenCommand command = PrepareAddressCommand();
   WriteStandardErrorLine("VPN Service: Executing: " + command.text);
   RunHiddenCommand(command);
-  if (!WaitWhileRunning(service.running, 300)) return QuietStop();
+  if (!WaitWhileRunning(session.running, 300)) return QuietStop();
   if (TunnelAdapterHasAddress()) return GoOn();
   // A stop removes the address.
-  if (!service.running) return QuietStop();
+  if (!session.running) return QuietStop();
   WriteLogLine("ERROR: Moorlak adapter missing 10.0.85.2 after set address");
   RunHiddenCommand(PrepareAddressCommand());
-  if (!WaitWhileRunning(service.running, 400)) return QuietStop();
+  if (!WaitWhileRunning(session.running, 400)) return QuietStop();
   if (TunnelAdapterHasAddress()) return GoOn();
-  if (!service.running) return QuietStop();
-  LogConnectDiagnostics(service.routes.physicalGateway, service.routes.serverBypassIp);
+  if (!session.running) return QuietStop();
+  LogConnectDiagnostics(session.routes.physicalGateway, session.routes.serverBypassIp);
   return Failed();
 }
 

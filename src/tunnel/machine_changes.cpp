@@ -1,6 +1,7 @@
 #include "tunnel/machine_changes.h"
 
 #include <iterator>
+#include <utility>
 
 #include "base/guarded.h"
 #include "config/config_staging.h"
@@ -19,6 +20,10 @@
 
 namespace moorlak {
 namespace {
+
+void EndSessionEngines(VpnService& service) noexcept {
+  if (service.session) EndEngines(*service.session);
+}
 
 void DropDefaultRoutes(VpnService& service) noexcept {
   FastDropDefaultRoutes(service.routeCommandHung);
@@ -50,14 +55,15 @@ void PurgeStoredRoute() noexcept {
   RemoveStoredDefaultRoute(DefaultRouteGeneration());
 }
 
-// Tried twice, because the first `netsh` after a start may exceed its time, and the rule must not stay open.
+// Once for each session, but tried twice: the first `netsh` after a start may exceed its time, and the rule must not
+// stay open.
 void CloseSharing(VpnService& service) noexcept {
-  if (service.meta.shareProxyPorts.empty()) return;
+  if (!service.session || !std::exchange(service.session->sharesPorts, false)) return;
   if (CloseProxySharingFirewall() != CommandOutcome::Succeeded) CloseProxySharingFirewall();
 }
 
 void RemoveStaged(VpnService& service) noexcept {
-  RemoveStagedConfig(service.staged);
+  if (service.session) RemoveStagedConfig(service.session->staged);
 }
 
 void BringAdapterBack() noexcept {
@@ -76,7 +82,7 @@ using Change = MachineChange;
 
 // The change, its phase, its name, what undoes it, what removes it after a crash.
 constexpr MachineChangeRow kRows[] = {
-    {Change::Engines, Phase::Engines, "engines", EndEngines, "their job ends them; the next row would, too"},
+    {Change::Engines, Phase::Engines, "engines", EndSessionEngines, "their job ends them; the next row would, too"},
     {Change::UnrecordedEngines, Phase::UnrecordedEngines, "engines without a record", KillStrayEngines,
      KillStrayEngines},
 

@@ -14,8 +14,8 @@
 #include "process/connectivity.h"
 #include "process/probes.h"
 #include "tunnel/leak_protection.h"
+#include "tunnel/session.h"
 #include "tunnel/traffic_statistics.h"
-#include "tunnel/vpn_service.h"
 
 namespace moorlak {
 namespace {
@@ -28,30 +28,30 @@ std::string UrlText(const std::string& url, int attempt) {
   return " url=" + url + " attempt=" + std::to_string(attempt);
 }
 
-bool ProbeSocksOnce(VpnService& service, int attempt) {
-  const uint16_t port = service.socksPort;
-  const std::string failedVia = service.nativeTun ? "" : " socks=" + std::to_string(port);
+bool ProbeSocksOnce(Session& session, int attempt) {
+  const uint16_t port = session.socksPort;
+  const std::string failedVia = session.nativeTun ? "" : " socks=" + std::to_string(port);
   return ProbeEndpoints(
-      service.running, [&](const std::string& url) { return ProbeViaSocks(service.running, service.probe, port, url); },
+      session.running, [&](const std::string& url) { return ProbeViaSocks(session.running, session.probe, port, url); },
       [&](const std::string& url, int64_t elapsedMs) {
         const std::string outcome = elapsedMs < 0 ? "FAILED" + failedVia : "OK (" + std::to_string(elapsedMs) + "ms)";
         WriteLogLine("pre-ready SOCKS probe " + outcome + UrlText(url, attempt));
       });
 }
 
-bool SocksPathWorks(VpnService& service) {
-  if (service.socksPort == 0) return false;
+bool SocksPathWorks(Session& session) {
+  if (session.socksPort == 0) return false;
   for (int attempt = 1; attempt <= kSocksAttempts; ++attempt) {
-    if (attempt > 1 && !WaitWhileRunning(service.running, 800)) return false;
-    if (!service.running) return false;
-    if (ProbeSocksOnce(service, attempt)) return true;
+    if (attempt > 1 && !WaitWhileRunning(session.running, 800)) return false;
+    if (!session.running) return false;
+    if (ProbeSocksOnce(session, attempt)) return true;
   }
   return false;
 }
 
-bool ProbeTunnelOnce(VpnService& service, int attempt) {
+bool ProbeTunnelOnce(Session& session, int attempt) {
   return ProbeEndpoints(
-      service.running, [&](const std::string& url) { return ProbeTunPath(service.running, service.probe, url); },
+      session.running, [&](const std::string& url) { return ProbeTunPath(session.running, session.probe, url); },
       [&](const std::string& url, int64_t elapsedMs) {
         const std::string outcome = elapsedMs < 0 ? "FAILED" : "OK (" + std::to_string(elapsedMs) + "ms)";
         WriteLogLine("pre-ready TUN path probe " + outcome + UrlText(url, attempt));
@@ -59,63 +59,63 @@ bool ProbeTunnelOnce(VpnService& service, int attempt) {
 }
 
 // Logs if the adapter's engine has exited.
-bool TunnelEngineExited(VpnService& service) {
-  EngineSlot& engine = service.nativeTun ? service.xray : service.tun2socks;
+bool TunnelEngineExited(Session& session) {
+  EngineSlot& engine = session.nativeTun ? session.xray : session.tun2socks;
   if (StateOf(engine) != EngineState::Exited) return false;
-  WriteLogLine(service.nativeTun ? "ERROR: Xray exited before TUN path probe"
+  WriteLogLine(session.nativeTun ? "ERROR: Xray exited before TUN path probe"
                                  : "ERROR: tun2socks exited before TUN path probe");
   return true;
 }
 
 }  // namespace
 
-StepResult ProbeSocks(VpnService& service) {
-  if (SocksPathWorks(service)) return GoOn();
+StepResult ProbeSocks(Session& session) {
+  if (SocksPathWorks(session)) return GoOn();
   const std::string failure = "ERROR: SOCKS data path not healthy — aborting connect";
-  const char* hint = service.nativeTun ? "" : " (another tunnel or network conflict may be interfering; retry)";
+  const char* hint = session.nativeTun ? "" : " (another tunnel or network conflict may be interfering; retry)";
   WriteLogLine(failure + hint);
-  LogConnectDiagnostics(service.routes.physicalGateway, service.routes.serverBypassIp);
+  LogConnectDiagnostics(session.routes.physicalGateway, session.routes.serverBypassIp);
   return Failed();
 }
 
-StepResult ProbeTunnel(VpnService& service) {
+StepResult ProbeTunnel(Session& session) {
   for (int attempt = 1; attempt <= kTunnelAttempts; ++attempt) {
-    if (!service.running) return QuietStop();
-    if (TunnelEngineExited(service)) break;
-    if (attempt > 1 && !WaitWhileRunning(service.running, 600)) return QuietStop();
-    if (ProbeTunnelOnce(service, attempt)) return GoOn();
+    if (!session.running) return QuietStop();
+    if (TunnelEngineExited(session)) break;
+    if (attempt > 1 && !WaitWhileRunning(session.running, 600)) return QuietStop();
+    if (ProbeTunnelOnce(session, attempt)) return GoOn();
   }
   return AbortAndDiagnose("ERROR: TUN data path not healthy — aborting connect");
 }
 
-StepResult DescribeNetwork(VpnService& service) {
-  LogConnectDiagnostics(service.routes.physicalGateway, service.routes.serverBypassIp);
+StepResult DescribeNetwork(Session& session) {
+  LogConnectDiagnostics(session.routes.physicalGateway, session.routes.serverBypassIp);
   NameNetworkProfilesAside();
-  return GoOnIf(service.nativeTun ? service.running.load() : WaitWhileRunning(service.running, 200));
+  return GoOnIf(session.nativeTun ? session.running.load() : WaitWhileRunning(session.running, 200));
 }
 
-StepResult ProtectDns(VpnService& service) {
+StepResult ProtectDns(Session& session) {
   LeakProtection wanted;
   wanted.tunnelName = TunnelAdapterName();
-  wanted.dnsServers = GetTunnelDnsServers(service.xrayDnsServers);
-  wanted.xrayPath = service.xrayPath;
-  wanted.blockedApps = service.meta.blockedApps;
-  wanted.nativeTun = service.nativeTun;
-  if (ApplyDnsLeakProtection(wanted, service.running)) return GoOnIf(service.running);
+  wanted.dnsServers = GetTunnelDnsServers(session.xrayDnsServers);
+  wanted.xrayPath = session.engines.xray;
+  wanted.blockedApps = session.meta.blockedApps;
+  wanted.nativeTun = session.nativeTun;
+  if (ApplyDnsLeakProtection(wanted, session.running)) return GoOnIf(session.running);
   return Abort("ERROR: DNS leak protection failed — aborting connect");
 }
 
-StepResult DeclareReady(VpnService& service) {
-  if (!service.nativeTun) NameNetworkProfilesAside();
-  if (!service.running) return QuietStop();
-  service.ready = true;
-  if (service.nativeTun) {
+StepResult DeclareReady(Session& session) {
+  if (!session.nativeTun) NameNetworkProfilesAside();
+  if (!session.running) return QuietStop();
+  session.status.ready = true;
+  if (session.nativeTun) {
     WriteLogLine("Moorlak tunnel ready (Xray TUN + process split tunnel)");
   } else {
     WriteLogLine("Moorlak tunnel ready (SOCKS + TUN path + DNS guard)");
     WriteStandardErrorLine("VPN Service: TUN interface configured and default route added");
   }
-  service.statsThread = std::thread([&service] { RunTrafficStatistics(service); });
+  session.statsThread = std::thread([&session] { RunTrafficStatistics(session); });
   return GoOn();
 }
 

@@ -7,19 +7,19 @@
 namespace moorlak {
 
 // Needs: socksPort. Changes: nothing. If stopped midway, the probe's failure lines are still logged.
-StepResult ProbeSocks(VpnService& service);
+StepResult ProbeSocks(Session& session);
 
 // Needs: the default route into the tunnel. Changes: nothing.
-StepResult ProbeTunnel(VpnService& service);
+StepResult ProbeTunnel(Session& session);
 
 // Needs: the adapter. Changes: the names of its network.
-StepResult DescribeNetwork(VpnService& service);
+StepResult DescribeNetwork(Session& session);
 
 // Needs: the adapter, the default route. Changes: DNS, filters, the resolver's policy.
-StepResult ProtectDns(VpnService& service);
+StepResult ProtectDns(Session& session);
 
 // Needs: all of the above. Changes: ready, the names of its network (not native); the statistics thread
 // runs until the session ends.
-StepResult DeclareReady(VpnService& service);
+StepResult DeclareReady(Session& session);
 
 }  // namespace moorlak

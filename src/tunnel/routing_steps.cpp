@@ -16,95 +16,95 @@
 #include "net/share/proxy_sharing.h"
 #include "process/cancellable_wait.h"
 #include "process/name_resolution.h"
-#include "tunnel/vpn_service.h"
+#include "tunnel/session.h"
 
 namespace moorlak {
 namespace {
 
 // The native path does not write these lines.
-void LogStep(const VpnService& service, const std::string& text) {
-  if (!service.nativeTun) WriteStandardErrorLine("VPN Service: " + text);
+void LogStep(const Session& session, const std::string& text) {
+  if (!session.nativeTun) WriteStandardErrorLine("VPN Service: " + text);
 }
 
 // False, after logging it, if the server is not known.
-bool FindServer(VpnService& service) {
-  const std::string host = ExtractServerAddress(service.configText);
+bool FindServer(Session& session) {
+  const std::string host = ExtractServerAddress(session.configText);
   if (host.empty()) {
     WriteLogLine("WARNING: could not extract server address from config");
-    LogStep(service, "WARNING - Could not extract server address from config");
+    LogStep(session, "WARNING - Could not extract server address from config");
     return false;
   }
-  LogStep(service, "Extracting server address: " + host);
-  service.serverAddresses = ResolveServerIPv4(host);
+  LogStep(session, "Extracting server address: " + host);
+  session.serverAddresses = ResolveServerIPv4(host);
   // The resolver can block for long; a stop meanwhile is not a failure.
-  if (!service.running) return false;
-  if (service.serverAddresses.empty()) {
+  if (!session.running) return false;
+  if (session.serverAddresses.empty()) {
     WriteLogLine("ERROR: could not resolve VPN server address: " + host);
-    LogStep(service, "ERROR - Could not resolve server address");
+    LogStep(session, "ERROR - Could not resolve server address");
     return false;
   }
-  LogStep(service, "Resolved server to " + std::to_string(service.serverAddresses.size()) + " IPv4 address(es)");
+  LogStep(session, "Resolved server to " + std::to_string(session.serverAddresses.size()) + " IPv4 address(es)");
   return true;
 }
 
-bool FindGateway(VpnService& service) {
+bool FindGateway(Session& session) {
   const std::string gateway = FindPhysicalGateway();
-  if (!service.running) return false;
+  if (!session.running) return false;
   if (gateway.empty()) {
     WriteLogLine("ERROR: could not detect physical gateway (bypass routes skipped)");
-    LogStep(service, "ERROR - Could not find default gateway for bypass route");
+    LogStep(session, "ERROR - Could not find default gateway for bypass route");
     return false;
   }
-  service.routes.physicalGateway = gateway;
+  session.routes.physicalGateway = gateway;
   WriteLogLine("Physical gateway: " + gateway);
-  LogStep(service, "Default gateway: " + gateway);
+  LogStep(session, "Default gateway: " + gateway);
   return true;
 }
 
-GatewayRoute RouteTo(const VpnService& service, const std::string& address) {
-  return {address, std::string(kHostMask), service.routes.physicalGateway};
+GatewayRoute RouteTo(const Session& session, const std::string& address) {
+  return {address, std::string(kHostMask), session.routes.physicalGateway};
 }
 
-void RouteAround(const VpnService& service, const std::string& address, std::string_view kind) {
-  const GatewayRoute route = RouteTo(service, address);
+void RouteAround(const Session& session, const std::string& address, std::string_view kind) {
+  const GatewayRoute route = RouteTo(session, address);
   ClearWayFor(route);
-  LogStep(service, "Adding " + std::string(kind) + " route: " + RouteAddCommand(route).text);
+  LogStep(session, "Adding " + std::string(kind) + " route: " + RouteAddCommand(route).text);
   AddGatewayRoute(route);
 }
 
 // Journals the routes of the server and of the name servers as one batch.
-void JournalServerRoutes(const VpnService& service) {
+void JournalServerRoutes(const Session& session) {
   std::vector<GatewayRoute> wanted;
-  for (const std::string& address : service.serverAddresses) wanted.push_back(RouteTo(service, address));
-  for (const std::string& server : GetTunnelDnsServers(service.xrayDnsServers)) {
-    wanted.push_back(RouteTo(service, server));
+  for (const std::string& address : session.serverAddresses) wanted.push_back(RouteTo(session, address));
+  for (const std::string& server : GetTunnelDnsServers(session.xrayDnsServers)) {
+    wanted.push_back(RouteTo(session, server));
   }
   JournalReplacements(wanted);
 }
 
-void RouteServer(VpnService& service) {
-  std::vector<std::string>& routed = service.routes.serverRouteIps;
-  service.routes.serverBypassIp = service.serverAddresses.front();
-  for (const std::string& address : service.serverAddresses) {
-    if (!service.running) return;
-    RouteAround(service, address, "bypass");
+void RouteServer(Session& session) {
+  std::vector<std::string>& routed = session.routes.serverRouteIps;
+  session.routes.serverBypassIp = session.serverAddresses.front();
+  for (const std::string& address : session.serverAddresses) {
+    if (!session.running) return;
+    RouteAround(session, address, "bypass");
     if (std::ranges::find(routed, address) == routed.end()) routed.push_back(address);
   }
 }
 
-void RouteDnsServers(const VpnService& service) {
-  for (const std::string& server : GetTunnelDnsServers(service.xrayDnsServers)) {
-    if (!service.running) return;
-    RouteAround(service, server, "DNS bypass");
+void RouteDnsServers(const Session& session) {
+  for (const std::string& server : GetTunnelDnsServers(session.xrayDnsServers)) {
+    if (!session.running) return;
+    RouteAround(session, server, "DNS bypass");
   }
 }
 
 // False if the session is ending. A stop removes the default route at once, so none must be added after that.
-bool AddDefaultRoute(const VpnService& service, int32_t settleMs) {
+bool AddDefaultRoute(const Session& session, int32_t settleMs) {
   LowerTunnelMetric(TunnelAdapterName());
-  if (!service.running) return false;
+  if (!session.running) return false;
   AddTunnelDefaultRoute(TunnelAdapterName());
-  return WaitWhileRunning(service.running, settleMs);
+  return WaitWhileRunning(session.running, settleMs);
 }
 
 bool IsDefaultRouteGood() {
@@ -113,48 +113,48 @@ bool IsDefaultRouteGood() {
 
 }  // namespace
 
-StepResult RouteServerAround(VpnService& service) {
-  if (!FindServer(service) || !FindGateway(service)) return GoOn();
-  JournalServerRoutes(service);
-  RouteServer(service);
-  RouteDnsServers(service);
-  return GoOnIf(service.running);
+StepResult RouteServerAround(Session& session) {
+  if (!FindServer(session) || !FindGateway(session)) return GoOn();
+  JournalServerRoutes(session);
+  RouteServer(session);
+  RouteDnsServers(session);
+  return GoOnIf(session.running);
 }
 
-StepResult RequireServerBypass(VpnService& service) {
-  if (!service.routes.serverBypassIp.empty()) return GoOn();
+StepResult RequireServerBypass(Session& session) {
+  if (!session.routes.serverBypassIp.empty()) return GoOn();
   return AbortAndDiagnose("ERROR: server bypass incomplete — aborting connect");
 }
 
-StepResult RouteBypassHosts(VpnService& service) {
-  if (!service.meta.panelHost.empty()) {
-    AddHostBypassRoute(service.meta.panelHost, service.running, service.routes);
-  } else if (!service.nativeTun) {
+StepResult RouteBypassHosts(Session& session) {
+  if (!session.meta.panelHost.empty()) {
+    AddHostBypassRoute(session.meta.panelHost, session.running, session.routes);
+  } else if (!session.nativeTun) {
     WriteLogLine("WARNING: panelHost missing from moorlakMeta — panel may loop via TUN");
   }
-  for (const std::string& domain : service.meta.directDomains) {
-    if (!service.running) return QuietStop();
-    AddHostBypassRoute(domain, service.running, service.routes);
+  for (const std::string& domain : session.meta.directDomains) {
+    if (!session.running) return QuietStop();
+    AddHostBypassRoute(domain, session.running, session.routes);
   }
-  AddLanBypassRoutes(service.meta.bypassSubnets, service.running, service.routes);
-  if (!service.running) return QuietStop();
-  OpenProxySharingFirewall(service.meta.shareProxyPorts);
-  return GoOnIf(service.running);
+  AddLanBypassRoutes(session.meta.bypassSubnets, session.running, session.routes);
+  if (!session.running) return QuietStop();
+  OpenProxySharingFirewall(session.meta.shareProxyPorts);
+  return GoOnIf(session.running);
 }
 
-StepResult LogIpv6Guard(VpnService& /*service*/) {
+StepResult LogIpv6Guard(Session& /*session*/) {
   if (Ipv6DefaultPresent()) {
     WriteLogLine("diag: IPv6 default present — WFP will block non-tunnel IPv6 outbound at DNS-guard install");
   }
   return GoOn();
 }
 
-StepResult TakeDefaultRoute(VpnService& service) {
-  if (!AddDefaultRoute(service, 400)) return QuietStop();
+StepResult TakeDefaultRoute(Session& session) {
+  if (!AddDefaultRoute(session, 400)) return QuietStop();
   if (IsDefaultRouteGood()) return GoOn();
-  if (!service.running) return QuietStop();
+  if (!session.running) return QuietStop();
   WriteLogLine("WARNING: default route missing/losing after first netsh add — retrying");
-  if (!AddDefaultRoute(service, 500)) return QuietStop();
+  if (!AddDefaultRoute(session, 500)) return QuietStop();
   if (IsDefaultRouteGood()) return GoOn();
   return AbortAndDiagnose("ERROR: IPv4 default via Moorlak not winning — aborting connect");
 }

@@ -8,19 +8,19 @@ namespace moorlak {
 
 // Needs: configText, the physical gateway. Changes: serverAddresses, host routes to them and to the tunnel's name
 // servers. RequireServerBypass checks for what it cannot find.
-StepResult RouteServerAround(VpnService& service);
+StepResult RouteServerAround(Session& session);
 
 // Needs: the step before. Changes: nothing. Prevents a tunnel that would carry its own server's traffic.
-StepResult RequireServerBypass(VpnService& service);
+StepResult RequireServerBypass(Session& session);
 
 // Needs: the gateway. Changes: routes to the panel, direct domains and subnets, the sharing rule of the firewall.
-StepResult RouteBypassHosts(VpnService& service);
+StepResult RouteBypassHosts(Session& session);
 
 // Needs: nothing. Changes: nothing; logs what the guard will block.
-StepResult LogIpv6Guard(VpnService& service);
+StepResult LogIpv6Guard(Session& session);
 
 // Needs: everything that must stay outside the tunnel has its routes. Changes: the adapter's metric, the default route,
 // tried twice.
-StepResult TakeDefaultRoute(VpnService& service);
+StepResult TakeDefaultRoute(Session& session);
 
 }  // namespace moorlak

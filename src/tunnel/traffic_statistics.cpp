@@ -6,32 +6,32 @@
 #include "config/engine_counters.h"
 #include "process/cancellable_wait.h"
 #include "process/hidden_command.h"
-#include "tunnel/vpn_service.h"
+#include "tunnel/session.h"
 
 namespace moorlak {
 namespace {
 
 constexpr int32_t kPeriodMs = 3000;
 
-void QueryCounters(VpnService& service, const std::string& arguments, EngineAccount& account) {
+void QueryCounters(Session& session, const std::string& arguments, EngineAccount& account) {
   std::string output;
-  if (!RunXrayApiCommand(service.xrayPath, arguments, output, account, &service.running)) return;
+  if (!RunXrayApiCommand(session.engines.xray, arguments, output, account, &session.running)) return;
   const EngineCounters counters = ParseEngineCounters(output);
-  const MutexGuard guard(service.statsLock);
+  const MutexGuard guard(session.status.lock);
   // A stop has set the totals to 0, and they must stay 0.
-  if (!service.running) return;
-  service.uplinkBytes = counters.uplink;
-  service.downlinkBytes = counters.downlink;
+  if (!session.running) return;
+  session.status.uplinkBytes = counters.uplink;
+  session.status.downlinkBytes = counters.downlink;
 }
 
 }  // namespace
 
-void RunTrafficStatistics(VpnService& service) noexcept {
+void RunTrafficStatistics(Session& session) noexcept {
   // A copy: if a query cannot be created with this account, only the queries step down.
-  EngineAccount account = service.engineAccount;
-  while (service.running) {
-    Guarded([&] { QueryCounters(service, "api statsquery -server=" + service.apiAddress, account); });
-    WaitWhileRunning(service.running, kPeriodMs);
+  EngineAccount account = session.engineAccount;
+  while (session.running) {
+    Guarded([&] { QueryCounters(session, "api statsquery -server=" + session.apiAddress, account); });
+    WaitWhileRunning(session.running, kPeriodMs);
   }
 }
 

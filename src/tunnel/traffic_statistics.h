@@ -3,10 +3,10 @@
 
 namespace moorlak {
 
-struct VpnService;
+struct Session;
 
 // Body of the statistics thread: queries the engine every three seconds while the session runs, and keeps the totals of
 // its last reply. Ends within about 100 ms after running is cleared.
-void RunTrafficStatistics(VpnService& service) noexcept;
+void RunTrafficStatistics(Session& session) noexcept;
 
 }  // namespace moorlak

@@ -136,7 +136,7 @@ void TunnelController::Shutdown() noexcept {
 }
 
 bool TunnelController::IsTunnelUp() const {
-  return proxyMode ? proxyEngine.IsRunning() : vpnEngine.ready.load();
+  return proxyMode ? proxyEngine.IsRunning() : vpnEngine.status.ready.load();
 }
 
 void TunnelController::GetTraffic(int64_t& up, int64_t& down) const {

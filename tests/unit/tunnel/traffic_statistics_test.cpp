@@ -9,7 +9,7 @@
 #include "base/durable_file.h"
 #include "base/handle.h"
 #include "base/utf.h"
-#include "tunnel/vpn_service.h"
+#include "tunnel/session.h"
 #include "unit/process/child_test_support.h"
 
 namespace moorlak {
@@ -44,10 +44,9 @@ class Loop {
   explicit Loop(const std::string& actions) {
     folder.AddChild(L"xray.exe");
     ReplyBy(actions);
-    service.xrayPath = folder.NarrowFile(L"xray.exe");
-    service.running = true;
+    session.running = true;
     thread = std::thread([this] {
-      RunTrafficStatistics(service);
+      RunTrafficStatistics(session);
       SetEvent(ended.Get());
     });
   }
@@ -61,13 +60,12 @@ class Loop {
   void ReplyBy(const std::string& actions) const {
     ASSERT_TRUE(WriteFileDurably(folder.File(L"api_actions.txt"), actions));
   }
-  void End() { service.running = false; }
+  void End() { session.running = false; }
   HANDLE Ended() const { return ended.Get(); }
 
   Traffic Totals() const {
-    Traffic traffic;
-    service.GetTraffic(traffic.up, traffic.down);
-    return traffic;
+    const MutexGuard guard(status.lock);
+    return {static_cast<int64_t>(status.uplinkBytes), static_cast<int64_t>(status.downlinkBytes)};
   }
   bool Shows(const Traffic& wanted) const {
     const ULONGLONG deadline = GetTickCount64() + kGenerousMs;
@@ -80,7 +78,8 @@ class Loop {
 
  private:
   TestFolder folder;
-  VpnService service;
+  VpnStatus status;
+  Session session{"", {folder.NarrowFile(L"xray.exe"), {}}, status};
   KernelHandle ended{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
   std::thread thread;
 };

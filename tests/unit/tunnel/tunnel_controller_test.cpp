@@ -135,7 +135,7 @@ TEST_F(ControllerWithEngines, FindsThemWhereTheyHaveMovedAndWhenTheyAreBack) {
   ASSERT_TRUE(CreateDirectoryW(folder.File(L"xray").c_str(), nullptr));
   ASSERT_TRUE(MoveFileW(folder.File(L"xray.exe").c_str(), folder.File(L"xray\\xray.exe").c_str()));
   EXPECT_EQ(StartError("{}", false), kGeoFilesMissing);
-  EXPECT_EQ(controller->vpnEngine.xrayPath, folder.NarrowFile(L"xray\\xray.exe"));
+  EXPECT_EQ(controller->vpnEngine.engines.xray, folder.NarrowFile(L"xray\\xray.exe"));
   ASSERT_TRUE(MoveFileW(folder.File(L"xray\\xray.exe").c_str(), folder.File(L"hidden").c_str()));
   EXPECT_EQ(StartError("{}", false), kXrayMissing);
   ASSERT_TRUE(MoveFileW(folder.File(L"hidden").c_str(), folder.File(L"xray.exe").c_str()));
