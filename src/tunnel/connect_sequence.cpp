@@ -8,12 +8,8 @@
 #include "base/standard_error.h"
 #include "net/routing/route_rows.h"
 #include "process/cancellable_wait.h"
-#include "tunnel/connect_step.h"
 #include "tunnel/disconnect.h"
-#include "tunnel/engine_steps.h"
 #include "tunnel/machine_changes.h"
-#include "tunnel/readiness_steps.h"
-#include "tunnel/routing_steps.h"
 #include "tunnel/vpn_service.h"
 
 namespace moorlak {
@@ -23,53 +19,81 @@ constexpr int32_t kMonitorPeriodMs = 50;
 
 using Change = MachineChange;
 
-constexpr ConnectStep kEngineSteps[] = {
-    {"prepare the adapter", PrepareAdapter, {Change::PersistentAdapter, Change::NetworkName}, Rollback::None},
+// How every session begins. Where a path has its own body of a step, the last column is that of Xray's own tunnel.
+constexpr ConnectStep kSharedBeginning[] = {
+    {"prepare the adapter",
+     OpenAdapter,
+     {Change::PersistentAdapter, Change::NetworkName},
+     Rollback::None,
+     ReleaseAdapter},
     {"rewrite the configuration", RewriteConfiguration, {}, Rollback::None},
     {"stage the configuration", StageConfiguration, {Change::StagedConfiguration}, Rollback::None},
     {"validate the configuration", ValidateConfiguration, {Change::UnrecordedEngines}, Rollback::None},
-    {"start Xray", StartXray, {Change::UnrecordedEngines, Change::Engines}, Rollback::None},
+    {"start Xray", StartXray, {Change::UnrecordedEngines, Change::Engines}, Rollback::None, StartXrayWithOwnRights},
     {"find the SOCKS port", FindSocksPort, {}},
     {"await SOCKS", AwaitSocks, {}},
 };
 
-constexpr ConnectStep kTun2SocksSteps[] = {
+// The rest, where tun2socks drives the adapter: the service sets address and default route.
+constexpr ConnectStep kTun2SocksPath[] = {
     {"start tun2socks", StartTun2Socks, {Change::UnrecordedEngines, Change::Engines, Change::EngineAdapters}},
     {"await the adapter", AwaitAdapter, {Change::AdapterUp}},
     {"set the adapter's address", SetAdapterAddress, {Change::TunnelAddress}},
-    {"route the server around the tunnel", RouteServerAround, {Change::BypassRoutes}},
+    {"route the server around the tunnel",
+     [](Session& session) { return RouteServerAround(session, Progress::Written); },
+     {Change::BypassRoutes}},
     {"require the server's bypass", RequireServerBypass, {}},
-    {"route bypass hosts", RouteBypassHosts, {Change::BypassRoutes, Change::SharingRule}},
+    {"route bypass hosts",
+     [](Session& session) {
+       return RouteBypassHosts(session, "WARNING: panelHost missing from moorlakMeta — panel may loop via TUN");
+     },
+     {Change::BypassRoutes, Change::SharingRule}},
     {"log the IPv6 guard", LogIpv6Guard, {}},
-    {"probe SOCKS", ProbeSocks, {}},
+    {"probe SOCKS",
+     [](Session& session) {
+       return ProbeSocks(session, {true, " (another tunnel or network conflict may be interfering; retry)"});
+     },
+     {}},
     {"take the default route",
      TakeDefaultRoute,
      {Change::TunnelMetric, Change::DefaultRoute, Change::StoredDefaultRoute}},
-    {"probe the tunnel", ProbeTunnel, {}},
-    {"describe the network", DescribeNetwork, {Change::NetworkName}},
+    {"probe the tunnel", [](Session& session) { return ProbeTunnel(session, session.tun2socks, "tun2socks"); }, {}},
+    {"describe the network", [](Session& session) { return DescribeNetwork(session, 200); }, {Change::NetworkName}},
     {"protect DNS",
-     ProtectDns,
+     [](Session& session) { return ProtectDns(session, SplitBy::Filters); },
      {Change::NameServers, Change::TunnelNameServers, Change::ResolverPolicy, Change::GuardFilters,
       Change::SplitFilters}},
     // The statistics thread's queries.
     {"declare the tunnel ready", DeclareReady, {Change::NetworkName, Change::UnrecordedEngines}},
 };
 
-// Xray's own tunnel inbound sets the adapter's address and the default route, and splits by program.
-constexpr ConnectStep kNativeTunSteps[] = {
+// The rest, where Xray's own tunnel inbound sets the adapter's address and the default route, and splits by program.
+constexpr ConnectStep kNativeTunPath[] = {
     {"await Xray's adapter",
      AwaitXrayAdapter,
      {Change::EngineAdapters, Change::AdapterUp, Change::TunnelAddress, Change::DefaultRoute}},
-    {"route the server around the tunnel", RouteServerAround, {Change::BypassRoutes}},
-    {"route bypass hosts", RouteBypassHosts, {Change::BypassRoutes, Change::SharingRule}},
-    {"probe SOCKS", ProbeSocks, {}},
-    {"probe the tunnel", ProbeTunnel, {}},
-    {"describe the network", DescribeNetwork, {Change::NetworkName}},
+    {"route the server around the tunnel",
+     [](Session& session) { return RouteServerAround(session, Progress::Silent); },
+     {Change::BypassRoutes}},
+    {"route bypass hosts",
+     [](Session& session) { return RouteBypassHosts(session, {}); },
+     {Change::BypassRoutes, Change::SharingRule}},
+    {"probe SOCKS", [](Session& session) { return ProbeSocks(session, {}); }, {}},
+    {"probe the tunnel", [](Session& session) { return ProbeTunnel(session, session.xray, "Xray"); }, {}},
+    {"describe the network", [](Session& session) { return DescribeNetwork(session, 0); }, {Change::NetworkName}},
     {"protect DNS",
-     ProtectDns,
+     [](Session& session) { return ProtectDns(session, SplitBy::Engine); },
      {Change::NameServers, Change::TunnelNameServers, Change::ResolverPolicy, Change::GuardFilters}},
-    {"declare the tunnel ready", DeclareReady, {Change::UnrecordedEngines}},
+    {"declare the tunnel ready", DeclareXrayTunReady, {Change::UnrecordedEngines}},
 };
+
+ConnectSteps PathOf(const Session& session) {
+  return session.nativeTun ? ConnectSteps(kNativeTunPath) : ConnectSteps(kTun2SocksPath);
+}
+
+StepBody BodyFor(const ConnectStep& step, const Session& session) {
+  return session.nativeTun && step.runOnNativeTun != nullptr ? step.runOnNativeTun : step.run;
+}
 
 // Logs a failure, rolls back if needed and ends the session.
 void GiveUp(VpnService& service, const ConnectStep& step, const StepResult& result) {
@@ -88,7 +112,7 @@ void GiveUp(VpnService& service, const ConnectStep& step, const StepResult& resu
 bool RunSteps(VpnService& service, ConnectSteps steps) {
   Session& session = *service.session;
   for (const ConnectStep& step : steps) {
-    const StepResult result = session.running ? step.run(session) : QuietStop();
+    const StepResult result = session.running ? BodyFor(step, session)(session) : QuietStop();
     if (result.outcome == Outcome::GoOn) continue;
     GiveUp(service, step, result);
     return false;
@@ -118,8 +142,7 @@ void Monitor(Session& session) {
 
 void ConnectAndWatch(VpnService& service) {
   Session& session = *service.session;
-  if (!RunSteps(service, kEngineSteps)) return;
-  if (!RunSteps(service, session.nativeTun ? ConnectSteps(kNativeTunSteps) : ConnectSteps(kTun2SocksSteps))) return;
+  if (!RunSteps(service, kSharedBeginning) || !RunSteps(service, PathOf(session))) return;
   Monitor(session);
   service.status.ready = false;
   if (!session.stopRequested) RollBackSession(service);
@@ -134,7 +157,7 @@ void EndByError(VpnService& service, const char* what) noexcept {
 }  // namespace
 
 std::array<ConnectSteps, 3> ConnectStepTables() {
-  return {kEngineSteps, kTun2SocksSteps, kNativeTunSteps};
+  return {kSharedBeginning, kTun2SocksPath, kNativeTunPath};
 }
 
 void RunVpnSession(VpnService& service) noexcept {

@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "tunnel/connect_step.h"
+#include "tunnel/connect_steps.h"
 
 namespace moorlak {
 
@@ -13,8 +13,8 @@ struct VpnService;
 // and ready are clear, the engines have ended and, unless a stop does it, the machine's changes are undone.
 void RunVpnSession(VpnService& service) noexcept;
 
-// The steps in the order of execution: those with which every session begins, then those of one of the two paths
-// (tun2socks; the engine's own tunnel inbound).
+// The tables in the order of execution: the beginning of every session, then one of the two paths (tun2socks; the
+// engine's own tunnel inbound).
 std::array<ConnectSteps, 3> ConnectStepTables();
 
 }  // namespace moorlak

@@ -1,5 +1,4 @@
-#include "tunnel/engine_steps.h"
-
+// Steps of a connect: the configuration, the engines, the adapter.
 #include <string>
 
 #include "base/log.h"
@@ -18,6 +17,7 @@
 #include "process/cancellable_wait.h"
 #include "process/config_validation.h"
 #include "process/hidden_command.h"
+#include "tunnel/connect_steps.h"
 #include "tunnel/session.h"
 
 namespace moorlak {
@@ -51,6 +51,17 @@ std::string PortFoundText(const SocksPortFinding& found) {
   return "WARNING - Could not find SOCKS inbound in config, using default port " + port;
 }
 
+StepResult StartXrayAs(Session& session, EngineAccount& account) {
+  auto launched = LaunchXray(session.engines.xray, StagedPath(session), kLaunchTexts, account);
+  if (!launched) {
+    WriteStandardErrorLine("Failed to start Xray for VPN");
+    return Abort("ERROR: failed to start Xray process (port conflict or bad config?)");
+  }
+  if (!PublishEngine(session.xray, session.running, std::move(launched))) return QuietStop();
+  WriteStandardErrorLine("VPN Service: Xray started successfully");
+  return GoOnIf(WaitWhileRunning(session.running, 200));
+}
+
 StepResult EnableAdapter(Session& session, int32_t settleMs) {
   EnableTunnelAdapter();
   return GoOnIf(WaitWhileRunning(session.running, settleMs));
@@ -66,14 +77,14 @@ HiddenCommand PrepareAddressCommand() {
 
 }  // namespace
 
-StepResult PrepareAdapter(Session& session) {
-  WintunHolder& holder = WintunHolder::Instance();
-  if (session.nativeTun) {
-    holder.ReleaseForXrayTun();
-  } else {
-    // Purges leftovers first. A later step waits for the adapter to come up: tun2socks can bring its own.
-    holder.SetUp();
-  }
+StepResult OpenAdapter(Session& /*session*/) {
+  // Purges leftovers first. A later step waits for the adapter to come up: tun2socks can bring its own.
+  WintunHolder::Instance().SetUp();
+  return GoOn();
+}
+
+StepResult ReleaseAdapter(Session& /*session*/) {
+  WintunHolder::Instance().ReleaseForXrayTun();
   return GoOn();
 }
 
@@ -101,17 +112,13 @@ StepResult ValidateConfiguration(Session& session) {
 }
 
 StepResult StartXray(Session& session) {
+  return StartXrayAs(session, session.engineAccount);
+}
+
+StepResult StartXrayWithOwnRights(Session& session) {
   EngineAccount own;
   TakeOwnRights(own, "it drives the adapter itself");
-  EngineAccount& account = session.nativeTun ? own : session.engineAccount;
-  auto launched = LaunchXray(session.engines.xray, StagedPath(session), kLaunchTexts, account);
-  if (!launched) {
-    WriteStandardErrorLine("Failed to start Xray for VPN");
-    return Abort("ERROR: failed to start Xray process (port conflict or bad config?)");
-  }
-  if (!PublishEngine(session.xray, session.running, std::move(launched))) return QuietStop();
-  WriteStandardErrorLine("VPN Service: Xray started successfully");
-  return GoOnIf(WaitWhileRunning(session.running, 200));
+  return StartXrayAs(session, own);
 }
 
 StepResult FindSocksPort(Session& session) {

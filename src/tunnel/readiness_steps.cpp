@@ -1,7 +1,7 @@
-#include "tunnel/readiness_steps.h"
-
+// Steps of a connect: check the data path, protect the machine, declare the tunnel up.
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <thread>
 
 #include "base/log.h"
@@ -13,6 +13,7 @@
 #include "process/cancellable_wait.h"
 #include "process/connectivity.h"
 #include "process/probes.h"
+#include "tunnel/connect_steps.h"
 #include "tunnel/leak_protection.h"
 #include "tunnel/session.h"
 #include "tunnel/traffic_statistics.h"
@@ -28,9 +29,9 @@ std::string UrlText(const std::string& url, int attempt) {
   return " url=" + url + " attempt=" + std::to_string(attempt);
 }
 
-bool ProbeSocksOnce(Session& session, int attempt) {
+bool ProbeSocksOnce(Session& session, bool namesPort, int attempt) {
   const uint16_t port = session.socksPort;
-  const std::string failedVia = session.nativeTun ? "" : " socks=" + std::to_string(port);
+  const std::string failedVia = namesPort ? " socks=" + std::to_string(port) : "";
   return ProbeEndpoints(
       session.running, [&](const std::string& url) { return ProbeViaSocks(session.running, session.probe, port, url); },
       [&](const std::string& url, int64_t elapsedMs) {
@@ -39,12 +40,12 @@ bool ProbeSocksOnce(Session& session, int attempt) {
       });
 }
 
-bool SocksPathWorks(Session& session) {
+bool SocksPathWorks(Session& session, bool namesPort) {
   if (session.socksPort == 0) return false;
   for (int attempt = 1; attempt <= kSocksAttempts; ++attempt) {
     if (attempt > 1 && !WaitWhileRunning(session.running, 800)) return false;
     if (!session.running) return false;
-    if (ProbeSocksOnce(session, attempt)) return true;
+    if (ProbeSocksOnce(session, namesPort, attempt)) return true;
   }
   return false;
 }
@@ -58,65 +59,72 @@ bool ProbeTunnelOnce(Session& session, int attempt) {
       });
 }
 
-// Logs if the adapter's engine has exited.
-bool TunnelEngineExited(Session& session) {
-  EngineSlot& engine = session.nativeTun ? session.xray : session.tun2socks;
+// Logs if the engine has exited.
+bool HasExited(EngineSlot& engine, std::string_view name) {
   if (StateOf(engine) != EngineState::Exited) return false;
-  WriteLogLine(session.nativeTun ? "ERROR: Xray exited before TUN path probe"
-                                 : "ERROR: tun2socks exited before TUN path probe");
+  WriteLogLine("ERROR: " + std::string(name) + " exited before TUN path probe");
   return true;
+}
+
+// False if a stop was requested.
+bool BeReady(Session& session, const char* logLine) {
+  if (!session.running) return false;
+  session.status.ready = true;
+  WriteLogLine(logLine);
+  return true;
+}
+
+StepResult StartStatistics(Session& session) {
+  session.statsThread = std::thread([&session] { RunTrafficStatistics(session); });
+  return GoOn();
 }
 
 }  // namespace
 
-StepResult ProbeSocks(Session& session) {
-  if (SocksPathWorks(session)) return GoOn();
-  const std::string failure = "ERROR: SOCKS data path not healthy — aborting connect";
-  const char* hint = session.nativeTun ? "" : " (another tunnel or network conflict may be interfering; retry)";
-  WriteLogLine(failure + hint);
+StepResult ProbeSocks(Session& session, const SocksProbeLines& lines) {
+  if (SocksPathWorks(session, lines.namesPort)) return GoOn();
+  WriteLogLine(std::string("ERROR: SOCKS data path not healthy — aborting connect").append(lines.hint));
   LogConnectDiagnostics(session.routes.physicalGateway, session.routes.serverBypassIp);
   return Failed();
 }
 
-StepResult ProbeTunnel(Session& session) {
+StepResult ProbeTunnel(Session& session, EngineSlot& engine, std::string_view engineName) {
   for (int attempt = 1; attempt <= kTunnelAttempts; ++attempt) {
     if (!session.running) return QuietStop();
-    if (TunnelEngineExited(session)) break;
+    if (HasExited(engine, engineName)) break;
     if (attempt > 1 && !WaitWhileRunning(session.running, 600)) return QuietStop();
     if (ProbeTunnelOnce(session, attempt)) return GoOn();
   }
   return AbortAndDiagnose("ERROR: TUN data path not healthy — aborting connect");
 }
 
-StepResult DescribeNetwork(Session& session) {
+StepResult DescribeNetwork(Session& session, int32_t settleMs) {
   LogConnectDiagnostics(session.routes.physicalGateway, session.routes.serverBypassIp);
   NameNetworkProfilesAside();
-  return GoOnIf(session.nativeTun ? session.running.load() : WaitWhileRunning(session.running, 200));
+  return GoOnIf(WaitWhileRunning(session.running, settleMs));
 }
 
-StepResult ProtectDns(Session& session) {
+StepResult ProtectDns(Session& session, SplitBy splitBy) {
   LeakProtection wanted;
   wanted.tunnelName = TunnelAdapterName();
   wanted.dnsServers = GetTunnelDnsServers(session.xrayDnsServers);
   wanted.xrayPath = session.engines.xray;
   wanted.blockedApps = session.meta.blockedApps;
-  wanted.nativeTun = session.nativeTun;
+  wanted.nativeTun = splitBy == SplitBy::Engine;
   if (ApplyDnsLeakProtection(wanted, session.running)) return GoOnIf(session.running);
   return Abort("ERROR: DNS leak protection failed — aborting connect");
 }
 
 StepResult DeclareReady(Session& session) {
-  if (!session.nativeTun) NameNetworkProfilesAside();
-  if (!session.running) return QuietStop();
-  session.status.ready = true;
-  if (session.nativeTun) {
-    WriteLogLine("Moorlak tunnel ready (Xray TUN + process split tunnel)");
-  } else {
-    WriteLogLine("Moorlak tunnel ready (SOCKS + TUN path + DNS guard)");
-    WriteStandardErrorLine("VPN Service: TUN interface configured and default route added");
-  }
-  session.statsThread = std::thread([&session] { RunTrafficStatistics(session); });
-  return GoOn();
+  NameNetworkProfilesAside();
+  if (!BeReady(session, "Moorlak tunnel ready (SOCKS + TUN path + DNS guard)")) return QuietStop();
+  WriteStandardErrorLine("VPN Service: TUN interface configured and default route added");
+  return StartStatistics(session);
+}
+
+StepResult DeclareXrayTunReady(Session& session) {
+  if (!BeReady(session, "Moorlak tunnel ready (Xray TUN + process split tunnel)")) return QuietStop();
+  return StartStatistics(session);
 }
 
 }  // namespace moorlak

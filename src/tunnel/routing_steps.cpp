@@ -1,5 +1,4 @@
-#include "tunnel/routing_steps.h"
-
+// Steps of a connect: routes around the tunnel, and the default route into it.
 #include <algorithm>
 #include <string>
 #include <string_view>
@@ -16,48 +15,48 @@
 #include "net/share/proxy_sharing.h"
 #include "process/cancellable_wait.h"
 #include "process/name_resolution.h"
+#include "tunnel/connect_steps.h"
 #include "tunnel/session.h"
 
 namespace moorlak {
 namespace {
 
-// The native path does not write these lines.
-void LogStep(const Session& session, const std::string& text) {
-  if (!session.nativeTun) WriteStandardErrorLine("VPN Service: " + text);
+void Report(Progress progress, const std::string& text) {
+  if (progress == Progress::Written) WriteStandardErrorLine("VPN Service: " + text);
 }
 
 // False, after logging it, if the server is not known.
-bool FindServer(Session& session) {
+bool FindServer(Session& session, Progress progress) {
   const std::string host = ExtractServerAddress(session.configText);
   if (host.empty()) {
     WriteLogLine("WARNING: could not extract server address from config");
-    LogStep(session, "WARNING - Could not extract server address from config");
+    Report(progress, "WARNING - Could not extract server address from config");
     return false;
   }
-  LogStep(session, "Extracting server address: " + host);
+  Report(progress, "Extracting server address: " + host);
   session.serverAddresses = ResolveServerIPv4(host);
   // The resolver can block for long; a stop meanwhile is not a failure.
   if (!session.running) return false;
   if (session.serverAddresses.empty()) {
     WriteLogLine("ERROR: could not resolve VPN server address: " + host);
-    LogStep(session, "ERROR - Could not resolve server address");
+    Report(progress, "ERROR - Could not resolve server address");
     return false;
   }
-  LogStep(session, "Resolved server to " + std::to_string(session.serverAddresses.size()) + " IPv4 address(es)");
+  Report(progress, "Resolved server to " + std::to_string(session.serverAddresses.size()) + " IPv4 address(es)");
   return true;
 }
 
-bool FindGateway(Session& session) {
+bool FindGateway(Session& session, Progress progress) {
   const std::string gateway = FindPhysicalGateway();
   if (!session.running) return false;
   if (gateway.empty()) {
     WriteLogLine("ERROR: could not detect physical gateway (bypass routes skipped)");
-    LogStep(session, "ERROR - Could not find default gateway for bypass route");
+    Report(progress, "ERROR - Could not find default gateway for bypass route");
     return false;
   }
   session.routes.physicalGateway = gateway;
   WriteLogLine("Physical gateway: " + gateway);
-  LogStep(session, "Default gateway: " + gateway);
+  Report(progress, "Default gateway: " + gateway);
   return true;
 }
 
@@ -65,10 +64,10 @@ GatewayRoute RouteTo(const Session& session, const std::string& address) {
   return {address, std::string(kHostMask), session.routes.physicalGateway};
 }
 
-void RouteAround(const Session& session, const std::string& address, std::string_view kind) {
+void RouteAround(const Session& session, Progress progress, const std::string& address, std::string_view kind) {
   const GatewayRoute route = RouteTo(session, address);
   ClearWayFor(route);
-  LogStep(session, "Adding " + std::string(kind) + " route: " + RouteAddCommand(route).text);
+  Report(progress, "Adding " + std::string(kind) + " route: " + RouteAddCommand(route).text);
   AddGatewayRoute(route);
 }
 
@@ -82,20 +81,20 @@ void JournalServerRoutes(const Session& session) {
   JournalReplacements(wanted);
 }
 
-void RouteServer(Session& session) {
+void RouteServer(Session& session, Progress progress) {
   std::vector<std::string>& routed = session.routes.serverRouteIps;
   session.routes.serverBypassIp = session.serverAddresses.front();
   for (const std::string& address : session.serverAddresses) {
     if (!session.running) return;
-    RouteAround(session, address, "bypass");
+    RouteAround(session, progress, address, "bypass");
     if (std::ranges::find(routed, address) == routed.end()) routed.push_back(address);
   }
 }
 
-void RouteDnsServers(const Session& session) {
+void RouteDnsServers(const Session& session, Progress progress) {
   for (const std::string& server : GetTunnelDnsServers(session.xrayDnsServers)) {
     if (!session.running) return;
-    RouteAround(session, server, "DNS bypass");
+    RouteAround(session, progress, server, "DNS bypass");
   }
 }
 
@@ -113,11 +112,11 @@ bool IsDefaultRouteGood() {
 
 }  // namespace
 
-StepResult RouteServerAround(Session& session) {
-  if (!FindServer(session) || !FindGateway(session)) return GoOn();
+StepResult RouteServerAround(Session& session, Progress progress) {
+  if (!FindServer(session, progress) || !FindGateway(session, progress)) return GoOn();
   JournalServerRoutes(session);
-  RouteServer(session);
-  RouteDnsServers(session);
+  RouteServer(session, progress);
+  RouteDnsServers(session, progress);
   return GoOnIf(session.running);
 }
 
@@ -126,11 +125,11 @@ StepResult RequireServerBypass(Session& session) {
   return AbortAndDiagnose("ERROR: server bypass incomplete — aborting connect");
 }
 
-StepResult RouteBypassHosts(Session& session) {
+StepResult RouteBypassHosts(Session& session, std::string_view warningWithoutPanel) {
   if (!session.meta.panelHost.empty()) {
     AddHostBypassRoute(session.meta.panelHost, session.running, session.routes);
-  } else if (!session.nativeTun) {
-    WriteLogLine("WARNING: panelHost missing from moorlakMeta — panel may loop via TUN");
+  } else if (!warningWithoutPanel.empty()) {
+    WriteLogLine(warningWithoutPanel);
   }
   for (const std::string& domain : session.meta.directDomains) {
     if (!session.running) return QuietStop();
