@@ -20,9 +20,7 @@
 namespace moorlak {
 namespace {
 
-constexpr wchar_t kVpnFolderName[] = L"flutter_vless_vpn";
-constexpr wchar_t kVpnFilePrefix[] = L"vpn_config_";
-constexpr wchar_t kVpnFileSuffix[] = L".json";
+constexpr StagingPlace kVpnPlace = {.folder = L"flutter_vless_vpn", .prefix = L"vpn_config_", .suffix = L".json"};
 constexpr wchar_t kVpnFileName[] = L"vpn_config_active.json";
 
 using TempPathCall = DWORD(WINAPI*)(DWORD, LPWSTR);
@@ -59,15 +57,15 @@ std::optional<StagingFolder> OpenStagingFolderIn(const std::wstring& parent, std
 }
 
 void RemoveStagedVpnConfigsIn(const std::wstring& parent) {
-  const auto folder = OpenStagingFolderIn(parent, kVpnFolderName);
-  if (folder) RemoveStagedFiles(*folder, kVpnFilePrefix, kVpnFileSuffix);
+  const auto folder = OpenStagingFolderIn(parent, kVpnPlace.folder);
+  if (folder) RemoveStagedFiles(*folder, kVpnPlace.prefix, kVpnPlace.suffix);
 }
 
 // Where an earlier version, or this one on an older system, staged its files.
 void RemoveEarlierStagedVpnConfigs() {
   const std::wstring earlier = ReadWorkingDirectory(GetTempPathW);
   if (earlier == TemporaryDirectory()) return;
-  const DWORD attributes = GetFileAttributesW((earlier + kVpnFolderName).c_str());
+  const DWORD attributes = GetFileAttributesW((earlier + std::wstring(kVpnPlace.folder)).c_str());
   if (attributes != INVALID_FILE_ATTRIBUTES) RemoveStagedVpnConfigsIn(earlier);
 }
 
@@ -103,10 +101,7 @@ bool NamesFile(std::string_view text) {
 bool StageVpnConfig(std::string_view configText, StagedConfig& staged) {
   // If the earlier session left its file open, it could not be removed.
   staged = {};
-  const auto folder = OpenStagingFolder(kVpnFolderName);
-  if (!folder) return false;
-  RemoveStagedFiles(*folder, kVpnFilePrefix, kVpnFileSuffix);
-  auto written = StageConfig(*folder, kVpnFileName, StripAllowInsecure(std::string(configText)));
+  auto written = StageAlone(kVpnPlace, kVpnFileName, StripAllowInsecure(std::string(configText)));
   if (!written) return false;
   staged = std::move(*written);
   return true;
@@ -150,6 +145,13 @@ std::optional<StagedConfig> StageConfig(const StagingFolder& folder, std::wstrin
     return std::nullopt;
   }
   return staged;
+}
+
+std::optional<StagedConfig> StageAlone(const StagingPlace& place, std::wstring_view fileName, std::string_view text) {
+  const auto folder = OpenStagingFolder(place.folder);
+  if (!folder) return std::nullopt;
+  RemoveStagedFiles(*folder, place.prefix, place.suffix);
+  return StageConfig(*folder, fileName, text);
 }
 
 void RemoveStagedConfig(StagedConfig& staged) noexcept {

@@ -43,6 +43,17 @@ struct StagedConfig {
 // says why.
 std::optional<StagedConfig> StageConfig(const StagingFolder& folder, std::wstring_view fileName, std::string_view text);
 
+// Where the sessions of one mode stage their files: the folder's name, and the beginning and end of the files' names.
+struct StagingPlace {
+  std::wstring_view folder;
+  std::wstring_view prefix;
+  std::wstring_view suffix;
+};
+
+// Stages the text as the only file of its place: removes those of earlier sessions first. nullopt also if the folder
+// cannot be had or trusted.
+std::optional<StagedConfig> StageAlone(const StagingPlace& place, std::wstring_view fileName, std::string_view text);
+
 // Closes and removes the file; retries if another process holds it for a moment (base/held_file.h). The record of a
 // file that cannot be removed is kept for another try. Safe to call twice.
 void RemoveStagedConfig(StagedConfig& staged) noexcept;

@@ -40,7 +40,9 @@ std::string Status() {
   StatusReply status;
   status.running = controller.IsRunning();
   status.tunnelUp = controller.IsTunnelUp();
-  controller.GetTraffic(status.upBytes, status.downBytes);
+  const EngineCounters traffic = controller.Traffic();
+  status.upBytes = static_cast<int64_t>(traffic.uplink);
+  status.downBytes = static_cast<int64_t>(traffic.downlink);
   return FormatStatusReply(status);
 }
 

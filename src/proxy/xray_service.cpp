@@ -3,7 +3,6 @@
 #include <exception>
 
 #include "base/standard_error.h"
-#include "config/inbound_ports.h"
 #include "process/engine_files.h"
 #include "proxy/proxy_config.h"
 #include "proxy/system_proxy.h"
@@ -11,15 +10,6 @@
 
 namespace moorlak {
 namespace {
-
-void ResetSession(XrayService& service) {
-  service.apiAddress = "127.0.0.1:" + std::to_string(kDefaultApiPort);
-  service.apiTag.clear();
-  service.socksPort = kDefaultSocksPort;
-  service.engineAccount = {};
-  service.uplink = 0;
-  service.downlink = 0;
-}
 
 std::string LookUpXray() {
   std::string path = FindXray();
@@ -32,30 +22,27 @@ bool StartSession(XrayService& service, const std::string& text) {
     WriteStandardErrorLine("Invalid Xray configuration JSON");
     return false;
   }
-  service.configText = text;
   service.xrayPath = LookUpXray();
   if (service.xrayPath.empty()) {
     WriteStandardErrorLine("Xray executable not found. Please ensure xray.exe is available.");
     return false;
   }
-  ResetSession(service);
+  ClearTotals(service.traffic);
   service.running = true;
-  service.sessionThread = std::thread([&service] { RunProxySession(service); });
+  service.sessionThread = std::thread([&service, text] { RunProxySession(service, text); });
   return true;
 }
 
 }  // namespace
 
-XrayService::XrayService() : xrayPath(LookUpXray()) {
-  ResetSession(*this);
-}
+XrayService::XrayService() : xrayPath(LookUpXray()) {}
 
 XrayService::~XrayService() {
   Stop();
 }
 
 bool XrayService::Start(const std::string& text) noexcept {
-  // Also joins the threads of a session that ended by itself.
+  // Also joins the thread of a session that ended by itself.
   Stop();
   try {
     return StartSession(*this, text);
@@ -75,9 +62,7 @@ void XrayService::Stop() noexcept {
   // The session publishes no engine once running is clear; if there is one all the same, it must not stay.
   EndEngine(*this);
   RestoreSystemProxy();
-  if (statsThread.joinable()) statsThread.join();
-  uplink = 0;
-  downlink = 0;
+  ClearTotals(traffic);
 }
 
 }  // namespace moorlak

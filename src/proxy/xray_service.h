@@ -2,37 +2,27 @@
 #pragma once
 
 #include <atomic>
-#include <cstdint>
-#include <memory>
 #include <string>
 #include <thread>
 
 #include "process/engine_slot.h"
+#include "process/engine_statistics.h"
 
 namespace moorlak {
 
-// Start and Stop are called under the controller's lock; the status readers take no lock.
+// Start and Stop are called under the controller's lock; the status readers do not take it. What lives as long as a
+// session belongs to its thread (proxy/xray_session.cpp).
 struct XrayService {
   // Set by a successful start; cleared by stop and when Xray dies.
   std::atomic<bool> running{false};
-  // The configuration as given; written by start while there is no session thread.
-  std::string configText;
-  // UTF-8; looked up at construction and again at each start. Empty if not found.
+  // UTF-8; looked up at construction and again at each start, while there is no session thread. Empty if not found.
   std::string xrayPath;
-  // Written by start while there is no thread, then by the session thread; the statistics thread gets copies. No other
-  // thread reads them.
-  std::string apiAddress;
-  std::string apiTag;
-  uint16_t socksPort = 0;
-  // The account that the engine and its queries run as; same rules as the three above.
-  EngineAccount engineAccount;
 
   EngineSlot xray;
+  // Cleared by start and stop.
+  TrafficMeter traffic;
 
   std::thread sessionThread;
-  std::thread statsThread;
-  std::atomic<int64_t> uplink{0};
-  std::atomic<int64_t> downlink{0};
 
   XrayService();
   XrayService(const XrayService&) = delete;

@@ -3,7 +3,8 @@
 #include <windows.h>
 
 #include <exception>
-#include <optional>
+#include <string_view>
+#include <thread>
 #include <utility>
 
 #include "base/durable_file.h"
@@ -13,17 +14,13 @@
 #include "config/config_staging.h"
 #include "config/inbound_ports.h"
 #include "process/cancellable_wait.h"
-#include "process/hidden_command.h"
 #include "proxy/proxy_config.h"
 #include "proxy/system_proxy.h"
-#include "proxy/traffic_counters.h"
 
 namespace moorlak {
 namespace {
 
-constexpr wchar_t kStagingFolderName[] = L"flutter_vless";
-constexpr wchar_t kStagedPrefix[] = L"xray_config_";
-constexpr wchar_t kStagedSuffix[] = L".json";
+constexpr StagingPlace kPlace = {.folder = L"flutter_vless", .prefix = L"xray_config_", .suffix = L".json"};
 constexpr char kProxyHost[] = "localhost";
 
 constexpr int32_t kSettleMs = 500;
@@ -41,14 +38,19 @@ constexpr XrayLaunchTexts kLaunchTexts = {
     .startFailed = "Failed to start Xray process. Error: ",
 };
 
-// Removes the staged file at the end of the session.
-struct StagedFile {
-  StagedConfig config;
+// What lives as long as one session. Only its thread uses it.
+struct ProxySession {
+  ProxySession(XrayService& owner, const std::string& text) : service(owner), configText(text) {}
 
-  StagedFile() = default;
-  StagedFile(const StagedFile&) = delete;
-  StagedFile& operator=(const StagedFile&) = delete;
-  ~StagedFile() { RemoveStagedConfig(config); }
+  XrayService& service;
+  // As given.
+  const std::string& configText;
+  std::string apiAddress;
+  std::string apiTag;
+  // The account that the engine and its queries run as.
+  EngineAccount engineAccount;
+  StagedConfig staged;
+  std::thread statsThread;
 };
 
 // The port for an api section that this program adds. If another engine already listens on it, or the configuration
@@ -61,36 +63,35 @@ uint16_t ChooseApiPort(std::string_view text) {
 }
 
 // The text that the engine runs; logs where its API will listen.
-std::string PrepareText(XrayService& service) {
-  const std::string normalised = StripAllowInsecure(service.configText);
+std::string PrepareText(ProxySession& session) {
+  const std::string normalised = StripAllowInsecure(session.configText);
   std::string prepared = AddStatisticsSections(normalised, ChooseApiPort(normalised));
-  ApiEndpoint endpoint = DetectApiEndpoint(prepared, service.apiAddress);
-  service.apiAddress = std::move(endpoint.address);
-  service.apiTag = std::move(endpoint.tag);
-  WriteStandardErrorLine("Detected Xray API address: " + service.apiAddress);
+  ApiEndpoint endpoint = DetectApiEndpoint(prepared, "127.0.0.1:" + std::to_string(kDefaultApiPort));
+  session.apiAddress = std::move(endpoint.address);
+  session.apiTag = std::move(endpoint.tag);
+  WriteStandardErrorLine("Detected Xray API address: " + session.apiAddress);
   return prepared;
 }
 
 // A file name that no other start of any instance has used.
 std::wstring NextStagedName() {
   static std::atomic<uint32_t> counter{0};
-  return kStagedPrefix + std::to_wstring(GetCurrentProcessId()) + L"_" + std::to_wstring(++counter) + kStagedSuffix;
+  return std::wstring(kPlace.prefix) + std::to_wstring(GetCurrentProcessId()) + L"_" + std::to_wstring(++counter) +
+         std::wstring(kPlace.suffix);
 }
 
-bool StageText(std::string_view text, StagedConfig& staged) {
-  const auto folder = OpenStagingFolder(kStagingFolderName);
-  if (!folder) return false;
-  RemoveStagedFiles(*folder, kStagedPrefix, kStagedSuffix);
-  auto written = StageConfig(*folder, NextStagedName(), text);
-  if (!written) return false;
-  staged = std::move(*written);
+bool StageText(ProxySession& session) {
+  auto staged = StageAlone(kPlace, NextStagedName(), PrepareText(session));
+  if (!staged) return false;
+  session.staged = std::move(*staged);
   return true;
 }
 
 // Starts the engine and publishes it, unless a stop came meanwhile: the record's destructor then ends the engine.
-bool LaunchEngine(XrayService& service, const std::wstring& configPath) {
+bool LaunchEngine(ProxySession& session) {
+  XrayService& service = session.service;
   if (!service.running) return false;
-  auto process = LaunchXray(service.xrayPath, NarrowUtf16(configPath), kLaunchTexts, service.engineAccount);
+  auto process = LaunchXray(service.xrayPath, NarrowUtf16(session.staged.path), kLaunchTexts, session.engineAccount);
   if (!process) {
     WriteStandardErrorLine("Failed to start Xray process");
     return false;
@@ -102,54 +103,32 @@ bool IsEngineAlive(XrayService& service) {
   return StateOf(service.xray) == EngineState::Running;
 }
 
-uint16_t ReadSocksPort(const XrayService& service, const std::wstring& configPath) {
-  if (const auto text = ReadWholeFile(configPath, kMaxStagedBytes)) return FindSocksPort(*text);
+uint16_t ReadSocksPort(const ProxySession& session) {
+  if (const auto text = ReadWholeFile(session.staged.path, kMaxStagedBytes)) return FindSocksPort(*text);
   WriteStandardErrorLine("Warning: Failed to read actual config file, using original");
-  return FindSocksPort(service.configText);
+  return FindSocksPort(session.configText);
 }
 
-void PointSystemProxy(XrayService& service, const std::wstring& configPath) {
-  service.socksPort = ReadSocksPort(service, configPath);
-  if (!service.running) return;
-  if (SetSystemProxy(kProxyHost, service.socksPort)) {
-    WriteStandardErrorLine("System proxy set to localhost:" + std::to_string(service.socksPort));
+void PointSystemProxy(const ProxySession& session) {
+  const uint16_t port = ReadSocksPort(session);
+  if (!session.service.running) return;
+  if (SetSystemProxy(kProxyHost, port)) {
+    WriteStandardErrorLine("System proxy set to localhost:" + std::to_string(port));
   } else {
     WriteStandardErrorLine("Warning: Failed to set system proxy. Proxy mode may not work correctly.");
   }
 }
 
-void QueryCounters(XrayService& service, const std::string& arguments, const std::string& apiTag,
-                   EngineAccount& account) {
-  std::string output;
-  if (!RunXrayApiCommand(service.xrayPath, arguments, output, account, &service.running)) return;
-  const auto totals = SumOutboundTraffic(output, apiTag);
-  if (!totals) return;
-  service.uplink = totals->uplink;
-  service.downlink = totals->downlink;
-}
-
-// Body of the statistics thread.
-void RunStatistics(XrayService& service, const std::string& apiAddress, const std::string& apiTag,
-                   EngineAccount account) noexcept {
+bool StartStatistics(ProxySession& session) {
+  if (!IsSafeApiAddress(session.apiAddress)) return false;
+  XrayService& service = session.service;
   try {
-    const std::string arguments = "api statsquery -s " + apiAddress + " -pattern \"\"";
-    while (service.running) {
-      QueryCounters(service, arguments, apiTag, account);
-      WaitWhileRunning(service.running, kStatisticsPeriodMs);
-    }
-  } catch (const std::exception& error) {
-    WriteStandardErrorLine(error.what());
-    WriteStandardErrorLine("Warning: Xray statistics ended");
-  }
-}
-
-bool StartStatistics(XrayService& service) {
-  if (!IsSafeApiAddress(service.apiAddress)) return false;
-  try {
-    service.statsThread =
-        std::thread([&service, address = service.apiAddress, tag = service.apiTag, account = service.engineAccount] {
-          RunStatistics(service, address, tag, account);
-        });
+    CountersQuery query{service.xrayPath, "api statsquery -s " + session.apiAddress + " -pattern \"\"",
+                        session.engineAccount, kStatisticsPeriodMs,
+                        [tag = session.apiTag](std::string_view reply) { return SumOutboundTraffic(reply, tag); }};
+    session.statsThread = std::thread([&service, query = std::move(query)]() mutable {
+      RunStatistics(std::move(query), service.running, service.traffic);
+    });
     return true;
   } catch (const std::exception&) {
     return false;
@@ -168,17 +147,18 @@ void MonitorEngine(XrayService& service) {
   }
 }
 
-void RunSteps(XrayService& service, StagedConfig& staged) {
-  if (!StageText(PrepareText(service), staged)) {
+void RunSteps(ProxySession& session) {
+  XrayService& service = session.service;
+  if (!StageText(session)) {
     WriteStandardErrorLine("Failed to write Xray configuration file");
     return;
   }
-  if (!LaunchEngine(service, staged.path)) return;
+  if (!LaunchEngine(session)) return;
   if (!WaitWhileRunning(service.running, kSettleMs)) return;
   // Do not point clients at the port of an engine that refused its configuration.
   if (IsEngineAlive(service)) {
-    PointSystemProxy(service, staged.path);
-    if (!StartStatistics(service)) {
+    PointSystemProxy(session);
+    if (!StartStatistics(session)) {
       WriteStandardErrorLine("Warning: Failed to initialize Xray API client. Stats may not be available.");
     }
   }
@@ -187,10 +167,10 @@ void RunSteps(XrayService& service, StagedConfig& staged) {
 
 }  // namespace
 
-void RunProxySession(XrayService& service) noexcept {
-  StagedFile staged;
+void RunProxySession(XrayService& service, const std::string& configText) noexcept {
+  ProxySession session(service, configText);
   try {
-    RunSteps(service, staged.config);
+    RunSteps(session);
   } catch (const std::exception& error) {
     WriteStandardErrorLine(error.what());
     WriteStandardErrorLine("Proxy session ended by an error");
@@ -198,6 +178,8 @@ void RunProxySession(XrayService& service) noexcept {
   service.running = false;
   EndEngine(service);
   RestoreSystemProxy();
+  RemoveStagedConfig(session.staged);
+  if (session.statsThread.joinable()) session.statsThread.join();
 }
 
 void EndEngine(XrayService& service) noexcept {

@@ -33,11 +33,8 @@ void EndAllEngines(VpnService& service) {
 }
 
 void ClearStatus(VpnService& service) {
-  VpnStatus& status = service.status;
-  status.ready = false;
-  const MutexGuard guard(status.lock);
-  status.uplinkBytes = 0;
-  status.downlinkBytes = 0;
+  service.status.ready = false;
+  ClearTotals(service.status.traffic);
 }
 
 void ReleaseTraffic(VpnService& service) {

@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 #include "base/log.h"
 #include "base/standard_error.h"
@@ -16,13 +17,13 @@
 #include "tunnel/connect_steps.h"
 #include "tunnel/leak_protection.h"
 #include "tunnel/session.h"
-#include "tunnel/traffic_statistics.h"
 
 namespace moorlak {
 namespace {
 
 constexpr int kSocksAttempts = 4;
 constexpr int kTunnelAttempts = 5;
+constexpr int32_t kStatisticsPeriodMs = 3000;
 
 // "url=… attempt=n" after the outcome of a probe.
 std::string UrlText(const std::string& url, int attempt) {
@@ -75,7 +76,11 @@ bool BeReady(Session& session, const char* logLine) {
 }
 
 StepResult StartStatistics(Session& session) {
-  session.statsThread = std::thread([&session] { RunTrafficStatistics(session); });
+  CountersQuery query{session.engines.xray, "api statsquery -server=" + session.apiAddress, session.engineAccount,
+                      kStatisticsPeriodMs, ParseEngineCounters};
+  session.statsThread = std::thread([&session, query = std::move(query)]() mutable {
+    RunStatistics(std::move(query), session.running, session.status.traffic);
+  });
   return GoOn();
 }
 

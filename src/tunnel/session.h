@@ -7,11 +7,11 @@
 #include <thread>
 #include <vector>
 
-#include "base/mutex.h"
 #include "config/config_meta.h"
 #include "config/config_staging.h"
 #include "net/routing/bypass_routes.h"
 #include "process/engine_slot.h"
+#include "process/engine_statistics.h"
 #include "process/probes.h"
 #include "process/session_watch.h"
 
@@ -27,11 +27,7 @@ struct EnginePaths {
 struct VpnStatus {
   // The tunnel is up.
   std::atomic<bool> ready{false};
-
-  mutable Mutex lock;
-  // Bytes since the engine started, from its last reply.
-  uint64_t uplinkBytes GUARDED_BY(lock) = 0;
-  uint64_t downlinkBytes GUARDED_BY(lock) = 0;
+  TrafficMeter traffic;
 };
 
 // Made and dropped while there is no session thread. The thread that stops the session uses only the first group while
@@ -61,8 +57,7 @@ struct Session {
   // The engine's name servers.
   std::vector<std::string> xrayDnsServers;
   StagedConfig staged;
-  // The account for the engine's test and queries, and for the engine itself unless it drives the adapter. The
-  // statistics thread has a copy.
+  // The account for the engine's test and queries, and for the engine itself unless it drives the adapter.
   EngineAccount engineAccount;
   // Host and port of the engine's API inbound.
   std::string apiAddress;

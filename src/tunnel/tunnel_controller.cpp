@@ -139,13 +139,8 @@ bool TunnelController::IsTunnelUp() const {
   return proxyMode ? proxyEngine.IsRunning() : vpnEngine.status.ready.load();
 }
 
-void TunnelController::GetTraffic(int64_t& up, int64_t& down) const {
-  if (!proxyMode) {
-    vpnEngine.GetTraffic(up, down);
-    return;
-  }
-  up = proxyEngine.uplink;
-  down = proxyEngine.downlink;
+EngineCounters TunnelController::Traffic() const {
+  return TotalsOf(proxyMode ? proxyEngine.traffic : vpnEngine.status.traffic);
 }
 
 }  // namespace moorlak

@@ -54,7 +54,7 @@ struct TunnelController {
   bool IsRunning() const { return running; }
   bool IsVpnRunning() const { return running && !proxyMode; }
   bool IsTunnelUp() const;
-  void GetTraffic(int64_t& up, int64_t& down) const;
+  EngineCounters Traffic() const;
 };
 
 }  // namespace moorlak

@@ -90,10 +90,4 @@ void VpnService::JoinSession() noexcept {
   if (sessionThread.joinable()) sessionThread.join();
 }
 
-void VpnService::GetTraffic(int64_t& up, int64_t& down) const {
-  const MutexGuard guard(status.lock);
-  up = static_cast<int64_t>(status.uplinkBytes);
-  down = static_cast<int64_t>(status.downlinkBytes);
-}
-
 }  // namespace moorlak

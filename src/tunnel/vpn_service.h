@@ -2,7 +2,6 @@
 #pragma once
 
 #include <atomic>
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -44,9 +43,6 @@ struct VpnService {
 
   // Waits for a session that has ended, or is ending, by itself.
   void JoinSession() noexcept;
-
-  // Any thread may call it.
-  void GetTraffic(int64_t& up, int64_t& down) const;
 };
 
 }  // namespace moorlak

@@ -5,8 +5,8 @@
 #include <string_view>
 
 #include "check.h"
-#include "config/engine_counters.h"
 #include "naive_text.h"
+#include "process/engine_counters.h"
 
 namespace moorlak {
 namespace {

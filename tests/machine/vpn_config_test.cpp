@@ -5,7 +5,6 @@
 
 #include "base/utf.h"
 #include "config/config_staging.h"
-#include "config/engine_counters.h"
 #include "config/inbound_ports.h"
 #include "fixtures/config_fixtures.h"
 #include "fixtures/start_rewrite.h"
@@ -14,6 +13,7 @@
 #include "machine/support/service_control.h"
 #include "machine/support/wait.h"
 #include "process/config_validation.h"
+#include "process/engine_counters.h"
 #include "process/engine_process.h"
 
 namespace moorlak::machine {

@@ -7,10 +7,10 @@
 #include "config/allow_insecure.h"
 #include "config/config_meta.h"
 #include "config/dns_servers.h"
-#include "config/engine_counters.h"
 #include "config/inbound_ports.h"
 #include "config/server_address.h"
 #include "config/vpn_config.h"
+#include "process/engine_counters.h"
 #include "unit/config/pattern_cases.h"
 #include "unit/log_lines.h"
 

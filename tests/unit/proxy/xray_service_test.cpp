@@ -181,11 +181,12 @@ TEST_F(XrayServiceWithEngine, AStopRightAfterTheStartLeavesNothingBehind) {
 }
 
 TEST_F(XrayServiceWithEngine, TheCountersBeginAtZeroWithEachStart) {
-  service.uplink = 5;
-  service.downlink = 6;
+  {
+    const MutexGuard guard(service.traffic.lock);
+    service.traffic.totals = {5, 6};
+  }
   ASSERT_TRUE(service.Start(Config("sleep")));
-  EXPECT_EQ(service.uplink, 0);
-  EXPECT_EQ(service.downlink, 0);
+  EXPECT_EQ(TotalsOf(service.traffic), EngineCounters{});
 }
 
 TEST_F(XrayServiceWithEngine, ABusyApiPortGivesWayToAFreeOneOnlyWhereTheSectionIsOurs) {

@@ -195,11 +195,7 @@ TEST_F(Controller, RefusesEveryStartOnceItIsClosing) {
 TEST_F(Controller, IsIdleAtFirstAndStopsSafely) {
   controller->Stop();
   controller->Shutdown();
-  int64_t up = -1;
-  int64_t down = -1;
-  controller->GetTraffic(up, down);
-  EXPECT_EQ(up, 0);
-  EXPECT_EQ(down, 0);
+  EXPECT_EQ(controller->Traffic(), EngineCounters{});
   EXPECT_FALSE(controller->IsTunnelUp());
   EXPECT_FALSE(controller->StopIfCurrent(0, "never written"));
 }

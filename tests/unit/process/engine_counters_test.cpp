@@ -1,4 +1,4 @@
-#include "config/engine_counters.h"
+#include "process/engine_counters.h"
 
 #include <gtest/gtest.h>
 

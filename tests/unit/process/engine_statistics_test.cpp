@@ -1,5 +1,5 @@
 // The statistics thread with a stand-in engine: the test child, which replies to a query as its file says.
-#include "tunnel/traffic_statistics.h"
+#include "process/engine_statistics.h"
 
 #include <windows.h>
 
@@ -9,24 +9,19 @@
 #include "base/durable_file.h"
 #include "base/handle.h"
 #include "base/utf.h"
-#include "tunnel/session.h"
 #include "unit/process/child_test_support.h"
 
 namespace moorlak {
 namespace {
 
-struct Traffic {
-  int64_t up = 0;
-  int64_t down = 0;
-  bool operator==(const Traffic&) const = default;
-};
-
-std::string Counters(const Traffic& traffic) {
-  const auto one = [](const std::string& direction, int64_t value) {
+std::string Counters(const EngineCounters& traffic) {
+  const auto one = [](const std::string& direction, uint64_t value) {
     return R"({"name":"outbound>>>proxy>>>traffic>>>)" + direction + R"(","value":)" + std::to_string(value) + "}";
   };
-  return R"(out={"stat":[)" + one("uplink", traffic.up) + "," + one("downlink", traffic.down) + "]}\n";
+  return R"(out={"stat":[)" + one("uplink", traffic.uplink) + "," + one("downlink", traffic.downlink) + "]}\n";
 }
+
+constexpr int32_t kPeriodMs = 3000;
 
 // Named, so that the engine's process can find it. Set once for each wait.
 struct Signal {
@@ -44,9 +39,9 @@ class Loop {
   explicit Loop(const std::string& actions) {
     folder.AddChild(L"xray.exe");
     ReplyBy(actions);
-    session.running = true;
     thread = std::thread([this] {
-      RunTrafficStatistics(session);
+      RunStatistics({folder.NarrowFile(L"xray.exe"), "api statsquery", {}, kPeriodMs, ParseEngineCounters}, running,
+                    meter);
       SetEvent(ended.Get());
     });
   }
@@ -60,14 +55,11 @@ class Loop {
   void ReplyBy(const std::string& actions) const {
     ASSERT_TRUE(WriteFileDurably(folder.File(L"api_actions.txt"), actions));
   }
-  void End() { session.running = false; }
+  void End() { running = false; }
   HANDLE Ended() const { return ended.Get(); }
 
-  Traffic Totals() const {
-    const MutexGuard guard(status.lock);
-    return {static_cast<int64_t>(status.uplinkBytes), static_cast<int64_t>(status.downlinkBytes)};
-  }
-  bool Shows(const Traffic& wanted) const {
+  EngineCounters Totals() const { return TotalsOf(meter); }
+  bool Shows(const EngineCounters& wanted) const {
     const ULONGLONG deadline = GetTickCount64() + kGenerousMs;
     while (!(Totals() == wanted)) {
       if (GetTickCount64() > deadline) return false;
@@ -78,8 +70,8 @@ class Loop {
 
  private:
   TestFolder folder;
-  VpnStatus status;
-  Session session{"", {folder.NarrowFile(L"xray.exe"), {}}, status};
+  std::atomic<bool> running{true};
+  TrafficMeter meter;
   KernelHandle ended{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
   std::thread thread;
 };
@@ -95,7 +87,7 @@ TEST(TrafficStatistics, KeepTheTotalsWhenAQueryFailsAndStoreZeroForAnAnswerWitho
   // The next query has begun, so the one that hung has ended.
   loop.ReplyBy("signal=" + asked.name + "\nwait=" + answer.name + "\nout=failed to dial\n");
   ASSERT_TRUE(asked.Comes());
-  EXPECT_EQ(loop.Totals(), (Traffic{11, 22}));
+  EXPECT_EQ(loop.Totals(), (EngineCounters{11, 22}));
   answer.Set();
   EXPECT_TRUE(loop.Shows({0, 0}));
 }
@@ -119,7 +111,7 @@ TEST(TrafficStatistics, EndInAQueryOnceTheFlagIsClear) {
   ASSERT_TRUE(hung.Comes());
   loop.End();
   EXPECT_EQ(WaitForSingleObject(loop.Ended(), kGenerousMs), static_cast<DWORD>(WAIT_OBJECT_0));
-  EXPECT_EQ(loop.Totals(), Traffic{});
+  EXPECT_EQ(loop.Totals(), EngineCounters{});
 }
 
 }  // namespace
