@@ -11,13 +11,7 @@
 
 namespace moorlak {
 
-struct ChangeNotificationTraits {
-  using Type = HANDLE;
-  static Type Empty() noexcept { return INVALID_HANDLE_VALUE; }
-  static bool IsValid(Type handle) noexcept { return handle != INVALID_HANDLE_VALUE && handle != nullptr; }
-  static void Close(Type handle) noexcept { FindCloseChangeNotification(handle); }
-};
-using ChangeNotification = UniqueHandle<ChangeNotificationTraits>;
+using ChangeNotification = UniqueHandle<HANDLE, FindCloseChangeNotification>;
 
 struct LogFollower {
   LogPosition position;

@@ -1,17 +1,20 @@
-// Owned Windows handles: one move-only template, one traits struct for each kind of handle.
+// Owned Windows handles: one move-only template, one alias for each kind of handle.
 #pragma once
 
 #include <windows.h>
 #include <winsvc.h>
 
+#include <type_traits>
+
 namespace moorlak {
 
-// Owns one handle and closes it once. Traits names the type, the empty value, what counts as valid and the close call.
-// Closing keeps GetLastError, so a failing path may destroy handles before it reports its error.
-template <typename Traits>
+// Owns one handle and closes it once, with that call. Closing keeps GetLastError, so a failing path may destroy handles
+// before it reports its error. Zero and minus one are empty: of the calls that fail with one of them, such as
+// CreateFileW with INVALID_HANDLE_VALUE, none returns the other as a handle.
+template <typename T, auto CloseCall>
 class UniqueHandle {
  public:
-  using Type = typename Traits::Type;
+  using Type = T;
 
   UniqueHandle() noexcept = default;
   explicit UniqueHandle(Type owned) noexcept : value(owned) {}
@@ -25,21 +28,21 @@ class UniqueHandle {
   ~UniqueHandle() { Reset(); }
 
   Type Get() const noexcept { return value; }
-  explicit operator bool() const noexcept { return Traits::IsValid(value); }
+  explicit operator bool() const noexcept { return IsValid(value); }
 
   // Returns the handle without closing it; the caller owns it then.
   Type Release() noexcept {
     Type released = value;
-    value = Traits::Empty();
+    value = Type{};
     return released;
   }
 
-  void Reset(Type replacement = Traits::Empty()) noexcept {
+  void Reset(Type replacement = Type{}) noexcept {
     Type old = value;
     value = replacement;
-    if (!Traits::IsValid(old)) return;
+    if (!IsValid(old)) return;
     const DWORD error = GetLastError();
-    Traits::Close(old);
+    CloseCall(old);
     SetLastError(error);
   }
 
@@ -50,62 +53,27 @@ class UniqueHandle {
   }
 
  private:
-  Type value = Traits::Empty();
+  static bool IsValid(Type handle) noexcept {
+    if constexpr (std::is_pointer_v<Type>) {
+      return handle != nullptr && reinterpret_cast<INT_PTR>(handle) != -1;
+    } else {
+      return handle != 0 && handle != static_cast<Type>(-1);
+    }
+  }
+
+  Type value = Type{};
 };
 
-// Kernel objects of both conventions: CreateFileW fails with INVALID_HANDLE_VALUE, most other calls with null.
-struct KernelHandleTraits {
-  using Type = HANDLE;
-  static Type Empty() noexcept { return nullptr; }
-  static bool IsValid(Type handle) noexcept { return handle != nullptr && handle != INVALID_HANDLE_VALUE; }
-  static void Close(Type handle) noexcept { CloseHandle(handle); }
-};
-using KernelHandle = UniqueHandle<KernelHandleTraits>;
-
+using KernelHandle = UniqueHandle<HANDLE, CloseHandle>;
 // FindFirstFileW.
-struct FindHandleTraits {
-  using Type = HANDLE;
-  static Type Empty() noexcept { return INVALID_HANDLE_VALUE; }
-  static bool IsValid(Type handle) noexcept { return handle != INVALID_HANDLE_VALUE; }
-  static void Close(Type handle) noexcept { FindClose(handle); }
-};
-using FindHandle = UniqueHandle<FindHandleTraits>;
-
+using FindHandle = UniqueHandle<HANDLE, FindClose>;
 // The service control manager and its services.
-struct ServiceHandleTraits {
-  using Type = SC_HANDLE;
-  static Type Empty() noexcept { return nullptr; }
-  static bool IsValid(Type handle) noexcept { return handle != nullptr; }
-  static void Close(Type handle) noexcept { CloseServiceHandle(handle); }
-};
-using ServiceHandle = UniqueHandle<ServiceHandleTraits>;
-
-struct RegistryKeyTraits {
-  using Type = HKEY;
-  static Type Empty() noexcept { return nullptr; }
-  static bool IsValid(Type key) noexcept { return key != nullptr; }
-  static void Close(Type key) noexcept { RegCloseKey(key); }
-};
-using RegistryKey = UniqueHandle<RegistryKeyTraits>;
-
+using ServiceHandle = UniqueHandle<SC_HANDLE, CloseServiceHandle>;
+using RegistryKey = UniqueHandle<HKEY, RegCloseKey>;
 // LoadLibraryW.
-struct ModuleHandleTraits {
-  using Type = HMODULE;
-  static Type Empty() noexcept { return nullptr; }
-  static bool IsValid(Type module) noexcept { return module != nullptr; }
-  static void Close(Type module) noexcept { FreeLibrary(module); }
-};
-using ModuleHandle = UniqueHandle<ModuleHandleTraits>;
-
+using ModuleHandle = UniqueHandle<HMODULE, FreeLibrary>;
 // Memory that Windows allocates with LocalAlloc: security descriptors, SID texts.
 template <typename T>
-struct LocalMemoryTraits {
-  using Type = T;
-  static Type Empty() noexcept { return nullptr; }
-  static bool IsValid(Type memory) noexcept { return memory != nullptr; }
-  static void Close(Type memory) noexcept { LocalFree(memory); }
-};
-template <typename T>
-using LocalMemory = UniqueHandle<LocalMemoryTraits<T>>;
+using LocalMemory = UniqueHandle<T, LocalFree>;
 
 }  // namespace moorlak

@@ -22,12 +22,6 @@ struct WinsockSession {
   }
 };
 
-struct SocketTraits {
-  using Type = SOCKET;
-  static Type Empty() noexcept { return INVALID_SOCKET; }
-  static bool IsValid(Type socket) noexcept { return socket != INVALID_SOCKET; }
-  static void Close(Type socket) noexcept { closesocket(socket); }
-};
-using UniqueSocket = UniqueHandle<SocketTraits>;
+using UniqueSocket = UniqueHandle<SOCKET, closesocket>;
 
 }  // namespace moorlak

@@ -40,13 +40,11 @@ constexpr DWORD kWakeRetryMs = 50;
 
 // A client that keeps its end open would keep the name in use, so every close disconnects first. That discards what the
 // client has not read, so a reply is flushed before.
-struct ServerPipeTraits : KernelHandleTraits {
-  static void Close(Type handle) noexcept {
-    DisconnectNamedPipe(handle);
-    CloseHandle(handle);
-  }
-};
-using ServerPipe = UniqueHandle<ServerPipeTraits>;
+void CloseServerPipe(HANDLE pipe) noexcept {
+  DisconnectNamedPipe(pipe);
+  CloseHandle(pipe);
+}
+using ServerPipe = UniqueHandle<HANDLE, CloseServerPipe>;
 
 enum class Connection { Connected, Stopped, Failed };
 

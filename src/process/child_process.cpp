@@ -11,17 +11,12 @@ namespace {
 
 constexpr size_t kReadChunkSize = 4095;
 
-struct AttributeListTraits {
-  using Type = LPPROC_THREAD_ATTRIBUTE_LIST;
-  static Type Empty() noexcept { return nullptr; }
-  static bool IsValid(Type list) noexcept { return list != nullptr; }
-  static void Close(Type list) noexcept { DeleteProcThreadAttributeList(list); }
-};
+using OwnedAttributeList = UniqueHandle<LPPROC_THREAD_ATTRIBUTE_LIST, DeleteProcThreadAttributeList>;
 
 // Refers to its own memory, to the job and to the handles: none of them may move while it is in use.
 struct AttributeList {
   std::vector<std::byte> memory;
-  UniqueHandle<AttributeListTraits> list;
+  OwnedAttributeList list;
 };
 
 bool OpenAttributeList(AttributeList& attributes, DWORD count) {

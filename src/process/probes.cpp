@@ -29,13 +29,7 @@ constexpr int32_t kPauseMs = 100;
 constexpr int kHttpStepMs = 5000;
 constexpr wchar_t kUserAgent[] = L"Moorlak/1.0";
 
-struct HttpHandleTraits {
-  using Type = HINTERNET;
-  static Type Empty() noexcept { return nullptr; }
-  static bool IsValid(Type handle) noexcept { return handle != nullptr; }
-  static void Close(Type handle) noexcept { WinHttpCloseHandle(handle); }
-};
-using HttpHandle = UniqueHandle<HttpHandleTraits>;
+using HttpHandle = UniqueHandle<HINTERNET, WinHttpCloseHandle>;
 
 }  // namespace
 

@@ -27,13 +27,7 @@ constexpr size_t kMaxBackupBytes = 4u << 20;
 Mutex proxyLock;
 
 // A query allocates its strings with GlobalAlloc.
-struct GlobalTextTraits {
-  using Type = wchar_t*;
-  static Type Empty() noexcept { return nullptr; }
-  static bool IsValid(Type text) noexcept { return text != nullptr; }
-  static void Close(Type text) noexcept { GlobalFree(text); }
-};
-using GlobalText = UniqueHandle<GlobalTextTraits>;
+using GlobalText = UniqueHandle<wchar_t*, GlobalFree>;
 
 void Complain(const char* what, DWORD error) {
   WriteStandardErrorLine(std::string("System proxy: ") + what + " (error " + std::to_string(error) + ")");

@@ -19,13 +19,7 @@ constexpr int kShortMs = 100;
 // Forever: a test hangs if its wait is not ended.
 constexpr int kForEver = 0;
 
-struct HttpHandleTraits {
-  using Type = HINTERNET;
-  static Type Empty() noexcept { return nullptr; }
-  static bool IsValid(Type handle) noexcept { return handle != nullptr; }
-  static void Close(Type handle) noexcept { WinHttpCloseHandle(handle); }
-};
-using HttpHandle = UniqueHandle<HttpHandleTraits>;
+using HttpHandle = UniqueHandle<HINTERNET, WinHttpCloseHandle>;
 
 HttpHandle OpenSession(DWORD flags = 0) {
   return HttpHandle(WinHttpOpen(L"Test/1", WINHTTP_ACCESS_TYPE_NO_PROXY, nullptr, nullptr, flags));

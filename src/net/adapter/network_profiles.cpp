@@ -35,22 +35,13 @@ constexpr DWORD kLongestKeyName = 256;
 constexpr DWORD kNamingPatienceMs = 3000;
 
 template <typename Interface>
-struct ComTraits {
-  using Type = Interface*;
-  static Type Empty() noexcept { return nullptr; }
-  static bool IsValid(Type object) noexcept { return object != nullptr; }
-  static void Close(Type object) noexcept { object->Release(); }
-};
+void ReleaseObject(Interface* object) noexcept {
+  object->Release();
+}
 template <typename Interface>
-using ComHandle = UniqueHandle<ComTraits<Interface>>;
+using ComHandle = UniqueHandle<Interface*, ReleaseObject<Interface>>;
 
-struct BstrTraits {
-  using Type = BSTR;
-  static Type Empty() noexcept { return nullptr; }
-  static bool IsValid(Type text) noexcept { return text != nullptr; }
-  static void Close(Type text) noexcept { SysFreeString(text); }
-};
-using BstrHandle = UniqueHandle<BstrTraits>;
+using BstrHandle = UniqueHandle<BSTR, SysFreeString>;
 
 struct ComSession {
   bool initialised;

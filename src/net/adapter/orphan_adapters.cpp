@@ -24,13 +24,7 @@ constexpr wchar_t kConnectionsKey[] =
 // Room for a property, a value or an instance id, in characters.
 constexpr size_t kTextRoom = 256;
 
-struct DeviceListTraits {
-  using Type = HDEVINFO;
-  static Type Empty() noexcept { return INVALID_HANDLE_VALUE; }
-  static bool IsValid(Type list) noexcept { return list != INVALID_HANDLE_VALUE; }
-  static void Close(Type list) noexcept { SetupDiDestroyDeviceInfoList(list); }
-};
-using DeviceList = UniqueHandle<DeviceListTraits>;
+using DeviceList = UniqueHandle<HDEVINFO, SetupDiDestroyDeviceInfoList>;
 
 SP_DEVINFO_DATA EmptyDevice() {
   SP_DEVINFO_DATA device{};

@@ -12,12 +12,7 @@ namespace {
 // A route that appears between two calls makes the table grow; gives up on one that grows every time.
 constexpr int kMaxReads = 8;
 
-struct ForwardTableTraits {
-  using Type = MIB_IPFORWARD_TABLE2*;
-  static Type Empty() noexcept { return nullptr; }
-  static bool IsValid(Type table) noexcept { return table != nullptr; }
-  static void Close(Type table) noexcept { FreeMibTable(table); }
-};
+using ForwardTable = UniqueHandle<MIB_IPFORWARD_TABLE2*, FreeMibTable>;
 
 SystemRoute PlainSystemRoute(const MIB_IPFORWARD_ROW2& row) {
   return {ntohl(row.DestinationPrefix.Prefix.Ipv4.sin_addr.s_addr), row.DestinationPrefix.PrefixLength,
@@ -75,7 +70,7 @@ BestRoute FindBestRoute(uint32_t destination) {
 }
 
 std::optional<std::vector<SystemRoute>> ReadSystemRoutes() {
-  UniqueHandle<ForwardTableTraits> table;
+  ForwardTable table;
   if (GetIpForwardTable2(AF_INET, table.Out()) != NO_ERROR || !table) return std::nullopt;
   const std::span rows(table.Get()->Table, table.Get()->NumEntries);
   std::vector<SystemRoute> routes(rows.size());
@@ -94,7 +89,7 @@ DWORD CreateSystemRoute(const SystemRoute& route) {
 }
 
 bool HasIpv6Default() {
-  UniqueHandle<ForwardTableTraits> table;
+  ForwardTable table;
   if (GetIpForwardTable2(AF_INET6, table.Out()) != NO_ERROR || !table) return false;
   const std::span rows(table.Get()->Table, table.Get()->NumEntries);
   return std::ranges::any_of(rows, [](const MIB_IPFORWARD_ROW2& row) {

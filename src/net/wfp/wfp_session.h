@@ -19,25 +19,14 @@
 
 namespace moorlak {
 
-struct WfpEngineTraits {
-  using Type = HANDLE;
-  static Type Empty() noexcept { return nullptr; }
-  static bool IsValid(Type engine) noexcept { return engine != nullptr; }
-  static void Close(Type engine) noexcept { FwpmEngineClose0(engine); }
-};
-using WfpEngine = UniqueHandle<WfpEngineTraits>;
+using WfpEngine = UniqueHandle<HANDLE, FwpmEngineClose0>;
 
+inline void FreeApplicationId(FWP_BYTE_BLOB* id) noexcept {
+  void* memory = id;
+  FwpmFreeMemory0(&memory);
+}
 // An application's id in the engine: the NT path of its file.
-struct ApplicationIdTraits {
-  using Type = FWP_BYTE_BLOB*;
-  static Type Empty() noexcept { return nullptr; }
-  static bool IsValid(Type id) noexcept { return id != nullptr; }
-  static void Close(Type id) noexcept {
-    void* memory = id;
-    FwpmFreeMemory0(&memory);
-  }
-};
-using ApplicationId = UniqueHandle<ApplicationIdTraits>;
+using ApplicationId = UniqueHandle<FWP_BYTE_BLOB*, FreeApplicationId>;
 
 // The keys and names under which a session adds its objects.
 struct WfpIdentity {

@@ -28,13 +28,7 @@ struct Winsock {
   Winsock() { EXPECT_EQ(WSAStartup(MAKEWORD(2, 2), &data), 0); }
 };
 
-struct SocketTraits {
-  using Type = SOCKET;
-  static Type Empty() noexcept { return INVALID_SOCKET; }
-  static bool IsValid(Type socket) noexcept { return socket != INVALID_SOCKET; }
-  static void Close(Type socket) noexcept { closesocket(socket); }
-};
-using Socket = UniqueHandle<SocketTraits>;
+using Socket = UniqueHandle<SOCKET, closesocket>;
 
 Socket NewSocket() {
   static const Winsock winsock;

@@ -10,16 +10,11 @@ namespace {
 std::vector<int> closed;
 
 // Numbers as handles. Closing one sets the last error, as system calls may.
-struct NumberTraits {
-  using Type = int;
-  static Type Empty() noexcept { return 0; }
-  static bool IsValid(Type number) noexcept { return number != 0; }
-  static void Close(Type number) noexcept {
-    closed.push_back(number);
-    SetLastError(ERROR_INVALID_HANDLE);
-  }
-};
-using Number = UniqueHandle<NumberTraits>;
+void CloseNumber(int number) noexcept {
+  closed.push_back(number);
+  SetLastError(ERROR_INVALID_HANDLE);
+}
+using Number = UniqueHandle<int, CloseNumber>;
 using Closed = std::vector<int>;
 
 struct Handle : testing::Test {
@@ -91,6 +86,14 @@ TEST_F(Handle, AnEmptyOneIsNeverClosed) {
     Number number;
     number.Reset();
     number = Number();
+  }
+  EXPECT_EQ(closed, Closed{});
+}
+
+TEST_F(Handle, MinusOneIsEmptyToo) {
+  {
+    const Number number(-1);
+    EXPECT_FALSE(number);
   }
   EXPECT_EQ(closed, Closed{});
 }
