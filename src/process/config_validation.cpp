@@ -2,10 +2,10 @@
 
 #include <windows.h>
 
-#include <exception>
 #include <filesystem>
 #include <optional>
 
+#include "base/guarded.h"
 #include "base/log.h"
 #include "base/standard_error.h"
 #include "base/utf.h"
@@ -81,12 +81,7 @@ bool Validate(const std::string& xrayPath, const std::string& configPath, Engine
 
 bool ValidateXrayConfig(const std::string& xrayPath, const std::string& configPath, EngineAccount& account,
                         const std::atomic<bool>* running) noexcept {
-  try {
-    return Validate(xrayPath, configPath, account, running);
-  } catch (const std::exception& error) {
-    WriteStandardErrorLine(error.what());
-    return false;
-  }
+  return Guarded(false, [&] { return Validate(xrayPath, configPath, account, running); });
 }
 
 }  // namespace moorlak

@@ -1,6 +1,6 @@
-#include <exception>
 #include <filesystem>
 
+#include "base/guarded.h"
 #include "base/paths.h"
 #include "base/standard_error.h"
 #include "base/utf.h"
@@ -23,19 +23,12 @@ std::wstring Search(const std::vector<std::filesystem::path>& candidates) {
   return result.path.wstring();
 }
 
-void ReportFailure(const std::exception& error) noexcept {
-  WriteStandardErrorLine(error.what());
-}
-
 std::string FindExecutable(const char* name, const char* foundText) noexcept {
-  try {
+  return Guarded({}, [&] {
     std::string path = NarrowUtf16(Search(ExecutableCandidates(BasesOfThisProcess(), name)));
     if (!path.empty()) WriteStandardErrorLine(foundText + path);
     return path;
-  } catch (const std::exception& error) {
-    ReportFailure(error);
-    return {};
-  }
+  });
 }
 
 }  // namespace
@@ -53,16 +46,13 @@ std::string FindTun2Socks() noexcept {
 }
 
 std::vector<std::wstring> FindWintun() noexcept {
-  try {
+  return Guarded({}, [] {
     const SearchResults results = FindAllExisting(WintunCandidates(BasesOfThisProcess()), Exists);
     LogFailure(results.failure);
     std::vector<std::wstring> paths;
     for (const std::filesystem::path& path : results.paths) paths.push_back(path.wstring());
     return paths;
-  } catch (const std::exception& error) {
-    ReportFailure(error);
-    return {};
-  }
+  });
 }
 
 }  // namespace moorlak

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "base/detached_thread.h"
+#include "base/guarded.h"
 #include "base/log.h"
 #include "base/standard_error.h"
 #include "base/utf.h"
@@ -142,7 +143,7 @@ void StopProcess(ProcessRecord& record) noexcept {
 
 std::unique_ptr<ProcessRecord> LaunchXray(const std::string& xrayPath, const std::string& configPath,
                                           const XrayLaunchTexts& texts, EngineAccount& account) noexcept {
-  try {
+  return Guarded(nullptr, [&]() -> std::unique_ptr<ProcessRecord> {
     const std::filesystem::path folder = FolderOfEngine(xrayPath);
     AnnounceAssets(folder, texts.assetsFound);
     EngineLaunch launch = LaunchEngine(XrayCommandLine(xrayPath, configPath), folder, texts.outputPipeFailed,
@@ -154,14 +155,11 @@ std::unique_ptr<ProcessRecord> LaunchXray(const std::string& xrayPath, const std
     WriteLogLine(EngineRightsLine(account.choice));
     StartPumps(*launch.record, HandleXrayChunk);
     return std::move(launch.record);
-  } catch (const std::exception& error) {
-    WriteStandardErrorLine(error.what());
-    return nullptr;
-  }
+  });
 }
 
 std::unique_ptr<ProcessRecord> LaunchTun2Socks(const std::string& tun2socksPath, uint16_t socksPort) noexcept {
-  try {
+  return Guarded(nullptr, [&]() -> std::unique_ptr<ProcessRecord> {
     const std::string commandLine = Tun2SocksCommandLine(tun2socksPath, socksPort);
     WriteStandardErrorLine("VPN Service: Starting Tun2Socks with command: " + commandLine);
     // It drives the adapter, and gets no text from a user.
@@ -179,10 +177,7 @@ std::unique_ptr<ProcessRecord> LaunchTun2Socks(const std::string& tun2socksPath,
         "VPN Service: Tun2Socks process started successfully (PID: " + std::to_string(launch.processId) + ")");
     StartPumps(*launch.record, HandleTun2SocksChunk);
     return std::move(launch.record);
-  } catch (const std::exception& error) {
-    WriteStandardErrorLine(error.what());
-    return nullptr;
-  }
+  });
 }
 
 }  // namespace moorlak

@@ -4,6 +4,7 @@
 
 #include <exception>
 
+#include "base/guarded.h"
 #include "base/log.h"
 #include "base/standard_error.h"
 #include "base/utf.h"
@@ -128,12 +129,7 @@ bool RunHiddenCommand(const HiddenCommand& command) noexcept {
 bool RunXrayApiCommand(const std::string& xrayPath, const std::string& arguments, std::string& output,
                        EngineAccount& account, const std::atomic<bool>* running) noexcept {
   if (xrayPath.empty()) return false;
-  try {
-    return RunApi(xrayPath, arguments, output, account, running);
-  } catch (const std::exception& error) {
-    WriteStandardErrorLine(error.what());
-    return false;
-  }
+  return Guarded(false, [&] { return RunApi(xrayPath, arguments, output, account, running); });
 }
 
 }  // namespace moorlak

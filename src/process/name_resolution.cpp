@@ -6,10 +6,9 @@
 
 #include <algorithm>
 #include <array>
-#include <exception>
 #include <memory>
 
-#include "base/standard_error.h"
+#include "base/guarded.h"
 #include "base/utf.h"
 #include "base/winsock.h"
 #include "text/text_scan.h"
@@ -57,12 +56,7 @@ std::vector<std::string> AddressTexts(const ADDRINFOW* list) {
 }
 
 std::vector<std::string> ResolveServerIPv4(const std::string& host) noexcept {
-  try {
-    return Resolve(host);
-  } catch (const std::exception& error) {
-    WriteStandardErrorLine(error.what());
-    return {};
-  }
+  return Guarded({}, [&] { return Resolve(host); });
 }
 
 }  // namespace moorlak

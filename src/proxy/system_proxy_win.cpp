@@ -2,11 +2,11 @@
 #include <wininet.h>
 
 #include <array>
-#include <exception>
 #include <string>
 #include <vector>
 
 #include "base/data_files.h"
+#include "base/guarded.h"
 #include "base/handle.h"
 #include "base/mutex.h"
 #include "base/paths.h"
@@ -214,23 +214,17 @@ std::optional<ProxySettings> ReadSystemProxy() {
 }
 
 bool SetSystemProxy(std::string_view host, uint16_t port) noexcept {
-  try {
+  return Guarded(false, [&] {
     const MutexGuard guard(proxyLock);
     return SetLocked(host, port);
-  } catch (const std::exception& error) {
-    WriteStandardErrorLine(error.what());
-    return false;
-  }
+  });
 }
 
 bool RestoreSystemProxy() noexcept {
-  try {
+  return Guarded(false, [] {
     const MutexGuard guard(proxyLock);
     return RestoreLocked();
-  } catch (const std::exception& error) {
-    WriteStandardErrorLine(error.what());
-    return false;
-  }
+  });
 }
 
 }  // namespace moorlak

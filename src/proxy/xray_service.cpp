@@ -1,7 +1,6 @@
 #include "proxy/xray_service.h"
 
-#include <exception>
-
+#include "base/guarded.h"
 #include "base/standard_error.h"
 #include "process/engine_files.h"
 #include "proxy/proxy_config.h"
@@ -44,13 +43,9 @@ XrayService::~XrayService() {
 bool XrayService::Start(const std::string& text) noexcept {
   // Also joins the thread of a session that ended by itself.
   Stop();
-  try {
-    return StartSession(*this, text);
-  } catch (const std::exception& error) {
-    running = false;
-    WriteStandardErrorLine(error.what());
-    return false;
-  }
+  const bool started = Guarded(false, [&] { return StartSession(*this, text); });
+  if (!started) running = false;
+  return started;
 }
 
 void XrayService::Stop() noexcept {

@@ -1,7 +1,6 @@
 #include "tunnel/tunnel_controller.h"
 
-#include <exception>
-
+#include "base/guarded.h"
 #include "base/log.h"
 #include "base/mutex.h"
 #include "base/standard_error.h"
@@ -32,12 +31,8 @@ std::string StartVpnLocked(TunnelController& controller, const std::string& conf
   WriteStandardErrorLine("Starting VPN mode with Tun2Socks...");
   // Set before the session begins: a session that fails at once must clear it.
   controller.running = true;
-  std::string failure = kVpnUnavailable;
-  try {
-    failure = controller.vpnEngine.Start(configText, controller.closing);
-  } catch (const std::exception& error) {
-    WriteStandardErrorLine(error.what());
-  }
+  std::string failure =
+      Guarded(kVpnUnavailable, [&] { return controller.vpnEngine.Start(configText, controller.closing); });
   if (!failure.empty()) controller.running = false;
   return failure;
 }
@@ -48,12 +43,7 @@ std::string StartProxyLocked(TunnelController& controller, const std::string& co
   // A session on the engine's own tunnel inbound has replaced the persistent adapter, and no later stop of that engine
   // will create it again.
   if (controller.vpnEngine.startedOnce) WintunHolder::Instance().SetUp();
-  try {
-    if (controller.proxyEngine.Start(configText)) return {};
-  } catch (const std::exception&) {
-    controller.running = false;
-    throw;
-  }
+  if (controller.proxyEngine.Start(configText)) return {};
   controller.running = false;
   return kProxyStartFailed;
 }

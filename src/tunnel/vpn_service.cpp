@@ -2,10 +2,10 @@
 
 #include <windows.h>
 
-#include <exception>
 #include <filesystem>
 #include <system_error>
 
+#include "base/guarded.h"
 #include "base/standard_error.h"
 #include "base/utf.h"
 #include "process/engine_files.h"
@@ -76,14 +76,10 @@ std::string VpnService::Start(const std::string& text, const std::atomic<bool>& 
   session = std::make_unique<Session>(text, engines, status);
   if (std::string missing = CheckFiles(*session); !missing.empty()) return missing;
   session->running = true;
-  try {
-    sessionThread = std::thread([this] { RunVpnSession(*this); });
-  } catch (const std::exception& error) {
-    session->running = false;
-    WriteStandardErrorLine(error.what());
-    return kUnavailable;
-  }
-  return {};
+  Guarded([this] { sessionThread = std::thread([this] { RunVpnSession(*this); }); });
+  if (sessionThread.joinable()) return {};
+  session->running = false;
+  return kUnavailable;
 }
 
 void VpnService::JoinSession() noexcept {
