@@ -38,6 +38,12 @@ std::wstring ImagePath(HANDLE process) {
   });
 }
 
+std::wstring SystemFolder() {
+  wchar_t folder[MAX_PATH];
+  const UINT length = GetSystemDirectoryW(folder, MAX_PATH);
+  return length < MAX_PATH ? std::wstring(folder, length) : std::wstring();
+}
+
 std::wstring ExecutableFolder() {
   return FolderOf(ExecutablePath());
 }

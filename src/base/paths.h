@@ -27,6 +27,9 @@ std::wstring ExecutablePath();
 // Full Win32 path of a process's executable, by the same rules. The handle needs PROCESS_QUERY_LIMITED_INFORMATION.
 std::wstring ImagePath(HANDLE process);
 
+// The folder of the system's own programs, without a separator at its end; empty if it cannot be read.
+std::wstring SystemFolder();
+
 // The folder of this program: the path up to, not including, the last "\" or "/".
 std::wstring ExecutableFolder();
 

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "base/log.h"
+#include "base/paths.h"
 #include "base/utf.h"
 #include "process/child_process.h"
 #include "process/service_end.h"
@@ -55,10 +56,9 @@ std::optional<std::string> CaptureCommand(const std::string& path, const std::st
 }
 
 std::optional<std::string> CaptureSystemCommand(const std::string& program, const CaptureLimits& limits) {
-  wchar_t folder[MAX_PATH];
-  const UINT length = GetSystemDirectoryW(folder, MAX_PATH);
-  if (length == 0 || length >= MAX_PATH) return std::nullopt;
-  return CaptureCommand(NarrowUtf16({folder, length}) + "\\" + program, program, limits);
+  const std::wstring folder = SystemFolder();
+  if (folder.empty()) return std::nullopt;
+  return CaptureCommand(NarrowUtf16(folder) + "\\" + program, program, limits);
 }
 
 }  // namespace moorlak

@@ -6,6 +6,7 @@
 
 #include "base/guarded.h"
 #include "base/log.h"
+#include "base/paths.h"
 #include "base/standard_error.h"
 #include "base/utf.h"
 #include "process/cancellable_wait.h"
@@ -21,21 +22,14 @@ namespace {
 constexpr DWORD kApiPipeSize = 1u << 20;
 constexpr int32_t kApiTimeoutMs = 800;
 
-std::string SystemFolder() {
-  wchar_t folder[MAX_PATH];
-  const UINT length = GetSystemDirectoryW(folder, MAX_PATH);
-  if (length == 0 || length >= MAX_PATH) return {};
-  return NarrowUtf16({folder, length});
-}
-
 DWORD StartHidden(const std::string& command, ChildProcess& child) {
-  const std::string systemFolder = SystemFolder();
-  const HiddenCommandLine composed = ComposeHiddenCommand(command, systemFolder);
+  const std::wstring systemFolder = SystemFolder();
+  const HiddenCommandLine composed = ComposeHiddenCommand(command, NarrowUtf16(systemFolder));
   ChildOptions options;
   options.application = WidenUtf8(composed.application);
   options.commandLine = WidenUtf8(composed.commandLine);
   // The command shell searches for tools in its working folder first.
-  options.workingFolder = WidenUtf8(systemFolder);
+  options.workingFolder = systemFolder;
   return StartChild(options, child);
 }
 
