@@ -4,7 +4,7 @@
 #include <array>
 #include <string_view>
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 struct CommandEntry {
@@ -127,4 +127,4 @@ std::string CommandName(ClientCommand command) {
   return {};
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

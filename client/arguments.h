@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace moorlak {
+namespace moorlak::client {
 
 enum class ClientCommand { None, Ping, Start, Stop, Status, Logs, Prepare };
 
@@ -39,4 +39,4 @@ ParsedArguments ParseArguments(const std::vector<std::string>& words);
 // The command as the user types it; empty for None.
 std::string CommandName(ClientCommand command);
 
-}  // namespace moorlak
+}  // namespace moorlak::client

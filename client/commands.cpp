@@ -12,7 +12,7 @@
 #include "client/system_error.h"
 #include "client/visible_text.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 constexpr DWORD kWatchPeriod = 1000;
@@ -146,4 +146,4 @@ ExitCode RunLogs(Console& console, const Arguments& arguments) {
   return RunUntilInterrupted(console, [&](HANDLE interrupt) { return FollowLog(console, interrupt); });
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -5,7 +5,7 @@
 #include "client/console.h"
 #include "client/exit_code.h"
 
-namespace moorlak {
+namespace moorlak::client {
 
 ExitCode RunPing(Console& console);
 ExitCode RunStop(Console& console);
@@ -16,4 +16,4 @@ ExitCode RunPrepare(Console& console, const Arguments& arguments);
 // Stays in the foreground for as long as the session lasts. In start_command.cpp.
 ExitCode RunStart(Console& console, const Arguments& arguments);
 
-}  // namespace moorlak
+}  // namespace moorlak::client

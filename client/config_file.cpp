@@ -11,7 +11,7 @@
 #include "client/system_error.h"
 #include "client/visible_text.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 constexpr size_t kChunk = 65536;
@@ -56,4 +56,4 @@ ConfigFile ReadConfigFile(const std::string& path) {
   return ReadHandle(file.Get(), path);
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

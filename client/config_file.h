@@ -3,7 +3,7 @@
 
 #include <string>
 
-namespace moorlak {
+namespace moorlak::client {
 
 struct ConfigFile {
   // At most kConfigReadLimit bytes: enough to see that a file is too large without reading all of it.
@@ -15,4 +15,4 @@ struct ConfigFile {
 // The path is UTF-8; "-" is standard input, which must not be a terminal.
 ConfigFile ReadConfigFile(const std::string& path);
 
-}  // namespace moorlak
+}  // namespace moorlak::client

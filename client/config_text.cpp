@@ -3,7 +3,7 @@
 #include "config/file_settings.h"
 #include "config/json_beginning.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
@@ -31,4 +31,4 @@ ConfigText CheckForStart(ConfigText config) {
   return setting.empty() ? config : ConfigText{{}, FileSettingText(setting)};
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -7,7 +7,7 @@
 
 #include "ipc/wire_format.h"
 
-namespace moorlak {
+namespace moorlak::client {
 
 // The mode byte and the separator take two bytes of the payload.
 inline constexpr size_t kMaxConfigBytes = kMaxPayloadBytes - 2;
@@ -27,4 +27,4 @@ ConfigText PrepareConfigText(std::string_view fileBytes);
 // Refuses what the service would refuse. The service refuses some of it only after it has ended the running session.
 ConfigText CheckForStart(ConfigText config);
 
-}  // namespace moorlak
+}  // namespace moorlak::client

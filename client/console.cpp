@@ -8,7 +8,7 @@
 #include "client/system_error.h"
 #include "client/visible_text.h"
 
-namespace moorlak {
+namespace moorlak::client {
 
 Console OpenConsole() {
   return {OpenOutput(STD_OUTPUT_HANDLE), OpenOutput(STD_ERROR_HANDLE)};
@@ -56,4 +56,4 @@ std::optional<StatusReply> TakeStatus(Console& console, const PipeReply& answer,
   return status;
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

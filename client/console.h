@@ -8,7 +8,7 @@
 #include "client/output.h"
 #include "client/pipe_client.h"
 
-namespace moorlak {
+namespace moorlak::client {
 
 struct Console {
   Output out;
@@ -29,4 +29,4 @@ ExitCode ReportReply(Console& console, const PipeReply& answer);
 // The status that a successful exchange returned. Otherwise reports the error, sets `code` and returns nullopt.
 std::optional<StatusReply> TakeStatus(Console& console, const PipeReply& answer, ExitCode& code);
 
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -1,7 +1,7 @@
 // The exit codes of moorlakctl and moorlak-prepare. Scripts depend on them: a number never changes its meaning.
 #pragma once
 
-namespace moorlak {
+namespace moorlak::client {
 
 enum class ExitCode {
   Ok = 0,
@@ -27,4 +27,4 @@ enum class ExitCode {
   Impostor = 10,
 };
 
-}  // namespace moorlak
+}  // namespace moorlak::client

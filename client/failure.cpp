@@ -4,7 +4,7 @@
 #include "client/visible_text.h"
 #include "ipc/wire_format.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 // System error codes, named as in Microsoft Learn, "System Error Codes".
@@ -152,4 +152,4 @@ bool IsOkReply(std::string_view reply) {
   return reply.size() == kReplyOk.size() || reply[kReplyOk.size()] == ' ';
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -7,7 +7,7 @@
 
 #include "client/exit_code.h"
 
-namespace moorlak {
+namespace moorlak::client {
 
 enum class Failure {
   None,
@@ -74,4 +74,4 @@ Failure JudgeTransferError(uint32_t systemError, bool replyBegun);
 // "OK" alone, or followed by fields.
 bool IsOkReply(std::string_view reply);
 
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -8,7 +8,7 @@
 
 #include "text/text_scan.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 std::u8string AsUtf8(std::string_view text) {
@@ -63,4 +63,4 @@ ListExecutables PortableListing(IsOwnDrive isOwnDrive) {
   };
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -4,7 +4,7 @@
 #include "config/bypass_executables.h"
 #include "config/local_folder.h"
 
-namespace moorlak {
+namespace moorlak::client {
 
 // The ListExecutables of the programs other than the service. Like ListFolderExecutables (config/bypass_executables.h)
 // it lists the `*.exe` files of a folder in the file system's order, without folders, letter case ignored, and nothing
@@ -12,4 +12,4 @@ namespace moorlak {
 // Linux a Windows path names no folder, so it has no executables.
 ListExecutables PortableListing(IsOwnDrive isOwnDrive);
 
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -1,6 +1,6 @@
 #include "client/help_text.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 constexpr std::string_view kProgramHelp =
@@ -175,4 +175,4 @@ std::string PrepareProgramHelp() {
   return help;
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

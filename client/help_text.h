@@ -6,7 +6,7 @@
 
 #include "client/arguments.h"
 
-namespace moorlak {
+namespace moorlak::client {
 
 // The program's help for None. Ends with a line end.
 std::string_view HelpText(ClientCommand command);
@@ -14,4 +14,4 @@ std::string_view HelpText(ClientCommand command);
 // The help of the program moorlak-prepare: the help of `prepare` with the program's name instead.
 std::string PrepareProgramHelp();
 
-}  // namespace moorlak
+}  // namespace moorlak::client

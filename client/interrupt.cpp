@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 // Never closed: the system calls the handler on its own thread until the process has ended.
@@ -30,4 +30,4 @@ bool IsInterrupted(HANDLE interrupt) {
   return interrupt != nullptr && WaitForSingleObject(interrupt, 0) == WAIT_OBJECT_0;
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -3,7 +3,7 @@
 
 #include <windows.h>
 
-namespace moorlak {
+namespace moorlak::client {
 
 // From this call on, the first interrupt sets the event instead of ending the process; a second Ctrl-C or Ctrl-Break
 // ends it. When the window closes, Windows allows some seconds for the clean-up. Returns the manual-reset event, which
@@ -13,4 +13,4 @@ HANDLE CatchInterrupts();
 // True if the event is set; false for a null event.
 bool IsInterrupted(HANDLE interrupt);
 
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 void EmitPending(LineAssembler& assembler, const LineSink& sink) {
@@ -34,4 +34,4 @@ void FlushLine(LineAssembler& assembler, const LineSink& sink) {
   if (!assembler.pending.empty()) EmitPending(assembler, sink);
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

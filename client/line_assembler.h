@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace moorlak {
+namespace moorlak::client {
 
 // A longer line is passed on in pieces, so that nobody who writes to the log can make a reader buffer without limit.
 inline constexpr size_t kLongestLine = 65536;
@@ -23,4 +23,4 @@ void FeedLines(LineAssembler& assembler, std::string_view bytes, const LineSink&
 // Calls the sink with the rest, if any, that has no line end.
 void FlushLine(LineAssembler& assembler, const LineSink& sink);
 
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -7,7 +7,7 @@
 #include "base/mutex.h"
 #include "base/standard_error.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 struct Collected {
@@ -23,9 +23,19 @@ Collected& Lines() {
 
 }  // namespace
 
+std::vector<std::string> TakeCollectedLines() {
+  Collected& collected = Lines();
+  const MutexGuard guard(collected.lock);
+  return std::exchange(collected.lines, {});
+}
+
+}  // namespace moorlak::client
+
+namespace moorlak {
+
 void WriteLogLine(std::string_view message) noexcept {
   try {
-    Collected& collected = Lines();
+    client::Collected& collected = client::Lines();
     const MutexGuard guard(collected.lock);
     collected.lines.emplace_back(message);
   } catch (const std::exception&) {
@@ -35,11 +45,5 @@ void WriteLogLine(std::string_view message) noexcept {
 }
 
 void WriteStandardErrorLine(std::string_view) noexcept {}
-
-std::vector<std::string> TakeCollectedLines() {
-  Collected& collected = Lines();
-  const MutexGuard guard(collected.lock);
-  return std::exchange(collected.lines, {});
-}
 
 }  // namespace moorlak

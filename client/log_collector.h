@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-namespace moorlak {
+namespace moorlak::client {
 
 // Returns the lines logged since the last call, by any thread, and clears the collection.
 std::vector<std::string> TakeCollectedLines();
 
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -7,7 +7,7 @@
 #include "base/paths.h"
 #include "client/interrupt.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 constexpr size_t kChunk = 65536;
@@ -103,4 +103,4 @@ bool WaitForLogChange(LogFollower& follower, HANDLE interrupt, DWORD millisecond
   return waited == WAIT_OBJECT_0;
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

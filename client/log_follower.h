@@ -9,7 +9,7 @@
 #include "client/line_assembler.h"
 #include "client/log_position.h"
 
-namespace moorlak {
+namespace moorlak::client {
 
 using ChangeNotification = UniqueHandle<HANDLE, FindCloseChangeNotification>;
 
@@ -34,4 +34,4 @@ void FlushUnfinishedLine(LogFollower& follower, const LineSink& sink);
 // the interrupt, which must be an event.
 bool WaitForLogChange(LogFollower& follower, HANDLE interrupt, DWORD milliseconds);
 
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -1,6 +1,6 @@
 #include "client/log_position.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 bool IsLastRead(const LogPosition& position, const LogFileState& file) {
@@ -30,4 +30,4 @@ std::vector<LogRead> PlanLogReads(LogPosition& position, const LogFileState& cur
   return reads;
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

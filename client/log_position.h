@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace moorlak {
+namespace moorlak::client {
 
 // Volume serial number and file index, as in BY_HANDLE_FILE_INFORMATION.
 struct FileIdentity {
@@ -46,4 +46,4 @@ bool NeedsRotatedLog(const LogPosition& position, const LogFileState& current);
 // and is read from its start. If there was more than one rotation between two calls, the lines in between are lost.
 std::vector<LogRead> PlanLogReads(LogPosition& position, const LogFileState& current, const LogFileState& rotated);
 
-}  // namespace moorlak
+}  // namespace moorlak::client

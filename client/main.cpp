@@ -9,7 +9,7 @@
 #include "client/help_text.h"
 #include "client/visible_text.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 ExitCode RefuseArguments(Console& console, const ParsedArguments& parsed) {
@@ -52,16 +52,16 @@ ExitCode Run(Console& console, const std::vector<std::string>& words) {
 }
 
 }  // namespace
-}  // namespace moorlak
+}  // namespace moorlak::client
 
 int wmain(int count, wchar_t** words) {
-  moorlak::Console console = moorlak::OpenConsole();
+  moorlak::client::Console console = moorlak::client::OpenConsole();
   try {
     std::vector<std::string> arguments;
     for (int index = 1; index < count; ++index) arguments.push_back(moorlak::NarrowUtf16(words[index]));
-    return static_cast<int>(moorlak::Run(console, arguments));
+    return static_cast<int>(moorlak::client::Run(console, arguments));
   } catch (const std::exception& failure) {
-    moorlak::Complain(console, failure.what());
+    moorlak::client::Complain(console, failure.what());
   }
-  return static_cast<int>(moorlak::ExitCode::Failure);
+  return static_cast<int>(moorlak::client::ExitCode::Failure);
 }

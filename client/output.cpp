@@ -5,7 +5,7 @@
 
 #include "base/utf.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 // Older versions of Windows refuse long single writes to a console: WriteConsole uses a shared 64 KiB heap.
@@ -92,4 +92,4 @@ void EndLiveLine(Output& output) {
   WriteText(output, "\n");
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <string_view>
 
-namespace moorlak {
+namespace moorlak::client {
 
 struct Output {
   HANDLE handle = nullptr;
@@ -29,4 +29,4 @@ bool DrawLiveLine(Output& output, std::string_view line);
 // Leaves the live line visible and moves below it.
 void EndLiveLine(Output& output);
 
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -6,7 +6,7 @@
 #include "base/handle.h"
 #include "base/trust.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 // The wait for a missing pipe is shorter than for a busy one: between two clients the pipe is missing for a moment, and
@@ -189,4 +189,4 @@ PipeReply ExchangeOverPipe(const PipeRequest& request) {
   return ReadReply(connection, request.replyPatience);
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -10,7 +10,7 @@
 #include "client/failure.h"
 #include "ipc/wire_format.h"
 
-namespace moorlak {
+namespace moorlak::client {
 
 // How long a command waits for a busy pipe.
 inline constexpr uint32_t kBusyPatience = 5000;
@@ -41,4 +41,4 @@ struct PipeReply {
 // Throws nothing but std::bad_alloc.
 PipeReply ExchangeOverPipe(const PipeRequest& request);
 
-}  // namespace moorlak
+}  // namespace moorlak::client

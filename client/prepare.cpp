@@ -11,7 +11,7 @@
 #include "config/inbound_ports.h"
 #include "config/vpn_config.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 void AddMetaLine(std::vector<std::string>& lines, std::string_view name, std::string_view value) {
@@ -82,4 +82,4 @@ std::string PrepareOutput(const PreparedConfig& prepared, const Arguments& argum
   return output;
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

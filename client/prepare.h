@@ -9,7 +9,7 @@
 #include "client/arguments.h"
 #include "config/bypass_executables.h"
 
-namespace moorlak {
+namespace moorlak::client {
 
 struct PreparedConfig {
   // What the engine would get.
@@ -30,4 +30,4 @@ PreparedConfig PrepareAsService(std::string_view configText, const ListExecutabl
 // with both the metadata, an empty line, then the log lines.
 std::string PrepareOutput(const PreparedConfig& prepared, const Arguments& arguments);
 
-}  // namespace moorlak
+}  // namespace moorlak::client

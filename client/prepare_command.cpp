@@ -8,7 +8,7 @@
 #include "client/prepare.h"
 #include "client/system_error.h"
 
-namespace moorlak {
+namespace moorlak::client {
 
 ExitCode RunPrepare(Console& console, const Arguments& arguments) {
   const ConfigFile file = ReadConfigFile(arguments.file);
@@ -24,4 +24,4 @@ ExitCode RunPrepare(Console& console, const Arguments& arguments) {
   return ExitCode::Failure;
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -18,7 +18,7 @@
 #include "client/prepare.h"
 #include "client/visible_text.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 void Complain(std::string_view text) {
@@ -84,7 +84,7 @@ ConfigFile ReadConfigFile(const std::string& path) {
   return ReadStream(stream, path);
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client
 
 int main(int count, char** words) {
   try {
@@ -93,9 +93,9 @@ int main(int count, char** words) {
     std::ios::sync_with_stdio(false);
     std::vector<std::string> arguments{"prepare"};
     for (int index = 1; index < count; ++index) arguments.emplace_back(words[index]);
-    return static_cast<int>(moorlak::Run(arguments));
+    return static_cast<int>(moorlak::client::Run(arguments));
   } catch (const std::exception& failure) {
-    moorlak::Complain(failure.what());
+    moorlak::client::Complain(failure.what());
   }
-  return static_cast<int>(moorlak::ExitCode::Failure);
+  return static_cast<int>(moorlak::client::ExitCode::Failure);
 }

@@ -9,7 +9,7 @@
 #include "base/utf.h"
 #include "ipc/wire_format.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 // Null, with GetLastError set, if the service cannot be opened.
@@ -57,4 +57,4 @@ std::string QueryServiceCommandLine() {
   return commandLine == nullptr ? std::string() : NarrowUtf16(commandLine);
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -5,11 +5,11 @@
 
 #include "client/failure.h"
 
-namespace moorlak {
+namespace moorlak::client {
 
 ServiceState QueryServiceState();
 
 // UTF-8; empty if the service is not installed or its registration cannot be read.
 std::string QueryServiceCommandLine();
 
-}  // namespace moorlak
+}  // namespace moorlak::client

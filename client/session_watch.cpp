@@ -2,7 +2,7 @@
 
 #include "config/file_settings.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 constexpr size_t kTimeLength = std::string_view("2026-01-31 09:05:07 ").size();
@@ -45,4 +45,4 @@ void ObserveLogLine(SessionWatch& watch, std::string_view line) {
   }
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

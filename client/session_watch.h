@@ -5,7 +5,7 @@
 
 #include "ipc/wire_format.h"
 
-namespace moorlak {
+namespace moorlak::client {
 
 enum class SessionPhase { Connecting, Up, Ended };
 enum class SessionEvent { Nothing, CameUp, Ended };
@@ -30,4 +30,4 @@ SessionEvent ObserveStatus(SessionWatch& watch, const StatusReply& status);
 // because it names each stop and each start. Lines before the last accepted start do not count.
 void ObserveLogLine(SessionWatch& watch, std::string_view line);
 
-}  // namespace moorlak
+}  // namespace moorlak::client

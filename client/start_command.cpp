@@ -12,7 +12,7 @@
 #include "client/system_error.h"
 #include "client/visible_text.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 constexpr uint64_t kStatusPeriod = 1000;
@@ -228,4 +228,4 @@ ExitCode RunStart(Console& console, const Arguments& arguments) {
   return StayWithSession(session);
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -5,7 +5,7 @@
 #include <limits>
 #include <string_view>
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 constexpr double kUnitStep = 1024.0;
@@ -78,4 +78,4 @@ std::string StatusJson(const StatusReply& status, const std::optional<TrafficRat
   return json;
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

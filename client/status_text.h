@@ -7,7 +7,7 @@
 
 #include "ipc/wire_format.h"
 
-namespace moorlak {
+namespace moorlak::client {
 
 // "0 B", "1023 B", "1.0 KiB" ... "8.0 EiB"; one decimal from KiB on.
 std::string FormatBytes(int64_t bytes);
@@ -37,4 +37,4 @@ std::string StatusLine(const StatusReply& status, const std::optional<TrafficRat
 // {"running":true,"tunnel":true,"up":1,"down":2}, with rates also "upRate" and "downRate". No line end.
 std::string StatusJson(const StatusReply& status, const std::optional<TrafficRates>& rates);
 
-}  // namespace moorlak
+}  // namespace moorlak::client

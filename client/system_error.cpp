@@ -5,7 +5,7 @@
 
 #include "base/utf.h"
 
-namespace moorlak {
+namespace moorlak::client {
 
 std::string SystemErrorWords(DWORD error) {
   std::array<wchar_t, 512> buffer{};
@@ -23,4 +23,4 @@ std::string SystemErrorText(DWORD error) {
   return words.empty() ? text : text + " (" + words + ")";
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

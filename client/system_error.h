@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace moorlak {
+namespace moorlak::client {
 
 // UTF-8, one line, without a final full stop or line end; empty if Windows has no message.
 std::string SystemErrorWords(DWORD error);
@@ -13,4 +13,4 @@ std::string SystemErrorWords(DWORD error);
 // "error 5 (Access is denied)".
 std::string SystemErrorText(DWORD error);
 
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 struct Decoded {
@@ -95,4 +95,4 @@ std::string VisibleText(std::string_view text) {
   return visible;
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -5,10 +5,10 @@
 #include <string>
 #include <string_view>
 
-namespace moorlak {
+namespace moorlak::client {
 
 // Well-formed UTF-8 stays as it is, tabs included. Malformed bytes and control characters become \xNN; the Unicode
 // characters that reorder or break a line become \u{NNNN}.
 std::string VisibleText(std::string_view text);
 
-}  // namespace moorlak
+}  // namespace moorlak::client

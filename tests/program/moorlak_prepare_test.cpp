@@ -14,7 +14,7 @@
 #include "config/file_settings.h"
 #include "unit/client/prepare_example.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 namespace fs = std::filesystem;
@@ -183,4 +183,4 @@ TEST_F(MoorlakPrepare, AReaderThatWentAwayIsAnError) {
 }
 
 }  // namespace
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 std::string ErrorOf(const std::vector<std::string>& words) {
@@ -112,4 +112,4 @@ TEST(Arguments, VersionIsAlone) {
 }
 
 }  // namespace
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -4,7 +4,7 @@
 
 #include "config/file_settings.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 TEST(ConfigText, TextIsSentAsItIs) {
@@ -58,4 +58,4 @@ TEST(ConfigText, TheMarkDoesNotCountAgainstTheLimit) {
 }
 
 }  // namespace
-}  // namespace moorlak
+}  // namespace moorlak::client

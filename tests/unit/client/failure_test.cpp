@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <set>
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 std::string TextOf(Failure failure, ServiceState state = ServiceState::Unknown) {
@@ -137,4 +137,4 @@ TEST(Failure, OnlyOkAloneOrWithFieldsIsOk) {
 }
 
 }  // namespace
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -11,7 +11,7 @@
 #include "config/bypass_executables.h"
 #endif
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 namespace fs = std::filesystem;
@@ -140,4 +140,4 @@ TEST_F(FolderExecutables, OfAWindowsPathAreNoneElsewhere) {
 #endif
 
 }  // namespace
-}  // namespace moorlak
+}  // namespace moorlak::client

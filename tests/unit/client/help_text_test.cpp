@@ -6,7 +6,7 @@
 #include "client/config_text.h"
 #include "client/exit_code.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 constexpr ClientCommand kAll[] = {ClientCommand::None,   ClientCommand::Ping,   ClientCommand::Start,
@@ -52,4 +52,4 @@ TEST(HelpText, TheDryRunsOwnProgramHasTheSameUnderItsOwnName) {
 }
 
 }  // namespace
-}  // namespace moorlak
+}  // namespace moorlak::client

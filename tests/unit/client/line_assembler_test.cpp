@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <vector>
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 struct Collected {
@@ -52,4 +52,4 @@ TEST(LineAssembler, AnEndlessLineComesInPieces) {
 }
 
 }  // namespace
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 constexpr FileIdentity kFirst{7, 100};
@@ -89,4 +89,4 @@ TEST(LogPosition, ADeletedLogLeavesThePositionAndItsSuccessorIsRead) {
 }
 
 }  // namespace
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -10,7 +10,7 @@
 #include "config/vpn_config.h"
 #include "unit/client/prepare_example.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 using namespace std::string_view_literals;
@@ -139,4 +139,4 @@ TEST(LogCollector, HandsOverEachLineOnceAndDropsDiagnostics) {
 }
 
 }  // namespace
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -6,7 +6,7 @@
 
 #include "config/file_settings.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 constexpr StatusReply kStopped{false, false, 0, 0};
@@ -99,4 +99,4 @@ TEST(SessionEnd, OnlyWholeMessagesCount) {
 }
 
 }  // namespace
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <limits>
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 constexpr int64_t kMaxCounter = std::numeric_limits<int64_t>::max();
@@ -80,4 +80,4 @@ TEST(StatusText, JsonHasTheDocumentedFieldsInOrder) {
 }
 
 }  // namespace
-}  // namespace moorlak
+}  // namespace moorlak::client

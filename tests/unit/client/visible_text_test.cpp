@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 using namespace std::string_view_literals;
@@ -54,4 +54,4 @@ TEST(VisibleText, EveryByteAloneIsEitherPrintableOrEscaped) {
 }
 
 }  // namespace
-}  // namespace moorlak
+}  // namespace moorlak::client
