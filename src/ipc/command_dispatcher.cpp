@@ -40,7 +40,7 @@ std::string Status() {
   StatusReply status;
   status.running = controller.IsRunning();
   status.tunnelUp = controller.IsTunnelUp();
-  const EngineCounters traffic = controller.Traffic();
+  const EngineCounters traffic = controller.GetTraffic();
   status.upBytes = static_cast<int64_t>(traffic.uplink);
   status.downBytes = static_cast<int64_t>(traffic.downlink);
   return FormatStatusReply(status);

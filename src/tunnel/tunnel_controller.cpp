@@ -129,7 +129,7 @@ bool TunnelController::IsTunnelUp() const {
   return proxyMode ? proxyEngine.IsRunning() : vpnEngine.status.ready.load();
 }
 
-EngineCounters TunnelController::Traffic() const {
+EngineCounters TunnelController::GetTraffic() const {
   return TotalsOf(proxyMode ? proxyEngine.traffic : vpnEngine.status.traffic);
 }
 

@@ -54,7 +54,7 @@ struct TunnelController {
   bool IsRunning() const { return running; }
   bool IsVpnRunning() const { return running && !proxyMode; }
   bool IsTunnelUp() const;
-  EngineCounters Traffic() const;
+  EngineCounters GetTraffic() const;
 };
 
 }  // namespace moorlak

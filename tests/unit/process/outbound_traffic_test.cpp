@@ -1,7 +1,7 @@
-#include "process/engine_counters.h"
-
 #include <gtest/gtest.h>
 #include <string>
+
+#include "process/engine_counters.h"
 
 namespace moorlak {
 namespace {

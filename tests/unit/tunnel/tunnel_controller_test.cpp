@@ -195,7 +195,7 @@ TEST_F(Controller, RefusesEveryStartOnceItIsClosing) {
 TEST_F(Controller, IsIdleAtFirstAndStopsSafely) {
   controller->Stop();
   controller->Shutdown();
-  EXPECT_EQ(controller->Traffic(), EngineCounters{});
+  EXPECT_EQ(controller->GetTraffic(), EngineCounters{});
   EXPECT_FALSE(controller->IsTunnelUp());
   EXPECT_FALSE(controller->StopIfCurrent(0, "never written"));
 }
