@@ -143,6 +143,25 @@ TEST_F(ControllerWithEngines, FindsThemWhereTheyHaveMovedAndWhenTheyAreBack) {
   ASSERT_TRUE(RemoveDirectoryW(folder.File(L"xray").c_str()));
 }
 
+TEST_F(ControllerWithEngines, AStopDropsTheSession) {
+  ASSERT_TRUE(controller->vpnEngine.session);
+  controller->Stop();
+  EXPECT_FALSE(controller->vpnEngine.session);
+}
+
+TEST_F(ControllerWithEngines, AStopKeepsASessionWhoseStagedFileCannotBeRemovedForTheNextStop) {
+  std::wstring& staged = controller->vpnEngine.session->staged.path;
+  staged = folder.path;
+  controller->Stop();
+  ASSERT_TRUE(controller->vpnEngine.session);
+  EXPECT_EQ(staged, folder.path);
+  folder.Write(L"staged.json", "{}");
+  staged = folder.File(L"staged.json");
+  controller->Stop();
+  EXPECT_FALSE(controller->vpnEngine.session);
+  EXPECT_EQ(GetFileAttributesW(folder.File(L"staged.json").c_str()), INVALID_FILE_ATTRIBUTES);
+}
+
 TEST_F(ControllerWithEngines, AreReportedOnceOnStandardErrorWhenTheVpnEngineIsMade) {
   const StandardErrorCapture standardError;
   VpnService made;
