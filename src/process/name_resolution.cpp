@@ -5,10 +5,10 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <array>
 #include <memory>
 
 #include "base/guarded.h"
+#include "base/ipv4.h"
 #include "base/utf.h"
 #include "base/winsock.h"
 #include "text/text_scan.h"
@@ -27,13 +27,6 @@ AddressList LookUp(const std::string& host) {
   return {found, &FreeAddrInfoW};
 }
 
-// Empty if the entry cannot be turned into text.
-std::string AddressText(const ADDRINFOW& entry) {
-  std::array<char, INET_ADDRSTRLEN> text{};
-  const auto* address = reinterpret_cast<const sockaddr_in*>(entry.ai_addr);
-  return inet_ntop(AF_INET, &address->sin_addr, text.data(), text.size()) != nullptr ? text.data() : std::string();
-}
-
 std::vector<std::string> Resolve(const std::string& host) {
   if (host.empty()) return {};
   if (IsDottedQuad(host)) return {host};
@@ -47,10 +40,9 @@ std::vector<std::string> Resolve(const std::string& host) {
 std::vector<std::string> AddressTexts(const ADDRINFOW* list) {
   std::vector<std::string> addresses;
   for (const ADDRINFOW* entry = list; entry != nullptr; entry = entry->ai_next) {
-    std::string address = AddressText(*entry);
-    if (!address.empty() && std::ranges::find(addresses, address) == addresses.end()) {
-      addresses.push_back(std::move(address));
-    }
+    const auto* found = reinterpret_cast<const sockaddr_in*>(entry->ai_addr);
+    std::string address = Ipv4Text(FromNetworkOrder(found->sin_addr.s_addr));
+    if (std::ranges::find(addresses, address) == addresses.end()) addresses.push_back(std::move(address));
   }
   return addresses;
 }

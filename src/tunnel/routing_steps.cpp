@@ -61,7 +61,7 @@ bool FindGateway(Session& session, Progress progress) {
 }
 
 GatewayRoute RouteTo(const Session& session, const std::string& address) {
-  return {address, std::string(kHostMask), session.routes.physicalGateway};
+  return {address, kIpv4Bits, session.routes.physicalGateway};
 }
 
 void RouteAround(const Session& session, Progress progress, const std::string& address, std::string_view kind) {

@@ -12,6 +12,7 @@ namespace moorlak {
 namespace {
 
 using Texts = std::vector<std::string>;
+using Addresses = std::vector<Ipv4Address>;
 
 constexpr uint32_t kEthernetType = 6;
 constexpr uint32_t kPatienceMs = 60000;
@@ -39,7 +40,7 @@ TEST_F(AdapterLookup, AnAdapterIsReadWithAllItsSettings) {
   EXPECT_EQ(ethernet.type, kEthernetType);
   EXPECT_TRUE(ethernet.up);
   EXPECT_FALSE(ethernet.dhcp);
-  EXPECT_EQ(ethernet.ipv4Addresses, Texts{"192.0.2.10"});
+  EXPECT_EQ(ethernet.ipv4Addresses, Addresses{{0xC000020A}});  // 192.0.2.10
   EXPECT_EQ(ethernet.ipv4DnsServers, (Texts{"203.0.113.7", "149.112.112.112", "198.51.100.53"}));
 }
 
@@ -52,9 +53,9 @@ TEST_F(AdapterLookup, LearnedServersAreReadWhereNoneWasSet) {
 
 TEST_F(AdapterLookup, NamesWithCyrillicLettersAndBlanksComeThrough) {
   Start(lab::MixedMachine());
-  EXPECT_EQ(Read("Беспроводная сеть").ipv4Addresses, Texts{"192.0.4.10"});
+  EXPECT_EQ(Read("Беспроводная сеть").ipv4Addresses, Addresses{{0xC000040A}});  // 192.0.4.10
   EXPECT_EQ(Read("Local Area Connection 2").ipv4DnsServers.front(), "203.0.113.7");
-  EXPECT_EQ(Read("R&D").ipv4Addresses, Texts{"192.0.5.10"});
+  EXPECT_EQ(Read("R&D").ipv4Addresses, Addresses{{0xC000050A}});  // 192.0.5.10
 }
 
 TEST_F(AdapterLookup, AnIpv6OnlyAdapterHasAnIpv6IndexOnly) {
@@ -66,7 +67,7 @@ TEST_F(AdapterLookup, AnIpv6OnlyAdapterHasAnIpv6IndexOnly) {
 TEST_F(AdapterLookup, AListThatGrowsBetweenTheCallsIsReadAgain) {
   Start(lab::DhcpMachine());
   PlanFault("grow", "GetAdaptersAddresses", "read", 1, 4000);
-  EXPECT_EQ(Read("Ethernet").ipv4Addresses, Texts{"192.0.2.10"});
+  EXPECT_EQ(Read("Ethernet").ipv4Addresses, Addresses{{0xC000020A}});  // 192.0.2.10
   EXPECT_EQ(CallsOf("GetAdaptersAddresses").size(), 3u);
 }
 
@@ -78,7 +79,7 @@ TEST_F(AdapterLookup, AnAdapterThatComesUpBetweenTheCallsIsInTheList) {
     lab::EditMachine([](lab::MachineState& machine) { lab::AddPhysicalAdapter(machine, "Late", kEthernetType, 9); });
     lab::ReleaseBreak();
   });
-  EXPECT_EQ(Read("Late").ipv4Addresses, Texts{"192.0.9.10"});
+  EXPECT_EQ(Read("Late").ipv4Addresses, Addresses{{0xC000090A}});  // 192.0.9.10
 }
 
 TEST_F(AdapterLookup, AListThatGrowsAtEveryTryIsNotRead) {

@@ -50,7 +50,7 @@ TEST_F(HeldRecoveryFile, OfAPolicyWithoutItsBackupGoesOnceItIsLetGo) {
 
 TEST_F(HeldRecoveryFile, OfTheRoutesGoesOnceItIsLetGo) {
   Begin(WithTunnel(lab::DhcpMachine()));
-  const GatewayRoute route{"203.0.113.7", "255.255.255.255", "192.0.2.1"};
+  const GatewayRoute route{"203.0.113.7", 32, "192.0.2.1"};
   ClearWayFor(route);
   AddGatewayRoute(route);
   WhileHeldInDataFolder(L"routes_restore.v1", RestoreJournaledRoutes);

@@ -60,7 +60,7 @@ struct RouteJournalOn : OnSimulatedMachine {
 
 TEST_F(RouteJournalOn, WhatWasAddedGoesAndTheFileWithIt) {
   Start(TunnelMachine());
-  Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
+  Replace({"203.0.113.7", 32, "192.0.2.1"});
   EXPECT_NE(Now(), Before());
   EXPECT_TRUE(BackupExists());
   RestoreJournaledRoutes();
@@ -72,7 +72,7 @@ TEST_F(RouteJournalOn, TheUsersRouteToTheSamePlaceComesBackWithItsMetric) {
   lab::MachineState machine = lab::DhcpMachine();
   machine.ipv4Routes.push_back({"203.0.113.7", 32, "192.0.2.77", machine.adapters[1].luid, 4, false});
   Start(machine);
-  Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
+  Replace({"203.0.113.7", 32, "192.0.2.1"});
   RestoreJournaledRoutes();
   EXPECT_EQ(Now(), Before());
 }
@@ -81,15 +81,15 @@ TEST_F(RouteJournalOn, TheSameRouteOfTheUsersStays) {
   lab::MachineState machine = lab::DhcpMachine();
   machine.ipv4Routes.push_back({"203.0.113.7", 32, "192.0.2.1", machine.adapters[1].luid, 1, false});
   Start(machine);
-  Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
-  Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
+  Replace({"203.0.113.7", 32, "192.0.2.1"});
+  Replace({"203.0.113.7", 32, "192.0.2.1"});
   RestoreJournaledRoutes();
   EXPECT_EQ(Now(), Before());
 }
 
 TEST_F(RouteJournalOn, TheDefaultRouteComesBackThatASubnetOfEverythingTookAway) {
   Start(lab::DhcpMachine());
-  Replace({"0.0.0.0", "0.0.0.0", "192.0.2.1"});
+  Replace({"0.0.0.0", 0, "192.0.2.1"});
   RestoreJournaledRoutes();
   const auto isDefault = [](const lab::Route& route) { return route.prefixLength == 0; };
   EXPECT_EQ(std::ranges::count_if(lab::ReadMachine().ipv4Routes, isDefault),
@@ -98,7 +98,7 @@ TEST_F(RouteJournalOn, TheDefaultRouteComesBackThatASubnetOfEverythingTookAway) 
 
 TEST_F(RouteJournalOn, ARecoveryReadsTheFile) {
   Start(TunnelMachine());
-  Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
+  Replace({"203.0.113.7", 32, "192.0.2.1"});
   RecoverJournaledRoutes();
   EXPECT_EQ(Now(), Before());
   EXPECT_FALSE(BackupExists());
@@ -107,7 +107,7 @@ TEST_F(RouteJournalOn, ARecoveryReadsTheFile) {
 
 TEST_F(RouteJournalOn, ARemovalThatFailsIsKeptForTheNextTime) {
   Start(TunnelMachine());
-  Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
+  Replace({"203.0.113.7", 32, "192.0.2.1"});
   PlanFault("fail", "DeleteIpForwardEntry2", "", 0, ERROR_ACCESS_DENIED);
   RestoreJournaledRoutes();
   EXPECT_TRUE(BackupExists());
@@ -121,7 +121,7 @@ TEST_F(RouteJournalOn, ARemovalThatFailsIsKeptForTheNextTime) {
 TEST_F(RouteJournalOn, ACallThatFailsOnceCostsNothing) {
   for (const char* call : {"DeleteIpForwardEntry2", "GetIpForwardTable2"}) {
     Start(TunnelMachine());
-    Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
+    Replace({"203.0.113.7", 32, "192.0.2.1"});
     PlanFault("fail", call, "", 1, ERROR_ACCESS_DENIED);
     RestoreJournaledRoutes();
     EXPECT_EQ(Now(), Before()) << call;
@@ -134,7 +134,7 @@ TEST_F(RouteJournalOn, WithoutTheTableNoRouteIsRemoved) {
   machine.ipv4Routes.push_back({"203.0.113.7", 32, "192.0.2.77", machine.adapters[1].luid, 4, false});
   Start(machine);
   PlanFault("fail", "GetIpForwardTable2", "", 0, ERROR_NOT_ENOUGH_MEMORY);
-  ClearWayFor({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
+  ClearWayFor({"203.0.113.7", 32, "192.0.2.1"});
   EXPECT_EQ(Now(), Before());
   EXPECT_EQ(LogMessages(), "routes: could not read the route table; routes to 203.0.113.7 stay\n");
   lab::EditMachine([](lab::MachineState& now) { now.faults.clear(); });
@@ -146,7 +146,7 @@ TEST_F(RouteJournalOn, WithoutTheTableARouteThatWasNotAddedStaysTheUsers) {
   machine.ipv4Routes.push_back({"203.0.113.7", 32, "192.0.2.1", machine.adapters[1].luid, 1, false});
   Start(machine);
   PlanFault("fail", "GetIpForwardTable2", "", 0, ERROR_NOT_ENOUGH_MEMORY);
-  Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
+  Replace({"203.0.113.7", 32, "192.0.2.1"});
   ClearFaults();
   RestoreJournaledRoutes();
   EXPECT_EQ(Now(), Before());
@@ -155,7 +155,7 @@ TEST_F(RouteJournalOn, WithoutTheTableARouteThatWasNotAddedStaysTheUsers) {
 TEST_F(RouteJournalOn, WithoutTheTableARouteThatWasAddedIsOurs) {
   Start(lab::DhcpMachine());
   PlanFault("fail", "GetIpForwardTable2", "", 0, ERROR_NOT_ENOUGH_MEMORY);
-  Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
+  Replace({"203.0.113.7", 32, "192.0.2.1"});
   ClearFaults();
   EXPECT_NE(Now(), Before());
   RestoreJournaledRoutes();
@@ -174,14 +174,14 @@ struct TakenOnLinkRoute : RouteJournalOn {
 
 TEST_F(TakenOnLinkRoute, ComesBackWhereTheAdapterHasAnAddressInIt) {
   Start(Machine());
-  Replace({"198.51.100.0", "255.255.255.0", "192.0.2.1"});
+  Replace({"198.51.100.0", 24, "192.0.2.1"});
   RestoreJournaledRoutes();
   EXPECT_EQ(Now(), Before());
 }
 
 TEST_F(TakenOnLinkRoute, IsDroppedWhereNoAddressIsLeftInIt) {
   Start(Machine());
-  Replace({"198.51.100.0", "255.255.255.0", "192.0.2.1"});
+  Replace({"198.51.100.0", 24, "192.0.2.1"});
   lab::EditMachine([](lab::MachineState& machine) { machine.adapters[1].ipv4.addresses.pop_back(); });
   RestoreJournaledRoutes();
   EXPECT_FALSE(HasRouteTo("198.51.100.0"));
@@ -193,8 +193,8 @@ TEST_F(TakenOnLinkRoute, BringsBackTheRouteAfterIt) {
   lab::MachineState machine = Machine();
   machine.ipv4Routes.push_back({"203.0.113.7", 32, "198.51.100.1", machine.adapters[1].luid, 4, false});
   Start(machine);
-  Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
-  Replace({"198.51.100.0", "255.255.255.0", "192.0.2.1"});
+  Replace({"203.0.113.7", 32, "192.0.2.1"});
+  Replace({"198.51.100.0", 24, "192.0.2.1"});
   RestoreJournaledRoutes();
   EXPECT_EQ(Now(), Before());
 }
@@ -204,8 +204,8 @@ TEST_F(TakenOnLinkRoute, BringsBackTheRouteAfterItAtTheSecondTry) {
   lab::MachineState machine = Machine();
   machine.ipv4Routes.push_back({"203.0.113.7", 32, "198.51.100.1", machine.adapters[1].luid, 4, false});
   Start(machine);
-  Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
-  Replace({"198.51.100.0", "255.255.255.0", "192.0.2.1"});
+  Replace({"203.0.113.7", 32, "192.0.2.1"});
+  Replace({"198.51.100.0", 24, "192.0.2.1"});
   PlanFault("fail", "CreateIpForwardEntry2", "", 1, ERROR_ACCESS_DENIED);
   RestoreJournaledRoutes();
   EXPECT_EQ(Now(), Before());
@@ -216,7 +216,7 @@ TEST_F(RouteJournalOn, ARouteWhoseHopIsNoNeighbourAnyMoreIsDropped) {
   lab::MachineState machine = lab::DhcpMachine();
   machine.ipv4Routes.push_back({"203.0.113.7", 32, "192.0.2.77", machine.adapters[1].luid, 4, false});
   Start(machine);
-  Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
+  Replace({"203.0.113.7", 32, "192.0.2.1"});
   lab::EditMachine([](lab::MachineState& now) {
     now.adapters[1].ipv4.addresses = {{"10.20.0.5", 24}};
     std::erase_if(now.ipv4Routes, [&](const lab::Route& route) { return route.luid == now.adapters[1].luid; });
@@ -231,7 +231,7 @@ TEST_F(RouteJournalOn, ARouteWhoseHopIsNoNeighbourAnyMoreIsDropped) {
 // After a restart of the system: routes that the machine itself did not keep would be missing without the session, too.
 struct RestartedSystem : RouteJournalOn {
   void ReplaceAndRestart() {
-    Replace({"203.0.113.7", "255.255.255.255", "192.0.2.1"});
+    Replace({"203.0.113.7", 32, "192.0.2.1"});
     lab::RestartSystem();
   }
 };

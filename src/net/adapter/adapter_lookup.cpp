@@ -5,7 +5,6 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <iphlpapi.h>
 
@@ -23,25 +22,17 @@ constexpr int kMaxReads = 8;
 constexpr ULONG kNameAndIndexOnly =
     GAA_FLAG_SKIP_UNICAST | GAA_FLAG_SKIP_ANYCAST | GAA_FLAG_SKIP_MULTICAST | GAA_FLAG_SKIP_DNS_SERVER;
 
-// Empty for 0.0.0.0 and for any family other than IPv4.
-std::string Ipv4Text(const SOCKET_ADDRESS& address) {
-  if (address.lpSockaddr == nullptr || address.lpSockaddr->sa_family != AF_INET) return {};
-  const auto* ipv4 = reinterpret_cast<const sockaddr_in*>(address.lpSockaddr);
-  if (ipv4->sin_addr.s_addr == 0) return {};
-  std::array<char, INET_ADDRSTRLEN> text{};
-  if (inet_ntop(AF_INET, &ipv4->sin_addr, text.data(), text.size()) == nullptr) return {};
-  return text.data();
-}
-
-// The IPv4 texts of one of an adapter's linked lists: unicast addresses or name servers.
+// The IPv4 addresses of one of an adapter's linked lists, without 0.0.0.0: unicast addresses or name servers.
 template <typename Entry>
-std::vector<std::string> Ipv4Texts(const Entry* entry) {
-  std::vector<std::string> texts;
+std::vector<Ipv4Address> Ipv4Addresses(const Entry* entry) {
+  std::vector<Ipv4Address> addresses;
   for (; entry != nullptr; entry = entry->Next) {
-    std::string text = Ipv4Text(entry->Address);
-    if (!text.empty()) texts.push_back(std::move(text));
+    const sockaddr* const socketAddress = entry->Address.lpSockaddr;
+    if (socketAddress == nullptr || socketAddress->sa_family != AF_INET) continue;
+    const auto address = FromNetworkOrder(reinterpret_cast<const sockaddr_in*>(socketAddress)->sin_addr.s_addr);
+    if (address != kAnyIpv4) addresses.push_back(address);
   }
-  return texts;
+  return addresses;
 }
 
 AdapterInfo PlainAdapter(const IP_ADAPTER_ADDRESSES& adapter) {
@@ -54,8 +45,10 @@ AdapterInfo PlainAdapter(const IP_ADAPTER_ADDRESSES& adapter) {
   info.type = adapter.IfType;
   info.up = adapter.OperStatus == IfOperStatusUp;
   info.dhcp = (adapter.Flags & IP_ADAPTER_DHCP_ENABLED) != 0;
-  info.ipv4Addresses = Ipv4Texts(adapter.FirstUnicastAddress);
-  info.ipv4DnsServers = Ipv4Texts(adapter.FirstDnsServerAddress);
+  info.ipv4Addresses = Ipv4Addresses(adapter.FirstUnicastAddress);
+  for (const Ipv4Address server : Ipv4Addresses(adapter.FirstDnsServerAddress)) {
+    info.ipv4DnsServers.push_back(Ipv4Text(server));
+  }
   return info;
 }
 

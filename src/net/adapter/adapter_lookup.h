@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "base/ipv4.h"
+
 namespace moorlak {
 
 struct AdapterInfo {
@@ -24,8 +26,9 @@ struct AdapterInfo {
   bool up = false;
   // DHCP for IPv4 is enabled.
   bool dhcp = false;
-  // Dotted quads, in the system's order, without name servers of 0.0.0.0. Empty if the flags skip them.
-  std::vector<std::string> ipv4Addresses;
+  // In the system's order, without 0.0.0.0. Empty if the flags skip them. The servers are dotted quads, because they
+  // are only copied: to a file, to a command.
+  std::vector<Ipv4Address> ipv4Addresses;
   std::vector<std::string> ipv4DnsServers;
 
   bool operator==(const AdapterInfo&) const = default;

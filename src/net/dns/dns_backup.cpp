@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "base/ipv4.h"
 #include "net/dns/dns_commands.h"
 #include "text/text_scan.h"
 
@@ -96,13 +97,7 @@ bool IsSafeAdapterName(std::string_view name) {
 }
 
 bool IsSafeAddress(std::string_view address) {
-  constexpr uint64_t kLargestGroup = 255;
-  for (int group = 0; group < 4; ++group) {
-    const size_t dot = group < 3 ? address.find('.') : address.size();
-    if (dot == std::string_view::npos || !ParseDecimal(address.substr(0, dot), kLargestGroup)) return false;
-    address.remove_prefix(std::min(dot + 1, address.size()));
-  }
-  return true;
+  return ParseLooseIpv4(address).has_value();
 }
 
 std::string FormatDnsBackup(const std::vector<AdapterDnsBackup>& records) {

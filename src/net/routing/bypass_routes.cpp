@@ -41,7 +41,7 @@ bool HasHostRoute(const BypassRoutes& routes, const std::string& address) {
 std::vector<GatewayRoute> HostRoutes(const std::vector<std::string>& addresses, const BypassRoutes& routes) {
   std::vector<GatewayRoute> wanted;
   for (const std::string& address : addresses) {
-    if (!HasHostRoute(routes, address)) wanted.push_back({address, std::string(kHostMask), routes.physicalGateway});
+    if (!HasHostRoute(routes, address)) wanted.push_back({address, kIpv4Bits, routes.physicalGateway});
   }
   return wanted;
 }

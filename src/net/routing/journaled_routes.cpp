@@ -2,11 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <limits>
 #include <optional>
 
-#include "net/routing/route_rows.h"
 #include "text/text_scan.h"
 
 namespace moorlak {
@@ -17,22 +15,6 @@ constexpr std::string_view kAddedLine = "added";
 constexpr std::string_view kTakenLine = "taken";
 constexpr std::string_view kStoredLine = "stored";
 constexpr std::string_view kBootLine = "boot";
-constexpr uint32_t kAddressBits = 32;
-
-std::optional<AddedRoute> ToAdded(std::string_view destinationText, std::string_view maskText,
-                                  std::string_view nextHopText) {
-  const auto destination = AddressNumber(destinationText);
-  const auto mask = AddressNumber(maskText);
-  const auto nextHop = AddressNumber(nextHopText);
-  if (!destination || !mask || !nextHop) return std::nullopt;
-  const auto prefixLength = static_cast<uint32_t>(std::countl_one(*mask));
-  if (prefixLength + static_cast<uint32_t>(std::countr_zero(*mask)) != kAddressBits) return std::nullopt;
-  return AddedRoute{*destination, prefixLength, *nextHop};
-}
-
-AddedRoute WithoutInterface(const SystemRoute& route) {
-  return {route.destination, route.prefixLength, route.nextHop};
-}
 
 template <typename Route>
 bool Contains(const std::vector<Route>& routes, const Route& route) {
@@ -40,28 +22,19 @@ bool Contains(const std::vector<Route>& routes, const Route& route) {
 }
 
 bool IsOurs(const RouteJournal& journal, const SystemRoute& row, uint64_t tunnelLuid) {
-  return Contains(journal.added, WithoutInterface(row)) || (tunnelLuid != 0 && row.luid == tunnelLuid);
+  return Contains(journal.added, row.route) || (tunnelLuid != 0 && row.luid == tunnelLuid);
 }
 
-bool RecordTaken(RouteJournal& journal, uint32_t destination, const RoutesNow& now) {
+bool RecordTaken(RouteJournal& journal, Ipv4Address destination, const RoutesNow& now) {
   bool noted = false;
   for (const SystemRoute& row : now.table) {
-    if (row.destination != destination || IsOurs(journal, row, now.tunnelLuid)) continue;
+    if (row.route.destination.address != destination || IsOurs(journal, row, now.tunnelLuid)) continue;
     if (HasRoute(journal.taken, row) || HasRoute(journal.takenStored, row)) continue;
-    const bool isStored = Contains(now.stored, WithoutInterface(row));
+    const bool isStored = Contains(now.stored, row.route);
     (isStored ? journal.takenStored : journal.taken).push_back(row);
     noted = true;
   }
   return noted;
-}
-
-bool IsInside(uint32_t address, const SystemRoute& route) {
-  const uint64_t mask = ~uint64_t{0} << (kAddressBits - route.prefixLength);
-  return ((address ^ route.destination) & static_cast<uint32_t>(mask)) == 0;
-}
-
-bool IsOnLink(const SystemRoute& route) {
-  return route.nextHop == 0;
 }
 
 void AddLine(std::string& text, std::string_view line) {
@@ -69,10 +42,10 @@ void AddLine(std::string& text, std::string_view line) {
   text += '\n';
 }
 
-void AddPrefix(std::string& text, uint32_t destination, uint32_t prefixLength, uint32_t nextHop) {
-  AddLine(text, DottedQuad(destination));
-  AddLine(text, std::to_string(prefixLength));
-  AddLine(text, DottedQuad(nextHop));
+void AddRoute(std::string& text, const Ipv4Route& route) {
+  AddLine(text, Ipv4Text(route.destination.address));
+  AddLine(text, std::to_string(route.destination.length));
+  AddLine(text, Ipv4Text(route.nextHop));
 }
 
 // The next line, without its end; nullopt if no complete line is left.
@@ -84,15 +57,15 @@ std::optional<std::string_view> TakeLine(std::string_view& text) {
   return line;
 }
 
-std::optional<uint32_t> TakeAddress(std::string_view& text) {
+std::optional<Ipv4Address> TakeAddress(std::string_view& text) {
   const auto line = TakeLine(text);
-  return line ? AddressNumber(*line) : std::nullopt;
+  return line ? ParseLooseIpv4(*line) : std::nullopt;
 }
 
 void AddTaken(std::string& text, std::string_view kind, const std::vector<SystemRoute>& routes) {
   for (const SystemRoute& route : routes) {
     AddLine(text, kind);
-    AddPrefix(text, route.destination, route.prefixLength, route.nextHop);
+    AddRoute(text, route.route);
     AddLine(text, std::to_string(route.luid));
     AddLine(text, std::to_string(route.metric));
   }
@@ -103,12 +76,12 @@ std::optional<uint64_t> TakeNumber(std::string_view& text, uint64_t most) {
   return line ? ParseDecimal(*line, most) : std::nullopt;
 }
 
-std::optional<AddedRoute> TakeAdded(std::string_view& text) {
+std::optional<Ipv4Route> TakeAdded(std::string_view& text) {
   const auto destination = TakeAddress(text);
-  const auto prefixLength = TakeNumber(text, kAddressBits);
+  const auto prefixLength = TakeNumber(text, kIpv4Bits);
   const auto nextHop = TakeAddress(text);
   if (!destination || !prefixLength || !nextHop) return std::nullopt;
-  return AddedRoute{*destination, static_cast<uint32_t>(*prefixLength), *nextHop};
+  return Ipv4Route{{*destination, static_cast<uint32_t>(*prefixLength)}, *nextHop};
 }
 
 std::optional<SystemRoute> TakeTaken(std::string_view& text) {
@@ -116,7 +89,7 @@ std::optional<SystemRoute> TakeTaken(std::string_view& text) {
   const auto luid = TakeNumber(text, std::numeric_limits<uint64_t>::max());
   const auto metric = TakeNumber(text, std::numeric_limits<uint32_t>::max());
   if (!route || !luid || !metric) return std::nullopt;
-  return SystemRoute{route->destination, route->prefixLength, route->nextHop, *luid, static_cast<uint32_t>(*metric)};
+  return SystemRoute{*route, *luid, static_cast<uint32_t>(*metric)};
 }
 
 template <typename Route>
@@ -141,20 +114,7 @@ bool TakeEntry(std::string_view kind, std::string_view& text, RouteJournal& jour
 
 }  // namespace
 
-std::optional<uint32_t> AddressNumber(std::string_view text) {
-  uint32_t number = 0;
-  for (int group = 0; group < 4; ++group) {
-    const size_t dot = group < 3 ? text.find('.') : text.size();
-    if (dot == std::string_view::npos) return std::nullopt;
-    const auto value = ParseDecimal(text.substr(0, dot), 255);
-    if (!value) return std::nullopt;
-    number = number << 8 | static_cast<uint32_t>(*value);
-    text.remove_prefix(std::min(dot + 1, text.size()));
-  }
-  return number;
-}
-
-std::optional<AddedRoute> ParsePersistentRoute(std::string_view text) {
+std::optional<Ipv4Route> ParsePersistentRoute(std::string_view text) {
   std::array<std::string_view, 3> fields;
   for (std::string_view& field : fields) {
     const size_t comma = text.find(',');
@@ -162,19 +122,27 @@ std::optional<AddedRoute> ParsePersistentRoute(std::string_view text) {
     field = text.substr(0, comma);
     text.remove_prefix(comma + 1);
   }
-  return ToAdded(fields[0], fields[1], fields[2]);
+  const auto destination = ParseLooseIpv4(fields[0]);
+  const auto mask = ParseLooseIpv4(fields[1]);
+  const auto nextHop = ParseLooseIpv4(fields[2]);
+  const auto length = mask ? LengthOfMask(*mask) : std::nullopt;
+  if (!destination || !length || !nextHop) return std::nullopt;
+  return Ipv4Route{{*destination, *length}, *nextHop};
 }
 
 bool RecordReplacement(RouteJournal& journal, const GatewayRoute& route, const RoutesNow& now) {
-  const auto destination = AddressNumber(route.destination);
+  const auto destination = ParseLooseIpv4(route.destination);
   const bool takes = destination && RecordTaken(journal, *destination, now);
   return RecordAdded(journal, route) || takes;
 }
 
 bool RecordAdded(RouteJournal& journal, const GatewayRoute& route) {
-  const auto added = ToAdded(route.destination, route.mask, route.gateway);
-  if (!added || Contains(journal.added, *added)) return false;
-  journal.added.push_back(*added);
+  const auto destination = ParseLooseIpv4(route.destination);
+  const auto gateway = ParseLooseIpv4(route.gateway);
+  if (!destination || !gateway) return false;
+  const Ipv4Route added{{*destination, route.prefixLength}, *gateway};
+  if (Contains(journal.added, added)) return false;
+  journal.added.push_back(added);
   return true;
 }
 
@@ -187,24 +155,25 @@ size_t ForgetVolatile(RouteJournal& journal) {
 
 bool CanComeBack(const SystemRoute& route, const std::vector<SystemRoute>& table,
                  const std::vector<LocalAddress>& addresses) {
-  if (IsOnLink(route)) {
-    return std::ranges::any_of(
-        addresses, [&](const LocalAddress& own) { return own.luid == route.luid && IsInside(own.address, route); });
+  if (route.route.IsOnLink()) {
+    return std::ranges::any_of(addresses, [&](const LocalAddress& own) {
+      return own.luid == route.luid && route.route.destination.Contains(own.address);
+    });
   }
   return std::ranges::any_of(table, [&](const SystemRoute& row) {
-    return IsOnLink(row) && row.luid == route.luid && IsInside(route.nextHop, row);
+    return row.route.IsOnLink() && row.luid == route.luid && row.route.destination.Contains(route.route.nextHop);
   });
 }
 
-std::string RouteText(const SystemRoute& route) {
-  const std::string way = IsOnLink(route) ? " on the link" : " via " + DottedQuad(route.nextHop);
-  return DottedQuad(route.destination) + "/" + std::to_string(route.prefixLength) + way;
+std::string RouteText(const Ipv4Route& route) {
+  const std::string way = route.IsOnLink() ? " on the link" : " via " + Ipv4Text(route.nextHop);
+  return Ipv4Text(route.destination.address) + "/" + std::to_string(route.destination.length) + way;
 }
 
 std::vector<SystemRoute> AddedRows(const RouteJournal& journal, const std::vector<SystemRoute>& table) {
   std::vector<SystemRoute> rows;
   for (const SystemRoute& row : table) {
-    if (Contains(journal.added, WithoutInterface(row))) rows.push_back(row);
+    if (Contains(journal.added, row.route)) rows.push_back(row);
   }
   return rows;
 }
@@ -219,9 +188,9 @@ bool HasRoute(const std::vector<SystemRoute>& table, const SystemRoute& route) {
 std::string FormatRouteJournal(const RouteJournal& journal) {
   std::string text;
   AddLine(text, kVersionLine);
-  for (const AddedRoute& route : journal.added) {
+  for (const Ipv4Route& route : journal.added) {
     AddLine(text, kAddedLine);
-    AddPrefix(text, route.destination, route.prefixLength, route.nextHop);
+    AddRoute(text, route);
   }
   AddTaken(text, kTakenLine, journal.taken);
   AddTaken(text, kStoredLine, journal.takenStored);

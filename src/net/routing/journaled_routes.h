@@ -11,12 +11,9 @@
 
 namespace moorlak {
 
-// One of the machine's routes, from the system's newer table. Addresses are numbers in host order.
+// One of the machine's routes, from the system's newer table.
 struct SystemRoute {
-  uint32_t destination = 0;
-  uint32_t prefixLength = 0;
-  // 0 for an on-link route.
-  uint32_t nextHop = 0;
+  Ipv4Route route;
   // NET_LUID of the interface as its 64-bit value; unlike the index, it survives a restart of the system.
   uint64_t luid = 0;
   // The route's own metric, without the interface's.
@@ -25,18 +22,9 @@ struct SystemRoute {
   bool operator==(const SystemRoute&) const = default;
 };
 
-// A route through a gateway; the system chooses the interface.
-struct AddedRoute {
-  uint32_t destination = 0;
-  uint32_t prefixLength = 0;
-  uint32_t nextHop = 0;
-
-  bool operator==(const AddedRoute&) const = default;
-};
-
 struct RouteJournal {
-  // Added, or being added.
-  std::vector<AddedRoute> added;
+  // Added, or being added; the system chooses the interface.
+  std::vector<Ipv4Route> added;
   // Removed, or being removed: routes that a restart of the system discards.
   std::vector<SystemRoute> taken;
   // The same for routes that a restart would bring back.
@@ -52,7 +40,7 @@ struct RouteJournal {
 struct RoutesNow {
   std::vector<SystemRoute> table;
   // Routes that the system has stored for its next start.
-  std::vector<AddedRoute> stored;
+  std::vector<Ipv4Route> stored;
   // LUID of the tunnel's adapter; 0 if there is none.
   uint64_t tunnelLuid = 0;
 };
@@ -61,8 +49,8 @@ struct RoutesNow {
 // itself added, and routes through the tunnel, are not the machine's and are left out. True if anything was new.
 bool RecordReplacement(RouteJournal& journal, const GatewayRoute& route, const RoutesNow& now);
 
-// Records that the route was, or will be, added; true if it was not recorded yet. A route with invalid addresses or
-// with gaps in its mask is not recorded: the system refuses it, too.
+// Records that the route was, or will be, added; true if it was not recorded yet. A route with invalid addresses is not
+// recorded: the system refuses it, too.
 bool RecordAdded(RouteJournal& journal, const GatewayRoute& route);
 
 // Adapts the journal to a restart of the system: added routes are gone, and taken routes that were not stored need not
@@ -72,7 +60,7 @@ size_t ForgetVolatile(RouteJournal& journal);
 // One of the machine's own addresses.
 struct LocalAddress {
   uint64_t luid = 0;
-  uint32_t address = 0;
+  Ipv4Address address;
 };
 
 // Whether a taken route can be put back now: an on-link route if its adapter has an address inside it, a route through
@@ -81,13 +69,11 @@ bool CanComeBack(const SystemRoute& route, const std::vector<SystemRoute>& table
                  const std::vector<LocalAddress>& addresses);
 
 // "203.0.113.7/32 via 192.0.2.77", or "… on the link".
-std::string RouteText(const SystemRoute& route);
-
-// A dotted quad as a number.
-std::optional<uint32_t> AddressNumber(std::string_view text);
+std::string RouteText(const Ipv4Route& route);
 
 // "203.0.113.7,255.255.255.255,192.0.2.77,1": destination, mask, gateway and metric as `route -p ADD` stores them.
-std::optional<AddedRoute> ParsePersistentRoute(std::string_view text);
+// nullopt for anything else, and for a mask with gaps.
+std::optional<Ipv4Route> ParsePersistentRoute(std::string_view text);
 
 // The table's rows that the session added.
 std::vector<SystemRoute> AddedRows(const RouteJournal& journal, const std::vector<SystemRoute>& table);

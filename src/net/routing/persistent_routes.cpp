@@ -16,8 +16,8 @@ constexpr DWORD kLongestName = 128;
 
 }  // namespace
 
-std::vector<AddedRoute> ReadPersistentRoutes() {
-  std::vector<AddedRoute> routes;
+std::vector<Ipv4Route> ReadPersistentRoutes() {
+  std::vector<Ipv4Route> routes;
   HKEY opened = nullptr;
   if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kKey, 0, KEY_QUERY_VALUE, &opened) != ERROR_SUCCESS) return routes;
   const RegistryKey key(opened);

@@ -10,6 +10,6 @@ namespace moorlak {
 // What `route -p ADD` has stored: the values below Tcpip\Parameters\PersistentRoutes in the registry, as the page
 // "route" of the Windows commands on Microsoft Learn says. Routes stored by `netsh` are in another, undocumented place.
 // Empty if they cannot be read.
-std::vector<AddedRoute> ReadPersistentRoutes();
+std::vector<Ipv4Route> ReadPersistentRoutes();
 
 }  // namespace moorlak

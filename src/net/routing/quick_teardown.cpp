@@ -22,8 +22,6 @@
 namespace moorlak {
 namespace {
 
-constexpr uint32_t kTunnelAddressNumber = 0x0A005502;
-
 // A session may have set its route on any of our adapters, whichever is up by now.
 bool IsDefaultOfAny(const RouteRow& row, const std::vector<uint32_t>& tunnelIndexes) {
   return IsTunnelDefault(row, 0) ||
@@ -55,7 +53,7 @@ bool DeleteTunnelAddress(const AdapterInfo& adapter) {
   row.InterfaceLuid.Value = adapter.luid;
   row.InterfaceIndex = adapter.ifIndex;
   row.Address.Ipv4.sin_family = AF_INET;
-  row.Address.Ipv4.sin_addr.s_addr = htonl(kTunnelAddressNumber);
+  row.Address.Ipv4.sin_addr.s_addr = ToNetworkOrder(kTunnelAddress);
   return DeleteUnicastIpAddressEntry(&row) == NO_ERROR;
 }
 

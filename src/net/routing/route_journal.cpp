@@ -67,13 +67,13 @@ bool IsLost(DWORD error) {
   return error == ERROR_FILE_NOT_FOUND || error == ERROR_NOT_FOUND;
 }
 
-std::vector<AddedRoute> RemoveAddedLocked(const std::vector<SystemRoute>& table) REQUIRES(journalLock) {
-  std::vector<AddedRoute> left;
+std::vector<Ipv4Route> RemoveAddedLocked(const std::vector<SystemRoute>& table) REQUIRES(journalLock) {
+  std::vector<Ipv4Route> left;
   for (const SystemRoute& row : AddedRows(journal, table)) {
     const DWORD error = DeleteSystemRoute(row);
     if (error == NO_ERROR || IsLost(error)) continue;
     WriteLogLine("routes: could not remove a bypass route (" + std::to_string(error) + ")");
-    left.push_back({row.destination, row.prefixLength, row.nextHop});
+    left.push_back(row.route);
   }
   return left;
 }
@@ -91,16 +91,14 @@ std::optional<Network> ReadNetwork() {
   if (!table || !adapters) return std::nullopt;
   Network network{std::move(*table), {}};
   for (const AdapterInfo& adapter : *adapters) {
-    for (const std::string& text : adapter.ipv4Addresses) {
-      if (const auto address = AddressNumber(text)) network.addresses.push_back({adapter.luid, *address});
-    }
+    for (const Ipv4Address address : adapter.ipv4Addresses) network.addresses.push_back({adapter.luid, address});
   }
   return network;
 }
 
 // True if the route is finished. A route that the system had stored waits for its network.
 bool CannotComeBack(const SystemRoute& route, bool stored) {
-  if (!stored) WriteLogLine("routes: dropped a route that cannot come back: " + RouteText(route));
+  if (!stored) WriteLogLine("routes: dropped a route that cannot come back: " + RouteText(route.route));
   return !stored;
 }
 
@@ -122,7 +120,7 @@ void PutBackTakenLocked(Network& network) REQUIRES(journalLock) {
   for (const bool onLink : {true, false}) {
     const auto isDone = [&](bool stored) {
       return [&network, onLink, stored](const SystemRoute& route) {
-        return (route.nextHop == 0) == onLink && PutBack(route, stored, network);
+        return route.route.IsOnLink() == onLink && PutBack(route, stored, network);
       };
     };
     std::erase_if(journal.taken, isDone(false));

@@ -9,7 +9,6 @@
 namespace moorlak {
 namespace {
 
-constexpr int32_t kLongestPrefix = 32;
 constexpr uint32_t kEnableMs = 10000;
 // As long as a stop waits for its background commands.
 constexpr uint32_t kStoredDeleteMs = 5000;
@@ -30,14 +29,14 @@ std::string_view HostOfEntry(std::string_view entry) {
 SubnetPlan PlanSubnet(std::string_view entry) {
   const size_t slash = entry.find('/');
   const std::string_view address = entry.substr(0, slash);
-  std::string mask(kHostMask);
+  uint32_t length = kIpv4Bits;
   if (slash != std::string_view::npos) {
     const std::optional<int32_t> prefixLength = LeadingInteger(entry.substr(slash + 1));
     if (!prefixLength) return {SubnetVerdict::MalformedPrefix, {}};
-    mask = MaskText(*prefixLength);
+    length = static_cast<uint32_t>(std::clamp(*prefixLength, 0, static_cast<int32_t>(kIpv4Bits)));
   }
   if (!IsDottedQuad(address)) return {SubnetVerdict::NotIpv4, {}};
-  return {SubnetVerdict::Route, {std::string(address), std::move(mask), {}}};
+  return {SubnetVerdict::Route, {std::string(address), length, {}}};
 }
 
 std::optional<int32_t> LeadingInteger(std::string_view text) {
@@ -50,12 +49,6 @@ std::optional<int32_t> LeadingInteger(std::string_view text) {
   int32_t number = 0;
   if (std::from_chars(text.data(), text.data() + text.size(), number).ec != std::errc()) return std::nullopt;
   return number;
-}
-
-std::string MaskText(int32_t prefixLength) {
-  const int32_t ones = std::clamp(prefixLength, 0, kLongestPrefix);
-  const uint64_t mask = ~uint64_t{0} << (kLongestPrefix - ones);
-  return DottedQuad(static_cast<uint32_t>(mask));
 }
 
 std::string GatewayInIpconfig(std::string_view output) {
@@ -77,12 +70,12 @@ HiddenCommand RouteDeleteCommand(std::string_view destination) {
 }
 
 HiddenCommand RouteAddCommand(const GatewayRoute& route) {
-  return {"route ADD " + route.destination + " MASK " + route.mask + " " + route.gateway + " METRIC 1", kCommandMs,
-          true};
+  const std::string mask = Ipv4Text(MaskOfLength(route.prefixLength));
+  return {"route ADD " + route.destination + " MASK " + mask + " " + route.gateway + " METRIC 1", kCommandMs, true};
 }
 
 HiddenCommand TunnelDefaultDeleteCommand() {
-  return {"route DELETE 0.0.0.0 MASK 0.0.0.0 " + std::string(kTunnelGateway), kCommandMs, false};
+  return {"route DELETE 0.0.0.0 MASK 0.0.0.0 " + Ipv4Text(kTunnelGateway), kCommandMs, false};
 }
 
 HiddenCommand EnableAdapterCommand(std::string_view adapterName) {
@@ -91,7 +84,7 @@ HiddenCommand EnableAdapterCommand(std::string_view adapterName) {
 
 HiddenCommand TunnelAddressCommand(std::string_view adapterName) {
   return {"netsh interface ip set address name=" + Quoted(adapterName) +
-              " source=static addr=" + std::string(kTunnelAddress) + " mask=255.255.255.0 gateway=none",
+              " source=static addr=" + Ipv4Text(kTunnelAddress) + " mask=255.255.255.0 gateway=none",
           kCommandMs, true};
 }
 
@@ -101,12 +94,12 @@ HiddenCommand InterfaceMetricCommand(std::string_view adapterName) {
 
 HiddenCommand TunnelDefaultAddCommand(std::string_view adapterName) {
   return {
-      "netsh interface ip add route 0.0.0.0/0 " + Quoted(adapterName) + " " + std::string(kTunnelGateway) + " metric=1",
+      "netsh interface ip add route 0.0.0.0/0 " + Quoted(adapterName) + " " + Ipv4Text(kTunnelGateway) + " metric=1",
       kCommandMs, true};
 }
 
 HiddenCommand StoredDefaultDeleteCommand(std::string_view adapterName) {
-  return {"netsh interface ipv4 delete route 0.0.0.0/0 " + Quoted(adapterName) + " " + std::string(kTunnelGateway) +
+  return {"netsh interface ipv4 delete route 0.0.0.0/0 " + Quoted(adapterName) + " " + Ipv4Text(kTunnelGateway) +
               " store=persistent",
           kStoredDeleteMs, false};
 }

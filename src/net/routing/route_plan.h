@@ -6,19 +6,19 @@
 #include <string>
 #include <string_view>
 
+#include "base/ipv4.h"
 #include "process/command_line.h"
 
 namespace moorlak {
 
-// One route through the physical gateway; three dotted quads. The destination may have bits outside the mask: the
-// system decides whether it accepts that.
+// One route through the physical gateway. The destination is a dotted quad as the configuration or the resolver has it:
+// the command gets it unchanged, and the system decides whether it accepts numbers out of range, leading zeros, and
+// bits outside the prefix.
 struct GatewayRoute {
   std::string destination;
-  std::string mask;
+  uint32_t prefixLength = kIpv4Bits;
   std::string gateway;
 };
-
-inline constexpr std::string_view kHostMask = "255.255.255.255";
 
 // The host that a routing entry names: what follows "domain:" or "full:", or the whole entry if it has no colon. Empty
 // for every other kind of rule, for a prefix alone and for an empty entry.
@@ -36,9 +36,6 @@ SubnetPlan PlanSubnet(std::string_view entry);
 
 // The number that std::stoi would read at the beginning of a text; nullopt if it would throw.
 std::optional<int32_t> LeadingInteger(std::string_view text);
-
-// The mask with that many leading ones, as a dotted quad.
-std::string MaskText(int32_t prefixLength);
 
 // The first address after a "Default Gateway" label in the output of `ipconfig`; empty if there is none.
 // Default Gateway[^:]*:[\s]+(\d{1,3}\.\d{1,3}\.\d{1,3}\.\d{1,3})

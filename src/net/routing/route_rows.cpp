@@ -10,35 +10,22 @@ namespace {
 constexpr uint32_t kHighestMetric = std::numeric_limits<uint32_t>::max();
 
 std::string HopText(const RouteRow& row) {
-  return DottedQuad(row.nextHop) + " if=" + std::to_string(row.interfaceIndex) +
+  return Ipv4Text(row.route.nextHop) + " if=" + std::to_string(row.interfaceIndex) +
          " metric=" + std::to_string(row.metric);
 }
 
 bool IsPhysicalDefault(const RouteRow& row, uint32_t tunnelIndex) {
-  return IsDefaultRoute(row) && row.nextHop != 0 && !IsTunnelDefault(row, tunnelIndex);
+  return row.route.destination.IsDefault() && !row.route.IsOnLink() && !IsTunnelDefault(row, tunnelIndex);
 }
 
 }  // namespace
 
-std::string DottedQuad(uint32_t address) {
-  std::string text;
-  for (int shift = 24; shift >= 0; shift -= 8) {
-    text += std::to_string((address >> shift) & 0xFF);
-    if (shift > 0) text += '.';
-  }
-  return text;
-}
-
-bool IsDefaultRoute(const RouteRow& row) {
-  return row.destination == 0 && row.mask == 0;
-}
-
 bool LeadsIntoTunnel(const RouteRow& row, uint32_t tunnelIndex) {
-  return row.nextHop == kTunnelGatewayNumber || (tunnelIndex != 0 && row.interfaceIndex == tunnelIndex);
+  return row.route.nextHop == kTunnelGateway || (tunnelIndex != 0 && row.interfaceIndex == tunnelIndex);
 }
 
 bool IsTunnelDefault(const RouteRow& row, uint32_t tunnelIndex) {
-  return IsDefaultRoute(row) && LeadsIntoTunnel(row, tunnelIndex);
+  return row.route.destination.IsDefault() && LeadsIntoTunnel(row, tunnelIndex);
 }
 
 std::string ChoosePhysicalGateway(const std::vector<RouteRow>& rows, uint32_t tunnelIndex) {
@@ -50,7 +37,7 @@ std::string ChoosePhysicalGateway(const std::vector<RouteRow>& rows, uint32_t tu
     best = &row;
     lowest = row.metric;
   }
-  return best != nullptr ? DottedQuad(best->nextHop) : std::string();
+  return best != nullptr ? Ipv4Text(best->route.nextHop) : std::string();
 }
 
 bool HasTunnelDefault(const std::vector<RouteRow>& rows, uint32_t tunnelIndex) {
@@ -61,7 +48,7 @@ bool TunnelDefaultWins(const std::vector<RouteRow>& rows, uint32_t tunnelIndex) 
   uint32_t lowest = kHighestMetric;
   std::optional<uint32_t> lowestOfTunnel;
   for (const RouteRow& row : rows) {
-    if (!IsDefaultRoute(row)) continue;
+    if (!row.route.destination.IsDefault()) continue;
     lowest = std::min(lowest, row.metric);
     if (IsTunnelDefault(row, tunnelIndex)) lowestOfTunnel = std::min(lowestOfTunnel.value_or(row.metric), row.metric);
   }
@@ -86,7 +73,7 @@ std::vector<std::string> BypassLines(std::string_view physicalGateway, std::stri
 std::vector<std::string> DefaultRouteLines(const std::vector<RouteRow>& rows) {
   std::vector<std::string> lines;
   for (const RouteRow& row : rows) {
-    if (IsDefaultRoute(row)) lines.push_back("diag: IPv4 default via " + HopText(row));
+    if (row.route.destination.IsDefault()) lines.push_back("diag: IPv4 default via " + HopText(row));
   }
   lines.push_back("diag: IPv4 default route count=" + std::to_string(lines.size()));
   return lines;

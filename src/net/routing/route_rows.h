@@ -7,27 +7,20 @@
 #include <string_view>
 #include <vector>
 
+#include "base/ipv4.h"
+
 namespace moorlak {
 
-inline constexpr std::string_view kTunnelGateway = "10.0.85.1";
-inline constexpr std::string_view kTunnelAddress = "10.0.85.2";
+inline constexpr Ipv4Address kTunnelGateway{0x0A005501};  // 10.0.85.1
+inline constexpr Ipv4Address kTunnelAddress{0x0A005502};  // 10.0.85.2
 
-// Addresses and masks are numbers in host order: 10.0.85.1 is 0x0A005501.
-inline constexpr uint32_t kTunnelGatewayNumber = 0x0A005501;
-
+// A row of the system's older table.
 struct RouteRow {
-  uint32_t destination = 0;
-  uint32_t mask = 0;
-  uint32_t nextHop = 0;
+  Ipv4Route route;
   uint32_t interfaceIndex = 0;
   // The first metric of the system's row, including the interface's metric.
   uint32_t metric = 0;
 };
-
-// "10.0.85.1" for 0x0A005501.
-std::string DottedQuad(uint32_t address);
-
-bool IsDefaultRoute(const RouteRow& row);
 
 // Through the tunnel's gateway or, if the tunnel adapter's index is known (not 0), through that interface.
 bool LeadsIntoTunnel(const RouteRow& row, uint32_t tunnelIndex);

@@ -15,14 +15,15 @@ constexpr int kMaxReads = 8;
 using ForwardTable = UniqueHandle<MIB_IPFORWARD_TABLE2*, FreeMibTable>;
 
 SystemRoute PlainSystemRoute(const MIB_IPFORWARD_ROW2& row) {
-  return {ntohl(row.DestinationPrefix.Prefix.Ipv4.sin_addr.s_addr), row.DestinationPrefix.PrefixLength,
-          ntohl(row.NextHop.Ipv4.sin_addr.s_addr), row.InterfaceLuid.Value, row.Metric};
+  const Ipv4Address destination = FromNetworkOrder(row.DestinationPrefix.Prefix.Ipv4.sin_addr.s_addr);
+  const Ipv4Address nextHop = FromNetworkOrder(row.NextHop.Ipv4.sin_addr.s_addr);
+  return {{{destination, row.DestinationPrefix.PrefixLength}, nextHop}, row.InterfaceLuid.Value, row.Metric};
 }
 
-SOCKADDR_INET Ipv4Address(uint32_t address) {
+SOCKADDR_INET SocketAddress(Ipv4Address address) {
   SOCKADDR_INET socketAddress{};
   socketAddress.Ipv4.sin_family = AF_INET;
-  socketAddress.Ipv4.sin_addr.s_addr = htonl(address);
+  socketAddress.Ipv4.sin_addr.s_addr = ToNetworkOrder(address);
   return socketAddress;
 }
 
@@ -30,9 +31,9 @@ MIB_IPFORWARD_ROW2 RowOf(const SystemRoute& route) {
   MIB_IPFORWARD_ROW2 row{};
   InitializeIpForwardEntry(&row);
   row.InterfaceLuid.Value = route.luid;
-  row.DestinationPrefix.Prefix = Ipv4Address(route.destination);
-  row.DestinationPrefix.PrefixLength = static_cast<UINT8>(route.prefixLength);
-  row.NextHop = Ipv4Address(route.nextHop);
+  row.DestinationPrefix.Prefix = SocketAddress(route.route.destination.address);
+  row.DestinationPrefix.PrefixLength = static_cast<UINT8>(route.route.destination.length);
+  row.NextHop = SocketAddress(route.route.nextHop);
   row.Metric = route.metric;
   return row;
 }
@@ -53,8 +54,10 @@ RouteTable ReadRouteTable() {
 }
 
 RouteRow PlainRow(const MIB_IPFORWARDROW& row) {
-  return {ntohl(row.dwForwardDest), ntohl(row.dwForwardMask), ntohl(row.dwForwardNextHop), row.dwForwardIfIndex,
-          row.dwForwardMetric1};
+  // The system keeps lengths, so its masks have no gaps.
+  const uint32_t length = LengthOfMask(FromNetworkOrder(row.dwForwardMask)).value_or(kIpv4Bits);
+  const Ipv4Prefix destination{FromNetworkOrder(row.dwForwardDest), length};
+  return {{destination, FromNetworkOrder(row.dwForwardNextHop)}, row.dwForwardIfIndex, row.dwForwardMetric1};
 }
 
 std::vector<RouteRow> PlainRows(const RouteTable& table) {
@@ -63,9 +66,9 @@ std::vector<RouteRow> PlainRows(const RouteTable& table) {
   return rows;
 }
 
-BestRoute FindBestRoute(uint32_t destination) {
+BestRoute FindBestRoute(Ipv4Address destination) {
   MIB_IPFORWARDROW row{};
-  const DWORD error = GetBestRoute(htonl(destination), 0, &row);
+  const DWORD error = GetBestRoute(ToNetworkOrder(destination), 0, &row);
   return {error, error == NO_ERROR ? PlainRow(row) : RouteRow{}};
 }
 

@@ -30,12 +30,12 @@ RouteTable ReadRouteTable();
 RouteRow PlainRow(const MIB_IPFORWARDROW& row);
 std::vector<RouteRow> PlainRows(const RouteTable& table);
 
-// The route that the system would use to an address (a number in host order); error is the call's result.
+// The route that the system would use to an address; error is the call's result.
 struct BestRoute {
   DWORD error = NO_ERROR;
   RouteRow row;
 };
-BestRoute FindBestRoute(uint32_t destination);
+BestRoute FindBestRoute(Ipv4Address destination);
 
 // The IPv4 routes from the newer table; nullopt if it cannot be read.
 std::optional<std::vector<SystemRoute>> ReadSystemRoutes();

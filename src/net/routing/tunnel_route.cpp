@@ -22,7 +22,7 @@ namespace moorlak {
 namespace {
 
 // 1.0.0.1: only the system's route to it is looked up; nothing is sent.
-constexpr uint32_t kProbeDestination = 0x01000001;
+constexpr Ipv4Address kProbeDestination{0x01000001};
 
 bool CarriesTunnelAddress(const AdapterInfo& adapter) {
   return std::ranges::find(adapter.ipv4Addresses, kTunnelAddress) != adapter.ipv4Addresses.end();

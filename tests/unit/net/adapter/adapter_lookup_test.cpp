@@ -26,7 +26,7 @@ TEST(AdapterLookup, TheLoopbackAdapterIsListedWithItsAddress) {
   EXPECT_NE(loopback->luid, 0u);
   EXPECT_FALSE(loopback->name.empty());
   EXPECT_FALSE(loopback->nameUtf8.empty());
-  EXPECT_EQ(loopback->ipv4Addresses, std::vector<std::string>{"127.0.0.1"});
+  EXPECT_EQ(loopback->ipv4Addresses, std::vector<Ipv4Address>{{0x7F000001}});
 }
 
 TEST(AdapterLookup, AddressesThatTheFlagsSkipAreNotListed) {

@@ -12,7 +12,7 @@ constexpr uint32_t kGateway = 0xC0000201;  // 192.0.2.1
 constexpr uint64_t kEthernet = 0x6000001000000;
 constexpr uint64_t kTunnel = 0x35000002000000;
 
-const GatewayRoute kServerRoute{"203.0.113.7", "255.255.255.255", "192.0.2.1"};
+const GatewayRoute kServerRoute{"203.0.113.7", 32, "192.0.2.1"};
 
 RouteJournal FullJournal() {
   return {{{kServer, 32, kGateway}, {0x0A000000, 8, kGateway}},
@@ -25,13 +25,13 @@ TEST(JournaledRoutes, AReplacementRecordsWhatGoesAndWhatComes) {
   RouteJournal journal;
   EXPECT_TRUE(RecordReplacement(journal, kServerRoute,
                                 {{{kServer, 32, 0, kEthernet, 281}, {0, 0, kGateway, kEthernet, 0}}, {}, kTunnel}));
-  EXPECT_EQ(journal.added, (std::vector<AddedRoute>{{kServer, 32, kGateway}}));
+  EXPECT_EQ(journal.added, (std::vector<Ipv4Route>{{kServer, 32, kGateway}}));
   EXPECT_EQ(journal.taken, (std::vector<SystemRoute>{{kServer, 32, 0, kEthernet, 281}}));
 }
 
 TEST(JournaledRoutes, RoutesOfEveryLengthToTheDestinationGo) {
   RouteJournal journal;
-  RecordReplacement(journal, {"10.0.0.0", "255.0.0.0", "192.0.2.1"},
+  RecordReplacement(journal, {"10.0.0.0", 8, "192.0.2.1"},
                     {{{0x0A000000, 8, 0, kEthernet, 1}, {0x0A000000, 24, kGateway, kEthernet, 2}}, {}, 0});
   EXPECT_EQ(journal.taken.size(), 2U);
 }
@@ -45,7 +45,7 @@ TEST(JournaledRoutes, WhatTheSessionAddedIsNotTheMachines) {
 
 TEST(JournaledRoutes, WhatLeadsThroughTheTunnelIsNotTheMachines) {
   RouteJournal journal;
-  RecordReplacement(journal, {"0.0.0.0", "0.0.0.0", "192.0.2.1"}, {{{0, 0, 0x0A005501, kTunnel, 1}}, {}, kTunnel});
+  RecordReplacement(journal, {"0.0.0.0", 0, "192.0.2.1"}, {{{0, 0, 0x0A005501, kTunnel, 1}}, {}, kTunnel});
   EXPECT_TRUE(journal.taken.empty());
 }
 
@@ -68,16 +68,15 @@ TEST(JournaledRoutes, EveryRowOfTheTableIsLookedAt) {
 
 TEST(JournaledRoutes, ARouteThatTheSystemRefusesIsNotNoted) {
   RouteJournal journal;
-  EXPECT_FALSE(RecordReplacement(journal, {"203.0.113.7", "255.0.255.0", "192.0.2.1"}, RoutesNow{}));
-  EXPECT_FALSE(RecordReplacement(journal, {"999.0.113.7", "255.255.255.255", "192.0.2.1"}, RoutesNow{}));
-  EXPECT_FALSE(RecordReplacement(journal, {"203.0.113.7", "255.255.255.255", ""}, RoutesNow{}));
+  EXPECT_FALSE(RecordReplacement(journal, {"999.0.113.7", 32, "192.0.2.1"}, RoutesNow{}));
+  EXPECT_FALSE(RecordReplacement(journal, {"203.0.113.7", 32, ""}, RoutesNow{}));
   EXPECT_TRUE(journal.IsEmpty());
 }
 
 TEST(JournaledRoutes, AMaskOfNothingIsRecorded) {
   RouteJournal journal;
-  EXPECT_TRUE(RecordReplacement(journal, {"0.0.0.0", "0.0.0.0", "192.0.2.1"}, RoutesNow{}));
-  EXPECT_EQ(journal.added, (std::vector<AddedRoute>{{0, 0, kGateway}}));
+  EXPECT_TRUE(RecordReplacement(journal, {"0.0.0.0", 0, "192.0.2.1"}, RoutesNow{}));
+  EXPECT_EQ(journal.added, (std::vector<Ipv4Route>{{0, 0, kGateway}}));
 }
 
 TEST(JournaledRoutes, TheMetricDistinguishesNoRoutes) {
@@ -109,13 +108,13 @@ TEST(JournaledRoutes, TheTextIsReadBackWhole) {
 // The format of earlier versions of the service.
 TEST(JournaledRoutes, ATextWithoutItsStartOfTheSystemIsReadWhole) {
   const RouteJournal journal = ParseRouteJournal("v1\nadded\n203.0.113.7\n32\n192.0.2.1\n");
-  EXPECT_EQ(journal.added, (std::vector<AddedRoute>{{kServer, 32, kGateway}}));
+  EXPECT_EQ(journal.added, (std::vector<Ipv4Route>{{kServer, 32, kGateway}}));
   EXPECT_EQ(journal.boot, 0U);
 }
 
 TEST(JournaledRoutes, TheOrderOfTheEntriesDoesNotMatter) {
   const RouteJournal journal = ParseRouteJournal("v1\nboot\n42\nadded\n203.0.113.7\n32\n192.0.2.1\n");
-  EXPECT_EQ(journal.added, (std::vector<AddedRoute>{{kServer, 32, kGateway}}));
+  EXPECT_EQ(journal.added, (std::vector<Ipv4Route>{{kServer, 32, kGateway}}));
   EXPECT_EQ(journal.boot, 42U);
 }
 
@@ -185,12 +184,12 @@ TEST(JournaledRoutes, ARouteThroughAGatewayComesBackWhereThatIsOnItsAdaptersLink
 }
 
 TEST(JournaledRoutes, ARouteIsReportedByItsPrefixAndItsWay) {
-  EXPECT_EQ(RouteText({kServer, 32, kGateway, kEthernet, 4}), "203.0.113.7/32 via 192.0.2.1");
-  EXPECT_EQ(RouteText({0x0A000000, 8, 0, kEthernet, 4}), "10.0.0.0/8 on the link");
+  EXPECT_EQ(RouteText({kServer, 32, kGateway}), "203.0.113.7/32 via 192.0.2.1");
+  EXPECT_EQ(RouteText({0x0A000000, 8, 0}), "10.0.0.0/8 on the link");
 }
 
 TEST(JournaledRoutes, AStoredRouteIsReadAsRouteWritesIt) {
-  EXPECT_EQ(ParsePersistentRoute("203.0.113.7,255.255.255.255,192.0.2.1,1"), (AddedRoute{kServer, 32, kGateway}));
+  EXPECT_EQ(ParsePersistentRoute("203.0.113.7,255.255.255.255,192.0.2.1,1"), (Ipv4Route{kServer, 32, kGateway}));
   for (const char* text : {"", "203.0.113.7", "203.0.113.7,255.255.255.255,192.0.2.1", "a,255.255.255.255,192.0.2.1,1",
                            "203.0.113.7,255.0.255.0,192.0.2.1,1"})
     EXPECT_EQ(ParsePersistentRoute(text), std::nullopt) << text;

@@ -17,15 +17,7 @@ constexpr uint32_t kEthernet = 7;
 constexpr uint32_t kWireless = 12;
 
 RouteRow Default(uint32_t nextHop, uint32_t interfaceIndex, uint32_t metric) {
-  return {0, 0, nextHop, interfaceIndex, metric};
-}
-
-TEST(RouteRows, AnAddressIsWrittenMostSignificantByteFirst) {
-  EXPECT_EQ(DottedQuad(kHomeRouter), "192.168.7.1");
-  EXPECT_EQ(DottedQuad(0xCB007107), "203.0.113.7");
-  EXPECT_EQ(DottedQuad(0), "0.0.0.0");
-  EXPECT_EQ(DottedQuad(0xFFFFFFFF), "255.255.255.255");
-  EXPECT_EQ(DottedQuad(kTunnelGatewayNumber), kTunnelGateway);
+  return {{{}, {nextHop}}, interfaceIndex, metric};
 }
 
 TEST(PhysicalGateway, TheLowestMetricWins) {
@@ -39,12 +31,12 @@ TEST(PhysicalGateway, OfTwoWithEqualMetricTheFirstInTheTableWins) {
 }
 
 TEST(PhysicalGateway, ADefaultRouteThroughTheTunnelsGatewayIsPassedOver) {
-  const Rows rows = {Default(kTunnelGatewayNumber, 99, 1), Default(kHomeRouter, kEthernet, 25)};
+  const Rows rows = {Default(kTunnelGateway.number, 99, 1), Default(kHomeRouter, kEthernet, 25)};
   EXPECT_EQ(ChoosePhysicalGateway(rows, 0), "192.168.7.1");
 }
 
 TEST(PhysicalGateway, AnOnlyDefaultRouteThroughTheTunnelsGatewayLeavesNone) {
-  EXPECT_EQ(ChoosePhysicalGateway({Default(kTunnelGatewayNumber, kTunnelIndex, 1)}, kTunnelIndex), "");
+  EXPECT_EQ(ChoosePhysicalGateway({Default(kTunnelGateway.number, kTunnelIndex, 1)}, kTunnelIndex), "");
 }
 
 TEST(PhysicalGateway, ADefaultRouteOnTheTunnelsInterfaceIsPassedOverWhateverItsNextHop) {
@@ -62,7 +54,7 @@ TEST(PhysicalGateway, AnOnLinkDefaultRouteIsNoCandidate) {
 }
 
 TEST(PhysicalGateway, OtherRoutesAreNoCandidates) {
-  const Rows rows = {{0, 0x80000000, kHomeRouter, kEthernet, 1}, {0xCB007107, 0, kHomeRouter, kEthernet, 1}};
+  const Rows rows = {{0, 1, kHomeRouter, kEthernet, 1}, {0xCB007107, 0, kHomeRouter, kEthernet, 1}};
   EXPECT_EQ(ChoosePhysicalGateway(rows, 0), "");
 }
 
@@ -77,31 +69,30 @@ TEST(PhysicalGateway, AnEmptyTableHasNone) {
 }
 
 TEST(TunnelDefault, AMetricEqualToTheBestPhysicalOneWins) {
-  const Rows rows = {Default(kHomeRouter, kEthernet, 25), Default(kTunnelGatewayNumber, kTunnelIndex, 25)};
+  const Rows rows = {Default(kHomeRouter, kEthernet, 25), Default(kTunnelGateway.number, kTunnelIndex, 25)};
   EXPECT_TRUE(HasTunnelDefault(rows, kTunnelIndex));
   EXPECT_TRUE(TunnelDefaultWins(rows, kTunnelIndex));
 }
 
 TEST(TunnelDefault, AHigherMetricThanTheBestPhysicalOneLoses) {
-  const Rows rows = {Default(kHomeRouter, kEthernet, 25), Default(kTunnelGatewayNumber, kTunnelIndex, 26)};
+  const Rows rows = {Default(kHomeRouter, kEthernet, 25), Default(kTunnelGateway.number, kTunnelIndex, 26)};
   EXPECT_TRUE(HasTunnelDefault(rows, kTunnelIndex));
   EXPECT_FALSE(TunnelDefaultWins(rows, kTunnelIndex));
 }
 
 TEST(TunnelDefault, TheLowestOfSeveralTunnelRoutesIsCompared) {
-  const Rows rows = {Default(kTunnelGatewayNumber, kTunnelIndex, 90), Default(kHomeRouter, kEthernet, 25),
+  const Rows rows = {Default(kTunnelGateway.number, kTunnelIndex, 90), Default(kHomeRouter, kEthernet, 25),
                      Default(0, kTunnelIndex, 6)};
   EXPECT_TRUE(TunnelDefaultWins(rows, kTunnelIndex));
 }
 
 TEST(TunnelDefault, RoutesThatAreNoDefaultRoutesDoNotCompete) {
-  const Rows rows = {{0x0A000000, 0xFF000000, kHomeRouter, kEthernet, 1},
-                     Default(kTunnelGatewayNumber, kTunnelIndex, 26)};
+  const Rows rows = {{0x0A000000, 8, kHomeRouter, kEthernet, 1}, Default(kTunnelGateway.number, kTunnelIndex, 26)};
   EXPECT_TRUE(TunnelDefaultWins(rows, kTunnelIndex));
 }
 
 TEST(TunnelDefault, WithoutAnyDefaultRouteNothingIsListedAndNothingWins) {
-  const Rows rows = {{0x0A005500, 0xFFFFFF00, 0, kTunnelIndex, 1}};
+  const Rows rows = {{0x0A005500, 24, 0, kTunnelIndex, 1}};
   EXPECT_FALSE(HasTunnelDefault(rows, kTunnelIndex));
   EXPECT_FALSE(TunnelDefaultWins(rows, kTunnelIndex));
   EXPECT_FALSE(TunnelDefaultWins({}, 0));
@@ -110,17 +101,17 @@ TEST(TunnelDefault, WithoutAnyDefaultRouteNothingIsListedAndNothingWins) {
 TEST(TunnelDefault, WithoutATunnelAdapterOnlyTheNextHopMarksARowAsTheTunnels) {
   EXPECT_FALSE(HasTunnelDefault({Default(kHomeRouter, 0, 1)}, 0));
   EXPECT_FALSE(TunnelDefaultWins({Default(kHomeRouter, 0, 1)}, 0));
-  EXPECT_TRUE(HasTunnelDefault({Default(kTunnelGatewayNumber, kEthernet, 1)}, 0));
+  EXPECT_TRUE(HasTunnelDefault({Default(kTunnelGateway.number, kEthernet, 1)}, 0));
 }
 
 TEST(TunnelDefault, AnOnlyTunnelRouteWithTheHighestMetricWins) {
-  EXPECT_TRUE(TunnelDefaultWins({Default(kTunnelGatewayNumber, 1, std::numeric_limits<uint32_t>::max())}, 0));
+  EXPECT_TRUE(TunnelDefaultWins({Default(kTunnelGateway.number, 1, std::numeric_limits<uint32_t>::max())}, 0));
 }
 
 TEST(LeadsIntoTunnel, ARouteThatIsNoDefaultRouteMayLeadThereToo) {
-  EXPECT_TRUE(LeadsIntoTunnel({0x01000000, 0xFF000000, 0, kTunnelIndex, 1}, kTunnelIndex));
-  EXPECT_TRUE(LeadsIntoTunnel({0x01000000, 0xFF000000, kTunnelGatewayNumber, kEthernet, 1}, 0));
-  EXPECT_FALSE(LeadsIntoTunnel({0x01000000, 0xFF000000, kHomeRouter, 0, 1}, 0));
+  EXPECT_TRUE(LeadsIntoTunnel({0x01000000, 8, 0, kTunnelIndex, 1}, kTunnelIndex));
+  EXPECT_TRUE(LeadsIntoTunnel({0x01000000, 8, kTunnelGateway.number, kEthernet, 1}, 0));
+  EXPECT_FALSE(LeadsIntoTunnel({0x01000000, 8, kHomeRouter, 0, 1}, 0));
 }
 
 TEST(DiagnosticsLines, ACheckSaysYesOrNo) {
@@ -143,13 +134,12 @@ TEST(DiagnosticsLines, KnownTextsAreRecognised) {
 }
 
 TEST(DiagnosticsLines, WithoutADefaultRouteTheListingIsACountOfZero) {
-  EXPECT_EQ(DefaultRouteLines({{0x0A005500, 0xFFFFFF00, 0, 3, 1}}), (Lines{"diag: IPv4 default route count=0"}));
+  EXPECT_EQ(DefaultRouteLines({{0x0A005500, 24, 0, 3, 1}}), (Lines{"diag: IPv4 default route count=0"}));
 }
 
 TEST(DiagnosticsLines, DefaultRoutesAreListedInTheTablesOrder) {
-  const Rows rows = {Default(kTunnelGatewayNumber, kTunnelIndex, 2),
-                     {0x0A005500, 0xFFFFFF00, 0, 3, 1},
-                     Default(kHomeRouter, kEthernet, 25)};
+  const Rows rows = {
+      Default(kTunnelGateway.number, kTunnelIndex, 2), {0x0A005500, 24, 0, 3, 1}, Default(kHomeRouter, kEthernet, 25)};
   EXPECT_EQ(DefaultRouteLines(rows),
             (Lines{"diag: IPv4 default via 10.0.85.1 if=31 metric=2",
                    "diag: IPv4 default via 192.168.7.1 if=7 metric=25", "diag: IPv4 default route count=2"}));

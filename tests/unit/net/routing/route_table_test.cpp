@@ -19,9 +19,9 @@ TEST(RouteTable, ARowOfTheSystemBecomesNumbersInHostOrder) {
   row.dwForwardIfIndex = 7;
   row.dwForwardMetric1 = 25;
   const RouteRow plain = PlainRow(row);
-  EXPECT_EQ(DottedQuad(plain.destination), "203.0.113.7");
-  EXPECT_EQ(DottedQuad(plain.mask), "255.255.255.128");
-  EXPECT_EQ(DottedQuad(plain.nextHop), "192.168.7.1");
+  EXPECT_EQ(Ipv4Text(plain.route.destination.address), "203.0.113.7");
+  EXPECT_EQ(plain.route.destination.length, 25u);
+  EXPECT_EQ(Ipv4Text(plain.route.nextHop), "192.168.7.1");
   EXPECT_EQ(plain.interfaceIndex, 7u);
   EXPECT_EQ(plain.metric, 25u);
 }
