@@ -2,14 +2,16 @@
 
 #include <array>
 #include <limits>
+#include <utility>
 
-#include "text/text_scan.h"
+#include "text/byte_search.h"
+#include "text/record_lines.h"
 
 namespace moorlak {
 namespace {
 
-constexpr std::string_view kVersion = "v1";
-constexpr size_t kLineCount = 7;
+// After the version and the flags.
+constexpr size_t kTexts = 5;
 
 std::string FormatText(const std::optional<std::string>& text) {
   if (!text) return "-";
@@ -47,19 +49,6 @@ bool ParseText(std::string_view line, std::optional<std::string>& text) {
   return true;
 }
 
-// The lines of a file that has exactly kLineCount lines, each ending with a line feed.
-std::optional<std::array<std::string_view, kLineCount>> SplitLines(std::string_view file) {
-  std::array<std::string_view, kLineCount> lines;
-  for (std::string_view& line : lines) {
-    const size_t end = file.find('\n');
-    if (end == kNotFound) return std::nullopt;
-    line = file.substr(0, end);
-    file.remove_prefix(end + 1);
-  }
-  if (!file.empty()) return std::nullopt;
-  return lines;
-}
-
 // Users do not choose whether a connection may also go direct, and not every system reports that bit.
 bool SameFlags(uint32_t left, uint32_t right) {
   return (left | kProxyTypeDirect) == (right | kProxyTypeDirect);
@@ -72,32 +61,32 @@ std::string OurProxyServer(std::string_view host, uint16_t port) {
 }
 
 std::string FormatProxyBackup(const ProxyBackup& backup) {
-  std::string file(kVersion);
-  file += '\n' + std::to_string(backup.previous.flags) + '\n';
+  std::string file = NewRecordText();
   const ProxySettings& previous = backup.previous;
+  AddRecordNumber(file, previous.flags);
   for (const auto& text : {previous.server, previous.bypass, previous.pacUrl, std::optional(backup.ourServer),
                            std::optional(backup.accountSid)}) {
-    file += FormatText(text) + '\n';
+    AddRecordLine(file, FormatText(text));
   }
   return file;
 }
 
 std::optional<ProxyBackup> ParseProxyBackup(std::string_view file) {
-  const auto lines = SplitLines(file);
-  if (!lines || (*lines)[0] != kVersion) return std::nullopt;
-  const auto flags = ParseDecimal((*lines)[1], std::numeric_limits<uint32_t>::max());
-  ProxyBackup backup;
-  std::optional<std::string> ourServer;
-  std::optional<std::string> accountSid;
-  if (!flags || !ParseText((*lines)[2], backup.previous.server) || !ParseText((*lines)[3], backup.previous.bypass) ||
-      !ParseText((*lines)[4], backup.previous.pacUrl) || !ParseText((*lines)[5], ourServer) ||
-      !ParseText((*lines)[6], accountSid) || ourServer.value_or("").empty() || accountSid.value_or("").empty()) {
-    return std::nullopt;
+  RecordReader reader(file);
+  if (reader.Line() != kRecordVersion) return std::nullopt;
+  const auto flags = reader.NumberLine(std::numeric_limits<uint32_t>::max());
+  if (!flags) return std::nullopt;
+  std::array<std::optional<std::string>, kTexts> texts;
+  for (std::optional<std::string>& text : texts) {
+    const auto line = reader.Line();
+    if (!line || !ParseText(*line, text)) return std::nullopt;
   }
-  backup.previous.flags = static_cast<uint32_t>(*flags);
-  backup.ourServer = std::move(*ourServer);
-  backup.accountSid = std::move(*accountSid);
-  return backup;
+  auto& [server, bypass, pacUrl, ourServer, accountSid] = texts;
+  const bool known = ourServer && !ourServer->empty() && accountSid && !accountSid->empty();
+  if (!known || !reader.AtEnd()) return std::nullopt;
+  return ProxyBackup{{static_cast<uint32_t>(*flags), std::move(server), std::move(bypass), std::move(pacUrl)},
+                     std::move(*ourServer),
+                     std::move(*accountSid)};
 }
 
 RestorePlan PlanRestore(const ProxyBackup& backup, const ProxySettings& current) {

@@ -1,83 +1,47 @@
 #include "net/dns/dns_backup.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "base/ipv4.h"
 #include "net/dns/dns_commands.h"
-#include "text/text_scan.h"
+#include "text/record_lines.h"
 
 namespace moorlak {
 namespace {
 
-constexpr std::string_view kVersionLine = "v1";
 constexpr size_t kLongestName = 256;
 
-void AddLine(std::string& text, std::string_view line) {
-  text += line;
-  text += '\n';
-}
-
 void AddRecord(std::string& text, const AdapterDnsBackup& record) {
-  AddLine(text, record.name);
-  AddLine(text, std::to_string(record.ifIndex));
-  AddLine(text, record.dhcp ? "1" : "0");
-  AddLine(text, record.hasMetric ? "1" : "0");
-  AddLine(text, std::to_string(record.metric));
-  AddLine(text, record.autoMetric ? "1" : "0");
-  AddLine(text, std::to_string(record.servers.size()));
-  for (const std::string& server : record.servers) AddLine(text, server);
-}
-
-// A position in the text that only moves forward.
-struct Reader {
-  std::string_view text;
-  size_t position = 0;
-  // Start of the last token that was not a number; reads before it fail at once, which keeps parsing linear.
-  size_t noNumberAt = 0;
-
-  bool AtEnd() const { return position >= text.size(); }
-};
-
-// The line without its line end. A line cut off by the end of the text may be incomplete, so it counts as empty.
-std::string_view ReadLine(Reader& reader) {
-  const size_t begin = reader.position;
-  const size_t end = FindByte(reader.text, '\n', begin);
-  reader.position = end == kNotFound ? reader.text.size() : end + 1;
-  return end == kNotFound ? std::string_view() : reader.text.substr(begin, end - begin);
-}
-
-// A number after any blanks, including line ends. nullopt, without moving, if there is no 32-bit number or the text
-// ends right after it.
-std::optional<uint32_t> ReadNumber(Reader& reader) {
-  if (reader.position < reader.noNumberAt) return std::nullopt;
-  const size_t begin = SkipBlanks(reader.text, reader.position);
-  const size_t end = SkipDigits(reader.text, begin);
-  const auto number = ParseDecimal(reader.text.substr(begin, end - begin), std::numeric_limits<uint32_t>::max());
-  if (!number || end >= reader.text.size()) {
-    reader.noNumberAt = begin;
-    return std::nullopt;
+  AddRecordLine(text, record.name);
+  for (const uint32_t number : {record.ifIndex, uint32_t{record.dhcp}, uint32_t{record.hasMetric}, record.metric,
+                                uint32_t{record.autoMetric}}) {
+    AddRecordNumber(text, number);
   }
-  reader.position = end;
-  return static_cast<uint32_t>(*number);
+  AddRecordNumber(text, record.servers.size());
+  for (const std::string& server : record.servers) AddRecordLine(text, server);
 }
 
-void ReadServers(Reader& reader, uint32_t count, AdapterDnsBackup& record) {
+// A line cut off by the end of the text counts as empty.
+std::string_view ReadLine(RecordReader& reader) {
+  return reader.Line().value_or(std::string_view());
+}
+
+void ReadServers(RecordReader& reader, uint32_t count, AdapterDnsBackup& record) {
   for (size_t i = 0; i < std::min<size_t>(count, kMaxBackupServers) && !reader.AtEnd(); ++i) {
     const std::string_view server = ReadLine(reader);
     if (IsSafeAddress(server)) record.servers.emplace_back(server);
   }
 }
 
-AdapterDnsBackup ReadRecord(Reader& reader) {
+AdapterDnsBackup ReadRecord(RecordReader& reader) {
   AdapterDnsBackup record;
   record.name = ReadLine(reader);
-  const auto ifIndex = ReadNumber(reader);
-  const auto dhcp = ReadNumber(reader);
-  const auto hasMetric = ReadNumber(reader);
-  const auto metric = ReadNumber(reader);
-  const auto autoMetric = ReadNumber(reader);
-  const auto serverCount = ReadNumber(reader);
+  const auto ifIndex = reader.Number();
+  const auto dhcp = reader.Number();
+  const auto hasMetric = reader.Number();
+  const auto metric = reader.Number();
+  const auto autoMetric = reader.Number();
+  const auto serverCount = reader.Number();
   ReadLine(reader);
   record.ifIndex = ifIndex.value_or(0);
   record.dhcp = dhcp.value_or(1) != 0;
@@ -101,19 +65,18 @@ bool IsSafeAddress(std::string_view address) {
 }
 
 std::string FormatDnsBackup(const std::vector<AdapterDnsBackup>& records) {
-  std::string text;
-  AddLine(text, kVersionLine);
-  AddLine(text, std::to_string(records.size()));
+  std::string text = NewRecordText();
+  AddRecordNumber(text, records.size());
   for (const AdapterDnsBackup& record : records) AddRecord(text, record);
   return text;
 }
 
 DnsBackupText ParseDnsBackup(std::string_view text) {
   DnsBackupText backup;
-  Reader reader{text};
-  if (ReadLine(reader) != kVersionLine) return backup;
+  RecordReader reader(text);
+  if (reader.Line() != kRecordVersion) return backup;
   backup.version = DnsBackupVersion::Known;
-  const uint32_t count = ReadNumber(reader).value_or(0);
+  const uint32_t count = reader.Number().value_or(0);
   ReadLine(reader);
   for (uint32_t i = 0; i < count && !reader.AtEnd(); ++i) {
     AdapterDnsBackup record = ReadRecord(reader);

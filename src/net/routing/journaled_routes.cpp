@@ -5,12 +5,11 @@
 #include <limits>
 #include <optional>
 
-#include "text/text_scan.h"
+#include "text/record_lines.h"
 
 namespace moorlak {
 namespace {
 
-constexpr std::string_view kVersionLine = "v1";
 constexpr std::string_view kAddedLine = "added";
 constexpr std::string_view kTakenLine = "taken";
 constexpr std::string_view kStoredLine = "stored";
@@ -37,57 +36,38 @@ bool RecordTaken(RouteJournal& journal, Ipv4Address destination, const RoutesNow
   return noted;
 }
 
-void AddLine(std::string& text, std::string_view line) {
-  text += line;
-  text += '\n';
-}
-
 void AddRoute(std::string& text, const Ipv4Route& route) {
-  AddLine(text, Ipv4Text(route.destination.address));
-  AddLine(text, std::to_string(route.destination.length));
-  AddLine(text, Ipv4Text(route.nextHop));
+  AddRecordLine(text, Ipv4Text(route.destination.address));
+  AddRecordNumber(text, route.destination.length);
+  AddRecordLine(text, Ipv4Text(route.nextHop));
 }
 
-// The next line, without its end; nullopt if no complete line is left.
-std::optional<std::string_view> TakeLine(std::string_view& text) {
-  const size_t end = text.find('\n');
-  if (end == std::string_view::npos) return std::nullopt;
-  const std::string_view line = text.substr(0, end);
-  text.remove_prefix(end + 1);
-  return line;
-}
-
-std::optional<Ipv4Address> TakeAddress(std::string_view& text) {
-  const auto line = TakeLine(text);
+std::optional<Ipv4Address> TakeAddress(RecordReader& reader) {
+  const auto line = reader.Line();
   return line ? ParseLooseIpv4(*line) : std::nullopt;
 }
 
 void AddTaken(std::string& text, std::string_view kind, const std::vector<SystemRoute>& routes) {
   for (const SystemRoute& route : routes) {
-    AddLine(text, kind);
+    AddRecordLine(text, kind);
     AddRoute(text, route.route);
-    AddLine(text, std::to_string(route.luid));
-    AddLine(text, std::to_string(route.metric));
+    AddRecordNumber(text, route.luid);
+    AddRecordNumber(text, route.metric);
   }
 }
 
-std::optional<uint64_t> TakeNumber(std::string_view& text, uint64_t most) {
-  const auto line = TakeLine(text);
-  return line ? ParseDecimal(*line, most) : std::nullopt;
-}
-
-std::optional<Ipv4Route> TakeAdded(std::string_view& text) {
-  const auto destination = TakeAddress(text);
-  const auto prefixLength = TakeNumber(text, kIpv4Bits);
-  const auto nextHop = TakeAddress(text);
+std::optional<Ipv4Route> TakeAdded(RecordReader& reader) {
+  const auto destination = TakeAddress(reader);
+  const auto prefixLength = reader.NumberLine(kIpv4Bits);
+  const auto nextHop = TakeAddress(reader);
   if (!destination || !prefixLength || !nextHop) return std::nullopt;
   return Ipv4Route{{*destination, static_cast<uint32_t>(*prefixLength)}, *nextHop};
 }
 
-std::optional<SystemRoute> TakeTaken(std::string_view& text) {
-  const auto route = TakeAdded(text);
-  const auto luid = TakeNumber(text, std::numeric_limits<uint64_t>::max());
-  const auto metric = TakeNumber(text, std::numeric_limits<uint32_t>::max());
+std::optional<SystemRoute> TakeTaken(RecordReader& reader) {
+  const auto route = TakeAdded(reader);
+  const auto luid = reader.NumberLine(std::numeric_limits<uint64_t>::max());
+  const auto metric = reader.NumberLine(std::numeric_limits<uint32_t>::max());
   if (!route || !luid || !metric) return std::nullopt;
   return SystemRoute{*route, *luid, static_cast<uint32_t>(*metric)};
 }
@@ -98,18 +78,18 @@ bool Append(std::vector<Route>& routes, const std::optional<Route>& route) {
   return route.has_value();
 }
 
-bool TakeBoot(std::string_view& text, uint64_t& boot) {
-  const auto number = TakeNumber(text, std::numeric_limits<uint64_t>::max());
+bool TakeBoot(RecordReader& reader, uint64_t& boot) {
+  const auto number = reader.NumberLine(std::numeric_limits<uint64_t>::max());
   boot = number.value_or(0);
   return number.has_value();
 }
 
 // False if the entry is unknown or malformed.
-bool TakeEntry(std::string_view kind, std::string_view& text, RouteJournal& journal) {
-  if (kind == kAddedLine) return Append(journal.added, TakeAdded(text));
-  if (kind == kTakenLine) return Append(journal.taken, TakeTaken(text));
-  if (kind == kStoredLine) return Append(journal.takenStored, TakeTaken(text));
-  return kind == kBootLine && TakeBoot(text, journal.boot);
+bool TakeEntry(std::string_view kind, RecordReader& reader, RouteJournal& journal) {
+  if (kind == kAddedLine) return Append(journal.added, TakeAdded(reader));
+  if (kind == kTakenLine) return Append(journal.taken, TakeTaken(reader));
+  if (kind == kStoredLine) return Append(journal.takenStored, TakeTaken(reader));
+  return kind == kBootLine && TakeBoot(reader, journal.boot);
 }
 
 }  // namespace
@@ -186,25 +166,25 @@ bool HasRoute(const std::vector<SystemRoute>& table, const SystemRoute& route) {
 }
 
 std::string FormatRouteJournal(const RouteJournal& journal) {
-  std::string text;
-  AddLine(text, kVersionLine);
+  std::string text = NewRecordText();
   for (const Ipv4Route& route : journal.added) {
-    AddLine(text, kAddedLine);
+    AddRecordLine(text, kAddedLine);
     AddRoute(text, route);
   }
   AddTaken(text, kTakenLine, journal.taken);
   AddTaken(text, kStoredLine, journal.takenStored);
   if (journal.boot == 0) return text;
-  AddLine(text, kBootLine);
-  AddLine(text, std::to_string(journal.boot));
+  AddRecordLine(text, kBootLine);
+  AddRecordNumber(text, journal.boot);
   return text;
 }
 
 RouteJournal ParseRouteJournal(std::string_view text) {
   RouteJournal journal;
-  if (TakeLine(text) != kVersionLine) return journal;
-  while (const auto kind = TakeLine(text)) {
-    if (!TakeEntry(*kind, text, journal)) break;
+  RecordReader reader(text);
+  if (reader.Line() != kRecordVersion) return journal;
+  while (const auto kind = reader.Line()) {
+    if (!TakeEntry(*kind, reader, journal)) break;
   }
   return journal;
 }
