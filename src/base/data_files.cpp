@@ -1,6 +1,5 @@
 #include "base/data_files.h"
 
-#include <cwchar>
 #include <shlobj.h>
 #include <string>
 
@@ -12,6 +11,7 @@
 #include "base/standard_error.h"
 #include "base/trust.h"
 #include "base/utf.h"
+#include "text/letter_case.h"
 
 namespace moorlak {
 namespace {
@@ -84,7 +84,7 @@ const std::wstring& CommonDataFolder() {
 
 HANDLE RecoveryFolder() {
   const std::wstring& path = CommonDataFolder();
-  if (_wcsicmp(path.c_str(), kDataFolder) == 0) return DataFolder();
+  if (EqualFolded(path, kDataFolder)) return DataFolder();
   return HoldDataFolder(Held().common, path);
 }
 

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "text/base_name.h"
+#include "text/json_members.h"
 #include "text/key_search.h"
 #include "text/text_scan.h"
 
@@ -90,28 +91,6 @@ size_t EndOfCut(std::string_view text, size_t valueEnd) {
   return end < text.size() && text[end] == ',' ? end + 1 : end;
 }
 
-// The end of the object or array that opens there. Counts only its own kind of bracket.
-size_t EndOfContainer(std::string_view text, size_t open) {
-  const char opener = text[open];
-  const char closer = opener == '{' ? '}' : ']';
-  size_t depth = 0;
-  bool inString = false;
-  for (size_t i = open; i < text.size(); ++i) {
-    const char byte = text[i];
-    if (inString) {
-      if (byte == '\\') ++i;
-      if (byte == '"') inString = false;
-    } else if (byte == '"') {
-      inString = true;
-    } else if (byte == opener) {
-      ++depth;
-    } else if (byte == closer && --depth == 0) {
-      return i + 1;
-    }
-  }
-  return kNotFound;
-}
-
 }  // namespace
 
 bool IsSafeHostToken(std::string_view token) {
@@ -140,7 +119,7 @@ void RemoveJsonMember(std::string& text, size_t keyPosition) {
   if (keyPosition >= text.size()) return;
   const size_t open = std::min(FindByte(text, '{', keyPosition), FindByte(text, '[', keyPosition));
   if (open == kNotFound) return;
-  const size_t valueEnd = EndOfContainer(text, open);
+  const size_t valueEnd = FindContainerEnd(text, open, Brackets::FirstKind, Comments::None);
   if (valueEnd == kNotFound) return;
   const size_t begin = BeginOfCut(text, keyPosition);
   text.erase(begin, EndOfCut(text, valueEnd) - begin);

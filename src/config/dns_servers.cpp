@@ -4,6 +4,7 @@
 #include <iterator>
 #include <optional>
 
+#include "text/json_members.h"
 #include "text/text_scan.h"
 
 namespace moorlak {
@@ -19,25 +20,11 @@ struct SectionReach {
 constexpr SectionReach kReachToRead{2000, 64};
 constexpr SectionReach kReachToKeep{1999, 63};
 
-// The position of the bracket that closes the array opened there; nullopt if the text ends first or a brace closes it.
-// Brackets and braces are counted together.
+// The position after the bracket that closes the array opened there; nullopt if the text ends first or a brace closes
+// it.
 std::optional<size_t> FindArrayEnd(std::string_view text, size_t open) {
-  size_t depth = 0;
-  bool inString = false;
-  for (size_t i = open; i < text.size(); ++i) {
-    const char byte = text[i];
-    if (inString) {
-      if (byte == '\\') ++i;
-      if (byte == '"') inString = false;
-    } else if (byte == '"') {
-      inString = true;
-    } else if (byte == '[' || byte == '{') {
-      ++depth;
-    } else if ((byte == ']' || byte == '}') && --depth == 0) {
-      return byte == ']' ? std::optional(i) : std::nullopt;
-    }
-  }
-  return std::nullopt;
+  const size_t end = FindContainerEnd(text, open, Brackets::AllKinds, Comments::None);
+  return end != kNotFound && text[end - 1] == ']' ? std::optional(end) : std::nullopt;
 }
 
 // The content of the section's "servers" array.
@@ -48,9 +35,9 @@ std::optional<std::string_view> FindServersArray(std::string_view text, const Se
   if (servers == kNotFound || servers - section > reach.toServers) return std::nullopt;
   const size_t open = FindByte(text, '[', servers);
   if (open == kNotFound || open - servers > reach.toArray) return std::nullopt;
-  const auto close = FindArrayEnd(text, open);
-  if (!close) return std::nullopt;
-  return text.substr(open + 1, *close - open - 1);
+  const auto end = FindArrayEnd(text, open);
+  if (!end) return std::nullopt;
+  return text.substr(open + 1, *end - open - 2);
 }
 
 }  // namespace
@@ -80,8 +67,7 @@ bool HasXrayDnsServers(std::string_view configText) {
 size_t EndOfXrayDnsServers(std::string_view configText, size_t section) {
   const size_t servers = FindKey(configText, kServersKey, section, LetterCase::Exact);
   const size_t open = FindByte(configText, '[', servers);
-  const auto close = FindArrayEnd(configText, open);
-  return close ? *close + 1 : kNotFound;
+  return FindArrayEnd(configText, open).value_or(kNotFound);
 }
 
 std::string QuotedList(const std::vector<std::string>& addresses, std::string_view separator) {

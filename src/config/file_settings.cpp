@@ -18,7 +18,7 @@ constexpr size_t kLongestEscape = 6;
 
 constexpr std::string_view kTextHead = "The configuration names a file or socket path for the engine (\"";
 
-// A character of a text value, and where it ends.
+// A character of a text value, and where it ends, which is not used after another one.
 struct Character {
   char32_t value = kOther;
   size_t end = 0;
@@ -27,10 +27,10 @@ struct Character {
 Character ReadEscape(std::string_view inner, size_t position) {
   const std::string_view escape = inner.substr(position, kLongestEscape);
   // No short escape stands for a letter.
-  if (escape.size() < kLongestEscape || escape[1] != 'u') return {kOther, position + 2};
+  if (escape.size() < kLongestEscape || escape[1] != 'u') return {};
   uint32_t value = 0;
   const auto [end, error] = std::from_chars(escape.data() + 2, escape.data() + kLongestEscape, value, 16);
-  if (error != std::errc() || end != escape.data() + kLongestEscape) return {kOther, position + 2};
+  if (error != std::errc() || end != escape.data() + kLongestEscape) return {};
   return {value, position + kLongestEscape};
 }
 
@@ -39,8 +39,8 @@ Character ReadCharacter(std::string_view inner, size_t position) {
   if (rest[0] == '\\') return ReadEscape(inner, position);
   if (rest.starts_with("\u017F")) return {kLongS, position + 2};
   if (rest.starts_with("\u212A")) return {kKelvin, position + 3};
-  const bool ascii = static_cast<unsigned char>(rest[0]) < 0x80;
-  return {ascii ? static_cast<char32_t>(rest[0]) : kOther, position + 1};
+  if (static_cast<unsigned char>(rest[0]) >= 0x80) return {};
+  return {static_cast<char32_t>(rest[0]), position + 1};
 }
 
 // Whether the engine treats both as the same character in a name; the second is a small letter.

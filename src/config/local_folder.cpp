@@ -1,6 +1,6 @@
 #include "config/local_folder.h"
 
-#include "text/byte_search.h"
+#include "text/letter_case.h"
 
 namespace moorlak {
 namespace {

@@ -1,15 +1,14 @@
-#include <cwchar>
-
 #include "base/thread_body.h"
 #include "service/console_host.h"
 #include "service/hardening.h"
 #include "service/process_host.h"
 #include "service/service_host.h"
+#include "text/letter_case.h"
 
 namespace {
 
 bool WantsConsole(int argumentCount, wchar_t** arguments) {
-  return argumentCount > 1 && _wcsicmp(arguments[1], L"--console") == 0;
+  return argumentCount > 1 && moorlak::EqualFolded(arguments[1], L"--console");
 }
 
 }  // namespace

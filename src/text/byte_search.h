@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "text/byte_blocks.h"
+#include "text/letter_case.h"
 
 namespace moorlak {
 
@@ -13,11 +14,6 @@ inline constexpr size_t kNotFound = std::string_view::npos;
 
 // Ignore folds the ASCII letters only.
 enum class LetterCase { Exact, Ignore };
-
-// Turns an ASCII capital into its small letter and leaves every other byte as it is.
-constexpr char FoldLetter(char byte) {
-  return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
-}
 
 // Whether two texts of the same size are equal.
 bool SameBytes(std::string_view one, std::string_view other, LetterCase letterCase);

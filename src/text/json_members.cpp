@@ -28,25 +28,12 @@ size_t SkipComment(std::string_view text, size_t position, BlockCommentEnd comme
   return end == kNotFound ? text.size() : end + 1;
 }
 
-// The end of the object or array that opens at the position. Does not distinguish the kinds of brackets: if they do not
-// match, the engine refuses the whole text.
-size_t SkipContainer(std::string_view text, size_t position) {
-  size_t depth = 0;
-  while (position < text.size()) {
-    const char byte = text[position];
-    if (byte == '"') {
-      position = SkipJsonText(text, position);
-      if (position == kNotFound) return kNotFound;
-    } else if (BeginsComment(text, position)) {
-      position = SkipComment(text, position, BlockCommentEnd::AcrossLines);
-    } else {
-      ++position;
-      if (byte == '{' || byte == '[') ++depth;
-      if ((byte == '}' || byte == ']') && --depth == 0) return position;
-    }
-  }
-  return kNotFound;
-}
+struct BracketPair {
+  char open;
+  char close;
+};
+constexpr BracketPair kBraces{'{', '}'};
+constexpr BracketPair kSquareBrackets{'[', ']'};
 
 // Numbers, true, false, null.
 size_t SkipScalar(std::string_view text, size_t position) {
@@ -61,12 +48,11 @@ size_t SkipScalar(std::string_view text, size_t position) {
 size_t SkipValue(std::string_view text, size_t position) {
   if (position >= text.size()) return kNotFound;
   if (text[position] == '"') return SkipJsonText(text, position);
-  if (text[position] == '{' || text[position] == '[') return SkipContainer(text, position);
+  if (text[position] == '{' || text[position] == '[') {
+    // If the kinds of brackets do not match, the engine refuses the whole text.
+    return FindContainerEnd(text, position, Brackets::AllKinds, Comments::Skipped);
+  }
   return SkipScalar(text, position);
-}
-
-bool EqualNames(std::string_view left, std::string_view right) {
-  return left.size() == right.size() && MatchLiteral(left, 0, right, LetterCase::Ignore) != kNotFound;
 }
 
 // Reads `\uXXXX` of an ASCII character at the position of its backslash; nullopt for anything else.
@@ -105,6 +91,26 @@ size_t SkipJsonText(std::string_view text, size_t position) {
   return kNotFound;
 }
 
+size_t FindContainerEnd(std::string_view text, size_t position, Brackets brackets, Comments comments) {
+  if (position >= text.size()) return kNotFound;
+  const BracketPair own = text[position] == '{' ? kBraces : kSquareBrackets;
+  const BracketPair other = brackets == Brackets::FirstKind ? own : text[position] == '{' ? kSquareBrackets : kBraces;
+  size_t depth = 0;
+  while (position < text.size()) {
+    const char byte = text[position];
+    if (byte == '"') {
+      position = SkipJsonText(text, position);
+    } else if (comments == Comments::Skipped && BeginsComment(text, position)) {
+      position = SkipComment(text, position, BlockCommentEnd::AcrossLines);
+    } else {
+      ++position;
+      if (byte == own.open || byte == other.open) ++depth;
+      if ((byte == own.close || byte == other.close) && --depth == 0) return position;
+    }
+  }
+  return kNotFound;
+}
+
 size_t FindRootObject(std::string_view text) {
   const size_t position = SkipBlanksAndComments(text, 0);
   return position < text.size() && text[position] == '{' ? position : kNotFound;
@@ -122,7 +128,7 @@ std::optional<std::string_view> FindJsonMember(std::string_view text, size_t obj
     const size_t valueBegin = SkipBlanksAndComments(text, position + 1);
     const size_t valueEnd = SkipValue(text, valueBegin);
     if (valueEnd == kNotFound) break;
-    if (EqualNames(UnescapeJson(inner), name)) found = text.substr(valueBegin, valueEnd - valueBegin);
+    if (EqualFolded(UnescapeJson(inner), name)) found = text.substr(valueBegin, valueEnd - valueBegin);
     position = SkipBlanksAndComments(text, valueEnd);
     if (position >= text.size() || text[position] != ',') break;
     position = SkipBlanksAndComments(text, position + 1);

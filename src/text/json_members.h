@@ -23,6 +23,16 @@ size_t SkipBlanksAndComments(std::string_view text, size_t position,
 // The position after the closing quote of the text value that opens at the position; kNotFound if it is not closed.
 size_t SkipJsonText(std::string_view text, size_t position);
 
+// Which brackets and braces a walk counts: all alike, or only the kind of the first one. In a well-formed text both
+// find the same.
+enum class Brackets { AllKinds, FirstKind };
+enum class Comments { Skipped, None };
+
+// The position after the bracket or brace that closes the one at the position. Brackets inside text values do not
+// count, nor, if comments are skipped, those inside comments. kNotFound if a text value or the first bracket is not
+// closed.
+size_t FindContainerEnd(std::string_view text, size_t position, Brackets brackets, Comments comments);
+
 // Position of the `{` that begins the text, after blanks and comments; kNotFound for any other text.
 size_t FindRootObject(std::string_view text);
 

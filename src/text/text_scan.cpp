@@ -31,10 +31,10 @@ std::optional<TextMatch> MatchFilledText(std::string_view text, size_t position)
   return match && !match->group.empty() ? match : std::nullopt;
 }
 
+// A text that ends with a closing bracket: no colon's value is at its end, and every list in it is closed.
 std::optional<TextMatch> MatchList(std::string_view text, size_t position) {
-  if (position >= text.size() || text[position] != '[') return std::nullopt;
+  if (text[position] != '[') return std::nullopt;
   const size_t close = FindByte(text, ']', position + 1);
-  if (close == kNotFound) return std::nullopt;
   return TextMatch{position, close + 1, text.substr(position + 1, close - position - 1)};
 }
 
@@ -223,12 +223,6 @@ std::optional<uint64_t> ParseDecimal(std::string_view digits, uint64_t largest) 
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
   if (error != std::errc() || value > largest) return std::nullopt;
   return value;
-}
-
-std::string FoldLetters(std::string_view text) {
-  std::string folded(text);
-  std::ranges::transform(folded, folded.begin(), FoldLetter);
-  return folded;
 }
 
 }  // namespace moorlak

@@ -98,7 +98,4 @@ bool IsDottedQuad(std::string_view text);
 // or exceeds the largest value.
 std::optional<uint64_t> ParseDecimal(std::string_view digits, uint64_t largest);
 
-// The text with ASCII capitals turned into small letters.
-std::string FoldLetters(std::string_view text);
-
 }  // namespace moorlak

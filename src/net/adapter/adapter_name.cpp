@@ -3,17 +3,14 @@
 #include <algorithm>
 #include <tuple>
 
+#include "text/letter_case.h"
+
 namespace moorlak {
 namespace {
 
-// ASCII letters only, as in device instance ids and the names searched for.
-wchar_t FoldLetter(wchar_t letter) {
-  return letter >= L'A' && letter <= L'Z' ? static_cast<wchar_t>(letter - L'A' + L'a') : letter;
-}
-
+// Device instance ids and the names searched for have ASCII letters only.
 bool ContainsText(std::wstring_view text, std::wstring_view wanted) {
-  const auto sameLetter = [](wchar_t left, wchar_t right) { return FoldLetter(left) == FoldLetter(right); };
-  return std::search(text.begin(), text.end(), wanted.begin(), wanted.end(), sameLetter) != text.end();
+  return !std::ranges::search(text, wanted, {}, FoldLetter<wchar_t>, FoldLetter<wchar_t>).empty();
 }
 
 // The digits of a numbered name; empty for every other name.

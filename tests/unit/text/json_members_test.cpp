@@ -102,5 +102,34 @@ TEST(JsonMembers, TextsAreReadWithTheirEscapes) {
   EXPECT_FALSE(ReadJsonText(""));
 }
 
+TEST(JsonMembers, AContainerEndsAfterTheBracketThatClosesIt) {
+  for (const Brackets brackets : {Brackets::AllKinds, Brackets::FirstKind}) {
+    for (const Comments comments : {Comments::Skipped, Comments::None}) {
+      EXPECT_EQ(FindContainerEnd("{}", 0, brackets, comments), 2u);
+      EXPECT_EQ(FindContainerEnd(R"(x[{"a":[1,"]\"]"]},{}] ])", 1, brackets, comments), 22u);
+      for (const char* open : {"{", "[", "{\"}\"", "{\"}", "[\"\\\"]", "[[]", "{{}", ""}) {
+        EXPECT_EQ(FindContainerEnd(open, 0, brackets, comments), kNotFound) << open;
+      }
+      EXPECT_EQ(FindContainerEnd("{}", kNotFound, brackets, comments), kNotFound);
+    }
+  }
+}
+
+TEST(JsonMembers, ABracketOfTheOtherKindCountsOnlyIfAllDo) {
+  EXPECT_EQ(FindContainerEnd("[}]", 0, Brackets::AllKinds, Comments::None), 2u);
+  EXPECT_EQ(FindContainerEnd("[}]", 0, Brackets::FirstKind, Comments::None), 3u);
+  EXPECT_EQ(FindContainerEnd("{]}", 0, Brackets::AllKinds, Comments::None), 2u);
+  EXPECT_EQ(FindContainerEnd("{]}", 0, Brackets::FirstKind, Comments::None), 3u);
+  EXPECT_EQ(FindContainerEnd("[{]", 0, Brackets::AllKinds, Comments::None), kNotFound);
+  EXPECT_EQ(FindContainerEnd("{[}", 0, Brackets::FirstKind, Comments::None), 3u);
+}
+
+TEST(JsonMembers, ABracketInACommentCountsUnlessCommentsAreSkipped) {
+  for (const char* text : {"[/*]*/]", "[//]\n ]", "[ # ]\n]"}) {
+    EXPECT_EQ(FindContainerEnd(text, 0, Brackets::AllKinds, Comments::Skipped), std::string_view(text).size()) << text;
+    EXPECT_LT(FindContainerEnd(text, 0, Brackets::AllKinds, Comments::None), std::string_view(text).size()) << text;
+  }
+}
+
 }  // namespace
 }  // namespace moorlak
