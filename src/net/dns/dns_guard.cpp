@@ -19,13 +19,13 @@ FilterCondition OffTunnel(uint64_t tunnelLuid) {
   return {FilterField::LocalInterface, FilterMatch::NotEqual, tunnelLuid};
 }
 
-FilterRow PermitRow(uint8_t protocol, uint32_t address) {
+FilterRow PermitRow(uint8_t protocol, Ipv4Address address) {
   return {kPermitName,
           FilterLayer::ConnectV4,
           {{FilterField::Application, FilterMatch::Equal, 0},
            {FilterField::Protocol, FilterMatch::Equal, protocol},
            {FilterField::RemotePort, FilterMatch::Equal, kDnsPort},
-           {FilterField::RemoteAddress, FilterMatch::Equal, address}},
+           {FilterField::RemoteAddress, FilterMatch::Equal, address.number}},
           FilterAction::Permit,
           kPermitWeight};
 }
@@ -56,9 +56,9 @@ bool IsTcp(const FilterRow& filter) {
 
 }  // namespace
 
-DnsGuardPlan PlanDnsGuard(uint64_t tunnelLuid, const std::vector<uint32_t>& permitAddresses) {
+DnsGuardPlan PlanDnsGuard(uint64_t tunnelLuid, const std::vector<Ipv4Address>& permitAddresses) {
   DnsGuardPlan plan;
-  for (const uint32_t address : permitAddresses) {
+  for (const Ipv4Address address : permitAddresses) {
     Add(plan, PermitRow(kProtocolUdp, address));
     Add(plan, PermitRow(kProtocolTcp, address));
   }
@@ -70,10 +70,10 @@ DnsGuardPlan PlanDnsGuard(uint64_t tunnelLuid, const std::vector<uint32_t>& perm
   return plan;
 }
 
-std::vector<uint32_t> ReadPermitHosts(const std::vector<std::string>& hosts, const ParseIPv4& parse) {
-  std::vector<uint32_t> addresses;
+std::vector<Ipv4Address> ReadPermitHosts(const std::vector<std::string>& hosts) {
+  std::vector<Ipv4Address> addresses;
   for (const std::string& host : hosts) {
-    if (const std::optional<uint32_t> address = parse(host)) {
+    if (const auto address = ParseStrictIpv4(host)) {
       addresses.push_back(*address);
     } else {
       WriteLogLine("dns-guard: skip invalid DNS permit host " + host);

@@ -4,11 +4,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <optional>
 #include <string>
 #include <vector>
 
+#include "base/ipv4.h"
 #include "net/wfp/filter_row.h"
 
 namespace moorlak {
@@ -22,14 +21,14 @@ struct DnsGuardPlan {
   bool complete = true;
 };
 
-// The engine itself may query each permitted address (IPv4, host order) on port 53 over any interface. Every other
+// The engine itself may query each permitted address on port 53 over any interface. Every other
 // program may use port 53 and IPv6 only through the tunnel. The rows' conditions on the application refer to the
 // engine.
-DnsGuardPlan PlanDnsGuard(uint64_t tunnelLuid, const std::vector<uint32_t>& permitAddresses);
+DnsGuardPlan PlanDnsGuard(uint64_t tunnelLuid, const std::vector<Ipv4Address>& permitAddresses);
 
-// The hosts' addresses, in order. An entry that the parser rejects (a name) is left out and logged.
-using ParseIPv4 = std::function<std::optional<uint32_t>(const std::string& text)>;
-std::vector<uint32_t> ReadPermitHosts(const std::vector<std::string>& hosts, const ParseIPv4& parse);
+// The hosts' addresses, in order. An entry that is not strictly an address (ParseStrictIpv4), such as a name, is left
+// out and logged.
+std::vector<Ipv4Address> ReadPermitHosts(const std::vector<std::string>& hosts);
 
 // The log line for a filter that could not be added.
 std::string DnsGuardAddFailure(const FilterRow& filter, uint32_t code);

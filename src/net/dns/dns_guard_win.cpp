@@ -1,5 +1,3 @@
-#include <winsock2.h>
-#include <ws2tcpip.h>
 #include <windows.h>
 
 #include <optional>
@@ -23,13 +21,6 @@ constexpr FilterSetKind kKind{{{0x6D6F6F72, 0x444E, 0x5301, {0x47, 0x55, 0x41, 0
                               "filters/provider/sublayer"};
 
 FilterSet guard(kKind);
-
-// Host order.
-std::optional<uint32_t> ParseAddress(const std::string& text) {
-  in_addr address{};
-  if (inet_pton(AF_INET, text.c_str(), &address) != 1) return std::nullopt;
-  return ntohl(address.s_addr);
-}
 
 // False if a filter cannot be added, or if the limit leaves one out.
 bool AddPlanTx(WfpSession& session, const DnsGuardPlan& plan, FWP_BYTE_BLOB* xray) {
@@ -61,7 +52,7 @@ struct InstallRequest {
 std::optional<std::string> AddFiltersTx(WfpSession& session, const InstallRequest& request) {
   const ApplicationId xray = ReadXrayIdTx(request.xrayPath);
   if (!xray) return std::nullopt;
-  const std::vector<uint32_t> permits = ReadPermitHosts(request.permitHosts, ParseAddress);
+  const std::vector<Ipv4Address> permits = ReadPermitHosts(request.permitHosts);
   if (permits.empty()) {
     WriteLogLine("dns-guard: no valid DNS permit hosts");
     return std::nullopt;

@@ -9,12 +9,12 @@ namespace moorlak {
 namespace {
 
 constexpr uint64_t kLuid = 0x0035000001000000;
-constexpr uint32_t kFirst = 0xCB007107;   // 203.0.113.7
-constexpr uint32_t kSecond = 0x95707070;  // 149.112.112.112
+constexpr Ipv4Address kFirst{0xCB007107};   // 203.0.113.7
+constexpr Ipv4Address kSecond{0x95707070};  // 149.112.112.112
 
-std::vector<uint32_t> Addresses(uint32_t count) {
-  std::vector<uint32_t> addresses;
-  for (uint32_t index = 0; index < count; ++index) addresses.push_back(kFirst + index);
+std::vector<Ipv4Address> Addresses(uint32_t count) {
+  std::vector<Ipv4Address> addresses;
+  for (uint32_t index = 0; index < count; ++index) addresses.push_back({kFirst.number + index});
   return addresses;
 }
 
@@ -22,15 +22,16 @@ ptrdiff_t Permits(const DnsGuardPlan& plan) {
   return std::ranges::count(plan.filters, FilterAction::Permit, &FilterRow::action);
 }
 
-void ExpectPermit(const FilterRow& row, uint8_t protocol, uint32_t address) {
+void ExpectPermit(const FilterRow& row, uint8_t protocol, Ipv4Address address) {
   EXPECT_EQ(std::wstring_view(row.name), L"Moorlak allow Xray DNS bypass");
   EXPECT_EQ(row.layer, FilterLayer::ConnectV4);
   EXPECT_EQ(row.action, FilterAction::Permit);
   EXPECT_EQ(row.weight, 15);
-  EXPECT_EQ(row.conditions, (std::vector<FilterCondition>{{FilterField::Application, FilterMatch::Equal, 0},
-                                                          {FilterField::Protocol, FilterMatch::Equal, protocol},
-                                                          {FilterField::RemotePort, FilterMatch::Equal, 53},
-                                                          {FilterField::RemoteAddress, FilterMatch::Equal, address}}));
+  EXPECT_EQ(row.conditions,
+            (std::vector<FilterCondition>{{FilterField::Application, FilterMatch::Equal, 0},
+                                          {FilterField::Protocol, FilterMatch::Equal, protocol},
+                                          {FilterField::RemotePort, FilterMatch::Equal, 53},
+                                          {FilterField::RemoteAddress, FilterMatch::Equal, address.number}}));
 }
 
 void ExpectDnsBlock(const FilterRow& row, FilterLayer layer, uint8_t protocol) {
@@ -99,12 +100,17 @@ TEST(DnsGuardRules, ThirteenPermitAddressesStopWithinThePermits) {
 
 TEST(DnsGuardRules, SkipAPermitHostThatIsAName) {
   TakeLogLines();
-  const auto parse = [](const std::string& text) -> std::optional<uint32_t> {
-    return text == "203.0.113.7" ? std::optional(kFirst) : std::nullopt;
-  };
-  EXPECT_EQ(ReadPermitHosts({"dns.example", "203.0.113.7", ""}, parse), std::vector{kFirst});
+  EXPECT_EQ(ReadPermitHosts({"dns.example", "203.0.113.7", "", "149.112.112.112"}), (std::vector{kFirst, kSecond}));
   EXPECT_EQ(TakeLogLines(), (std::vector<std::string>{"dns-guard: skip invalid DNS permit host dns.example",
                                                       "dns-guard: skip invalid DNS permit host "}));
+}
+
+// The patterns that find name servers in a configuration accept more than an address.
+TEST(DnsGuardRules, SkipAPermitHostWithNumbersThatNoAddressHas) {
+  TakeLogLines();
+  EXPECT_TRUE(ReadPermitHosts({"203.0.113.256", "203.0.113.07"}).empty());
+  EXPECT_EQ(TakeLogLines(), (std::vector<std::string>{"dns-guard: skip invalid DNS permit host 203.0.113.256",
+                                                      "dns-guard: skip invalid DNS permit host 203.0.113.07"}));
 }
 
 TEST(DnsGuardRules, ReportWhichFilterFailedWithADecimalCode) {
