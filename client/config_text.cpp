@@ -1,7 +1,7 @@
 #include "client/config_text.h"
 
 #include "config/file_settings.h"
-#include "config/json_beginning.h"
+#include "text/json_members.h"
 
 namespace moorlak::client {
 namespace {

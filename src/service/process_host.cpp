@@ -7,7 +7,6 @@
 #include "base/guarded.h"
 #include "ipc/pipe_server.h"
 #include "process/service_end.h"
-#include "process/stop_budget.h"
 #include "tunnel/dns_recovery.h"
 #include "tunnel/tunnel_controller.h"
 

@@ -161,4 +161,9 @@ std::string UnescapeJson(std::string_view inner) {
   return meaning;
 }
 
+bool BeginsLikeJson(std::string_view text) {
+  const size_t first = text.find_first_not_of(" \t\r\n");
+  return first != std::string_view::npos && (text[first] == '{' || text[first] == '[');
+}
+
 }  // namespace moorlak

@@ -48,4 +48,7 @@ std::optional<std::string> ReadJsonText(std::string_view value);
 // The same for the content between the quotes.
 std::string UnescapeJson(std::string_view inner);
 
+// Whether the text begins like a JSON document: with "{" or "[", after JSON white space (RFC 8259).
+bool BeginsLikeJson(std::string_view text);
+
 }  // namespace moorlak

@@ -9,7 +9,7 @@
 #include "net/adapter/wintun_holder.h"
 #include "process/background_commands.h"
 #include "process/probes.h"
-#include "process/stop_budget.h"
+#include "process/service_end.h"
 #include "tunnel/machine_changes.h"
 #include "tunnel/vpn_service.h"
 

@@ -5,8 +5,8 @@
 #include "base/mutex.h"
 #include "base/standard_error.h"
 #include "config/file_settings.h"
-#include "config/json_beginning.h"
 #include "net/adapter/wintun_holder.h"
+#include "text/json_members.h"
 #include "tunnel/disconnect.h"
 
 namespace moorlak {

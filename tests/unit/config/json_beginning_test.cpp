@@ -1,6 +1,6 @@
-#include "config/json_beginning.h"
-
 #include <gtest/gtest.h>
+
+#include "text/json_members.h"
 
 namespace moorlak {
 namespace {

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "process/stop_budget.h"
-
 namespace moorlak {
 namespace {
 

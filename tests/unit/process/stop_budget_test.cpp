@@ -1,8 +1,8 @@
-#include "process/stop_budget.h"
-
 #include <gtest/gtest.h>
 #include <numeric>
 #include <vector>
+
+#include "process/service_end.h"
 
 namespace moorlak {
 namespace {
