@@ -2,10 +2,8 @@
 
 #include <atomic>
 #include <chrono>
-#include <exception>
 #include <thread>
 
-#include "base/detached_thread.h"
 #include "base/mutex.h"
 #include "process/service_end.h"
 
@@ -18,21 +16,15 @@ std::atomic<uint32_t> runningCommands{0};
 // Held while a command decrements the count: a thread that has taken it once knows that this is over, too.
 Mutex finishLock;
 
-void RunCounted(const std::function<void()>& work) noexcept {
-  work();
-  const MutexGuard guard(finishLock);
-  --runningCommands;
-}
-
 }  // namespace
 
-void RunInBackground(const std::function<void()>& work) noexcept {
+void BeginBackgroundCommand() noexcept {
   ++runningCommands;
-  try {
-    StartDetachedThread([work] { RunCounted(work); });
-  } catch (const std::exception&) {
-    RunCounted(work);
-  }
+}
+
+void EndBackgroundCommand() noexcept {
+  const MutexGuard guard(finishLock);
+  --runningCommands;
 }
 
 void WaitForBackgroundCommands(uint32_t limitMs) noexcept {

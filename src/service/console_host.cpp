@@ -14,6 +14,7 @@
 #include "service/process_host.h"
 #include "service/recovery.h"
 #include "service/single_instance.h"
+#include "tunnel/tunnel_controller.h"
 
 namespace moorlak {
 namespace {
@@ -84,7 +85,7 @@ void RunInConsole() {
   EnableRestorePrivilege();
   SetConsoleCtrlHandler(HandleConsoleControl, TRUE);
   const InstanceClaim claim;
-  if (claim.IsFirst()) RecoverEarlierSession({});
+  if (claim.IsFirst()) RecoverEarlierSession(*TunnelController::Instance().protection, {});
   BeginLife();
   if (claim.IsFirst()) StartDnsRecovery();
   std::thread pipeThread = StartPipeThread();

@@ -16,7 +16,9 @@ namespace {
 
 // Never destroyed: a late stop control may still request its end.
 DnsRecovery& TheDnsRecovery() {
-  static DnsRecovery& recovery = *new DnsRecovery([] { return TunnelController::Instance().IsVpnRunning(); });
+  TunnelController& controller = TunnelController::Instance();
+  static DnsRecovery& recovery =
+      *new DnsRecovery(controller.protection, [&controller] { return controller.IsVpnRunning(); });
   return recovery;
 }
 

@@ -2,8 +2,8 @@
 
 #include "net/adapter/wintun_holder.h"
 #include "proxy/system_proxy.h"
-#include "tunnel/leak_protection.h"
 #include "tunnel/machine_changes.h"
+#include "tunnel/protection.h"
 
 namespace moorlak {
 
@@ -15,13 +15,13 @@ void Notify(void (*event)()) {
 
 }  // namespace
 
-void RecoverEarlierSession(const RecoveryEvents& events) noexcept {
+void RecoverEarlierSession(Protection& protection, const RecoveryEvents& events) noexcept {
   if (!WintunHolder::Instance().SetUp()) Notify(events.adapterMissing);
   Notify(events.stepDone);
-  PurgeChanges(kEngineRecovery, events.stepDone);
-  RecoverOrphanedNetworkState();
+  PurgeChanges(kEngineRecovery, protection, events.stepDone);
+  protection.Recover();
   Notify(events.stepDone);
-  PurgeChanges(kStoredRecovery, events.stepDone);
+  PurgeChanges(kStoredRecovery, protection, events.stepDone);
   // Proxy mode's only change.
   RestoreSystemProxy();
   Notify(events.stepDone);

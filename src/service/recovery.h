@@ -3,6 +3,8 @@
 
 namespace moorlak {
 
+struct Protection;
+
 // What a host does meanwhile; null to do nothing. The functions must not throw.
 struct RecoveryEvents {
   // The persistent adapter is missing. This is not a failure of the service: the next disconnect tries again.
@@ -12,6 +14,6 @@ struct RecoveryEvents {
 };
 
 // Brings the persistent adapter up first.
-void RecoverEarlierSession(const RecoveryEvents& events) noexcept;
+void RecoverEarlierSession(Protection& protection, const RecoveryEvents& events) noexcept;
 
 }  // namespace moorlak

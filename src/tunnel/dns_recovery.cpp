@@ -16,7 +16,7 @@
 #include "base/thread_body.h"
 #include "net/adapter/adapter_changes.h"
 #include "net/adapter/adapter_lookup.h"
-#include "tunnel/leak_protection.h"
+#include "tunnel/protection.h"
 
 namespace moorlak {
 namespace {
@@ -43,10 +43,10 @@ void RecordTry(Watch& watch, AdapterList found) {
   watch.lastTry = Clock::now();
 }
 
-DnsRetryFacts FactsOf(const Watch& watch, bool sessionRuns, uint32_t periodMs) {
+DnsRetryFacts FactsOf(const Watch& watch, const Protection& protection, bool sessionRuns, uint32_t periodMs) {
   const auto since = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - watch.lastTry);
   DnsRetryFacts facts;
-  facts.pending = HasPendingDns();
+  facts.pending = protection.pending;
   facts.sessionRuns = sessionRuns;
   facts.sinceLastTryMs = static_cast<uint64_t>(since.count());
   facts.periodMs = periodMs;
@@ -61,15 +61,15 @@ void BeginWatching(Watch& watch, HANDLE changed) {
 }
 
 // Tries if it is due; returns how long to sleep if nothing happens.
-DWORD Look(Watch& watch, DnsRetryFacts facts, const std::atomic<bool>& wanted) {
+DWORD Look(Watch& watch, Protection& protection, DnsRetryFacts facts, const std::atomic<bool>& wanted) {
   if (facts.pending && !facts.sessionRuns) {
-    const uint64_t generation = DnsGeneration();
+    const uint64_t generation = protection.generation;
     AdapterList found = ReadNow();
     facts.adaptersChanged = found != watch.adapters;
     if (IsDnsRetryDue(facts)) {
-      RetryPendingDns(generation, wanted);
+      protection.RetryDns(generation, wanted);
       RecordTry(watch, std::move(found));
-      facts = FactsOf(watch, false, facts.periodMs);
+      facts = FactsOf(watch, protection, false, facts.periodMs);
     }
   }
   return DnsRetryWaitMs(facts).value_or(INFINITE);
@@ -77,8 +77,10 @@ DWORD Look(Watch& watch, DnsRetryFacts facts, const std::atomic<bool>& wanted) {
 
 }  // namespace
 
-DnsRecovery::DnsRecovery(std::function<bool()> isSessionRunning, uint32_t period)
-    : sessionRuns(std::move(isSessionRunning)),
+DnsRecovery::DnsRecovery(std::shared_ptr<Protection> machineProtection, std::function<bool()> isSessionRunning,
+                         uint32_t period)
+    : protection(std::move(machineProtection)),
+      sessionRuns(std::move(isSessionRunning)),
       periodMs(period),
       ended(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
       changed(CreateEventW(nullptr, FALSE, FALSE, nullptr)) {}
@@ -88,7 +90,7 @@ DnsRecovery::~DnsRecovery() {
 }
 
 void DnsRecovery::Start() noexcept {
-  if (!ended || !changed || PendingDnsEvent() == nullptr) return;
+  if (!ended || !changed || !protection->pendingEvent) return;
   Guarded([this] { thread = std::thread([this] { RunThreadBody("DNS recovery", [this] { Run(); }); }); });
 }
 
@@ -103,17 +105,17 @@ void DnsRecovery::End() noexcept {
 }
 
 void DnsRecovery::Run() {
-  const std::array<HANDLE, 3> events{ended.Get(), PendingDnsEvent(), changed.Get()};
+  const std::array<HANDLE, 3> events{ended.Get(), protection->pendingEvent.Get(), changed.Get()};
   Watch watch;
   while (wanted) {
     // If a check throws, for example without memory, the next one follows after a period.
     const DWORD sleepMs = Guarded(periodMs, [&]() -> DWORD {
-      if (!HasPendingDns()) {
+      if (!protection->pending) {
         watch.changes.reset();
         return INFINITE;
       }
       BeginWatching(watch, changed.Get());
-      return Look(watch, FactsOf(watch, sessionRuns(), periodMs), wanted);
+      return Look(watch, *protection, FactsOf(watch, *protection, sessionRuns(), periodMs), wanted);
     });
     WaitForMultipleObjects(static_cast<DWORD>(events.size()), events.data(), FALSE, sleepMs);
   }

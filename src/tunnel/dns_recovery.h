@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <thread>
 
 #include "base/handle.h"
@@ -12,12 +13,15 @@
 
 namespace moorlak {
 
+struct Protection;
+
 // One thread, which sleeps while nothing is pending and does nothing while a session runs. One thread calls Start and
 // End; any thread may request the end, also before the start.
 class DnsRecovery {
  public:
   // isSessionRunning is called on the thread and must not block. The period is in milliseconds.
-  explicit DnsRecovery(std::function<bool()> isSessionRunning, uint32_t period = kDnsRetryPeriodMs);
+  DnsRecovery(std::shared_ptr<Protection> machineProtection, std::function<bool()> isSessionRunning,
+              uint32_t period = kDnsRetryPeriodMs);
   ~DnsRecovery();
   DnsRecovery(const DnsRecovery&) = delete;
   DnsRecovery& operator=(const DnsRecovery&) = delete;
@@ -32,6 +36,7 @@ class DnsRecovery {
  private:
   void Run();
 
+  const std::shared_ptr<Protection> protection;
   const std::function<bool()> sessionRuns;
   const uint32_t periodMs;
   std::atomic<bool> wanted{true};

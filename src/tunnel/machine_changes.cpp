@@ -3,19 +3,15 @@
 #include <iterator>
 #include <utility>
 
-#include "base/guarded.h"
 #include "config/config_staging.h"
 #include "net/adapter/wintun_holder.h"
-#include "net/dns/dns_guard.h"
-#include "net/dns/smhnr_policy.h"
 #include "net/routing/quick_teardown.h"
 #include "net/routing/route_journal.h"
 #include "net/routing/stored_default_route.h"
 #include "net/share/proxy_sharing.h"
-#include "net/split/split_tunnel.h"
 #include "process/background_commands.h"
 #include "process/stray_engines.h"
-#include "tunnel/leak_protection.h"
+#include "tunnel/protection.h"
 #include "tunnel/vpn_service.h"
 
 namespace moorlak {
@@ -37,18 +33,37 @@ void ClearTunnelAddress() noexcept {
   FastClearTunnelAddress();
 }
 
-void RestoreNameServersInBackground() noexcept {
-  Guarded([] {
-    const uint64_t generation = DnsGeneration();
-    if (IsDnsNeutralised(generation)) RunInBackground([generation] { RestoreInMemoryDns(generation); });
-  });
+template <FilterSet Protection::*set>
+void RemoveSet(Protection& protection) noexcept {
+  RemoveFilters(protection.*set);
+}
+
+template <FilterSet Protection::*set>
+void PurgeSet(Protection& protection) noexcept {
+  PurgeFilters(protection.*set);
+}
+
+void RestorePolicy(Protection& protection) noexcept {
+  RestoreSmhnrPolicy(protection.policy);
+}
+
+void RecoverPolicy(Protection& protection) noexcept {
+  RecoverOrphanedSmhnr(protection.policy);
+}
+
+void RestoreNameServersInBackground(VpnService& service) noexcept {
+  const uint64_t generation = service.protection->generation;
+  if (!service.protection->IsDnsNeutralised(generation)) return;
+  RunInBackground([protection = service.protection, generation] { protection->RestoreDns(generation); });
+}
+
+void RecoverNameServers(Protection& protection) noexcept {
+  protection.RecoverNameServersLocked();
 }
 
 void RemoveStoredRouteInBackground() noexcept {
-  Guarded([] {
-    const uint64_t generation = DefaultRouteGeneration();
-    RunInBackground([generation] { RemoveStoredDefaultRoute(generation); });
-  });
+  const uint64_t generation = DefaultRouteGeneration();
+  RunInBackground([generation] { RemoveStoredDefaultRoute(generation); });
 }
 
 void PurgeStoredRoute() noexcept {
@@ -89,12 +104,12 @@ constexpr MachineChangeRow kRows[] = {
     {Change::DefaultRoute, Phase::Traffic, "default route", DropDefaultRoutes, PurgeDefaultRoutes},
     {Change::TunnelAddress, Phase::Traffic, "tunnel address", ClearTunnelAddress, ClearTunnelAddress},
 
-    {Change::SplitFilters, Phase::Filters, "split tunnel", RemoveSplitTunnel, PurgeStaleSplitTunnel},
-    {Change::GuardFilters, Phase::Filters, "DNS guard", RemoveDnsGuard, PurgeStaleDnsGuard},
-    {Change::ResolverPolicy, Phase::Filters, "resolver policy", RestoreSmhnrPolicy, RecoverOrphanedSmhnr},
+    {Change::SplitFilters, Phase::Filters, "split tunnel", RemoveSet<&Protection::split>, PurgeSet<&Protection::split>},
+    {Change::GuardFilters, Phase::Filters, "DNS guard", RemoveSet<&Protection::guard>, PurgeSet<&Protection::guard>},
+    {Change::ResolverPolicy, Phase::Filters, "resolver policy", RestorePolicy, RecoverPolicy},
 
     {Change::BypassRoutes, Phase::BypassRoutes, "bypass routes", RestoreJournaledRoutes, RecoverJournaledRoutes},
-    {Change::NameServers, Phase::NameServers, "name servers", RestoreNameServersInBackground, RecoverNameServersLocked},
+    {Change::NameServers, Phase::NameServers, "name servers", RestoreNameServersInBackground, RecoverNameServers},
     {Change::StoredDefaultRoute, Phase::StoredRoute, "stored default route", RemoveStoredRouteInBackground,
      PurgeStoredRoute},
     {Change::SharingRule, Phase::Firewall, "sharing rule", CloseSharing, CloseSharingOfEarlierSession},
@@ -118,12 +133,15 @@ void ForEachRow(Phase phase, Action action) {
   }
 }
 
-void RunWithoutSession(const Undo& undo) noexcept {
-  if (undo.run != nullptr) undo.run();
+// An undo, or a purge.
+template <typename Action>
+void RunWithoutSession(const Action& action, Protection& protection) noexcept {
+  if (action.run != nullptr) action.run();
+  if (action.runForProtection != nullptr) action.runForProtection(protection);
 }
 
 void RunForSession(const Undo& undo, VpnService& service) noexcept {
-  RunWithoutSession(undo);
+  RunWithoutSession(undo, *service.protection);
   if (undo.runForSession != nullptr) undo.runForSession(service);
 }
 
@@ -139,17 +157,15 @@ void UndoChanges(std::span<const Phase> phases, VpnService& service) noexcept {
   }
 }
 
-void UndoChangesWithoutSession(std::span<const Phase> phases) noexcept {
+void UndoChangesWithoutSession(std::span<const Phase> phases, Protection& protection) noexcept {
   for (const Phase phase : phases) {
-    ForEachRow(phase, [](const MachineChangeRow& row) { RunWithoutSession(row.undo); });
+    ForEachRow(phase, [&](const MachineChangeRow& row) { RunWithoutSession(row.undo, protection); });
   }
 }
 
-void PurgeChanges(std::span<const Phase> phases, void (*phaseDone)()) noexcept {
+void PurgeChanges(std::span<const Phase> phases, Protection& protection, void (*phaseDone)()) noexcept {
   for (const Phase phase : phases) {
-    ForEachRow(phase, [](const MachineChangeRow& row) {
-      if (row.purge.run != nullptr) row.purge.run();
-    });
+    ForEachRow(phase, [&](const MachineChangeRow& row) { RunWithoutSession(row.purge, protection); });
     if (phaseDone != nullptr) phaseDone();
   }
 }

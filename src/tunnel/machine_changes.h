@@ -10,6 +10,7 @@
 
 namespace moorlak {
 
+struct Protection;
 struct VpnService;
 
 // The kinds of changes. Each connect step names those that it makes (tunnel/connect_sequence.cpp).
@@ -79,22 +80,24 @@ inline constexpr Phase kEndOfSession[] = {Phase::Files};
 inline constexpr Phase kAfterUsersStop[] = {Phase::PersistentAdapter};
 inline constexpr Phase kBeforeNextStart[] = {Phase::EngineAdapters};
 
-// Removal (RemoveDnsProtection), before it restores the name servers on its own thread. There need not be a session.
+// Removal (Protection::Remove), before it restores the name servers on its own thread. There need not be a session.
 inline constexpr Phase kRemoval[] = {Phase::Filters};
 
-// Recovery: the service's start after a crash. RecoverOrphanedNetworkState walks the second.
+// Recovery: the service's start after a crash. Protection::Recover walks the second.
 inline constexpr Phase kEngineRecovery[] = {Phase::UnrecordedEngines};
 inline constexpr Phase kNetworkRecovery[] = {Phase::Filters, Phase::Traffic, Phase::NameServers};
 inline constexpr Phase kStoredRecovery[] = {Phase::StoredRoute, Phase::BypassRoutes, Phase::Firewall, Phase::Files};
 
-// What undoes a change: a function, which may have to know the session, or the reason why nothing does. Every function
-// is safe to call if the change was never made.
+// What undoes a change: a function, which may have to know the protection or the session, or the reason why nothing
+// does. Every function is safe to call if the change was never made.
 struct Undo {
   constexpr Undo(void (*function)() noexcept) : run(function) {}
+  constexpr Undo(void (*function)(Protection&) noexcept) : runForProtection(function) {}
   constexpr Undo(void (*function)(VpnService&) noexcept) : runForSession(function) {}
   constexpr Undo(const char* reason) : whyNone(reason) {}
 
   void (*run)() noexcept = nullptr;
+  void (*runForProtection)(Protection& protection) noexcept = nullptr;
   void (*runForSession)(VpnService& service) noexcept = nullptr;
   std::string_view whyNone;
 };
@@ -103,9 +106,11 @@ struct Undo {
 // function, or the reason why none has to be in the table.
 struct Purge {
   constexpr Purge(void (*function)() noexcept) : run(function) {}
+  constexpr Purge(void (*function)(Protection&) noexcept) : runForProtection(function) {}
   constexpr Purge(const char* reason) : whyNone(reason) {}
 
   void (*run)() noexcept = nullptr;
+  void (*runForProtection)(Protection& protection) noexcept = nullptr;
   std::string_view whyNone;
 };
 
@@ -123,10 +128,10 @@ std::span<const MachineChangeRow> MachineChanges();
 // Undoes the changes of these phases, one after the other.
 void UndoChanges(std::span<const Phase> phases, VpnService& service) noexcept;
 // The same without a session: undoes only what need not know it.
-void UndoChangesWithoutSession(std::span<const Phase> phases) noexcept;
+void UndoChangesWithoutSession(std::span<const Phase> phases, Protection& protection) noexcept;
 
 // Removes what a crash left of these phases' changes. The function is called after each phase; null to do nothing. It
 // must not throw.
-void PurgeChanges(std::span<const Phase> phases, void (*phaseDone)() = nullptr) noexcept;
+void PurgeChanges(std::span<const Phase> phases, Protection& protection, void (*phaseDone)() = nullptr) noexcept;
 
 }  // namespace moorlak

@@ -15,7 +15,7 @@
 #include "process/connectivity.h"
 #include "process/probes.h"
 #include "tunnel/connect_steps.h"
-#include "tunnel/leak_protection.h"
+#include "tunnel/protection.h"
 #include "tunnel/session.h"
 
 namespace moorlak {
@@ -110,13 +110,13 @@ StepResult DescribeNetwork(Session& session, int32_t settleMs) {
 }
 
 StepResult ProtectDns(Session& session, SplitBy splitBy) {
-  LeakProtection wanted;
+  ProtectionRequest wanted;
   wanted.tunnelName = TunnelAdapterName();
   wanted.dnsServers = GetTunnelDnsServers(session.xrayDnsServers);
   wanted.xrayPath = session.engines.xray;
   wanted.blockedApps = session.meta.blockedApps;
   wanted.nativeTun = splitBy == SplitBy::Engine;
-  if (ApplyDnsLeakProtection(wanted, session.running)) return GoOnIf(session.running);
+  if (session.protection.Apply(wanted, session.running)) return GoOnIf(session.running);
   return Abort("ERROR: DNS leak protection failed — aborting connect");
 }
 

@@ -7,8 +7,11 @@
 
 namespace moorlak {
 
-Session::Session(const std::string& text, EnginePaths paths, VpnStatus& shown)
-    : status(shown), engines(std::move(paths)), apiAddress("127.0.0.1:" + std::to_string(kVpnApiPort)) {
+Session::Session(const std::string& text, EnginePaths paths, VpnStatus& shown, Protection& machineProtection)
+    : status(shown),
+      protection(machineProtection),
+      engines(std::move(paths)),
+      apiAddress("127.0.0.1:" + std::to_string(kVpnApiPort)) {
   configText.reserve(text.size() + kRoomForEdits);
   configText = text;
   meta = ParseConfigMeta(configText);

@@ -17,6 +17,8 @@
 
 namespace moorlak {
 
+struct Protection;
+
 // UTF-8; empty if not found.
 struct EnginePaths {
   std::string xray;
@@ -34,7 +36,7 @@ struct VpnStatus {
 // the session's thread runs.
 struct Session {
   // Takes the user interface's data out of its copy of the text.
-  Session(const std::string& text, EnginePaths paths, VpnStatus& shown);
+  Session(const std::string& text, EnginePaths paths, VpnStatus& shown, Protection& machineProtection);
 
   // The session should run. Set before its thread begins; cleared by the session on every failure and by a stop. Every
   // wait of the session ends when it is cleared.
@@ -45,6 +47,7 @@ struct Session {
   EngineSlot tun2socks;
   ProbeSlot probe;
   VpnStatus& status;
+  Protection& protection;
 
   // From here on everything belongs to the session's thread while there is one, otherwise to start and stop.
   const EnginePaths engines;

@@ -8,6 +8,7 @@
 #include "net/adapter/wintun_holder.h"
 #include "text/json_members.h"
 #include "tunnel/disconnect.h"
+#include "tunnel/protection.h"
 
 namespace moorlak {
 namespace {
@@ -78,7 +79,7 @@ std::string StartLocked(TunnelController& controller, const std::string& configT
 
 }  // namespace
 
-TunnelController::TunnelController() {
+TunnelController::TunnelController() : protection(std::make_shared<Protection>()), vpnEngine(protection) {
   vpnEngine.onEnded = [this] {
     running = false;
     if (onStopped) onStopped();

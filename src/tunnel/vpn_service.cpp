@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include "base/guarded.h"
 #include "base/standard_error.h"
@@ -58,7 +59,8 @@ std::string CheckFiles(const Session& session) {
 
 }  // namespace
 
-VpnService::VpnService() : engines(LookUpEngines()) {
+VpnService::VpnService(std::shared_ptr<Protection> machineProtection)
+    : protection(std::move(machineProtection)), engines(LookUpEngines()) {
   LogEngine("Xray", engines.xray);
   LogEngine("Tun2Socks", engines.tun2socks);
 }
@@ -73,7 +75,7 @@ std::string VpnService::Start(const std::string& text, const std::atomic<bool>& 
   if (closing) return kUnavailable;
   startedOnce = true;
   engines = LookUpEngines();
-  session = std::make_unique<Session>(text, engines, status);
+  session = std::make_unique<Session>(text, engines, status, *protection);
   if (std::string missing = CheckFiles(*session); !missing.empty()) return missing;
   session->running = true;
   Guarded([this] { sessionThread = std::thread([this] { RunVpnSession(*this); }); });

@@ -11,12 +11,16 @@
 
 namespace moorlak {
 
+struct Protection;
+
 // Start and StopVpn are called one at a time, under the controller's lock. What is not said to be another thread's
 // belongs to them; the session's thread only reads it.
 struct VpnService {
   // Set by the first Start; before that there is nothing to stop.
   bool startedOnce = false;
 
+  // A restore in the background shares it.
+  const std::shared_ptr<Protection> protection;
   // Looked up at construction and at each start.
   EnginePaths engines;
   VpnStatus status;
@@ -32,7 +36,7 @@ struct VpnService {
   // first start.
   std::function<void()> onEnded;
 
-  VpnService();
+  explicit VpnService(std::shared_ptr<Protection> machineProtection);
   VpnService(const VpnService&) = delete;
   VpnService& operator=(const VpnService&) = delete;
   ~VpnService();

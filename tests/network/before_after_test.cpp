@@ -56,13 +56,13 @@ class BeforeAfterOfFixtures : public BeforeAfter, public testing::WithParamInter
 TEST_P(BeforeAfterOfFixtures, ApplyAndRemove) {
   ASSERT_TRUE(Apply()) << LogMessages();
   EXPECT_NE(NowAll(), BeforeAll());
-  RemoveDnsProtection();
+  protection->Remove();
   EXPECT_EQ(NowAll(), BeforeAll());
 }
 
 TEST_P(BeforeAfterOfFixtures, ApplyKillAndRecover) {
   ASSERT_EQ(RunProtectionChild("apply end"), 0U);
-  RecoverOrphanedNetworkState();
+  protection->Recover();
   EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
 }
 
@@ -77,7 +77,7 @@ TEST_P(BeforeAfterOfFixtures, ApplyAndDisconnect) {
 // After a crash, a removal alone is enough, as when the recovery at the start is cut short.
 TEST_P(BeforeAfterOfFixtures, ApplyKillAndRemove) {
   ASSERT_EQ(RunProtectionChild("apply end"), 0U);
-  RemoveDnsProtection();
+  protection->Remove();
   EXPECT_EQ(NowAll(), BeforeAll());
 }
 
@@ -85,7 +85,7 @@ TEST_P(BeforeAfterOfFixtures, ApplyKillAndRemove) {
 TEST_P(BeforeAfterOfFixtures, ApplyRebootAndRecover) {
   ASSERT_EQ(RunProtectionChild("apply end"), 0U);
   Reboot();
-  RecoverOrphanedNetworkState();
+  protection->Recover();
   lab::Reboot(beginning);
   EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
 }
@@ -103,7 +103,7 @@ TEST_P(BeforeAfterOfFixtures, ApplyPlugInAnewAndRemove) {
       if (adapter.ipv6.bound) adapter.ipv6.ifIndex = ifIndex;
     }
   });
-  RemoveDnsProtection();
+  protection->Remove();
   EXPECT_EQ(NowAll(), BeforeAll());
 }
 
@@ -118,7 +118,7 @@ TEST_P(BeforeAfterOfFixtures, ApplyTurnTheIndexesRoundKillAndRecover) {
     }
     for (size_t i = 0; i + 1 < bound.size(); ++i) std::swap(bound[i]->ifIndex, bound[i + 1]->ifIndex);
   });
-  RecoverOrphanedNetworkState();
+  protection->Recover();
   EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
 }
 
@@ -131,10 +131,10 @@ TEST_P(BeforeAfterOfFixtures, ApplyPullOutKillRecoverPlugInAndRecoverAgain) {
     std::erase_if(machine.adapters,
                   [](const lab::Adapter& adapter) { return adapter.type != 24 && !adapter.needsSession; });
   });
-  RecoverOrphanedNetworkState();
+  protection->Recover();
   EXPECT_EQ(DataFile(kDnsBackupFile).has_value(), LogMessages().find("recovering orphaned") != std::string::npos);
   lab::EditMachine([&](lab::MachineState& machine) { machine.adapters = plugged.adapters; });
-  RecoverOrphanedNetworkState();
+  protection->Recover();
   EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
 }
 
@@ -146,7 +146,7 @@ TEST_F(BeforeAfter, AnAdapterThatIsRenamedMeanwhileComesBackUnderItsNewName) {
     Begin(WithTunnel(make()));
     ASSERT_TRUE(Apply());
     Edit("Ethernet", [](lab::Adapter& adapter) { adapter.name = "Кабель 7"; });
-    RemoveDnsProtection();
+    protection->Remove();
     AdapterNamed(beginning, "Ethernet").name = "Кабель 7";
     EXPECT_EQ(NowAll(), BeforeAll());
   }
@@ -156,7 +156,7 @@ TEST_F(BeforeAfter, AnAdapterThatIsRenamedIsAlsoFoundByTheRecoveryAfterACrash) {
   Begin(WithTunnel(lab::ThreeStaticServersMachine()));
   ASSERT_EQ(RunProtectionChild("apply end"), 0U);
   Edit("Ethernet", [](lab::Adapter& adapter) { adapter.name = "Office"; });
-  RecoverOrphanedNetworkState();
+  protection->Recover();
   AdapterNamed(beginning, "Ethernet").name = "Office";
   EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
 }
@@ -168,7 +168,7 @@ TEST_F(BeforeAfter, AnAdapterUnderAnotherOnesNameGetsThatOnesServers) {
   Edit("Ethernet", [](lab::Adapter& adapter) { adapter.name = "once Ethernet"; });
   Edit("Local Area Connection 2", [](lab::Adapter& adapter) { adapter.name = "Ethernet"; });
   Edit("once Ethernet", [](lab::Adapter& adapter) { adapter.name = "Local Area Connection 2"; });
-  RemoveDnsProtection();
+  protection->Remove();
   lab::MachineState after = lab::ReadMachine();
   EXPECT_EQ(AdapterNamed(after, "Local Area Connection 2").ipv4.staticDns,
             AdapterNamed(beginning, "Local Area Connection 2").ipv4.staticDns);
@@ -182,10 +182,10 @@ TEST_F(BeforeAfter, AnAdapterThatIsRenamedBeforeARebootWaitsForItsName) {
   ASSERT_EQ(RunProtectionChild("apply end"), 0U);
   Edit("Ethernet", [](lab::Adapter& adapter) { adapter.name = "Office"; });
   Reboot();
-  RecoverOrphanedNetworkState();
+  protection->Recover();
   EXPECT_TRUE(DataFile(kDnsBackupFile));
   Edit("Office", [](lab::Adapter& adapter) { adapter.name = "Ethernet"; });
-  RemoveDnsProtection();
+  protection->Remove();
   lab::Reboot(beginning);
   EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
 }
@@ -199,10 +199,10 @@ TEST_F(BeforeAfter, AnAdapterThatIsGoneForASessionKeepsItsRecordThroughTheNext) 
     std::erase(machine.adapters, AdapterNamed(machine, pulled.name));
   };
   lab::EditMachine(pull);
-  RemoveDnsProtection();
+  protection->Remove();
   ASSERT_TRUE(Apply());
   lab::EditMachine([&](lab::MachineState& machine) { machine.adapters.push_back(pulled); });
-  RemoveDnsProtection();
+  protection->Remove();
   EXPECT_EQ(NowAll(), BeforeAll());
 }
 
@@ -212,7 +212,7 @@ TEST_F(BeforeAfter, AnAdapterThatComesInMeanwhileIsLeftAlone) {
   ASSERT_TRUE(Apply());
   const auto plugIn = [](lab::MachineState& machine) { lab::AddPhysicalAdapter(machine, "USB", 6, 9); };
   lab::EditMachine(plugIn);
-  RemoveDnsProtection();
+  protection->Remove();
   plugIn(beginning);
   EXPECT_EQ(NowAll(), BeforeAll());
 }
@@ -238,14 +238,14 @@ class BeforeAfterOnAFullDisk : public BeforeAfter {
 TEST_F(BeforeAfterOnAFullDisk, TheListInMemoryBringsTheMachineBack) {
   ASSERT_TRUE(Apply());
   EXPECT_NE(LogMessages().find("dns-leak: failed to open DNS backup for write\n"), std::string::npos);
-  RemoveDnsProtection();
+  protection->Remove();
   EXPECT_EQ(NowAll(), BeforeAll());
 }
 
 // The records are neither on disk nor in memory: the adapter stays as the session left it. Everything else is restored.
 TEST_F(BeforeAfterOnAFullDisk, AKillWithItLeavesTheAdapterWithoutItsServers) {
   ASSERT_EQ(RunProtectionChild("apply end"), 0U);
-  RecoverOrphanedNetworkState();
+  protection->Recover();
   lab::Adapter& adapter = AdapterNamed(beginning, "Ethernet");
   for (lab::FamilySettings* settings : {&adapter.ipv4, &adapter.storedIpv4}) settings->staticDns = {"127.0.0.1"};
   adapter.ipv4.metric = 5000;

@@ -60,7 +60,7 @@ class DamagedBackups : public OnProtectedMachine {
     WriteDataFile(kDnsBackupFile, dns);
     WriteDataFile(kPolicyBackupFile, policy);
     WriteDataFile(kPolicyMarkerFile, "1");
-    RecoverOrphanedNetworkState();
+    protection->Recover();
     ExpectSafeCommands(CallsOf("netsh"));
     return lab::ReadMachine();
   }
@@ -138,7 +138,7 @@ TEST_F(DamagedBackups, AFileOfAnotherVersionStaysAndTheNextSessionReplacesIt) {
   EXPECT_EQ(AdapterNamed(after, "Ethernet").ipv4.staticDns, std::vector<std::string>{"127.0.0.1"});
   EXPECT_EQ(DataFile(kDnsBackupFile), other);
   EXPECT_TRUE(Apply());
-  RemoveDnsProtection();
+  protection->Remove();
   EXPECT_FALSE(DataFile(kDnsBackupFile));
   after = lab::ReadMachine();
   EXPECT_EQ(AdapterNamed(after, "Ethernet").ipv4.staticDns, std::vector<std::string>{"127.0.0.1"});

@@ -27,12 +27,12 @@ class DnsRecoveryOn : public OnProtectedMachine {
     Begin(WithTunnel(machine));
     ASSERT_EQ(RunProtectionChild("apply end"), 0U);
     hinder();
-    RecoverOrphanedNetworkState();
-    ASSERT_TRUE(HasPendingDns());
+    protection->Recover();
+    ASSERT_TRUE(protection->pending);
     ASSERT_TRUE(DataFile(kDnsBackupFile));
   }
   static void RefuseNetsh() { PlanFault("fail", "netsh", "", 0, 1); }
-  static bool IsDone() { return !HasPendingDns() && !DataFile(kDnsBackupFile); }
+  bool IsDone() const { return !protection->pending && !DataFile(kDnsBackupFile); }
   void ExpectBack() { EXPECT_EQ(NowAll(kRecovered), BeforeAll(kRecovered)); }
 
   // A change that the system reports and that does not concern the records.
@@ -50,11 +50,11 @@ class DnsRecoveryOn : public OnProtectedMachine {
 TEST_F(DnsRecoveryOn, AColdNetshCostsNothingButTheTimeToTheNextChangeOfAnAdapter) {
   BeginPending(lab::ThreeStaticServersMachine(),
                [] { lab::EditMachine([](lab::MachineState& machine) { lab::MakeCold(machine, "netsh"); }); });
-  DnsRecovery recovery(NoSession, kNever);
+  DnsRecovery recovery(protection, NoSession, kNever);
   recovery.Start();
   ASSERT_TRUE(Becomes([] { return CallsOf("NotifyUnicastIpAddressChange").size() == 1; }));
   Touch();
-  EXPECT_TRUE(Becomes(IsDone)) << LogMessages();
+  EXPECT_TRUE(Becomes([&] { return IsDone(); })) << LogMessages();
   ExpectBack();
 }
 
@@ -66,37 +66,37 @@ TEST_F(DnsRecoveryOn, AnAdapterOfADockGetsItsServersBackWhenItComes) {
       std::erase(machine.adapters, dock);
     });
   });
-  DnsRecovery recovery(NoSession, kNever);
+  DnsRecovery recovery(protection, NoSession, kNever);
   recovery.Start();
   ASSERT_TRUE(Becomes([] { return CallsOf("NotifyUnicastIpAddressChange").size() == 1; }));
   lab::EditMachine([&](lab::MachineState& machine) { machine.adapters.push_back(dock); });
-  EXPECT_TRUE(Becomes(IsDone)) << LogMessages();
+  EXPECT_TRUE(Becomes([&] { return IsDone(); })) << LogMessages();
   ExpectBack();
 }
 
 TEST_F(DnsRecoveryOn, WithoutAnyChangeThePeriodBringsTheNextTry) {
   BeginPending(lab::ThreeStaticServersMachine(), RefuseNetsh);
-  DnsRecovery recovery(NoSession, kAtOnce);
+  DnsRecovery recovery(protection, NoSession, kAtOnce);
   recovery.Start();
   ClearFaults();
-  EXPECT_TRUE(Becomes(IsDone)) << LogMessages();
+  EXPECT_TRUE(Becomes([&] { return IsDone(); })) << LogMessages();
   ExpectBack();
 }
 
 // The recovery runs from the service's start; the records appear at the end of a session.
 TEST_F(DnsRecoveryOn, WhatTheEndOfASessionLeavesIsTriedAgain) {
   Begin(WithTunnel(lab::ThreeStaticServersMachine()));
-  DnsRecovery recovery(NoSession, kNever);
+  DnsRecovery recovery(protection, NoSession, kNever);
   recovery.Start();
   ASSERT_TRUE(Apply());
-  EXPECT_FALSE(HasPendingDns());
+  EXPECT_FALSE(protection->pending);
   RefuseNetsh();
   DisconnectProtection();
-  EXPECT_TRUE(HasPendingDns());
+  EXPECT_TRUE(protection->pending);
   ASSERT_TRUE(Becomes([] { return CallsOf("NotifyUnicastIpAddressChange").size() == 1; }));
   ClearFaults();
   Touch();
-  EXPECT_TRUE(Becomes(IsDone)) << LogMessages();
+  EXPECT_TRUE(Becomes([&] { return IsDone(); })) << LogMessages();
   ExpectBack();
 }
 
@@ -105,26 +105,27 @@ TEST_F(DnsRecoveryOn, NothingIsTriedWhileASessionRuns) {
   ClearFaults();
   const size_t commands = CallsOf("netsh").size();
   std::atomic<int> questions{0};
-  DnsRecovery recovery([&] { return ++questions > 0; }, kAtOnce);
+  DnsRecovery recovery(
+      protection, [&] { return ++questions > 0; }, kAtOnce);
   recovery.Start();
   Touch();
   EXPECT_TRUE(Becomes([&] { return questions > 5; }));
   recovery.End();
   EXPECT_EQ(CallsOf("netsh").size(), commands);
-  EXPECT_TRUE(HasPendingDns());
+  EXPECT_TRUE(protection->pending);
 }
 
 // A new session takes the pending records over: retries leave them to it.
 TEST_F(DnsRecoveryOn, AnApplyTakesWhatIsPendingAlong) {
   BeginPending(lab::ThreeStaticServersMachine(), RefuseNetsh);
   ClearFaults();
-  const uint64_t earlier = DnsGeneration();
+  const uint64_t earlier = protection->generation;
   ASSERT_TRUE(Apply());
-  EXPECT_FALSE(HasPendingDns());
+  EXPECT_FALSE(protection->pending);
   const std::string during = Now();
   const std::atomic<bool> wanted{true};
-  RetryPendingDns(earlier, wanted);
-  RetryPendingDns(DnsGeneration(), wanted);
+  protection->RetryDns(earlier, wanted);
+  protection->RetryDns(protection->generation, wanted);
   EXPECT_EQ(Now(), during);
   DisconnectProtection();
   EXPECT_TRUE(IsDone());
@@ -143,7 +144,7 @@ TEST_F(DnsRecoveryOn, AnAdapterThatStaysAwayCostsNoCommandAndNoLine) {
   const uint64_t flushes = lab::ReadMachine().record.dnsFlushes;
   const size_t commands = CallsOf("netsh").size();
   const size_t looks = CallsOf("GetAdaptersAddresses").size();
-  DnsRecovery recovery(NoSession, kAtOnce);
+  DnsRecovery recovery(protection, NoSession, kAtOnce);
   recovery.Start();
   EXPECT_TRUE(Becomes([&] { return CallsOf("GetAdaptersAddresses").size() > looks + 20; }));
   recovery.End();
@@ -151,7 +152,7 @@ TEST_F(DnsRecoveryOn, AnAdapterThatStaysAwayCostsNoCommandAndNoLine) {
   EXPECT_EQ(CallsOf("netsh").size(), commands);
   EXPECT_EQ(lab::ReadMachine().record.dnsFlushes, flushes);
   lab::EditMachine([&](lab::MachineState& machine) { machine.adapters.push_back(pulled); });
-  RecoverOrphanedNetworkState();
+  protection->Recover();
 }
 
 // The system also reports the metric that a retry itself restores. Each retry here runs three commands: the first
@@ -164,7 +165,7 @@ TEST_F(DnsRecoveryOn, ATrysOwnChangesAreNoReasonForAnother) {
   ClearFaults();
   PlanFault("fail", "netsh", "ipv4", 0, 1);
   const size_t commands = CallsOf("netsh").size();
-  DnsRecovery recovery(NoSession, kNever);
+  DnsRecovery recovery(protection, NoSession, kNever);
   recovery.Start();
   ASSERT_TRUE(Becomes([] { return CallsOf("NotifyUnicastIpAddressChange").size() == 1; }));
   for (size_t tries = 1; tries <= 2; ++tries) {
@@ -174,7 +175,7 @@ TEST_F(DnsRecoveryOn, ATrysOwnChangesAreNoReasonForAnother) {
   recovery.End();
   EXPECT_EQ(CallsOf("netsh").size(), commands + 6);
   ClearFaults();
-  RecoverOrphanedNetworkState();
+  protection->Recover();
   ExpectBack();
 }
 
@@ -187,16 +188,16 @@ TEST_P(DnsRecoveryEnd, BeginsNoFurtherCommandAndLosesNoServer) {
   ClearFaults();
   PlanFault("break", "netsh", "", GetParam(), 0);
   const size_t commands = CallsOf("netsh").size();
-  DnsRecovery recovery(NoSession, kAtOnce);
+  DnsRecovery recovery(protection, NoSession, kAtOnce);
   recovery.Start();
   ASSERT_TRUE(lab::WaitForBreak(kGenerousMs));
   recovery.RequestEnd();
   lab::ReleaseBreak();
   recovery.End();
   EXPECT_LE(CallsOf("netsh").size(), commands + GetParam());
-  EXPECT_TRUE(HasPendingDns());
+  EXPECT_TRUE(protection->pending);
   ClearFaults();
-  RecoverOrphanedNetworkState();
+  protection->Recover();
   ExpectBack();
 }
 
@@ -206,7 +207,7 @@ TEST_F(DnsRecoveryOn, AnEndThatWasRequestedBeforeTheStartHolds) {
   BeginPending(lab::ThreeStaticServersMachine(), RefuseNetsh);
   ClearFaults();
   const size_t commands = CallsOf("netsh").size();
-  DnsRecovery recovery(NoSession, kAtOnce);
+  DnsRecovery recovery(protection, NoSession, kAtOnce);
   recovery.RequestEnd();
   recovery.Start();
   recovery.End();
@@ -217,17 +218,17 @@ TEST_F(DnsRecoveryOn, AnEndThatWasRequestedBeforeTheStartHolds) {
 TEST_F(DnsRecoveryOn, AFileThatSomebodyHoldsIsDeletedLater) {
   Begin(WithTunnel(lab::ThreeStaticServersMachine()));
   ASSERT_TRUE(Apply());
-  DnsRecovery recovery(NoSession, kAtOnce);
+  DnsRecovery recovery(protection, NoSession, kAtOnce);
   {
     const KernelHandle held(CreateFileW(RecoveryPath(kDnsBackupFile).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                         OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     ASSERT_TRUE(held);
     DisconnectProtection();
     EXPECT_TRUE(DataFile(kDnsBackupFile));
-    EXPECT_TRUE(HasPendingDns());
+    EXPECT_TRUE(protection->pending);
     recovery.Start();
   }
-  EXPECT_TRUE(Becomes(IsDone));
+  EXPECT_TRUE(Becomes([&] { return IsDone(); }));
   ExpectBack();
 }
 

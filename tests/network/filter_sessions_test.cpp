@@ -8,9 +8,6 @@
 
 #include "base/handle.h"
 #include "base/wfp_constants.h"
-#include "net/dns/dns_guard.h"
-#include "net/split/split_tunnel.h"
-#include "net/wfp/wfp_session.h"
 #include "network/support/filtering_machine.h"
 #include "unit/process/child_test_support.h"
 
@@ -50,8 +47,10 @@ WfpSession OpenStandardSession() {
 // The roles of the other process. They are disabled, so that only the tests below run them.
 TEST(FilterSessionPart, DISABLED_HoldsGuardAndSplitTunnel) {
   const uint64_t tunnel = lab::ReadMachine().adapters.back().luid;
-  ASSERT_TRUE(InstallDnsGuard(tunnel, OwnPath(), {"203.0.113.7"}));
-  ASSERT_TRUE(InstallSplitTunnel({OwnPath()}, tunnel));
+  FilterSet guard(kDnsGuardFilters);
+  FilterSet split(kSplitTunnelFilters);
+  ASSERT_TRUE(InstallDnsGuard(guard, tunnel, OwnPath(), {"203.0.113.7"}));
+  ASSERT_TRUE(InstallSplitTunnel(split, {OwnPath()}, tunnel));
   StayUntilEnded();
 }
 
@@ -127,9 +126,9 @@ TEST_F(FilterSessions, ADynamicSessionsObjectsVanishWithItsProcess) {
 TEST_F(FilterSessions, AnotherProcesssObjectsAreInTheWayWhileItLives) {
   const PartPlayer other(L"HoldsGuardAndSplitTunnel");
   ASSERT_TRUE(other.IsReady());
-  EXPECT_FALSE(InstallDnsGuard(tunnel, OwnPath(), {"203.0.113.7"}));
+  EXPECT_FALSE(InstallDnsGuard(guard, tunnel, OwnPath(), {"203.0.113.7"}));
   other.End();
-  EXPECT_TRUE(InstallDnsGuard(tunnel, OwnPath(), {"203.0.113.7"}));
+  EXPECT_TRUE(InstallDnsGuard(guard, tunnel, OwnPath(), {"203.0.113.7"}));
   EXPECT_EQ(Objects().filters.size(), 7u);
 }
 
@@ -138,7 +137,7 @@ TEST_F(FilterSessions, AStandardSessionsObjectsOutliveItsProcessUntilThePurge) {
   ASSERT_TRUE(other.IsReady());
   other.End();
   EXPECT_EQ(Objects().filters.size(), 130u);
-  PurgeStaleSplitTunnel();
+  PurgeFilters(split);
   EXPECT_EQ(Now(), Before());
   EXPECT_EQ(LogMessages(), "split-tunnel: purged stale objects (if present)\n");
 }
@@ -148,9 +147,9 @@ TEST_F(FilterSessions, APurgeLeavesTheOtherProvidersObjectsAlone) {
   ASSERT_TRUE(other.IsReady());
   other.End();
   const std::string stale = Now();
-  PurgeStaleDnsGuard();
+  PurgeFilters(guard);
   EXPECT_EQ(Now(), stale);
-  PurgeStaleSplitTunnel();
+  PurgeFilters(split);
 }
 
 TEST_F(FilterSessions, ATransactionOfADeadProcessLeavesNothingAndIsInNobodysWay) {
@@ -158,16 +157,16 @@ TEST_F(FilterSessions, ATransactionOfADeadProcessLeavesNothingAndIsInNobodysWay)
   ASSERT_TRUE(other.IsReady());
   EXPECT_TRUE(Objects().filters.empty());
   other.End();
-  EXPECT_TRUE(InstallSplitTunnel({OwnPath()}, tunnel));
+  EXPECT_TRUE(InstallSplitTunnel(split, {OwnPath()}, tunnel));
   EXPECT_EQ(Objects().filters.size(), 4u);
 }
 
 // An install removes what is there first; once an engine is open, it also says so if nothing was there.
 TEST_F(FilterSessions, AnInstallThatFailsSaysWhichCallDidUnderItsOwnName) {
   const std::vector<std::string> hosts{"203.0.113.7"};
-  const auto guard = [&](uint64_t luid) { return InstallDnsGuard(luid, OwnPath(), hosts); };
-  const auto split = [&](uint64_t luid) { return InstallSplitTunnel({OwnPath()}, luid); };
-  const std::array<std::function<bool(uint64_t)>, 2> installs{guard, split};
+  const auto installGuard = [&](uint64_t luid) { return InstallDnsGuard(guard, luid, OwnPath(), hosts); };
+  const auto installSplit = [&](uint64_t luid) { return InstallSplitTunnel(split, {OwnPath()}, luid); };
+  const std::array<std::function<bool(uint64_t)>, 2> installs{installGuard, installSplit};
   for (const auto& install : installs) {
     for (const char* call :
          {"FwpmEngineOpen0", "FwpmTransactionBegin0", "FwpmSubLayerAdd0", "FwpmTransactionCommit0"}) {
@@ -194,14 +193,14 @@ TEST_F(FilterSessions, AnInstallThatFailsSaysWhichCallDidUnderItsOwnName) {
 
 TEST_F(FilterSessions, AGuardWhoseFilterCannotBeAddedSaysSoBeforeItGivesUp) {
   PlanFault("fail", "FwpmFilterAdd0", "", 1, ERROR_ACCESS_DENIED);
-  EXPECT_FALSE(InstallDnsGuard(tunnel, OwnPath(), {"203.0.113.7"}));
+  EXPECT_FALSE(InstallDnsGuard(guard, tunnel, OwnPath(), {"203.0.113.7"}));
   EXPECT_EQ(LogMessages(), "dns-guard: permit filter failed 5\ndns-guard: install aborted\n");
 }
 
 TEST_F(FilterSessions, AnEmptyListOfApplicationsOnlyRemoves) {
-  ASSERT_TRUE(InstallSplitTunnel({OwnPath()}, tunnel));
+  ASSERT_TRUE(InstallSplitTunnel(split, {OwnPath()}, tunnel));
   const std::string installed = LogMessages();
-  EXPECT_TRUE(InstallSplitTunnel({}, tunnel));
+  EXPECT_TRUE(InstallSplitTunnel(split, {}, tunnel));
   EXPECT_EQ(Now(), Before());
   EXPECT_EQ(LogMessages(), installed + "split-tunnel: removed\n");
 }

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "net/dns/dns_backup.h"
-#include "net/dns/smhnr_policy.h"
 #include "net/routing/bypass_routes.h"
 #include "net/routing/route_journal.h"
 #include "network/support/protected_machine.h"
@@ -29,15 +28,15 @@ using HeldRecoveryFile = OnProtectedMachine;
 TEST_F(HeldRecoveryFile, OfTheAdaptersGoesOnceItIsLetGo) {
   Begin(WithTunnel(lab::DhcpMachine()));
   ASSERT_TRUE(Apply());
-  WhileHeldInDataFolder(kDnsBackupFile, RemoveDnsProtection);
+  WhileHeldInDataFolder(kDnsBackupFile, [&] { protection->Remove(); });
   EXPECT_EQ(NowAll(), BeforeAll());
 }
 
 TEST_F(HeldRecoveryFile, OfThePolicyGoesOnceItIsLetGo) {
   Begin(WithTunnel(lab::DhcpMachine()));
   for (const wchar_t* name : {kPolicyMarkerFile, kPolicyBackupFile}) {
-    ApplySmhnrPolicy();
-    WhileHeldInDataFolder(name, RestoreSmhnrPolicy);
+    ApplySmhnrPolicy(protection->policy);
+    WhileHeldInDataFolder(name, [&] { RestoreSmhnrPolicy(protection->policy); });
     EXPECT_EQ(NowAll(), BeforeAll());
   }
 }
@@ -45,7 +44,7 @@ TEST_F(HeldRecoveryFile, OfThePolicyGoesOnceItIsLetGo) {
 TEST_F(HeldRecoveryFile, OfAPolicyWithoutItsBackupGoesOnceItIsLetGo) {
   Begin(WithTunnel(lab::DhcpMachine()));
   WriteDataFile(kPolicyMarkerFile, "1");
-  WhileHeldInDataFolder(kPolicyMarkerFile, RecoverOrphanedSmhnr);
+  WhileHeldInDataFolder(kPolicyMarkerFile, [&] { RecoverOrphanedSmhnr(protection->policy); });
 }
 
 TEST_F(HeldRecoveryFile, OfTheRoutesGoesOnceItIsLetGo) {

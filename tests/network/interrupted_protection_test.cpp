@@ -43,7 +43,7 @@ class InterruptedProtection : public OnProtectedMachine {
   void ExpectRecovered(const std::string& where) {
     KillAtChange(0);
     ClearFaults();
-    RecoverOrphanedNetworkState();
+    protection->Recover();
     EXPECT_EQ(NowAll(kRecovered), BeforeAll(kRecovered)) << where;
   }
 };
@@ -90,11 +90,12 @@ class ColdProtection : public InterruptedProtection {
     KillAtChange(0);
     ClearFaults();
     CoolDown();
-    RecoverOrphanedNetworkState();
+    protection->Recover();
     constexpr uint32_t kSoonMs = 50;
-    DnsRecovery recovery([] { return false; }, kSoonMs);
+    DnsRecovery recovery(
+        protection, [] { return false; }, kSoonMs);
     recovery.Start();
-    EXPECT_TRUE(Becomes([] { return !HasPendingDns(); })) << where;
+    EXPECT_TRUE(Becomes([&] { return !protection->pending; })) << where;
     EXPECT_EQ(NowAll(kRecovered), BeforeAll(kRecovered)) << where;
   }
 };
@@ -197,8 +198,8 @@ class StopAtCall {
 class StoppedProtection : public InterruptedProtection {
  protected:
   // With three tunnel servers there are two check points between them.
-  LeakProtection Wanted() {
-    LeakProtection wanted = WantedProtection();
+  ProtectionRequest Wanted() {
+    ProtectionRequest wanted = WantedProtection();
     wanted.dnsServers.emplace_back("198.51.100.53");
     return wanted;
   }
@@ -209,7 +210,7 @@ class StoppedProtection : public InterruptedProtection {
     bool applied = false;
     {
       const StopAtCall stop(running, call, nth);
-      applied = ApplyDnsLeakProtection(Wanted(), running);
+      applied = protection->Apply(Wanted(), running);
     }
     const bool met = lab::ReadMachine().faults.front().hit;
     EXPECT_EQ(met, !running) << call << " " << nth;
@@ -234,8 +235,8 @@ class StoppedProtection : public InterruptedProtection {
 // Between two check points there is always one of these calls, so stopping at each of them reaches every check point.
 TEST_F(StoppedProtection, AStopAtEveryCheckPointLeavesWhatTheRemovalPutsBack) {
   for (const char* call : {"DnsFlushResolverCache", "GetAdaptersAddresses"})
-    EXPECT_TRUE(StopAt(call, 1, OwnTraces::NameServers, RemoveDnsProtection));
-  for (uint32_t nth = 1; StopAt("netsh", nth, OwnTraces::NameServers, RemoveDnsProtection); ++nth) {
+    EXPECT_TRUE(StopAt(call, 1, OwnTraces::NameServers, [&] { protection->Remove(); }));
+  for (uint32_t nth = 1; StopAt("netsh", nth, OwnTraces::NameServers, [&] { protection->Remove(); }); ++nth) {
   }
   const std::set<std::string> everyEnding{"applied",
                                           "",
@@ -249,9 +250,9 @@ TEST_F(StoppedProtection, AStopAtEveryCheckPointLeavesWhatTheRemovalPutsBack) {
 // The service dies before the stopped session is taken down: the file contains what had been changed until then. In
 // this process, too, a recovery uses the file.
 TEST_F(StoppedProtection, AStopInTheMidstOfAnApplyIsRecoveredFromTheFile) {
-  const auto crash = [] {
+  const auto crash = [&] {
     EndFilterSessions();
-    RecoverOrphanedNetworkState();
+    protection->Recover();
   };
   for (const uint32_t nth : {1U, 2U, 4U, 7U}) StopAt("netsh", nth, kRecovered, crash);
   EXPECT_FALSE(endings.contains("applied"));

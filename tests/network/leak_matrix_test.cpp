@@ -102,9 +102,9 @@ class LeakMatrix : public OnProtectedMachine {
   }
 
   bool Protect(bool splitting) {
-    LeakProtection wanted = WantedProtection();
+    ProtectionRequest wanted = WantedProtection();
     if (splitting) wanted.blockedApps = {kBypassing};
-    return ApplyDnsLeakProtection(wanted, running);
+    return protection->Apply(wanted, running);
   }
 
   bool IsPermitted(const lab::Wfp& wfp, const Cell& cell) const {
@@ -143,7 +143,7 @@ TEST_F(LeakMatrix, ExactlyThePromisedConnectionsArePermittedWhileProtected) {
   EXPECT_EQ(Permitted(lab::ReadMachine().wfp), Everything());
   ASSERT_TRUE(Protect(false)) << LogMessages();
   EXPECT_EQ(Permitted(lab::ReadMachine().wfp), Promised(false));
-  RemoveDnsProtection();
+  protection->Remove();
   EXPECT_EQ(Permitted(lab::ReadMachine().wfp), Everything());
   EXPECT_EQ(NowAll(), BeforeAll());
 }
@@ -152,7 +152,7 @@ TEST_F(LeakMatrix, ExactlyThePromisedConnectionsArePermittedWithApplicationsThat
   EXPECT_EQ(Permitted(lab::ReadMachine().wfp), Everything());
   ASSERT_TRUE(Protect(true)) << LogMessages();
   EXPECT_EQ(Permitted(lab::ReadMachine().wfp), Promised(true));
-  RemoveDnsProtection();
+  protection->Remove();
   EXPECT_EQ(Permitted(lab::ReadMachine().wfp), Everything());
   EXPECT_EQ(NowAll(), BeforeAll());
 }
@@ -201,7 +201,7 @@ TEST_F(LeakMatrix, EveryFilterThatCarriesAVerdictIsMissed) {
 TEST_F(LeakMatrix, EverythingIsPermittedAgainAfterACrash) {
   ASSERT_EQ(RunProtectionChild("apply end"), 0U);
   EXPECT_EQ(Permitted(lab::ReadMachine().wfp), Everything());
-  RecoverOrphanedNetworkState();
+  protection->Recover();
   EXPECT_EQ(Permitted(lab::ReadMachine().wfp), Everything());
 }
 

@@ -87,7 +87,7 @@ TEST_F(NetworkFaults, AnApplyIsRefusedOrCompleteAndThenRemoved) {
     EXPECT_EQ(applied, !IsIndispensable(failed)) << LogMessages();
     const lab::Wfp wfp = lab::ReadMachine().wfp;
     EXPECT_EQ(wfp.filters.size(), applied ? 9U : 0U);
-    RemoveDnsProtection();
+    protection->Remove();
     ExpectComeBack();
   };
   const uint32_t step = SweepStep(2);
@@ -101,15 +101,15 @@ TEST_F(NetworkFaults, AnApplyWithApplicationsThatBypassTheTunnelIsNeverRefusedFo
   bool applied = false;
   uint32_t refusals = 0;
   const auto apply = [&] {
-    LeakProtection wanted = WantedProtection();
+    ProtectionRequest wanted = WantedProtection();
     wanted.blockedApps = {"C:\\windows\\system32\\netsh.exe"};
-    applied = ApplyDnsLeakProtection(wanted, running);
+    applied = protection->Apply(wanted, running);
     refusals += applied ? 0 : 1;
   };
   const auto check = [&](const std::string&) {
     const size_t filters = lab::ReadMachine().wfp.filters.size();
     EXPECT_TRUE(applied ? filters >= 9 && filters <= 13 : filters == 0) << filters;
-    RemoveDnsProtection();
+    protection->Remove();
     ExpectComeBack();
   };
   const Sweep sweep{[&] { Prepare(); }, apply, check};
@@ -125,27 +125,28 @@ TEST_F(NetworkFaults, AnApplyWithApplicationsThatBypassTheTunnelIsNeverRefusedFo
 
 TEST_F(NetworkFaults, ARemovalIsCompletedByTheNextOne) {
   const auto check = [&](const std::string&) {
-    RemoveDnsProtection();
+    protection->Remove();
     ExpectComeBack();
   };
   const uint32_t step = SweepStep(2);
-  const Sweep sweep{[&] { PrepareProtected(); }, RemoveDnsProtection, check};
+  const Sweep sweep{[&] { PrepareProtected(); }, [&] { protection->Remove(); }, check};
   EXPECT_GE(RunSweep(sweep, step) * step, 20U);
 }
 
 TEST_F(NetworkFaults, ARecoveryIsCompletedByTheNextOne) {
   const auto check = [&](const std::string&) {
-    RecoverOrphanedNetworkState();
+    protection->Recover();
     ExpectComeBack(kRecovered);
   };
   const uint32_t step = SweepStep(3);
-  const Sweep sweep{[&] { PrepareCrashed(); }, RecoverOrphanedNetworkState, check};
+  const Sweep sweep{[&] { PrepareCrashed(); }, [&] { protection->Recover(); }, check};
   EXPECT_GE(RunSweep(sweep, step) * step, 25U);
 }
 
 // A failed command is retried, so a single failure costs nothing.
 TEST_F(NetworkFaults, ACommandThatFailsOnceDoesNotCostARestore) {
-  const Sweep sweep{[&] { PrepareProtected(); }, RemoveDnsProtection, [&](const std::string&) { ExpectComeBack(); }};
+  const Sweep sweep{[&] { PrepareProtected(); }, [&] { protection->Remove(); },
+                    [&](const std::string&) { ExpectComeBack(); }};
   EXPECT_EQ(RunSweep(sweep, 1, "netsh", 1), 4U);
 }
 
@@ -153,11 +154,11 @@ TEST_F(NetworkFaults, ACommandThatFailsOnceDoesNotCostARestore) {
 TEST_F(NetworkFaults, CommandsThatKeepFailingLeaveTheRecordForALaterRecovery) {
   PrepareProtected();
   PlanFault("fail", "netsh", "", 0, 1);
-  RemoveDnsProtection();
+  protection->Remove();
   EXPECT_TRUE(DataFile(kDnsBackupFile));
   EXPECT_TRUE(lab::ReadMachine().wfp.filters.empty());
   ClearFaults();
-  RecoverOrphanedNetworkState();
+  protection->Recover();
   ExpectComeBack(kRecovered);
 }
 
@@ -166,10 +167,10 @@ TEST_F(NetworkFaults, AMetricThatCannotBeSetLeavesTheRecordForALaterRecovery) {
   for (const char* call : {"GetIpInterfaceEntry", "SetIpInterfaceEntry"}) {
     PrepareProtected();
     PlanFault("fail", call, "", 0, kRefused);
-    RemoveDnsProtection();
+    protection->Remove();
     EXPECT_TRUE(DataFile(kDnsBackupFile)) << call;
     ClearFaults();
-    RemoveDnsProtection();
+    protection->Remove();
     ExpectComeBack();
   }
 }
@@ -181,7 +182,7 @@ TEST_F(NetworkFaults, ARestartOfTheFilterEngineInMidSessionCostsNothingButItsFil
   EXPECT_TRUE(Apply());
   EXPECT_EQ(lab::ReadMachine().wfp.filters.size(), 9U);
   lab::EditMachine([](lab::MachineState& machine) { lab::RestartEngine(machine.wfp); });
-  RemoveDnsProtection();
+  protection->Remove();
   ExpectComeBack();
 }
 

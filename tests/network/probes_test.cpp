@@ -9,7 +9,6 @@
 
 #include "base/utf.h"
 #include "machine/device_path.h"
-#include "net/dns/dns_guard.h"
 #include "network/support/filtering_machine.h"
 #include "network/support/proxy_server.h"
 #include "process/connectivity.h"
@@ -253,13 +252,7 @@ TEST_F(ProbesOn, TheWaitEndsWhenTheProxyListensAndTheProbeThenGoesThroughIt) {
 
 // Filters.
 
-class ProbesPast : public ProbesOn {
- protected:
-  void TearDown() override {
-    EndFilterSessions();
-    ProbesOn::TearDown();
-  }
-};
+class ProbesPast : public ProbesOn {};
 
 TEST_F(ProbesPast, AFilterOnTheirInterfaceFail) {
   const ProxyServer web(Web());
@@ -291,7 +284,8 @@ TEST_F(ProbesPast, AFilterOnTheirProgramFail) {
 TEST_F(ProbesPast, TheDnsGuardSucceedOnBothPaths) {
   const ProxyServer proxy;
   Start(SessionMachine(proxy.Port()));
-  ASSERT_TRUE(InstallDnsGuard(lab::ReadMachine().adapters.back().luid, OwnPath(), {"203.0.113.7"}));
+  FilterSet guard(kDnsGuardFilters);
+  ASSERT_TRUE(InstallDnsGuard(guard, lab::ReadMachine().adapters.back().luid, OwnPath(), {"203.0.113.7"}));
   EXPECT_GE(ViaSocks(proxy), 0);
   EXPECT_GE(TunPath(), 0);
 }

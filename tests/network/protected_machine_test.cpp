@@ -73,7 +73,7 @@ std::string ShowProtected() {
 class ProtectedMachine : public OnProtectedMachine, public testing::WithParamInterface<lab::Fixture> {
  protected:
   void TearDown() override {
-    RemoveDnsProtection();
+    protection->Remove();
     OnProtectedMachine::TearDown();
   }
 };
@@ -94,9 +94,9 @@ class SplitMachine : public ProtectedMachine {};
 
 TEST_P(SplitMachine, IsExactlyAsItsTextSaysWithAnApplicationThatBypassesTheTunnel) {
   Begin(WithTunnel(GetParam().make()));
-  LeakProtection wanted = WantedProtection();
+  ProtectionRequest wanted = WantedProtection();
   wanted.blockedApps = {"C:\\windows\\system32\\netsh.exe"};
-  EXPECT_TRUE(ApplyDnsLeakProtection(wanted, running));
+  EXPECT_TRUE(protection->Apply(wanted, running));
   EXPECT_EQ(ShowProtected(), kDhcpWithSplit);
 }
 

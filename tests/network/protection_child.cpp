@@ -12,12 +12,12 @@ namespace {
 
 const std::atomic<bool> running{true};
 
-int Do(std::string_view word) {
-  if (word == "apply") return ApplyDnsLeakProtection(WantedProtection(), running) ? 0 : 1;
+int Do(Protection& protection, std::string_view word) {
+  if (word == "apply") return protection.Apply(WantedProtection(), running) ? 0 : 1;
   if (word == "remove") {
-    RemoveDnsProtection();
+    protection.Remove();
   } else if (word == "recover") {
-    RecoverOrphanedNetworkState();
+    protection.Recover();
   } else if (word == "end") {
     TerminateProcess(GetCurrentProcess(), 0);
   } else {
@@ -30,8 +30,9 @@ int Do(std::string_view word) {
 }  // namespace moorlak
 
 int main(int argumentCount, char** arguments) {
+  moorlak::Protection protection;
   for (int i = 1; i < argumentCount; ++i) {
-    if (const int code = moorlak::Do(arguments[i])) return code;
+    if (const int code = moorlak::Do(protection, arguments[i])) return code;
   }
   return 0;
 }

@@ -11,9 +11,9 @@ class ProtectionWithoutMemory : public OnProtectedMachine {
  protected:
   // Whether the apply made that request.
   bool ApplyWithout(uint64_t nth) {
-    const LeakProtection wanted = WantedProtection();
+    const ProtectionRequest wanted = WantedProtection();
     const ScarceMemory scarce(nth);
-    ApplyDnsLeakProtection(wanted, running);
+    protection->Apply(wanted, running);
     return ScarceMemory::WasMet();
   }
 };

@@ -22,7 +22,7 @@ TEST_F(SessionEdits, ANameServerThatTheUserSetsGivesWayToTheOneBefore) {
     Begin(WithTunnel(make()));
     ASSERT_TRUE(Apply());
     SetServers("Ethernet", {"198.51.100.99"});
-    RemoveDnsProtection();
+    protection->Remove();
     EXPECT_EQ(NowAll(), BeforeAll());
   }
 }
@@ -31,7 +31,7 @@ TEST_F(SessionEdits, ANameServerThatTheUserSetsGivesWayInTheRecoveryToo) {
   Begin(WithTunnel(lab::ThreeStaticServersMachine()));
   ASSERT_EQ(RunProtectionChild("apply end"), 0U);
   SetServers("Ethernet", {"198.51.100.99"});
-  RecoverOrphanedNetworkState();
+  protection->Recover();
   EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
 }
 
@@ -39,7 +39,7 @@ TEST_F(SessionEdits, AMetricThatTheUserSetsGivesWayToTheOneBefore) {
   Begin(WithTunnel(lab::DhcpMachine()));
   ASSERT_TRUE(Apply());
   lab::EditMachine([](lab::MachineState& machine) { AdapterNamed(machine, "Ethernet").ipv4.metric = 77; });
-  RemoveDnsProtection();
+  protection->Remove();
   EXPECT_EQ(NowAll(), BeforeAll());
 }
 
@@ -49,7 +49,7 @@ TEST_F(SessionEdits, AnAdapterThatTheUserRenamesAndSetsAnewIsLeftAlone) {
   ASSERT_TRUE(Apply());
   lab::EditMachine([](lab::MachineState& machine) { AdapterNamed(machine, "Ethernet").name = "Office"; });
   SetServers("Office", {"198.51.100.99"});
-  RemoveDnsProtection();
+  protection->Remove();
   lab::MachineState after = lab::ReadMachine();
   EXPECT_EQ(AdapterNamed(after, "Office").ipv4.staticDns, std::vector<std::string>{"198.51.100.99"});
   EXPECT_TRUE(DataFile(kDnsBackupFile));
@@ -63,11 +63,11 @@ TEST_F(SessionEdits, AnAdapterThatTheUserGivesAnUnsafeNameWaitsForASafeOne) {
     lab::EditMachine([=](lab::MachineState& machine) { AdapterNamed(machine, from).name = to; });
   };
   rename("Ethernet", "R&D");
-  RemoveDnsProtection();
+  protection->Remove();
   for (const std::string& call : CallsOf("netsh")) EXPECT_EQ(call.find('&'), std::string::npos) << call;
   EXPECT_TRUE(DataFile(kDnsBackupFile));
   rename("R&D", "Ethernet");
-  RemoveDnsProtection();
+  protection->Remove();
   EXPECT_EQ(NowAll(), BeforeAll());
 }
 
@@ -75,7 +75,7 @@ TEST_F(SessionEdits, APolicyThatTheUserSetsGivesWayToTheOneBefore) {
   Begin(TunnelMachine());
   ASSERT_TRUE(Apply());
   SetPolicy({0, 5});
-  RemoveDnsProtection();
+  protection->Remove();
   EXPECT_EQ(NowAll(), BeforeAll());
 }
 
@@ -83,7 +83,7 @@ TEST_F(SessionEdits, APolicyThatTheUserSetsGivesWayInTheRecoveryToo) {
   Begin(TunnelMachine());
   ASSERT_EQ(RunProtectionChild("apply end"), 0U);
   SetPolicy({0, std::nullopt});
-  RecoverOrphanedNetworkState();
+  protection->Recover();
   EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
 }
 
@@ -94,7 +94,7 @@ TEST_F(SessionEdits, WithoutTheBackupAZeroOfTheUserStaysAndAOneGoes) {
   ASSERT_EQ(RunProtectionChild("apply end"), 0U);
   DeleteDataFile(kPolicyBackupFile);
   SetPolicy({0, 1});
-  RecoverOrphanedNetworkState();
+  protection->Recover();
   EXPECT_EQ(ReadPolicy(), (Policy{0, std::nullopt}));
   EXPECT_FALSE(DataFile(kPolicyMarkerFile));
 }
@@ -106,8 +106,8 @@ TEST_F(SessionEdits, FiltersOfOtherProgramsStay) {
   const lab::WfpProvider other{"{0A1B2C3D-0001-4000-8000-00000000000A}", "Somebody else", 0};
   const auto add = [&](lab::MachineState& machine) { machine.wfp.providers.push_back(other); };
   lab::EditMachine(add);
-  RemoveDnsProtection();
-  RecoverOrphanedNetworkState();
+  protection->Remove();
+  protection->Recover();
   add(beginning);
   EXPECT_EQ(NowAll(OwnTraces::NameServersAndAddress), BeforeAll(OwnTraces::NameServersAndAddress));
 }

@@ -50,12 +50,12 @@ bool Exists(const wchar_t* name) {
 class SmhnrPolicy : public OnSimulatedMachine {
  protected:
   void SetUp() override {
-    Start(lab::DhcpMachine());
-    RestoreSmhnrPolicy();
     DeleteFileW(RecoveryPath(kBackup).c_str());
     DeleteFileW(RecoveryPath(kMarker).c_str());
     Start(lab::DhcpMachine());
   }
+  ResolverPolicy policy;
+
   static void Values(const Value& smart, const Value& parallel) {
     SetValue(kSmartKey, kSmartName, smart);
     SetValue(kParallelKey, kParallelName, parallel);
@@ -64,12 +64,12 @@ class SmhnrPolicy : public OnSimulatedMachine {
 
 TEST_F(SmhnrPolicy, AValueThatWasOneComesBackAsOneAndAnAbsentOneIsDeleted) {
   Values(1, {});
-  ApplySmhnrPolicy();
+  ApplySmhnrPolicy(policy);
   EXPECT_EQ(Smart(), 1u);
   EXPECT_EQ(Parallel(), 1u);
   EXPECT_EQ(ReadWholeFile(RecoveryPath(kBackup), 100), "v1\n1\n1\n0\n0\n");
   EXPECT_EQ(ReadWholeFile(RecoveryPath(kMarker), 100), "1");
-  RestoreSmhnrPolicy();
+  RestoreSmhnrPolicy(policy);
   EXPECT_EQ(Smart(), 1u);
   EXPECT_EQ(Parallel(), Value());
   EXPECT_FALSE(Exists(kBackup) || Exists(kMarker));
@@ -79,15 +79,15 @@ TEST_F(SmhnrPolicy, AValueThatWasOneComesBackAsOneAndAnAbsentOneIsDeleted) {
 
 TEST_F(SmhnrPolicy, OtherNumbersComeBack) {
   Values(0, 7);
-  ApplySmhnrPolicy();
-  RestoreSmhnrPolicy();
+  ApplySmhnrPolicy(policy);
+  RestoreSmhnrPolicy(policy);
   EXPECT_EQ(Smart(), 0u);
   EXPECT_EQ(Parallel(), 7u);
 }
 
 TEST_F(SmhnrPolicy, ARestoreWithoutASessionAndWithoutABackupIsSilent) {
   Values(1, 1);
-  RestoreSmhnrPolicy();
+  RestoreSmhnrPolicy(policy);
   EXPECT_EQ(Smart(), 1u);
   EXPECT_EQ(LogMessages(), "");
 }
@@ -96,7 +96,7 @@ TEST_F(SmhnrPolicy, ACrashedSessionsBackupIsPutBack) {
   Values(1, 1);
   WriteFileDurably(RecoveryPath(kBackup), "v1\n1\n5\n0\n0\n");
   WriteFileDurably(RecoveryPath(kMarker), "1");
-  RecoverOrphanedSmhnr();
+  RecoverOrphanedSmhnr(policy);
   EXPECT_EQ(Smart(), 5u);
   EXPECT_EQ(Parallel(), Value());
   EXPECT_FALSE(Exists(kBackup) || Exists(kMarker));
@@ -106,7 +106,7 @@ TEST_F(SmhnrPolicy, ACrashedSessionsBackupIsPutBack) {
 TEST_F(SmhnrPolicy, ARestoreInAnotherProcessTakesTheBackupOnDisk) {
   Values(1, 1);
   WriteFileDurably(RecoveryPath(kBackup), "v1\n0\n0\n1\n3\n");
-  RestoreSmhnrPolicy();
+  RestoreSmhnrPolicy(policy);
   EXPECT_EQ(Smart(), Value());
   EXPECT_EQ(Parallel(), 3u);
   EXPECT_EQ(LogMessages(), "dns-guard: SMHNR policy restored from disk backup\n");
@@ -114,7 +114,7 @@ TEST_F(SmhnrPolicy, ARestoreInAnotherProcessTakesTheBackupOnDisk) {
 
 TEST_F(SmhnrPolicy, WithoutAMarkerNothingIsForced) {
   Values(1, 1);
-  RecoverOrphanedSmhnr();
+  RecoverOrphanedSmhnr(policy);
   EXPECT_EQ(Smart(), 1u);
   EXPECT_EQ(Parallel(), 1u);
   EXPECT_EQ(LogMessages(), "dns-guard: skip force-clear SMHNR — no Moorlak session marker\n");
@@ -123,7 +123,7 @@ TEST_F(SmhnrPolicy, WithoutAMarkerNothingIsForced) {
 TEST_F(SmhnrPolicy, AZeroThatTheUserSetIsLeftAloneAndAOneIsDeletedByTheForcedClear) {
   Values(0, 1);
   WriteFileDurably(RecoveryPath(kMarker), "1");
-  RecoverOrphanedSmhnr();
+  RecoverOrphanedSmhnr(policy);
   EXPECT_EQ(Smart(), 0u);
   EXPECT_EQ(Parallel(), Value());
   EXPECT_FALSE(Exists(kMarker));
@@ -134,7 +134,7 @@ TEST_F(SmhnrPolicy, ABackupWhoseFirstLineIsNotV1LeavesTheMarkersWay) {
   Values(1, 0);
   WriteFileDurably(RecoveryPath(kBackup), "v2\n1\n5\n1\n5\n");
   WriteFileDurably(RecoveryPath(kMarker), "1");
-  RecoverOrphanedSmhnr();
+  RecoverOrphanedSmhnr(policy);
   EXPECT_EQ(Smart(), Value());
   EXPECT_EQ(Parallel(), 0u);
 }
@@ -142,7 +142,7 @@ TEST_F(SmhnrPolicy, ABackupWhoseFirstLineIsNotV1LeavesTheMarkersWay) {
 TEST_F(SmhnrPolicy, AFolderInTheMarkersPlaceIsNoMarker) {
   Values(1, 1);
   CreateDirectoryW(RecoveryPath(kMarker).c_str(), nullptr);
-  RecoverOrphanedSmhnr();
+  RecoverOrphanedSmhnr(policy);
   RemoveDirectoryW(RecoveryPath(kMarker).c_str());
   EXPECT_EQ(Smart(), 1u);
 }

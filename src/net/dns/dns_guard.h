@@ -1,5 +1,6 @@
 // The DNS guard: filters that let port 53 and IPv6 leave only through the tunnel adapter, while the engine itself may
-// reach the tunnel's name servers over any interface. One per process; every operation takes the guard's lock.
+// reach the tunnel's name servers over any interface. A filter set (net/wfp/filter_set.h), which is removed and purged
+// like any other.
 #pragma once
 
 #include <cstddef>
@@ -11,6 +12,11 @@
 #include "net/wfp/filter_row.h"
 
 namespace moorlak {
+
+struct FilterSet;
+struct FilterSetKind;
+
+extern const FilterSetKind kDnsGuardFilters;
 
 inline constexpr size_t kMaxDnsGuardFilters = 24;
 
@@ -33,15 +39,10 @@ std::vector<Ipv4Address> ReadPermitHosts(const std::vector<std::string>& hosts);
 // The log line for a filter that could not be added.
 std::string DnsGuardAddFailure(const FilterRow& filter, uint32_t code);
 
-// Replaces what this process installed before. The LUID is the tunnel adapter's (0 if unknown, which fails), the path
+// Replaces what the set installed before. The LUID is the tunnel adapter's (0 if unknown, which fails), the path
 // is that of xray.exe (UTF-8), and the hosts are the tunnel's name servers as dotted IPv4 text. Installs everything or
 // nothing, and logs why it failed.
-bool InstallDnsGuard(uint64_t luid, const std::string& xrayPath, const std::vector<std::string>& permitHosts) noexcept;
-
-// Deletes what this process installed.
-void RemoveDnsGuard() noexcept;
-
-// Deletes what an earlier process left.
-void PurgeStaleDnsGuard() noexcept;
+bool InstallDnsGuard(FilterSet& guard, uint64_t luid, const std::string& xrayPath,
+                     const std::vector<std::string>& permitHosts) noexcept;
 
 }  // namespace moorlak

@@ -9,18 +9,18 @@
 #include "net/wfp/filter_set.h"
 
 namespace moorlak {
+
+constexpr FilterSetKind kDnsGuardFilters{
+    {{0x6D6F6F72, 0x444E, 0x5301, {0x47, 0x55, 0x41, 0x52, 0x44, 0x4D, 0x4C, 0x31}},
+     L"Moorlak",
+     {0x6D6F6F72, 0x444E, 0x5300, {0x47, 0x55, 0x41, 0x52, 0x44, 0x4D, 0x4C, 0x31}},
+     L"Moorlak DNS Guard",
+     32768,
+     false},
+    "dns-guard",
+    "filters/provider/sublayer"};
+
 namespace {
-
-constexpr FilterSetKind kKind{{{0x6D6F6F72, 0x444E, 0x5301, {0x47, 0x55, 0x41, 0x52, 0x44, 0x4D, 0x4C, 0x31}},
-                               L"Moorlak",
-                               {0x6D6F6F72, 0x444E, 0x5300, {0x47, 0x55, 0x41, 0x52, 0x44, 0x4D, 0x4C, 0x31}},
-                               L"Moorlak DNS Guard",
-                               32768,
-                               false},
-                              "dns-guard",
-                              "filters/provider/sublayer"};
-
-FilterSet guard(kKind);
 
 // False if a filter cannot be added, or if the limit leaves one out.
 bool AddPlanTx(WfpSession& session, const DnsGuardPlan& plan, FWP_BYTE_BLOB* xray) {
@@ -65,7 +65,7 @@ std::optional<std::string> AddFiltersTx(WfpSession& session, const InstallReques
          std::to_string(session.filterIds.size()) + " filters)";
 }
 
-bool Install(const InstallRequest& request) {
+bool Install(FilterSet& guard, const InstallRequest& request) {
   if (request.luid == 0) {
     RemoveFilters(guard);
     WriteLogLine("dns-guard: missing Moorlak LUID");
@@ -76,16 +76,9 @@ bool Install(const InstallRequest& request) {
 
 }  // namespace
 
-bool InstallDnsGuard(uint64_t luid, const std::string& xrayPath, const std::vector<std::string>& permitHosts) noexcept {
-  return Guarded(false, [&] { return Install({luid, xrayPath, permitHosts}); });
-}
-
-void RemoveDnsGuard() noexcept {
-  RemoveFilters(guard);
-}
-
-void PurgeStaleDnsGuard() noexcept {
-  PurgeFilters(guard);
+bool InstallDnsGuard(FilterSet& guard, uint64_t luid, const std::string& xrayPath,
+                     const std::vector<std::string>& permitHosts) noexcept {
+  return Guarded(false, [&] { return Install(guard, {luid, xrayPath, permitHosts}); });
 }
 
 }  // namespace moorlak

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/mutex.h"
+
 namespace moorlak {
 
 struct SmhnrBackup {
@@ -29,14 +31,22 @@ std::string FormatSmhnrBackup(const SmhnrBackup& backup);
 // policy.
 std::optional<SmhnrBackup> ParseSmhnrBackup(std::string_view text);
 
+// The policy of this machine's resolver. Each operation below takes the lock for its whole run, so any thread may call
+// it: a disconnect restores the policy while an apply may still run.
+struct ResolverPolicy {
+  // Also guards the two files.
+  Mutex lock;
+  SmhnrBackup session GUARDED_BY(lock);
+};
+
 // Saves both values in memory and on disk, and sets them to 1. A key that cannot be opened is skipped.
-void ApplySmhnrPolicy() noexcept;
+void ApplySmhnrPolicy(ResolverPolicy& policy) noexcept;
 
 // Restores the values that this session saved; without a session, those of a backup on disk, if there is one.
-void RestoreSmhnrPolicy() noexcept;
+void RestoreSmhnrPolicy(ResolverPolicy& policy) noexcept;
 
 // At the start of the service: restores what a crashed session left. If its backup is lost, values of 1 are removed if
 // the session's marker file shows that this program set them.
-void RecoverOrphanedSmhnr() noexcept;
+void RecoverOrphanedSmhnr(ResolverPolicy& policy) noexcept;
 
 }  // namespace moorlak

@@ -6,7 +6,6 @@
 #include "base/guarded.h"
 #include "base/handle.h"
 #include "base/log.h"
-#include "base/mutex.h"
 #include "base/standard_error.h"
 #include "net/dns/smhnr_policy.h"
 
@@ -26,10 +25,6 @@ struct PolicyValue {
 constexpr PolicyValue kSmart{L"SOFTWARE\\Policies\\Microsoft\\Windows NT\\DNSClient", L"DisableSmartNameResolution"};
 constexpr PolicyValue kParallel{L"SYSTEM\\CurrentControlSet\\Services\\Dnscache\\Parameters",
                                 L"DisableParallelAandAAAA"};
-
-// Guards the backup and the two files. A disconnect restores the policy while an apply may still run.
-Mutex policyLock;
-SmhnrBackup session GUARDED_BY(policyLock);
 
 RegistryKey OpenPolicyKey(const PolicyValue& value, REGSAM access) {
   RegistryKey key;
@@ -88,8 +83,8 @@ void ClearOurs(const PolicyValue& value) {
   if (key && ReadValue(key, value) == kInForce) RegDeleteValueW(key.Get(), value.name);
 }
 
-void PersistLocked() REQUIRES(policyLock) {
-  if (!WriteRecoveryFile(kBackupName, FormatSmhnrBackup(session))) {
+void PersistLocked(ResolverPolicy& policy) REQUIRES(policy.lock) {
+  if (!WriteRecoveryFile(kBackupName, FormatSmhnrBackup(policy.session))) {
     WriteStandardErrorLine("Cannot write the policy backup (error " + std::to_string(GetLastError()) + ")");
   }
   WriteRecoveryFile(kMarkerName, "1");
@@ -112,41 +107,41 @@ bool HasMarker() {
   return ReadRecoveryFile(kMarkerName, kMaxBackupBytes, content) == FileRead::Done;
 }
 
-void ApplyLocked() REQUIRES(policyLock) {
-  session = {};
+void ApplyLocked(ResolverPolicy& policy) REQUIRES(policy.lock) {
+  policy.session = {};
   const std::optional<DWORD> smart = ReadEarlier(kSmart);
   const std::optional<DWORD> parallel = ReadEarlier(kParallel);
-  session = {true, smart.has_value(), smart.value_or(0), parallel.has_value(), parallel.value_or(0)};
+  policy.session = {true, smart.has_value(), smart.value_or(0), parallel.has_value(), parallel.value_or(0)};
   // Both files are written before the first value changes, so a kill in between does not lose the user's values.
-  PersistLocked();
+  PersistLocked(policy);
   SetPolicy(kSmart);
   SetPolicy(kParallel);
   WriteLogLine("dns-guard: SMHNR / parallel DNS disabled for tunnel session");
 }
 
-bool RestoreFromDiskLocked(const char* message) REQUIRES(policyLock) {
+bool RestoreFromDiskLocked(ResolverPolicy& policy, const char* message) REQUIRES(policy.lock) {
   const auto backup = LoadBackup();
   if (!backup) return false;
   PutBackBoth(*backup);
-  session = {};
+  policy.session = {};
   DeleteFiles();
   WriteLogLine(message);
   return true;
 }
 
-void RestoreLocked() REQUIRES(policyLock) {
-  if (!session.active) {
-    RestoreFromDiskLocked("dns-guard: SMHNR policy restored from disk backup");
+void RestoreLocked(ResolverPolicy& policy) REQUIRES(policy.lock) {
+  if (!policy.session.active) {
+    RestoreFromDiskLocked(policy, "dns-guard: SMHNR policy restored from disk backup");
     return;
   }
-  PutBackBoth(session);
-  session = {};
+  PutBackBoth(policy.session);
+  policy.session = {};
   DeleteFiles();
   WriteLogLine("dns-guard: SMHNR policy restored");
 }
 
-void RecoverLocked() REQUIRES(policyLock) {
-  if (RestoreFromDiskLocked("dns-guard: recovered orphaned SMHNR from disk backup")) return;
+void RecoverLocked(ResolverPolicy& policy) REQUIRES(policy.lock) {
+  if (RestoreFromDiskLocked(policy, "dns-guard: recovered orphaned SMHNR from disk backup")) return;
   if (!HasMarker()) {
     WriteLogLine("dns-guard: skip force-clear SMHNR — no Moorlak session marker");
     return;
@@ -157,25 +152,25 @@ void RecoverLocked() REQUIRES(policyLock) {
   WriteLogLine("dns-guard: force-cleared orphaned SMHNR session keys");
 }
 
-void RunLocked(void (*operation)()) noexcept {
-  Guarded([operation] {
-    const MutexGuard guard(policyLock);
-    operation();
+void RunLocked(ResolverPolicy& policy, void (*operation)(ResolverPolicy&)) noexcept {
+  Guarded([&policy, operation] {
+    const MutexGuard guard(policy.lock);
+    operation(policy);
   });
 }
 
 }  // namespace
 
-void ApplySmhnrPolicy() noexcept {
-  RunLocked(ApplyLocked);
+void ApplySmhnrPolicy(ResolverPolicy& policy) noexcept {
+  RunLocked(policy, ApplyLocked);
 }
 
-void RestoreSmhnrPolicy() noexcept {
-  RunLocked(RestoreLocked);
+void RestoreSmhnrPolicy(ResolverPolicy& policy) noexcept {
+  RunLocked(policy, RestoreLocked);
 }
 
-void RecoverOrphanedSmhnr() noexcept {
-  RunLocked(RecoverLocked);
+void RecoverOrphanedSmhnr(ResolverPolicy& policy) noexcept {
+  RunLocked(policy, RecoverLocked);
 }
 
 }  // namespace moorlak

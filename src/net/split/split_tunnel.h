@@ -1,5 +1,5 @@
 // The split tunnel: filters that keep chosen applications out of the tunnel adapter and let them connect through every
-// other one. One per process; every operation takes the split tunnel's lock.
+// other one. A filter set (net/wfp/filter_set.h), which is removed and purged like any other.
 #pragma once
 
 #include <cstddef>
@@ -13,6 +13,11 @@
 #include "net/wfp/filter_row.h"
 
 namespace moorlak {
+
+struct FilterSet;
+struct FilterSetKind;
+
+extern const FilterSetKind kSplitTunnelFilters;
 
 inline constexpr size_t kMaxSplitFilters = 256;
 
@@ -39,15 +44,9 @@ bool IsInstallerName(std::string_view fileName);
 std::string SplitAddFailure(const FilterRow& filter, uint32_t code);
 std::string SplitInstalledLine(const SplitTally& tally);
 
-// Replaces what this process installed before. An application is a full path or a bare executable name (UTF-8); a bare
+// Replaces what the set installed before. An application is a full path or a bare executable name (UTF-8); a bare
 // name means the running process with that name, if any. The LUID is the tunnel adapter's. An application that cannot
 // be split is counted and is not a failure; an empty list is a success.
-bool InstallSplitTunnel(const std::vector<std::string>& apps, uint64_t luid) noexcept;
-
-// Deletes what this process installed.
-void RemoveSplitTunnel() noexcept;
-
-// Deletes what an earlier process left.
-void PurgeStaleSplitTunnel() noexcept;
+bool InstallSplitTunnel(FilterSet& split, const std::vector<std::string>& apps, uint64_t luid) noexcept;
 
 }  // namespace moorlak

@@ -14,19 +14,20 @@
 #include "text/base_name.h"
 
 namespace moorlak {
+
+constexpr FilterSetKind kSplitTunnelFilters{
+    {{0x4D6F6F72, 0x5350, 0x5401, {0x53, 0x54, 0x4D, 0x4F, 0x4F, 0x52, 0x4C, 0x41}},
+     L"Moorlak",
+     {0x4D6F6F72, 0x5350, 0x5400, {0x53, 0x54, 0x4D, 0x4F, 0x4F, 0x52, 0x4C, 0x41}},
+     L"Moorlak Split Tunnel",
+     32769,
+     true},
+    "split-tunnel",
+    "objects"};
+
 namespace {
 
-constexpr FilterSetKind kKind{{{0x4D6F6F72, 0x5350, 0x5401, {0x53, 0x54, 0x4D, 0x4F, 0x4F, 0x52, 0x4C, 0x41}},
-                               L"Moorlak",
-                               {0x4D6F6F72, 0x5350, 0x5400, {0x53, 0x54, 0x4D, 0x4F, 0x4F, 0x52, 0x4C, 0x41}},
-                               L"Moorlak Split Tunnel",
-                               32769,
-                               true},
-                              "split-tunnel",
-                              "objects"};
 constexpr DWORD kLongestImagePath = 260;
-
-FilterSet split(kKind);
 
 bool SameName(const std::wstring& name, const wchar_t* other) {
   return CompareStringOrdinal(name.c_str(), -1, other, -1, TRUE) == CSTR_EQUAL;
@@ -83,7 +84,7 @@ void SplitOneTx(WfpSession& session, const std::string& app, uint64_t luid, Spli
   if (SplitApplication(luid, add, tally)) WriteLogLine("split-tunnel: bypass app registered: " + shownPath);
 }
 
-bool Install(const std::vector<std::string>& apps, uint64_t luid) {
+bool Install(FilterSet& split, const std::vector<std::string>& apps, uint64_t luid) {
   if (apps.empty() || luid == 0) {
     RemoveFilters(split);
     if (apps.empty()) return true;
@@ -101,16 +102,8 @@ bool Install(const std::vector<std::string>& apps, uint64_t luid) {
 
 }  // namespace
 
-bool InstallSplitTunnel(const std::vector<std::string>& apps, uint64_t luid) noexcept {
-  return Guarded(false, [&] { return Install(apps, luid); });
-}
-
-void RemoveSplitTunnel() noexcept {
-  RemoveFilters(split);
-}
-
-void PurgeStaleSplitTunnel() noexcept {
-  PurgeFilters(split);
+bool InstallSplitTunnel(FilterSet& split, const std::vector<std::string>& apps, uint64_t luid) noexcept {
+  return Guarded(false, [&] { return Install(split, apps, luid); });
 }
 
 }  // namespace moorlak

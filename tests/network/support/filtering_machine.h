@@ -7,6 +7,9 @@
 
 #include "base/paths.h"
 #include "base/utf.h"
+#include "net/dns/dns_guard.h"
+#include "net/split/split_tunnel.h"
+#include "net/wfp/filter_set.h"
 #include "network/support/simulated_machine.h"
 
 namespace moorlak {
@@ -25,13 +28,10 @@ class OnFilteringMachine : public OnSimulatedMachine {
     Start(machine);
   }
 
-  void TearDown() override {
-    EndFilterSessions();
-    OnSimulatedMachine::TearDown();
-  }
-
   uint64_t physical = 0;
   uint64_t tunnel = 0;
+  FilterSet guard{kDnsGuardFilters};
+  FilterSet split{kSplitTunnelFilters};
 };
 
 }  // namespace moorlak

@@ -8,7 +8,7 @@
 
 #include "base/durable_file.h"
 #include "base/handle.h"
-#include "net/dns/smhnr_policy.h"
+#include "fwpuclnt/objects.h"
 #include "process/background_commands.h"
 #include "tunnel/disconnect.h"
 #include "tunnel/vpn_service.h"
@@ -139,12 +139,6 @@ uint32_t RunProtectionChild(const std::string& words) {
   return code;
 }
 
-void DisconnectProtection() {
-  VpnService service;
-  CleanupNetworkConfiguration(service);
-  WaitForBackgroundCommands(kGenerousMs);
-}
-
 bool Becomes(const std::function<bool()>& isSo) {
   constexpr DWORD kLookAgainMs = 5;
   const ULONGLONG begin = GetTickCount64();
@@ -161,15 +155,10 @@ uint32_t SweepStep(uint32_t step) {
 
 void OnProtectedMachine::SetUp() {
   Start(lab::DhcpMachine());
-  EndFilterSessions();
-  RestoreSmhnrPolicy();
   for (const wchar_t* name : {kDnsBackupFile, kPolicyBackupFile, kPolicyMarkerFile}) DeleteDataFile(name);
-  // Without a file this clears the list in memory.
-  RecoverOrphanedNetworkState();
 }
 
 void OnProtectedMachine::TearDown() {
-  EndFilterSessions();
   SetPolicy({});
   OnSimulatedMachine::TearDown();
 }
@@ -179,6 +168,19 @@ void OnProtectedMachine::Begin(lab::MachineState machine) {
   SetPolicy(kPolicyAtBegin);
   Start(machine);
   beginning = std::move(machine);
+}
+
+void OnProtectedMachine::DisconnectProtection() {
+  VpnService service(protection);
+  CleanupNetworkConfiguration(service);
+  WaitForBackgroundCommands(kGenerousMs);
+}
+
+void OnProtectedMachine::EndFilterSessions() {
+  // The removal only closes a handle that is dead.
+  lab::EditMachine([](lab::MachineState& machine) { lab::RestartEngine(machine.wfp); });
+  RemoveFilters(protection->guard);
+  RemoveFilters(protection->split);
 }
 
 std::string OnProtectedMachine::BeforeAll(OwnTraces masked) const {

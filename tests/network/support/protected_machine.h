@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -52,10 +53,6 @@ inline constexpr uint32_t kKilled = 137;
 uint32_t RunProtectionChild(const std::string& words);
 inline constexpr char kProtectionChild[] = "protection_child.exe";
 
-// Takes the protection down as the end of a session does: the filters at once, the adapters' DNS in the background,
-// which this waits for. Also removes our adapter's address and the routes through it.
-void DisconnectProtection();
-
 // Waits, with a generous limit, for something that another thread or process does.
 bool Becomes(const std::function<bool()>& isSo);
 
@@ -64,18 +61,25 @@ uint32_t SweepStep(uint32_t step);
 
 class OnProtectedMachine : public OnSimulatedMachine {
  protected:
-  // Clears the state of earlier tests, in memory and on disk.
+  // Clears the state of earlier tests on disk.
   void SetUp() override;
   void TearDown() override;
 
   // A machine on which one of the policy's two values is set.
   void Begin(lab::MachineState machine);
-  bool Apply() { return ApplyDnsLeakProtection(WantedProtection(), running); }
+  bool Apply() { return protection->Apply(WantedProtection(), running); }
+
+  // Takes the protection down as the end of a session does: the filters at once, the adapters' DNS in the background,
+  // which this waits for. Also removes our adapter's address and the routes through it.
+  void DisconnectProtection();
+  // The filters go, as they do with their process.
+  void EndFilterSessions();
 
   // Everything as text, at Begin and now.
   std::string BeforeAll(OwnTraces masked = OwnTraces::NameServers) const;
   static std::string NowAll(OwnTraces masked = OwnTraces::NameServers);
 
+  const std::shared_ptr<Protection> protection = std::make_shared<Protection>();
   std::atomic<bool> running{true};
   lab::MachineState beginning;
 };

@@ -2,10 +2,7 @@
 
 #include <windows.h>
 
-#include "fwpuclnt/objects.h"
-#include "net/dns/dns_guard.h"
 #include "net/routing/route_journal.h"
-#include "net/split/split_tunnel.h"
 
 namespace moorlak {
 namespace {
@@ -65,13 +62,6 @@ void PlanFault(const std::string& kind, const std::string& call, const std::stri
   fault.nth = nth;
   fault.code = code;
   lab::EditMachine([&](lab::MachineState& machine) { machine.faults.push_back(fault); });
-}
-
-void EndFilterSessions() {
-  // The removal only closes a handle that is dead.
-  lab::EditMachine([](lab::MachineState& machine) { lab::RestartEngine(machine.wfp); });
-  RemoveDnsGuard();
-  RemoveSplitTunnel();
 }
 
 void OnSimulatedMachine::Start(const lab::MachineState& machine) {

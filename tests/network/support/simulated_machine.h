@@ -30,9 +30,6 @@ void DropDefaults(lab::MachineState& machine);
 void PlanFault(const std::string& kind, const std::string& call, const std::string& argument, uint32_t nth,
                uint32_t code);
 
-// Makes guard and split tunnel drop their handles: those of this test's machine must not be used on the next one's.
-void EndFilterSessions();
-
 // Fixture: Start creates the machine. At the end no stand-in program may have got an unknown command.
 class OnSimulatedMachine : public testing::Test {
  protected:

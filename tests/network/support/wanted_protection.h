@@ -4,12 +4,12 @@
 
 #include "base/paths.h"
 #include "base/utf.h"
-#include "tunnel/leak_protection.h"
+#include "tunnel/protection.h"
 
 namespace moorlak {
 
-inline LeakProtection WantedProtection() {
-  LeakProtection wanted;
+inline ProtectionRequest WantedProtection() {
+  ProtectionRequest wanted;
   wanted.tunnelName = "Moorlak";
   wanted.dnsServers = {"203.0.113.7", "149.112.112.112"};
   wanted.xrayPath = NarrowUtf16(ExecutablePath());

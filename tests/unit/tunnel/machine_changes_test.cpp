@@ -41,11 +41,11 @@ Names Order(const Phases& phases) {
 }
 
 bool HasUndo(const MachineChangeRow& row) {
-  return row.undo.run != nullptr || row.undo.runForSession != nullptr;
+  return row.undo.run != nullptr || row.undo.runForProtection != nullptr || row.undo.runForSession != nullptr;
 }
 
 bool HasPurge(const MachineChangeRow& row) {
-  return row.purge.run != nullptr;
+  return row.purge.run != nullptr || row.purge.runForProtection != nullptr;
 }
 
 const std::vector<ConnectStep>& AllSteps() {
@@ -96,7 +96,8 @@ TEST(MachineChanges, TheRecoveryPurgesEachOnce) {
 
 TEST(MachineChanges, TheRemovalNeedsNoSession) {
   for (const MachineChangeRow& row : MachineChanges()) {
-    EXPECT_TRUE(!Walks(Joined({kRemoval}), row) || row.undo.run != nullptr) << row.name;
+    const bool needsSession = row.undo.run == nullptr && row.undo.runForProtection == nullptr;
+    EXPECT_FALSE(Walks(Joined({kRemoval}), row) && needsSession) << row.name;
   }
 }
 

@@ -8,6 +8,7 @@
 #include "base/data_files.h"
 #include "base/paths.h"
 #include "config/file_settings.h"
+#include "tunnel/protection.h"
 #include "unit/ipc/log_tail.h"
 #include "unit/process/child_test_support.h"
 #include "unit/proxy/proxy_registry.h"
@@ -164,7 +165,7 @@ TEST_F(ControllerWithEngines, AStopKeepsASessionWhoseStagedFileCannotBeRemovedFo
 
 TEST_F(ControllerWithEngines, AreReportedOnceOnStandardErrorWhenTheVpnEngineIsMade) {
   const StandardErrorCapture standardError;
-  VpnService made;
+  VpnService made(std::make_shared<Protection>());
   const std::string xray = folder.NarrowFile(L"xray.exe");
   const std::string tun2socks = folder.NarrowFile(L"tun2socks.exe");
   EXPECT_EQ(standardError.Text(), "VpnService: using xray at " + xray + "\nVpnService: using tun2socks at " +
