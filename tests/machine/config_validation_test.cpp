@@ -6,8 +6,8 @@
 #include "base/utf.h"
 #include "config/config_staging.h"
 #include "machine/support/engine.h"
-#include "machine/support/log_watch.h"
 #include "machine/support/service_control.h"
+#include "support/log_watch.h"
 #include "unit/process/child_test_support.h"
 
 namespace moorlak::machine {

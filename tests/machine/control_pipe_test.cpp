@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "machine/support/log_watch.h"
 #include "machine/support/pipe_client.h"
 #include "machine/support/running_service.h"
 #include "machine/support/service_control.h"
-#include "machine/support/wait.h"
+#include "support/log_watch.h"
+#include "support/wait.h"
 
 namespace moorlak::machine {
 namespace {

@@ -21,7 +21,7 @@
 #include "machine/support/raw_caller.h"
 #include "machine/support/running_service.h"
 #include "machine/support/service_control.h"
-#include "machine/support/wait.h"
+#include "support/wait.h"
 
 namespace moorlak::machine {
 namespace {

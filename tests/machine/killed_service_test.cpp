@@ -1,7 +1,6 @@
 // When the service is killed, the commands that it was waiting for die with it: none of them may change the machine
 // later.
 #include <windows.h>
-#include <tlhelp32.h>
 
 #include <gtest/gtest.h>
 #include <vector>
@@ -10,6 +9,7 @@
 #include "machine/support/pipe_client.h"
 #include "machine/support/service_control.h"
 #include "machine/support/system_proxy_dump.h"
+#include "support/processes.h"
 
 namespace moorlak::machine {
 namespace {
@@ -17,12 +17,8 @@ namespace {
 // Suspends every thread of a process for as long as this object lives.
 struct FrozenProcess {
   explicit FrozenProcess(DWORD processId) {
-    const KernelHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
-    THREADENTRY32 entry{};
-    entry.dwSize = sizeof(entry);
-    for (BOOL more = Thread32First(snapshot.Get(), &entry); more; more = Thread32Next(snapshot.Get(), &entry)) {
-      if (entry.th32OwnerProcessID != processId) continue;
-      KernelHandle thread(OpenThread(THREAD_SUSPEND_RESUME, FALSE, entry.th32ThreadID));
+    for (const DWORD id : ThreadsOf(processId)) {
+      KernelHandle thread(OpenThread(THREAD_SUSPEND_RESUME, FALSE, id));
       if (thread && SuspendThread(thread.Get()) != static_cast<DWORD>(-1)) threads.push_back(std::move(thread));
     }
     EXPECT_FALSE(threads.empty());

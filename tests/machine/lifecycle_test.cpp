@@ -14,12 +14,12 @@
 #include "machine/support/console.h"
 #include "machine/support/ctrl_c.h"
 #include "machine/support/engine.h"
-#include "machine/support/log_watch.h"
 #include "machine/support/pipe_client.h"
 #include "machine/support/proxy_fixture.h"
 #include "machine/support/service_control.h"
 #include "machine/support/system_proxy_dump.h"
-#include "machine/support/wait.h"
+#include "support/log_watch.h"
+#include "support/wait.h"
 
 namespace moorlak::machine {
 namespace {

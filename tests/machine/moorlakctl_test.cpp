@@ -11,12 +11,12 @@
 #include "base/utf.h"
 #include "machine/support/ctrl_c.h"
 #include "machine/support/engine.h"
-#include "machine/support/log_watch.h"
 #include "machine/support/pipe_client.h"
 #include "machine/support/proxy_fixture.h"
 #include "machine/support/service_control.h"
 #include "machine/support/system_proxy_dump.h"
-#include "machine/support/wait.h"
+#include "support/log_watch.h"
+#include "support/wait.h"
 #include "unit/client/prepare_example.h"
 
 namespace moorlak::machine {

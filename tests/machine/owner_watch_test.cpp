@@ -5,12 +5,12 @@
 #include "base/durable_file.h"
 #include "machine/support/child.h"
 #include "machine/support/engine.h"
-#include "machine/support/log_watch.h"
 #include "machine/support/pipe_client.h"
 #include "machine/support/raw_caller.h"
 #include "machine/support/running_service.h"
 #include "machine/support/service_control.h"
-#include "machine/support/wait.h"
+#include "support/log_watch.h"
+#include "support/wait.h"
 
 namespace moorlak::machine {
 namespace {

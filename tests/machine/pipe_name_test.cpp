@@ -2,10 +2,10 @@
 #include <gtest/gtest.h>
 
 #include "machine/support/console.h"
-#include "machine/support/log_watch.h"
 #include "machine/support/pipe_client.h"
 #include "machine/support/service_control.h"
-#include "machine/support/wait.h"
+#include "support/log_watch.h"
+#include "support/wait.h"
 
 namespace moorlak::machine {
 namespace {

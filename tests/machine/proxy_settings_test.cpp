@@ -13,7 +13,7 @@
 #include "machine/support/service_control.h"
 #include "machine/support/stand_in_wininet.h"
 #include "machine/support/system_proxy_dump.h"
-#include "machine/support/wait.h"
+#include "support/wait.h"
 
 namespace moorlak::machine {
 namespace {

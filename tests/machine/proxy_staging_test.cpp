@@ -10,7 +10,7 @@
 #include "machine/support/proxy_fixture.h"
 #include "machine/support/service_control.h"
 #include "machine/support/system_proxy_dump.h"
-#include "machine/support/wait.h"
+#include "support/wait.h"
 #include "unit/base/foreign_owner.h"
 
 namespace moorlak::machine {

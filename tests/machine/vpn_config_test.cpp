@@ -11,10 +11,10 @@
 #include "machine/support/child.h"
 #include "machine/support/engine.h"
 #include "machine/support/service_control.h"
-#include "machine/support/wait.h"
 #include "process/config_validation.h"
 #include "process/engine_counters.h"
 #include "process/engine_process.h"
+#include "support/wait.h"
 
 namespace moorlak::machine {
 namespace {

@@ -9,6 +9,7 @@
 #include "net/adapter/orphan_adapters.h"
 #include "net/adapter/wintun_holder.h"
 #include "network/adapter_support.h"
+#include "support/wait.h"
 
 namespace moorlak {
 namespace {
@@ -209,12 +210,7 @@ struct HeldCall {
 };
 
 bool WaitForName(const std::string& id, const std::string& name) {
-  const ULONGLONG deadline = GetTickCount64() + 30'000;
-  while (NetworkName(id) != name) {
-    if (GetTickCount64() > deadline) return false;
-    Sleep(5);
-  }
-  return true;
+  return WaitUntil([&] { return NetworkName(id) == name; });
 }
 
 // The list manager may reply after half a minute, or never.

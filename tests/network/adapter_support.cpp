@@ -10,7 +10,7 @@
 #include "base/paths.h"
 #include "base/utf.h"
 #include "machine/fixtures.h"
-#include "unit/ipc/log_tail.h"
+#include "support/log_watch.h"
 
 namespace moorlak {
 namespace {
@@ -71,11 +71,11 @@ void AdapterTest::TearDown() {
 }
 
 Lines TakeLogLines() {
-  static std::unique_ptr<LogTail> tail;
+  static std::unique_ptr<LogWatch> tail;
   Lines lines;
-  std::istringstream messages(tail ? tail->Messages() : std::string());
+  std::istringstream messages(tail ? tail->Text() : std::string());
   for (std::string line; std::getline(messages, line);) lines.push_back(line);
-  tail = std::make_unique<LogTail>();
+  tail = std::make_unique<LogWatch>();
   return lines;
 }
 
@@ -159,16 +159,8 @@ std::string NetworkName(const std::string& id) {
 }
 
 void FailCall(const std::string& call, uint32_t code, uint32_t nth) {
-  lab::Fault fault;
-  fault.call = call;
-  fault.nth = nth;
-  fault.kind = "fail";
-  fault.code = code;
-  lab::EditMachine([&](lab::MachineState& state) { state.faults = {fault}; });
-}
-
-void ClearFaults() {
-  lab::EditMachine([](lab::MachineState& state) { state.faults.clear(); });
+  ClearFaults();
+  PlanFault("fail", call, {}, nth, code);
 }
 
 bool WasFaultMet() {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "machine/machine.h"
+#include "support/faults.h"
 
 namespace moorlak {
 
@@ -49,9 +50,8 @@ bool HasAdapter(const std::string& name);
 void AddNetwork(const std::string& id, const std::string& name, bool renamable = true, uint32_t appearsAt = 0);
 std::string NetworkName(const std::string& id);
 
-// Makes the n-th call of the function fail (0: every call).
+// The only planned fault from now on: the n-th call of the function fails (0: every call).
 void FailCall(const std::string& call, uint32_t code, uint32_t nth = 1);
-void ClearFaults();
 // Whether the only planned fault was hit.
 bool WasFaultMet();
 

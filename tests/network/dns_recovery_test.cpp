@@ -52,9 +52,9 @@ TEST_F(DnsRecoveryOn, AColdNetshCostsNothingButTheTimeToTheNextChangeOfAnAdapter
                [] { lab::EditMachine([](lab::MachineState& machine) { lab::MakeCold(machine, "netsh"); }); });
   DnsRecovery recovery(protection, NoSession, kNever);
   recovery.Start();
-  ASSERT_TRUE(Becomes([] { return CallsOf("NotifyUnicastIpAddressChange").size() == 1; }));
+  ASSERT_TRUE(WaitUntil([] { return CallsOf("NotifyUnicastIpAddressChange").size() == 1; }));
   Touch();
-  EXPECT_TRUE(Becomes([&] { return IsDone(); })) << LogMessages();
+  EXPECT_TRUE(WaitUntil([&] { return IsDone(); })) << LogMessages();
   ExpectBack();
 }
 
@@ -68,9 +68,9 @@ TEST_F(DnsRecoveryOn, AnAdapterOfADockGetsItsServersBackWhenItComes) {
   });
   DnsRecovery recovery(protection, NoSession, kNever);
   recovery.Start();
-  ASSERT_TRUE(Becomes([] { return CallsOf("NotifyUnicastIpAddressChange").size() == 1; }));
+  ASSERT_TRUE(WaitUntil([] { return CallsOf("NotifyUnicastIpAddressChange").size() == 1; }));
   lab::EditMachine([&](lab::MachineState& machine) { machine.adapters.push_back(dock); });
-  EXPECT_TRUE(Becomes([&] { return IsDone(); })) << LogMessages();
+  EXPECT_TRUE(WaitUntil([&] { return IsDone(); })) << LogMessages();
   ExpectBack();
 }
 
@@ -79,7 +79,7 @@ TEST_F(DnsRecoveryOn, WithoutAnyChangeThePeriodBringsTheNextTry) {
   DnsRecovery recovery(protection, NoSession, kAtOnce);
   recovery.Start();
   ClearFaults();
-  EXPECT_TRUE(Becomes([&] { return IsDone(); })) << LogMessages();
+  EXPECT_TRUE(WaitUntil([&] { return IsDone(); })) << LogMessages();
   ExpectBack();
 }
 
@@ -93,10 +93,10 @@ TEST_F(DnsRecoveryOn, WhatTheEndOfASessionLeavesIsTriedAgain) {
   RefuseNetsh();
   DisconnectProtection();
   EXPECT_TRUE(protection->pending);
-  ASSERT_TRUE(Becomes([] { return CallsOf("NotifyUnicastIpAddressChange").size() == 1; }));
+  ASSERT_TRUE(WaitUntil([] { return CallsOf("NotifyUnicastIpAddressChange").size() == 1; }));
   ClearFaults();
   Touch();
-  EXPECT_TRUE(Becomes([&] { return IsDone(); })) << LogMessages();
+  EXPECT_TRUE(WaitUntil([&] { return IsDone(); })) << LogMessages();
   ExpectBack();
 }
 
@@ -109,7 +109,7 @@ TEST_F(DnsRecoveryOn, NothingIsTriedWhileASessionRuns) {
       protection, [&] { return ++questions > 0; }, kAtOnce);
   recovery.Start();
   Touch();
-  EXPECT_TRUE(Becomes([&] { return questions > 5; }));
+  EXPECT_TRUE(WaitUntil([&] { return questions > 5; }));
   recovery.End();
   EXPECT_EQ(CallsOf("netsh").size(), commands);
   EXPECT_TRUE(protection->pending);
@@ -146,7 +146,7 @@ TEST_F(DnsRecoveryOn, AnAdapterThatStaysAwayCostsNoCommandAndNoLine) {
   const size_t looks = CallsOf("GetAdaptersAddresses").size();
   DnsRecovery recovery(protection, NoSession, kAtOnce);
   recovery.Start();
-  EXPECT_TRUE(Becomes([&] { return CallsOf("GetAdaptersAddresses").size() > looks + 20; }));
+  EXPECT_TRUE(WaitUntil([&] { return CallsOf("GetAdaptersAddresses").size() > looks + 20; }));
   recovery.End();
   EXPECT_EQ(LogMessages(), lines);
   EXPECT_EQ(CallsOf("netsh").size(), commands);
@@ -167,10 +167,10 @@ TEST_F(DnsRecoveryOn, ATrysOwnChangesAreNoReasonForAnother) {
   const size_t commands = CallsOf("netsh").size();
   DnsRecovery recovery(protection, NoSession, kNever);
   recovery.Start();
-  ASSERT_TRUE(Becomes([] { return CallsOf("NotifyUnicastIpAddressChange").size() == 1; }));
+  ASSERT_TRUE(WaitUntil([] { return CallsOf("NotifyUnicastIpAddressChange").size() == 1; }));
   for (size_t tries = 1; tries <= 2; ++tries) {
     Touch("192.0.2.7" + std::to_string(tries));
-    EXPECT_TRUE(Becomes([&] { return CallsOf("netsh").size() >= commands + 3 * tries; }));
+    EXPECT_TRUE(WaitUntil([&] { return CallsOf("netsh").size() >= commands + 3 * tries; }));
   }
   recovery.End();
   EXPECT_EQ(CallsOf("netsh").size(), commands + 6);
@@ -228,7 +228,7 @@ TEST_F(DnsRecoveryOn, AFileThatSomebodyHoldsIsDeletedLater) {
     EXPECT_TRUE(protection->pending);
     recovery.Start();
   }
-  EXPECT_TRUE(Becomes([&] { return IsDone(); }));
+  EXPECT_TRUE(WaitUntil([&] { return IsDone(); }));
   ExpectBack();
 }
 

@@ -95,7 +95,7 @@ class ColdProtection : public InterruptedProtection {
     DnsRecovery recovery(
         protection, [] { return false; }, kSoonMs);
     recovery.Start();
-    EXPECT_TRUE(Becomes([&] { return !protection->pending; })) << where;
+    EXPECT_TRUE(WaitUntil([&] { return !protection->pending; })) << where;
     EXPECT_EQ(NowAll(kRecovered), BeforeAll(kRecovered)) << where;
   }
 };

@@ -12,6 +12,7 @@
 #include "network/support/filtering_machine.h"
 #include "network/support/proxy_server.h"
 #include "process/connectivity.h"
+#include "support/wait.h"
 #include "unit/process/child_test_support.h"
 
 namespace moorlak {
@@ -316,11 +317,10 @@ class StoppedProbe : public ProbesOn {
     return std::async(std::launch::async, probe);
   }
   static bool ReachesTheLog(const std::string& end) {
-    for (const ULONGLONG begin = GetTickCount64(); GetTickCount64() - begin < kGenerousMs; Sleep(10)) {
+    return WaitUntil([&] {
       const Texts calls = CallsOf(kCall);
-      if (!calls.empty() && calls.back().ends_with(end)) return true;
-    }
-    return false;
+      return !calls.empty() && calls.back().ends_with(end);
+    });
   }
 };
 

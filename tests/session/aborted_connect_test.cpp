@@ -4,8 +4,8 @@
 #include <functional>
 
 #include "machine/support/service_control.h"
-#include "session/support/processes.h"
 #include "session/support/tunnel_session.h"
+#include "support/processes.h"
 
 namespace moorlak::session {
 namespace {

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "config/file_settings.h"
-#include "machine/support/wait.h"
 #include "session/support/tunnel_session.h"
+#include "support/wait.h"
 
 namespace moorlak::session {
 namespace {

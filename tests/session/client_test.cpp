@@ -4,8 +4,8 @@
 #include "base/durable_file.h"
 #include "machine/support/ctrl_c.h"
 #include "machine/support/service_control.h"
-#include "machine/support/wait.h"
 #include "session/support/tunnel_session.h"
+#include "support/wait.h"
 
 namespace moorlak::session {
 namespace {
@@ -27,8 +27,7 @@ class ShippedClient : public TunnelSession {
     return machine::Output(ctl).find(text) != std::string::npos;
   }
   static bool ComesUp(const machine::Child& ctl) {
-    return machine::WaitUntil([&] { return Shows(ctl, "\nsession up, sent ") || machine::WaitForExit(ctl, 0); },
-                              kUpPatience) &&
+    return WaitUntil([&] { return Shows(ctl, "\nsession up, sent ") || machine::WaitForExit(ctl, 0); }, kUpPatience) &&
            Shows(ctl, "The session is up. Ctrl-C stops it.\nsession up, sent ");
   }
 

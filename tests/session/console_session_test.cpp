@@ -5,8 +5,8 @@
 #include "machine/support/console.h"
 #include "machine/support/pipe_client.h"
 #include "machine/support/service_control.h"
-#include "machine/support/wait.h"
 #include "session/support/tunnel_session.h"
+#include "support/wait.h"
 
 namespace moorlak::session {
 namespace {
@@ -36,7 +36,7 @@ class ConsoleSession : public TunnelSession {
     return std::regex_replace(lines, std::regex(std::to_string(client.socksPort)), "SOCKSPORT");
   }
   bool Tells(const std::string& line) const {
-    return machine::WaitUntil([&] { return VpnServiceLines().find("\n" + line + "\n") != std::string::npos; });
+    return WaitUntil([&] { return VpnServiceLines().find("\n" + line + "\n") != std::string::npos; });
   }
 
   machine::Console console;

@@ -5,8 +5,8 @@
 #include "base/utf.h"
 #include "machine/support/child.h"
 #include "machine/support/engine.h"
-#include "machine/support/wait.h"
 #include "session/support/tunnel_session.h"
+#include "support/wait.h"
 
 namespace moorlak::session {
 namespace {
@@ -57,9 +57,9 @@ TEST_F(Counters, OfTheStatusAreTheEnginesAndShowADownload) {
   const auto transfer = FetchAsUser("/bytes/1048576");
   ASSERT_TRUE(transfer && transfer->bytes == kOneMiB);
   // The engine counts a connection's last bytes when the connection is over.
-  EXPECT_TRUE(machine::WaitUntil([&] { return AskEngine().down >= idle.down + kOneMiB; }));
+  EXPECT_TRUE(WaitUntil([&] { return AskEngine().down >= idle.down + kOneMiB; }));
   // The service reports the same at most one query period later.
-  EXPECT_TRUE(machine::WaitUntil([] {
+  EXPECT_TRUE(WaitUntil([] {
     const StatusReply status = Status();
     return Bytes{status.upBytes, status.downBytes} == AskEngine();
   })) << AskEngine().down

@@ -3,8 +3,8 @@
 #include <filesystem>
 
 #include "machine/support/service_control.h"
-#include "session/support/processes.h"
 #include "session/support/tunnel_session.h"
+#include "support/processes.h"
 
 namespace moorlak::session {
 namespace {

@@ -11,9 +11,9 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "machine/support/wait.h"
-#include "session/support/processes.h"
 #include "session/support/tunnel_session.h"
+#include "support/processes.h"
+#include "support/wait.h"
 
 namespace moorlak::session {
 namespace {
@@ -104,7 +104,7 @@ class FaultSweep : public TunnelSession, public testing::WithParamInterface<int>
     const size_t linesBefore = LogLines().size();
     Outcome outcome;
     outcome.reply = Start(path.native ? NativeConfig() : Config());
-    outcome.decided = machine::WaitUntil([] { return Status().tunnelUp || !Status().running; }, kOutcomePatience);
+    outcome.decided = WaitUntil([] { return Status().tunnelUp || !Status().running; }, kOutcomePatience);
     outcome.up = Status().tunnelUp;
     outcome.stopReply = Stop();
     const std::vector<std::string> lines = LogLines();
@@ -122,7 +122,7 @@ class FaultSweep : public TunnelSession, public testing::WithParamInterface<int>
     if (!outcome.up && !outcome.told) text += "an end without a text\n";
     if (!outcome.up && !outcome.met) text += "a failure without a fault\n";
     if (!WaitForNone(kXrayImage) || !WaitForNone(kTun2SocksImage)) text += "an engine lives\n";
-    machine::WaitUntil([&] { return Now() == Before() && PendingTraces().empty(); }, kRestorePatience);
+    WaitUntil([&] { return Now() == Before() && PendingTraces().empty(); }, kRestorePatience);
     for (const std::string& trace : PendingTraces()) text += "left: " + trace + "\n";
     if (const std::string now = Now(); now != Before()) text += "not restored:\n" + now;
     return text;

@@ -1,8 +1,8 @@
 // A session from the start command to the stop, on both paths.
 #include <algorithm>
 
-#include "machine/support/wait.h"
 #include "session/support/tunnel_session.h"
+#include "support/wait.h"
 
 namespace moorlak::session {
 namespace {
@@ -17,7 +17,7 @@ TEST_F(GoodSession, ConnectsAndMovesTheMachinesTrafficAndPutsEverythingBack) {
   const auto transfer = FetchAsUser("/bytes/1048576");
   ASSERT_TRUE(transfer);
   EXPECT_EQ(transfer->bytes, kOneMiB);
-  EXPECT_TRUE(machine::WaitUntil([] { return Status().downBytes >= kOneMiB; }));
+  EXPECT_TRUE(WaitUntil([] { return Status().downBytes >= kOneMiB; }));
   EXPECT_EQ(Stop(), "OK");
   EXPECT_FALSE(Status().running);
   ExpectRestored();
@@ -29,7 +29,7 @@ TEST_F(GoodSession, ConnectsOnTheEnginesOwnTunnelAndPutsEverythingBack) {
   const auto transfer = FetchAsUser("/bytes/1048576");
   ASSERT_TRUE(transfer);
   EXPECT_EQ(transfer->bytes, kOneMiB);
-  EXPECT_TRUE(machine::WaitUntil([] { return Status().downBytes >= kOneMiB; }));
+  EXPECT_TRUE(WaitUntil([] { return Status().downBytes >= kOneMiB; }));
   EXPECT_EQ(Stop(), "OK");
   EXPECT_FALSE(Status().running);
   ExpectRestored();

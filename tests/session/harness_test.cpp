@@ -1,14 +1,13 @@
 // The test equipment itself: a server that moves bytes, an engine on the machine, a service that starts and stops.
 #include "machine/support/engine.h"
 #include "machine/support/service_control.h"
-#include "machine/support/wait.h"
-#include "session/support/processes.h"
 #include "session/support/tunnel_session.h"
+#include "support/processes.h"
+#include "support/wait.h"
 
 namespace moorlak::session {
 namespace {
 
-using machine::WaitUntil;
 
 using Harness = TunnelSession;
 

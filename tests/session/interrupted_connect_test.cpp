@@ -2,9 +2,9 @@
 #include <algorithm>
 
 #include "machine/support/service_control.h"
-#include "machine/support/wait.h"
-#include "session/support/processes.h"
 #include "session/support/tunnel_session.h"
+#include "support/processes.h"
+#include "support/wait.h"
 
 namespace moorlak::session {
 namespace {

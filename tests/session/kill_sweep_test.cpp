@@ -16,12 +16,12 @@
 #include "base/handle.h"
 #include "machine/cold_programs.h"
 #include "machine/restart_system.h"
-#include "machine/support/log_watch.h"
 #include "machine/support/service_control.h"
-#include "machine/support/wait.h"
-#include "session/support/processes.h"
 #include "session/support/service_life.h"
 #include "session/support/tunnel_session.h"
+#include "support/log_watch.h"
+#include "support/processes.h"
+#include "support/wait.h"
 
 namespace moorlak::session {
 namespace {
@@ -179,12 +179,12 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
   bool DieInSession(uint64_t n) {
     if (IsServiceAlive()) machine::KillTunnelService();
     ExpectNothingUnknown();
-    log = std::make_unique<machine::LogWatch>();
+    log = std::make_unique<LogWatch>();
     lab::CreateMachine(fresh);
     KillServiceAtChange(n);
     LiveThrough();
     // If a child program made the change, the service is killed a moment later.
-    const bool died = ChangesSoFar() >= n && machine::WaitUntil([] { return !IsServiceAlive(); });
+    const bool died = ChangesSoFar() >= n && WaitUntil([] { return !IsServiceAlive(); });
     EXPECT_TRUE(died || wasUp) << "point " << n << ": the tunnel never came up";
     return died;
   }
@@ -257,7 +257,7 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
     const std::string left = Damage();
     if (wanted.cold) lab::EditMachine([](lab::MachineState& machine) { lab::MakeCold(machine, "netsh"); });
     machine::StartTunnelService();
-    machine::WaitUntil([this] { return Damage().empty(); }, wanted.cold ? kColdPatience : kRestorePatience);
+    WaitUntil([this] { return Damage().empty(); }, wanted.cold ? kColdPatience : kRestorePatience);
     const std::string damage = Damage();
     std::printf("point %s: %s: %d lines left, %s\n%s", point.c_str(), cause.c_str(),
                 static_cast<int>(std::ranges::count(left, '\n')), damage.empty() ? "restored" : "NOT RESTORED",
@@ -288,7 +288,7 @@ class KillSweep : public TunnelSession, public testing::WithParamInterface<int> 
   }
 
   lab::MachineState fresh;
-  std::unique_ptr<machine::LogWatch> log;
+  std::unique_ptr<LogWatch> log;
   bool wasUp = false;
 };
 

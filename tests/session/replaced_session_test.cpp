@@ -1,13 +1,12 @@
 // A start while a session runs, or right after its stop.
 #include "machine/support/engine.h"
-#include "machine/support/wait.h"
-#include "session/support/processes.h"
 #include "session/support/tunnel_session.h"
+#include "support/processes.h"
+#include "support/wait.h"
 
 namespace moorlak::session {
 namespace {
 
-using machine::WaitUntil;
 
 class ReplacedSession : public TunnelSession {
  protected:

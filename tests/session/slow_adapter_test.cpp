@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "machine/support/service_control.h"
-#include "machine/support/wait.h"
-#include "session/support/processes.h"
 #include "session/support/tunnel_session.h"
+#include "support/processes.h"
+#include "support/wait.h"
 
 namespace moorlak::session {
 namespace {
@@ -58,7 +58,7 @@ class SlowAdapterSession : public TunnelSession {
   // Asks for the status, because the log may contain the line of an earlier session.
   void Connect(const std::string& config) {
     ASSERT_EQ(Start(config), "OK");
-    ASSERT_TRUE(machine::WaitUntil([] { return Status().tunnelUp || !Status().running; }, kReadyPatience));
+    ASSERT_TRUE(WaitUntil([] { return Status().tunnelUp || !Status().running; }, kReadyPatience));
     ASSERT_TRUE(Status().tunnelUp) << testing::PrintToString(LogLines());
   }
 

@@ -9,9 +9,9 @@
 
 #include "machine/support/plain_heap.h"
 #include "machine/support/service_control.h"
-#include "machine/support/wait.h"
-#include "session/support/processes.h"
 #include "session/support/tunnel_session.h"
+#include "support/processes.h"
+#include "support/wait.h"
 
 namespace moorlak::session {
 namespace {
@@ -33,7 +33,7 @@ struct Use {
 };
 
 Use LookOnce() {
-  return {machine::ServiceUse(), CountThreads(machine::ServiceProcessId())};
+  return {machine::ServiceUse(), ThreadsOf(machine::ServiceProcessId()).size()};
 }
 
 // The minimum of several samples, because the test's own requests come and go.
@@ -63,7 +63,7 @@ class SessionSoak : public TunnelSession {
  protected:
   void Connect(bool native) {
     ASSERT_EQ(Start(native ? NativeConfig() : Config()), "OK");
-    const bool ended = machine::WaitUntil([] { return Status().tunnelUp || !Status().running; }, kUpPatience);
+    const bool ended = WaitUntil([] { return Status().tunnelUp || !Status().running; }, kUpPatience);
     ASSERT_TRUE(ended && Status().tunnelUp) << testing::PrintToString(LogLines());
   }
   void RunCycle(uint32_t cycle) {

@@ -8,15 +8,14 @@
 #include <future>
 
 #include "machine/support/service_control.h"
-#include "machine/support/wait.h"
-#include "session/support/processes.h"
 #include "session/support/service_life.h"
 #include "session/support/tunnel_session.h"
+#include "support/processes.h"
+#include "support/wait.h"
 
 namespace moorlak::session {
 namespace {
 
-using machine::WaitUntil;
 using Clock = std::chrono::steady_clock;
 
 // The service announces 45 s to Windows.

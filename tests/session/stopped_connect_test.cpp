@@ -3,9 +3,9 @@
 #include <future>
 
 #include "machine/support/service_control.h"
-#include "machine/support/wait.h"
-#include "session/support/processes.h"
 #include "session/support/tunnel_session.h"
+#include "support/processes.h"
+#include "support/wait.h"
 
 namespace moorlak::session {
 namespace {
@@ -51,7 +51,7 @@ class StoppedSession : public TunnelSession {
   void StopAndRelease() {
     auto reply = std::async(std::launch::async, [this] { return Stop(); });
     // The stop is requested first, and the engines are ended before the route is removed.
-    EXPECT_TRUE(machine::WaitUntil([this] { return CountDrops() > dropsBefore; }));
+    EXPECT_TRUE(WaitUntil([this] { return CountDrops() > dropsBefore; }));
     lab::ReleaseBreak();
     EXPECT_EQ(reply.get(), "OK");
   }
@@ -83,7 +83,7 @@ class StoppedConnect : public StoppedSession, public testing::WithParamInterface
   // Waits until the call is held.
   static bool IsHeld() {
     if (!GetParam().hangs) return WaitForBreak();
-    return machine::WaitUntil([] { return !CallsOf(GetParam().call).empty(); });
+    return WaitUntil([] { return !CallsOf(GetParam().call).empty(); });
   }
 };
 

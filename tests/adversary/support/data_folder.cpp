@@ -11,6 +11,8 @@
 #include "base/paths.h"
 #include "base/trust.h"
 #include "machine/support/child.h"
+#include "support/files.h"
+#include "support/log_watch.h"
 #include "unit/base/flat_folder.h"
 #include "unit/base/foreign_owner.h"
 
@@ -92,21 +94,12 @@ KernelHandle HoldAlone(const std::wstring& folder) {
 }
 
 std::string ContentOf(const std::wstring& path) {
-  return machine::ReadSharedFile(path);
+  return ReadSharedFile(path);
 }
 
 std::vector<std::string> LogMessages() {
-  constexpr size_t kTimeLength = 20;
-  std::vector<std::string> messages;
-  const std::string text = ContentOf(kLogFile);
-  if (text.size() > (1u << 20)) return {"(a large log)"};
-  size_t start = 0;
-  for (size_t end = text.find("\r\n"); end != std::string::npos; end = text.find("\r\n", start)) {
-    const std::string line = text.substr(start, end - start);
-    messages.push_back(line.size() > kTimeLength ? line.substr(kTimeLength) : line);
-    start = end + 2;
-  }
-  return messages;
+  if (ContentOf(kLogFile).size() > (1u << 20)) return {"(a large log)"};
+  return LogWatch::FromTheBeginning().Messages();
 }
 
 std::vector<std::wstring> NamesIn(const std::wstring& folder, std::wstring_view beginning) {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "base/handle.h"
+#include "support/files.h"
 
 namespace moorlak::machine {
 
@@ -28,9 +29,6 @@ bool WaitForExit(const Child& child, DWORD limitMs = 60'000);
 DWORD ExitCode(const Child& child);
 std::string Output(const Child& child);
 void Kill(Child& child);
-
-// Content of a file that another program may still be writing. Empty if there is no file.
-std::string ReadSharedFile(const std::wstring& path);
 
 // Runs to the end and returns what was printed.
 std::string RunProgram(const std::wstring& commandLine, DWORD& exitCode);

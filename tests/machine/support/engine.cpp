@@ -15,7 +15,8 @@
 
 #include "base/utf.h"
 #include "machine/support/service_control.h"
-#include "machine/support/wait.h"
+#include "support/processes.h"
+#include "support/wait.h"
 
 namespace moorlak::machine {
 namespace {
@@ -97,28 +98,11 @@ std::wstring CommandLineOf(DWORD processId) {
   return line;
 }
 
-// Wine still lists some processes that have ended.
-bool IsAlive(DWORD processId) {
-  const KernelHandle process(OpenProcess(SYNCHRONIZE, FALSE, processId));
-  return process && WaitForSingleObject(process.Get(), 0) == WAIT_TIMEOUT;
-}
-
-std::vector<PROCESSENTRY32W> LivingEngines() {
-  std::vector<PROCESSENTRY32W> entries;
-  const KernelHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
-  PROCESSENTRY32W entry{};
-  entry.dwSize = sizeof(entry);
-  for (BOOL more = Process32FirstW(snapshot.Get(), &entry); more; more = Process32NextW(snapshot.Get(), &entry)) {
-    if (_wcsicmp(entry.szExeFile, kEngineName) == 0 && IsAlive(entry.th32ProcessID)) entries.push_back(entry);
-  }
-  return entries;
-}
-
 // Id of a child of `parentId` whose command line contains the word; 0 if there is none.
 DWORD FindEngine(DWORD parentId, const wchar_t* word, DWORD otherThanId) {
-  for (const PROCESSENTRY32W& entry : LivingEngines()) {
-    const bool candidate = entry.th32ParentProcessID == parentId && entry.th32ProcessID != otherThanId;
-    if (candidate && CommandLineOf(entry.th32ProcessID).find(word) != std::wstring::npos) return entry.th32ProcessID;
+  for (const RunningProcess& engine : ProcessesNamed(kEngineName)) {
+    const bool candidate = engine.parentId == parentId && engine.id != otherThanId;
+    if (candidate && CommandLineOf(engine.id).find(word) != std::wstring::npos) return engine.id;
   }
   return 0;
 }
@@ -217,7 +201,7 @@ void KillEngine(const EngineProcess& engine) {
 }
 
 bool WaitForNoEngine() {
-  return WaitUntil([] { return LivingEngines().empty(); });
+  return WaitUntil([] { return ProcessesNamed(kEngineName).empty(); });
 }
 
 EngineFaults::EngineFaults(std::string_view members) {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "machine/support/wait.h"
+#include "support/wait.h"
 
 namespace moorlak::machine {
 namespace {

@@ -7,7 +7,7 @@
 #include "machine/support/pipe_client.h"
 #include "machine/support/service_control.h"
 #include "machine/support/system_proxy_dump.h"
-#include "machine/support/wait.h"
+#include "support/wait.h"
 
 namespace moorlak::machine {
 namespace {

@@ -8,7 +8,7 @@
 #include "base/paths.h"
 #include "machine/support/handle_count.h"
 #include "machine/support/pipe_client.h"
-#include "machine/support/wait.h"
+#include "support/wait.h"
 
 namespace moorlak::machine {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "base/utf.h"
 #include "machine/support/service_control.h"
-#include "machine/support/wait.h"
+#include "support/wait.h"
 
 namespace moorlak::machine {
 namespace {

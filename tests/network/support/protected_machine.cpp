@@ -139,16 +139,6 @@ uint32_t RunProtectionChild(const std::string& words) {
   return code;
 }
 
-bool Becomes(const std::function<bool()>& isSo) {
-  constexpr DWORD kLookAgainMs = 5;
-  const ULONGLONG begin = GetTickCount64();
-  while (!isSo()) {
-    if (GetTickCount64() - begin > kGenerousMs) return false;
-    Sleep(kLookAgainMs);
-  }
-  return true;
-}
-
 uint32_t SweepStep(uint32_t step) {
   return GetEnvironmentVariableW(L"MOORLAK_FULL_SWEEP", nullptr, 0) == 0 ? step : 1;
 }

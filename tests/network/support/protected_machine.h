@@ -12,6 +12,7 @@
 
 #include "network/support/simulated_machine.h"
 #include "network/support/wanted_protection.h"
+#include "support/wait.h"
 
 namespace moorlak {
 
@@ -52,9 +53,6 @@ lab::MachineState WithTunnel(lab::MachineState machine);
 inline constexpr uint32_t kKilled = 137;
 uint32_t RunProtectionChild(const std::string& words);
 inline constexpr char kProtectionChild[] = "protection_child.exe";
-
-// Waits, with a generous limit, for something that another thread or process does.
-bool Becomes(const std::function<bool()>& isSo);
 
 // A sweep takes every n-th point by default, all points if MOORLAK_FULL_SWEEP is set.
 uint32_t SweepStep(uint32_t step);

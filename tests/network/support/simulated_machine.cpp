@@ -53,37 +53,16 @@ void DropDefaults(lab::MachineState& machine) {
   std::erase_if(machine.ipv4Routes, [](const lab::Route& route) { return route.prefixLength == 0; });
 }
 
-void PlanFault(const std::string& kind, const std::string& call, const std::string& argument, uint32_t nth,
-               uint32_t code) {
-  lab::Fault fault;
-  fault.kind = kind;
-  fault.call = call;
-  fault.argument = argument;
-  fault.nth = nth;
-  fault.code = code;
-  lab::EditMachine([&](lab::MachineState& machine) { machine.faults.push_back(fault); });
-}
-
 void OnSimulatedMachine::Start(const lab::MachineState& machine) {
   lab::CreateMachine(machine);
   before = Now();
-  log = std::make_unique<LogTail>();
+  log = std::make_unique<LogWatch>();
 }
 
 void OnSimulatedMachine::TearDown() {
   // Otherwise the journal would be applied to the next test's machine.
   RestoreJournaledRoutes();
   EXPECT_EQ(lab::ReadMachine().record.unknownCommands, std::vector<std::string>{});
-}
-
-std::vector<std::string> OnSimulatedMachine::CallsOf(const std::string& name) {
-  std::vector<std::string> calls;
-  for (const std::string& line : lab::ReadCallLog()) {
-    const std::string marker = " " + name + " ";
-    const size_t found = line.find(marker);
-    if (found != std::string::npos) calls.push_back(line.substr(found + marker.size()));
-  }
-  return calls;
 }
 
 }  // namespace moorlak

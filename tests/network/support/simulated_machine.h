@@ -10,7 +10,8 @@
 
 #include "machine/fixtures.h"
 #include "machine/machine.h"
-#include "unit/ipc/log_tail.h"
+#include "support/faults.h"
+#include "support/log_watch.h"
 
 namespace moorlak {
 
@@ -26,10 +27,6 @@ lab::MachineState TunnelMachine();
 // Removes the IPv4 default routes.
 void DropDefaults(lab::MachineState& machine);
 
-// A fault of the lab: `kind` as in lab/README.md; `nth` 0 means every matching call.
-void PlanFault(const std::string& kind, const std::string& call, const std::string& argument, uint32_t nth,
-               uint32_t code);
-
 // Fixture: Start creates the machine. At the end no stand-in program may have got an unknown command.
 class OnSimulatedMachine : public testing::Test {
  protected:
@@ -40,13 +37,11 @@ class OnSimulatedMachine : public testing::Test {
   const std::string& Before() const { return before; }
   static std::string Now() { return lab::Show(lab::ReadMachine()); }
   // The tunnel log since Start: messages without times, each with a line feed.
-  std::string LogMessages() const { return log ? log->Messages() : std::string(); }
-  // Entries of the call log with this name, as "<arguments> -> <code>".
-  static std::vector<std::string> CallsOf(const std::string& name);
+  std::string LogMessages() const { return log ? log->Text() : std::string(); }
 
  private:
   std::string before;
-  std::unique_ptr<LogTail> log;
+  std::unique_ptr<LogWatch> log;
 };
 
 }  // namespace moorlak

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "base/durable_file.h"
-#include "machine/support/wait.h"
+#include "support/wait.h"
 
 namespace moorlak::session {
 namespace {

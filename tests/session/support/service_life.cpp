@@ -6,8 +6,8 @@
 
 #include "base/handle.h"
 #include "machine/support/pipe_client.h"
-#include "machine/support/wait.h"
-#include "session/support/processes.h"
+#include "support/processes.h"
+#include "support/wait.h"
 
 namespace moorlak::session {
 namespace {

@@ -7,8 +7,8 @@
 
 #include "base/paths.h"
 #include "base/utf.h"
-#include "machine/support/wait.h"
 #include "net/adapter/adapter_name.h"
+#include "support/wait.h"
 
 namespace moorlak::session {
 namespace {
@@ -103,23 +103,12 @@ void RemoveTraces() {
   RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kParallelKey, kParallel);
 }
 
-void PlanFault(const std::string& kind, const std::string& call, const std::string& argument, uint32_t nth,
-               uint32_t code) {
-  lab::EditMachine([&](lab::MachineState& state) {
-    state.faults.push_back({call, argument, nth, kind, code, 0, false});
-  });
-}
-
-void ClearFaults() {
-  lab::EditMachine([](lab::MachineState& state) { state.faults.clear(); });
-}
-
 void BreakAt(const std::string& call, const std::string& argument) {
   PlanFault("break", call, argument);
 }
 
 bool WaitForNoLingeringAdapter() {
-  return machine::WaitUntil([] {
+  return WaitUntil([] {
     return std::ranges::all_of(lab::ReadMachine().devices,
                                [](const lab::Device& device) { return device.leaving.empty(); });
   });
@@ -139,16 +128,6 @@ void KillServiceAtNoChange() {
 
 uint64_t ChangesSoFar() {
   return lab::ReadMachine().record.changes;
-}
-
-std::vector<std::string> CallsOf(const std::string& name) {
-  std::vector<std::string> calls;
-  const std::string marker = " " + name + " ";
-  for (const std::string& line : lab::ReadCallLog()) {
-    const size_t found = line.find(marker);
-    if (found != std::string::npos) calls.push_back(line.substr(found + marker.size()));
-  }
-  return calls;
 }
 
 }  // namespace moorlak::session

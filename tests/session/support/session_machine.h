@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "machine/machine.h"
+#include "support/faults.h"
 
 namespace moorlak::session {
 
@@ -22,10 +23,6 @@ std::vector<std::string> PendingTraces();
 // Removes those that a failed test may have left.
 void RemoveTraces();
 
-// A fault of the lab: `kind` as in lab/README.md; `nth` 0 means every matching call.
-void PlanFault(const std::string& kind, const std::string& call, const std::string& argument = {}, uint32_t nth = 1,
-               uint32_t code = 1);
-void ClearFaults();
 // Waits until no closed or abandoned adapter lingers.
 bool WaitForNoLingeringAdapter();
 // Holds the next matching call; lab::ReleaseBreak releases it.
@@ -36,8 +33,5 @@ bool WaitForBreak();
 void KillServiceAtChange(uint64_t n);
 void KillServiceAtNoChange();
 uint64_t ChangesSoFar();
-
-// Entries of the call log with this name, as "<arguments> -> <code>".
-std::vector<std::string> CallsOf(const std::string& name);
 
 }  // namespace moorlak::session

@@ -7,15 +7,14 @@
 #include "machine/support/pipe_client.h"
 #include "machine/support/raw_caller.h"
 #include "machine/support/service_control.h"
-#include "machine/support/wait.h"
-#include "session/support/processes.h"
 #include "session/support/service_life.h"
+#include "support/processes.h"
+#include "support/wait.h"
 #include "winhttp/egress.h"
 
 namespace moorlak::session {
 namespace {
 
-using machine::WaitUntil;
 
 // The host name that the lab resolves to the web server.
 constexpr char kPublicHost[] = "download.example.com";
@@ -63,7 +62,7 @@ void TunnelSession::Begin(const lab::MachineState& machine) {
   lab::MachineState withInternet = machine;
   withInternet.httpPort = server.webPort;
   lab::CreateMachine(withInternet);
-  log = std::make_unique<machine::LogWatch>();
+  log = std::make_unique<LogWatch>();
   machine::StartTunnelService();
   before = Now();
 }

@@ -15,10 +15,10 @@
 #include "ipc/wire_format.h"
 #include "machine/fixtures.h"
 #include "machine/support/child.h"
-#include "machine/support/log_watch.h"
 #include "session/support/client_config.h"
 #include "session/support/server.h"
 #include "session/support/session_machine.h"
+#include "support/log_watch.h"
 
 namespace moorlak::session {
 
@@ -78,7 +78,7 @@ class TunnelSession : public testing::Test {
   ClientConfig client;
 
  private:
-  std::unique_ptr<machine::LogWatch> log;
+  std::unique_ptr<LogWatch> log;
   std::string before;
 };
 

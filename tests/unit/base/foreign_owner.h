@@ -9,6 +9,7 @@
 #include "base/handle.h"
 #include "base/trust.h"
 #include "base/utf.h"
+#include "support/wait.h"
 
 namespace moorlak {
 
@@ -50,12 +51,7 @@ inline bool HasTrustedOwner(const std::wstring& path) {
 inline bool SetForeignOwner(const std::wstring& path) {
   const std::wstring linuxPath = LinuxPath(path);
   if (linuxPath.empty() || !StartLinuxProgram(L"Z:\\bin\\chown 65534 \"" + linuxPath + L"\"")) return false;
-  const ULONGLONG deadline = GetTickCount64() + 30000;
-  while (HasTrustedOwner(path)) {
-    if (GetTickCount64() > deadline) return false;
-    Sleep(5);
-  }
-  return true;
+  return WaitUntil([&] { return !HasTrustedOwner(path); });
 }
 
 }  // namespace moorlak

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "unit/ipc/log_tail.h"
+#include "support/log_watch.h"
 
 namespace moorlak {
 namespace {
@@ -17,10 +17,10 @@ void RunOnAThreadOfItsOwn(void (*body)()) {
 }
 
 TEST(ThreadBodyDeathTest, AnExceptionThatEscapesIsLoggedWithTheThreadsNameAndEndsTheProcess) {
-  const LogTail log;
+  const LogWatch log;
   EXPECT_EXIT(RunOnAThreadOfItsOwn([] { throw std::runtime_error("out of luck"); }), testing::ExitedWithCode(kAborted),
               "");
-  EXPECT_EQ(log.Messages(), "worker thread failed: out of luck\n");
+  EXPECT_EQ(log.Text(), "worker thread failed: out of luck\n");
 }
 
 TEST(ThreadBodyDeathTest, SoDoesOneThatIsNoStandardException) {
@@ -29,10 +29,10 @@ TEST(ThreadBodyDeathTest, SoDoesOneThatIsNoStandardException) {
 
 TEST(ThreadBody, ABodyThatReturnsLeavesTheLogAlone) {
   static bool hasRun = false;
-  const LogTail log;
+  const LogWatch log;
   RunOnAThreadOfItsOwn([] { hasRun = true; });
   EXPECT_TRUE(hasRun);
-  EXPECT_EQ(log.Messages(), "");
+  EXPECT_EQ(log.Text(), "");
 }
 
 }  // namespace

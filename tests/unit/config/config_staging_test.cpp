@@ -8,10 +8,11 @@
 #include <gtest/gtest.h>
 
 #include "base/durable_file.h"
+#include "support/log_watch.h"
+#include "support/wait.h"
 #include "unit/base/flat_folder.h"
 #include "unit/base/foreign_owner.h"
 #include "unit/base/held_file.h"
-#include "unit/ipc/log_tail.h"
 
 namespace moorlak {
 namespace {
@@ -48,15 +49,6 @@ bool Exists(const std::wstring& path) {
   return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
-bool EventuallyTrue(const std::function<bool()>& condition) {
-  const ULONGLONG deadline = GetTickCount64() + 30000;
-  while (!condition()) {
-    if (GetTickCount64() > deadline) return false;
-    Sleep(5);
-  }
-  return true;
-}
-
 // A link to an empty folder of the test. It is removed as a link, so code that wrongly follows a link finds only an
 // empty folder.
 struct FolderLink {
@@ -65,7 +57,7 @@ struct FolderLink {
     if (linuxLink.empty()) return;
     EXPECT_TRUE(CreateDirectoryW(target.c_str(), nullptr) || GetLastError() == ERROR_ALREADY_EXISTS);
     EXPECT_TRUE(StartLinuxProgram(L"Z:\\bin\\ln -s -T \"" + LinuxPath(target) + L"\" \"" + linuxLink + L"\""));
-    made = EventuallyTrue([this] { return IsLink(link); });
+    made = WaitUntil([this] { return IsLink(link); });
     EXPECT_TRUE(made);
   }
   FolderLink(const FolderLink&) = delete;
@@ -73,7 +65,7 @@ struct FolderLink {
   ~FolderLink() {
     if (!made) return;
     EXPECT_TRUE(StartLinuxProgram(L"Z:\\bin\\unlink \"" + LinuxPath(link) + L"\""));
-    EXPECT_TRUE(EventuallyTrue([this] { return !Exists(link); }));
+    EXPECT_TRUE(WaitUntil([this] { return !Exists(link); }));
     // Fails if anything was put into the folder.
     EXPECT_TRUE(RemoveDirectoryW(target.c_str()));
   }
@@ -166,11 +158,11 @@ TEST_F(ConfigStaging, TheTextIsWrittenAsItIs) {
 TEST_F(ConfigStaging, ATextThatNamesAFileIsNotWritten) {
   const auto folder = OpenStagingFolder(kFolderName);
   ASSERT_TRUE(folder);
-  const LogTail log;
+  const LogWatch log;
   EXPECT_FALSE(StageConfig(*folder, L"a.json", R"({"inbounds":[{"listen":"/x"}]})"));
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_DATA));
   EXPECT_FALSE(Exists(folder->path + L"\\a.json"));
-  EXPECT_EQ(log.Messages(), "Xray config refused: it names a file or socket path (\"listen\")\n");
+  EXPECT_EQ(log.Text(), "Xray config refused: it names a file or socket path (\"listen\")\n");
 }
 
 TEST_F(ConfigStaging, AnEmptyTextAndALargeOneAreWrittenWhole) {
@@ -486,14 +478,14 @@ struct SmallDisk {
     CreateDirectoryW(folder.c_str(), nullptr);
     const std::wstring name = LinuxPath(folder);
     if (name.empty() || !StartLinuxProgram(L"Z:\\bin\\mount -t tmpfs -o size=64k tmpfs \"" + name + L"\"")) return;
-    made = EventuallyTrue([this] { return IsSmall(); });
+    made = WaitUntil([this] { return IsSmall(); });
   }
   SmallDisk(const SmallDisk&) = delete;
   SmallDisk& operator=(const SmallDisk&) = delete;
   ~SmallDisk() {
     if (!made) return;
     EXPECT_TRUE(StartLinuxProgram(L"Z:\\bin\\umount --lazy \"" + LinuxPath(folder) + L"\""));
-    EXPECT_TRUE(EventuallyTrue([this] { return !IsSmall(); }));
+    EXPECT_TRUE(WaitUntil([this] { return !IsSmall(); }));
   }
 
   bool IsSmall() const {

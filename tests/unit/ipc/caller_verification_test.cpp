@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "base/paths.h"
-#include "unit/ipc/log_tail.h"
+#include "support/log_watch.h"
 #include "unit/ipc/pipe_pair.h"
 
 namespace moorlak {
@@ -56,13 +56,13 @@ CallerRecord RecordOf(const ForeignProcess& foreign) {
 
 TEST(CallerVerification, AClientFromTheInstallFolderIsAccepted) {
   const PipePair pipe = OpenPipePair();
-  const LogTail log;
+  const LogWatch log;
   CallerRecord caller;
   ASSERT_TRUE(VerifyCaller(pipe.server.Get(), caller));
   EXPECT_EQ(GetProcessId(caller.process.Get()), GetCurrentProcessId());
   EXPECT_EQ(caller.imagePath, ExecutablePath());
   EXPECT_TRUE(caller.userSid.starts_with(L"S-1-"));
-  EXPECT_EQ(log.Messages(), "");
+  EXPECT_EQ(log.Text(), "");
 }
 
 TEST(CallerVerification, TheProcessIsOpenedForWaitingAndForLimitedQueriesOnly) {
@@ -74,29 +74,29 @@ TEST(CallerVerification, TheProcessIsOpenedForWaitingAndForLimitedQueriesOnly) {
 }
 
 TEST(CallerVerification, APipeWithoutAClientIsRejected) {
-  const LogTail log;
+  const LogWatch log;
   CallerRecord caller;
   EXPECT_FALSE(VerifyCaller(nullptr, caller));
   EXPECT_FALSE(caller.process);
-  EXPECT_EQ(log.Messages(), "IPC reject: caller pid unavailable\n");
+  EXPECT_EQ(log.Text(), "IPC reject: caller pid unavailable\n");
 }
 
 TEST(CallerVerification, AProcessThatCannotBeOpenedIsRejected) {
-  const LogTail log;
+  const LogWatch log;
   CallerRecord caller;
   // Process ids are multiples of four.
   EXPECT_FALSE(VerifyProcess(0xFFFFFFF1, caller));
   EXPECT_FALSE(caller.process);
-  EXPECT_EQ(log.Messages(), "IPC reject: OpenProcess failed for pid 4294967281\n");
+  EXPECT_EQ(log.Text(), "IPC reject: OpenProcess failed for pid 4294967281\n");
 }
 
 TEST(CallerVerification, AProgramOfAnotherFolderIsRejected) {
   const ForeignProcess foreign;
-  const LogTail log;
+  const LogWatch log;
   CallerRecord caller;
   EXPECT_FALSE(VerifyProcess(foreign.id, caller));
   EXPECT_FALSE(caller.process);
-  EXPECT_EQ(log.Messages(), "IPC reject: caller outside install directory\n");
+  EXPECT_EQ(log.Text(), "IPC reject: caller outside install directory\n");
 }
 
 TEST(CallerVerification, ARejectionClearsTheRecordOfAnEarlierCaller) {
@@ -109,40 +109,40 @@ TEST(CallerVerification, ARejectionClearsTheRecordOfAnEarlierCaller) {
 }
 
 TEST(CallerVerification, TheRecheckPassesWhileTheCallerRuns) {
-  const LogTail log;
+  const LogWatch log;
   EXPECT_TRUE(RecheckCaller(OwnRecord(kCallerAccess)));
-  EXPECT_EQ(log.Messages(), "");
+  EXPECT_EQ(log.Text(), "");
 }
 
 TEST(CallerVerification, TheRecheckRejectsACallerThatHasExited) {
   ForeignProcess foreign;
   const CallerRecord caller = RecordOf(foreign);
   foreign.End();
-  const LogTail log;
+  const LogWatch log;
   EXPECT_FALSE(RecheckCaller(caller));
-  EXPECT_EQ(log.Messages(), "IPC reject: caller process exited before command handled\n");
+  EXPECT_EQ(log.Text(), "IPC reject: caller process exited before command handled\n");
 }
 
 TEST(CallerVerification, TheRecheckRejectsACallerThatCannotBeWaitedFor) {
   const CallerRecord caller = OwnRecord(PROCESS_QUERY_LIMITED_INFORMATION);
-  const LogTail log;
+  const LogWatch log;
   EXPECT_FALSE(RecheckCaller(caller));
-  EXPECT_EQ(log.Messages(), "IPC reject: caller process wait failed err=" + std::to_string(ERROR_ACCESS_DENIED) + "\n");
+  EXPECT_EQ(log.Text(), "IPC reject: caller process wait failed err=" + std::to_string(ERROR_ACCESS_DENIED) + "\n");
 }
 
 TEST(CallerVerification, TheRecheckRejectsACallerWhoseImageCannotBeRead) {
   const CallerRecord caller = OwnRecord(SYNCHRONIZE);
-  const LogTail log;
+  const LogWatch log;
   EXPECT_FALSE(RecheckCaller(caller));
-  EXPECT_EQ(log.Messages(), "IPC reject: caller image re-query failed\n");
+  EXPECT_EQ(log.Text(), "IPC reject: caller image re-query failed\n");
 }
 
 TEST(CallerVerification, TheRecheckRejectsACallerFromAnotherFolder) {
   const ForeignProcess foreign;
   const CallerRecord caller = RecordOf(foreign);
-  const LogTail log;
+  const LogWatch log;
   EXPECT_FALSE(RecheckCaller(caller));
-  EXPECT_EQ(log.Messages(), "IPC reject: caller path changed outside install directory\n");
+  EXPECT_EQ(log.Text(), "IPC reject: caller path changed outside install directory\n");
 }
 
 }  // namespace

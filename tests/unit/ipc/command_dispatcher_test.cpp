@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "unit/ipc/log_tail.h"
+#include "support/log_watch.h"
 
 namespace moorlak {
 namespace {
@@ -14,11 +14,11 @@ struct Outcome {
 };
 
 Outcome RunCommand(uint32_t code, std::string_view payload) {
-  const LogTail log;
+  const LogWatch log;
   Outcome outcome;
   outcome.reply = "an earlier reply";
   EXPECT_TRUE(Dispatch(code, payload, outcome.reply));
-  outcome.lines = log.Messages();
+  outcome.lines = log.Text();
   return outcome;
 }
 

@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "ipc/wire_format.h"
-#include "unit/ipc/log_tail.h"
+#include "support/log_watch.h"
 #include "unit/ipc/pipe_pair.h"
 
 namespace moorlak {
@@ -76,23 +76,23 @@ TEST_F(PipeTransfer, AWriteOfMoreThanThePipeHoldsArrivesWhole) {
 
 TEST_F(PipeTransfer, AReadFromASilentPeerTimesOutWithALogLine) {
   const PipePair pipe = OpenPipePair();
-  const LogTail log;
+  const LogWatch log;
   std::array<char, 4> bytes{};
   EXPECT_FALSE(ReadExact(block, pipe.server.Get(), bytes.data(), bytes.size(), 50));
-  EXPECT_EQ(log.Messages(), "IPC: ReadExact timed out after 50ms\n");
+  EXPECT_EQ(log.Text(), "IPC: ReadExact timed out after 50ms\n");
 }
 
 TEST_F(PipeTransfer, AWriteToAPeerThatDoesNotReadTimesOutWithALogLine) {
   const PipePair pipe = OpenPipePair(4096);
-  const LogTail log;
+  const LogWatch log;
   const std::string bytes(1000000, 'x');
   EXPECT_FALSE(WriteExact(block, pipe.server.Get(), bytes.data(), bytes.size(), 50));
-  EXPECT_EQ(log.Messages(), "IPC: WriteExact timed out after 50ms\n");
+  EXPECT_EQ(log.Text(), "IPC: WriteExact timed out after 50ms\n");
 }
 
 TEST_F(PipeTransfer, BytesThatDripInDoNotExtendTheDeadline) {
   const PipePair pipe = OpenPipePair();
-  const LogTail log;
+  const LogWatch log;
   const KernelHandle finished(CreateEventW(nullptr, TRUE, FALSE, nullptr));
   std::thread peer([&] {
     // Each byte arrives well within the time-out, but all of them together only long after it.
@@ -102,7 +102,7 @@ TEST_F(PipeTransfer, BytesThatDripInDoNotExtendTheDeadline) {
   EXPECT_FALSE(ReadExact(block, pipe.server.Get(), bytes.data(), bytes.size(), 300));
   SetEvent(finished.Get());
   peer.join();
-  EXPECT_EQ(log.Messages(), "IPC: ReadExact timed out after 300ms\n");
+  EXPECT_EQ(log.Text(), "IPC: ReadExact timed out after 300ms\n");
 }
 
 TEST_F(PipeTransfer, ADeadlineThatHasPassedEndsAReadAlthoughBytesAreReady) {
@@ -114,17 +114,17 @@ TEST_F(PipeTransfer, ADeadlineThatHasPassedEndsAReadAlthoughBytesAreReady) {
 
 TEST_F(PipeTransfer, APeerThatLeavesEndsAReadWithoutALogLine) {
   PipePair pipe = OpenPipePair();
-  const LogTail log;
+  const LogWatch log;
   ASSERT_TRUE(SendAll(pipe.client.Get(), "ab"));
   pipe.client.Reset();
   std::array<char, 4> bytes{};
   EXPECT_FALSE(ReadExact(block, pipe.server.Get(), bytes.data(), bytes.size(), kGenerousMs));
-  EXPECT_EQ(log.Messages(), "");
+  EXPECT_EQ(log.Text(), "");
 }
 
 TEST_F(PipeTransfer, TheStopFlagEndsAHalfReadRequest) {
   const PipePair pipe = OpenPipePair();
-  const LogTail log;
+  const LogWatch log;
   std::atomic<bool> stopFlag{false};
   ASSERT_TRUE(SendAll(pipe.client.Get(), "ab"));
   std::thread stopper([&] {
@@ -136,17 +136,17 @@ TEST_F(PipeTransfer, TheStopFlagEndsAHalfReadRequest) {
   std::array<char, 4> bytes{};
   EXPECT_FALSE(ReadExact(block, pipe.server.Get(), bytes.data(), bytes.size(), kGenerousMs, &stopFlag));
   stopper.join();
-  EXPECT_EQ(log.Messages(), "");
+  EXPECT_EQ(log.Text(), "");
 }
 
 TEST_F(PipeTransfer, AStopFlagThatStaysClearDoesNotEndARead) {
   const PipePair pipe = OpenPipePair();
-  const LogTail log;
+  const LogWatch log;
   const std::atomic<bool> stopFlag{false};
   std::array<char, 4> bytes{};
   // Longer than one poll of the flag.
   EXPECT_FALSE(ReadExact(block, pipe.server.Get(), bytes.data(), bytes.size(), 250, &stopFlag));
-  EXPECT_EQ(log.Messages(), "IPC: ReadExact timed out after 250ms\n");
+  EXPECT_EQ(log.Text(), "IPC: ReadExact timed out after 250ms\n");
 }
 
 TEST_F(PipeTransfer, AMessageIsItsLengthAndItsBytes) {

@@ -10,6 +10,7 @@
 #include "machine/fixtures.h"
 #include "machine/machine.h"
 #include "machine/processes.h"
+#include "support/wait.h"
 
 namespace moorlak::lab {
 namespace {
@@ -188,7 +189,7 @@ TEST_F(MachineStore, ADeadProcessDoesNotWaitAtABreak) {
 TEST_F(MachineStore, AHangingCallLeavesTheMachineUsable) {
   Plan({"Held", "", 1, "hang", 0, 0, false});
   const Child child(L"call Held 1");
-  for (DWORD waited = 0; ReadCallLog().empty() && waited < kPatienceMs; waited += 10) Sleep(10);
+  ASSERT_TRUE(WaitUntil([] { return !ReadCallLog().empty(); }));
   ASSERT_EQ(ReadCallLog(), std::vector<std::string>{"1 lab_child.exe Held rule 0 -> hang"});
   EXPECT_EQ(RunCall({"Other", ""}, AddRule), 0U);
   EXPECT_TRUE(child.Lives());

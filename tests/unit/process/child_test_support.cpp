@@ -7,6 +7,8 @@
 #include "base/durable_file.h"
 #include "base/paths.h"
 #include "base/utf.h"
+#include "support/files.h"
+#include "support/wait.h"
 
 namespace moorlak {
 namespace {
@@ -25,22 +27,6 @@ struct CaptureFile {
 const CaptureFile& Capture() {
   static const CaptureFile file;
   return file;
-}
-
-std::string FileText(const std::wstring& path) {
-  const KernelHandle file(CreateFileW(path.c_str(), GENERIC_READ,
-                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING, 0,
-                                      nullptr));
-  return file ? ReadToEnd(file.Get()) : std::string();
-}
-
-bool HoldsWithin(DWORD ms, const std::function<bool()>& condition) {
-  const ULONGLONG begin = GetTickCount64();
-  while (!condition()) {
-    if (GetTickCount64() - begin > ms) return false;
-    Sleep(5);
-  }
-  return true;
 }
 
 }  // namespace
@@ -96,7 +82,7 @@ CurrentFolder::~CurrentFolder() {
 }
 
 StandardErrorCapture::StandardErrorCapture()
-    : previous(GetStdHandle(STD_ERROR_HANDLE)), begin(FileText(Capture().path).size()) {
+    : previous(GetStdHandle(STD_ERROR_HANDLE)), begin(ReadSharedFile(Capture().path).size()) {
   SetStdHandle(STD_ERROR_HANDLE, Capture().handle);
 }
 
@@ -105,29 +91,11 @@ StandardErrorCapture::~StandardErrorCapture() {
 }
 
 std::string StandardErrorCapture::Text() const {
-  return FileText(Capture().path).substr(begin);
+  return ReadSharedFile(Capture().path).substr(begin);
 }
 
 bool StandardErrorCapture::Shows(std::string_view text) const {
-  return HoldsWithin(kGenerousMs, [&] { return Text().find(text) != std::string::npos; });
-}
-
-std::vector<std::string> LogMessagesWith(std::string_view text) {
-  constexpr size_t kTimeLength = sizeof("2000-01-01 00:00:00 ") - 1;
-  const std::string log = FileText(kLogFile);
-  std::vector<std::string> messages;
-  for (size_t begin = 0; begin < log.size();) {
-    size_t end = log.find("\r\n", begin);
-    if (end == std::string::npos) end = log.size();
-    const std::string line = log.substr(begin, end - begin);
-    if (line.size() > kTimeLength && line.find(text) != std::string::npos) messages.push_back(line.substr(kTimeLength));
-    begin = end + 2;
-  }
-  return messages;
-}
-
-bool LogShows(std::string_view text) {
-  return HoldsWithin(kGenerousMs, [&] { return !LogMessagesWith(text).empty(); });
+  return WaitUntil([&] { return Text().find(text) != std::string::npos; });
 }
 
 std::string ReadToEnd(HANDLE readEnd) {

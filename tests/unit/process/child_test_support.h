@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/handle.h"
+#include "support/log_watch.h"
 
 namespace moorlak {
 
@@ -97,11 +98,6 @@ struct CurrentFolder {
 
   std::wstring previous;
 };
-
-// The tunnel log's messages (without their times) that contain the text.
-std::vector<std::string> LogMessagesWith(std::string_view text);
-// True once there is such a message.
-bool LogShows(std::string_view text);
 
 // Reads to the end of the pipe.
 std::string ReadToEnd(HANDLE readEnd);

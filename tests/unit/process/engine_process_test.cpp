@@ -8,6 +8,7 @@
 
 #include "base/utf.h"
 #include "process/child_process.h"
+#include "support/wait.h"
 #include "unit/process/child_test_support.h"
 
 namespace moorlak {
@@ -96,8 +97,7 @@ TEST(LaunchXray, CopiesLongOutputWholeInChunks) {
     const std::string text = standardError.Text();
     return std::count(text.begin(), text.end(), 'x');
   };
-  const ULONGLONG begin = GetTickCount64();
-  while (copied() < 50000 && GetTickCount64() - begin < kGenerousMs) Sleep(5);
+  EXPECT_TRUE(WaitUntil([&] { return copied() >= 50000; }));
   EXPECT_EQ(copied(), 50000);
 }
 
@@ -350,9 +350,7 @@ TEST(ProcessRecord, LeavesNoHandleOpenAfterManyLaunches) {
   constexpr DWORD kLaunches = 20;
   for (DWORD i = 0; i < kLaunches; ++i) launchAndStop();
   // The pumps end by themselves shortly after their engine.
-  const ULONGLONG begin = GetTickCount64();
-  while (OpenHandles() >= before + kLaunches && GetTickCount64() - begin < kGenerousMs) Sleep(5);
-  EXPECT_LT(OpenHandles(), before + kLaunches);
+  EXPECT_TRUE(WaitUntil([&] { return OpenHandles() < before + kLaunches; }));
 }
 
 }  // namespace

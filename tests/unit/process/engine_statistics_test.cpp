@@ -9,6 +9,7 @@
 #include "base/durable_file.h"
 #include "base/handle.h"
 #include "base/utf.h"
+#include "support/wait.h"
 #include "unit/process/child_test_support.h"
 
 namespace moorlak {
@@ -60,12 +61,7 @@ class Loop {
 
   EngineCounters Totals() const { return TotalsOf(meter); }
   bool Shows(const EngineCounters& wanted) const {
-    const ULONGLONG deadline = GetTickCount64() + kGenerousMs;
-    while (!(Totals() == wanted)) {
-      if (GetTickCount64() > deadline) return false;
-      Sleep(5);
-    }
-    return true;
+    return WaitUntil([&] { return Totals() == wanted; });
   }
 
  private:

@@ -13,8 +13,8 @@
 
 #include "base/utf.h"
 #include "process/config_validation.h"
+#include "support/log_watch.h"
 #include "unit/base/replaced_import.h"
-#include "unit/ipc/log_tail.h"
 #include "unit/process/child_test_support.h"
 
 extern "C" {
@@ -223,7 +223,7 @@ struct EngineTest : EngineToken {
   TestFolder folder;
   bool passed = false;
   std::atomic<bool> running{true};
-  LogTail log;
+  LogWatch log;
 
   Calls Run(const std::string& actions) {
     folder.AddChild(L"xray.exe");
@@ -237,13 +237,13 @@ struct EngineTest : EngineToken {
 TEST_F(EngineTest, IsRunAsLocalService) {
   EXPECT_EQ(Run("exit=0"), (Calls{kLogon, "restrict logon 1", "create as logon"}));
   EXPECT_TRUE(passed);
-  EXPECT_EQ(log.Messages(), "");
+  EXPECT_EQ(log.Text(), "");
 }
 
 TEST_F(EngineTest, ThatFailsIsRunOnceMoreWithTheServicesRightsAndReportedOnce) {
   EXPECT_EQ(Run("exit=23"), (Calls{kLogon, "restrict logon 1", "create as logon", "create"}));
   EXPECT_FALSE(passed);
-  EXPECT_EQ(log.Messages(), "Xray config validation failed (exit 23)\n");
+  EXPECT_EQ(log.Text(), "Xray config validation failed (exit 23)\n");
   EXPECT_EQ(account.choice.rights, EngineRights::LocalService);
 }
 
@@ -251,14 +251,14 @@ TEST_F(EngineTest, ThatAStopHasEndedIsNotRunAgain) {
   running = false;
   EXPECT_EQ(Run("exit=1"), (Calls{kLogon, "restrict logon 1", "create as logon"}));
   EXPECT_FALSE(passed);
-  EXPECT_EQ(log.Messages(), "Xray config validation failed (exit 1)\n");
+  EXPECT_EQ(log.Text(), "Xray config validation failed (exit 1)\n");
 }
 
 TEST_F(EngineTest, ThatPassesWithTheServicesRightsOnlyMakesTheSessionRunSo) {
   Asked().beforeOwnChild = [this] { folder.Write(L"a.json", "exit=0"); };
   EXPECT_EQ(Run("exit=23"), (Calls{kLogon, "restrict logon 1", "create as logon", "create"}));
   EXPECT_TRUE(passed);
-  EXPECT_EQ(log.Messages(), "");
+  EXPECT_EQ(log.Text(), "");
   EXPECT_EQ(Line(), "Xray runs as the service (it refuses the configuration with fewer rights, exit 23)");
   EXPECT_EQ(Start(), Calls{"create"});
 }

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "base/handle.h"
+#include "support/log_watch.h"
 #include "unit/config/held_port.h"
-#include "unit/ipc/log_tail.h"
 #include "unit/process/child_test_support.h"
 
 namespace moorlak {
@@ -35,9 +35,9 @@ std::string Ready(uint16_t port) {
 TEST(SocksWait, EndsWhenThePortListens) {
   const HeldPort held;
   const std::atomic<bool> running{true};
-  const LogTail log;
+  const LogWatch log;
   EXPECT_TRUE(WaitForSocksListen({running, Runs, Runs}, held.port, kGenerousMs));
-  EXPECT_EQ(log.Messages(), Ready(held.port));
+  EXPECT_EQ(log.Text(), Ready(held.port));
 }
 
 TEST(SocksWait, EndsWhenThePortListensLater) {
@@ -49,33 +49,33 @@ TEST(SocksWait, EndsWhenThePortListensLater) {
     if (++looks == 3) late = std::make_unique<HeldPort>(port);
     return EngineState::Running;
   };
-  const LogTail log;
+  const LogWatch log;
   EXPECT_TRUE(WaitForSocksListen({running, openAtTheThirdLook, Runs}, port, kGenerousMs));
-  EXPECT_EQ(log.Messages(), Ready(port));
+  EXPECT_EQ(log.Text(), Ready(port));
 }
 
 TEST(SocksWait, APortOfZeroIsNotWaitedFor) {
   const std::atomic<bool> running{true};
-  const LogTail log;
+  const LogWatch log;
   EXPECT_FALSE(WaitForSocksListen({running, Runs, Runs}, 0, kGenerousMs));
-  EXPECT_EQ(log.Messages(), "");
+  EXPECT_EQ(log.Text(), "");
 }
 
 TEST(SocksWait, APortThatNeverOpensIsReportedAtTheTimeOut) {
   const uint16_t port = SilentPort();
   const std::atomic<bool> running{true};
-  const LogTail log;
+  const LogWatch log;
   EXPECT_FALSE(WaitForSocksListen({running, Runs, Runs}, port, kShortMs));
-  EXPECT_EQ(log.Messages(), "ERROR: SOCKS not listening on 127.0.0.1:" + std::to_string(port) + "\n");
+  EXPECT_EQ(log.Text(), "ERROR: SOCKS not listening on 127.0.0.1:" + std::to_string(port) + "\n");
 }
 
 TEST(SocksWait, XraysExitIsReportedWithoutTheSilentPort) {
   const std::atomic<bool> running{true};
   int looks = 0;
   const auto exits = [&] { return ++looks < 3 ? EngineState::Running : EngineState::Exited; };
-  const LogTail log;
+  const LogWatch log;
   EXPECT_FALSE(WaitForSocksListen({running, exits, Runs}, SilentPort(), kGenerousMs));
-  EXPECT_EQ(log.Messages(), "ERROR: Xray exited while waiting for SOCKS listen\n");
+  EXPECT_EQ(log.Text(), "ERROR: Xray exited while waiting for SOCKS listen\n");
 }
 
 TEST(SocksWait, AStopLeavesNoLine) {
@@ -84,10 +84,10 @@ TEST(SocksWait, AStopLeavesNoLine) {
     running = false;
     return EngineState::Exited;
   };
-  const LogTail log;
+  const LogWatch log;
   EXPECT_FALSE(WaitForSocksListen({running, stopAtTheLook, Runs}, SilentPort(), kGenerousMs));
   EXPECT_FALSE(WaitForSocksListen({running, Runs, Runs}, SilentPort(), kGenerousMs));
-  EXPECT_EQ(log.Messages(), "");
+  EXPECT_EQ(log.Text(), "");
 }
 
 TEST(SocksWait, AStopMeanwhileTurnsSuccessIntoFailure) {

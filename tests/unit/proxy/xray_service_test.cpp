@@ -10,6 +10,7 @@
 #include "base/durable_file.h"
 #include "base/paths.h"
 #include "proxy/system_proxy.h"
+#include "support/wait.h"
 #include "unit/base/flat_folder.h"
 #include "unit/base/held_file.h"
 #include "unit/config/held_port.h"
@@ -25,15 +26,6 @@ std::filesystem::path StagingFolderPath() {
 
 std::string Config(const std::string& actions, const std::string& members = R"("log":{})") {
   return "{" + members + "/*\n" + actions + "\n*/}";
-}
-
-bool EventuallyTrue(const std::function<bool()>& condition) {
-  const ULONGLONG deadline = GetTickCount64() + kGenerousMs;
-  while (!condition()) {
-    if (GetTickCount64() > deadline) return false;
-    Sleep(5);
-  }
-  return true;
 }
 
 size_t StagedFileCount() {
@@ -58,11 +50,11 @@ struct XrayServiceTest : testing::Test {
   }
 
   bool Ended() const {
-    return EventuallyTrue([this] { return !service.IsRunning(); });
+    return WaitUntil([this] { return !service.IsRunning(); });
   }
   bool ProxyIsSet(uint16_t port) const {
     const std::string wanted = "socks=localhost:" + std::to_string(port);
-    return EventuallyTrue([&wanted] { return ReadSystemProxy()->server == wanted; });
+    return WaitUntil([&wanted] { return ReadSystemProxy()->server == wanted; });
   }
 
   ProxyRegistryGuard registry;
@@ -135,8 +127,8 @@ TEST_F(XrayServiceWithEngine, AnEngineThatDiesIsReportedAndTheProxyComesBack) {
   SetEvent(end.ready.Get());
   EXPECT_TRUE(Ended());
   EXPECT_TRUE(standardError.Shows("Xray process terminated unexpectedly\n"));
-  EXPECT_TRUE(EventuallyTrue([this] { return ReadInternetSettings() == before; }));
-  EXPECT_TRUE(EventuallyTrue([] { return StagedFileCount() == 0; }));
+  EXPECT_TRUE(WaitUntil([this] { return ReadInternetSettings() == before; }));
+  EXPECT_TRUE(WaitUntil([] { return StagedFileCount() == 0; }));
 }
 
 TEST_F(XrayServiceWithEngine, AStartAfterTheEngineDiedBeginsANewSession) {
@@ -206,7 +198,7 @@ TEST_F(XrayServiceWithEngine, ABusyApiPortGivesWayToAFreeOneOnlyWhereTheSectionI
 TEST_F(XrayServiceWithEngine, AnUnsafeApiAddressEndsNoSession) {
   ASSERT_TRUE(service.Start(Config("sleep", R"("api":{"listen":"-pattern:1"})")));
   EXPECT_TRUE(ProxyIsSet(10807));
-  EXPECT_TRUE(EventuallyTrue([this] {
+  EXPECT_TRUE(WaitUntil([this] {
     return standardError.Shows("Warning: Failed to initialize Xray API client. Stats may not be available.\n");
   }));
   EXPECT_TRUE(service.IsRunning());

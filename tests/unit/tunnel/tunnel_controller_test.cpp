@@ -8,8 +8,8 @@
 #include "base/data_files.h"
 #include "base/paths.h"
 #include "config/file_settings.h"
+#include "support/log_watch.h"
 #include "tunnel/protection.h"
-#include "unit/ipc/log_tail.h"
 #include "unit/process/child_test_support.h"
 #include "unit/proxy/proxy_registry.h"
 
@@ -61,26 +61,26 @@ TEST_F(ControllerWithEngine, AnOlderStartsNumberStopsNothing) {
   EXPECT_EQ(StartError(Config(second), true), "");
   ASSERT_TRUE(second.Started());
   EXPECT_EQ(controller->startNumber, 2u);
-  const LogTail log;
+  const LogWatch log;
   EXPECT_FALSE(controller->StopIfCurrent(1, "the first one's owner has gone"));
   EXPECT_TRUE(controller->IsRunning());
   EXPECT_TRUE(controller->IsTunnelUp());
   EXPECT_TRUE(second.Lives());
-  EXPECT_EQ(log.Messages(), "");
+  EXPECT_EQ(log.Text(), "");
 }
 
 TEST_F(ControllerWithEngine, TheCurrentStartsNumberStopsTheTunnelAndReportsWhy) {
   const LifeSign life;
   EXPECT_EQ(StartError(Config(life), true), "");
   ASSERT_TRUE(life.Started());
-  const LogTail log;
+  const LogWatch log;
   EXPECT_TRUE(controller->StopIfCurrent(controller->startNumber, "its owner has gone"));
   EXPECT_FALSE(controller->IsRunning());
   EXPECT_FALSE(controller->IsTunnelUp());
   EXPECT_TRUE(life.Ends());
-  EXPECT_EQ(log.Messages(), "its owner has gone\n");
+  EXPECT_EQ(log.Text(), "its owner has gone\n");
   EXPECT_FALSE(controller->StopIfCurrent(controller->startNumber, "twice"));
-  EXPECT_EQ(log.Messages(), "its owner has gone\n");
+  EXPECT_EQ(log.Text(), "its owner has gone\n");
 }
 
 TEST_F(ControllerWithEngine, ARefusedStartLeavesTheNumberAsItIs) {

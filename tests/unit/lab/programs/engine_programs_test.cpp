@@ -2,6 +2,8 @@
 #include "lab/programs/console_test.h"
 #include "lab/programs/installed.h"
 #include "programs/console/text.h"
+#include "support/faults.h"
+#include "support/wait.h"
 
 namespace moorlak::lab {
 namespace {
@@ -14,20 +16,6 @@ RunningCommand StartTun2Socks(const std::string& commandLine = kGood) {
 
 Ended RunLink(const std::string& arguments) {
   return RunningCommand(LabFile(L"programs\\machine_link.exe"), "machine_link " + arguments).Wait();
-}
-
-void Plan(const std::string& kind, const std::string& call, uint32_t code) {
-  EditMachine([&](MachineState& state) { state.faults.push_back({call, "", 1, kind, code, 0, false}); });
-}
-
-template <typename Condition>
-bool Becomes(Condition condition) {
-  const ULONGLONG begin = GetTickCount64();
-  while (!condition()) {
-    if (GetTickCount64() - begin > kPatienceMs) return false;
-    Sleep(10);
-  }
-  return true;
 }
 
 bool IsUp() {
@@ -53,17 +41,17 @@ class EnginePrograms : public testing::Test {
 TEST_F(EnginePrograms, Tun2SocksTakesTheAdapterWhileItLives) {
   {
     const RunningCommand program = StartTun2Socks();
-    ASSERT_TRUE(Becomes(IsUp));
+    ASSERT_TRUE(WaitUntil(IsUp));
     EXPECT_TRUE(program.Lives());
     ASSERT_EQ(ReadMachine().tunnels.size(), 1u);
     EXPECT_EQ(ReadMachine().tunnels[0].proxyPort, 10807);
   }
-  EXPECT_TRUE(Becomes([] { return !IsUp(); }));
+  EXPECT_TRUE(WaitUntil([] { return !IsUp(); }));
   EXPECT_TRUE(ReadMachine().tunnels.empty());
 }
 
 TEST_F(EnginePrograms, Tun2SocksDiesAsPlanned) {
-  Plan("die", "tun2socks", 200);
+  PlanFault("die", "tun2socks", {}, 1, 200);
   const RunningCommand program = StartTun2Socks();
   EXPECT_EQ(program.Wait().exitCode, 1u);
   EXPECT_FALSE(IsUp());
@@ -71,18 +59,18 @@ TEST_F(EnginePrograms, Tun2SocksDiesAsPlanned) {
 }
 
 TEST_F(EnginePrograms, Tun2SocksNeverAttachesAsPlanned) {
-  Plan("never-attach", "tun2socks", 0);
+  PlanFault("never-attach", "tun2socks", {}, 1, 0);
   const RunningCommand program = StartTun2Socks();
-  ASSERT_TRUE(Becomes([] { return ReadMachine().faults[0].hit; }));
+  ASSERT_TRUE(WaitUntil([] { return ReadMachine().faults[0].hit; }));
   EXPECT_TRUE(program.Lives());
   EXPECT_FALSE(IsUp());
   EXPECT_TRUE(ReadCallLog().empty());
 }
 
 TEST_F(EnginePrograms, Tun2SocksHangsAsPlannedBeforeItAttaches) {
-  Plan("hang", "tun2socks", 0);
+  PlanFault("hang", "tun2socks", {}, 1, 0);
   const RunningCommand program = StartTun2Socks();
-  ASSERT_TRUE(Becomes([] { return !ReadCallLog().empty(); }));
+  ASSERT_TRUE(WaitUntil([] { return !ReadCallLog().empty(); }));
   EXPECT_TRUE(ReadCallLog()[0].ends_with("-> hang"));
   EXPECT_TRUE(program.Lives());
   EXPECT_FALSE(IsUp());
@@ -90,8 +78,8 @@ TEST_F(EnginePrograms, Tun2SocksHangsAsPlannedBeforeItAttaches) {
 
 TEST_F(EnginePrograms, Tun2SocksPrintsAsManyBytesAsPlanned) {
   constexpr uint32_t kBytes = 1000000;
-  Plan("print", "tun2socks", kBytes);
-  Plan("fail", "tun2socks", 5);
+  PlanFault("print", "tun2socks", {}, 1, kBytes);
+  PlanFault("fail", "tun2socks", {}, 1, 5);
   const Ended ended = StartTun2Socks().Wait();
   EXPECT_EQ(ended.exitCode, 5u);
   EXPECT_EQ(ended.output, PrintedBytes(kBytes));
@@ -104,15 +92,15 @@ TEST_F(EnginePrograms, Tun2SocksRecordsACommandLineThatItDoesNotKnow) {
 
 TEST_F(EnginePrograms, TheEnginesRunsAreCallsThatCanFail) {
   EXPECT_EQ(RunLink("call xray \"-config C:\\one.json\"").exitCode, 0u);
-  Plan("fail", "xray", 23);
+  PlanFault("fail", "xray", {}, 1, 23);
   EXPECT_EQ(RunLink("call xray \"-config C:\\one.json\"").exitCode, 23u);
   EXPECT_EQ(ReadCallLog(), (std::vector<std::string>{"1 machine_link.exe xray -config C:\\one.json -> 0",
                                                      "2 machine_link.exe xray -config C:\\one.json -> 23"}));
 }
 
 TEST_F(EnginePrograms, TheEngineIsGivenTheFaultsThatItCarriesOutItself) {
-  Plan("die", "xray", 500);
-  Plan("print", "xray", 70000);
+  PlanFault("die", "xray", {}, 1, 500);
+  PlanFault("print", "xray", {}, 1, 70000);
   EXPECT_EQ(RunLink("call xray -config").output, "die 500\nprint 70000\n");
   EXPECT_EQ(RunLink("call xray -config").output, "");
 }

@@ -8,6 +8,7 @@
 #include "programs/ipconfig/ipconfig.h"
 #include "programs/netsh/netsh.h"
 #include "programs/route/route.h"
+#include "support/wait.h"
 
 namespace moorlak::lab {
 namespace {
@@ -134,7 +135,7 @@ TEST_F(ConsolePrograms, HangThemselvesBelowCmd) {
   CreateMachine(DhcpMachine());
   Plan({"route", "DELETE", 1, "hang", 0, 0, false});
   const RunningCommand command(L"", "cmd.exe /C route DELETE 192.0.2.0");
-  for (DWORD waited = 0; ReadCallLog().empty() && waited < kPatienceMs; waited += 10) Sleep(10);
+  ASSERT_TRUE(WaitUntil([] { return !ReadCallLog().empty(); }));
   EXPECT_EQ(ReadCallLog(), std::vector<std::string>{"1 route.exe route DELETE 192.0.2.0 -> hang"});
   EXPECT_TRUE(command.Lives());
   // The machine continues meanwhile, and the hanging command has changed nothing.

@@ -1,13 +1,13 @@
-#include "session/support/processes.h"
+#include "support/processes.h"
 
 #include <tlhelp32.h>
 
 #include <gtest/gtest.h>
 
 #include "base/handle.h"
-#include "machine/support/wait.h"
+#include "support/wait.h"
 
-namespace moorlak::session {
+namespace moorlak {
 namespace {
 
 constexpr DWORD kPatienceMs = 30'000;
@@ -20,38 +20,39 @@ bool IsAlive(DWORD id) {
 
 }  // namespace
 
-std::vector<DWORD> ProcessesNamed(const std::wstring& image) {
-  std::vector<DWORD> ids;
+std::vector<RunningProcess> ProcessesNamed(const std::wstring& image) {
+  std::vector<RunningProcess> found;
   const KernelHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
   PROCESSENTRY32W entry{};
   entry.dwSize = sizeof(entry);
   for (BOOL more = Process32FirstW(snapshot.Get(), &entry); more; more = Process32NextW(snapshot.Get(), &entry)) {
-    if (_wcsicmp(entry.szExeFile, image.c_str()) == 0 && IsAlive(entry.th32ProcessID))
-      ids.push_back(entry.th32ProcessID);
+    if (_wcsicmp(entry.szExeFile, image.c_str()) == 0 && IsAlive(entry.th32ProcessID)) {
+      found.push_back({entry.th32ProcessID, entry.th32ParentProcessID});
+    }
   }
-  return ids;
+  return found;
 }
 
 DWORD WaitForProcess(const std::wstring& image) {
-  std::vector<DWORD> ids;
-  machine::WaitUntil([&] {
-    ids = ProcessesNamed(image);
-    return !ids.empty();
+  std::vector<RunningProcess> found;
+  WaitUntil([&] {
+    found = ProcessesNamed(image);
+    return !found.empty();
   });
-  return ids.empty() ? 0 : ids.front();
+  return found.empty() ? 0 : found.front().id;
 }
 
 bool WaitForNone(const std::wstring& image) {
-  return machine::WaitUntil([&] { return ProcessesNamed(image).empty(); });
+  return WaitUntil([&] { return ProcessesNamed(image).empty(); });
 }
 
-size_t CountThreads(DWORD processId) {
+std::vector<DWORD> ThreadsOf(DWORD processId) {
+  std::vector<DWORD> threads;
   const KernelHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
   THREADENTRY32 entry{};
   entry.dwSize = sizeof(entry);
-  size_t threads = 0;
   for (BOOL more = Thread32First(snapshot.Get(), &entry); more; more = Thread32Next(snapshot.Get(), &entry)) {
-    if (entry.th32OwnerProcessID == processId) ++threads;
+    if (entry.th32OwnerProcessID == processId) threads.push_back(entry.th32ThreadID);
   }
   return threads;
 }
@@ -63,4 +64,4 @@ void KillProcess(DWORD id) {
   EXPECT_EQ(WaitForSingleObject(process.Get(), kPatienceMs), WAIT_OBJECT_0);
 }
 
-}  // namespace moorlak::session
+}  // namespace moorlak

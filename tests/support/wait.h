@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <chrono>
 
-namespace moorlak::machine {
+namespace moorlak {
 
-inline constexpr std::chrono::seconds kLongWait{30};
+inline constexpr std::chrono::seconds kLongWait{120};
 
 // The pause before the next look: four times as long as the last look took, so that looking takes little of a processor
 // from what is waited for, and not so long that a test is slower for it.
@@ -30,4 +30,4 @@ bool WaitUntil(Condition condition, std::chrono::milliseconds limit = kLongWait)
   }
 }
 
-}  // namespace moorlak::machine
+}  // namespace moorlak
