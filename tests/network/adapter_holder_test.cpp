@@ -185,7 +185,7 @@ class SetUpAside {
   SetUpAside& operator=(const SetUpAside&) = delete;
   ~SetUpAside() { thread.join(); }
 
-  bool Returns() const { return WaitForSingleObject(returned.Get(), 30'000) == WAIT_OBJECT_0; }
+  bool Returns() const { return WaitForSingleObject(returned.Get(), kLongWaitMs) == WAIT_OBJECT_0; }
   bool open = false;
 
  private:
@@ -223,7 +223,7 @@ TEST_F(AdapterHolder, ANetworkListThatDoesNotReplyIsNotWaitedForAndNamesTheProfi
       const HeldCall held(call);
       const SetUpAside setUp(holder);
       EXPECT_TRUE(setUp.Returns()) << call;
-      EXPECT_TRUE(lab::WaitForBreak(30'000)) << call;
+      EXPECT_TRUE(lab::WaitForBreak(kLongWaitMs)) << call;
       EXPECT_EQ(NetworkName("{1}"), "Moorlak") << call;
       ClearFaults();
       lab::ReleaseBreak();

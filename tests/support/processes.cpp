@@ -10,8 +10,6 @@
 namespace moorlak {
 namespace {
 
-constexpr DWORD kPatienceMs = 30'000;
-
 // Wine still lists some processes that have ended.
 bool IsAlive(DWORD id) {
   const KernelHandle process(OpenProcess(SYNCHRONIZE, FALSE, id));
@@ -61,7 +59,7 @@ void KillProcess(DWORD id) {
   const KernelHandle process(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, id));
   ASSERT_TRUE(process) << GetLastError();
   EXPECT_TRUE(TerminateProcess(process.Get(), 1));
-  EXPECT_EQ(WaitForSingleObject(process.Get(), kPatienceMs), WAIT_OBJECT_0);
+  EXPECT_EQ(WaitForSingleObject(process.Get(), kLongWaitMs), WAIT_OBJECT_0);
 }
 
 }  // namespace moorlak

@@ -9,6 +9,7 @@
 namespace moorlak {
 
 inline constexpr std::chrono::seconds kLongWait{120};
+inline constexpr DWORD kLongWaitMs = 120'000;
 
 // The pause before the next look: four times as long as the last look took, so that looking takes little of a processor
 // from what is waited for, and not so long that a test is slower for it.

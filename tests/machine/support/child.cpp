@@ -6,6 +6,7 @@
 
 #include "base/durable_file.h"
 #include "support/files.h"
+#include "support/wait.h"
 
 namespace moorlak::machine {
 namespace {
@@ -63,7 +64,7 @@ std::string Output(const Child& child) {
 
 void Kill(Child& child) {
   TerminateProcess(child.process.Get(), 1);
-  WaitForSingleObject(child.process.Get(), 30'000);
+  WaitForSingleObject(child.process.Get(), kLongWaitMs);
 }
 
 std::string RunProgram(const std::wstring& commandLine, DWORD& exitCode) {

@@ -192,7 +192,7 @@ EngineProcess WaitForQuery(DWORD parentId) {
 }
 
 bool WaitForEnd(const EngineProcess& engine) {
-  return WaitForSingleObject(engine.process.Get(), 30'000) == WAIT_OBJECT_0;
+  return WaitForSingleObject(engine.process.Get(), kLongWaitMs) == WAIT_OBJECT_0;
 }
 
 void KillEngine(const EngineProcess& engine) {

@@ -11,11 +11,12 @@
 
 #include "base/handle.h"
 #include "ipc/wire_format.h"
+#include "support/wait.h"
 
 namespace moorlak::machine {
 
 // Opens the pipe. Waits while it is busy and between two instances. Empty if the limit is reached.
-KernelHandle ConnectPipe(std::chrono::milliseconds limit = std::chrono::seconds(30));
+KernelHandle ConnectPipe(std::chrono::milliseconds limit = kLongWait);
 
 // Id of the process at the other end of the connection.
 DWORD ServerOf(HANDLE pipe);

@@ -83,7 +83,7 @@ void StopTunnelService() {
   if (!process || WaitForSingleObject(process.Get(), 0) == WAIT_OBJECT_0) return;
   ControlTunnelService(SERVICE_CONTROL_STOP);
   EXPECT_TRUE(WaitForServiceState(SERVICE_STOPPED));
-  EXPECT_EQ(WaitForSingleObject(process.Get(), 30'000), WAIT_OBJECT_0);
+  EXPECT_EQ(WaitForSingleObject(process.Get(), kLongWaitMs), WAIT_OBJECT_0);
   // A service that dies during a stop is reported as stopped, too.
   DWORD exitCode = STILL_ACTIVE;
   EXPECT_TRUE(GetExitCodeProcess(process.Get(), &exitCode));
@@ -137,7 +137,7 @@ void KillTunnelService() {
   ASSERT_TRUE(process);
   ASSERT_TRUE(TerminateProcess(process.Get(), 1));
   // Wine's service control manager reports "running" until the next start.
-  ASSERT_EQ(WaitForSingleObject(process.Get(), 30'000), WAIT_OBJECT_0);
+  ASSERT_EQ(WaitForSingleObject(process.Get(), kLongWaitMs), WAIT_OBJECT_0);
 }
 
 bool ServiceChecksItsHeap() {
