@@ -22,6 +22,10 @@ std::vector<std::filesystem::path> InstallItems(const SearchBases& bases, const 
 // The log line for one of them; the path is UTF-8.
 std::string ChangeableLine(std::string_view path);
 
+// Whether the file or folder, or what it leads to if it is a link, is owned by or can be changed by others, as below.
+// False if that cannot be read.
+bool IsOpenToOthers(const std::wstring& path);
+
 // Logs a warning for each file or folder of the installation (InstallItems) that is owned by, or can be
 // changed by, anyone but LocalSystem, Windows' installer, the administrators and the user this process runs as
 // (base/object_trust.h); once per process for each. Called before the first recovery and before each launch of an

@@ -38,12 +38,6 @@ ObjectFacts FactsOf(const std::wstring& path, bool throughLinks) {
   return object ? ReadFacts(object.Get()) : ObjectFacts{};
 }
 
-bool IsOpenToOthers(const std::wstring& path) {
-  const ObjectFacts facts = FactsOf(path, false);
-  return CanOthersChange(facts, OwnUserSid()) ||
-         (facts.isReparsePoint && CanOthersChange(FactsOf(path, true), OwnUserSid()));
-}
-
 void LookAtItems() {
   const auto exists = [](const std::filesystem::path& path) { return std::filesystem::exists(path); };
   for (const std::filesystem::path& item : InstallItems(BasesOfThisProcess(), ExecutablePath(), exists)) {
@@ -53,6 +47,12 @@ void LookAtItems() {
 }
 
 }  // namespace
+
+bool IsOpenToOthers(const std::wstring& path) {
+  const ObjectFacts facts = FactsOf(path, false);
+  return CanOthersChange(facts, OwnUserSid()) ||
+         (facts.isReparsePoint && CanOthersChange(FactsOf(path, true), OwnUserSid()));
+}
 
 void LogWhatOthersCanChange() noexcept {
   Guarded(LookAtItems);

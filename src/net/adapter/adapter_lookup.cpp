@@ -55,14 +55,7 @@ AdapterInfo PlainAdapter(const IP_ADAPTER_ADDRESSES& adapter) {
 // Memory aligned for the records in it.
 using AdapterBuffer = std::vector<std::max_align_t>;
 
-AdapterList PlainAdapters(const AdapterBuffer& buffer) {
-  AdapterList adapters;
-  const auto* adapter = reinterpret_cast<const IP_ADAPTER_ADDRESSES*>(buffer.data());
-  for (; adapter != nullptr; adapter = adapter->Next) adapters.push_back(PlainAdapter(*adapter));
-  return adapters;
-}
-
-std::optional<AdapterList> Read(ULONG family, ULONG flags) {
+bool Visit(ULONG family, ULONG flags, const AdapterVisitor& visit) {
   ULONG size = 0;
   ULONG answer = GetAdaptersAddresses(family, flags, nullptr, nullptr, &size);
   for (int reads = 0; answer == ERROR_BUFFER_OVERFLOW && reads < kMaxReads; ++reads) {
@@ -70,9 +63,17 @@ std::optional<AdapterList> Read(ULONG family, ULONG flags) {
     size = static_cast<ULONG>(buffer.size() * sizeof(std::max_align_t));
     auto* adapters = reinterpret_cast<IP_ADAPTER_ADDRESSES*>(buffer.data());
     answer = GetAdaptersAddresses(family, flags, nullptr, adapters, &size);
-    if (answer == ERROR_SUCCESS) return PlainAdapters(buffer);
+    if (answer != ERROR_SUCCESS) continue;
+    for (; adapters != nullptr; adapters = adapters->Next) visit(*adapters);
+    return true;
   }
-  return std::nullopt;
+  return false;
+}
+
+std::optional<AdapterList> Read(ULONG family, ULONG flags) {
+  AdapterList adapters;
+  const auto add = [&](const IP_ADAPTER_ADDRESSES& adapter) { adapters.push_back(PlainAdapter(adapter)); };
+  return Visit(family, flags, add) ? std::optional(std::move(adapters)) : std::nullopt;
 }
 
 std::optional<AdapterInfo> FindOurs() {
@@ -91,6 +92,10 @@ std::vector<uint32_t> OwnAdapterIndexes() {
 }
 
 }  // namespace
+
+bool VisitAdapters(uint32_t family, uint32_t flags, const AdapterVisitor& visit) noexcept {
+  return Guarded(false, [&] { return Visit(family, flags, visit); });
+}
 
 std::optional<AdapterList> ReadAdapters(uint32_t family, uint32_t flags) noexcept {
   return Guarded(std::nullopt, [=] { return Read(family, flags); });

@@ -3,11 +3,15 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "base/ipv4.h"
+
+// Of the system's iptypes.h, IP_ADAPTER_ADDRESSES.
+struct _IP_ADAPTER_ADDRESSES_LH;
 
 namespace moorlak {
 
@@ -37,6 +41,12 @@ struct AdapterInfo {
 // With addresses, without multicast addresses and name servers: GAA_FLAG_SKIP_MULTICAST, GAA_FLAG_SKIP_DNS_SERVER and
 // GAA_FLAG_INCLUDE_PREFIX.
 inline constexpr uint32_t kAddressesOnlyFlags = 28;
+
+// Calls the visitor with each record that GetAdaptersAddresses lists for a family (AF_INET, AF_INET6, AF_UNSPEC) and
+// GAA_FLAG_… flags, in the system's order; the record is valid during the call. False if the list cannot be read, or if
+// the visitor throws. A list that grows between the calls is read again.
+using AdapterVisitor = std::function<void(const _IP_ADAPTER_ADDRESSES_LH&)>;
+bool VisitAdapters(uint32_t family, uint32_t flags, const AdapterVisitor& visit) noexcept;
 
 // What GetAdaptersAddresses lists for a family (AF_INET, AF_INET6, AF_UNSPEC) and GAA_FLAG_… flags, in the system's
 // order. nullopt if it cannot be read: the call for the size must request a larger buffer, and the call for the list

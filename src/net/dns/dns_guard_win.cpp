@@ -7,16 +7,12 @@
 #include "base/utf.h"
 #include "net/dns/dns_guard.h"
 #include "net/wfp/filter_set.h"
+#include "net/wfp/own_keys.h"
 
 namespace moorlak {
 
 constexpr FilterSetKind kDnsGuardFilters{
-    {{0x6D6F6F72, 0x444E, 0x5301, {0x47, 0x55, 0x41, 0x52, 0x44, 0x4D, 0x4C, 0x31}},
-     L"Moorlak",
-     {0x6D6F6F72, 0x444E, 0x5300, {0x47, 0x55, 0x41, 0x52, 0x44, 0x4D, 0x4C, 0x31}},
-     L"Moorlak DNS Guard",
-     32768,
-     false},
+    {kGuardProviderKey, L"Moorlak", kGuardSublayerKey, L"Moorlak DNS Guard", 32768, false},
     "dns-guard",
     "filters/provider/sublayer"};
 

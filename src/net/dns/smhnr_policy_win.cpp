@@ -7,6 +7,7 @@
 #include "base/handle.h"
 #include "base/log.h"
 #include "base/standard_error.h"
+#include "net/dns/policy_values.h"
 #include "net/dns/smhnr_policy.h"
 
 namespace moorlak {
@@ -16,15 +17,6 @@ constexpr wchar_t kBackupName[] = L"smhnr_restore.v1";
 constexpr wchar_t kMarkerName[] = L"smhnr_session_owned.flag";
 constexpr size_t kMaxBackupBytes = 4096;
 constexpr DWORD kInForce = 1;
-
-// "DNSClient" policy from the "ADMX_DnsClient" page of Microsoft Learn, and the resolver service's own parameter.
-struct PolicyValue {
-  const wchar_t* key;
-  const wchar_t* name;
-};
-constexpr PolicyValue kSmart{L"SOFTWARE\\Policies\\Microsoft\\Windows NT\\DNSClient", L"DisableSmartNameResolution"};
-constexpr PolicyValue kParallel{L"SYSTEM\\CurrentControlSet\\Services\\Dnscache\\Parameters",
-                                L"DisableParallelAandAAAA"};
 
 RegistryKey OpenPolicyKey(const PolicyValue& value, REGSAM access) {
   RegistryKey key;
@@ -73,8 +65,8 @@ void PutBack(const PolicyValue& value, bool had, uint32_t number) {
 }
 
 void PutBackBoth(const SmhnrBackup& backup) {
-  PutBack(kSmart, backup.hadSmart, backup.smartValue);
-  PutBack(kParallel, backup.hadParallel, backup.parallelValue);
+  PutBack(kSmartResolution, backup.hadSmart, backup.smartValue);
+  PutBack(kParallelQueries, backup.hadParallel, backup.parallelValue);
 }
 
 // Without a backup the earlier value is unknown. A value that the user has changed since is left alone.
@@ -109,13 +101,13 @@ bool HasMarker() {
 
 void ApplyLocked(ResolverPolicy& policy) REQUIRES(policy.lock) {
   policy.session = {};
-  const std::optional<DWORD> smart = ReadEarlier(kSmart);
-  const std::optional<DWORD> parallel = ReadEarlier(kParallel);
+  const std::optional<DWORD> smart = ReadEarlier(kSmartResolution);
+  const std::optional<DWORD> parallel = ReadEarlier(kParallelQueries);
   policy.session = {true, smart.has_value(), smart.value_or(0), parallel.has_value(), parallel.value_or(0)};
   // Both files are written before the first value changes, so a kill in between does not lose the user's values.
   PersistLocked(policy);
-  SetPolicy(kSmart);
-  SetPolicy(kParallel);
+  SetPolicy(kSmartResolution);
+  SetPolicy(kParallelQueries);
   WriteLogLine("dns-guard: SMHNR / parallel DNS disabled for tunnel session");
 }
 
@@ -146,8 +138,8 @@ void RecoverLocked(ResolverPolicy& policy) REQUIRES(policy.lock) {
     WriteLogLine("dns-guard: skip force-clear SMHNR — no Moorlak session marker");
     return;
   }
-  ClearOurs(kSmart);
-  ClearOurs(kParallel);
+  ClearOurs(kSmartResolution);
+  ClearOurs(kParallelQueries);
   DeleteRecoveryFile(kMarkerName);
   WriteLogLine("dns-guard: force-cleared orphaned SMHNR session keys");
 }

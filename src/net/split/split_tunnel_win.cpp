@@ -11,17 +11,13 @@
 #include "base/utf.h"
 #include "net/split/split_tunnel.h"
 #include "net/wfp/filter_set.h"
+#include "net/wfp/own_keys.h"
 #include "text/base_name.h"
 
 namespace moorlak {
 
 constexpr FilterSetKind kSplitTunnelFilters{
-    {{0x4D6F6F72, 0x5350, 0x5401, {0x53, 0x54, 0x4D, 0x4F, 0x4F, 0x52, 0x4C, 0x41}},
-     L"Moorlak",
-     {0x4D6F6F72, 0x5350, 0x5400, {0x53, 0x54, 0x4D, 0x4F, 0x4F, 0x52, 0x4C, 0x41}},
-     L"Moorlak Split Tunnel",
-     32769,
-     true},
+    {kSplitProviderKey, L"Moorlak", kSplitSublayerKey, L"Moorlak Split Tunnel", 32769, true},
     "split-tunnel",
     "objects"};
 
