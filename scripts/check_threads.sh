@@ -7,6 +7,6 @@
 source "$(dirname "$0")/common.sh"
 
 cd "$ROOT"
-found=$(git ls-files 'src/*.h' 'src/*.cpp' 'client/*.h' 'client/*.cpp' 'lab/*.h' 'lab/*.cpp' ':!src/base/detached_thread.h' |
+found=$(git ls-files 'src/*.h' 'src/*.cpp' 'client/*.h' 'client/*.cpp' 'inspect/*.h' 'inspect/*.cpp' 'lab/*.h' 'lab/*.cpp' ':!src/base/detached_thread.h' |
     xargs grep -nE '\b(thread_local|__thread)\b|detach\(\)' | grep -vE '^[^:]+:[0-9]+: *//' || true)
 [ -z "$found" ] || { printf '%s\n' "$found"; exit 1; }

@@ -30,7 +30,7 @@ shell_words=("${core_words[@]}" --extra-arg=--target=x86_64-w64-windows-gnu "--e
     "--extra-arg=-isystem$mingw_headers/x86_64-w64-mingw32")
 
 files_of() {
-    jq -r '.[].file' "$1/compile_commands.json" | grep -E "^$ROOT/(src|client)/" | LC_ALL=C sort -u
+    jq -r '.[].file' "$1/compile_commands.json" | grep -E "^$ROOT/(src|client|inspect)/" | LC_ALL=C sort -u
 }
 
 # What is the same for all files: the checks, the program, where clang's own and the system's headers come from.

@@ -34,7 +34,7 @@ variables() {
 mapfile -t sizes < <(unit_sizes)
 mapfile -t source < <(git ls-files 'src/*.h' 'src/*.cpp')
 mapfile -t bodies < <(git ls-files 'src/*.cpp')
-mapfile -t product < <(git ls-files 'src/*.h' 'src/*.cpp' 'client/*.h' 'client/*.cpp')
+mapfile -t product < <(git ls-files 'src/*.h' 'src/*.cpp' 'client/*.h' 'client/*.cpp' 'inspect/*.h' 'inspect/*.cpp')
 mapfile -t tests < <(git ls-files 'tests/*.h' 'tests/*.cpp')
 under=0
 for size in "${sizes[@]}"; do [ "$size" -ge 60 ] || under=$((under + 1)); done

@@ -7,10 +7,11 @@ source "$ROOT/scripts/test_steps.sh"
 
 mkdir -p "$BUILD"
 if [ "${1:-}" = --quick ]; then
-    step "building the native tests" build_preset native-asan moorlak_core_tests moorlak_client_tests
+    step "building the native tests" build_preset native-asan moorlak_core_tests moorlak_client_tests moorlak_inspect_tests
     native_suite "core, natively under ASan and UBSan" native-asan/tests/moorlak_core_tests 2
     later busy check "format" "$ROOT/scripts/check_format.sh"
     native_suite "client, natively under ASan and UBSan" native-asan/tests/moorlak_client_tests
+    native_suite "the reader's findings, natively under ASan and UBSan" native-asan/tests/moorlak_inspect_tests
     run_steps
     finish
     exit
@@ -21,11 +22,11 @@ fi
 
 step "installing packages" install_packages
 step "building the native tests" build_preset native-asan \
-    moorlak_core_tests moorlak_scanner_tests moorlak_client_tests moorlak_prepare moorlak_prepare_tests moorlak_lab_tests \
+    moorlak_core_tests moorlak_scanner_tests moorlak_client_tests moorlak_inspect_tests moorlak_prepare moorlak_prepare_tests moorlak_lab_tests \
     moorlak_lab_program_tests config_meta_fuzzer vpn_config_fuzzer engine_counters_fuzzer dns_restore_fuzzer \
     smhnr_restore_fuzzer ipconfig_fuzzer file_settings_fuzzer object_trust_fuzzer
 step "building the Windows tests" build_preset windows-debug \
-    moorlak_core_tests moorlak_client_tests moorlak_shell_tests test_child moorlak_lab_tests \
+    moorlak_core_tests moorlak_client_tests moorlak_inspect_tests moorlak_shell_tests test_child moorlak_lab_tests \
     moorlak_lab_program_tests moorlak_network_tests moorlak_service moorlakctl
 # The demonstration's targets with them, so that it has nothing to build while tests run.
 step "building the programs as shipped" build_preset windows-release \
@@ -55,6 +56,7 @@ later busy check "clang-tidy, shell" env MOORLAK_TIDY_JOBS=1 "$ROOT/scripts/chec
 native_suite "core, natively under ASan and UBSan" native-asan/tests/moorlak_core_tests
 native_suite "scanners against std::regex, natively" native-asan/tests/moorlak_scanner_tests 2
 native_suite "client, natively under ASan and UBSan" native-asan/tests/moorlak_client_tests
+native_suite "the reader's findings, natively under ASan and UBSan" native-asan/tests/moorlak_inspect_tests
 native_suite "moorlak-prepare, natively under ASan and UBSan" native-asan/tests/moorlak_prepare_tests
 native_suite "simulated machine, natively under ASan and UBSan" native-asan/tests/unit/lab/moorlak_lab_tests
 native_suite "its console programs, natively under ASan and UBSan" \
@@ -73,6 +75,7 @@ later busy check "replay of the fuzzers' inputs" replay_corpora native-asan
 later busy check "the configuration benchmark runs" "$ROOT/scripts/bench_config.sh" --smoke
 wine_suite busy "core, as a Windows program" windows-debug/tests/moorlak_core_tests.exe
 wine_suite busy "client, as a Windows program" windows-debug/tests/moorlak_client_tests.exe
+wine_suite busy "the reader's findings, as a Windows program" windows-debug/tests/moorlak_inspect_tests.exe
 wine_suite busy "simulated machine, under Wine" windows-debug/tests/unit/lab/moorlak_lab_tests.exe
 wine_suite busy "its console programs, under Wine" windows-debug/tests/unit/lab/programs/moorlak_lab_program_tests.exe
 run_steps
