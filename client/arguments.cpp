@@ -13,12 +13,13 @@ struct CommandEntry {
   bool takesConfiguration;
 };
 
-constexpr std::array<CommandEntry, 6> kCommands{{{"ping", ClientCommand::Ping, false},
+constexpr std::array<CommandEntry, 7> kCommands{{{"ping", ClientCommand::Ping, false},
                                                  {"start", ClientCommand::Start, true},
                                                  {"stop", ClientCommand::Stop, false},
                                                  {"status", ClientCommand::Status, false},
                                                  {"logs", ClientCommand::Logs, false},
-                                                 {"prepare", ClientCommand::Prepare, true}}};
+                                                 {"prepare", ClientCommand::Prepare, true},
+                                                 {"doctor", ClientCommand::Doctor, false}}};
 
 struct OptionEntry {
   std::string_view name;
@@ -26,9 +27,10 @@ struct OptionEntry {
   bool Arguments::*field;
 };
 
-constexpr std::array<OptionEntry, 6> kOptions{{{"--proxy", ClientCommand::Start, &Arguments::proxyMode},
+constexpr std::array<OptionEntry, 7> kOptions{{{"--proxy", ClientCommand::Start, &Arguments::proxyMode},
                                                {"--json", ClientCommand::Status, &Arguments::json},
                                                {"--watch", ClientCommand::Status, &Arguments::watch},
+                                               {"--json", ClientCommand::Doctor, &Arguments::json},
                                                {"--follow", ClientCommand::Logs, &Arguments::follow},
                                                {"--meta", ClientCommand::Prepare, &Arguments::meta},
                                                {"--log", ClientCommand::Prepare, &Arguments::log}}};

@@ -6,7 +6,7 @@
 
 namespace moorlak::client {
 
-enum class ClientCommand { None, Ping, Start, Stop, Status, Logs, Prepare };
+enum class ClientCommand { None, Ping, Start, Stop, Status, Logs, Prepare, Doctor };
 
 struct Arguments {
   ClientCommand command = ClientCommand::None;
@@ -17,8 +17,9 @@ struct Arguments {
   bool proxyMode = false;
   // start, prepare: path of the configuration, "-" for standard input.
   std::string file;
-  // status
+  // status, doctor
   bool json = false;
+  // status
   bool watch = false;
   // logs
   bool follow = false;

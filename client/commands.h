@@ -13,6 +13,8 @@ ExitCode RunStatus(Console& console, const Arguments& arguments);
 ExitCode RunLogs(Console& console, const Arguments& arguments);
 // Needs no service. In prepare_command.cpp.
 ExitCode RunPrepare(Console& console, const Arguments& arguments);
+// Needs no service, and changes nothing. In doctor_command.cpp.
+ExitCode RunDoctor(Console& console, const Arguments& arguments);
 // Stays in the foreground for as long as the session lasts. In start_command.cpp.
 ExitCode RunStart(Console& console, const Arguments& arguments);
 

@@ -25,6 +25,8 @@ enum class ExitCode {
   StoppedByOthers = 9,
   // The control pipe belongs to a program that is not the service.
   Impostor = 10,
+  // `doctor`: something is wrong with this machine.
+  Unwell = 11,
 };
 
 }  // namespace moorlak::client

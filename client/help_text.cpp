@@ -15,11 +15,14 @@ Usage:
   moorlakctl prepare [--meta] [--log] FILE|-
                                         show what a start would make of a
                                         configuration
+  moorlakctl doctor [--json]            look for what is wrong with this
+                                        computer
   moorlakctl COMMAND --help             explain one command
   moorlakctl --help | --version
 
 moorlakctl.exe must lie in the folder of the service program: the service
-answers no other program. "prepare" and "logs" ask nothing of the service.
+answers no other program. "prepare", "logs" and "doctor" ask nothing of the
+service.
 
 Results go to standard output, messages to standard error. Both are UTF-8
 with plain line feeds when they are redirected.
@@ -36,6 +39,7 @@ Exit codes:
   8  Windows denies this account access to the service
   9  somebody else ended the session (start)
   10  the control pipe belongs to a program that is not the service
+  11  something is wrong with this computer (doctor)
 )";
 
 constexpr std::string_view kPingHelp =
@@ -146,6 +150,27 @@ Exit codes: 0 done, 2 wrong command line or an unusable configuration file,
 7 standard output cannot be written or the program itself failed.
 )";
 
+constexpr std::string_view kDoctorHelp =
+    R"(Usage: moorlakctl doctor [--json]
+
+Looks for what is wrong with this computer as far as the product depends on
+it: service, files and their rights, adapters, routes, name servers, filters,
+policy, system proxy, leftovers of an earlier session, other tunnels. It only
+reads. Run it as an administrator: some parts cannot be read otherwise.
+
+Prints one line for each check: "ok", or what is wrong, what it causes and
+what to do.
+
+  --json    print one JSON object on one line:
+            {"ok":false,"findings":[{"check":"dns","ok":false,
+            "wrong":"...","causes":"...","remedy":"..."}]}
+            A finding without a fault has only "check" and "ok"; some have a
+            "note". Fields and checks may be added later.
+
+Exit codes: 0 nothing is wrong, 11 something is, 2 wrong command line,
+7 standard output cannot be written or the program itself failed.
+)";
+
 }  // namespace
 
 std::string_view HelpText(ClientCommand command) {
@@ -162,6 +187,8 @@ std::string_view HelpText(ClientCommand command) {
       return kLogsHelp;
     case ClientCommand::Prepare:
       return kPrepareHelp;
+    case ClientCommand::Doctor:
+      return kDoctorHelp;
     case ClientCommand::None:
       break;
   }

@@ -33,6 +33,8 @@ ExitCode RunCommand(Console& console, const Arguments& arguments) {
       return RunLogs(console, arguments);
     case ClientCommand::Prepare:
       return RunPrepare(console, arguments);
+    case ClientCommand::Doctor:
+      return RunDoctor(console, arguments);
     case ClientCommand::None:
       break;
   }

@@ -2,7 +2,7 @@
 # check_programs.sh BINARIES: the shipped programs need nothing beside Windows and carry its protections.
 source "$(dirname "$0")/common.sh"
 # Libraries of Windows itself.
-WINDOWS='advapi32|fwpuclnt|iphlpapi|kernel32|msvcrt|ntdll|ole32|oleaut32|setupapi|shell32|user32|winhttp|wininet|ws2_32|api-ms-win-.*'
+WINDOWS='advapi32|fwpuclnt|iphlpapi|kernel32|msvcrt|ntdll|ole32|oleaut32|setupapi|shell32|user32|version|winhttp|wininet|ws2_32|api-ms-win-.*'
 status=0
 for program in "$1/src/moorlak_service.exe" "$1/client/moorlakctl.exe"; do
     dump=$(x86_64-w64-mingw32-objdump -p "$program")

@@ -79,7 +79,7 @@ lab_install_server() {
 lab_install_session() {
     local prefix=$1 binaries=$2 engine=$3 folder="$1/drive_c/Program Files/Moorlak" file
     install_product "$prefix" "$binaries" "$engine"
-    lab_install "$prefix" "$binaries" moorlak_service.exe
+    lab_install "$prefix" "$binaries" moorlak_service.exe moorlakctl.exe
     for file in "$binaries"/lab/programs/{tun2socks,machine_link}.exe "$binaries/lab/stand_in/wintun.dll"; do
         lab_copy "$file" "$folder/xray"
     done

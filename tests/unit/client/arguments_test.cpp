@@ -97,6 +97,14 @@ TEST(Arguments, StatusAndLogsTakeTheirOptions) {
   EXPECT_TRUE(Accepted({"logs", "--follow"}).follow);
 }
 
+TEST(Arguments, DoctorTakesItsOption) {
+  EXPECT_EQ(Accepted({"doctor"}).command, ClientCommand::Doctor);
+  EXPECT_FALSE(Accepted({"doctor"}).json);
+  EXPECT_TRUE(Accepted({"doctor", "--json"}).json);
+  EXPECT_EQ(ErrorOf({"doctor", "--watch"}), "\"doctor\" has no option \"--watch\".");
+  EXPECT_EQ(ErrorOf({"doctor", "now"}), "Unexpected argument \"now\".");
+}
+
 TEST(Arguments, HelpIsOfTheCommandAndWinsOverErrors) {
   EXPECT_TRUE(Accepted({"--help"}).help);
   EXPECT_EQ(Accepted({"--help"}).command, ClientCommand::None);
