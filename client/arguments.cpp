@@ -13,13 +13,14 @@ struct CommandEntry {
   bool takesConfiguration;
 };
 
-constexpr std::array<CommandEntry, 7> kCommands{{{"ping", ClientCommand::Ping, false},
+constexpr std::array<CommandEntry, 8> kCommands{{{"ping", ClientCommand::Ping, false},
                                                  {"start", ClientCommand::Start, true},
                                                  {"stop", ClientCommand::Stop, false},
                                                  {"status", ClientCommand::Status, false},
                                                  {"logs", ClientCommand::Logs, false},
                                                  {"prepare", ClientCommand::Prepare, true},
-                                                 {"doctor", ClientCommand::Doctor, false}}};
+                                                 {"doctor", ClientCommand::Doctor, false},
+                                                 {"reset", ClientCommand::Reset, false}}};
 
 struct OptionEntry {
   std::string_view name;

@@ -6,7 +6,7 @@
 
 namespace moorlak::client {
 
-enum class ClientCommand { None, Ping, Start, Stop, Status, Logs, Prepare, Doctor };
+enum class ClientCommand { None, Ping, Start, Stop, Status, Logs, Prepare, Doctor, Reset };
 
 struct Arguments {
   ClientCommand command = ClientCommand::None;

@@ -15,6 +15,8 @@ ExitCode RunLogs(Console& console, const Arguments& arguments);
 ExitCode RunPrepare(Console& console, const Arguments& arguments);
 // Needs no service, and changes nothing. In doctor_command.cpp.
 ExitCode RunDoctor(Console& console, const Arguments& arguments);
+// For when the service is stopped or broken: puts back what a session left. In reset_command.cpp.
+ExitCode RunReset(Console& console);
 // Stays in the foreground for as long as the session lasts. In start_command.cpp.
 ExitCode RunStart(Console& console, const Arguments& arguments);
 

@@ -27,6 +27,8 @@ enum class ExitCode {
   Impostor = 10,
   // `doctor`: something is wrong with this machine.
   Unwell = 11,
+  // `reset`: the service runs, or the command is not elevated; nothing was changed.
+  ResetRefused = 12,
 };
 
 }  // namespace moorlak::client

@@ -17,6 +17,8 @@ Usage:
                                         configuration
   moorlakctl doctor [--json]            look for what is wrong with this
                                         computer
+  moorlakctl reset                      put back what a session has left, while
+                                        the service is stopped
   moorlakctl COMMAND --help             explain one command
   moorlakctl --help | --version
 
@@ -40,6 +42,7 @@ Exit codes:
   9  somebody else ended the session (start)
   10  the control pipe belongs to a program that is not the service
   11  something is wrong with this computer (doctor)
+  12  the service runs, or the command is not elevated (reset)
 )";
 
 constexpr std::string_view kPingHelp =
@@ -171,6 +174,21 @@ Exit codes: 0 nothing is wrong, 11 something is, 2 wrong command line,
 7 standard output cannot be written or the program itself failed.
 )";
 
+constexpr std::string_view kResetHelp =
+    R"(Usage: moorlakctl reset
+
+Puts back what a session has left on this computer, as the service does at
+its start: leftover engines, routes, filters, policy, name servers, adapters.
+For when the service is stopped and cannot be started. Needs an elevated
+prompt and the service's program next to this one.
+
+Prints what was wrong, and which facts have changed: "-" before one that is
+gone, "+" before a new one. The tunnel log has every step.
+
+Exit codes: 0 done, 12 nothing was changed, because the service runs or the
+command is not elevated, 2 wrong command line, 7 the recovery failed.
+)";
+
 }  // namespace
 
 std::string_view HelpText(ClientCommand command) {
@@ -189,6 +207,8 @@ std::string_view HelpText(ClientCommand command) {
       return kPrepareHelp;
     case ClientCommand::Doctor:
       return kDoctorHelp;
+    case ClientCommand::Reset:
+      return kResetHelp;
     case ClientCommand::None:
       break;
   }

@@ -35,6 +35,8 @@ ExitCode RunCommand(Console& console, const Arguments& arguments) {
       return RunPrepare(console, arguments);
     case ClientCommand::Doctor:
       return RunDoctor(console, arguments);
+    case ClientCommand::Reset:
+      return RunReset(console);
     case ClientCommand::None:
       break;
   }

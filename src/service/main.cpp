@@ -2,13 +2,14 @@
 #include "service/console_host.h"
 #include "service/hardening.h"
 #include "service/process_host.h"
+#include "service/recovery_run.h"
 #include "service/service_host.h"
 #include "text/letter_case.h"
 
 namespace {
 
-bool WantsConsole(int argumentCount, wchar_t** arguments) {
-  return argumentCount > 1 && moorlak::EqualFolded(arguments[1], L"--console");
+bool Wants(const wchar_t* word, int argumentCount, wchar_t** arguments) {
+  return argumentCount > 1 && moorlak::EqualFolded(arguments[1], word);
 }
 
 }  // namespace
@@ -18,8 +19,10 @@ int wmain(int argumentCount, wchar_t** arguments) {
   moorlak::HardenProcess();
   moorlak::TrustEveryCaller();
   moorlak::RunThreadBody("main", [&] {
-    if (WantsConsole(argumentCount, arguments)) {
+    if (Wants(L"--console", argumentCount, arguments)) {
       moorlak::RunInConsole();
+    } else if (Wants(L"--recover", argumentCount, arguments)) {
+      exitCode = moorlak::RunRecoveryOnly();
     } else {
       exitCode = moorlak::RunAsService();
     }

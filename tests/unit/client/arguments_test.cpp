@@ -105,6 +105,12 @@ TEST(Arguments, DoctorTakesItsOption) {
   EXPECT_EQ(ErrorOf({"doctor", "now"}), "Unexpected argument \"now\".");
 }
 
+TEST(Arguments, ResetIsAlone) {
+  EXPECT_EQ(Accepted({"reset"}).command, ClientCommand::Reset);
+  EXPECT_EQ(ErrorOf({"reset", "--json"}), "\"reset\" has no option \"--json\".");
+  EXPECT_EQ(ErrorOf({"reset", "now"}), "Unexpected argument \"now\".");
+}
+
 TEST(Arguments, HelpIsOfTheCommandAndWinsOverErrors) {
   EXPECT_TRUE(Accepted({"--help"}).help);
   EXPECT_EQ(Accepted({"--help"}).command, ClientCommand::None);

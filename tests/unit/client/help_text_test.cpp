@@ -11,7 +11,7 @@ namespace {
 
 constexpr ClientCommand kAll[] = {ClientCommand::None,    ClientCommand::Ping,   ClientCommand::Start,
                                   ClientCommand::Stop,    ClientCommand::Status, ClientCommand::Logs,
-                                  ClientCommand::Prepare, ClientCommand::Doctor};
+                                  ClientCommand::Prepare, ClientCommand::Doctor, ClientCommand::Reset};
 
 TEST(HelpText, EachCommandHasItsOwnWithItsUsage) {
   for (const ClientCommand command : kAll) {
@@ -34,7 +34,7 @@ TEST(HelpText, FitsATerminalOfEightyColumns) {
 }
 
 TEST(HelpText, ListsEveryExitCode) {
-  for (int code = 0; code <= static_cast<int>(ExitCode::Unwell); ++code) {
+  for (int code = 0; code <= static_cast<int>(ExitCode::ResetRefused); ++code) {
     EXPECT_NE(HelpText(ClientCommand::None).find("\n  " + std::to_string(code) + "  "), std::string_view::npos) << code;
   }
 }
