@@ -3,7 +3,7 @@
 #include "inspect/findings.h"
 #include "inspect/read_machine.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 bool Print(Console& console, const std::vector<inspect::Finding>& findings, bool json) {
@@ -23,4 +23,4 @@ ExitCode RunDoctor(Console& console, const Arguments& arguments) {
   return inspect::IsAnythingWrong(findings) ? ExitCode::Unwell : ExitCode::Ok;
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

@@ -9,7 +9,7 @@
 #include "inspect/read_machine.h"
 #include "service/recovery_run.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 // "TOKEN_ELEVATION structure" on Microsoft Learn.
@@ -78,4 +78,4 @@ ExitCode RunReset(Console& console) {
   return ExitCode::Failure;
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

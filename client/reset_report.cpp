@@ -4,7 +4,7 @@
 #include "inspect/view_text.h"
 #include "process/stray_engines.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 std::vector<std::string> FactsOf(const ResetView& view) {
@@ -42,4 +42,4 @@ std::vector<std::string> ResetReport(const ResetView& before, const ResetView& n
   return lines;
 }
 
-}  // namespace moorlak
+}  // namespace moorlak::client

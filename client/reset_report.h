@@ -6,7 +6,7 @@
 
 #include "inspect/machine_view.h"
 
-namespace moorlak {
+namespace moorlak::client {
 
 // Why the recovery must not run now; empty if it may. It would undo what a running service has just done.
 std::string RefuseReset(bool isElevated, const inspect::MachineView& machine);
@@ -19,4 +19,4 @@ struct ResetView {
 // What was wrong before, and the facts that have changed: "- " before one that is gone, "+ " before a new one.
 std::vector<std::string> ResetReport(const ResetView& before, const ResetView& now);
 
-}  // namespace moorlak
+}  // namespace moorlak::client

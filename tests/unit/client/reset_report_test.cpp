@@ -4,7 +4,7 @@
 
 #include "unit/inspect/good_views.h"
 
-namespace moorlak {
+namespace moorlak::client {
 namespace {
 
 using inspect::GoodInstall;
@@ -50,4 +50,4 @@ TEST(ResetReport, SaysThatThereWasNothing) {
 }
 
 }  // namespace
-}  // namespace moorlak
+}  // namespace moorlak::client
