@@ -29,7 +29,8 @@ Faults CheckFilters(const MachineView& machine, const InstallView& install);
 Faults CheckPolicy(const MachineView& machine, const InstallView& install);
 Faults CheckProxy(const MachineView& machine, const InstallView& install);
 Faults CheckOtherTunnels(const MachineView& machine, const InstallView& install);
-Faults CheckFastStartup(const MachineView& machine, const InstallView& install);
+// Windows has it on by default, so it is no fault.
+std::string FastStartupNote(const MachineView& machine, const InstallView& install);
 
 // In install_checks.cpp
 Faults CheckService(const MachineView& machine, const InstallView& install);
@@ -38,7 +39,7 @@ Faults CheckInstallRights(const MachineView& machine, const InstallView& install
 Faults CheckDataRights(const MachineView& machine, const InstallView& install);
 Faults CheckFiles(const MachineView& machine, const InstallView& install);
 // The files' versions.
-std::string FilesNote(const InstallView& install);
+std::string FilesNote(const MachineView& machine, const InstallView& install);
 Faults CheckRecoveryFiles(const MachineView& machine, const InstallView& install);
 Faults CheckLeftoverEngines(const MachineView& machine, const InstallView& install);
 

@@ -11,9 +11,10 @@ namespace {
 
 struct Check {
   std::string_view name;
+  // Null if nothing can be wrong.
   Faults (*look)(const MachineView&, const InstallView&);
   // Null if there is nothing to add.
-  std::string (*note)(const InstallView&) = nullptr;
+  std::string (*note)(const MachineView&, const InstallView&) = nullptr;
 };
 
 constexpr std::array kChecks{Check{"reading", CheckReading},
@@ -31,7 +32,7 @@ constexpr std::array kChecks{Check{"reading", CheckReading},
                              Check{"recovery-files", CheckRecoveryFiles},
                              Check{"leftover-engines", CheckLeftoverEngines},
                              Check{"other-tunnels", CheckOtherTunnels},
-                             Check{"fast-startup", CheckFastStartup}};
+                             Check{"fast-startup", nullptr, FastStartupNote}};
 
 // A JSON string (RFC 8259, section 7).
 std::string JsonText(std::string_view text) {
@@ -62,8 +63,8 @@ std::string JsonObject(const Finding& finding) {
 std::vector<Finding> Examine(const MachineView& machine, const InstallView& install) {
   std::vector<Finding> findings;
   for (const Check& check : kChecks) {
-    const Faults faults = check.look(machine, install);
-    const std::string note = check.note != nullptr ? check.note(install) : std::string();
+    const Faults faults = check.look != nullptr ? check.look(machine, install) : Faults{};
+    const std::string note = check.note != nullptr ? check.note(machine, install) : std::string();
     if (faults.empty()) findings.push_back({check.name, {}, {}, {}, note});
     for (const Fault& fault : faults) findings.push_back({check.name, fault.wrong, fault.causes, fault.remedy, note});
   }

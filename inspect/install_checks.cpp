@@ -118,7 +118,7 @@ Faults CheckFiles(const MachineView& /*machine*/, const InstallView& install) {
   return faults;
 }
 
-std::string FilesNote(const InstallView& install) {
+std::string FilesNote(const MachineView& /*machine*/, const InstallView& install) {
   std::string note;
   for (const ProductFileView& file : install.files) {
     if (file.path.empty()) continue;

@@ -34,19 +34,15 @@ std::string Joined(const std::vector<std::string>& items) {
   return text;
 }
 
-const AdapterView* AdapterOf(const MachineView& machine, const RouteView& route) {
+const AdapterView* AdapterOf(const MachineView& machine, const SystemRoute& route) {
   const auto found = std::ranges::find(machine.adapters, route.luid, &AdapterView::luid);
   return found != machine.adapters.end() ? &*found : nullptr;
 }
 
-bool LeadsIntoOurTunnel(const MachineView& machine, const RouteView& route) {
+bool LeadsIntoOurTunnel(const MachineView& machine, const SystemRoute& route) {
   const AdapterView* adapter = AdapterOf(machine, route);
-  return route.nextHop == kTunnelGateway || (route.prefixLength == 0 && adapter != nullptr && IsOurs(*adapter));
-}
-
-bool IsRouteOf(const AddedRoute& added, const RouteView& route) {
-  return route.destination == DottedQuad(added.destination) && route.prefixLength == added.prefixLength &&
-         route.nextHop == DottedQuad(added.nextHop);
+  return route.route.nextHop == kTunnelGateway ||
+         (route.route.destination.length == 0 && adapter != nullptr && IsOurs(*adapter));
 }
 
 bool Has(const std::vector<std::string>& items, std::string_view item) {
@@ -102,8 +98,8 @@ bool IsForeignTunnel(const AdapterView& adapter) {
 }
 
 // A default route, or the lower half of all addresses, which some VPN clients use instead.
-bool LeadsEverywhere(const RouteView& route) {
-  return route.destination == "0.0.0.0" && route.prefixLength <= 1;
+bool LeadsEverywhere(const SystemRoute& route) {
+  return route.route.destination.address == kAnyIpv4 && route.route.destination.length <= 1;
 }
 
 }  // namespace
@@ -150,14 +146,13 @@ Faults CheckRoutes(const MachineView& machine, const InstallView& install) {
   std::vector<std::string> tunnel;
   std::vector<std::string> bypass;
   const RouteJournal journal = ParseRouteJournal(install.routeJournal);
-  for (const RouteView& route : machine.routes) {
-    const bool added = std::ranges::any_of(journal.added, [&](const AddedRoute& one) { return IsRouteOf(one, route); });
+  for (const SystemRoute& route : machine.routes) {
+    const bool added = std::ranges::find(journal.added, route.route) != journal.added.end();
     if (LeadsIntoOurTunnel(machine, route)) tunnel.push_back(RouteLine(machine, route));
     if (added) bypass.push_back(RouteLine(machine, route));
   }
-  for (const StoredRouteView& route : machine.storedRoutes) {
-    if (route.nextHop == kTunnelGateway)
-      tunnel.push_back(route.destination + "/" + std::to_string(route.prefixLength) + " stored for the next start");
+  for (const Ipv4Route& route : machine.storedRoutes) {
+    if (route.nextHop == kTunnelGateway) tunnel.push_back(PrefixText(route.destination) + " stored for the next start");
   }
   Faults faults;
   if (!tunnel.empty())
@@ -220,11 +215,11 @@ Faults CheckProxy(const MachineView& machine, const InstallView& /*install*/) {
 Faults CheckOtherTunnels(const MachineView& machine, const InstallView& /*install*/) {
   const AdapterView* winner = nullptr;
   std::pair<uint32_t, uint64_t> best;
-  for (const RouteView& route : machine.routes) {
+  for (const SystemRoute& route : machine.routes) {
     const AdapterView* adapter = AdapterOf(machine, route);
     if (!LeadsEverywhere(route) || adapter == nullptr || !adapter->up) continue;
     // The longer prefix wins, then the lower sum.
-    const std::pair rank(1 - route.prefixLength, uint64_t{route.metric} + adapter->ipv4Metric.value_or(0));
+    const std::pair rank(1 - route.route.destination.length, uint64_t{route.metric} + adapter->ipv4Metric.value_or(0));
     if (winner != nullptr && best <= rank) continue;
     winner = adapter;
     best = rank;
@@ -234,12 +229,9 @@ Faults CheckOtherTunnels(const MachineView& machine, const InstallView& /*instal
            "Traffic goes into that tunnel and not into ours.", "Disconnect the other VPN before a session."}};
 }
 
-Faults CheckFastStartup(const MachineView& machine, const InstallView& /*install*/) {
+std::string FastStartupNote(const MachineView& machine, const InstallView& /*install*/) {
   if (machine.fastStartup.value_or(0) == 0) return {};
-  return {{"Fast Startup is on.",
-           "A shutdown then hibernates the service together with its session: the machine stays as the session left it "
-           "until the computer is on again.",
-           "End the session before a shutdown, or switch Fast Startup off in Windows' power options."}};
+  return "on; a shutdown hibernates a session with the service, so end sessions before";
 }
 
 }  // namespace moorlak::inspect

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "net/routing/journaled_routes.h"
+
 namespace moorlak::inspect {
 
 // IfType of IP_ADAPTER_ADDRESSES ("IANA ifType-MIB").
@@ -34,26 +36,6 @@ struct AdapterView {
   std::optional<uint32_t> ipv4Metric;
   std::optional<uint32_t> ipv6Metric;
   bool operator==(const AdapterView&) const = default;
-};
-
-// An IPv4 route.
-struct RouteView {
-  std::string destination;
-  uint32_t prefixLength = 0;
-  // "0.0.0.0" if on-link.
-  std::string nextHop;
-  uint64_t luid = 0;
-  // The route's own, to which the interface's is added.
-  uint32_t metric = 0;
-  bool operator==(const RouteView&) const = default;
-};
-
-// An IPv4 route that `route -p` has stored for the next start of the system.
-struct StoredRouteView {
-  std::string destination;
-  uint32_t prefixLength = 0;
-  std::string nextHop;
-  bool operator==(const StoredRouteView&) const = default;
 };
 
 // An object of the Windows Filtering Platform that has one of the product's keys.
@@ -122,8 +104,10 @@ struct ProcessView {
 struct MachineView {
   // In the system's order.
   std::vector<AdapterView> adapters;
-  std::vector<RouteView> routes;
-  std::vector<StoredRouteView> storedRoutes;
+  // IPv4.
+  std::vector<SystemRoute> routes;
+  // IPv4 routes that `route -p` has stored for the next start of the system.
+  std::vector<Ipv4Route> storedRoutes;
   std::vector<FilterObjectView> filters;
   std::vector<PolicyValueView> policies;
   std::vector<ProxyView> proxies;

@@ -29,8 +29,8 @@ void AddAdapter(Lines& lines, const AdapterView& adapter) {
   lines.push_back(head + "metric IPv4 " + Metric(adapter.ipv4Metric) + ", IPv6 " + Metric(adapter.ipv6Metric));
 }
 
-std::string StoredRouteLine(const StoredRouteView& route) {
-  return "stored route " + route.destination + "/" + std::to_string(route.prefixLength) + " via " + route.nextHop;
+std::string StoredRouteLine(const Ipv4Route& route) {
+  return "stored route " + PrefixText(route.destination) + " via " + Ipv4Text(route.nextHop);
 }
 
 std::string PolicyLine(const PolicyValueView& policy) {
@@ -88,22 +88,26 @@ std::string RunText(ServiceRun run) {
   return "in an unknown state";
 }
 
-std::string AdapterOfRoute(const MachineView& view, const RouteView& route) {
+std::string PrefixText(const Ipv4Prefix& prefix) {
+  return Ipv4Text(prefix.address) + "/" + std::to_string(prefix.length);
+}
+
+std::string AdapterOfRoute(const MachineView& view, const SystemRoute& route) {
   const auto found = std::ranges::find(view.adapters, route.luid, &AdapterView::luid);
   return found != view.adapters.end() ? Quoted(found->name) : "(no adapter)";
 }
 
-std::string RouteLine(const MachineView& view, const RouteView& route) {
-  return route.destination + "/" + std::to_string(route.prefixLength) +
-         (route.nextHop == "0.0.0.0" ? " on-link" : " via " + route.nextHop) + " on " + AdapterOfRoute(view, route) +
-         " metric " + std::to_string(route.metric);
+std::string RouteLine(const MachineView& view, const SystemRoute& route) {
+  const Ipv4Route& way = route.route;
+  return PrefixText(way.destination) + (way.IsOnLink() ? " on-link" : " via " + Ipv4Text(way.nextHop)) + " on " +
+         AdapterOfRoute(view, route) + " metric " + std::to_string(route.metric);
 }
 
 std::vector<std::string> ViewLines(const MachineView& view) {
   Lines lines;
   for (const AdapterView& adapter : view.adapters) AddAdapter(lines, adapter);
-  for (const RouteView& route : view.routes) lines.push_back("route " + RouteLine(view, route));
-  for (const StoredRouteView& route : view.storedRoutes) lines.push_back(StoredRouteLine(route));
+  for (const SystemRoute& route : view.routes) lines.push_back("route " + RouteLine(view, route));
+  for (const Ipv4Route& route : view.storedRoutes) lines.push_back(StoredRouteLine(route));
   for (const FilterObjectView& object : view.filters)
     lines.push_back(object.kind + " " + Quoted(object.name) + " " + object.key);
   for (const PolicyValueView& policy : view.policies) lines.push_back(PolicyLine(policy));

@@ -11,11 +11,14 @@ namespace moorlak::inspect {
 // In a fixed order of the parts; within a part in the view's order. Process ids, LUIDs and ports are left out.
 std::vector<std::string> ViewLines(const MachineView& view);
 
+// "10.0.85.0/24".
+std::string PrefixText(const Ipv4Prefix& prefix);
+
 // The name of the route's adapter in quotes; "(no adapter)" if there is none.
-std::string AdapterOfRoute(const MachineView& view, const RouteView& route);
+std::string AdapterOfRoute(const MachineView& view, const SystemRoute& route);
 
 // "0.0.0.0/0 via 192.0.2.1 on "Ethernet" metric 0", or "… on-link on …".
-std::string RouteLine(const MachineView& view, const RouteView& route);
+std::string RouteLine(const MachineView& view, const SystemRoute& route);
 
 // "running", "not installed", …
 std::string RunText(ServiceRun run);

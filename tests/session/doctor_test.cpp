@@ -11,8 +11,8 @@
 #include "base/paths.h"
 #include "base/trust.h"
 #include "machine/support/service_control.h"
-#include "machine/support/wait.h"
 #include "session/support/tunnel_session.h"
+#include "support/wait.h"
 
 namespace moorlak::session {
 namespace {
@@ -21,7 +21,6 @@ namespace fs = std::filesystem;
 
 constexpr DWORD kSomethingWrong = 11;
 constexpr wchar_t kFilteringEngine[] = L"BFE";
-constexpr wchar_t kPowerKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Power";
 constexpr wchar_t kStoredRoutes[] = L"SYSTEM\\CurrentControlSet\\Services\\Tcpip\\Parameters\\PersistentRoutes";
 constexpr wchar_t kPolicyKey[] = L"SOFTWARE\\Policies\\Microsoft\\Windows NT\\DNSClient";
 constexpr wchar_t kProxyKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings";
@@ -55,14 +54,14 @@ void StartFilteringEngine() {
                                              nullptr));
   const ServiceHandle service = OpenServiceNamed(kFilteringEngine);
   StartServiceW(service.Get(), 0, nullptr);
-  EXPECT_TRUE(machine::WaitUntil([&] { return IsIn(service, SERVICE_RUNNING); }));
+  EXPECT_TRUE(WaitUntil([&] { return IsIn(service, SERVICE_RUNNING); }));
 }
 
 void StopFilteringEngine() {
   const ServiceHandle service = OpenServiceNamed(kFilteringEngine);
   SERVICE_STATUS status{};
   EXPECT_TRUE(ControlService(service.Get(), SERVICE_CONTROL_STOP, &status)) << GetLastError();
-  EXPECT_TRUE(machine::WaitUntil([&] { return IsIn(service, SERVICE_STOPPED); }));
+  EXPECT_TRUE(WaitUntil([&] { return IsIn(service, SERVICE_STOPPED); }));
 }
 
 void SetNumber(HKEY root, const wchar_t* key, const wchar_t* value, DWORD number) {
@@ -225,10 +224,6 @@ const Damage kDamages[] = {
      },
      Nothing,
      {"other-tunnels"}},
-    {"FastStartup",
-     [] { SetNumber(HKEY_LOCAL_MACHINE, kPowerKey, L"HiberbootEnabled", 1); },
-     [] { SetNumber(HKEY_LOCAL_MACHINE, kPowerKey, L"HiberbootEnabled", 0); },
-     {"fast-startup"}},
 };
 
 std::string RunDoctor(DWORD& code, const std::wstring& words = {}) {

@@ -8,7 +8,6 @@
 namespace moorlak::session {
 namespace {
 
-
 using Harness = TunnelSession;
 
 TEST_F(Harness, TheServiceSetsUpItsAdapterOnTheMachine) {

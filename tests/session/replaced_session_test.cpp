@@ -7,7 +7,6 @@
 namespace moorlak::session {
 namespace {
 
-
 class ReplacedSession : public TunnelSession {
  protected:
   void Connect() {

@@ -1,10 +1,10 @@
 // `moorlakctl reset`: puts the machine back without the service, wherever the service died.
 #include "base/handle.h"
 #include "machine/support/service_control.h"
-#include "machine/support/wait.h"
-#include "session/support/processes.h"
 #include "session/support/service_life.h"
 #include "session/support/tunnel_session.h"
+#include "support/processes.h"
+#include "support/wait.h"
 
 namespace moorlak::session {
 namespace {
@@ -30,7 +30,7 @@ class Reset : public TunnelSession, public testing::WithParamInterface<uint64_t>
       const auto status = reply ? ParseStatusReply(*reply) : std::nullopt;
       return !status || status->tunnelUp || !status->running;
     };
-    machine::WaitUntil(isOver, kUpPatience);
+    WaitUntil(isOver, kUpPatience);
     AskService(CommandCode::Stop);
   }
 };
@@ -39,7 +39,7 @@ TEST_P(Reset, PutsBackWhatAKilledServiceLeft) {
   machine::StopTunnelService();
   const std::string untouched = DumpRestored();
   DieAtChange(GetParam());
-  ASSERT_TRUE(machine::WaitUntil([] { return !IsServiceAlive(); })) << "the service was not killed";
+  ASSERT_TRUE(WaitUntil([] { return !IsServiceAlive(); })) << "the service was not killed";
   KillServiceAtNoChange();
   EXPECT_TRUE(WaitForNoLingeringAdapter());
   DWORD code = 0;

@@ -15,7 +15,6 @@
 namespace moorlak::session {
 namespace {
 
-
 // The host name that the lab resolves to the web server.
 constexpr char kPublicHost[] = "download.example.com";
 // A connect waits for probes and for the adapter.

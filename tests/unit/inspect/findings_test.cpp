@@ -79,22 +79,19 @@ const Broken kBroken[] = {
      "adapters: Tunnel adapters that no longer exist are still in the device tree: SWD\\Wintun\\{2}."},
     {"DefaultIntoTunnel",
      [](Views& v) {
-       v.machine.routes.push_back({"0.0.0.0", 0, "10.0.85.1", 200, 1});
+       v.machine.routes.push_back({Route("0.0.0.0", 0, "10.0.85.1"), 200, 1});
      },
      "routes: Routes lead into the tunnel without a session: 0.0.0.0/0 via 10.0.85.1 on \"Moorlak\" metric 1."},
     {"OnLinkDefault",
      [](Views& v) {
-       v.machine.routes.push_back({"0.0.0.0", 0, "0.0.0.0", 200, 1});
+       v.machine.routes.push_back({Route("0.0.0.0", 0, "0.0.0.0"), 200, 1});
      },
      "routes: Routes lead into the tunnel without a session: 0.0.0.0/0 on-link on \"Moorlak\" metric 1."},
-    {"StoredRoute",
-     [](Views& v) {
-       v.machine.storedRoutes = {{"0.0.0.0", 0, "10.0.85.1"}};
-     },
+    {"StoredRoute", [](Views& v) { v.machine.storedRoutes = {Route("0.0.0.0", 0, "10.0.85.1")}; },
      "routes: Routes lead into the tunnel without a session: 0.0.0.0/0 stored for the next start."},
     {"BypassRoute",
      [](Views& v) {
-       v.machine.routes.push_back({"203.0.113.7", 32, "192.0.2.1", 100, 1});
+       v.machine.routes.push_back({Route("203.0.113.7", 32, "192.0.2.1"), 100, 1});
        v.install.routeJournal = "v1\nadded\n203.0.113.7\n32\n192.0.2.1\n";
      },
      "routes: Routes of an earlier session are left: 203.0.113.7/32 via 192.0.2.1 on \"Ethernet\" metric 1."},
@@ -122,16 +119,15 @@ const Broken kBroken[] = {
     {"OtherTunnel",
      [](Views& v) {
        v.machine.adapters.push_back({"Work", "{3}", 300, kTypePpp, true, false, {"10.1.1.2/24"}, {}, 5, {}});
-       v.machine.routes.push_back({"0.0.0.0", 0, "10.1.1.1", 300, 1});
+       v.machine.routes.push_back({Route("0.0.0.0", 0, "10.1.1.1"), 300, 1});
      },
      "other-tunnels: Another tunnel, \"Work\", has the default route that Windows prefers."},
     {"OtherTunnelsHalves",
      [](Views& v) {
        v.machine.adapters.push_back({"Work", "{3}", 300, kTypeVirtual, true, false, {"10.1.1.2/24"}, {}, 500, {}});
-       v.machine.routes.push_back({"0.0.0.0", 1, "10.1.1.1", 300, 1});
+       v.machine.routes.push_back({Route("0.0.0.0", 1, "10.1.1.1"), 300, 1});
      },
      "other-tunnels: Another tunnel, \"Work\", has the default route that Windows prefers."},
-    {"FastStartup", [](Views& v) { v.machine.fastStartup = 1; }, "fast-startup: Fast Startup is on."},
 };
 
 class BrokenViews : public testing::TestWithParam<Broken> {};
@@ -178,7 +174,7 @@ TEST(Findings, WhatASessionNeedsIsNoFault) {
   views.machine.adapters[1].up = true;
   views.machine.adapters.push_back(TunnelAdapter());
   views.machine.adapters.back().name = "Moorlak 1";
-  views.machine.routes.push_back({"0.0.0.0", 0, "10.0.85.1", 200, 1});
+  views.machine.routes.push_back({Route("0.0.0.0", 0, "10.0.85.1"), 200, 1});
   views.machine.filters = {{"filter", "block", "{1}"}};
   views.machine.policies[0].number = 1;
   views.install.recoveryFiles = {"dns_restore.v1", "smhnr_restore.v1"};
@@ -229,12 +225,20 @@ TEST(Findings, AnotherTunnelOutOfTheWayIsNoFault) {
   Views views;
   views.machine.adapters.push_back({"Work", "{3}", 300, kTypePpp, true, false, {"10.1.1.2/24"}, {}, 5, {}});
   // A route of its own network, a default route that loses, one of an adapter that is down, and ours.
-  views.machine.routes.push_back({"10.1.0.0", 16, "10.1.1.1", 300, 1});
-  views.machine.routes.push_back({"0.0.0.0", 0, "10.1.1.1", 300, 30});
+  views.machine.routes.push_back({Route("10.1.0.0", 16, "10.1.1.1"), 300, 1});
+  views.machine.routes.push_back({Route("0.0.0.0", 0, "10.1.1.1"), 300, 30});
   EXPECT_EQ(Wrong(views), Texts{});
   views.machine.adapters.back().up = false;
   views.machine.routes.back().metric = 1;
   EXPECT_EQ(Wrong(views), Texts{});
+}
+
+TEST(Findings, FastStartupIsNotedAndNoFault) {
+  Views views;
+  views.machine.fastStartup = 1;
+  EXPECT_EQ(Wrong(views), Texts{});
+  EXPECT_EQ(FindingLine(Examine(views.machine, views.install).back()),
+            "fast-startup: ok (on; a shutdown hibernates a session with the service, so end sessions before)");
 }
 
 TEST(Findings, UnreadableSettingsAreNoFault) {

@@ -5,6 +5,11 @@
 
 namespace moorlak::inspect {
 
+// "10.1.0.0", 16, "10.1.1.1".
+inline Ipv4Route Route(std::string_view destination, uint32_t length, std::string_view nextHop) {
+  return {{ParseStrictIpv4(destination).value(), length}, ParseStrictIpv4(nextHop).value()};
+}
+
 inline AdapterView PhysicalAdapter() {
   return {"Ethernet", "{1}", 100, 6, true, true, {"192.0.2.10/24", "fe80::1/64"}, {"192.0.2.53", "fe80::53"}, 25, 25};
 }
@@ -29,7 +34,7 @@ inline ProcessView Engine(uint32_t parent) {
 inline MachineView GoodMachine() {
   MachineView machine;
   machine.adapters = {PhysicalAdapter(), TunnelAdapter()};
-  machine.routes = {{"0.0.0.0", 0, "192.0.2.1", 100, 0}, {"192.0.2.0", 24, "0.0.0.0", 100, 256}};
+  machine.routes = {{Route("0.0.0.0", 0, "192.0.2.1"), 100, 0}, {Route("192.0.2.0", 24, "0.0.0.0"), 100, 256}};
   machine.policies = {{"DisableSmartNameResolution", std::nullopt}, {"DisableParallelAandAAAA", std::nullopt}};
   machine.proxies = {{"S-1-5-21-1", true, "http=127.0.0.1:8080;https=proxy.example:443"}};
   machine.devices = {

@@ -12,8 +12,8 @@ using Lines = std::vector<std::string>;
 TEST(ViewText, SaysEveryFactInALineOfItsOwn) {
   MachineView view = GoodMachine();
   view.adapters.pop_back();
-  view.storedRoutes = {{"203.0.113.0", 24, "192.0.2.9"}};
-  view.routes.push_back({"198.51.100.0", 24, "192.0.2.1", 999, 3});
+  view.storedRoutes = {Route("203.0.113.0", 24, "192.0.2.9")};
+  view.routes.push_back({Route("198.51.100.0", 24, "192.0.2.1"), 999, 3});
   view.filters = {{"sublayer", "Moorlak DNS Guard", "{A}"}};
   view.policies[0].number = 1;
   view.unread = {"the processes"};
