@@ -46,7 +46,7 @@ void CheckGateway(std::string_view output) {
   CHECK_PROPERTY(gateway == FindPlainly(output));
   if (gateway.empty()) return;
   CHECK_PROPERTY(IsDottedQuad(gateway));
-  const std::string command = RouteAddCommand({"203.0.113.7", std::string(kHostMask), gateway}).text;
+  const std::string command = RouteAddCommand({"203.0.113.7", kIpv4Bits, gateway}).text;
   CHECK_PROPERTY(command.find_first_not_of("ACDEIKMORSTUadeortu0123456789. ") == std::string::npos);
 }
 

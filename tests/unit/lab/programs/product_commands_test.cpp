@@ -54,11 +54,11 @@ TEST_P(ProductCommands, SetNameServersAndRestoreThem) {
 TEST_P(ProductCommands, RouteAroundTheTunnel) {
   const std::string before = Show(machine);
   for (const char* destination : {"203.0.113.7", "149.112.112.112"}) {
-    Route(RouteAddCommand({destination, std::string(kHostMask), "192.0.2.1"}).text);
+    Route(RouteAddCommand({destination, kIpv4Bits, "192.0.2.1"}).text);
     EXPECT_EQ(machine.ipv4Routes.back().destination, destination);
   }
   const SubnetPlan plan = PlanSubnet("172.16.0.0/12");
-  Route(RouteAddCommand({plan.route.destination, plan.route.mask, "192.0.2.1"}).text);
+  Route(RouteAddCommand({plan.route.destination, plan.route.prefixLength, "192.0.2.1"}).text);
   EXPECT_EQ(machine.ipv4Routes.back().prefixLength, 12u);
   for (const char* destination : {"203.0.113.7", "149.112.112.112", "172.16.0.0"})
     Route(RouteDeleteCommand(destination).text);
@@ -79,7 +79,7 @@ INSTANTIATE_TEST_SUITE_P(Names, ProductCommands,
 TEST(ProductCommand, OfASubnetWithHostBitsIsLeftToRouteWhichRefusesIt) {
   MachineState machine = DhcpMachine();
   const SubnetPlan plan = PlanSubnet("192.168.1.5/24");
-  ExpectRefused(RunRoute, machine, RouteAddCommand({plan.route.destination, plan.route.mask, "192.0.2.1"}).text,
+  ExpectRefused(RunRoute, machine, RouteAddCommand({plan.route.destination, plan.route.prefixLength, "192.0.2.1"}).text,
                 "(Destination & Mask) != Destination.");
 }
 

@@ -41,9 +41,9 @@ std::vector<std::string> SessionCommands(const std::string& name) {
           "netsh interface ip set address name=\"" + name +
               "\" source=static addr=10.0.85.2 mask=255.255.255.0 gateway=none",
           RouteDeleteCommand("203.0.113.7").text,
-          RouteAddCommand({"203.0.113.7", std::string(kHostMask), "192.0.2.1"}).text,
-          RouteAddCommand({"203.0.113.7", std::string(kHostMask), "192.0.2.1"}).text,
-          RouteAddCommand({"198.51.100.5", "255.255.255.0", "192.0.2.1"}).text,
+          RouteAddCommand({"203.0.113.7", kIpv4Bits, "192.0.2.1"}).text,
+          RouteAddCommand({"203.0.113.7", kIpv4Bits, "192.0.2.1"}).text,
+          RouteAddCommand({"198.51.100.5", 24, "192.0.2.1"}).text,
           InterfaceMetricCommand(name).text,
           TunnelDefaultAddCommand(name).text,
           TunnelDefaultAddCommand(name).text,
