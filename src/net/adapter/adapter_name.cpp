@@ -10,7 +10,8 @@ namespace {
 
 // Device instance ids and the names searched for have ASCII letters only.
 bool ContainsText(std::wstring_view text, std::wstring_view wanted) {
-  return !std::ranges::search(text, wanted, {}, FoldLetter<wchar_t>, FoldLetter<wchar_t>).empty();
+  const auto sameLetter = [](wchar_t one, wchar_t other) { return FoldLetter(one) == FoldLetter(other); };
+  return std::search(text.begin(), text.end(), wanted.begin(), wanted.end(), sameLetter) != text.end();
 }
 
 // The digits of a numbered name; empty for every other name.
