@@ -77,6 +77,7 @@ bool IsAnythingWrong(const std::vector<Finding>& findings) {
 
 std::vector<std::string_view> CheckNames() {
   std::vector<std::string_view> names;
+  names.reserve(kChecks.size());
   for (const Check& check : kChecks) names.push_back(check.name);
   return names;
 }
