@@ -14,7 +14,7 @@
 #include "service/process_host.h"
 #include "service/recovery.h"
 #include "service/single_instance.h"
-#include "tunnel/tunnel_controller.h"
+#include "tunnel/protection.h"
 
 namespace moorlak {
 namespace {
@@ -85,7 +85,7 @@ void RunInConsole() {
   EnableRestorePrivilege();
   SetConsoleCtrlHandler(HandleConsoleControl, TRUE);
   const InstanceClaim claim;
-  if (claim.IsFirst()) RecoverEarlierSession(*TunnelController::Instance().protection, {});
+  if (claim.IsFirst()) RecoverEarlierSession(*MachineProtection(), {});
   BeginLife();
   if (claim.IsFirst()) StartDnsRecovery();
   std::thread pipeThread = StartPipeThread();

@@ -8,6 +8,7 @@
 #include "ipc/pipe_server.h"
 #include "process/service_end.h"
 #include "tunnel/dns_recovery.h"
+#include "tunnel/protection.h"
 #include "tunnel/tunnel_controller.h"
 
 namespace moorlak {
@@ -16,9 +17,8 @@ namespace {
 
 // Never destroyed: a late stop control may still request its end.
 DnsRecovery& TheDnsRecovery() {
-  TunnelController& controller = TunnelController::Instance();
   static DnsRecovery& recovery =
-      *new DnsRecovery(controller.protection, [&controller] { return controller.IsVpnRunning(); });
+      *new DnsRecovery(MachineProtection(), [] { return TunnelController::Instance().IsVpnRunning(); });
   return recovery;
 }
 

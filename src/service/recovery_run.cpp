@@ -5,7 +5,7 @@
 #include "service/process_host.h"
 #include "service/recovery.h"
 #include "service/single_instance.h"
-#include "tunnel/tunnel_controller.h"
+#include "tunnel/protection.h"
 
 namespace moorlak {
 
@@ -18,7 +18,7 @@ int RunRecoveryOnly() {
   }
   LogWhatOthersCanChange();
   BeginLife();
-  RecoverEarlierSession(*TunnelController::Instance().protection, {});
+  RecoverEarlierSession(*MachineProtection(), {});
   EndTunnel();
   WriteLogLine("MoorlakTunnel: recovery done");
   return kRecoveryDone;

@@ -15,7 +15,7 @@
 #include "service/recovery.h"
 #include "service/single_instance.h"
 #include "service/tunnel_log.h"
-#include "tunnel/tunnel_controller.h"
+#include "tunnel/protection.h"
 
 namespace moorlak {
 namespace {
@@ -105,7 +105,7 @@ void RequestTimeAtShutdown() {
 void ServeUntilStopped() {
   const InstanceClaim claim;
   if (claim.IsFirst()) {
-    RecoverEarlierSession(*TunnelController::Instance().protection, {LogAdapterMissing, ReportStartProgress});
+    RecoverEarlierSession(*MachineProtection(), {LogAdapterMissing, ReportStartProgress});
     StartDnsRecovery();
   }
   std::thread pipeThread = StartPipeThread();

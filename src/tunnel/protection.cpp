@@ -174,4 +174,9 @@ void Protection::RecoverNameServersLocked() noexcept {
   });
 }
 
+std::shared_ptr<Protection> MachineProtection() {
+  static const std::shared_ptr<Protection> protection = std::make_shared<Protection>();
+  return protection;
+}
+
 }  // namespace moorlak

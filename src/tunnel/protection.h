@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -28,8 +29,7 @@ struct ProtectionRequest {
   bool nativeTun = false;
 };
 
-// One for the machine: the controller's (tunnel/tunnel_controller.h). A restore in the background shares it, because it
-// may still run when the program ends.
+// One for the machine, below. A restore in the background shares it, because it may still run when the program ends.
 struct Protection {
   // Each with a lock of its own below the DNS state lock, because a disconnect undoes them while an apply may still
   // run.
@@ -79,5 +79,8 @@ struct Protection {
   // Its part for the name servers. Nothing else may call it: the DNS state lock must be held.
   void RecoverNameServersLocked() noexcept;
 };
+
+// The machine's, made at the first call. The VPN engine applies and undoes it, the hosts recover it.
+std::shared_ptr<Protection> MachineProtection();
 
 }  // namespace moorlak

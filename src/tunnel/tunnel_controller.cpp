@@ -79,7 +79,7 @@ std::string StartLocked(TunnelController& controller, const std::string& configT
 
 }  // namespace
 
-TunnelController::TunnelController() : protection(std::make_shared<Protection>()), vpnEngine(protection) {
+TunnelController::TunnelController() : vpnEngine(MachineProtection()) {
   vpnEngine.onEnded = [this] {
     running = false;
     if (onStopped) onStopped();

@@ -4,7 +4,6 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -29,8 +28,6 @@ struct TunnelController {
   Mutex lock;
   std::string lastConfig GUARDED_BY(lock);
   XrayService proxyEngine;
-  // Of the whole machine (tunnel/protection.h). The VPN engine applies and undoes it, the hosts recover it.
-  const std::shared_ptr<Protection> protection;
   VpnService vpnEngine;
   // Called after a VPN session has ended, on its thread. Set, if at all, before the first start.
   std::function<void()> onStopped;
