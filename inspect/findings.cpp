@@ -75,13 +75,6 @@ bool IsAnythingWrong(const std::vector<Finding>& findings) {
   return std::ranges::any_of(findings, [](const Finding& finding) { return !finding.wrong.empty(); });
 }
 
-std::vector<std::string_view> CheckNames() {
-  std::vector<std::string_view> names;
-  names.reserve(kChecks.size());
-  for (const Check& check : kChecks) names.push_back(check.name);
-  return names;
-}
-
 std::string FindingLine(const Finding& finding) {
   const std::string head = std::string(finding.check) + ": ";
   if (finding.wrong.empty()) return head + "ok" + (finding.note.empty() ? "" : " (" + finding.note + ")");

@@ -26,9 +26,6 @@ std::vector<Finding> Examine(const MachineView& machine, const InstallView& inst
 
 bool IsAnythingWrong(const std::vector<Finding>& findings);
 
-// The checks' names, in order.
-std::vector<std::string_view> CheckNames();
-
 // "dns: ok", "files: ok (<note>)", or "dns: <wrong> <causes> <remedy>"; without a line end.
 std::string FindingLine(const Finding& finding);
 

@@ -17,18 +17,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr size_t kLongestPath = 32768;
-
 bool Exists(const fs::path& path) {
   std::error_code unreadable;
   return fs::exists(path, unreadable);
-}
-
-// Services start in the system folder.
-SearchBases ServiceBases(const std::wstring& folder) {
-  std::wstring system(kLongestPath, L'\0');
-  system.resize(GetSystemDirectoryW(system.data(), static_cast<UINT>(system.size())));
-  return {system, folder};
 }
 
 std::string VersionOf(const std::wstring& path) {
@@ -99,7 +90,8 @@ std::string ReadRouteJournal() {
 InstallView ReadInstallView(const MachineView& machine) {
   InstallView view;
   const std::wstring folder = InstallFolderOf(machine.service);
-  const SearchBases bases = ServiceBases(folder);
+  // Services start in the system folder.
+  const SearchBases bases{SystemFolder(), folder};
   const fs::path service = fs::path(folder) / L"moorlak_service.exe";
   view.folder = NarrowUtf16(folder);
   for (const fs::path& item : InstallItems(bases, service, Exists)) {

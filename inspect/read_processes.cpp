@@ -6,14 +6,15 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cwchar>
 #include <iphlpapi.h>
 
 #include "base/handle.h"
 #include "base/paths.h"
 #include "base/utf.h"
+#include "inspect/own_processes.h"
 #include "inspect/read_parts.h"
 #include "process/stray_engines.h"
+#include "text/letter_case.h"
 
 namespace moorlak::inspect {
 namespace {
@@ -24,10 +25,6 @@ constexpr int kMaxReads = 8;
 std::wstring PathOf(DWORD processId) {
   const KernelHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
   return process ? ImagePath(process.Get()) : std::wstring();
-}
-
-bool IsServiceProgram(const PROCESSENTRY32W& entry) {
-  return _wcsicmp(entry.szExeFile, kServiceProgram) == 0;
 }
 
 // Adds the ports of a table of listeners. Both families' tables are a count and rows with a port in network order.
@@ -58,15 +55,16 @@ void ReadProcesses(const std::wstring& folder, MachineView& view) {
     view.unread.emplace_back("the processes");
     return;
   }
+  std::vector<NamedProcess> named;
   do {
-    const bool isEngine = IsEngineName(entry.szExeFile);
-    if (!isEngine && !IsServiceProgram(entry)) continue;
+    if (!IsEngineName(entry.szExeFile) && !EqualFolded(entry.szExeFile, kServiceProgram)) continue;
     const std::wstring path = PathOf(entry.th32ProcessID);
-    // Other products have engines of the same name.
-    if (isEngine && !IsUnderFolder(path, folder)) continue;
-    view.processes.push_back(
-        {entry.th32ProcessID, entry.th32ParentProcessID, NarrowUtf16(entry.szExeFile), NarrowUtf16(path)});
+    std::optional<bool> isInstalled;
+    if (!path.empty()) isInstalled = IsUnderFolder(path, folder);
+    named.push_back({{entry.th32ProcessID, entry.th32ParentProcessID, NarrowUtf16(entry.szExeFile), NarrowUtf16(path)},
+                     isInstalled});
   } while (Process32NextW(snapshot.Get(), &entry));
+  view.processes = OwnProcesses(named);
 }
 
 void ReadListeningPorts(MachineView& view) {
