@@ -17,9 +17,12 @@ std::wstring TemporaryPath(std::string_view name) {
   return (std::filesystem::temp_directory_path() / WidenUtf8(UniqueName(name))).wstring();
 }
 
+// Not opened for appending: Wine then looks up the end of the file and writes there in two calls, so that two pump
+// threads may write over each other. At the file position, which the threads and the children share, one write follows
+// the other.
 struct CaptureFile {
   std::wstring path = TemporaryPath("stderr");
-  HANDLE handle = CreateFileW(path.c_str(), FILE_APPEND_DATA | DELETE | SYNCHRONIZE,
+  HANDLE handle = CreateFileW(path.c_str(), FILE_WRITE_DATA | DELETE | SYNCHRONIZE,
                               FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, CREATE_ALWAYS,
                               FILE_ATTRIBUTE_NORMAL | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
 };

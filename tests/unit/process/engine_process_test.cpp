@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <thread>
 #include <vector>
 
+#include "base/standard_error.h"
 #include "base/utf.h"
 #include "process/child_process.h"
 #include "support/wait.h"
@@ -85,6 +87,19 @@ TEST(LaunchXray, CopiesBothStreamsToStandardErrorAsTheyAre) {
   EXPECT_TRUE(standardError.Shows("[Xray stdout] " + token + " one\ntwo"));
   EXPECT_TRUE(standardError.Shows("[Xray stderr] " + token + " three\r\n"));
   EXPECT_TRUE(LogMessagesWith(token).empty());
+}
+
+TEST(StandardErrorCapture, KeepsWhatTwoThreadsWriteAtOnce) {
+  constexpr int kLines = 20000;
+  const StandardErrorCapture standardError;
+  const auto writeLines = [] {
+    for (int line = 0; line < kLines; ++line) WriteStandardError("x\n");
+  };
+  std::thread other(writeLines);
+  writeLines();
+  other.join();
+  const std::string text = standardError.Text();
+  EXPECT_EQ(std::count(text.begin(), text.end(), 'x'), 2 * kLines);
 }
 
 TEST(LaunchXray, CopiesLongOutputWholeInChunks) {
