@@ -39,7 +39,7 @@ expect() {
     else
         failed=$((failed + 1))
         say "FAIL  $title: $fault"
-        tail -n 12 "$output" | sed 's/^/    | /'
+        tail -n 40 "$output" | sed 's/^/    | /'
     fi
 }
 
@@ -109,7 +109,7 @@ whole_runs() {
     expect "tunnel that does not come up" 1 \
         '^It did NOT all work: the tunnel did not come up: ERROR: .*Everything was put back' -- "$ROOT/tests/demo/no_socks_inbound.json"
     expect "proxy mode whose engine listens elsewhere" 1 '^It did NOT all work: no page came through' \
-        -- --proxy "$ROOT/tests/demo/no_socks_inbound.json"
+        '^the end of engine\.log:' -- --proxy "$ROOT/tests/demo/no_socks_inbound.json"
     # The service knows one server, the first that the text names.
     expect "tunnel with a server that has no way around it" 1 \
         "^It did NOT all work: the engine's connection to 203\.0\.113\.100 would leave by the tunnel itself" \

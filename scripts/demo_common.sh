@@ -83,6 +83,20 @@ stop_service() {
     wine sc delete MoorlakTunnel >/dev/null
 }
 
+# As a service, the product has no standard error to which it could copy its engine's output.
+keep_engine_log() {
+    printf '{"leaveLoopback": true, "logFile": "C:\\\\engine.log"}\n' \
+        >"$prefix/drive_c/Program Files/Moorlak/xray/engine_faults.json"
+}
+
+show_engine_logs() {
+    local file
+    for file in "$prefix/drive_c/engine.log" "$work/server.log"; do
+        say "the end of ${file##*/}:"
+        tail -n 12 "$file" 2>/dev/null | tr -d '\r' | sed 's/^/    /' || true
+    done
+}
+
 # start_web: starts the web server that plays the internet; its address is in $web.
 start_web() {
     rm -f "$work/port"

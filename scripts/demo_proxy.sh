@@ -21,6 +21,7 @@ end_prefix "$prefix"
 clone_prefix "$prefix"
 install_product "$prefix" "$BUILD/windows-release" "$BUILD/engine"
 lab_install_server "$prefix" "$BUILD/engine"
+keep_engine_log
 export WINEPREFIX=$prefix
 
 RESTORED="system proxy as before, no engine, no staged file."
@@ -59,6 +60,7 @@ if tunnel_is_up && proxy_is_set; then
         wait_for 60 bytes_are_counted || failures+=("the traffic was not counted")
     else
         failures+=("no page came through: $(cat "$work/page.err")")
+        show_engine_logs
     fi
     say "status shows the bytes:     $(ctl status)"
 else

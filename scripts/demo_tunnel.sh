@@ -25,6 +25,7 @@ raise_network
 end_prefix "$prefix"
 clone_prefix "$prefix"
 lab_install_session "$prefix" "$BUILD/windows-release" "$BUILD/engine" 2>>"$BUILD/demo.log"
+keep_engine_log
 export WINEPREFIX=$prefix
 labctl "$prefix" create >/dev/null 2>&1
 
@@ -77,7 +78,8 @@ if tunnel_is_up; then
     say "a download of a user's now leaves by: $way"
     [ "$way" = tunnel ] || failures+=("a download would not go through the tunnel")
     "$BUILD/engine/web" fetch -socks "127.0.0.1:$port" http://download.example.com/bytes/8388608 \
-        >"$work/large.json" 2>"$work/page.err" || failures+=("the download failed: $(cat "$work/page.err")")
+        >"$work/large.json" 2>"$work/page.err" ||
+        { failures+=("the download failed: $(cat "$work/page.err")") && show_engine_logs; }
     say "8 MiB through the tunnel: $(cat "$work/large.json")"
     say "status: $(ctl status)"
     wait_for 60 bytes_are_counted || failures+=("the traffic was not counted")

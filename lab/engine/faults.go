@@ -17,14 +17,15 @@ const faultsFileName = "engine_faults.json"
 // Faults is the misbehaviour that a test asks for in engine_faults.json next to
 // the executable. README.md describes the members.
 type Faults struct {
-	DieAfterMs       *int `json:"dieAfterMs"`
-	Hang             bool `json:"hang"`
-	TestHang         bool `json:"testHang"`
-	PrintBytes       int  `json:"printBytes"`
-	APIPrintBytes    int  `json:"apiPrintBytes"`
-	APIHang          bool `json:"apiHang"`
-	APIQuotedNumbers bool `json:"apiQuotedNumbers"`
-	LeaveLoopback    bool `json:"leaveLoopback"`
+	DieAfterMs       *int   `json:"dieAfterMs"`
+	Hang             bool   `json:"hang"`
+	TestHang         bool   `json:"testHang"`
+	PrintBytes       int    `json:"printBytes"`
+	APIPrintBytes    int    `json:"apiPrintBytes"`
+	APIHang          bool   `json:"apiHang"`
+	APIQuotedNumbers bool   `json:"apiQuotedNumbers"`
+	LeaveLoopback    bool   `json:"leaveLoopback"`
+	LogFile          string `json:"logFile"`
 }
 
 // loadFaults refuses a file that it does not fully understand: otherwise a test
@@ -49,6 +50,18 @@ func loadFaults() (Faults, error) {
 		return faults, fmt.Errorf("%s: %w", path, err)
 	}
 	return faults, nil
+}
+
+// logTo makes the file the standard output, which the library logs to.
+func logTo(path string) error {
+	if path == "" {
+		return nil
+	}
+	file, err := os.OpenFile(path, os.O_WRONLY|os.O_CREATE|os.O_APPEND, 0o600)
+	if err == nil {
+		os.Stdout = file
+	}
+	return err
 }
 
 // printNoise writes count bytes to each of the two streams and returns when

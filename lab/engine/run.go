@@ -75,6 +75,10 @@ func serve(path string, faults Faults) int {
 	if !faults.LeaveLoopback {
 		stayOnLoopback()
 	}
+	if err := logTo(faults.LogFile); err != nil {
+		fmt.Fprintln(os.Stderr, err)
+		return exitFailed
+	}
 	server, tunnel, err := newServer(path)
 	if err != nil {
 		fmt.Println("Failed to start:", err)
