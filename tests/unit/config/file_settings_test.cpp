@@ -22,6 +22,8 @@ constexpr const char* kHarmless[] = {
     R"({"log":{"loglevel":"info"},"policy":{"error":"C:\\x"}})",
     R"({"logs":{"access":"C:\\x"},"lo":{"access":"C:\\x"}})",
     R"({"\u006c\u006F":{"access":"C:\\x"}})",
+    // Only `\u` is followed by the digits of a character.
+    R"({"\b006cog":{"access":"C:\\x"}})",
     R"("log":{},"access":"C:\\x")",
     // Texts and comments are not members.
     R"({"a":"\"log\":{\"access\":\"x\"}"})",
@@ -99,8 +101,8 @@ TEST(FileSettings, EscapesInNamesAreRead) {
   EXPECT_EQ(FindFileSetting(R"({"\u006c\u006F\u0067":{"\u0061ccess":"x"}})"), "log.access");
   EXPECT_EQ(FindFileSetting(R"({"\u004Cog":{"\u0041ccess":"x"}})"), "log.access");
   EXPECT_EQ(FindFileSetting(R"({"\u006DasterKeyLo\u0067":"x"})"), "masterKeyLog");
-  for (const char* name : {R"(\u0061\u0000ccess)", R"(\access)", R"(\u061ccess)", R"(\u00g1ccess)", R"(\/access)",
-                           R"(access\u0020)", R"(acces\u)", R"(\u+061ccess)"}) {
+  for (const char* name : {R"(\u0061\u0000ccess)", R"(\access)", R"(\u061ccess)", R"(\u00g1ccess)", R"(\u61g1ccess)",
+                           R"(\/access)", R"(access\u0020)", R"(acces\u)", R"(\u+061ccess)"}) {
     EXPECT_EQ(FindFileSetting(std::string(R"({"log":{")") + name + R"(":"x"}})"), "") << name;
   }
 }

@@ -75,6 +75,7 @@ TEST(JsonMembers, CommentsMayComeBetweenAnyTwoTokens) {
 TEST(JsonMembers, AMalformedTextIsReadAsFarAsItMakesSense) {
   EXPECT_EQ(RootMember(R"({"a":1 "b":2})", "a"), "1");
   EXPECT_FALSE(RootMember(R"({"a":1 "b":2})", "b"));
+  EXPECT_FALSE(RootMember(R"({"a" "b":2})", "b"));
   EXPECT_EQ(RootMember(R"({"a":1)", "a"), "1");
   for (const char* text : {"{", "{\"", "{\"a", "{\"a\"", "{\"a\":", "{\"a\":[", "{\"a\":\"", "{\"a\":{\"b\":1",
                            "{\"a\":,", "{\"a\":}", "{a:1}", "{,\"a\":1}", "{\"a\":/*", "{\"a\\"}) {
