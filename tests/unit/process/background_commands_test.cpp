@@ -1,6 +1,7 @@
 #include "process/background_commands.h"
 
 #include <atomic>
+#include <chrono>
 #include <future>
 #include <gtest/gtest.h>
 #include <memory>
@@ -34,6 +35,17 @@ TEST(BackgroundCommands, AreWaitedForNoLongerThanTheLimit) {
   RunInBackground([go = std::make_shared<std::future<void>>(mayEnd.get_future())] { go->wait(); });
   WaitForBackgroundCommands(0);
   WaitForBackgroundCommands(200);
+  mayEnd.set_value();
+  WaitForBackgroundCommands(kPatienceMs);
+}
+
+TEST(BackgroundCommands, AreWaitedForUntilTheLimit) {
+  std::promise<void> mayEnd;
+  RunInBackground([go = std::make_shared<std::future<void>>(mayEnd.get_future())] { go->wait(); });
+  const auto begin = std::chrono::steady_clock::now();
+  WaitForBackgroundCommands(300);
+  // A sleep may end a little early.
+  EXPECT_GT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(280));
   mayEnd.set_value();
   WaitForBackgroundCommands(kPatienceMs);
 }
