@@ -197,6 +197,12 @@ TEST(RemapBusyPorts, ABusyApiPortIsReplacedInItsPlace) {
   EXPECT_EQ(TakeLogLines(), Lines{ApiLine("10086", "7")});
 }
 
+TEST(RemapBusyPorts, AnApiTagMayBeginTheText) {
+  Machine machine{{2}, {7}, {}};
+  EXPECT_EQ(machine.Remap(R"("tag":"api","port":2)"), R"("tag":"api","port":7)");
+  EXPECT_EQ(TakeLogLines(), Lines{ApiLine("2", "7")});
+}
+
 TEST(RemapBusyPorts, ThePaddingOfAReplacedApiPortGoesToo) {
   Machine machine{{86}, {50001}, {}};
   EXPECT_EQ(machine.Remap(R"({"tag":"api","port":00086})"), R"({"tag":"api","port":50001})");

@@ -120,6 +120,19 @@ TEST(TextScan, AHeadAndItsFirstTailAreFoundAsByTheirPattern) {
                       });
 }
 
+std::optional<TextMatch> FindOneByte(std::string_view text, char byte, size_t from) {
+  const size_t begin = FindByte(text, byte, from);
+  return begin == kNotFound ? std::nullopt : std::optional(TextMatch{begin, begin + 1, {}});
+}
+
+TEST(TextScan, AHeadMayFollowAnotherAtOnce) {
+  const auto head = [](std::string_view text, size_t from) { return FindOneByte(text, 'a', from); };
+  const auto tail = [](std::string_view text, size_t from) { return FindOneByte(text, 'b', from); };
+  const auto match = FindAcrossGap("aab", {head, tail, 0}, 0);
+  ASSERT_TRUE(match);
+  EXPECT_EQ(match->head.begin, 1u);
+}
+
 TEST(TextScan, BlanksAndDigitsAreExactlyThoseOfThePatterns) {
   const std::regex blank("\\s");
   const std::regex digit("\\d");
