@@ -7,7 +7,7 @@
 namespace moorlak {
 
 // Makes refused callers wait: a program that hammers the pipe must not keep the service busy refusing it. One for the
-// whole pipe; guarded by its user's lock.
+// whole pipe.
 struct RejectionThrottle {
   // Needed because tick 0 is a valid time and cannot mean "no period yet".
   bool periodKnown = false;

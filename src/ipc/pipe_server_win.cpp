@@ -6,7 +6,6 @@
 
 #include "base/handle.h"
 #include "base/log.h"
-#include "base/mutex.h"
 #include "base/thread_body.h"
 #include "base/trust.h"
 #include "base/utf.h"
@@ -48,19 +47,18 @@ using ServerPipe = UniqueHandle<HANDLE, CloseServerPipe>;
 
 enum class Connection { Connected, Stopped, Failed };
 
-// Used only by the pipe thread.
+// Used only by the pipe thread, unless a field says otherwise.
 struct PipeServer {
   const std::atomic<bool>& stopFlag;
   FlushWatchdog flushWatchdog;
   TransferBlock block;
+  RejectionThrottle throttle;
+  // Shared with the thread of the watch.
+  TunnelOwner owner;
 };
 
 // Set while the loop runs. A server that has left needs no wake-up, and a stop need not wait for its pipe.
 std::atomic<bool> isServing{false};
-
-// Shared by all connections.
-Mutex throttleLock;
-RejectionThrottle throttle GUARDED_BY(throttleLock);
 
 void SleepUnlessStopped(const std::atomic<bool>& stopFlag, int32_t durationMs) {
   int32_t slept = 0;
@@ -108,13 +106,13 @@ Connection AwaitClient(HANDLE pipe, const std::atomic<bool>& stopFlag) {
   return error == ERROR_PIPE_CONNECTED ? Connection::Connected : Connection::Failed;
 }
 
-void UpdateOwner(uint32_t code, const std::string& reply, const CallerRecord& caller) {
+void UpdateOwner(TunnelOwner& owner, uint32_t code, const std::string& reply, const CallerRecord& caller) {
   const auto command = static_cast<CommandCode>(code);
   if (command == CommandCode::Start && IsAccepted(reply)) {
     // Only this thread starts tunnels, so the number is still that of the start just accepted.
-    RecordOwner(caller.process.Get(), caller.imagePath, TunnelController::Instance().startNumber);
+    RecordOwner(owner, caller.process.Get(), caller.imagePath, TunnelController::Instance().startNumber);
   }
-  if (command == CommandCode::Stop) ForgetOwner();
+  if (command == CommandCode::Stop) ForgetOwner(owner);
 }
 
 // Logged before the start runs, because the session's own lines follow.
@@ -135,7 +133,7 @@ bool HandleRequest(PipeServer& server, HANDLE pipe, const CallerRecord& caller, 
   if (!ReadMessage(server.block, pipe, payload, &server.stopFlag)) return false;
   if (static_cast<CommandCode>(code) == CommandCode::Start) LogStartCaller(caller);
   if (!Dispatch(code, payload, reply)) return false;
-  UpdateOwner(code, reply, caller);
+  UpdateOwner(server.owner, code, reply, caller);
   return true;
 }
 
@@ -156,13 +154,9 @@ bool ServeClient(PipeServer& server, HANDLE pipe) {
   return true;
 }
 
-void SleepAfterRejection(const std::atomic<bool>& stopFlag) {
-  uint32_t sleepMs = 0;
-  {
-    const MutexGuard guard(throttleLock);
-    sleepMs = RecordRejection(throttle, GetTickCount());
-  }
-  SleepUnlessStopped(stopFlag, static_cast<int32_t>(sleepMs));
+void SleepAfterRejection(PipeServer& server) {
+  const uint32_t sleepMs = RecordRejection(server.throttle, GetTickCount());
+  SleepUnlessStopped(server.stopFlag, static_cast<int32_t>(sleepMs));
 }
 
 // Creates, connects, serves and closes one instance of the pipe. Only then may the next one be created.
@@ -177,7 +171,7 @@ void ServeNextClient(PipeServer& server) {
   const bool refused = connection == Connection::Connected && !ServeClient(server, pipe.Get());
   pipe.Reset();
   if (connection == Connection::Failed) SleepUnlessStopped(server.stopFlag, kConnectRetryMs);
-  if (refused) SleepAfterRejection(server.stopFlag);
+  if (refused) SleepAfterRejection(server);
 }
 
 void LogRequestFailure(const std::exception& error) noexcept {
@@ -199,25 +193,21 @@ void ServeUntilStopped(PipeServer& server) {
   }
 }
 
-// The watch belongs to the process, not to the server: only the first call starts it.
-std::thread StartOwnerWatchOnce(const std::atomic<bool>& stopFlag) {
-  static std::atomic<bool> started{false};
-  bool expected = false;
-  if (!started.compare_exchange_strong(expected, true)) return {};
-  return std::thread([&stopFlag] { RunThreadBody("IPC owner watch", [&stopFlag] { RunOwnerWatch(stopFlag); }); });
+std::thread StartOwnerWatch(PipeServer& server) {
+  return std::thread(
+      [&server] { RunThreadBody("IPC owner watch", [&server] { RunOwnerWatch(server.owner, server.stopFlag); }); });
 }
 
 }  // namespace
 
 void RunPipeServer(const std::atomic<bool>& stopFlag) {
   RunThreadBody("IPC pipe", [&stopFlag] {
-    PipeServer server{stopFlag, {}, {}};
+    PipeServer server{stopFlag, {}, {}, {}, {}};
     isServing = true;
-    std::thread ownerWatch = StartOwnerWatchOnce(stopFlag);
+    std::thread ownerWatch = StartOwnerWatch(server);
     ServeUntilStopped(server);
     isServing = false;
-    if (!ownerWatch.joinable()) return;
-    EndOwnerWatch();
+    EndOwnerWatch(server.owner);
     ownerWatch.join();
   });
 }

@@ -1,6 +1,5 @@
 #include "process/background_commands.h"
 
-#include <atomic>
 #include <chrono>
 #include <thread>
 
@@ -12,29 +11,36 @@ namespace {
 
 constexpr uint32_t kStepMs = 100;
 
-std::atomic<uint32_t> runningCommands{0};
-// Held while a command decrements the count: a thread that has taken it once knows that this is over, too.
-Mutex finishLock;
+struct BackgroundCommands {
+  Mutex lock;
+  uint32_t running GUARDED_BY(lock) = 0;
+};
+BackgroundCommands commands;
+
+bool AreAnyRunning() {
+  const MutexGuard guard(commands.lock);
+  return commands.running > 0;
+}
 
 }  // namespace
 
 void BeginBackgroundCommand() noexcept {
-  ++runningCommands;
+  const MutexGuard guard(commands.lock);
+  ++commands.running;
 }
 
 void EndBackgroundCommand() noexcept {
-  const MutexGuard guard(finishLock);
-  --runningCommands;
+  const MutexGuard guard(commands.lock);
+  --commands.running;
 }
 
 void WaitForBackgroundCommands(uint32_t limitMs) noexcept {
   const uint32_t steps = GrantedMs(limitMs) / kStepMs;
   uint32_t step = 0;
   do {
-    if (runningCommands == 0) break;
+    if (!AreAnyRunning()) break;
     std::this_thread::sleep_for(std::chrono::milliseconds(kStepMs));
   } while (++step < steps);
-  const MutexGuard guard(finishLock);
 }
 
 }  // namespace moorlak

@@ -19,9 +19,6 @@ namespace {
 constexpr wchar_t kFolderAccess[] = L"D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;0x1200a3;;;BU)";
 constexpr wchar_t kFileAccess[] = L"D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;0x120185;;;BU)";
 
-// Set and read while writing a line, mostly with the log's mutex held.
-std::atomic<bool> logAclApplied{false};
-
 // Identifies a file as long as any handle to it is open.
 struct FileIdentity {
   DWORD volume = 0;
@@ -36,6 +33,8 @@ struct KnownLog {
   Mutex lock;  // never held while opening or writing a file
   KernelHandle passive GUARDED_BY(lock);
   FileIdentity identity GUARDED_BY(lock);
+  // Set and read while writing a line, mostly with the log's mutex held.
+  std::atomic<bool> areRulesApplied{false};
 };
 KnownLog& Known() {
   static KnownLog& known = *new KnownLog;
@@ -140,7 +139,7 @@ bool Rotate(const FileIdentity& identity) {
   }
   if (!RenameTo(file.Get(), LogPlace(kRotatedLogName), false)) return false;
   StopWatching();
-  logAclApplied = false;
+  Known().areRulesApplied = false;
   return true;
 }
 
@@ -173,7 +172,7 @@ KernelHandle OpenLogFile(bool mayRotate) {
 }
 
 bool AreLogRulesApplied() noexcept {
-  return logAclApplied;
+  return Known().areRulesApplied;
 }
 
 void ApplyLogAccessRules() {
@@ -191,7 +190,7 @@ void ApplyLogAccessRules() {
     const DWORD result = SetDacl(file.Get(), fileDescriptor.Get());
     if (result == ERROR_FILE_NOT_FOUND || result == ERROR_PATH_NOT_FOUND) return;
   }
-  logAclApplied = true;
+  Known().areRulesApplied = true;
 }
 
 }  // namespace moorlak

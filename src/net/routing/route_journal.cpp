@@ -23,14 +23,17 @@ namespace {
 constexpr wchar_t kFileName[] = L"routes_restore.v1";
 constexpr size_t kMaxBytes = 16u << 20;
 
-Mutex journalLock;
-RouteJournal journal GUARDED_BY(journalLock);
+struct KeptJournal {
+  Mutex lock;
+  RouteJournal routes GUARDED_BY(lock);
+};
+KeptJournal kept;
 
-void PersistLocked() REQUIRES(journalLock) {
-  journal.boot = BootIdentity();
-  if (journal.IsEmpty()) {
+void PersistLocked() REQUIRES(kept.lock) {
+  kept.routes.boot = BootIdentity();
+  if (kept.routes.IsEmpty()) {
     DeleteRecoveryFile(kFileName);
-  } else if (!WriteRecoveryFile(kFileName, FormatRouteJournal(journal))) {
+  } else if (!WriteRecoveryFile(kFileName, FormatRouteJournal(kept.routes))) {
     WriteLogLine("routes: failed to write the route backup (" + std::to_string(GetLastError()) + ")");
   }
 }
@@ -44,21 +47,21 @@ std::optional<RoutesNow> ReadRoutesNow() {
   return RoutesNow{std::move(*table), ReadPersistentRoutes(), tunnel ? tunnel->luid : 0};
 }
 
-bool JournalLocked(const GatewayRoute& route) REQUIRES(journalLock) {
+bool JournalLocked(const GatewayRoute& route) REQUIRES(kept.lock) {
   const auto now = ReadRoutesNow();
   if (!now) {
     WriteLogLine("routes: could not read the route table; routes to " + route.destination + " stay");
     return false;
   }
-  if (RecordReplacement(journal, route, *now)) PersistLocked();
+  if (RecordReplacement(kept.routes, route, *now)) PersistLocked();
   return true;
 }
 
-void JournalAllLocked(const std::vector<GatewayRoute>& routes) REQUIRES(journalLock) {
+void JournalAllLocked(const std::vector<GatewayRoute>& routes) REQUIRES(kept.lock) {
   const auto now = ReadRoutesNow();
   if (!now) return;
   bool noted = false;
-  for (const GatewayRoute& route : routes) noted |= RecordReplacement(journal, route, *now);
+  for (const GatewayRoute& route : routes) noted |= RecordReplacement(kept.routes, route, *now);
   if (noted) PersistLocked();
 }
 
@@ -67,9 +70,9 @@ bool IsLost(DWORD error) {
   return error == ERROR_FILE_NOT_FOUND || error == ERROR_NOT_FOUND;
 }
 
-std::vector<Ipv4Route> RemoveAddedLocked(const std::vector<SystemRoute>& table) REQUIRES(journalLock) {
+std::vector<Ipv4Route> RemoveAddedLocked(const std::vector<SystemRoute>& table) REQUIRES(kept.lock) {
   std::vector<Ipv4Route> left;
-  for (const SystemRoute& row : AddedRows(journal, table)) {
+  for (const SystemRoute& row : AddedRows(kept.routes, table)) {
     const DWORD error = DeleteSystemRoute(row);
     if (error == NO_ERROR || IsLost(error)) continue;
     WriteLogLine("routes: could not remove a bypass route (" + std::to_string(error) + ")");
@@ -116,44 +119,44 @@ bool PutBack(const SystemRoute& route, bool stored, Network& network) {
 }
 
 // On-link routes first: a gateway can be on the link of another removed route.
-void PutBackTakenLocked(Network& network) REQUIRES(journalLock) {
+void PutBackTakenLocked(Network& network) REQUIRES(kept.lock) {
   for (const bool onLink : {true, false}) {
     const auto isDone = [&](bool stored) {
       return [&network, onLink, stored](const SystemRoute& route) {
         return route.route.IsOnLink() == onLink && PutBack(route, stored, network);
       };
     };
-    std::erase_if(journal.taken, isDone(false));
-    std::erase_if(journal.takenStored, isDone(true));
+    std::erase_if(kept.routes.taken, isDone(false));
+    std::erase_if(kept.routes.takenStored, isDone(true));
   }
 }
 
-void RestoreOnceLocked() REQUIRES(journalLock) {
+void RestoreOnceLocked() REQUIRES(kept.lock) {
   const auto before = ReadSystemRoutes();
   if (!before) return;
-  journal.added = RemoveAddedLocked(*before);
+  kept.routes.added = RemoveAddedLocked(*before);
   if (auto network = ReadNetwork()) PutBackTakenLocked(*network);
   PersistLocked();
 }
 
 // What fails once is tried again before it is left to a later recovery.
-void RestoreLocked() REQUIRES(journalLock) {
+void RestoreLocked() REQUIRES(kept.lock) {
   constexpr int kTries = 2;
-  for (int tries = 0; tries < kTries && !journal.IsEmpty(); ++tries) RestoreOnceLocked();
+  for (int tries = 0; tries < kTries && !kept.routes.IsEmpty(); ++tries) RestoreOnceLocked();
 }
 
-void LoadLocked() REQUIRES(journalLock) {
+void LoadLocked() REQUIRES(kept.lock) {
   std::string text;
   if (ReadRecoveryFile(kFileName, kMaxBytes, text) != FileRead::Done) return;
-  journal = ParseRouteJournal(text);
-  WriteLogLine(journal.IsEmpty() ? "routes: unknown route backup" : "routes: recovering routes from disk backup");
+  kept.routes = ParseRouteJournal(text);
+  WriteLogLine(kept.routes.IsEmpty() ? "routes: unknown route backup" : "routes: recovering routes from disk backup");
 }
 
 // If the file does not say which start of the system it is from, it is used unchanged.
-void ForgetBeforeRestartLocked() REQUIRES(journalLock) {
+void ForgetBeforeRestartLocked() REQUIRES(kept.lock) {
   const uint64_t boot = BootIdentity();
-  if (journal.boot == 0 || boot == 0 || journal.boot == boot) return;
-  const size_t forgotten = ForgetVolatile(journal);
+  if (kept.routes.boot == 0 || boot == 0 || kept.routes.boot == boot) return;
+  const size_t forgotten = ForgetVolatile(kept.routes);
   WriteLogLine("routes: the system was restarted, " + std::to_string(forgotten) + " taken route(s) not put back");
   PersistLocked();
 }
@@ -162,35 +165,35 @@ void ForgetBeforeRestartLocked() REQUIRES(journalLock) {
 
 bool JournalReplacement(const GatewayRoute& route) noexcept {
   return Guarded(false, [&] {
-    const MutexGuard guard(journalLock);
+    const MutexGuard guard(kept.lock);
     return JournalLocked(route);
   });
 }
 
 void JournalReplacements(const std::vector<GatewayRoute>& routes) noexcept {
   Guarded([&] {
-    const MutexGuard guard(journalLock);
+    const MutexGuard guard(kept.lock);
     JournalAllLocked(routes);
   });
 }
 
 void JournalAdded(const GatewayRoute& route) noexcept {
   Guarded([&] {
-    const MutexGuard guard(journalLock);
-    if (RecordAdded(journal, route)) PersistLocked();
+    const MutexGuard guard(kept.lock);
+    if (RecordAdded(kept.routes, route)) PersistLocked();
   });
 }
 
 void RestoreJournaledRoutes() noexcept {
   Guarded([] {
-    const MutexGuard guard(journalLock);
+    const MutexGuard guard(kept.lock);
     RestoreLocked();
   });
 }
 
 void RecoverJournaledRoutes() noexcept {
   Guarded([] {
-    const MutexGuard guard(journalLock);
+    const MutexGuard guard(kept.lock);
     LoadLocked();
     ForgetBeforeRestartLocked();
     RestoreLocked();

@@ -17,11 +17,14 @@
 namespace moorlak {
 namespace {
 
-Mutex defaultRouteLock;
-// Written under the lock.
-std::atomic<uint64_t> generation{0};
+struct DefaultRouteState {
+  Mutex lock;
+  // Written under the lock.
+  std::atomic<uint64_t> generation{0};
+};
+DefaultRouteState defaultRoute;
 
-void RemoveFromAllLocked() REQUIRES(defaultRouteLock) {
+void RemoveFromAllLocked() REQUIRES(defaultRoute.lock) {
   const std::optional<std::vector<AdapterInfo>> adapters = ReadAdapters(AF_UNSPEC, kAddressesOnlyFlags);
   if (!adapters) return;
   for (const AdapterInfo& adapter : *adapters) {
@@ -33,18 +36,18 @@ void RemoveFromAllLocked() REQUIRES(defaultRouteLock) {
 
 }  // namespace
 
-DefaultRouteClaim::DefaultRouteClaim() : guard(defaultRouteLock) {
-  ++generation;
+DefaultRouteClaim::DefaultRouteClaim() : guard(defaultRoute.lock) {
+  ++defaultRoute.generation;
 }
 
 uint64_t DefaultRouteGeneration() noexcept {
-  return generation;
+  return defaultRoute.generation;
 }
 
 void RemoveStoredDefaultRoute(uint64_t wantedGeneration) noexcept {
   Guarded([wantedGeneration] {
-    const MutexGuard guard(defaultRouteLock);
-    if (wantedGeneration == generation) RemoveFromAllLocked();
+    const MutexGuard guard(defaultRoute.lock);
+    if (wantedGeneration == defaultRoute.generation) RemoveFromAllLocked();
   });
 }
 
