@@ -2,7 +2,6 @@
 #pragma once
 
 #include "config/bypass_executables.h"
-#include "config/local_folder.h"
 
 namespace moorlak::client {
 

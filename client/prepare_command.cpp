@@ -1,6 +1,6 @@
 #include <string>
 
-#include "base/drives.h"
+#include "base/paths.h"
 #include "client/commands.h"
 #include "client/config_file.h"
 #include "client/config_text.h"

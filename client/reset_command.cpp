@@ -7,7 +7,7 @@
 #include "client/system_error.h"
 #include "client/visible_text.h"
 #include "inspect/read_machine.h"
-#include "service/recovery_run.h"
+#include "service/recovery.h"
 
 namespace moorlak::client {
 namespace {

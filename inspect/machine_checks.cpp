@@ -3,8 +3,8 @@
 
 #include "inspect/checks.h"
 #include "inspect/view_text.h"
-#include "net/adapter/adapter_name.h"
-#include "net/routing/journaled_routes.h"
+#include "net/adapter/adapter_lookup.h"
+#include "net/routing/route_journal.h"
 #include "net/routing/route_rows.h"
 #include "process/stray_engines.h"
 

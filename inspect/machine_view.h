@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "net/routing/journaled_routes.h"
+#include "net/routing/route_journal.h"
 
 namespace moorlak::inspect {
 

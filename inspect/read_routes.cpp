@@ -1,5 +1,5 @@
 #include "inspect/read_parts.h"
-#include "net/routing/persistent_routes.h"
+#include "net/routing/route_journal.h"
 #include "net/routing/route_table.h"
 
 namespace moorlak::inspect {

@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "base/detached_thread.h"
+#include "base/threads.h"
 #include "base/utf.h"
 #include "machine/classify.h"
 #include "machine/device_path.h"

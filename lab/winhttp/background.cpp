@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "base/detached_thread.h"
+#include "base/threads.h"
 
 namespace moorlak::lab {
 namespace {

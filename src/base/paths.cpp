@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include "base/utf.h"
+
 namespace moorlak {
 namespace {
 
@@ -51,6 +53,11 @@ std::wstring ExecutableFolder() {
 std::wstring FolderOf(const std::wstring& path) {
   const size_t separator = path.find_last_of(L"\\/");
   return separator == std::wstring::npos ? std::wstring() : path.substr(0, separator);
+}
+
+bool IsFixedOrRemovableDrive(const std::string& root) {
+  const UINT kind = GetDriveTypeW(root.empty() ? nullptr : WidenUtf8(root).c_str());
+  return kind == DRIVE_FIXED || kind == DRIVE_REMOVABLE;
 }
 
 }  // namespace moorlak

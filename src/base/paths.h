@@ -36,4 +36,8 @@ std::wstring ExecutableFolder();
 // The folder of a path by the same rule; empty if the path has no separator.
 std::wstring FolderOf(const std::wstring& path);
 
+// True for a fixed or removable drive of this machine ("GetDriveTypeW" on Microsoft Learn). The root is UTF-8 ("C:\");
+// an empty root means the current folder's drive.
+bool IsFixedOrRemovableDrive(const std::string& root);
+
 }  // namespace moorlak

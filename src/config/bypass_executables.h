@@ -8,6 +8,15 @@
 
 namespace moorlak {
 
+// Whether a drive is fixed or removable. The root is "C:\", or empty for the current folder's drive.
+using IsOwnDrive = std::function<bool(const std::string& root)>;
+
+// False for a folder (given without its last separator) that must not be listed: if the path begins with two slashes or
+// backslashes ("Naming Files, Paths, and Namespaces" on Microsoft Learn: another machine, a device, or a literal path),
+// if it names the object manager's namespace ("\??\"), or if its drive is not one of this machine's own. Only the
+// drive's kind is queried.
+bool IsLocalFolder(std::string_view folder, const IsOwnDrive& isOwnDrive);
+
 // Calls the visitor with the file name (UTF-8) of each executable in a folder, until it returns false. The folder is
 // UTF-8, without its last separator. A folder that cannot be read has no executables. The
 // service uses ListFolderExecutables, below.
@@ -21,7 +30,7 @@ std::vector<std::string> CollectBypassExecutables(const std::vector<std::string>
                                                   const ListExecutables& listExecutables);
 
 // Implements ListExecutables: the folder's `*.exe` files, without folders, in the file system's order. A folder that is
-// not on this machine (config/local_folder.h) is not listed and has none.
+// not on this machine (IsLocalFolder) is not listed and has none.
 void ListFolderExecutables(const std::string& folder, const ExecutableVisitor& visit);
 
 }  // namespace moorlak

@@ -1,10 +1,9 @@
 #include <windows.h>
 
-#include "base/drives.h"
 #include "base/handle.h"
+#include "base/paths.h"
 #include "base/utf.h"
 #include "config/bypass_executables.h"
-#include "config/local_folder.h"
 
 namespace moorlak {
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "text/base_name.h"
 #include "text/json_members.h"
 #include "text/key_search.h"
 #include "text/text_scan.h"

@@ -1,70 +1,36 @@
 #include "ipc/command_dispatcher.h"
 
-#include "base/log.h"
-#include "ipc/command_protocol.h"
 #include "ipc/wire_format.h"
-#include "tunnel/tunnel_controller.h"
 
 namespace moorlak {
-namespace {
 
-std::string Ping() {
-  WriteLogLine(kPingLine);
-  return std::string(kReplyOk);
+bool IsLoggedAsReceived(uint32_t code) {
+  return code != static_cast<uint32_t>(CommandCode::Status);
 }
 
-std::string Start(std::string_view payload) {
-  WriteLogLine(FormatStartLine(payload.size()));
-  if (payload.empty()) {
-    WriteLogLine(FormatStartFailedLine(kMissingConfigReason));
-    return std::string(kMissingConfigReply);
-  }
-  const StartPayload start = DecodeStartPayload(payload);
-  std::string error;
-  if (!TunnelController::Instance().Start(std::string(start.configText), start.proxyMode, error)) {
-    WriteLogLine(FormatStartFailedLine(error));
-    return FormatStartFailedReply(error);
-  }
-  WriteLogLine(kStartAcceptedLine);
-  return std::string(kReplyOk);
+std::string FormatReceivedLine(uint32_t code) {
+  return "IPC server command " + std::to_string(code) + " received";
 }
 
-std::string Stop() {
-  WriteLogLine(kStopLine);
-  TunnelController::Instance().Stop();
-  return std::string(kReplyOk);
+std::string FormatStartLine(size_t payloadBytes) {
+  return "IPC start (payload bytes=" + std::to_string(payloadBytes) + ")";
 }
 
-std::string Status() {
-  const TunnelController& controller = TunnelController::Instance();
-  StatusReply status;
-  status.running = controller.IsRunning();
-  status.tunnelUp = controller.IsTunnelUp();
-  const EngineCounters traffic = controller.GetTraffic();
-  status.upBytes = static_cast<int64_t>(traffic.uplink);
-  status.downBytes = static_cast<int64_t>(traffic.downlink);
-  return FormatStatusReply(status);
+std::string FormatStartCallerLine(uint32_t processId, std::string_view userSid) {
+  std::string line = "IPC start by process " + std::to_string(processId) + ", user ";
+  return line += userSid.empty() ? "unknown" : userSid;
 }
 
-std::string Answer(uint32_t code, std::string_view payload) {
-  switch (static_cast<CommandCode>(code)) {
-    case CommandCode::Ping:
-      return Ping();
-    case CommandCode::Start:
-      return Start(payload);
-    case CommandCode::Stop:
-      return Stop();
-    case CommandCode::Status:
-      return Status();
-  }
-  return std::string(kUnknownCommandReply);
+std::string FormatStartFailedLine(std::string_view reason) {
+  return std::string("IPC start failed: ").append(reason);
 }
 
-}  // namespace
+std::string FormatStartFailedReply(std::string_view error) {
+  return std::string(kReplyErrorPrefix).append(error.empty() ? "Could not start VPN." : error);
+}
 
-bool Dispatch(uint32_t code, std::string_view payload, std::string& reply) {
-  reply = Answer(code, payload);
-  return true;
+bool IsAccepted(std::string_view reply) {
+  return reply.starts_with(kReplyOk);
 }
 
 }  // namespace moorlak

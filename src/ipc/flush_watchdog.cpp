@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "base/thread_body.h"
+#include "base/threads.h"
 
 namespace moorlak {
 namespace {

@@ -6,12 +6,11 @@
 
 #include "base/handle.h"
 #include "base/log.h"
-#include "base/thread_body.h"
+#include "base/threads.h"
 #include "base/trust.h"
 #include "base/utf.h"
 #include "ipc/caller_verification.h"
 #include "ipc/command_dispatcher.h"
-#include "ipc/command_protocol.h"
 #include "ipc/flush_watchdog.h"
 #include "ipc/owner_watch.h"
 #include "ipc/pipe_server.h"

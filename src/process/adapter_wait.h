@@ -5,7 +5,7 @@
 #include <functional>
 #include <string>
 
-#include "process/session_watch.h"
+#include "process/cancellable_wait.h"
 
 namespace moorlak {
 

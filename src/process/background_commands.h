@@ -5,7 +5,7 @@
 #include <exception>
 #include <utility>
 
-#include "base/detached_thread.h"
+#include "base/threads.h"
 
 namespace moorlak {
 

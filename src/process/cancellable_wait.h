@@ -1,10 +1,21 @@
-// The only sleeping primitive of sessions and probes.
+// What a wait of a session checks besides its own goal, and the only sleeping primitive of sessions and probes.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 
 namespace moorlak {
+
+enum class EngineState { NotStarted, Running, Exited };
+
+// The functions are called on the waiting thread, several times a second, while the caller holds no lock.
+struct SessionWatch {
+  // Cleared when the session is ending, always before the engines are stopped.
+  const std::atomic<bool>& running;
+  std::function<EngineState()> xray;
+  std::function<EngineState()> tun2socks;
+};
 
 // Sleeps for the duration in steps of at most 100 ms while running is set, so that clearing the flag ends every wait
 // within about 100 ms. Returns at once for a duration below 1. Returns the flag's value afterwards.

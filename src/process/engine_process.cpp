@@ -7,14 +7,14 @@
 #include <string_view>
 #include <utility>
 
-#include "base/detached_thread.h"
 #include "base/guarded.h"
 #include "base/log.h"
 #include "base/standard_error.h"
+#include "base/threads.h"
 #include "base/utf.h"
 #include "process/child_process.h"
-#include "process/command_line.h"
 #include "process/engine_output.h"
+#include "process/hidden_command.h"
 #include "process/install_look.h"
 
 namespace moorlak {

@@ -5,8 +5,8 @@
 #include <memory>
 
 #include "base/mutex.h"
+#include "process/cancellable_wait.h"
 #include "process/engine_process.h"
-#include "process/session_watch.h"
 
 namespace moorlak {
 

@@ -1,129 +1,38 @@
 #include "process/hidden_command.h"
 
-#include <windows.h>
-
-#include <exception>
-
-#include "base/guarded.h"
-#include "base/log.h"
-#include "base/paths.h"
-#include "base/standard_error.h"
-#include "base/utf.h"
-#include "process/cancellable_wait.h"
-#include "process/child_process.h"
-#include "process/command_line.h"
-#include "process/service_end.h"
-
 namespace moorlak {
 namespace {
 
-// Large enough for all counters of a busy engine: the engine must not wait for a reader while the reader waits for the
-// engine's end.
-constexpr DWORD kApiPipeSize = 1u << 20;
-constexpr int32_t kApiTimeoutMs = 800;
-
-DWORD StartHidden(const std::string& command, ChildProcess& child) {
-  const std::wstring systemFolder = SystemFolder();
-  const HiddenCommandLine composed = ComposeHiddenCommand(command, NarrowUtf16(systemFolder));
-  ChildOptions options;
-  options.application = WidenUtf8(composed.application);
-  options.commandLine = WidenUtf8(composed.commandLine);
-  // The command shell searches for tools in its working folder first.
-  options.workingFolder = systemFolder;
-  return StartChild(options, child);
-}
-
-void ReportSpawnFailure(DWORD error, const std::string& command) {
-  const std::string reason = "(" + std::to_string(error) + "): " + command;
-  WriteStandardErrorLine("RunHiddenCommand failed " + reason);
-  WriteLogLine("CMD spawn fail " + reason);
-}
-
-struct HiddenExit {
-  // 1 if the command had to be ended or its code cannot be read.
-  DWORD code = 1;
-  bool late = false;
-};
-
-HiddenExit AwaitExit(const ChildProcess& child, uint32_t timeoutMs, const std::string& command) {
-  if (WaitForSingleObject(child.process.Get(), timeoutMs) != WAIT_OBJECT_0) {
-    TerminateChild(child, 1);
-    WriteLogLine("CMD timeout: " + command);
-    return {1, true};
-  }
-  HiddenExit exit;
-  GetExitCodeProcess(child.process.Get(), &exit.code);
-  return exit;
-}
-
-CommandOutcome RunHidden(const HiddenCommand& command) {
-  const uint32_t grantedMs = GrantedMs(command.timeoutMs);
-  if (grantedMs == 0 && command.timeoutMs != 0) {
-    // A command that is ended right after its start could leave half a change.
-    WriteLogLine("CMD not started, the service ends: " + command.text);
-    return CommandOutcome::Late;
-  }
-  ChildProcess child;
-  if (const DWORD error = StartHidden(command.text, child); error != ERROR_SUCCESS) {
-    ReportSpawnFailure(error, command.text);
-    return CommandOutcome::Failed;
-  }
-  const HiddenExit exit = AwaitExit(child, grantedMs, command.text);
-  if (exit.code == 0) return CommandOutcome::Succeeded;
-  if (command.logFailures) WriteLogLine("CMD exit=" + std::to_string(exit.code) + ": " + command.text);
-  return exit.late ? CommandOutcome::Late : CommandOutcome::Failed;
-}
-
-// False at the time-out, and soon after the flag is cleared.
-bool AwaitAnswer(const ChildProcess& child, const std::atomic<bool>* running) {
-  int32_t waitedMs = 0;
-  while (running == nullptr || *running) {
-    const int32_t stepMs = NextWaitStep(kApiTimeoutMs, waitedMs);
-    if (stepMs == 0) break;
-    if (WaitForSingleObject(child.process.Get(), static_cast<DWORD>(stepMs)) == WAIT_OBJECT_0) return true;
-    waitedMs += stepMs;
-  }
-  return false;
-}
-
-bool RunApi(const std::string& xrayPath, const std::string& arguments, std::string& output, EngineAccount& account,
-            const std::atomic<bool>* running) {
-  OutputPipe pipe;
-  if (!CreateOutputPipe(pipe, kApiPipeSize)) return false;
-  ChildOptions options;
-  options.commandLine = WidenUtf8(XrayApiCommandLine(xrayPath, arguments));
-  options.redirected = true;
-  options.standardOutput = pipe.writeEnd.Get();
-  options.standardError = pipe.writeEnd.Get();
-  ChildProcess child;
-  if (StartChildAs(account, options, child) != ERROR_SUCCESS) return false;
-  pipe.writeEnd.Reset();
-  const bool ended = AwaitAnswer(child, running);
-  if (!ended) TerminateChild(child, 1);
-  output = ReadAvailable(pipe.readEnd.Get(), std::string::npos);
-  return ended;
+std::string Quoted(std::string_view path) {
+  std::string text = "\"";
+  text += path;
+  text += '"';
+  return text;
 }
 
 }  // namespace
 
-CommandOutcome TryHiddenCommand(const HiddenCommand& command) noexcept {
-  try {
-    return RunHidden(command);
-  } catch (const std::exception& error) {
-    WriteStandardErrorLine(error.what());
-    WriteLogLine("CMD fail: out of memory");
-    return CommandOutcome::Failed;
-  }
+HiddenCommandLine ComposeHiddenCommand(std::string_view command, std::string_view systemFolder) {
+  const bool isKnown = !systemFolder.empty();
+  const std::string folder = std::string(systemFolder) + '\\';
+  if (isKnown && command.starts_with("netsh")) return {folder + "netsh.exe", std::string(command)};
+  return {isKnown ? folder + "cmd.exe" : std::string(), "cmd.exe /C " + std::string(command)};
 }
 
-bool RunHiddenCommand(const HiddenCommand& command) noexcept {
-  return TryHiddenCommand(command) == CommandOutcome::Succeeded;
+std::string XrayCommandLine(std::string_view xrayPath, std::string_view configPath) {
+  return Quoted(xrayPath) + " -config " + Quoted(configPath);
 }
 
-bool RunXrayApiCommand(const std::string& xrayPath, const std::string& arguments, std::string& output,
-                       EngineAccount& account, const std::atomic<bool>* running) noexcept {
-  if (xrayPath.empty()) return false;
-  return Guarded(false, [&] { return RunApi(xrayPath, arguments, output, account, running); });
+std::string XrayApiCommandLine(std::string_view xrayPath, std::string_view arguments) {
+  std::string line = Quoted(xrayPath);
+  line += ' ';
+  line += arguments;
+  return line;
+}
+
+std::string Tun2SocksCommandLine(std::string_view tun2socksPath, uint16_t socksPort) {
+  return Quoted(tun2socksPath) + " -device tun://Moorlak" + " -proxy " +
+         "socks5://127.0.0.1:" + std::to_string(socksPort) + " -loglevel warn";
 }
 
 }  // namespace moorlak

@@ -5,15 +5,13 @@
 #include <string_view>
 #include <thread>
 
-#include "base/detached_thread.h"
 #include "base/handle.h"
 #include "base/log.h"
-#include "base/thread_body.h"
+#include "base/threads.h"
 #include "base/utf.h"
 #include "process/install_look.h"
 #include "service/process_host.h"
 #include "service/recovery.h"
-#include "service/single_instance.h"
 #include "tunnel/protection.h"
 
 namespace moorlak {

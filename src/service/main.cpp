@@ -1,8 +1,8 @@
-#include "base/thread_body.h"
+#include "base/threads.h"
 #include "service/console_host.h"
 #include "service/hardening.h"
 #include "service/process_host.h"
-#include "service/recovery_run.h"
+#include "service/recovery.h"
 #include "service/service_host.h"
 #include "text/letter_case.h"
 

@@ -1,12 +1,14 @@
 #include "service/recovery.h"
 
+#include "base/log.h"
 #include "net/adapter/wintun_holder.h"
+#include "process/install_look.h"
 #include "proxy/system_proxy.h"
+#include "service/process_host.h"
 #include "tunnel/machine_changes.h"
 #include "tunnel/protection.h"
 
 namespace moorlak {
-
 namespace {
 
 void Notify(void (*event)()) {
@@ -25,6 +27,21 @@ void RecoverEarlierSession(Protection& protection, const RecoveryEvents& events)
   // Proxy mode's only change.
   RestoreSystemProxy();
   Notify(events.stepDone);
+}
+
+int RunRecoveryOnly() {
+  WriteLogLine("MoorlakTunnel recovery without the service");
+  const InstanceClaim claim;
+  if (!claim.IsFirst()) {
+    WriteLogLine("MoorlakTunnel: another instance manages this machine, no recovery");
+    return kRecoveryNotOurs;
+  }
+  LogWhatOthersCanChange();
+  BeginLife();
+  RecoverEarlierSession(*MachineProtection(), {});
+  EndTunnel();
+  WriteLogLine("MoorlakTunnel: recovery done");
+  return kRecoveryDone;
 }
 
 }  // namespace moorlak

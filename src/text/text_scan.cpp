@@ -44,23 +44,6 @@ size_t MatchDigits(std::string_view text, size_t position, size_t longest) {
   return end == position ? kNotFound : end;
 }
 
-}  // namespace
-
-// A dot is not a digit, so only the longest run of digits can continue the match.
-size_t MatchDottedQuad(std::string_view text, size_t position) {
-  for (int part = 0; part < 4; ++part) {
-    if (part > 0) {
-      if (position >= text.size() || text[position] != '.') return kNotFound;
-      ++position;
-    }
-    position = MatchDigits(text, position, 3);
-    if (position == kNotFound) return kNotFound;
-  }
-  return position;
-}
-
-namespace {
-
 // Linear although every key is tried: the blanks after one key end before the next key begins. After a text without a
 // closing quote there is no further key; after a list without a closing bracket there is no complete list.
 template <typename ValueMatcher>
@@ -77,6 +60,19 @@ std::optional<TextMatch> FindMember(std::string_view text, std::string_view key,
 }
 
 }  // namespace
+
+// A dot is not a digit, so only the longest run of digits can continue the match.
+size_t MatchDottedQuad(std::string_view text, size_t position) {
+  for (int part = 0; part < 4; ++part) {
+    if (part > 0) {
+      if (position >= text.size() || text[position] != '.') return kNotFound;
+      ++position;
+    }
+    position = MatchDigits(text, position, 3);
+    if (position == kNotFound) return kNotFound;
+  }
+  return position;
+}
 
 bool IsBlank(char byte) {
   return byte == ' ' || (byte >= '\t' && byte <= '\r');
@@ -223,6 +219,11 @@ std::optional<uint64_t> ParseDecimal(std::string_view digits, uint64_t largest) 
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
   if (error != std::errc() || value > largest) return std::nullopt;
   return value;
+}
+
+std::string_view BaseName(std::string_view path) {
+  const size_t separator = path.find_last_of("\\/");
+  return separator == std::string_view::npos ? path : path.substr(separator + 1);
 }
 
 }  // namespace moorlak

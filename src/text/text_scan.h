@@ -98,4 +98,7 @@ bool IsDottedQuad(std::string_view text);
 // or exceeds the largest value.
 std::optional<uint64_t> ParseDecimal(std::string_view digits, uint64_t largest);
 
+// The part after the last `\` or `/`; the whole path if it has neither.
+std::string_view BaseName(std::string_view path);
+
 }  // namespace moorlak

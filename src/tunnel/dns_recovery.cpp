@@ -13,7 +13,7 @@
 
 #include "base/guarded.h"
 #include "base/standard_error.h"
-#include "base/thread_body.h"
+#include "base/threads.h"
 #include "net/adapter/adapter_changes.h"
 #include "net/adapter/adapter_lookup.h"
 #include "tunnel/protection.h"

@@ -7,7 +7,7 @@
 #include "net/adapter/wintun_holder.h"
 #include "net/routing/quick_teardown.h"
 #include "net/routing/route_journal.h"
-#include "net/routing/stored_default_route.h"
+#include "net/routing/tunnel_route.h"
 #include "net/share/proxy_sharing.h"
 #include "process/background_commands.h"
 #include "process/stray_engines.h"

@@ -12,7 +12,6 @@
 #include "net/adapter/network_profiles.h"
 #include "net/routing/route_rows.h"
 #include "process/cancellable_wait.h"
-#include "process/connectivity.h"
 #include "process/probes.h"
 #include "tunnel/connect_steps.h"
 #include "tunnel/protection.h"

@@ -10,10 +10,10 @@
 #include "config/config_meta.h"
 #include "config/config_staging.h"
 #include "net/routing/bypass_routes.h"
+#include "process/cancellable_wait.h"
 #include "process/engine_slot.h"
 #include "process/engine_statistics.h"
 #include "process/probes.h"
-#include "process/session_watch.h"
 
 namespace moorlak {
 

@@ -9,8 +9,8 @@
 
 #include "check.h"
 #include "naive_text.h"
+#include "net/dns/adapter_dns.h"
 #include "net/dns/dns_backup.h"
-#include "net/dns/dns_commands.h"
 
 namespace moorlak {
 namespace {

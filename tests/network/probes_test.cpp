@@ -11,7 +11,6 @@
 #include "machine/device_path.h"
 #include "network/support/filtering_machine.h"
 #include "network/support/proxy_server.h"
-#include "process/connectivity.h"
 #include "support/wait.h"
 #include "unit/process/child_test_support.h"
 

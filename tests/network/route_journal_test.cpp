@@ -12,7 +12,6 @@
 #include "base/durable_file.h"
 #include "machine/restart_system.h"
 #include "net/routing/bypass_routes.h"
-#include "net/routing/journaled_routes.h"
 #include "network/support/simulated_machine.h"
 #include "unit/base/data_file_path.h"
 

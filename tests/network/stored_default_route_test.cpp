@@ -1,5 +1,3 @@
-#include "net/routing/stored_default_route.h"
-
 #include <windows.h>
 
 #include "net/routing/quick_teardown.h"

@@ -2,7 +2,7 @@
 // packets pass: programs that make a connection ask the machine for its way and use the proxy themselves.
 #include <windows.h>
 
-#include "base/detached_thread.h"
+#include "base/threads.h"
 #include "machine/machine.h"
 #include "programs/console/program_call.h"
 #include "programs/tun2socks/tun2socks.h"

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "base/handle.h"
-#include "net/adapter/adapter_name.h"
+#include "net/adapter/adapter_lookup.h"
 
 namespace moorlak {
 

@@ -12,12 +12,12 @@
 #include <optional>
 #include <string>
 
-#include "base/detached_thread.h"
 #include "base/guarded.h"
 #include "base/handle.h"
 #include "base/log.h"
 #include "base/standard_error.h"
-#include "net/adapter/adapter_name.h"
+#include "base/threads.h"
+#include "net/adapter/adapter_lookup.h"
 
 namespace moorlak {
 namespace {

@@ -5,7 +5,7 @@
 
 namespace moorlak {
 
-// Removes every network device, present or not, that the classifier (net/adapter/adapter_name.h) calls an orphan, and
+// Removes every network device, present or not, that the classifier (net/adapter/adapter_lookup.h) calls an orphan, and
 // returns how many it removed. A failure is logged and skips only that device. After a failure, everything is tried
 // once more: what is left now would stay until the next session.
 uint32_t RemoveOrphanAdapters(bool includeOwn);

@@ -11,7 +11,6 @@
 #include "base/system_function.h"
 #include "base/utf.h"
 #include "net/adapter/adapter_lookup.h"
-#include "net/adapter/adapter_name.h"
 #include "net/adapter/network_profiles.h"
 #include "net/adapter/orphan_adapters.h"
 #include "process/engine_files.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "base/ipv4.h"
-#include "net/dns/dns_commands.h"
+#include "net/dns/adapter_dns.h"
 #include "text/record_lines.h"
 
 namespace moorlak {

@@ -9,7 +9,6 @@
 #include "net/adapter/adapter_lookup.h"
 #include "net/routing/route_journal.h"
 #include "net/routing/route_table.h"
-#include "process/captured_command.h"
 #include "process/hidden_command.h"
 #include "process/name_resolution.h"
 

@@ -14,7 +14,6 @@
 #include "base/guarded.h"
 #include "base/log.h"
 #include "net/adapter/adapter_lookup.h"
-#include "net/adapter/adapter_name.h"
 #include "net/routing/route_plan.h"
 #include "net/routing/route_table.h"
 #include "process/hidden_command.h"

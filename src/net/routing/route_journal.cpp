@@ -1,203 +1,192 @@
 #include "net/routing/route_journal.h"
 
-#include <winsock2.h>
-#include <windows.h>
-
 #include <algorithm>
+#include <array>
+#include <limits>
 #include <optional>
-#include <string>
 
-#include "base/boot_identity.h"
-#include "base/data_files.h"
-#include "base/guarded.h"
-#include "base/log.h"
-#include "base/mutex.h"
-#include "net/adapter/adapter_lookup.h"
-#include "net/routing/journaled_routes.h"
-#include "net/routing/persistent_routes.h"
-#include "net/routing/route_table.h"
+#include "text/record_lines.h"
 
 namespace moorlak {
 namespace {
 
-constexpr wchar_t kFileName[] = L"routes_restore.v1";
-constexpr size_t kMaxBytes = 16u << 20;
+constexpr std::string_view kAddedLine = "added";
+constexpr std::string_view kTakenLine = "taken";
+constexpr std::string_view kStoredLine = "stored";
+constexpr std::string_view kBootLine = "boot";
 
-struct KeptJournal {
-  Mutex lock;
-  RouteJournal routes GUARDED_BY(lock);
-};
-KeptJournal kept;
-
-void PersistLocked() REQUIRES(kept.lock) {
-  kept.routes.boot = BootIdentity();
-  if (kept.routes.IsEmpty()) {
-    DeleteRecoveryFile(kFileName);
-  } else if (!WriteRecoveryFile(kFileName, FormatRouteJournal(kept.routes))) {
-    WriteLogLine("routes: failed to write the route backup (" + std::to_string(GetLastError()) + ")");
-  }
+template <typename Route>
+bool Contains(const std::vector<Route>& routes, const Route& route) {
+  return std::ranges::find(routes, route) != routes.end();
 }
 
-// Tries twice; nullopt if the table cannot be read.
-std::optional<RoutesNow> ReadRoutesNow() {
-  auto table = ReadSystemRoutes();
-  if (!table) table = ReadSystemRoutes();
-  if (!table) return std::nullopt;
-  const auto tunnel = FindTunnelAdapter();
-  return RoutesNow{std::move(*table), ReadPersistentRoutes(), tunnel ? tunnel->luid : 0};
+bool IsOurs(const RouteJournal& journal, const SystemRoute& row, uint64_t tunnelLuid) {
+  return Contains(journal.added, row.route) || (tunnelLuid != 0 && row.luid == tunnelLuid);
 }
 
-bool JournalLocked(const GatewayRoute& route) REQUIRES(kept.lock) {
-  const auto now = ReadRoutesNow();
-  if (!now) {
-    WriteLogLine("routes: could not read the route table; routes to " + route.destination + " stay");
-    return false;
-  }
-  if (RecordReplacement(kept.routes, route, *now)) PersistLocked();
-  return true;
-}
-
-void JournalAllLocked(const std::vector<GatewayRoute>& routes) REQUIRES(kept.lock) {
-  const auto now = ReadRoutesNow();
-  if (!now) return;
+bool RecordTaken(RouteJournal& journal, Ipv4Address destination, const RoutesNow& now) {
   bool noted = false;
-  for (const GatewayRoute& route : routes) noted |= RecordReplacement(kept.routes, route, *now);
-  if (noted) PersistLocked();
-}
-
-// A route through an adapter that is gone has disappeared with it.
-bool IsLost(DWORD error) {
-  return error == ERROR_FILE_NOT_FOUND || error == ERROR_NOT_FOUND;
-}
-
-std::vector<Ipv4Route> RemoveAddedLocked(const std::vector<SystemRoute>& table) REQUIRES(kept.lock) {
-  std::vector<Ipv4Route> left;
-  for (const SystemRoute& row : AddedRows(kept.routes, table)) {
-    const DWORD error = DeleteSystemRoute(row);
-    if (error == NO_ERROR || IsLost(error)) continue;
-    WriteLogLine("routes: could not remove a bypass route (" + std::to_string(error) + ")");
-    left.push_back(row.route);
+  for (const SystemRoute& row : now.table) {
+    if (row.route.destination.address != destination || IsOurs(journal, row, now.tunnelLuid)) continue;
+    if (HasRoute(journal.taken, row) || HasRoute(journal.takenStored, row)) continue;
+    const bool isStored = Contains(now.stored, row.route);
+    (isStored ? journal.takenStored : journal.taken).push_back(row);
+    noted = true;
   }
-  return left;
+  return noted;
 }
 
-// The machine's current network, into which routes are put back.
-struct Network {
-  std::vector<SystemRoute> table;
-  std::vector<LocalAddress> addresses;
-};
-
-// nullopt if it is unknown which routes can come back.
-std::optional<Network> ReadNetwork() {
-  auto table = ReadSystemRoutes();
-  const auto adapters = ReadAdapters(AF_INET, kAddressesOnlyFlags);
-  if (!table || !adapters) return std::nullopt;
-  Network network{std::move(*table), {}};
-  for (const AdapterInfo& adapter : *adapters) {
-    for (const Ipv4Address address : adapter.ipv4Addresses) network.addresses.push_back({adapter.luid, address});
-  }
-  return network;
+void AddRoute(std::string& text, const Ipv4Route& route) {
+  AddRecordLine(text, Ipv4Text(route.destination.address));
+  AddRecordNumber(text, route.destination.length);
+  AddRecordLine(text, Ipv4Text(route.nextHop));
 }
 
-// True if the route is finished. A route that the system had stored waits for its network.
-bool CannotComeBack(const SystemRoute& route, bool stored) {
-  if (!stored) WriteLogLine("routes: dropped a route that cannot come back: " + RouteText(route.route));
-  return !stored;
+std::optional<Ipv4Address> TakeAddress(RecordReader& reader) {
+  const auto line = reader.Line();
+  return line ? ParseLooseIpv4(*line) : std::nullopt;
 }
 
-// True if the route is finished.
-bool PutBack(const SystemRoute& route, bool stored, Network& network) {
-  if (HasRoute(network.table, route)) return true;
-  if (!CanComeBack(route, network.table, network.addresses)) return CannotComeBack(route, stored);
-  // Even if creating it fails: routes whose gateway is on its link are then retried with it, not dropped.
-  network.table.push_back(route);
-  const DWORD error = CreateSystemRoute(route);
-  if (error == NO_ERROR || error == ERROR_OBJECT_ALREADY_EXISTS) return true;
-  if (IsLost(error)) return CannotComeBack(route, stored);
-  WriteLogLine("routes: could not put back a route (" + std::to_string(error) + ")");
-  return false;
-}
-
-// On-link routes first: a gateway can be on the link of another removed route.
-void PutBackTakenLocked(Network& network) REQUIRES(kept.lock) {
-  for (const bool onLink : {true, false}) {
-    const auto isDone = [&](bool stored) {
-      return [&network, onLink, stored](const SystemRoute& route) {
-        return route.route.IsOnLink() == onLink && PutBack(route, stored, network);
-      };
-    };
-    std::erase_if(kept.routes.taken, isDone(false));
-    std::erase_if(kept.routes.takenStored, isDone(true));
+void AddTaken(std::string& text, std::string_view kind, const std::vector<SystemRoute>& routes) {
+  for (const SystemRoute& route : routes) {
+    AddRecordLine(text, kind);
+    AddRoute(text, route.route);
+    AddRecordNumber(text, route.luid);
+    AddRecordNumber(text, route.metric);
   }
 }
 
-void RestoreOnceLocked() REQUIRES(kept.lock) {
-  const auto before = ReadSystemRoutes();
-  if (!before) return;
-  kept.routes.added = RemoveAddedLocked(*before);
-  if (auto network = ReadNetwork()) PutBackTakenLocked(*network);
-  PersistLocked();
+std::optional<Ipv4Route> TakeAdded(RecordReader& reader) {
+  const auto destination = TakeAddress(reader);
+  const auto prefixLength = reader.NumberLine(kIpv4Bits);
+  const auto nextHop = TakeAddress(reader);
+  if (!destination || !prefixLength || !nextHop) return std::nullopt;
+  return Ipv4Route{{*destination, static_cast<uint32_t>(*prefixLength)}, *nextHop};
 }
 
-// What fails once is tried again before it is left to a later recovery.
-void RestoreLocked() REQUIRES(kept.lock) {
-  constexpr int kTries = 2;
-  for (int tries = 0; tries < kTries && !kept.routes.IsEmpty(); ++tries) RestoreOnceLocked();
+std::optional<SystemRoute> TakeTaken(RecordReader& reader) {
+  const auto route = TakeAdded(reader);
+  const auto luid = reader.NumberLine(std::numeric_limits<uint64_t>::max());
+  const auto metric = reader.NumberLine(std::numeric_limits<uint32_t>::max());
+  if (!route || !luid || !metric) return std::nullopt;
+  return SystemRoute{*route, *luid, static_cast<uint32_t>(*metric)};
 }
 
-void LoadLocked() REQUIRES(kept.lock) {
-  std::string text;
-  if (ReadRecoveryFile(kFileName, kMaxBytes, text) != FileRead::Done) return;
-  kept.routes = ParseRouteJournal(text);
-  WriteLogLine(kept.routes.IsEmpty() ? "routes: unknown route backup" : "routes: recovering routes from disk backup");
+template <typename Route>
+bool Append(std::vector<Route>& routes, const std::optional<Route>& route) {
+  if (route) routes.push_back(*route);
+  return route.has_value();
 }
 
-// If the file does not say which start of the system it is from, it is used unchanged.
-void ForgetBeforeRestartLocked() REQUIRES(kept.lock) {
-  const uint64_t boot = BootIdentity();
-  if (kept.routes.boot == 0 || boot == 0 || kept.routes.boot == boot) return;
-  const size_t forgotten = ForgetVolatile(kept.routes);
-  WriteLogLine("routes: the system was restarted, " + std::to_string(forgotten) + " taken route(s) not put back");
-  PersistLocked();
+bool TakeBoot(RecordReader& reader, uint64_t& boot) {
+  const auto number = reader.NumberLine(std::numeric_limits<uint64_t>::max());
+  boot = number.value_or(0);
+  return number.has_value();
+}
+
+// False if the entry is unknown or malformed.
+bool TakeEntry(std::string_view kind, RecordReader& reader, RouteJournal& journal) {
+  if (kind == kAddedLine) return Append(journal.added, TakeAdded(reader));
+  if (kind == kTakenLine) return Append(journal.taken, TakeTaken(reader));
+  if (kind == kStoredLine) return Append(journal.takenStored, TakeTaken(reader));
+  return kind == kBootLine && TakeBoot(reader, journal.boot);
 }
 
 }  // namespace
 
-bool JournalReplacement(const GatewayRoute& route) noexcept {
-  return Guarded(false, [&] {
-    const MutexGuard guard(kept.lock);
-    return JournalLocked(route);
+std::optional<Ipv4Route> ParsePersistentRoute(std::string_view text) {
+  std::array<std::string_view, 3> fields;
+  for (std::string_view& field : fields) {
+    const size_t comma = text.find(',');
+    if (comma == std::string_view::npos) return std::nullopt;
+    field = text.substr(0, comma);
+    text.remove_prefix(comma + 1);
+  }
+  const auto destination = ParseLooseIpv4(fields[0]);
+  const auto mask = ParseLooseIpv4(fields[1]);
+  const auto nextHop = ParseLooseIpv4(fields[2]);
+  const auto length = mask ? LengthOfMask(*mask) : std::nullopt;
+  if (!destination || !length || !nextHop) return std::nullopt;
+  return Ipv4Route{{*destination, *length}, *nextHop};
+}
+
+bool RecordReplacement(RouteJournal& journal, const GatewayRoute& route, const RoutesNow& now) {
+  const auto destination = ParseLooseIpv4(route.destination);
+  const bool takes = destination && RecordTaken(journal, *destination, now);
+  return RecordAdded(journal, route) || takes;
+}
+
+bool RecordAdded(RouteJournal& journal, const GatewayRoute& route) {
+  const auto destination = ParseLooseIpv4(route.destination);
+  const auto gateway = ParseLooseIpv4(route.gateway);
+  if (!destination || !gateway) return false;
+  const Ipv4Route added{{*destination, route.prefixLength}, *gateway};
+  if (Contains(journal.added, added)) return false;
+  journal.added.push_back(added);
+  return true;
+}
+
+size_t ForgetVolatile(RouteJournal& journal) {
+  const size_t forgotten = journal.taken.size();
+  journal.added.clear();
+  journal.taken.clear();
+  return forgotten;
+}
+
+bool CanComeBack(const SystemRoute& route, const std::vector<SystemRoute>& table,
+                 const std::vector<LocalAddress>& addresses) {
+  if (route.route.IsOnLink()) {
+    return std::ranges::any_of(addresses, [&](const LocalAddress& own) {
+      return own.luid == route.luid && route.route.destination.Contains(own.address);
+    });
+  }
+  return std::ranges::any_of(table, [&](const SystemRoute& row) {
+    return row.route.IsOnLink() && row.luid == route.luid && row.route.destination.Contains(route.route.nextHop);
   });
 }
 
-void JournalReplacements(const std::vector<GatewayRoute>& routes) noexcept {
-  Guarded([&] {
-    const MutexGuard guard(kept.lock);
-    JournalAllLocked(routes);
+std::string RouteText(const Ipv4Route& route) {
+  const std::string way = route.IsOnLink() ? " on the link" : " via " + Ipv4Text(route.nextHop);
+  return Ipv4Text(route.destination.address) + "/" + std::to_string(route.destination.length) + way;
+}
+
+std::vector<SystemRoute> AddedRows(const RouteJournal& journal, const std::vector<SystemRoute>& table) {
+  std::vector<SystemRoute> rows;
+  for (const SystemRoute& row : table) {
+    if (Contains(journal.added, row.route)) rows.push_back(row);
+  }
+  return rows;
+}
+
+bool HasRoute(const std::vector<SystemRoute>& table, const SystemRoute& route) {
+  return std::ranges::any_of(table, [&](SystemRoute row) {
+    row.metric = route.metric;
+    return row == route;
   });
 }
 
-void JournalAdded(const GatewayRoute& route) noexcept {
-  Guarded([&] {
-    const MutexGuard guard(kept.lock);
-    if (RecordAdded(kept.routes, route)) PersistLocked();
-  });
+std::string FormatRouteJournal(const RouteJournal& journal) {
+  std::string text = NewRecordText();
+  for (const Ipv4Route& route : journal.added) {
+    AddRecordLine(text, kAddedLine);
+    AddRoute(text, route);
+  }
+  AddTaken(text, kTakenLine, journal.taken);
+  AddTaken(text, kStoredLine, journal.takenStored);
+  if (journal.boot == 0) return text;
+  AddRecordLine(text, kBootLine);
+  AddRecordNumber(text, journal.boot);
+  return text;
 }
 
-void RestoreJournaledRoutes() noexcept {
-  Guarded([] {
-    const MutexGuard guard(kept.lock);
-    RestoreLocked();
-  });
-}
-
-void RecoverJournaledRoutes() noexcept {
-  Guarded([] {
-    const MutexGuard guard(kept.lock);
-    LoadLocked();
-    ForgetBeforeRestartLocked();
-    RestoreLocked();
-  });
+RouteJournal ParseRouteJournal(std::string_view text) {
+  RouteJournal journal;
+  RecordReader reader(text);
+  if (reader.Line() != kRecordVersion) return journal;
+  while (const auto kind = reader.Line()) {
+    if (!TakeEntry(*kind, reader, journal)) break;
+  }
+  return journal;
 }
 
 }  // namespace moorlak

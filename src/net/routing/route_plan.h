@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "base/ipv4.h"
-#include "process/command_line.h"
+#include "process/hidden_command.h"
 
 namespace moorlak {
 

@@ -10,7 +10,7 @@
 #include <optional>
 #include <vector>
 
-#include "net/routing/journaled_routes.h"
+#include "net/routing/route_journal.h"
 #include "net/routing/route_rows.h"
 
 namespace moorlak {

@@ -1,30 +1,34 @@
 #include "net/share/proxy_sharing.h"
 
-#include <string>
-
-#include "base/guarded.h"
-#include "base/log.h"
-#include "net/share/sharing_rule.h"
-
 namespace moorlak {
+namespace {
 
-void OpenProxySharingFirewall(const std::vector<uint32_t>& ports) noexcept {
-  CloseProxySharingFirewall();
-  Guarded([&] {
-    if (ports.empty()) return;
-    const std::string joined = JoinPorts(ports);
-    WriteLogLine("proxy-share: opening firewall for ports " + joined);
-    RunHiddenCommand(AddSharingRuleCommand(joined));
-  });
+constexpr uint32_t kDeleteMs = 1200;
+constexpr char kRuleName[] = "Moorlak Proxy Sharing";
+
+std::string RuleCommand(const char* verb) {
+  return std::string("netsh advfirewall firewall ") + verb + " rule name=\"" + kRuleName + "\"";
 }
 
-CommandOutcome CloseProxySharingFirewall() noexcept {
-  return Guarded(CommandOutcome::Failed, [] { return TryHiddenCommand(DeleteSharingRuleCommand()); });
+}  // namespace
+
+std::string JoinPorts(const std::vector<uint32_t>& ports) {
+  std::string joined;
+  for (const uint32_t port : ports) {
+    if (!joined.empty()) joined += ',';
+    joined += std::to_string(port);
+  }
+  return joined;
 }
 
-void CloseSharingOfEarlierSession() noexcept {
-  constexpr int kTries = 5;
-  for (int tries = 0; tries < kTries && CloseProxySharingFirewall() == CommandOutcome::Late;) ++tries;
+HiddenCommand DeleteSharingRuleCommand() {
+  return {RuleCommand("delete"), kDeleteMs, false};
+}
+
+HiddenCommand AddSharingRuleCommand(const std::string& joinedPorts) {
+  return {RuleCommand("add") + " dir=in action=allow protocol=TCP localport=" + joinedPorts +
+              " profile=private,domain remoteip=LocalSubnet",
+          kCommandMs, true};
 }
 
 }  // namespace moorlak

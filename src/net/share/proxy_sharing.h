@@ -2,11 +2,19 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "process/hidden_command.h"
 
 namespace moorlak {
+
+// "1080,8080"; empty for no ports.
+std::string JoinPorts(const std::vector<uint32_t>& ports);
+
+// The ports are given joined. Usually there is no rule to delete.
+HiddenCommand DeleteSharingRuleCommand();
+HiddenCommand AddSharingRuleCommand(const std::string& joinedPorts);
 
 // Replaces the firewall rule with one for these ports; without ports the rule is only removed. A failure is logged and
 // leaves the ports closed.

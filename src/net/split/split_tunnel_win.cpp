@@ -12,7 +12,7 @@
 #include "net/split/split_tunnel.h"
 #include "net/wfp/filter_set.h"
 #include "net/wfp/own_keys.h"
-#include "text/base_name.h"
+#include "text/text_scan.h"
 
 namespace moorlak {
 

@@ -7,7 +7,7 @@
 
 #include "base/paths.h"
 #include "base/utf.h"
-#include "net/adapter/adapter_name.h"
+#include "net/adapter/adapter_lookup.h"
 #include "support/wait.h"
 
 namespace moorlak::session {

@@ -1,11 +1,11 @@
-#include "base/detached_thread.h"
-
 #include <chrono>
 #include <future>
 #include <gtest/gtest.h>
 #include <memory>
 #include <utility>
 #include <vector>
+
+#include "base/threads.h"
 
 namespace moorlak {
 namespace {

@@ -1,9 +1,8 @@
-#include "base/thread_body.h"
-
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <thread>
 
+#include "base/threads.h"
 #include "support/log_watch.h"
 
 namespace moorlak {

@@ -1,6 +1,6 @@
-#include "config/local_folder.h"
-
 #include <gtest/gtest.h>
+
+#include "config/bypass_executables.h"
 
 namespace moorlak {
 namespace {

@@ -1,6 +1,6 @@
-#include "ipc/command_protocol.h"
-
 #include <gtest/gtest.h>
+
+#include "ipc/command_dispatcher.h"
 
 namespace moorlak {
 namespace {

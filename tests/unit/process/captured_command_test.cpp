@@ -1,9 +1,8 @@
-#include "process/captured_command.h"
-
 #include <windows.h>
 
 #include <gtest/gtest.h>
 
+#include "process/hidden_command.h"
 #include "unit/process/child_test_support.h"
 
 namespace moorlak {

@@ -1,6 +1,6 @@
-#include "process/command_line.h"
-
 #include <gtest/gtest.h>
+
+#include "process/hidden_command.h"
 
 namespace moorlak {
 namespace {

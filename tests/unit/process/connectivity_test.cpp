@@ -1,7 +1,7 @@
-#include "process/connectivity.h"
-
 #include <gtest/gtest.h>
 #include <vector>
+
+#include "process/probes.h"
 
 namespace moorlak {
 namespace {

@@ -1,6 +1,6 @@
-#include "text/base_name.h"
-
 #include <gtest/gtest.h>
+
+#include "text/text_scan.h"
 
 namespace moorlak {
 namespace {

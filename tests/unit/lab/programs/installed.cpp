@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "base/utf.h"
-#include "process/command_line.h"
+#include "process/hidden_command.h"
 
 namespace moorlak::lab {
 namespace {

@@ -1,8 +1,8 @@
 // The stand-ins understand every command that the service composes and do what the service means by it.
 #include "lab/programs/console_test.h"
-#include "net/dns/dns_commands.h"
+#include "net/dns/adapter_dns.h"
 #include "net/routing/route_plan.h"
-#include "net/share/sharing_rule.h"
+#include "net/share/proxy_sharing.h"
 #include "programs/netsh/netsh.h"
 #include "programs/route/route.h"
 

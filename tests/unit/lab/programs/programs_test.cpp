@@ -1,9 +1,9 @@
 // The programs themselves, in the test run's Wine prefix.
 #include "lab/programs/console_test.h"
 #include "lab/programs/installed.h"
-#include "net/dns/dns_commands.h"
+#include "net/dns/adapter_dns.h"
 #include "net/routing/route_plan.h"
-#include "net/share/sharing_rule.h"
+#include "net/share/proxy_sharing.h"
 #include "programs/console/text.h"
 #include "programs/ipconfig/ipconfig.h"
 #include "programs/netsh/netsh.h"

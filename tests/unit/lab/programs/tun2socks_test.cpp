@@ -2,7 +2,7 @@
 #include "programs/tun2socks/tun2socks.h"
 
 #include "lab/programs/console_test.h"
-#include "process/command_line.h"
+#include "process/hidden_command.h"
 #include "wintun/adapters.h"
 
 namespace moorlak::lab {

@@ -1,6 +1,6 @@
-#include "net/adapter/adapter_name.h"
-
 #include <gtest/gtest.h>
+
+#include "net/adapter/adapter_lookup.h"
 
 namespace moorlak {
 namespace {

@@ -1,7 +1,6 @@
-#include "net/dns/dns_commands.h"
-
 #include <gtest/gtest.h>
 
+#include "net/dns/adapter_dns.h"
 #include "unit/process/expect_command.h"
 
 namespace moorlak {

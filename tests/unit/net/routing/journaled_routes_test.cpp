@@ -1,8 +1,8 @@
-#include "net/routing/journaled_routes.h"
-
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
+
+#include "net/routing/route_journal.h"
 
 namespace moorlak {
 namespace {

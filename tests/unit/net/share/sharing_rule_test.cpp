@@ -1,7 +1,6 @@
-#include "net/share/sharing_rule.h"
-
 #include <gtest/gtest.h>
 
+#include "net/share/proxy_sharing.h"
 #include "unit/process/expect_command.h"
 
 namespace moorlak {

@@ -1,10 +1,15 @@
-// Threads that nobody joins.
+// The outermost frame of every thread, and threads that nobody joins.
 #pragma once
 
+#include <exception>
 #include <memory>
 #include <mutex>
+#include <string>
+#include <string_view>
 #include <thread>
 #include <utility>
+
+#include "base/log.h"
 
 namespace moorlak {
 
@@ -22,6 +27,22 @@ void StartDetachedThread(Body body) {
     { const std::lock_guard detached(*detaching); }
     body();
   }).detach();
+}
+
+// Runs a thread's body. An exception that escapes it is logged with the thread's name and ends the process: a service
+// that has lost a thread would still look healthy.
+template <typename Body>
+void RunThreadBody(std::string_view threadName, Body body) noexcept {
+  try {
+    body();
+  } catch (const std::exception& error) {
+    try {
+      WriteLogLine(std::string(threadName) + " thread failed: " + error.what());
+    } catch (const std::exception&) {
+      WriteLogLine(threadName);
+    }
+    std::terminate();
+  }
 }
 
 }  // namespace moorlak
