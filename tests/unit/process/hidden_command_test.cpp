@@ -9,6 +9,7 @@
 
 #include "base/paths.h"
 #include "base/utf.h"
+#include "process/engine_token.h"
 #include "unit/process/child_test_support.h"
 
 namespace moorlak {
