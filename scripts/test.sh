@@ -1,6 +1,9 @@
 #!/usr/bin/env bash
-# Builds and runs every test and check. The last line is "N passed, M failed"; the exit code says the same.
+# Builds and runs every test and check. The last line is "N passed, M failed"; the exit code says the same. A suite that
+# has passed in this build folder is counted without being run again, as long as the programs, scripts and files that it
+# uses have not changed.
 #   test.sh --quick   only what answers soonest: format, core and client natively
+#   test.sh --again   runs also what has not changed
 source "$(dirname "$0")/common.sh"
 source "$ROOT/scripts/test_lanes.sh"
 source "$ROOT/scripts/test_steps.sh"
@@ -15,6 +18,8 @@ if [ "${1:-}" = --quick ]; then
     run_steps
     finish
     exit
+elif [ "${1:-}" = --again ]; then
+    again=1
 elif [ $# -gt 0 ]; then
     sed -n '2,/^source/{/^#/s/^# \{0,1\}//p}' "$0"
     exit 2

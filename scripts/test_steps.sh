@@ -82,21 +82,49 @@ count() {
     fi
 }
 
-# shard TITLE NAME INDEX SHARDS COMMAND...: a share of a test program's tests. The word PREFIX in the command is a Wine
-# prefix of its own, the word JSON asks for the report, the word WINDOWS_JSON asks a Windows program for it.
+# What a suite has passed is recorded here. An empty file has the time at which the suite began; make's rule decides
+# whether that still counts.
+PASSED=$BUILD/passed
+mkdir -p "$PASSED"
+
+# made_since STAMP FOLDER: the first program, library or Wine prefix in the build's folder that is newer, or the first
+# script or test file; none if nothing is. Sources need not be asked: what is built from them would be newer.
+made_since() {
+    find "$BUILD/$2" "$BUILD/engine" -maxdepth 6 -type f \( -name '*.exe' -o -name '*.dll' -o -name '*_tests' \) \
+        -newer "$1" -print -quit
+    find "$ROOT/scripts" "$ROOT/tests" "$BUILD/wine-template/.prepared" -type f ! -name '*.cpp' ! -name '*.h' \
+        -newer "$1" -print -quit
+}
+
+# has_passed NAME FOLDER: whether the suite passed with what it would run with now.
+has_passed() { [ -z "${again:-}" ] && [ -s "$PASSED/$1" ] && [ -z "$(made_since "$PASSED/$1" "$2")" ]; }
+
+# shard TITLE NAME INDEX SHARDS FOLDER COMMAND...: a share of a test program's tests. The programs are in the build's
+# FOLDER. The word PREFIX in the command is a Wine prefix of its own, the word JSON asks for the report, the word
+# WINDOWS_JSON asks a Windows program for it.
 shard() {
-    local title=$1 name=$2_$3 status=0
+    local title=$1 name=$2_$3 stamp=$2_$3_of_$4 folder=$5 status=0 failed_before=$failed passed_before=$passed
     export GTEST_SHARD_INDEX=$3 GTEST_TOTAL_SHARDS=$4
     [ "$4" -eq 1 ] || title+=" ($(($3 + 1)) of $4)"
-    shift 4
+    shift 5
+    if has_passed "$stamp" "$folder"; then
+        passed=$((passed + $(<"$PASSED/$stamp")))
+        say "same  $title: $(<"$PASSED/$stamp") tests passed at $(date -r "$PASSED/$stamp" '+%F %T'), and nothing has changed since"
+        return
+    fi
+    rm -f "$PASSED/$stamp"
+    touch "$RESULTS/$name.began"
     set -- "${@/#PREFIX/$BUILD/prefixes/$name}"
     set -- "${@/#WINDOWS_JSON/--gtest_output=json:Z:$RESULTS/$name.json}"
     timeout 2400 "${@/#JSON/--gtest_output=json:$RESULTS/$name.json}" >"$RESULTS/$name.log" 2>&1 || status=$?
     rm -rf "$BUILD/prefixes/$name"
     count "$title" "$RESULTS/$name.json" "$RESULTS/$name.log" "$status"
+    [ "$failed" -eq "$failed_before" ] || return 0
+    echo $((passed - passed_before)) >"$PASSED/$stamp"
+    touch -r "$RESULTS/$name.began" "$PASSED/$stamp"
 }
 
-# shards LANE TITLE NAME SHARDS COMMAND...: all of them, to be run.
+# shards LANE TITLE NAME SHARDS FOLDER COMMAND...: all of them, to be run.
 shards() {
     local lane=$1 title=$2 name=$3 count=$4 index
     shift 4
@@ -105,29 +133,29 @@ shards() {
 
 # native_suite TITLE PROGRAM [SHARDS]
 native_suite() {
-    shards busy "$1" "native_${2##*/}" "${3:-1}" "$BUILD/$2" JSON
+    shards busy "$1" "native_${2##*/}" "${3:-1}" "${2%%/*}" "$BUILD/$2" JSON
 }
 
 # wine_suite LANE TITLE PROGRAM [checked]: "checked" has Wine check the heap, which makes large texts very slow; what runs
 # natively under ASan as well goes without.
 wine_suite() {
-    shards "$1" "$2" "wine_${3##*/}" 1 "$ROOT/scripts/run_unit_tests.sh" PREFIX "$BUILD/$3" "${4:-}" WINDOWS_JSON
+    shards "$1" "$2" "wine_${3##*/}" 1 "${3%%/*}" "$ROOT/scripts/run_unit_tests.sh" PREFIX "$BUILD/$3" "${4:-}" WINDOWS_JSON
 }
 
 machine_suite() {
-    shards waiting "$1" machine "$2" "$ROOT/scripts/run_machine_tests.sh" "$BUILD/windows-release" "$BUILD/engine" PREFIX WINDOWS_JSON
+    shards waiting "$1" machine "$2" windows-release "$ROOT/scripts/run_machine_tests.sh" "$BUILD/windows-release" "$BUILD/engine" PREFIX WINDOWS_JSON
 }
 
 adversary_suite() {
-    shards waiting "$1" adversary "$2" "$ROOT/scripts/run_adversary_tests.sh" "$BUILD/windows-release" "$BUILD/engine" PREFIX WINDOWS_JSON
+    shards waiting "$1" adversary "$2" windows-release "$ROOT/scripts/run_adversary_tests.sh" "$BUILD/windows-release" "$BUILD/engine" PREFIX WINDOWS_JSON
 }
 
 network_suite() {
-    shards waiting "$1" network "$2" "$ROOT/scripts/run_network_tests.sh" PREFIX "$BUILD/windows-debug" WINDOWS_JSON
+    shards waiting "$1" network "$2" windows-debug "$ROOT/scripts/run_network_tests.sh" PREFIX "$BUILD/windows-debug" WINDOWS_JSON
 }
 
 session_suite() {
-    shards waiting "$1" session "$2" "$ROOT/scripts/run_session_tests.sh" PREFIX "$BUILD/windows-release" "$BUILD/engine" WINDOWS_JSON
+    shards waiting "$1" session "$2" windows-release "$ROOT/scripts/run_session_tests.sh" PREFIX "$BUILD/windows-release" "$BUILD/engine" WINDOWS_JSON
 }
 
 # fuzz_smoke TARGET [RUNS]: a short run with a fixed seed, enough to see that a target builds, starts and holds on what
