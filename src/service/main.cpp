@@ -17,7 +17,7 @@ bool Wants(const wchar_t* word, int argumentCount, wchar_t** arguments) {
 int wmain(int argumentCount, wchar_t** arguments) {
   int exitCode = 0;
   moorlak::HardenProcess();
-  moorlak::TrustEveryCaller();
+  moorlak::SuppressSystemDialogs();
   moorlak::RunThreadBody("main", [&] {
     if (Wants(L"--console", argumentCount, arguments)) {
       moorlak::RunInConsole();

@@ -60,7 +60,7 @@ InstanceClaim::~InstanceClaim() {
 
 std::atomic<bool> stopFlag{false};
 
-void TrustEveryCaller() noexcept {
+void SuppressSystemDialogs() noexcept {
   SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
   SetupSetNonInteractiveMode(TRUE);
 }

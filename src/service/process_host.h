@@ -34,7 +34,7 @@ extern std::atomic<bool> stopFlag;
 
 // No system dialogs for this process and its engines: on a service's desktop nobody could answer them ("SetErrorMode"
 // and "SetupSetNonInteractiveMode" on Microsoft Learn).
-void TrustEveryCaller() noexcept;
+void SuppressSystemDialogs() noexcept;
 
 // Starts the pipe thread. Throws std::system_error if no thread can be created: the process is then useless and ends.
 std::thread StartPipeThread();
