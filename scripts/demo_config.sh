@@ -86,11 +86,12 @@ raise_network() {
     [ "$(planned '.tlsNames | length')" -eq 0 ] || make_certificate
 }
 
-# One certificate for all servers, trusted by the machine: Wine uses the system's list.
+# One certificate for all servers, trusted by the machine: Wine uses the system's list. Its key is an RSA key: Wine does
+# not accept an ECDSA signature of which one half begins with a zero byte, as about one in 128 does.
 make_certificate() {
     local names
     names=$(planned '[.tlsNames[] | if test("^[0-9.]+$|:") then "IP:\(.)" else "DNS:\(.)" end] | join(",")')
-    openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 2 -subj "/CN=Moorlak demonstration" \
+    openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj "/CN=Moorlak demonstration" \
         -addext "subjectAltName=$names" -keyout "$work/server.key" -out "$work/server.crt" 2>"$work/openssl.log"
     mount --bind "$work/server.crt" /etc/ssl/certs/ca-certificates.crt
 }
