@@ -85,8 +85,9 @@ stop_service() {
 
 # As a service, the product has no standard error to which it could copy its engine's output.
 keep_engine_log() {
-    printf '{"leaveLoopback": true, "logFile": "C:\\\\engine.log"}\n' \
-        >"$prefix/drive_c/Program Files/Moorlak/xray/engine_faults.json"
+    local settings="$prefix/drive_c/Program Files/Moorlak/xray/engine_faults.json" text
+    text=$(jq '.logFile = "C:\\engine.log"' "$settings")
+    printf '%s\n' "$text" >"$settings"
 }
 
 show_engine_logs() {

@@ -82,18 +82,19 @@ count() {
     fi
 }
 
-# What a suite has passed is recorded here. An empty file has the time at which the suite began; make's rule decides
-# whether that still counts.
+# A suite that has passed leaves a file here: it contains the number of its tests and has the time at which it began.
+# make's rule decides whether that still counts.
 PASSED=$BUILD/passed
 mkdir -p "$PASSED"
 
-# made_since STAMP FOLDER: the first program, library or Wine prefix in the build's folder that is newer, or the first
-# script or test file; none if nothing is. Sources need not be asked: what is built from them would be newer.
+# made_since STAMP FOLDER: what is newer: a program or library in the build's folder or of the engine, the Wine prefix, a
+# script, or a test's file. Sources need not be asked: what is built from them would be newer.
 made_since() {
-    find "$BUILD/$2" "$BUILD/engine" -maxdepth 6 -type f \( -name '*.exe' -o -name '*.dll' -o -name '*_tests' \) \
-        -newer "$1" -print -quit
-    find "$ROOT/scripts" "$ROOT/tests" "$BUILD/wine-template/.prepared" -type f ! -name '*.cpp' ! -name '*.h' \
-        -newer "$1" -print -quit
+    local programs=("$BUILD/$2") files=("$ROOT/scripts" "$ROOT/tests")
+    [ ! -d "$BUILD/engine" ] || programs+=("$BUILD/engine")
+    [ ! -d "$BUILD/wine-template" ] || files+=("$BUILD/wine-template/.prepared")
+    find "${programs[@]}" -maxdepth 6 -type f \( -name '*.exe' -o -name '*.dll' -o -name '*_tests' \) -newer "$1" -print -quit
+    find "${files[@]}" -type f ! -name '*.cpp' ! -name '*.h' -newer "$1" -print -quit
 }
 
 # has_passed NAME FOLDER: whether the suite passed with what it would run with now.

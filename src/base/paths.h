@@ -1,4 +1,4 @@
-// Where the product keeps its files, and where this program is.
+// Where the product keeps its files, where this program is, and what kind of drive a path is on.
 #pragma once
 
 #include <windows.h>

@@ -8,6 +8,7 @@
 
 namespace moorlak {
 
+// Users see the replies, and support searches for the log lines; both are contracts.
 inline constexpr std::string_view kPingLine = "IPC ping";
 inline constexpr std::string_view kStopLine = "IPC stop";
 inline constexpr std::string_view kStartAcceptedLine = "IPC start accepted";

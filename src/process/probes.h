@@ -1,5 +1,5 @@
-// Readiness and health of a session: whether the engine listens, whether a web page gets through, and what the
-// attempts add up to.
+// Readiness and health of a session: whether the engine listens, where the data path is probed, and whether a web page
+// gets through.
 #pragma once
 
 #include <atomic>

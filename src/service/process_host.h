@@ -8,6 +8,7 @@
 
 namespace moorlak {
 
+// Only one instance may manage the machine: if recovery ran twice, it would undo what the first instance has just done.
 // The first instance owns the instance mutex. The thread that took it releases it, or the system does when that thread
 // or the process ends. After that the name alone, kept alive by another process, is no claim.
 class InstanceClaim {

@@ -16,7 +16,8 @@ struct RecoveryEvents {
 // Brings the persistent adapter up first.
 void RecoverEarlierSession(Protection& protection, const RecoveryEvents& events) noexcept;
 
-// Exit codes of the run.
+// Exit codes of `moorlak_service.exe --recover`, which `moorlakctl reset` runs: the recovery of the service's start on
+// its own, for the support desk.
 inline constexpr int kRecoveryDone = 0;
 // Another instance manages the machine: nothing was changed.
 inline constexpr int kRecoveryNotOurs = 2;

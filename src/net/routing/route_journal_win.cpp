@@ -20,9 +20,9 @@
 namespace moorlak {
 namespace {
 
-constexpr wchar_t kKey[] = L"SYSTEM\\CurrentControlSet\\Services\\Tcpip\\Parameters\\PersistentRoutes";
+constexpr wchar_t kPersistentRoutesKey[] = L"SYSTEM\\CurrentControlSet\\Services\\Tcpip\\Parameters\\PersistentRoutes";
 // Four numbers of at most 15 characters each; a longer name is not a route.
-constexpr DWORD kLongestName = 128;
+constexpr DWORD kLongestRouteName = 128;
 
 constexpr wchar_t kFileName[] = L"routes_restore.v1";
 constexpr size_t kMaxBytes = 16u << 20;
@@ -170,12 +170,13 @@ void ForgetBeforeRestartLocked() REQUIRES(kept.lock) {
 std::vector<Ipv4Route> ReadPersistentRoutes() {
   std::vector<Ipv4Route> routes;
   HKEY opened = nullptr;
-  if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kKey, 0, KEY_QUERY_VALUE, &opened) != ERROR_SUCCESS) return routes;
+  if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kPersistentRoutesKey, 0, KEY_QUERY_VALUE, &opened) != ERROR_SUCCESS)
+    return routes;
   const RegistryKey key(opened);
-  wchar_t name[kLongestName];
+  wchar_t name[kLongestRouteName];
   LONG error = ERROR_SUCCESS;
   for (DWORD i = 0; error == ERROR_SUCCESS || error == ERROR_MORE_DATA; ++i) {
-    DWORD length = kLongestName;
+    DWORD length = kLongestRouteName;
     error = RegEnumValueW(key.Get(), i, name, &length, nullptr, nullptr, nullptr, nullptr);
     const auto route = error == ERROR_SUCCESS ? ParsePersistentRoute(NarrowUtf16({name, length})) : std::nullopt;
     if (route) routes.push_back(*route);

@@ -1,4 +1,5 @@
-// Lets other machines on the local network reach the local proxy ports.
+// Lets other machines on the local network reach the local proxy ports, by a firewall rule that is identified only by
+// its name.
 #pragma once
 
 #include <cstdint>
