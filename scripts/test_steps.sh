@@ -68,7 +68,10 @@ count() {
             [.testsuites[].testsuite[]] as $t
             | "\([$t[] | select(.result == "COMPLETED")] | length) \([$t[] | select(.failures)] | length) \([$t[] | select(.result == "SKIPPED")] | length)"' "$json")
     fi
-    if [ "$status" -ne 0 ] && [ "$failures" -eq 0 ]; then failures=1 tests=$((tests + 1)); fi
+    if [ "$status" -ne 0 ] && [ "$failures" -eq 0 ]; then
+        failures=1 tests=$((tests + 1))
+        say "the program ended with $status; the test that began last: $(grep -a '^\[ RUN' "$log" | tail -n 1)"
+    fi
     [ "$tests" -gt 0 ] || { failures=1 tests=1; say "no test ran: $title"; }
     passed=$((passed + tests - failures))
     failed=$((failed + failures))

@@ -2,7 +2,6 @@
 
 #include <windows.h>
 
-#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -177,28 +176,36 @@ TEST_F(TunnelLog, WaitsForAnotherWriter) {
   EXPECT_EQ(LogLines().size(), 1u);
 }
 
-// Records for how long this thread would wait, without waiting.
-struct RecordedWaits {
-  RecordedWaits() : replaced(__imp_WaitForSingleObject, Note) {
-    Thread() = GetCurrentThreadId();
-    Noted().clear();
+struct WaitRecord {
+  DWORD thread = 0;
+  decltype(&::WaitForSingleObject) system = nullptr;
+  std::vector<DWORD> waits;
+};
+
+// Never destroyed: another thread may still be inside RecordedWaits::Call when the program ends.
+WaitRecord& waitRecord = *new WaitRecord;
+
+// Records for how long this thread would wait, without waiting. Waits without an end are left alone: they are the
+// thread library's, for its own locks. For the same reason nothing in Call may take a lock, not even the one of a
+// static variable that is initialised by its first use.
+class RecordedWaits {
+ public:
+  RecordedWaits() : replaced(Prepare(), Call) {}
+  static const std::vector<DWORD>& Noted() { return waitRecord.waits; }
+
+ private:
+  static decltype(&::WaitForSingleObject)& Prepare() {
+    waitRecord = {GetCurrentThreadId(), __imp_WaitForSingleObject, {}};
+    return __imp_WaitForSingleObject;
   }
-  static std::atomic<DWORD>& Thread() {
-    static std::atomic<DWORD>& thread = *new std::atomic<DWORD>;
-    return thread;
+  static DWORD WINAPI Call(HANDLE object, DWORD milliseconds) {
+    if (milliseconds == INFINITE || GetCurrentThreadId() != waitRecord.thread) {
+      return waitRecord.system(object, milliseconds);
+    }
+    waitRecord.waits.push_back(milliseconds);
+    return waitRecord.system(object, 0);
   }
-  static std::vector<DWORD>& Noted() {
-    static std::vector<DWORD>& noted = *new std::vector<DWORD>;
-    return noted;
-  }
-  static DWORD WINAPI Note(HANDLE object, DWORD milliseconds) {
-    static const auto system = reinterpret_cast<decltype(&WaitForSingleObject)>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "WaitForSingleObject")));
-    if (GetCurrentThreadId() != Thread()) return system(object, milliseconds);
-    Noted().push_back(milliseconds);
-    return system(object, 0);
-  }
-  ReplacedImport<decltype(&WaitForSingleObject)> replaced;
+  ReplacedImport<decltype(&::WaitForSingleObject)> replaced;
 };
 
 TEST_F(TunnelLog, DoesNotWaitForEverForAWriterOfItsOwn) {
