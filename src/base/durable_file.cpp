@@ -40,9 +40,9 @@ KernelHandle CreateAnew(const FilePlace& place, PSECURITY_DESCRIPTOR security) {
 // A folder or a read-only file cannot be replaced by a rename.
 bool IsInTheWay(const FilePlace& place) {
   const KernelHandle file = OpenPlace(place, {.access = FILE_READ_ATTRIBUTES});
-  BY_HANDLE_FILE_INFORMATION information{};
-  constexpr DWORD kStays = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY;
-  return file && GetFileInformationByHandle(file.Get(), &information) && (information.dwFileAttributes & kStays) != 0;
+  if (!file) return false;
+  const auto status = ReadStatus(file.Get());
+  return status && status->Has(FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY);
 }
 
 bool Replace(HANDLE fresh, const FilePlace& place) {

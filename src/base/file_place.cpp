@@ -17,6 +17,7 @@ constexpr auto kObjectPathNotFound = static_cast<NTSTATUS>(0xC000003A);
 constexpr ULONG kCompleteIfOplocked = 0x00000100;
 constexpr ULONG kWriteThrough = 0x00000002;
 constexpr ULONG kOpenReparsePoint = 0x00200000;
+constexpr auto kFileInternalInformation = static_cast<FILE_INFORMATION_CLASS>(6);
 constexpr auto kFileRenameInformation = static_cast<FILE_INFORMATION_CLASS>(10);
 constexpr auto kFileDispositionInfoEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(21);
 constexpr DWORD kDeleteAtOnce = 0x1 | 0x2;  // delete, POSIX semantics
@@ -106,6 +107,24 @@ KernelHandle OpenPlace(const FilePlace& place, const OpenWish& wish) {
     FailWith(status);
   }
   return file;
+}
+
+std::optional<FileStatus> ReadStatus(HANDLE file) {
+  FILE_BASIC_INFO basic{};
+  FILE_STANDARD_INFO standard{};
+  if (!GetFileInformationByHandleEx(file, FileBasicInfo, &basic, sizeof(basic)) ||
+      !GetFileInformationByHandleEx(file, FileStandardInfo, &standard, sizeof(standard))) {
+    return std::nullopt;
+  }
+  IO_STATUS_BLOCK block{};
+  LARGE_INTEGER index{};  // The only member of FILE_INTERNAL_INFORMATION.
+  const NTSTATUS status = NtQueryInformationFile(file, &block, &index, sizeof(index), kFileInternalInformation);
+  if (!NT_SUCCESS(status)) {
+    FailWith(status);
+    return std::nullopt;
+  }
+  return FileStatus{basic.FileAttributes, standard.NumberOfLinks, static_cast<uint64_t>(standard.EndOfFile.QuadPart),
+                    static_cast<uint64_t>(index.QuadPart)};
 }
 
 bool RenameTo(HANDLE file, const FilePlace& target, bool replace) {

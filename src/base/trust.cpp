@@ -3,6 +3,7 @@
 #include <aclapi.h>
 #include <sddl.h>
 
+#include "base/file_place.h"
 #include "base/handle.h"
 #include "base/utf.h"
 
@@ -52,13 +53,19 @@ void ReadSecurity(HANDLE object, ObjectFacts& facts) {
   }
 }
 
-// Only a token with the group enabled may make it an owner: LocalSystem's and elevated ones.
-bool MayOwnAsAdministrators() {
+bool IsAdministrator() {
   BYTE sid[SECURITY_MAX_SID_SIZE];
   DWORD size = sizeof(sid);
   BOOL isMember = FALSE;
   return CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, sid, &size) &&
          CheckTokenMembership(nullptr, sid, &isMember) && isMember;
+}
+
+// Only a token with the group enabled may make it an owner: LocalSystem's and elevated ones. A process's groups are
+// fixed when it starts, and no thread of this product impersonates.
+bool MayOwnAsAdministrators() {
+  static const bool may = IsAdministrator();
+  return may;
 }
 
 }  // namespace
@@ -112,12 +119,11 @@ const std::string& OwnUserSid() {
 
 ObjectFacts ReadFacts(HANDLE object) {
   ObjectFacts facts;
-  BY_HANDLE_FILE_INFORMATION information{};
-  if (GetFileInformationByHandle(object, &information)) {
-    facts.isFolder = (information.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-    facts.isReparsePoint = (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
-    facts.isReadOnly = (information.dwFileAttributes & FILE_ATTRIBUTE_READONLY) != 0;
-    facts.links = information.nNumberOfLinks;
+  if (const auto status = ReadStatus(object)) {
+    facts.isFolder = status->Has(FILE_ATTRIBUTE_DIRECTORY);
+    facts.isReparsePoint = status->Has(FILE_ATTRIBUTE_REPARSE_POINT);
+    facts.isReadOnly = status->Has(FILE_ATTRIBUTE_READONLY);
+    facts.links = status->links;
   } else {
     facts.isReparsePoint = true;
   }
@@ -130,9 +136,8 @@ ObjectVerdict JudgeOpen(HANDLE object, const ObjectDemands& demands) {
 }
 
 bool IsReparsePoint(HANDLE file) {
-  BY_HANDLE_FILE_INFORMATION information{};
-  if (!GetFileInformationByHandle(file, &information)) return true;
-  return (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+  const auto status = ReadStatus(file);
+  return !status || status->Has(FILE_ATTRIBUTE_REPARSE_POINT);
 }
 
 }  // namespace moorlak

@@ -19,20 +19,12 @@ namespace {
 constexpr wchar_t kFolderAccess[] = L"D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;0x1200a3;;;BU)";
 constexpr wchar_t kFileAccess[] = L"D:(A;;FA;;;SY)(A;;FA;;;BA)(A;;0x120185;;;BU)";
 
-// Identifies a file as long as any handle to it is open.
-struct FileIdentity {
-  DWORD volume = 0;
-  DWORD high = 0;
-  DWORD low = 0;
-  bool operator==(const FileIdentity&) const = default;
-};
-
 // The log that was checked, kept open so that no other file gets its identity. Never destroyed: threads log until the
 // process ends.
 struct KnownLog {
   Mutex lock;  // never held while opening or writing a file
   KernelHandle passive GUARDED_BY(lock);
-  FileIdentity identity GUARDED_BY(lock);
+  uint64_t index GUARDED_BY(lock) = 0;
   // Set and read while writing a line, mostly with the log's mutex held.
   std::atomic<bool> areRulesApplied{false};
 };
@@ -46,26 +38,22 @@ FilePlace LogPlace(const wchar_t* name) {
   return folder == nullptr ? FilePlace() : FilePlace(folder, name);
 }
 
-FileIdentity IdentityOf(const BY_HANDLE_FILE_INFORMATION& information) {
-  return {information.dwVolumeSerialNumber, information.nFileIndexHigh, information.nFileIndexLow};
-}
-
-bool IsKnown(const FileIdentity& identity) {
+// The log's folder is held open and the log is not reached through a link, so it is always on the same volume.
+bool IsKnown(const FileStatus& status) {
   KnownLog& known = Known();
   const MutexGuard guard(known.lock);
-  return known.passive && known.identity == identity;
+  return known.passive && known.index == status.index;
 }
 
 // Called while the log is open for appending, so that no other process has it open alone in between.
-void Watch(const FileIdentity& identity) {
+void Watch(const FileStatus& status) {
   KernelHandle passive = OpenPlace(LogPlace(kLogName), {.access = GENERIC_READ});
-  BY_HANDLE_FILE_INFORMATION information{};
-  if (!passive || !GetFileInformationByHandle(passive.Get(), &information)) return;
-  if (IdentityOf(information) != identity) return;
+  const auto opened = passive ? ReadStatus(passive.Get()) : std::nullopt;
+  if (!opened || opened->index != status.index) return;
   KnownLog& known = Known();
   const MutexGuard guard(known.lock);
   std::swap(known.passive, passive);
-  known.identity = identity;
+  known.index = status.index;
 }
 
 void StopWatching() {
@@ -90,18 +78,17 @@ KernelHandle OpenOrCreateLog() {
 
 // A known log was checked when it had one name, and stays ours whatever users have done to it since. Any other log is
 // checked fully.
-LogNameStep StepFor(HANDLE file, const BY_HANDLE_FILE_INFORMATION& information) {
-  if (!IsKnown(IdentityOf(information))) return DecideLogName(ReadFacts(file), OwnUserSid());
-  const bool isReadOnly = (information.dwFileAttributes & FILE_ATTRIBUTE_READONLY) != 0;
-  return isReadOnly ? LogNameStep::MakeWritable : LogNameStep::Use;
+LogNameStep StepFor(HANDLE file, const FileStatus& status) {
+  if (!IsKnown(status)) return DecideLogName(ReadFacts(file), OwnUserSid());
+  return status.Has(FILE_ATTRIBUTE_READONLY) ? LogNameStep::MakeWritable : LogNameStep::Use;
 }
 
 // Makes what has this name usable, or moves it out of the way. True if opening the log may succeed now.
 bool Mend(const FilePlace& place) {
   const KernelHandle file = OpenPlace(place, {.access = FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES | READ_CONTROL});
-  BY_HANDLE_FILE_INFORMATION information{};
-  if (!file || !GetFileInformationByHandle(file.Get(), &information)) return PutAside(place, {});
-  switch (StepFor(file.Get(), information)) {
+  const auto status = file ? ReadStatus(file.Get()) : std::nullopt;
+  if (!status) return PutAside(place, {});
+  switch (StepFor(file.Get(), *status)) {
     case LogNameStep::Use:
       return false;
     case LogNameStep::MakeWritable:
@@ -112,9 +99,9 @@ bool Mend(const FilePlace& place) {
   return false;
 }
 
-bool IsUsable(HANDLE file, const BY_HANDLE_FILE_INFORMATION& information) {
-  if (StepFor(file, information) != LogNameStep::Use) return false;
-  if (!IsKnown(IdentityOf(information))) Watch(IdentityOf(information));
+bool IsUsable(HANDLE file, const FileStatus& status) {
+  if (StepFor(file, status) != LogNameStep::Use) return false;
+  if (!IsKnown(status)) Watch(status);
   return true;
 }
 
@@ -130,13 +117,11 @@ bool ClearRotatedName() {
 }
 
 // False if the log was not renamed.
-bool Rotate(const FileIdentity& identity) {
+bool Rotate(const FileStatus& log) {
   if (!ClearRotatedName()) return false;
   const KernelHandle file = OpenPlace(LogPlace(kLogName), {.access = DELETE | FILE_READ_ATTRIBUTES});
-  BY_HANDLE_FILE_INFORMATION information{};
-  if (!file || !GetFileInformationByHandle(file.Get(), &information) || IdentityOf(information) != identity) {
-    return false;
-  }
+  const auto status = file ? ReadStatus(file.Get()) : std::nullopt;
+  if (!status || status->index != log.index) return false;
   if (!RenameTo(file.Get(), LogPlace(kRotatedLogName), false)) return false;
   StopWatching();
   Known().areRulesApplied = false;
@@ -145,13 +130,12 @@ bool Rotate(const FileIdentity& identity) {
 
 KernelHandle TryToOpen(bool mayRotate) {
   KernelHandle file = OpenOrCreateLog();
-  BY_HANDLE_FILE_INFORMATION information{};
-  if (!file || !GetFileInformationByHandle(file.Get(), &information)) return {};
-  if (!IsUsable(file.Get(), information)) return {};
-  const uint64_t size = (uint64_t{information.nFileSizeHigh} << 32) | information.nFileSizeLow;
-  if (!mayRotate || !NeedsRotation(size) || !Rotate(IdentityOf(information))) return file;
+  const auto status = file ? ReadStatus(file.Get()) : std::nullopt;
+  if (!status || !IsUsable(file.Get(), *status)) return {};
+  if (!mayRotate || !NeedsRotation(status->bytes) || !Rotate(*status)) return file;
   file = CreateLog();
-  if (file && GetFileInformationByHandle(file.Get(), &information)) Watch(IdentityOf(information));
+  if (!file) return {};
+  if (const auto fresh = ReadStatus(file.Get())) Watch(*fresh);
   return file;
 }
 

@@ -28,8 +28,7 @@ void WriteLine(const char* message) {
   WaitForSingleObject(mutex.Get(), 0);
   {
     const KernelHandle file = OpenPlace({LogFolder(), kBareLogName}, {.access = kLineAccess});
-    BY_HANDLE_FILE_INFORMATION information{};
-    GetFileInformationByHandle(file.Get(), &information);
+    ReadStatus(file.Get());
     const std::time_t now = std::time(nullptr);
     std::tm local{};
     localtime_s(&local, &now);

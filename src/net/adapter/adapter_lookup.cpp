@@ -48,10 +48,14 @@ std::wstring ChooseTunnelAdapterName(const std::vector<std::wstring>& names) {
   return chosen != nullptr ? *chosen : std::wstring();
 }
 
+bool IsWintunDevice(std::wstring_view instanceId) {
+  return ContainsText(instanceId, L"SWD\\Wintun\\");
+}
+
 bool IsOrphanDevice(const DeviceIdentity& device, bool includeOwn) {
   if (ContainsText(device.instanceId, L"ExpressVPN")) return false;
   if (!includeOwn && ContainsText(device.instanceId, kTunnelAdapterGuidText)) return false;
-  const bool isWintun = ContainsText(device.instanceId, L"SWD\\Wintun\\");
+  const bool isWintun = IsWintunDevice(device.instanceId);
   if (IsOurAdapterName(device.friendlyName)) return device.friendlyName != kTunnelAdapterName || isWintun;
   if (!isWintun) return false;
   if (IsOurAdapterName(device.connectionName)) return true;

@@ -33,10 +33,13 @@ struct DeviceIdentity {
   std::wstring friendlyName;
   std::wstring description;
   std::wstring instanceId;
-  // The name of the device's network connection, which users can change. Wintun gives the device itself the tunnel
-  // type's name.
+  // The name of a Wintun device's network connection, which users can change; empty for other devices. Wintun gives the
+  // device itself the tunnel type's name.
   std::wstring connectionName;
 };
+
+// Whether a device with this instance id is an adapter that Wintun has made.
+bool IsWintunDevice(std::wstring_view instanceId);
 
 // Whether the device is a leftover to remove: one of our adapters (with any number; with the plain name only if it is a
 // Wintun device), or a Wintun device of tun2socks. A Wintun device is also ours by its connection's name. The adapter

@@ -56,8 +56,13 @@ std::wstring ReadConnectionName(const DeviceList& list, SP_DEVINFO_DATA& device,
 }
 
 DeviceIdentity ReadIdentity(const DeviceList& list, SP_DEVINFO_DATA& device, bool& failed) {
-  return {ReadProperty(list, device, SPDRP_FRIENDLYNAME, failed), ReadProperty(list, device, SPDRP_DEVICEDESC, failed),
-          ReadInstanceId(list, device, failed), ReadConnectionName(list, device, failed)};
+  DeviceIdentity identity;
+  identity.friendlyName = ReadProperty(list, device, SPDRP_FRIENDLYNAME, failed);
+  identity.description = ReadProperty(list, device, SPDRP_DEVICEDESC, failed);
+  identity.instanceId = ReadInstanceId(list, device, failed);
+  // Three registry keys, and a machine has dozens of devices: read only where it can decide something.
+  if (IsWintunDevice(identity.instanceId)) identity.connectionName = ReadConnectionName(list, device, failed);
+  return identity;
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 extern "C" {
 extern decltype(&::CreateFileW) __imp_CreateFileW;
 extern decltype(&::NtCreateFile) __imp_NtCreateFile;
-extern decltype(&::GetFileInformationByHandle) __imp_GetFileInformationByHandle;
+extern decltype(&::GetFileInformationByHandleEx) __imp_GetFileInformationByHandleEx;
 }
 
 namespace moorlak::adversary {
@@ -22,12 +22,13 @@ constexpr NTSTATUS kAccessDenied = static_cast<NTSTATUS>(0xC0000022);
 
 decltype(&::CreateFileW) systemCreateFile = nullptr;
 decltype(&::NtCreateFile) systemNtCreateFile = nullptr;
-decltype(&::GetFileInformationByHandle) systemGetFileInformation = nullptr;
+decltype(&::GetFileInformationByHandleEx) systemGetFileInformation = nullptr;
 
 bool IsReadOnlyFile(HANDLE file) {
-  BY_HANDLE_FILE_INFORMATION information{};
-  return systemGetFileInformation(file, &information) && (information.dwFileAttributes & kReadOnlyMark) != 0 &&
-         (information.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+  FILE_BASIC_INFO information{};
+  return systemGetFileInformation(file, FileBasicInfo, &information, sizeof(information)) &&
+         (information.FileAttributes & kReadOnlyMark) != 0 &&
+         (information.FileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
 HANDLE WINAPI CreateFileStrictly(LPCWSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security,
@@ -54,10 +55,12 @@ NTSTATUS NTAPI NtCreateFileStrictly(PHANDLE file, ACCESS_MASK access, POBJECT_AT
   return kAccessDenied;
 }
 
-BOOL WINAPI GetInformationStrictly(HANDLE file, LPBY_HANDLE_FILE_INFORMATION information) {
-  if (!systemGetFileInformation(file, information)) return FALSE;
-  if ((information->dwFileAttributes & kLinkMark) != 0) information->dwFileAttributes |= FILE_ATTRIBUTE_REPARSE_POINT;
-  if ((information->dwFileAttributes & kReadOnlyMark) != 0) information->dwFileAttributes |= FILE_ATTRIBUTE_READONLY;
+BOOL WINAPI GetInformationStrictly(HANDLE file, FILE_INFO_BY_HANDLE_CLASS kind, LPVOID information, DWORD bytes) {
+  if (!systemGetFileInformation(file, kind, information, bytes)) return FALSE;
+  if (kind != FileBasicInfo) return TRUE;
+  DWORD& attributes = static_cast<FILE_BASIC_INFO*>(information)->FileAttributes;
+  if ((attributes & kLinkMark) != 0) attributes |= FILE_ATTRIBUTE_REPARSE_POINT;
+  if ((attributes & kReadOnlyMark) != 0) attributes |= FILE_ATTRIBUTE_READONLY;
   return TRUE;
 }
 
@@ -75,7 +78,7 @@ void Replace(Function& slot, Function& system, Function replacement) {
 void BeStrictAboutFiles() {
   Replace(__imp_CreateFileW, systemCreateFile, &CreateFileStrictly);
   Replace(__imp_NtCreateFile, systemNtCreateFile, &NtCreateFileStrictly);
-  Replace(__imp_GetFileInformationByHandle, systemGetFileInformation, &GetInformationStrictly);
+  Replace(__imp_GetFileInformationByHandleEx, systemGetFileInformation, &GetInformationStrictly);
 }
 
 bool MarkAsReadOnly(const wchar_t* path) {
