@@ -10,6 +10,8 @@ source "$ROOT/scripts/test_steps.sh"
 
 mkdir -p "$BUILD"
 if [ "${1:-}" = --quick ]; then
+    LAST_RUN=$BUILD/last_run_quick
+    show_time
     step "building the native tests" build_preset native-asan moorlak_core_tests moorlak_client_tests moorlak_inspect_tests
     native_suite "core, natively under ASan and UBSan" native-asan/tests/moorlak_core_tests 2
     later busy check "format" "$ROOT/scripts/check_format.sh"
@@ -25,6 +27,7 @@ elif [ $# -gt 0 ]; then
     exit 2
 fi
 
+show_time
 step "installing packages" install_packages
 step "building the native tests" build_preset native-asan \
     moorlak_core_tests moorlak_scanner_tests moorlak_client_tests moorlak_inspect_tests moorlak_prepare moorlak_prepare_tests moorlak_lab_tests \

@@ -49,6 +49,7 @@ start_steps() {
 # end_step PROCESS: shows what it said and adds up what it counted. One that broke off is a failure.
 end_step() {
     local lane=${lane_of[$1]} output=${output_of[$1]} more_passed=0 more_failed=1
+    clear_time
     cat "$output"
     if [ -s "$output.counts" ]; then
         read -r more_passed more_failed <"$output.counts"

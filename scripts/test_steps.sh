@@ -7,6 +7,26 @@ RESULTS=$BUILD/results
 rm -rf "$RESULTS"
 mkdir -p "$RESULTS"
 
+# How long the last whole or quick run took that passed, in seconds.
+LAST_RUN=$BUILD/last_run_whole
+
+# clock SECONDS: "12:05".
+clock() { printf '%d:%02d' $(($1 / 60)) $(($1 % 60)); }
+
+# Before something is said: removes the line with the time.
+clear_time() { [ ! -t 1 ] || printf '\e[K'; }
+
+# On a terminal, keeps a last line with the time so far until the end.
+show_time() {
+    [ -t 1 ] || return 0
+    local last=
+    [ ! -s "$LAST_RUN" ] || last=$(<"$LAST_RUN")
+    while sleep 1; do
+        printf '%s%s\e[K\r' "$(clock "$SECONDS")" "${last:+, the last run took $(clock "$last")}"
+    done &
+    trap "kill $! 2>/dev/null; clear_time" EXIT
+}
+
 # " [N s]": the time since the step began.
 mark=$SECONDS
 took() {
@@ -23,14 +43,17 @@ step() {
     local title=$1 log
     shift
     log=$RESULTS/${title//[ \/]/_}.log
+    clear_time
     say "== $title"
     if ! "$@" >"$log" 2>&1; then
+        clear_time
         tail -n 60 "$log"
         say "$passed passed, $((failed + 1)) failed"
         exit 1
     fi
     took
     note_time "$title"
+    clear_time
     say "   done$took"
 }
 
@@ -182,6 +205,7 @@ replay_corpora() {
 
 # The steps' times, the longest first.
 show_times() {
+    clear_time
     say ""
     awk -F '\t' '{ seconds[$2] += $1; shards[$2]++ }
         END { for (title in seconds) printf "%6d s  %s%s\n", seconds[title], title,
@@ -192,5 +216,6 @@ show_times() {
 finish() {
     show_times
     say "$passed passed, $failed failed"
-    [ "$failed" -eq 0 ]
+    [ "$failed" -eq 0 ] || return 1
+    echo "$SECONDS" >"$LAST_RUN"
 }
