@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <map>
 
-#include "network/support/text_difference.h"
+#include "support/text_difference.h"
 
 namespace moorlak {
 namespace {
@@ -80,14 +80,6 @@ struct Changes {
   std::string others;
 };
 
-// Both begin with a line feed, as the texts in the files do.
-Changes Split(const std::string& difference) {
-  const size_t from = difference.find(" filtering platform\n");
-  const size_t to = difference.find("\n ", from);
-  if (from == std::string::npos || to == std::string::npos) return {"", "\n" + difference};
-  return {"\n" + difference.substr(from, to + 1 - from), "\n" + difference.substr(0, from) + difference.substr(to + 1)};
-}
-
 class ProtectedMachine : public OnProtectedMachine, public testing::WithParamInterface<lab::Fixture> {
  protected:
   void TearDown() override {
@@ -99,7 +91,10 @@ class ProtectedMachine : public OnProtectedMachine, public testing::WithParamInt
     Begin(WithTunnel(GetParam().make()));
     const std::string unprotected = ShowAll();
     EXPECT_TRUE(protection->Apply(request, running));
-    return Split(Difference(unprotected, ShowAll()));
+    std::string others = Difference(unprotected, ShowAll());
+    const std::string filters = TakeSection(others, "filtering platform");
+    // The texts in the files begin with a line feed.
+    return {"\n" + filters, "\n" + others};
   }
 };
 

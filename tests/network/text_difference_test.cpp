@@ -1,4 +1,4 @@
-#include "network/support/text_difference.h"
+#include "support/text_difference.h"
 
 #include <gtest/gtest.h>
 
@@ -67,6 +67,31 @@ TEST(TextDifference, HasEveryLineOfATextThatTheOtherOneLacks) {
 // Two lines changed places: one of them is common.
 TEST(TextDifference, ShowsAnotherOrder) {
   EXPECT_EQ(Difference("a\nb\n", "b\na\n"), "-a\n+a\n");
+}
+
+constexpr char kDifference[] =
+    " adapter one\n"
+    "-  IPv4: DHCP\n"
+    " filtering platform\n"
+    "+  filter\n"
+    "     condition\n"
+    " policy\n"
+    "+  on\n";
+
+TEST(TextDifference, GivesASectionAway) {
+  std::string difference = kDifference;
+  EXPECT_EQ(TakeSection(difference, "filtering platform"), " filtering platform\n+  filter\n     condition\n");
+  EXPECT_EQ(difference, " adapter one\n-  IPv4: DHCP\n policy\n+  on\n");
+  EXPECT_EQ(TakeSection(difference, "adapter one"), " adapter one\n-  IPv4: DHCP\n");
+  EXPECT_EQ(TakeSection(difference, "policy"), " policy\n+  on\n");
+  EXPECT_EQ(difference, "");
+}
+
+TEST(TextDifference, HasNoSectionWithoutItsHeading) {
+  std::string difference = kDifference;
+  EXPECT_EQ(TakeSection(difference, "filter"), "");
+  EXPECT_EQ(TakeSection(difference, "on"), "");
+  EXPECT_EQ(difference, kDifference);
 }
 
 }  // namespace

@@ -102,167 +102,130 @@ WintunHolder: purged 1 orphan Wintun adapter(s)
 WintunHolder: persistent Moorlak adapter ready
 )";
 
-inline constexpr char kProtectedMachine[] = R"(
-adapter "Ethernet" Ethernet, up
-  device "Gigabit Network Connection"
-  IPv4: DHCP, metric 5000 set
-    addresses 192.0.2.10/24
-    DNS static 127.0.0.1
-    DNS learned 192.0.2.53
-  IPv4 stored: DHCP, metric 25 automatic
-    addresses 192.0.2.10/24
-    DNS static 127.0.0.1
-    DNS learned 192.0.2.53
-  IPv6: DHCP, metric 25 automatic
-    addresses 2001:db8::10/64, fe80::102/64
-    DNS static (none)
-    DNS learned 2001:db8::53
-    stored the same
-adapter "Loopback Pseudo-Interface 1" loopback, up
-  device "Software Loopback Interface 1"
-  IPv4: static, metric 75 automatic
-    addresses 127.0.0.1/8
-    DNS static (none)
-    DNS learned (none)
-    stored the same
-  IPv6: static, metric 75 automatic
-    addresses ::1/128
-    DNS static (none)
-    DNS learned (none)
-    stored the same
-adapter "Moorlak" virtual, up, needs a session, in session
-  device "Moorlak Tunnel"
-  IPv4: static, metric 1 set
-    addresses 10.0.85.2/24
-    DNS static 9.9.9.9, 149.112.112.112
-    DNS learned (none)
-    stored the same
-  IPv6: DHCP, metric 5 automatic
-    addresses (none)
-    DNS static (none)
-    DNS learned (none)
-    stored the same
-adapter "Wi-Fi" wireless, down
-  device "Wireless-AX Network Adapter #2"
-  IPv4: DHCP, metric 35 automatic
-    addresses (none)
-    DNS static (none)
-    DNS learned (none)
-    stored the same
-  IPv6: DHCP, metric 35 automatic
-    addresses (none)
-    DNS static (none)
-    DNS learned (none)
-    stored the same
-IPv4 routes
-  0.0.0.0/0 via 10.0.85.1 on "Moorlak" metric 1, stored
-  0.0.0.0/0 via 192.0.2.1 on "Ethernet" metric 0, stored
-  10.0.85.0/24 on-link on "Moorlak" metric 256, stored
-  10.0.85.2/32 on-link on "Moorlak" metric 256, stored
-  10.0.85.255/32 on-link on "Moorlak" metric 256, stored
-  127.0.0.0/8 on-link on "Loopback Pseudo-Interface 1" metric 256, stored
-  127.0.0.1/32 on-link on "Loopback Pseudo-Interface 1" metric 256, stored
-  127.255.255.255/32 on-link on "Loopback Pseudo-Interface 1" metric 256, stored
-  149.112.112.112/32 via 192.0.2.1 on "Ethernet" metric 1
-  172.16.0.0/12 via 192.0.2.1 on "Ethernet" metric 1
-  192.0.2.0/24 on-link on "Ethernet" metric 256, stored
-  192.0.2.10/32 on-link on "Ethernet" metric 256, stored
-  192.0.2.255/32 on-link on "Ethernet" metric 256, stored
-  198.51.100.20/32 via 192.0.2.1 on "Ethernet" metric 1
-  198.51.100.30/32 via 192.0.2.1 on "Ethernet" metric 1
-  203.0.113.7/32 via 192.0.2.1 on "Ethernet" metric 1
-  224.0.0.0/4 on-link on "Ethernet" metric 256, stored
-  224.0.0.0/4 on-link on "Loopback Pseudo-Interface 1" metric 256, stored
-  224.0.0.0/4 on-link on "Moorlak" metric 256, stored
-  255.255.255.255/32 on-link on "Ethernet" metric 256, stored
-  255.255.255.255/32 on-link on "Loopback Pseudo-Interface 1" metric 256, stored
-  255.255.255.255/32 on-link on "Moorlak" metric 256, stored
-  9.9.9.9/32 via 192.0.2.1 on "Ethernet" metric 1
-IPv6 routes
-  2001:db8::/64 on-link on "Ethernet" metric 256, stored
-  2001:db8::10/128 on-link on "Ethernet" metric 256, stored
-  ::/0 via fe80::1 on "Ethernet" metric 256, stored
-  ::1/128 on-link on "Loopback Pseudo-Interface 1" metric 256, stored
-  fe80::/64 on-link on "Ethernet" metric 256, stored
-  fe80::102/128 on-link on "Ethernet" metric 256, stored
-  ff00::/8 on-link on "Ethernet" metric 256, stored
-  ff00::/8 on-link on "Loopback Pseudo-Interface 1" metric 256, stored
-firewall rules
-filtering platform
-  provider "Moorlak" {6D6F6F72-444E-5301-4755-4152444D4C31}, dynamic
-  sublayer "Moorlak DNS Guard" {6D6F6F72-444E-5300-4755-4152444D4C31} weight 32768, dynamic
-  filter ALE_AUTH_CONNECT_V4 block weight uint8 8 "Moorlak DNS leak guard" in "Moorlak DNS Guard" {6D6F6F72-444E-5300-4755-4152444D4C31}, provider {6D6F6F72-444E-5301-4755-4152444D4C31}, dynamic
-    IP_LOCAL_INTERFACE not-equal uint64 "Moorlak"
-    IP_PROTOCOL equal uint8 17
-    IP_REMOTE_PORT equal uint16 53
-  filter ALE_AUTH_CONNECT_V4 block weight uint8 8 "Moorlak DNS leak guard" in "Moorlak DNS Guard" {6D6F6F72-444E-5300-4755-4152444D4C31}, provider {6D6F6F72-444E-5301-4755-4152444D4C31}, dynamic
-    IP_LOCAL_INTERFACE not-equal uint64 "Moorlak"
-    IP_PROTOCOL equal uint8 6
-    IP_REMOTE_PORT equal uint16 53
-  filter ALE_AUTH_CONNECT_V4 permit weight uint8 15 "Moorlak allow Xray DNS bypass" in "Moorlak DNS Guard" {6D6F6F72-444E-5300-4755-4152444D4C31}, provider {6D6F6F72-444E-5301-4755-4152444D4C31}, dynamic
-    ALE_APP_ID equal byte-blob \device\harddiskvolume1\program files\moorlak\xray\xray.exe
-    IP_PROTOCOL equal uint8 17
-    IP_REMOTE_ADDRESS equal uint32 151587081
-    IP_REMOTE_PORT equal uint16 53
-  filter ALE_AUTH_CONNECT_V4 permit weight uint8 15 "Moorlak allow Xray DNS bypass" in "Moorlak DNS Guard" {6D6F6F72-444E-5300-4755-4152444D4C31}, provider {6D6F6F72-444E-5301-4755-4152444D4C31}, dynamic
-    ALE_APP_ID equal byte-blob \device\harddiskvolume1\program files\moorlak\xray\xray.exe
-    IP_PROTOCOL equal uint8 17
-    IP_REMOTE_ADDRESS equal uint32 2507174000
-    IP_REMOTE_PORT equal uint16 53
-  filter ALE_AUTH_CONNECT_V4 permit weight uint8 15 "Moorlak allow Xray DNS bypass" in "Moorlak DNS Guard" {6D6F6F72-444E-5300-4755-4152444D4C31}, provider {6D6F6F72-444E-5301-4755-4152444D4C31}, dynamic
-    ALE_APP_ID equal byte-blob \device\harddiskvolume1\program files\moorlak\xray\xray.exe
-    IP_PROTOCOL equal uint8 6
-    IP_REMOTE_ADDRESS equal uint32 151587081
-    IP_REMOTE_PORT equal uint16 53
-  filter ALE_AUTH_CONNECT_V4 permit weight uint8 15 "Moorlak allow Xray DNS bypass" in "Moorlak DNS Guard" {6D6F6F72-444E-5300-4755-4152444D4C31}, provider {6D6F6F72-444E-5301-4755-4152444D4C31}, dynamic
-    ALE_APP_ID equal byte-blob \device\harddiskvolume1\program files\moorlak\xray\xray.exe
-    IP_PROTOCOL equal uint8 6
-    IP_REMOTE_ADDRESS equal uint32 2507174000
-    IP_REMOTE_PORT equal uint16 53
-  filter ALE_AUTH_CONNECT_V6 block weight uint8 8 "Moorlak DNS leak guard" in "Moorlak DNS Guard" {6D6F6F72-444E-5300-4755-4152444D4C31}, provider {6D6F6F72-444E-5301-4755-4152444D4C31}, dynamic
-    IP_LOCAL_INTERFACE not-equal uint64 "Moorlak"
-    IP_PROTOCOL equal uint8 17
-    IP_REMOTE_PORT equal uint16 53
-  filter ALE_AUTH_CONNECT_V6 block weight uint8 8 "Moorlak DNS leak guard" in "Moorlak DNS Guard" {6D6F6F72-444E-5300-4755-4152444D4C31}, provider {6D6F6F72-444E-5301-4755-4152444D4C31}, dynamic
-    IP_LOCAL_INTERFACE not-equal uint64 "Moorlak"
-    IP_PROTOCOL equal uint8 6
-    IP_REMOTE_PORT equal uint16 53
-  filter ALE_AUTH_CONNECT_V6 block weight uint8 8 "Moorlak IPv6 leak guard" in "Moorlak DNS Guard" {6D6F6F72-444E-5300-4755-4152444D4C31}, provider {6D6F6F72-444E-5301-4755-4152444D4C31}, dynamic
-    IP_LOCAL_INTERFACE not-equal uint64 "Moorlak"
-devices
-  PCI\VEN_8086&DEV_15F3&SUBSYS_00008086&REV_03\2 "Gigabit Network Connection" "Gigabit Network Connection", present
-  PCI\VEN_8086&DEV_15F3&SUBSYS_00008086&REV_03\3 "Wireless-AX Network Adapter #2" "Wireless-AX Network Adapter #2", present
-  SWD\Wintun\{6D6F6F72-6C61-4E01-9A11-4D6F6F726C61} "Moorlak Tunnel" "Moorlak Tunnel", present, held
-networks
-  "Moorlak Network" on "Moorlak"
-  "Network 1" on "Ethernet"
-  "Network 2" on "Wi-Fi"
+// What the session changes of the machine; "-" before lines of the machine before, "+" before those while it is up.
+inline constexpr char kTun2SocksChanges[] = R"(
+ adapter "Ethernet" Ethernet, up
+-  IPv4: DHCP, metric 25 automatic
++  IPv4: DHCP, metric 5000 set
+-    DNS static (none)
++    DNS static 127.0.0.1
+-    stored the same
++  IPv4 stored: DHCP, metric 25 automatic
++    addresses 192.0.2.10/24
++    DNS static 127.0.0.1
++    DNS learned 192.0.2.53
+-adapter "Moorlak" virtual, down, needs a session
++adapter "Moorlak" virtual, up, needs a session, in session
+-  IPv4: DHCP, metric 5 automatic
+-    addresses (none)
+-    DNS static (none)
++  IPv4: static, metric 1 set
++    addresses 10.0.85.2/24
++    DNS static 9.9.9.9, 149.112.112.112
+ IPv4 routes
++  0.0.0.0/0 via 10.0.85.1 on "Moorlak" metric 1, stored
++  10.0.85.0/24 on-link on "Moorlak" metric 256, stored
++  10.0.85.2/32 on-link on "Moorlak" metric 256, stored
++  10.0.85.255/32 on-link on "Moorlak" metric 256, stored
++  149.112.112.112/32 via 192.0.2.1 on "Ethernet" metric 1
++  172.16.0.0/12 via 192.0.2.1 on "Ethernet" metric 1
++  198.51.100.20/32 via 192.0.2.1 on "Ethernet" metric 1
++  198.51.100.30/32 via 192.0.2.1 on "Ethernet" metric 1
++  203.0.113.7/32 via 192.0.2.1 on "Ethernet" metric 1
++  224.0.0.0/4 on-link on "Moorlak" metric 256, stored
++  255.255.255.255/32 on-link on "Moorlak" metric 256, stored
++  9.9.9.9/32 via 192.0.2.1 on "Ethernet" metric 1
+ networks
++  "Moorlak Network" on "Moorlak"
 )";
 
-// The machine on the engine's own tunnel, compared with the one above.
-inline constexpr char kNativeDifference[] = R"(
--     stored the same
--   0.0.0.0/0 via 10.0.85.1 on "Moorlak" metric 1, stored
--   10.0.85.0/24 on-link on "Moorlak" metric 256, stored
--   10.0.85.2/32 on-link on "Moorlak" metric 256, stored
--   10.0.85.255/32 on-link on "Moorlak" metric 256, stored
--   224.0.0.0/4 on-link on "Moorlak" metric 256, stored
--   255.255.255.255/32 on-link on "Moorlak" metric 256, stored
--   IPv4: static, metric 1 set
--   SWD\Wintun\{6D6F6F72-6C61-4E01-9A11-4D6F6F726C61} "Moorlak Tunnel" "Moorlak Tunnel", present, held
-+     DNS learned (none)
-+     DNS static 9.9.9.9, 149.112.112.112
-+     addresses (none)
-+   0.0.0.0/0 via 10.0.85.1 on "Moorlak" metric 0
-+   10.0.85.0/24 on-link on "Moorlak" metric 256
-+   10.0.85.2/32 on-link on "Moorlak" metric 256
-+   10.0.85.255/32 on-link on "Moorlak" metric 256
-+   224.0.0.0/4 on-link on "Moorlak" metric 256
-+   255.255.255.255/32 on-link on "Moorlak" metric 256
-+   ::/0 on-link on "Moorlak" metric 0
-+   IPv4 stored: DHCP, metric 5 automatic
-+   IPv4: static, metric 5 automatic
-+   SWD\Wintun\{made by the engine} "Moorlak Tunnel" "Moorlak Tunnel", present, held
+inline constexpr char kNativeChanges[] = R"(
+ adapter "Ethernet" Ethernet, up
+-  IPv4: DHCP, metric 25 automatic
++  IPv4: DHCP, metric 5000 set
+-    DNS static (none)
++    DNS static 127.0.0.1
+-    stored the same
++  IPv4 stored: DHCP, metric 25 automatic
++    addresses 192.0.2.10/24
++    DNS static 127.0.0.1
++    DNS learned 192.0.2.53
+-adapter "Moorlak" virtual, down, needs a session
++adapter "Moorlak" virtual, up, needs a session, in session
+-  IPv4: DHCP, metric 5 automatic
++  IPv4: static, metric 5 automatic
++    addresses 10.0.85.2/24
++    DNS static 9.9.9.9, 149.112.112.112
++    DNS learned (none)
++  IPv4 stored: DHCP, metric 5 automatic
+-    DNS static (none)
++    DNS static 9.9.9.9, 149.112.112.112
+-    stored the same
+ IPv4 routes
++  0.0.0.0/0 via 10.0.85.1 on "Moorlak" metric 0
++  10.0.85.0/24 on-link on "Moorlak" metric 256
++  10.0.85.2/32 on-link on "Moorlak" metric 256
++  10.0.85.255/32 on-link on "Moorlak" metric 256
++  149.112.112.112/32 via 192.0.2.1 on "Ethernet" metric 1
++  172.16.0.0/12 via 192.0.2.1 on "Ethernet" metric 1
++  198.51.100.20/32 via 192.0.2.1 on "Ethernet" metric 1
++  198.51.100.30/32 via 192.0.2.1 on "Ethernet" metric 1
++  203.0.113.7/32 via 192.0.2.1 on "Ethernet" metric 1
++  224.0.0.0/4 on-link on "Moorlak" metric 256
++  255.255.255.255/32 on-link on "Moorlak" metric 256
++  9.9.9.9/32 via 192.0.2.1 on "Ethernet" metric 1
+ IPv6 routes
++  ::/0 on-link on "Moorlak" metric 0
+ devices
+-  SWD\Wintun\{6D6F6F72-6C61-4E01-9A11-4D6F6F726C61} "Moorlak Tunnel" "Moorlak Tunnel", present, held
++  SWD\Wintun\{made by the engine} "Moorlak Tunnel" "Moorlak Tunnel", present, held
+ networks
++  "Moorlak Network" on "Moorlak"
+)";
+
+// On both paths.
+inline constexpr char kFilters[] = R"(
+ filtering platform
++  provider "Moorlak" {6D6F6F72-444E-5301-4755-4152444D4C31}, dynamic
++  sublayer "Moorlak DNS Guard" {6D6F6F72-444E-5300-4755-4152444D4C31} weight 32768, dynamic
++  filter ALE_AUTH_CONNECT_V4 block weight uint8 8 "Moorlak DNS leak guard" in "Moorlak DNS Guard" {6D6F6F72-444E-5300-4755-4152444D4C31}, provider {6D6F6F72-444E-5301-4755-4152444D4C31}, dynamic
++    IP_LOCAL_INTERFACE not-equal uint64 "Moorlak"
++    IP_PROTOCOL equal uint8 17
++    IP_REMOTE_PORT equal uint16 53
++  filter ALE_AUTH_CONNECT_V4 block weight uint8 8 "Moorlak DNS leak guard" in "Moorlak DNS Guard" {6D6F6F72-444E-5300-4755-4152444D4C31}, provider {6D6F6F72-444E-5301-4755-4152444D4C31}, dynamic
++    IP_LOCAL_INTERFACE not-equal uint64 "Moorlak"
++    IP_PROTOCOL equal uint8 6
++    IP_REMOTE_PORT equal uint16 53
++  filter ALE_AUTH_CONNECT_V4 permit weight uint8 15 "Moorlak allow Xray DNS bypass" in "Moorlak DNS Guard" {6D6F6F72-444E-5300-4755-4152444D4C31}, provider {6D6F6F72-444E-5301-4755-4152444D4C31}, dynamic
++    ALE_APP_ID equal byte-blob \device\harddiskvolume1\program files\moorlak\xray\xray.exe
++    IP_PROTOCOL equal uint8 17
++    IP_REMOTE_ADDRESS equal uint32 151587081
++    IP_REMOTE_PORT equal uint16 53
++  filter ALE_AUTH_CONNECT_V4 permit weight uint8 15 "Moorlak allow Xray DNS bypass" in "Moorlak DNS Guard" {6D6F6F72-444E-5300-4755-4152444D4C31}, provider {6D6F6F72-444E-5301-4755-4152444D4C31}, dynamic
++    ALE_APP_ID equal byte-blob \device\harddiskvolume1\program files\moorlak\xray\xray.exe
++    IP_PROTOCOL equal uint8 17
++    IP_REMOTE_ADDRESS equal uint32 2507174000
++    IP_REMOTE_PORT equal uint16 53
++  filter ALE_AUTH_CONNECT_V4 permit weight uint8 15 "Moorlak allow Xray DNS bypass" in "Moorlak DNS Guard" {6D6F6F72-444E-5300-4755-4152444D4C31}, provider {6D6F6F72-444E-5301-4755-4152444D4C31}, dynamic
++    ALE_APP_ID equal byte-blob \device\harddiskvolume1\program files\moorlak\xray\xray.exe
++    IP_PROTOCOL equal uint8 6
++    IP_REMOTE_ADDRESS equal uint32 151587081
++    IP_REMOTE_PORT equal uint16 53
++  filter ALE_AUTH_CONNECT_V4 permit weight uint8 15 "Moorlak allow Xray DNS bypass" in "Moorlak DNS Guard" {6D6F6F72-444E-5300-4755-4152444D4C31}, provider {6D6F6F72-444E-5301-4755-4152444D4C31}, dynamic
++    ALE_APP_ID equal byte-blob \device\harddiskvolume1\program files\moorlak\xray\xray.exe
++    IP_PROTOCOL equal uint8 6
++    IP_REMOTE_ADDRESS equal uint32 2507174000
++    IP_REMOTE_PORT equal uint16 53
++  filter ALE_AUTH_CONNECT_V6 block weight uint8 8 "Moorlak DNS leak guard" in "Moorlak DNS Guard" {6D6F6F72-444E-5300-4755-4152444D4C31}, provider {6D6F6F72-444E-5301-4755-4152444D4C31}, dynamic
++    IP_LOCAL_INTERFACE not-equal uint64 "Moorlak"
++    IP_PROTOCOL equal uint8 17
++    IP_REMOTE_PORT equal uint16 53
++  filter ALE_AUTH_CONNECT_V6 block weight uint8 8 "Moorlak DNS leak guard" in "Moorlak DNS Guard" {6D6F6F72-444E-5300-4755-4152444D4C31}, provider {6D6F6F72-444E-5301-4755-4152444D4C31}, dynamic
++    IP_LOCAL_INTERFACE not-equal uint64 "Moorlak"
++    IP_PROTOCOL equal uint8 6
++    IP_REMOTE_PORT equal uint16 53
++  filter ALE_AUTH_CONNECT_V6 block weight uint8 8 "Moorlak IPv6 leak guard" in "Moorlak DNS Guard" {6D6F6F72-444E-5300-4755-4152444D4C31}, provider {6D6F6F72-444E-5301-4755-4152444D4C31}, dynamic
++    IP_LOCAL_INTERFACE not-equal uint64 "Moorlak"
 )";
 
 // clang-format on

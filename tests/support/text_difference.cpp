@@ -1,4 +1,4 @@
-#include "network/support/text_difference.h"
+#include "support/text_difference.h"
 
 #include <algorithm>
 #include <sstream>
@@ -76,6 +76,19 @@ std::string Difference(const std::string& before, const std::string& after) {
     }
   }
   return report.Text();
+}
+
+std::string TakeSection(std::string& difference, std::string_view heading) {
+  const std::string first = ' ' + std::string(heading) + '\n';
+  size_t begin = difference.starts_with(first) ? 0 : difference.find('\n' + first);
+  if (begin == std::string::npos) return {};
+  if (begin != 0) ++begin;
+  // The lines of the section have a mark and are indented below it, or have a blank and are indented below that.
+  size_t end = begin + first.size();
+  while (end + 1 < difference.size() && difference[end + 1] == ' ') end = difference.find('\n', end) + 1;
+  std::string section = difference.substr(begin, end - begin);
+  difference.erase(begin, end - begin);
+  return section;
 }
 
 }  // namespace moorlak
