@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <string_view>
 
 namespace moorlak::client {
@@ -36,6 +37,8 @@ constexpr std::array<OptionEntry, 7> kOptions{{{"--proxy", ClientCommand::Start,
                                                {"--meta", ClientCommand::Prepare, &Arguments::meta},
                                                {"--log", ClientCommand::Prepare, &Arguments::log}}};
 
+constexpr std::string_view kLineCountOption = "-n";
+
 bool IsHelpWord(const std::string& word) {
   return word == "--help" || word == "-h";
 }
@@ -61,13 +64,33 @@ bool SetOption(Arguments& arguments, std::string_view name) {
   return false;
 }
 
+// "-n" and its number, which may stand in the same word. Empty if taken or not there; otherwise the error.
+std::string TakeLineCount(Arguments& arguments, const std::vector<std::string>& words, size_t& index) {
+  std::string_view text = words[index];
+  text.remove_prefix(kLineCountOption.size());
+  if (text.empty() && index + 1 < words.size()) text = words[++index];
+  uint32_t lines = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), lines);
+  if (error != std::errc() || end != text.data() + text.size()) return "\"-n\" needs a number of lines.";
+  arguments.lines = lines;
+  return {};
+}
+
+bool IsLineCount(const Arguments& arguments, const std::string& word) {
+  return arguments.command == ClientCommand::Logs && word.starts_with(kLineCountOption);
+}
+
 // "-" alone is a file name. So is an empty word, which gets its own error later.
 bool LooksLikeOption(const std::string& word) {
   return word.size() > 1 && word.front() == '-';
 }
 
+std::string Unexpected(const std::string& word) {
+  return "Unexpected argument \"" + word + "\".";
+}
+
 std::string TakeOperand(Arguments& arguments, const std::string& word, bool& fileGiven) {
-  if (!TakesConfiguration(arguments.command) || fileGiven) return "Unexpected argument \"" + word + "\".";
+  if (!TakesConfiguration(arguments.command) || fileGiven) return Unexpected(word);
   if (word.empty()) return "The name of the configuration file is empty.";
   arguments.file = word;
   fileGiven = true;
@@ -81,6 +104,8 @@ std::string TakeCommandWords(Arguments& arguments, const std::vector<std::string
     const std::string& word = words[index];
     if (!optionsEnded && word == "--") {
       optionsEnded = true;
+    } else if (!optionsEnded && IsLineCount(arguments, word)) {
+      if (std::string error = TakeLineCount(arguments, words, index); !error.empty()) return error;
     } else if (!optionsEnded && LooksLikeOption(word)) {
       if (!SetOption(arguments, word)) return "\"" + words.front() + "\" has no option \"" + word + "\".";
     } else if (std::string error = TakeOperand(arguments, word, fileGiven); !error.empty()) {
@@ -99,6 +124,21 @@ bool AsksForHelp(const std::vector<std::string>& words) {
   return std::any_of(words.begin(), end, IsHelpWord);
 }
 
+std::string UnknownCommand(const std::string& word) {
+  return "There is no command \"" + word + "\".";
+}
+
+// "help", or "help" and a command.
+ParsedArguments ParseHelp(const std::vector<std::string>& words) {
+  ParsedArguments parsed;
+  parsed.arguments.help = true;
+  if (words.size() == 1) return parsed;
+  parsed.arguments.command = FindCommand(words[1]);
+  if (parsed.arguments.command == ClientCommand::None) parsed.error = UnknownCommand(words[1]);
+  if (words.size() > 2) parsed.error = Unexpected(words[2]);
+  return parsed;
+}
+
 }  // namespace
 
 ParsedArguments ParseArguments(const std::vector<std::string>& words) {
@@ -111,12 +151,13 @@ ParsedArguments ParseArguments(const std::vector<std::string>& words) {
   arguments.command = FindCommand(words.front());
   arguments.help = AsksForHelp(words);
   if (arguments.help) return parsed;
+  if (words.front() == "help") return ParseHelp(words);
   if (arguments.command != ClientCommand::None) {
     parsed.error = TakeCommandWords(arguments, words);
-  } else if (words.front() != "--version") {
-    parsed.error = "There is no command \"" + words.front() + "\".";
+  } else if (words.front() != "--version" && words.front() != "version") {
+    parsed.error = UnknownCommand(words.front());
   } else if (words.size() > 1) {
-    parsed.error = "Unexpected argument \"" + words[1] + "\".";
+    parsed.error = Unexpected(words[1]);
   } else {
     arguments.version = true;
   }

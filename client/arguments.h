@@ -1,6 +1,8 @@
 // The command line of moorlakctl.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,7 +12,7 @@ enum class ClientCommand { None, Ping, Start, Stop, Status, Logs, Prepare, Docto
 
 struct Arguments {
   ClientCommand command = ClientCommand::None;
-  // `--help`: the command's help, or the program's if the command is None.
+  // `--help`, or `help` and a command: the command's help, or the program's if the command is None.
   bool help = false;
   bool version = false;
   // start
@@ -23,6 +25,8 @@ struct Arguments {
   bool watch = false;
   // logs
   bool follow = false;
+  // logs: only so many of the last lines; all of them if there is no number.
+  std::optional<uint32_t> lines;
   // prepare
   bool meta = false;
   bool log = false;

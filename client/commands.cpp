@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdio>
+#include <deque>
 #include <string>
 
 #include "base/paths.h"
@@ -75,10 +76,27 @@ ExitCode WatchStatus(Console& console, const Arguments& arguments, HANDLE interr
   return ExitCode::Ok;
 }
 
-ExitCode FollowLog(Console& console, HANDLE interrupt) {
+// What has been written so far: all lines, or the last of them.
+DWORD ReadWrittenLines(LogFollower& follower, const Arguments& arguments, const LineSink& print) {
+  std::deque<std::string> last;
+  const LineSink keep = [&](std::string_view line) {
+    last.emplace_back(line);
+    if (last.size() > *arguments.lines) last.pop_front();
+  };
+  const LineSink& sink = arguments.lines ? keep : print;
+  const DWORD error = ReadNewLines(follower, sink);
+  // A line that is still being written will be printed when it is complete.
+  if (!arguments.follow) FlushUnfinishedLine(follower, sink);
+  for (const std::string& line : last) print(line);
+  return error;
+}
+
+ExitCode FollowLog(Console& console, const Arguments& arguments, HANDLE interrupt) {
   LogFollower follower;
   bool written = true;
   const LineSink print = [&](std::string_view line) { written = written && WriteLine(console.out, VisibleText(line)); };
+  const DWORD first = ReadWrittenLines(follower, arguments, print);
+  if (first != ERROR_SUCCESS && !IsMissingLog(first)) return ReportLogError(console, first);
   do {
     const DWORD error = ReadNewLines(follower, print);
     if (error != ERROR_SUCCESS && !IsMissingLog(error)) return ReportLogError(console, error);
@@ -87,14 +105,12 @@ ExitCode FollowLog(Console& console, HANDLE interrupt) {
   return ExitCode::Ok;
 }
 
-ExitCode PrintLog(Console& console) {
+ExitCode PrintLog(Console& console, const Arguments& arguments) {
   LogFollower follower;
   bool written = true;
   const LineSink print = [&](std::string_view line) { written = written && WriteLine(console.out, VisibleText(line)); };
-  const DWORD error = ReadNewLines(follower, print);
-  if (error != ERROR_SUCCESS) return ReportLogError(console, error);
-  FlushUnfinishedLine(follower, print);
-  return ExitOfOutput(written);
+  const DWORD error = ReadWrittenLines(follower, arguments, print);
+  return error == ERROR_SUCCESS ? ExitOfOutput(written) : ReportLogError(console, error);
 }
 
 // Runs a command that lasts until the user ends it.
@@ -142,8 +158,8 @@ ExitCode RunStatus(Console& console, const Arguments& arguments) {
 }
 
 ExitCode RunLogs(Console& console, const Arguments& arguments) {
-  if (!arguments.follow) return PrintLog(console);
-  return RunUntilInterrupted(console, [&](HANDLE interrupt) { return FollowLog(console, interrupt); });
+  if (!arguments.follow) return PrintLog(console, arguments);
+  return RunUntilInterrupted(console, [&](HANDLE interrupt) { return FollowLog(console, arguments, interrupt); });
 }
 
 }  // namespace moorlak::client

@@ -11,7 +11,7 @@ Usage:
   moorlakctl start [--proxy] FILE|-     start a session and stay with it
   moorlakctl stop                       stop the session
   moorlakctl status [--json] [--watch]  show state and traffic
-  moorlakctl logs [--follow]            print the tunnel log
+  moorlakctl logs [-n N] [--follow]     print the tunnel log
   moorlakctl prepare [--meta] [--log] FILE|-
                                         show what a start would make of a
                                         configuration
@@ -19,8 +19,8 @@ Usage:
                                         computer
   moorlakctl reset                      put back what a session has left, while
                                         the service is stopped
-  moorlakctl COMMAND --help             explain one command
-  moorlakctl --help | --version
+  moorlakctl help [COMMAND]             explain this program or one command
+  moorlakctl version
 
 moorlakctl.exe must lie in the folder of the service program: the service
 answers no other program. "prepare", "logs" and "doctor" ask nothing of the
@@ -109,11 +109,12 @@ it began.
 )";
 
 constexpr std::string_view kLogsHelp =
-    R"(Usage: moorlakctl logs [--follow]
+    R"(Usage: moorlakctl logs [-n N] [--follow]
 
 Prints the tunnel log, C:\ProgramData\Moorlak\logs\tunnel.log. Characters
 that could steer a terminal are shown as \xNN or \u{NNNN}.
 
+  -n N      only the last N lines
   --follow  go on with new lines until Ctrl-C, which exits with 0. Rotation
             of the log loses no line; a log that does not exist yet is
             awaited.

@@ -14,7 +14,7 @@ namespace {
 
 ExitCode RefuseArguments(Console& console, const ParsedArguments& parsed) {
   const std::string command = CommandName(parsed.arguments.command);
-  const std::string help = command.empty() ? "moorlakctl --help" : "moorlakctl " + command + " --help";
+  const std::string help = command.empty() ? "moorlakctl help" : "moorlakctl help " + command;
   Complain(console, VisibleText(parsed.error) + "\nFor help: " + help);
   return ExitCode::Usage;
 }

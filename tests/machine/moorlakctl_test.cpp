@@ -1,5 +1,6 @@
 // The command-line client against the running service: what it prints, and its exit codes. The codes are documented in
 // docs/moorlakctl.md.
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -391,12 +392,49 @@ TEST_F(Moorlakctl, AnAnswerThatTheServiceDoesNotGiveIsAFailure) {
   EXPECT_EQ(output, "moorlakctl: The answer is not one that the tunnel service gives: \"hello\"\n");
 }
 
+TEST_F(Moorlakctl, ExplainsItselfInWordsAsWithOptions) {
+  EXPECT_EQ(Run(L"--help"), kOk);
+  const std::string help = output;
+  EXPECT_TRUE(help.starts_with("moorlakctl controls")) << help;
+  EXPECT_EQ(Run(L"help"), kOk);
+  EXPECT_EQ(output, help);
+  EXPECT_EQ(Run(L"help logs"), kOk);
+  EXPECT_TRUE(output.starts_with("Usage: moorlakctl logs")) << output;
+  EXPECT_EQ(Run(L"--version"), kOk);
+  const std::string version = output;
+  EXPECT_EQ(Run(L"version"), kOk);
+  EXPECT_EQ(output, version);
+}
+
 TEST_F(Moorlakctl, LogsPrintsTheTunnelLog) {
   StartTunnelService();
   ASSERT_EQ(Ask(CommandCode::Ping), "OK");
   EXPECT_EQ(Run(L"logs"), kOk);
   EXPECT_TRUE(Contains(output, " MoorlakTunnel service starting\n")) << output;
   EXPECT_TRUE(output.ends_with(" IPC ping\n")) << output;
+}
+
+TEST_F(Moorlakctl, LogsPrintsOnlyTheLastLines) {
+  StartTunnelService();
+  ASSERT_EQ(Ask(CommandCode::Ping), "OK");
+  EXPECT_EQ(Run(L"logs -n 2"), kOk);
+  EXPECT_EQ(std::ranges::count(output, '\n'), 2) << output;
+  EXPECT_TRUE(Contains(output, " IPC server command 1 received\n")) << output;
+  EXPECT_TRUE(output.ends_with(" IPC ping\n")) << output;
+  EXPECT_EQ(Run(L"logs -n 0"), kOk);
+  EXPECT_EQ(output, "");
+}
+
+TEST_F(Moorlakctl, LogsFollowGoesOnAfterTheLastLines) {
+  StartTunnelService();
+  ASSERT_EQ(Ask(CommandCode::Ping), "OK");
+  const Child logs = StartProgram(CtlCommand(L"logs -n 1 --follow"));
+  ASSERT_TRUE(WaitForOutput(logs, " IPC ping\n"));
+  EXPECT_EQ(Ask(CommandCode::Stop), "OK");
+  EXPECT_TRUE(WaitForOutput(logs, " IPC stop\n"));
+  EXPECT_TRUE(PressCtrlC(logs.processId));
+  EXPECT_TRUE(WaitForExit(logs));
+  EXPECT_FALSE(Contains(Output(logs), "MoorlakTunnel service starting"));
 }
 
 TEST_F(Moorlakctl, LogsFollowGoesOnWithNewLinesUntilCtrlC) {

@@ -97,6 +97,31 @@ TEST(Arguments, StatusAndLogsTakeTheirOptions) {
   EXPECT_TRUE(Accepted({"logs", "--follow"}).follow);
 }
 
+TEST(Arguments, LogsTakesANumberOfLines) {
+  EXPECT_EQ(Accepted({"logs"}).lines, std::nullopt);
+  EXPECT_EQ(Accepted({"logs", "-n", "20"}).lines, 20u);
+  EXPECT_EQ(Accepted({"logs", "-n20"}).lines, 20u);
+  EXPECT_EQ(Accepted({"logs", "-n", "0"}).lines, 0u);
+  const Arguments both = Accepted({"logs", "-n", "5", "--follow"});
+  EXPECT_EQ(both.lines, 5u);
+  EXPECT_TRUE(both.follow);
+}
+
+TEST(Arguments, ANumberOfLinesIsANumber) {
+  for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{{"logs", "-n"},
+                                                                                     {"logs", "-n", "--follow"},
+                                                                                     {"logs", "-n", ""},
+                                                                                     {"logs", "-n", "-1"},
+                                                                                     {"logs", "-n", "5x"},
+                                                                                     {"logs", "-n", " 5"},
+                                                                                     {"logs", "-n", "4294967296"},
+                                                                                     {"logs", "-nx"}}) {
+    EXPECT_EQ(ErrorOf(words), "\"-n\" needs a number of lines.") << words.back();
+  }
+  EXPECT_EQ(ErrorOf({"status", "-n", "5"}), "\"status\" has no option \"-n\".");
+  EXPECT_EQ(ErrorOf({"logs", "-n", "5", "6"}), "Unexpected argument \"6\".");
+}
+
 TEST(Arguments, DoctorTakesItsOption) {
   EXPECT_EQ(Accepted({"doctor"}).command, ClientCommand::Doctor);
   EXPECT_FALSE(Accepted({"doctor"}).json);
@@ -119,8 +144,20 @@ TEST(Arguments, HelpIsOfTheCommandAndWinsOverErrors) {
   EXPECT_TRUE(Accepted({"nonsense", "--help"}).help);
 }
 
+TEST(Arguments, HelpIsAWordToo) {
+  EXPECT_TRUE(Accepted({"help"}).help);
+  EXPECT_EQ(Accepted({"help"}).command, ClientCommand::None);
+  EXPECT_TRUE(Accepted({"help", "start"}).help);
+  EXPECT_EQ(Accepted({"help", "start"}).command, ClientCommand::Start);
+  EXPECT_TRUE(Accepted({"help", "--help"}).help);
+  EXPECT_EQ(ErrorOf({"help", "nonsense"}), "There is no command \"nonsense\".");
+  EXPECT_EQ(ErrorOf({"help", "start", "stop"}), "Unexpected argument \"stop\".");
+}
+
 TEST(Arguments, VersionIsAlone) {
   EXPECT_TRUE(Accepted({"--version"}).version);
+  EXPECT_TRUE(Accepted({"version"}).version);
+  EXPECT_EQ(ErrorOf({"version", "ping"}), "Unexpected argument \"ping\".");
   EXPECT_EQ(ErrorOf({"--version", "ping"}), "Unexpected argument \"ping\".");
   EXPECT_EQ(ErrorOf({"ping", "--version"}), "\"ping\" has no option \"--version\".");
 }
