@@ -7,6 +7,7 @@
 #include "base/handle.h"
 #include "base/log.h"
 #include "base/mutex.h"
+#include "base/standard_error.h"
 #include "base/threads.h"
 #include "ipc/wire_format.h"
 #include "process/install_look.h"
@@ -23,6 +24,11 @@ constexpr DWORD kAcceptedControls = SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_PRESHUT
 constexpr DWORD kStartWaitHintMs = 3000;
 constexpr DWORD kStopWaitHintMs = 45000;
 constexpr DWORD kPreshutdownMs = 60000;
+
+// For who starts the program by hand.
+constexpr char kStartedByHand[] =
+    "This is a Windows service. To start it: sc start MoorlakTunnel. To run it in this window: "
+    "moorlak_service --console";
 
 // Both the main routine and the control handler report.
 struct ServiceState {
@@ -155,6 +161,7 @@ int RunAsService() {
   if (StartServiceCtrlDispatcherW(table)) return 0;
   const DWORD error = GetLastError();
   WriteLogLine("StartServiceCtrlDispatcher failed: " + std::to_string(error));
+  if (error == ERROR_FAILED_SERVICE_CONTROLLER_CONNECT) WriteStandardErrorLine(kStartedByHand);
   return static_cast<int>(error);
 }
 

@@ -115,8 +115,11 @@ TEST(Lifecycle, StartsAgainAfterAStop) {
 TEST(Lifecycle, ExitsWith1063WhenStartedByHand) {
   const LogWatch log;
   DWORD exitCode = 0;
-  RunProgram(ServiceCommand(L""), exitCode);
+  const std::string output = RunProgram(ServiceCommand(L""), exitCode);
   EXPECT_EQ(exitCode, static_cast<DWORD>(ERROR_FAILED_SERVICE_CONTROLLER_CONNECT));
+  EXPECT_EQ(output,
+            "This is a Windows service. To start it: sc start MoorlakTunnel. To run it in this window: "
+            "moorlak_service --console\n");
   EXPECT_EQ(log.Count("StartServiceCtrlDispatcher failed: 1063"), 1u);
 }
 
