@@ -57,6 +57,7 @@ wine_suite waiting "shell, under Wine" windows-debug/tests/moorlak_shell_tests.e
 # What works.
 later busy check "format" "$ROOT/scripts/check_format.sh"
 later busy check "threads" "$ROOT/scripts/check_threads.sh"
+later busy check "documents" "$ROOT/scripts/check_docs.sh"
 later busy check "configurations that ./run refuses" "$ROOT/scripts/check_demo.sh"
 later busy check "program headers" "$ROOT/scripts/check_programs.sh" "$BUILD/windows-release"
 later busy check "clang-tidy, core" env MOORLAK_TIDY_JOBS=1 "$ROOT/scripts/check_tidy.sh" core
