@@ -63,5 +63,7 @@ if(WIN32)
   target_link_options(
     moorlak_options INTERFACE -static -fstack-protector-strong -Wl,--gc-sections -Wl,--dynamicbase -Wl,--nxcompat -Wl,--high-entropy-va
                               -Wl,--major-subsystem-version=10 -Wl,--minor-subsystem-version=0
+                              # The same sources give the same bytes (scripts/check_reproducible.sh).
+                              -Wl,--no-insert-timestamp
                               $<$<CONFIG:Release>:-s>)
 endif()
