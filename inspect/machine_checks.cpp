@@ -4,6 +4,7 @@
 #include "inspect/checks.h"
 #include "inspect/view_text.h"
 #include "net/adapter/adapter_lookup.h"
+#include "net/adapter/orphan_adapters.h"
 #include "net/routing/route_journal.h"
 #include "net/routing/route_rows.h"
 #include "process/stray_engines.h"

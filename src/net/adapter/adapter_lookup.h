@@ -1,5 +1,5 @@
-// The names that are ours, the devices that are leftovers, the machine's adapters as plain values, and the tunnel
-// adapter among them. Nothing here takes a lock or opens the adapter, so any thread may call it at any time.
+// The names that are ours, the machine's adapters as plain values, and the tunnel adapter among them. Nothing here
+// takes a lock or opens the adapter, so any thread may call it at any time.
 #pragma once
 
 #include <cstdint>
@@ -27,24 +27,6 @@ bool IsOurAdapterName(std::wstring_view name);
 // The adapter's name among those present: the plain one, otherwise the one with the lowest number. Empty if none is
 // ours.
 std::wstring ChooseTunnelAdapterName(const std::vector<std::wstring>& names);
-
-// A network device as the system lists it. A property that the device lacks is empty.
-struct DeviceIdentity {
-  std::wstring friendlyName;
-  std::wstring description;
-  std::wstring instanceId;
-  // The name of a Wintun device's network connection, which users can change; empty for other devices. Wintun gives the
-  // device itself the tunnel type's name.
-  std::wstring connectionName;
-};
-
-// Whether a device with this instance id is an adapter that Wintun has made.
-bool IsWintunDevice(std::wstring_view instanceId);
-
-// Whether the device is a leftover to remove: one of our adapters (with any number; with the plain name only if it is a
-// Wintun device), or a Wintun device of tun2socks. A Wintun device is also ours by its connection's name. The adapter
-// with our GUID counts only with includeOwn. Another vendor's adapter never counts.
-bool IsOrphanDevice(const DeviceIdentity& device, bool includeOwn);
 
 // True for the names that Windows itself gives one of our networks; they become kNetworkProfileName.
 bool IsAutomaticProfileName(std::wstring_view name);

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "base/handle.h"
-#include "net/adapter/adapter_lookup.h"
+#include "net/adapter/orphan_adapters.h"
 
 namespace moorlak {
 
