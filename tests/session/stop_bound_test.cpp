@@ -3,6 +3,7 @@
 // as scripts/stop_bound.sh does: whatever else the machine is doing counts, too.
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <future>
@@ -23,9 +24,17 @@ constexpr std::chrono::seconds kContract{40};
 // For an end that takes too long.
 constexpr std::chrono::seconds kPatience{240};
 
-bool HasCall(const char* program, const std::string& argument) {
-  const std::vector<std::string> calls = CallsOf(program);
-  return std::ranges::any_of(calls, [&](const std::string& call) { return call.find(argument) != std::string::npos; });
+std::ptrdiff_t RouteCalls(const std::string& argument) {
+  const std::vector<std::string> calls = CallsOf("route");
+  return std::ranges::count_if(calls,
+                               [&](const std::string& call) { return call.find(argument) != std::string::npos; });
+}
+
+constexpr char kDropDefaultRoute[] = "DELETE 0.0.0.0";
+
+// A connect makes this call, too, before it adds its own: waits for one more than there were.
+bool WaitForAnotherDrop(std::ptrdiff_t before) {
+  return WaitUntil([=] { return RouteCalls(kDropDefaultRoute) > before; });
 }
 
 void HangEveryCommand() {
@@ -73,16 +82,16 @@ TEST_F(StopBound, HoldsAtReadyOnTheEnginesOwnTunnel) {
 TEST_F(StopBound, HoldsInMidConnect) {
   PlanFault("hang", "route", "", 0);
   ASSERT_EQ(Start(Config()), "OK");
-  ASSERT_TRUE(WaitUntil([] { return HasCall("route", "DELETE 203.0.113.7"); })) << testing::PrintToString(LogLines());
+  ASSERT_TRUE(WaitUntil([] { return RouteCalls("DELETE 203.0.113.7") > 0; })) << testing::PrintToString(LogLines());
   HangEveryCommand();
   ExpectEndInTime("in mid-connect");
 }
 
 TEST_F(StopBound, HoldsInARollback) {
   PlanFault("fail", "WinHttpSendRequest", "", 0, 12029);
-  PlanFault("hang", "route", "DELETE 0.0.0.0", 0);
+  PlanFault("hang", "route", kDropDefaultRoute, 0);
   ASSERT_EQ(Start(Config()), "OK");
-  ASSERT_TRUE(WaitUntil([] { return HasCall("route", "DELETE 0.0.0.0"); })) << testing::PrintToString(LogLines());
+  ASSERT_TRUE(WaitForAnotherDrop(RouteCalls(kDropDefaultRoute))) << testing::PrintToString(LogLines());
   HangEveryCommand();
   ExpectEndInTime("in a rollback");
 }
@@ -90,8 +99,9 @@ TEST_F(StopBound, HoldsInARollback) {
 TEST_F(StopBound, HoldsAfterAUsersStop) {
   ASSERT_NO_FATAL_FAILURE(Connect(Config()));
   HangEveryCommand();
+  const std::ptrdiff_t drops = RouteCalls(kDropDefaultRoute);
   auto reply = std::async(std::launch::async, [this] { return Stop(); });
-  ASSERT_TRUE(WaitUntil([] { return HasCall("route", "DELETE 0.0.0.0"); }));
+  ASSERT_TRUE(WaitForAnotherDrop(drops));
   ExpectEndInTime("after a user's stop");
   reply.wait();
 }
@@ -100,8 +110,9 @@ TEST_F(StopBound, HoldsAfterAUsersStop) {
 TEST_F(StopBound, HoldsAfterAStartThatReplacesASession) {
   ASSERT_NO_FATAL_FAILURE(Connect(Config()));
   HangEveryCommand();
+  const std::ptrdiff_t drops = RouteCalls(kDropDefaultRoute);
   auto reply = std::async(std::launch::async, [this] { return Start(Config()); });
-  ASSERT_TRUE(WaitUntil([] { return HasCall("route", "DELETE 0.0.0.0"); }));
+  ASSERT_TRUE(WaitForAnotherDrop(drops));
   ExpectEndInTime("after a start that replaces a session");
   reply.wait();
   EXPECT_EQ(CallsOf("xray-test").size(), 1u);
