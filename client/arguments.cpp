@@ -64,7 +64,7 @@ bool SetOption(Arguments& arguments, std::string_view name) {
   return false;
 }
 
-// "-n" and its number, which may stand in the same word. Empty if taken or not there; otherwise the error.
+// "-n" and its number, which may be in the same word. Returns the error; empty if the number was taken.
 std::string TakeLineCount(Arguments& arguments, const std::vector<std::string>& words, size_t& index) {
   std::string_view text = words[index];
   text.remove_prefix(kLineCountOption.size());

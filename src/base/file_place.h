@@ -63,8 +63,8 @@ struct FileStatus {
   bool Has(DWORD attribute) const { return (attributes & attribute) != 0; }
 };
 
-// Unlike GetFileInformationByHandle it asks only the file and not its volume, which takes ten times as long on some
-// systems. On failure, GetLastError says why.
+// Unlike GetFileInformationByHandle it asks only the file and not its volume, which under Wine another process answers
+// for. On failure, GetLastError says why.
 std::optional<FileStatus> ReadStatus(HANDLE file);
 
 // Renames an open file or folder; the handle needs DELETE. On failure, GetLastError says why.

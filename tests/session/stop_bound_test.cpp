@@ -90,8 +90,9 @@ TEST_F(StopBound, HoldsInMidConnect) {
 TEST_F(StopBound, HoldsInARollback) {
   PlanFault("fail", "WinHttpSendRequest", "", 0, 12029);
   PlanFault("hang", "route", kDropDefaultRoute, 0);
+  const std::ptrdiff_t drops = RouteCalls(kDropDefaultRoute);
   ASSERT_EQ(Start(Config()), "OK");
-  ASSERT_TRUE(WaitForAnotherDrop(RouteCalls(kDropDefaultRoute))) << testing::PrintToString(LogLines());
+  ASSERT_TRUE(WaitForAnotherDrop(drops)) << testing::PrintToString(LogLines());
   HangEveryCommand();
   ExpectEndInTime("in a rollback");
 }
